@@ -1,0 +1,402 @@
+/*
+ * libvell: hands multicast forwarding state to the vell service, which programs the switch's hardware.
+ *
+ * A process opens a transport queue, registers as a client of the service with vell_register, passes the service's
+ * answer to vell_register_ack, and from then on describes routes and sends them. This header is the whole interface and
+ * its reference. It needs nothing but <stdint.h>, and compiles as C99 and as C++.
+ *
+ * CONVENTIONS
+ *
+ * Results: a function that sends or registers returns 1 when it did and 0 when it did not; there are no error codes. 0
+ * from a send leaves the client registered. What a failure logs is said with each function; where nothing is said,
+ * nothing is logged.
+ *
+ * Threads: the library starts none and locks nothing. Its state, this header's exported variables included, is the
+ * process's; call it from one thread at a time. Every function runs to its end in the caller's thread, and sends at
+ * once: there is no queue inside, no retry and no timer.
+ *
+ * Bytes: every multi-byte field of a record or message is in host (little-endian) byte order, unless its own comment
+ * says otherwise. IPv4 addresses are carried as the caller gives them.
+ *
+ * Records: the records below are wire formats. They may lie at any address, odd ones included, and over any buffer of
+ * bytes: their types have alignment 1 and may alias others. Bytes called reserved are never written by the library and
+ * go out as they are, so clear the bytes of a record before filling it, the head of its TLV array included: of a route
+ * without lists nobody else writes that head.
+ *
+ * Ownership: buffers stay the caller's. Nothing is allocated, and no pointer is kept after a call returns; only the
+ * append position below is kept, as a number.
+ *
+ * Checks: only what a function's comment says is checked. A null record, a list that outgrows vell_mrib_buf, or a
+ * message that is shorter than its records are the caller's to avoid: they are passed through unchecked on purpose.
+ *
+ * Registered: "needs an acknowledged client" means that a client id (from vell_register_ack) and a queue handle (from
+ * vell_register or vell_register_kyt_q) are held; without both the function sends nothing and returns 0.
+ *
+ * Log: messages, errors and traces, go to the platform's event history, its debug console and the log of the client's
+ * uuid. Each starts with the function's name and, in brackets, a number that identifies the message and is the same in
+ * every release; it is given below with what logs it. "ERROR: " or "TRACE: " follows, but for traces in the client's
+ * log.
+ */
+#ifndef VELL_H
+#define VELL_H
+
+#include <stdint.h>
+
+#define VELL_API __attribute__((visibility("default")))
+#define VELL_RECORD __attribute__((packed, may_alias))
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* The transport's message reference, declared in full by the transport's own header. */
+struct kyt_msg_ref;
+
+/* ------------------------------------------------------------------------------------------------------------------
+ * Registration
+ * ------------------------------------------------------------------------------------------------------------------ */
+
+/* The longest name of a shared memory segment, its terminating NUL not counted. */
+#define VELL_SHM_NAME_MAX 239
+
+/*
+ * vell_register sends the register request from `queue`, for the client with `uuid`. `shm_name` is the name of the
+ * client's shared memory segment, NUL-terminated, at most VELL_SHM_NAME_MAX bytes. For the uuids 286 and 592 the name
+ * is not read and may be null; for every other it must not be null.
+ *
+ * Returns 1 when the request was sent: queue and uuid are held from then on, and the client id comes with the answer.
+ * Returns 0, and changes nothing, when a client id or a queue is held already (trace 93; a queue given with
+ * vell_register_kyt_q counts), when the name is too long (error 106), or when the send failed (error 135). What it logs
+ * is kept under the uuid that was held before the call, 384 when there was none.
+ */
+VELL_API uint32_t vell_register(uint32_t queue, uint32_t uuid, const char *shm_name);
+
+/*
+ * vell_register_ack reads the service's answer to the registration. `message` is the transport's handle of the received
+ * message; it stays the caller's.
+ *
+ * Returns 1 when the service accepted and gave a client id other than 0, which is held from then on. An accepted id of
+ * 0 is stored too, and returns 0 with no log. When the service refused, or the message has no payload, it logs trace
+ * 180, sets the client id to 0, keeps queue and uuid, and returns 0. To register anew after that, give the queue back
+ * first, with vell_register_kyt_q(0): vell_deregister does nothing for a client that has no id.
+ */
+VELL_API uint32_t vell_register_ack(void *message);
+
+/*
+ * vell_deregister ends the registration: it tells the service and forgets client id, queue and uuid.
+ *
+ * Needs an acknowledged client. Returns 1 when deregistered. Returns 0 when not, and when the send failed, in which
+ * case the client stays registered. Logs nothing.
+ */
+VELL_API uint32_t vell_deregister(void);
+
+/*
+ * vell_register_kyt_q gives the library a queue handle without registering. 0 takes it back. Nothing is checked or
+ * logged. While a queue is held, vell_register refuses.
+ */
+VELL_API void vell_register_kyt_q(uint32_t queue);
+
+/* ------------------------------------------------------------------------------------------------------------------
+ * Route records
+ * ------------------------------------------------------------------------------------------------------------------ */
+
+/*
+ * A multicast route as it goes on the wire: this head of 40 bytes, and directly behind it an aligned TLV array that
+ * holds the route's lists. What the opcodes, the flags and the epoch mean is the service's business.
+ *
+ *   0       4               12      13      14    16      20      24     28      32      33    36        40
+ *   +-------+---------------+-------+-------+-----+-------+-------+------+-------+-------+-----+---------+-----
+ *   |opcode | flags         |source |group  |  -  | epoch |source |group | RPF   | DF    |  -  | table   | TLV
+ *   |   -   |               |length |length |     |       |       |      | if    |ordinal|     | id      | array
+ *   +-------+---------------+-------+-------+-----+-------+-------+------+-------+-------+-----+---------+-----
+ */
+typedef struct VELL_RECORD vell_mrib_route {
+    uint8_t opcode;
+    uint8_t reserved1[3];
+    uint64_t flags;
+    uint8_t source_length;
+    uint8_t group_length;
+    uint8_t reserved2[2];
+    uint32_t epoch;
+    uint32_t source;
+    uint32_t group;
+    uint32_t rpf_if;
+    uint8_t df_ordinal;
+    uint8_t reserved3[3];
+    uint32_t table_id;
+} vell_mrib_route;
+
+/*
+ * The named flags: FLAG(bit, setter, tester) and SET_ONLY(bit, setter). Bit 12 goes by two names, bit 23 is tested by
+ * another name than it is set by, bit 25 has no tester, and bits 14 and 26 to 63 have no name.
+ */
+#define VELL_MRIB_FLAG_TABLE(FLAG, SET_ONLY)                                                                           \
+    FLAG(0, direct, direct)                                                                                            \
+    FLAG(1, local_addr, local_addr)                                                                                    \
+    FLAG(2, drop_route, drop_route)                                                                                    \
+    FLAG(3, local_group, local_group)                                                                                  \
+    FLAG(4, count_pfx, count_pfx)                                                                                      \
+    FLAG(5, set_df_bits, set_df_bits)                                                                                  \
+    FLAG(6, rpf_only, rpf_only)                                                                                        \
+    FLAG(7, download, download)                                                                                        \
+    FLAG(8, download_done, download_done)                                                                              \
+    FLAG(9, come_up_route, come_up_route)                                                                              \
+    FLAG(10, drop_on_rpf_fail, drop_on_rpf_fail)                                                                       \
+    FLAG(11, wildcard_route, wildcard_route)                                                                           \
+    FLAG(12, overlay_decap, overlay_decap)                                                                             \
+    FLAG(12, decap, decap)                                                                                             \
+    FLAG(13, svrf_download, svrf_download)                                                                             \
+    FLAG(15, non_rpf_check, non_rpf_check)                                                                             \
+    FLAG(16, even_route, even_route)                                                                                   \
+    FLAG(17, odd_route, odd_route)                                                                                     \
+    FLAG(18, dux_forward_all, dux_forward_all)                                                                         \
+    FLAG(19, dux_forward_even, dux_forward_even)                                                                       \
+    FLAG(20, dux_forward_odd, dux_forward_odd)                                                                         \
+    FLAG(21, dux_src_rp_l3, dux_src_rp_l3)                                                                             \
+    FLAG(22, dux_none_forwarder, dux_none_forwarder)                                                                   \
+    FLAG(23, dux_rpf_is_svi, dux_rpf_check)                                                                            \
+    FLAG(24, dux_l3src_behind_peer, dux_l3src_behind_peer)                                                             \
+    SET_ONLY(25, dux_forward_none)
+
+/* The flags' masks in vell_mrib_route.flags, by the setters' names: vell_mrib_flag_direct = 0x1 and so on. */
+#define VELL_MRIB_SETTER_MASK(bit, setter) vell_mrib_flag_##setter = 1 << bit,
+#define VELL_MRIB_FLAG_MASK(bit, setter, tester) vell_mrib_flag_##setter = 1 << bit,
+enum vell_mrib_flag { VELL_MRIB_FLAG_TABLE(VELL_MRIB_FLAG_MASK, VELL_MRIB_SETTER_MASK) };
+#undef VELL_MRIB_FLAG_MASK
+#undef VELL_MRIB_SETTER_MASK
+
+/*
+ * vell_mrib_set_flags_<name>(route) sets the flag and leaves the others as they are.
+ * vell_mrib_is_flags_<name>(route) returns 1 when the flag is set and 0 when it is not.
+ */
+#define VELL_MRIB_FLAG_SETTER(bit, setter) VELL_API void vell_mrib_set_flags_##setter(vell_mrib_route *route);
+#define VELL_MRIB_FLAG_ACCESSORS(bit, setter, tester)                                                                  \
+    VELL_API void vell_mrib_set_flags_##setter(vell_mrib_route *route);                                                \
+    VELL_API int vell_mrib_is_flags_##tester(const vell_mrib_route *route);
+VELL_MRIB_FLAG_TABLE(VELL_MRIB_FLAG_ACCESSORS, VELL_MRIB_FLAG_SETTER)
+#undef VELL_MRIB_FLAG_ACCESSORS
+#undef VELL_MRIB_FLAG_SETTER
+
+/* vell_mrib_set_flags replaces the whole flag word, unnamed bits included. */
+VELL_API void vell_mrib_set_flags(vell_mrib_route *route, uint64_t flags);
+
+/* vell_mrib_set_flag_init clears the whole flag word. */
+VELL_API void vell_mrib_set_flag_init(vell_mrib_route *route);
+
+/* vell_mrib_set_opcode stores the operation on this route: the low byte of `opcode`. */
+VELL_API void vell_mrib_set_opcode(vell_mrib_route *route, uint32_t opcode);
+
+/* vell_mrib_set_source stores the IPv4 source address and its mask length. Neither is checked or masked. */
+VELL_API void vell_mrib_set_source(vell_mrib_route *route, uint32_t address, uint8_t mask_length);
+
+/* vell_mrib_set_group stores the IPv4 group address and its mask length. Neither is checked or masked. */
+VELL_API void vell_mrib_set_group(vell_mrib_route *route, uint32_t address, uint8_t mask_length);
+
+/* vell_mrib_set_epoch stores the route's epoch. */
+VELL_API void vell_mrib_set_epoch(vell_mrib_route *route, uint32_t epoch);
+
+/* vell_mrib_set_rpfif stores the interface index of the RPF interface; vell_mrib_get_rpfif returns it. */
+VELL_API void vell_mrib_set_rpfif(vell_mrib_route *route, uint32_t if_index);
+VELL_API uint32_t vell_mrib_get_rpfif(const vell_mrib_route *route);
+
+/* vell_mrib_set_df_ordinal stores the designated forwarder's ordinal: the low byte of `ordinal`. */
+VELL_API void vell_mrib_set_df_ordinal(vell_mrib_route *route, uint32_t ordinal);
+
+/* vell_mrib_set_table_id stores the id of the route table. */
+VELL_API void vell_mrib_set_table_id(vell_mrib_route *route, uint32_t table_id);
+
+/* ------------------------------------------------------------------------------------------------------------------
+ * Lists of a route: outgoing interfaces (OIFs), MTI encapsulations, GLT encapsulations
+ *
+ * A list is opened with its begin function, filled entry by entry, and closed with its end function, which appends it
+ * to the route's TLV array. All three lists are built at the start of vell_mrib_buf: have one open at a time, the
+ * others before or after it, in any order. Opening a list drops what another open list holds.
+ *
+ * The append position in the TLV array is kept in p_current_tlv_addr and current_tlv_size from one list of a route to
+ * the next. The first list of another route starts that route's own array, and vell_send_v4_mroute_update resets the
+ * position. Fill one route after the other, and give up a half-filled message by setting both to 0. Nothing checks the
+ * room behind the route: it is the caller's buffer.
+ * ------------------------------------------------------------------------------------------------------------------ */
+
+/* A list as it is built and as it goes on the wire: the number of entries, and the entries directly behind it. */
+typedef struct VELL_RECORD vell_mrib_list {
+    uint32_t count;
+} vell_mrib_list;
+
+typedef vell_mrib_list vell_oif_list; /* of vell_oif_entry, TLV type 0 */
+typedef vell_mrib_list vell_mti_list; /* of vell_mti_entry, TLV type 1 */
+typedef vell_mrib_list vell_glt_list; /* of vell_glt_entry, TLV type 2 */
+
+/* An outgoing interface. `kind` is one of enum vell_oif_kind. */
+typedef struct VELL_RECORD vell_oif_entry {
+    uint32_t if_index;
+    uint32_t kind;
+} vell_oif_entry;
+
+/* An MTI encapsulation: four words whose meaning is the service's. */
+typedef struct VELL_RECORD vell_mti_entry {
+    uint32_t words[4];
+} vell_mti_entry;
+
+/* A GLT encapsulation. What the words mean is the service's; `data_length` says how many bytes of `data` count. */
+#define VELL_GLT_DATA_MAX 36
+typedef struct VELL_RECORD vell_glt_entry {
+    uint32_t words[4];
+    uint8_t data[VELL_GLT_DATA_MAX];
+    uint32_t data_length;
+    uint32_t last_word;
+} vell_glt_entry;
+
+/* The kinds of outgoing interfaces: KIND(value, name). */
+#define VELL_OIF_KIND_TABLE(KIND)                                                                                      \
+    KIND(0, reg)                                                                                                       \
+    KIND(1, vprime)                                                                                                    \
+    KIND(4, duxsvi)                                                                                                    \
+    KIND(8, duxbidir_rpf)                                                                                              \
+    KIND(12, dux_bidir_rpf_duxsvi)
+
+#define VELL_OIF_KIND_VALUE(value, name) vell_oif_kind_##name = value,
+enum vell_oif_kind { VELL_OIF_KIND_TABLE(VELL_OIF_KIND_VALUE) };
+#undef VELL_OIF_KIND_VALUE
+
+/* The scratch area in which the open list is built. */
+#define VELL_MRIB_BUF_SIZE 120832
+VELL_API extern uint8_t vell_mrib_buf[VELL_MRIB_BUF_SIZE];
+
+/* The list being built, or null when the list is closed. Setting one to null closes that list and appends nothing. */
+VELL_API extern vell_oif_list *vell_oifs;
+VELL_API extern vell_mti_list *mti_oifs;
+VELL_API extern vell_glt_list *glt_oifs;
+
+/* Where the TLV array's next TLV goes, as an address, and the array's size so far. Both 0: the next list starts one. */
+VELL_API extern uint32_t p_current_tlv_addr;
+VELL_API extern uint32_t current_tlv_size;
+
+/* vell_mrib_add_..._begin opens the list, empty. */
+VELL_API void vell_mrib_add_oifs_begin(void);
+VELL_API void vell_mrib_add_mti_encap_begin(void);
+VELL_API void vell_mrib_add_glt_encap_begin(void);
+
+/*
+ * vell_mrib_add_<kind>_oif adds an outgoing interface of that kind: vell_mrib_add_reg_oif, vell_mrib_add_vprime_oif and
+ * so on. Ignored while the OIF list is closed. The buffer's end is not checked, here as in the other add functions:
+ * vell_mrib_buf has room for 15103 OIFs, 7551 MTI or 2013 GLT encapsulations, and a TLV for 8191, 4095 or 1092.
+ */
+#define VELL_OIF_KIND_ADDER(value, name) VELL_API void vell_mrib_add_##name##_oif(uint32_t if_index);
+VELL_OIF_KIND_TABLE(VELL_OIF_KIND_ADDER)
+#undef VELL_OIF_KIND_ADDER
+
+/* vell_mrib_add_mti_encap adds an MTI encapsulation. Ignored while the MTI list is closed. */
+VELL_API void vell_mrib_add_mti_encap(uint32_t word0, uint32_t word1, uint32_t word2, uint32_t word3);
+
+/*
+ * vell_mrib_add_glt_encap adds a GLT encapsulation. Ignored while the GLT list is closed. `data_length` bytes are
+ * copied from `data`, which may be null when there are none; keep them at VELL_GLT_DATA_MAX or below. More are copied
+ * all the same, over the entry's last two words and whatever follows. Bytes of the data field that are not given keep
+ * what the buffer held.
+ */
+VELL_API void vell_mrib_add_glt_encap(uint32_t word0, uint32_t word1, uint32_t word2, uint32_t word3, const void *data,
+                                      uint32_t data_length, uint32_t last_word);
+
+/*
+ * vell_mrib_add_..._end appends the list to the route's TLV array as one TLV and closes it. The TLV's length keeps its
+ * low 16 bits only. When the list is closed, nothing happens; when it is empty, nothing is appended and it stays open.
+ * That the TLV array refused the TLV is not reported.
+ */
+VELL_API void vell_mrib_add_oifs_end(vell_mrib_route *route);
+VELL_API void vell_mrib_add_mti_encap_end(vell_mrib_route *route);
+VELL_API void vell_mrib_add_glt_encap_end(vell_mrib_route *route);
+
+/*
+ * vell_mrib_test_add_... appends a whole list of `count` entries in one call. It is built in vell_mrib_buf, over
+ * whatever list is open there, and no list is opened or closed. With a null array or a count of 0, nothing happens.
+ */
+VELL_API void vell_mrib_test_add_oiflist(vell_mrib_route *route, const vell_oif_entry *entries, uint32_t count);
+VELL_API void vell_mrib_test_add_mti_oif(vell_mrib_route *route, const vell_mti_entry *entries, uint32_t count);
+VELL_API void vell_mrib_test_add_glt_oif(vell_mrib_route *route, const vell_glt_entry *entries, uint32_t count);
+
+/* vell_mrib_get_route_size returns the bytes of a filled route, head and TLV array: the next one follows directly. */
+VELL_API uint32_t vell_mrib_get_route_size(const vell_mrib_route *route);
+
+/*
+ * vell_mrib_get_max_route_size returns 8 n_oif + 16 n_mti + 60 n_glt + 56, modulo 2^32, to size a message buffer by
+ * before a route is filled. It has room for the head of one TLV. Where TLV heads take 4 bytes it is 4 bytes short for a
+ * route with two lists and 12 bytes short for one with three: add that much.
+ */
+VELL_API uint32_t vell_mrib_get_max_route_size(uint32_t n_oif, uint32_t n_mti, uint32_t n_glt);
+
+/* ------------------------------------------------------------------------------------------------------------------
+ * Route messages
+ * ------------------------------------------------------------------------------------------------------------------ */
+
+/* The head of a route message; `route_count` route records follow it back to back. */
+typedef struct VELL_RECORD vell_mrib_message {
+    uint8_t client_id;
+    uint8_t reserved1;
+    uint16_t route_count;
+    uint16_t marker;
+    uint8_t reserved2[2];
+} vell_mrib_message;
+
+/*
+ * vell_send_v4_mroute_update sends a message of `length` bytes, head and route records, that the caller has built. The
+ * library writes the client id, `route_count` and `marker` into its head and looks at nothing else. `reference`
+ * receives the transport's message reference; after a success it is the caller's, to release with kyt_drop on the queue
+ * that was registered. After a failure there is nothing to release.
+ *
+ * Needs an acknowledged client. Returns 1 when sent, 0 when not. Once it has tried to send, whatever came of it, the
+ * next list starts a fresh TLV array (p_current_tlv_addr and current_tlv_size are 0). Logs nothing.
+ */
+VELL_API uint32_t vell_send_v4_mroute_update(void *message, uint32_t length, uint16_t route_count, uint16_t marker,
+                                             struct kyt_msg_ref *reference);
+
+/*
+ * vell_send_v6_mroute_update sends the IPv6 route notice: three values whose meaning is the service's.
+ *
+ * Needs an acknowledged client, and logs error 700 without one. Returns 1 when sent, 0 when not; a failed send logs
+ * nothing.
+ */
+VELL_API uint32_t vell_send_v6_mroute_update(uint32_t first, uint32_t second, uint16_t third);
+
+/* The dux forwarding roles: ROLE(value, name). Each is told to the service by the route flag dux_<name>. */
+#define VELL_DUX_ROLE_TABLE(ROLE)                                                                                      \
+    ROLE(1, forward_all)                                                                                               \
+    ROLE(2, forward_even)                                                                                              \
+    ROLE(3, forward_odd)                                                                                               \
+    ROLE(4, forward_none)
+
+#define VELL_DUX_ROLE_VALUE(value, name) vell_dux_role_##name = value,
+enum vell_dux_role { VELL_DUX_ROLE_TABLE(VELL_DUX_ROLE_VALUE) };
+#undef VELL_DUX_ROLE_VALUE
+
+/*
+ * vell_mrib_send_dux_role_update sends a route message that carries the dux role, one of enum vell_dux_role. Any other
+ * value is sent as no role at all, with no flag set.
+ *
+ * Needs an acknowledged client. Returns 1 when sent, 0 when not. Logs nothing, and leaves the TLV append position
+ * alone.
+ */
+VELL_API uint32_t vell_mrib_send_dux_role_update(uint32_t role);
+
+/* vell_mrib_send_dux_role_<name>() is vell_mrib_send_dux_role_update with the role of that name. */
+#define VELL_DUX_ROLE_SENDER(value, name) VELL_API uint32_t vell_mrib_send_dux_role_##name(void);
+VELL_DUX_ROLE_TABLE(VELL_DUX_ROLE_SENDER)
+#undef VELL_DUX_ROLE_SENDER
+
+/*
+ * vell_mrib_get_mroute_tlv_info reads the entry counts of a filled route's lists back. A list that the route does not
+ * have counts 0; of two lists of a kind the last one counts.
+ *
+ * Returns the number of TLVs in the route's array. A TLV of another type than the three lists' ends the reading and its
+ * type is returned; when the TLV array cannot be read on, its status is returned; the counts read until then stand.
+ * The result alone does not tell these three apart. An array that claims more than 255 TLVs is read until it cannot be
+ * read on. With a null route it returns 0 and leaves the counts alone.
+ */
+VELL_API uint32_t vell_mrib_get_mroute_tlv_info(const vell_mrib_route *route, uint32_t *n_oif, uint32_t *n_mti,
+                                                uint32_t *n_glt);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,41 @@
+// The way out: every request to the service is one kyt_send made here.
+#pragma once
+
+#include <kyt.h>
+
+#include <cstdint>
+
+namespace vell {
+
+// Where a request goes, what it is, and word 1 of its send options.
+struct service_request {
+    std::uint32_t sap;
+    std::uint32_t opcode;
+    std::uint32_t option_word1;
+};
+
+inline constexpr std::uint32_t sap_registration = 212;
+inline constexpr std::uint32_t sap_routes = 214;
+
+inline constexpr std::uint32_t opcode_ipv4_route_message = 75831;
+
+namespace request {
+
+inline constexpr service_request client_register = {sap_registration, 75796, 0};
+inline constexpr service_request client_deregister = {sap_registration, 75797, 0};
+inline constexpr service_request ipv4_route_update = {sap_routes, opcode_ipv4_route_message, 1};
+inline constexpr service_request ipv6_route_notice = {sap_routes, 75779, 1};
+// A route message too, but with option word 1 left at 0.
+inline constexpr service_request dux_role_update = {sap_routes, opcode_ipv4_route_message, 0};
+
+} // namespace request
+
+// Sends `length` bytes of payload from `queue`. When it returns true, `reference` holds a message reference that
+// somebody must release: the caller of the library, or the sender with kyt_drop.
+bool send_request(const service_request &request, std::uint32_t queue, const void *payload, std::uint32_t length,
+                  kyt_msg_ref *reference);
+
+// Sends as above and releases the message reference at once.
+bool send_and_release(const service_request &request, std::uint32_t queue, const void *payload, std::uint32_t length);
+
+} // namespace vell
