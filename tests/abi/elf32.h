@@ -1,0 +1,29 @@
+// Just enough of a 32-bit shared object to hold its interface against the header.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace elf32 {
+
+struct symbol {
+    bool function = false;
+    std::uint32_t size = 0;
+    std::string version; // of an undefined symbol, such as GLIBC_2.0; empty when it has none
+};
+
+struct shared_object {
+    std::map<std::string, symbol> exported;
+    std::map<std::string, symbol> undefined;
+    std::vector<std::string> needed;
+    std::set<std::int32_t> dynamic_tags;
+    std::string soname;
+};
+
+// Throws std::runtime_error when the file is not a 32-bit x86 shared object.
+shared_object read(const std::string &path);
+
+} // namespace elf32

@@ -1,0 +1,83 @@
+// The records that clients compile into their own code: their layouts never change.
+#include <vell.h>
+
+#include <cstddef>
+#include <gtest/gtest.h>
+
+namespace {
+
+#define EXPECT_FIELD(record, field, offset, width)                                                                     \
+    EXPECT_EQ(offsetof(record, field), std::size_t{offset});                                                           \
+    EXPECT_EQ(sizeof(record::field), std::size_t{width})
+
+TEST(RecordLayout, Route) {
+    EXPECT_EQ(sizeof(vell_mrib_route), 40u);
+    EXPECT_EQ(alignof(vell_mrib_route), 1u);
+    EXPECT_FIELD(vell_mrib_route, opcode, 0, 1);
+    EXPECT_FIELD(vell_mrib_route, reserved1, 1, 3);
+    EXPECT_FIELD(vell_mrib_route, flags, 4, 8);
+    EXPECT_FIELD(vell_mrib_route, source_length, 12, 1);
+    EXPECT_FIELD(vell_mrib_route, group_length, 13, 1);
+    EXPECT_FIELD(vell_mrib_route, reserved2, 14, 2);
+    EXPECT_FIELD(vell_mrib_route, epoch, 16, 4);
+    EXPECT_FIELD(vell_mrib_route, source, 20, 4);
+    EXPECT_FIELD(vell_mrib_route, group, 24, 4);
+    EXPECT_FIELD(vell_mrib_route, rpf_if, 28, 4);
+    EXPECT_FIELD(vell_mrib_route, df_ordinal, 32, 1);
+    EXPECT_FIELD(vell_mrib_route, reserved3, 33, 3);
+    EXPECT_FIELD(vell_mrib_route, table_id, 36, 4);
+}
+
+TEST(RecordLayout, RouteMessageHead) {
+    EXPECT_EQ(sizeof(vell_mrib_message), 8u);
+    EXPECT_EQ(alignof(vell_mrib_message), 1u);
+    EXPECT_FIELD(vell_mrib_message, client_id, 0, 1);
+    EXPECT_FIELD(vell_mrib_message, reserved1, 1, 1);
+    EXPECT_FIELD(vell_mrib_message, route_count, 2, 2);
+    EXPECT_FIELD(vell_mrib_message, marker, 4, 2);
+    EXPECT_FIELD(vell_mrib_message, reserved2, 6, 2);
+}
+
+TEST(RecordLayout, ListsAndTheirEntries) {
+    EXPECT_EQ(sizeof(vell_mrib_list), 4u);
+    EXPECT_EQ(alignof(vell_mrib_list), 1u);
+    EXPECT_FIELD(vell_mrib_list, count, 0, 4);
+
+    EXPECT_EQ(sizeof(vell_oif_entry), 8u);
+    EXPECT_EQ(alignof(vell_oif_entry), 1u);
+    EXPECT_FIELD(vell_oif_entry, if_index, 0, 4);
+    EXPECT_FIELD(vell_oif_entry, kind, 4, 4);
+
+    EXPECT_EQ(sizeof(vell_mti_entry), 16u);
+    EXPECT_EQ(alignof(vell_mti_entry), 1u);
+    EXPECT_FIELD(vell_mti_entry, words, 0, 16);
+
+    EXPECT_EQ(sizeof(vell_glt_entry), 60u);
+    EXPECT_EQ(alignof(vell_glt_entry), 1u);
+    EXPECT_FIELD(vell_glt_entry, words, 0, 16);
+    EXPECT_FIELD(vell_glt_entry, data, 16, 36);
+    EXPECT_FIELD(vell_glt_entry, data_length, 52, 4);
+    EXPECT_FIELD(vell_glt_entry, last_word, 56, 4);
+}
+
+TEST(RecordLayout, NamedValues) {
+    EXPECT_EQ(vell_oif_kind_reg, 0);
+    EXPECT_EQ(vell_oif_kind_vprime, 1);
+    EXPECT_EQ(vell_oif_kind_duxsvi, 4);
+    EXPECT_EQ(vell_oif_kind_duxbidir_rpf, 8);
+    EXPECT_EQ(vell_oif_kind_dux_bidir_rpf_duxsvi, 12);
+
+    EXPECT_EQ(vell_dux_role_forward_all, 1);
+    EXPECT_EQ(vell_dux_role_forward_even, 2);
+    EXPECT_EQ(vell_dux_role_forward_odd, 3);
+    EXPECT_EQ(vell_dux_role_forward_none, 4);
+
+    EXPECT_EQ(vell_mrib_flag_direct, 0x1);
+    EXPECT_EQ(vell_mrib_flag_decap, 0x1000);
+    EXPECT_EQ(vell_mrib_flag_overlay_decap, 0x1000);
+    EXPECT_EQ(vell_mrib_flag_non_rpf_check, 0x8000);
+    EXPECT_EQ(vell_mrib_flag_dux_rpf_is_svi, 0x800000);
+    EXPECT_EQ(vell_mrib_flag_dux_forward_none, 0x2000000);
+}
+
+} // namespace

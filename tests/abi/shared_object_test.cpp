@@ -1,0 +1,116 @@
+// libvell.so held against the headers: what it exports, what it needs, and that it does nothing when it is loaded.
+#include "declarations.h"
+#include "elf32.h"
+
+#include <vell.h>
+
+#include <elf.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+const elf32::shared_object &library() {
+    static const elf32::shared_object object = elf32::read(VELL_LIBRARY_PATH);
+    return object;
+}
+
+const declarations &header() {
+    static const declarations declared = read_declarations(VELL_HEADER_PREPROCESSED, true);
+    return declared;
+}
+
+std::set<std::string> exported(bool functions) {
+    std::set<std::string> names;
+    for (const auto &[name, symbol] : library().exported)
+        if (symbol.function == functions)
+            names.insert(name);
+    return names;
+}
+
+TEST(SharedObject, TheHeaderDeclaresTheFunctionsThatItIsReadFor) {
+    // The reader of declarations itself: written by hand, generated, and with a result of each type.
+    EXPECT_TRUE(header().functions.contains("vell_register"));
+    EXPECT_TRUE(header().functions.contains("vell_mrib_set_flags_dux_forward_none"));
+    EXPECT_TRUE(header().functions.contains("vell_mrib_is_flags_dux_rpf_check"));
+    EXPECT_TRUE(header().functions.contains("vell_mrib_add_dux_bidir_rpf_duxsvi_oif"));
+    EXPECT_TRUE(header().functions.contains("vell_mrib_send_dux_role_forward_odd"));
+    EXPECT_FALSE(header().functions.contains("__attribute__"));
+}
+
+TEST(SharedObject, ExportsExactlyTheFunctionsOfTheHeader) {
+    EXPECT_EQ(exported(true), header().functions);
+}
+
+TEST(SharedObject, ExportsExactlyTheVariablesOfTheHeader) {
+    EXPECT_EQ(exported(false), header().variables);
+}
+
+TEST(SharedObject, ExportedVariablesHaveTheSizesOfTheHeader) {
+    const std::map<std::string, std::size_t> sizes = {
+        {"vell_mrib_buf", sizeof(vell_mrib_buf)},
+        {"vell_oifs", sizeof(vell_oifs)},
+        {"mti_oifs", sizeof(mti_oifs)},
+        {"glt_oifs", sizeof(glt_oifs)},
+        {"p_current_tlv_addr", sizeof(p_current_tlv_addr)},
+        {"current_tlv_size", sizeof(current_tlv_size)},
+    };
+    std::set<std::string> sized;
+    for (const auto &[name, size] : sizes) {
+        sized.insert(name);
+        ASSERT_TRUE(library().exported.contains(name)) << name;
+        EXPECT_EQ(library().exported.at(name).size, size) << name;
+    }
+    EXPECT_EQ(sized, header().variables) << "a variable of the header is missing in this test";
+    EXPECT_EQ(sizes.at("vell_mrib_buf"), 120832u);
+}
+
+TEST(SharedObject, NeedsTheCLibraryAlone) {
+    EXPECT_THAT(library().needed, ElementsAre("libc.so.6"));
+}
+
+TEST(SharedObject, CarriesItsMajorVersionInItsName) {
+    EXPECT_EQ(library().soname, "libvell.so.1");
+}
+
+TEST(SharedObject, LeavesThePlatformsSymbolsAndTheCLibrarysUndefinedAndNoOthers) {
+    declarations platform;
+    for (const char *path : {VELL_PLATFORM_PREPROCESSED})
+        platform.merge(read_declarations(path, false));
+    const std::set<std::string> c_library = {"memcpy", "memmove", "memset", "strlen", "strncpy", "__stack_chk_fail"};
+    std::vector<std::string> others;
+    for (const auto &[name, symbol] : library().undefined) {
+        const bool is_c_library = c_library.contains(name) && symbol.version.starts_with("GLIBC_");
+        const bool is_platform =
+            symbol.version.empty() && (platform.functions.contains(name) || platform.variables.contains(name));
+        if (!is_c_library && !is_platform)
+            others.push_back(name + (symbol.version.empty() ? "" : "@" + symbol.version));
+    }
+    EXPECT_THAT(others, IsEmpty());
+    EXPECT_TRUE(library().undefined.contains("kyt_send"));
+    EXPECT_TRUE(library().undefined.contains("tessel_dbg_modname"));
+}
+
+TEST(SharedObject, RunsNothingWhenLoadedOrUnloaded) {
+    for (const int tag : {DT_INIT, DT_INIT_ARRAY, DT_PREINIT_ARRAY, DT_FINI, DT_FINI_ARRAY})
+        EXPECT_FALSE(library().dynamic_tags.contains(tag)) << "dynamic tag " << tag;
+}
+
+TEST(SharedObject, IsPositionIndependentWithoutTextRelocations) {
+    EXPECT_FALSE(library().dynamic_tags.contains(DT_TEXTREL));
+}
+
+TEST(SharedObject, KeepsTheClientStateAndTheLogRoutineToItself) {
+    for (const auto &[name, symbol] : library().exported)
+        for (const char *internal : {"vell_client", "vell_log", "_ZN4vell"})
+            EXPECT_EQ(name.find(internal), std::string::npos) << name;
+}
+
+} // namespace

@@ -1,0 +1,40 @@
+// One wrong message per case: none of them may compile. Case 0 is right, and must.
+#include "client/log.h"
+
+void log_case(unsigned char byte, unsigned int word, unsigned long long wide, const char *text) {
+    using namespace vell;
+    (void)byte, (void)word, (void)wide, (void)text;
+#if LOG_CASE == 0
+    vell_log(log_error, "f", 1, "%s(%d):ERROR: \n");
+    vell_log(log_trace, "f", 1, "%s(%d):TRACE: %d %x %s %d", byte, word, text, -1);
+#elif LOG_CASE == 1
+    vell_log(log_error, "f", 1, "ERROR: no function and line\n");
+#elif LOG_CASE == 2
+    vell_log(log_error, "f", 1, "%s(%d):TRACE: the other level's marker\n");
+#elif LOG_CASE == 3
+    vell_log(log_trace, "f", 1, "%s(%d):no marker\n");
+#elif LOG_CASE == 4
+    vell_log(log_error, "f", 1, "%s(%d):ERROR: %d\n", text);
+#elif LOG_CASE == 5
+    vell_log(log_error, "f", 1, "%s(%d):ERROR: %s\n", word);
+#elif LOG_CASE == 6
+    vell_log(log_error, "f", 1, "%s(%d):ERROR: %u\n", word);
+#elif LOG_CASE == 7
+    vell_log(log_error, "f", 1, "%s(%d):ERROR: %d\n");
+#elif LOG_CASE == 8
+    vell_log(log_error, "f", 1, "%s(%d):ERROR: %d\n", word, word);
+#elif LOG_CASE == 9
+    vell_log(log_error, "f", 1, "%s(%d):ERROR: %d\n", wide);
+#elif LOG_CASE == 10
+    vell_log(log_error, "f", 1, "%s(%d):ERROR: %d %\n", word);
+#elif LOG_CASE == 11
+    vell_log(log_error, "f", 1, text);
+#elif LOG_CASE == 12
+    vell_log(log_error, "f", 1, "%s(%d):ERROR: cut\0short %d\n", word);
+#elif LOG_CASE == 13
+    static constexpr char unterminated[] = {'%', 's', '(', '%', 'd', ')', ':', 'E', 'R', 'R', 'O', 'R', ':', ' ', 'x'};
+    vell_log(log_error, "f", 1, unterminated);
+#elif LOG_CASE == 14
+    vell_log(log_error, "f", 1, "%s(%d):ERROR: %s\n", nullptr);
+#endif
+}
