@@ -1,0 +1,7 @@
+// libkyt's interface, as its sources include it: what it declares is exported, everything else stays inside.
+#pragma once
+
+#pragma GCC visibility push(default)
+#include <kyt.h>
+#include <kyt_desk.h>
+#pragma GCC visibility pop

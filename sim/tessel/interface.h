@@ -1,0 +1,6 @@
+// libtessel's interface, as its sources include it: what it declares is exported, everything else stays inside.
+#pragma once
+
+#pragma GCC visibility push(default)
+#include <tessel.h>
+#pragma GCC visibility pop

@@ -1,0 +1,72 @@
+// The history and the per-client log: text files, <run directory>/log/history and client, one line a record.
+#include "errno_keeper.h"
+#include "interface.h"
+#include "log_line.h"
+#include "run_dir.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <string>
+#include <unistd.h>
+
+namespace {
+
+enum outcome : uint32_t { written = 0, dropped = 1 };
+
+// A process that logs a lot where it cannot is told so once.
+outcome drop(const std::string &reason) {
+    static bool told = false;
+    if (!told)
+        std::fprintf(stderr, "libtessel: log records are dropped: %s\n", reason.c_str());
+    told = true;
+    return dropped;
+}
+
+// A record is a level and a text that ends in a NUL, and the length counts both; but only the length is relied on.
+bool take_record(const void *record, uint32_t length, desk::log_line &line) {
+    if (record == nullptr || length <= sizeof line.level)
+        return false;
+    std::memcpy(&line.level, record, sizeof line.level);
+    const char *text = static_cast<const char *>(record) + sizeof line.level;
+    line.text.assign(text, strnlen(text, length - sizeof line.level));
+    return true;
+}
+
+outcome append_record(desk::log_line line, const void *record, uint32_t length) {
+    if (!take_record(record, length, line))
+        return drop("a record of " + std::to_string(length) + " bytes is no level with a text");
+    const std::string directory = desk::run_dir();
+    if (const std::string reason = desk::check_run_dir(directory); !reason.empty())
+        return drop(reason);
+    line.time = desk::log_time_now();
+    line.pid = static_cast<uint32_t>(getpid());
+    if (!desk::append_log_line(directory, line))
+        return drop(directory + "/log/" + line.sink + ": " + std::strerror(errno));
+    return written;
+}
+
+uint32_t log_record(const char *sink, uint32_t uuid, uint32_t module, const void *record, uint32_t length) {
+    const desk::errno_keeper keeper;
+    try {
+        desk::log_line line;
+        line.sink = sink;
+        line.uuid = uuid;
+        line.module = module;
+        return append_record(std::move(line), record, length);
+    } catch (const std::exception &) {
+        return dropped;
+    }
+}
+
+} // namespace
+
+uint32_t tessel_hist_event(uint32_t module, uint32_t length, const void *record) {
+    return log_record("history", 0, module, record, length);
+}
+
+uint32_t tessel_his_log_event_for_uuid_inst(uint32_t uuid, uint32_t module, uint32_t, uint32_t, uint32_t length,
+                                            const void *record) {
+    return log_record("client", uuid, module, record, length);
+}
