@@ -1,0 +1,216 @@
+// vellsim, the switch on the desk: its command line.
+#include "address.h"
+#include "console.h"
+#include "run_command.h"
+#include "run_dir.h"
+#include "show_command.h"
+#include "switch_client.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
+#include <fmt/format.h>
+#include <iterator>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+constexpr int exit_usage = 2;
+constexpr int longest_delay_ms = 3'600'000;
+
+CLI::Option *add_run_directory(CLI::App *command, std::string &run_directory) {
+    return command
+        ->add_option("--run-dir", run_directory,
+                     "Directory of the switch's socket and logs; default:\n"
+                     "$VELLSIM_RUN_DIR, else $XDG_RUNTIME_DIR/vellsim,\n"
+                     "else /tmp/vellsim-<uid>")
+        ->type_name("DIR");
+}
+
+std::optional<int> parse_delay(const std::string &text) {
+    int delay = 0;
+    const bool fits = !text.empty() && text.size() < 9 &&
+                      std::ranges::all_of(text, [](char digit) { return digit >= '0' && digit <= '9'; });
+    delay = fits ? std::stoi(text) : -1;
+    return delay >= 0 && delay <= longest_delay_ms ? std::optional(delay) : std::nullopt;
+}
+
+// Returns an empty string or what is wrong, as CLI11 wants it of a validator.
+std::string parse_ack_mode(const std::string &text, desk::fault_modes &faults) {
+    constexpr std::string_view late = "late:";
+    if (text == "twice") {
+        faults.ack = desk::ack_mode::twice;
+    } else if (text == "never") {
+        faults.ack = desk::ack_mode::never;
+    } else if (const auto delay = text.starts_with(late) ? parse_delay(text.substr(late.size())) : std::nullopt) {
+        faults.ack = desk::ack_mode::late;
+        faults.ack_delay = std::chrono::milliseconds(*delay);
+    } else {
+        return fmt::format("{} is not late:MS (0 to {} milliseconds), twice or never", text, longest_delay_ms);
+    }
+    return {};
+}
+
+void add_fault_options(CLI::App *run, desk::fault_modes &faults) {
+    const char *group = "Fault modes, for testing clients";
+    run->add_flag("--reject-registration", faults.reject_registration, "Answer every registration with a rejection")
+        ->group(group);
+    run->add_option_function<std::string>(
+           "--ack", [](const std::string &) {},
+           "How to acknowledge registrations: late:MS (so many\n"
+           "milliseconds later), twice or never")
+        ->check(CLI::Validator([&faults](std::string &text) { return parse_ack_mode(text, faults); }, ""))
+        ->type_name("MODE")
+        ->group(group);
+    run->add_option("--ack-id", faults.ack_id,
+                    "The client id to hand out, the same to every client;\n"
+                    "0 is allowed")
+        ->check(CLI::Range(0, 255).description(""))
+        ->type_name("N")
+        ->group(group);
+    run->add_option_function<int>(
+           "--slow", [&faults](int ms) { faults.slow = std::chrono::milliseconds(ms); },
+           "Pause before each request of a client, in milliseconds")
+        ->check(CLI::Range(0, longest_delay_ms).description(""))
+        ->type_name("MS")
+        ->group(group);
+    run->add_option("--die-after", faults.die_after,
+                    "Exit with code 3 after so many requests, refused ones\n"
+                    "included, and leave the socket behind as a crash would")
+        ->check(CLI::Range(1u, UINT32_MAX).description(""))
+        ->type_name("N")
+        ->group(group);
+}
+
+void add_run(CLI::App &app, desk::run_options &options) {
+    CLI::App *run = app.add_subcommand("run", "Run the switch until SIGTERM or SIGINT");
+    add_run_directory(run, options.run_directory);
+    run->add_flag("--quiet", options.quiet,
+                  "Keep the service log off standard error; it is in\n"
+                  "<run dir>/log/service all the same");
+    add_fault_options(run, options.faults);
+}
+
+// An option of `show` and the tables that it goes with.
+struct show_option {
+    const char *name;
+    std::vector<std::string> tables;
+};
+
+const show_option show_options_by_table[] = {
+    {"--client", {"clients", "routes"}},
+    {"--table", {"routes"}},
+    {"--group", {"routes"}},
+    {"--source", {"routes"}},
+    {"--limit", {"clients", "routes", "log"}},
+    {"--summary", {"routes"}},
+    {"--sink", {"log"}},
+};
+
+void check_combinations(const CLI::App &show, const std::string &table) {
+    for (const show_option &option : show_options_by_table) {
+        const bool fits = std::ranges::find(option.tables, table) != option.tables.end();
+        if (show.get_option(option.name)->count() > 0 && !fits) {
+            throw CLI::ValidationError(option.name,
+                                       fmt::format("goes with `show {}`, not with `show {}`",
+                                                   CLI::detail::join(option.tables, "` and `show "), table));
+        }
+    }
+    if (show.get_option("--summary")->count() > 0 && show.get_option("--limit")->count() > 0) {
+        throw CLI::ValidationError("--summary", "does not go with --limit");
+    }
+}
+
+void add_address(CLI::App *show, const char *name, const char *help, std::optional<std::uint32_t> &address) {
+    const auto parse = [&address](const std::string &text) {
+        address = desk::parse_ipv4(text);
+        return address ? std::string() : fmt::format("{} is not an IPv4 address such as 239.1.1.2", text);
+    };
+    show->add_option_function<std::string>(
+            name, [](const std::string &) {}, help)
+        ->check(CLI::Validator([parse](std::string &text) { return parse(text); }, ""))
+        ->type_name("A.B.C.D");
+}
+
+void add_show(CLI::App &app, desk::show_options &options) {
+    CLI::App *show = app.add_subcommand("show", "Print a table of the running switch, or its logs");
+    show->add_option("TABLE", options.query.name,
+                     "What to print; the log is read from its files and\n"
+                     "needs no running switch")
+        ->required()
+        ->check(CLI::IsMember({"clients", "routes", "log"}).description(""))
+        ->type_name("clients|routes|log");
+    add_run_directory(show, options.run_directory);
+    show->add_flag("--json", options.json, "Print JSON, for programs");
+    show->add_option("--client", options.query.client, "clients, routes: only of this client id")
+        ->check(CLI::Range(0, 255).description(""))
+        ->type_name("ID");
+    show->add_option("--table", options.query.table, "routes: only of this route table")->type_name("N");
+    add_address(show, "--group", "routes: only of this group", options.query.group);
+    add_address(show, "--source", "routes: only of this source; 0.0.0.0 is any source", options.query.source);
+    show->add_flag("--summary", options.query.summary, "routes: counts per table instead of the routes");
+    show->add_option("--limit", options.query.limit,
+                     "At most so many: the first of a table, the latest of\n"
+                     "the log")
+        ->check(CLI::Range(1u, UINT32_MAX).description(""))
+        ->type_name("N");
+    show->add_option("--sink", options.sink, "log: only this one, history, client or service")
+        ->check(CLI::IsMember({"history", "client", "service"}).description(""))
+        ->type_name("SINK");
+    show->footer("Examples:\n"
+                 "  vellsim show routes --group 239.1.1.2\n"
+                 "  vellsim show routes --summary\n"
+                 "  vellsim show clients --json\n"
+                 "  vellsim show log --sink service --limit 20");
+    show->final_callback([show, &options] { check_combinations(*show, options.query.name); });
+}
+
+struct stop_options {
+    std::string run_directory;
+    int limit_s = 10;
+};
+
+void add_stop(CLI::App &app, stop_options &options) {
+    CLI::App *stop = app.add_subcommand("stop", "End the running switch and wait until it is gone");
+    add_run_directory(stop, options.run_directory);
+    stop->add_option("--wait", options.limit_s, "Give up after so many seconds")
+        ->check(CLI::Range(1, 3600).description(""))
+        ->type_name("S")
+        ->capture_default_str();
+}
+
+int stop(const stop_options &options) {
+    if (const std::string error = desk::stop_switch(options.run_directory, options.limit_s); !error.empty()) {
+        desk::complain(error);
+        return EXIT_FAILURE;
+    }
+    return EXIT_SUCCESS;
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    CLI::App app("The switch on the desk: a vell service for clients of libvell to talk to.", "vellsim");
+    app.set_version_flag("--version", "vellsim " VELLSIM_VERSION);
+    app.require_subcommand(1);
+    desk::run_options run_options{.run_directory = desk::run_dir()};
+    desk::show_options show_options{.run_directory = desk::run_dir()};
+    stop_options stop_wanted{.run_directory = desk::run_dir()};
+    add_run(app, run_options);
+    add_show(app, show_options);
+    add_stop(app, stop_wanted);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        return app.exit(error) == EXIT_SUCCESS ? EXIT_SUCCESS : exit_usage;
+    }
+    if (app.got_subcommand("run")) {
+        return desk::run_switch(run_options);
+    }
+    return app.got_subcommand("show") ? desk::show(show_options) : stop(stop_wanted);
+}

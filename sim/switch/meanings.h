@@ -1,0 +1,44 @@
+// What the desk's switch takes the fields of a request to mean.
+//
+// libvell carries these values without looking at them; on a switch the service gives them their meaning. The desk
+// needs one too, and this is the one place that says it.
+//
+//   route opcode     1 adds the route or replaces the one held, 2 deletes it, 23 is a dux role update and touches no
+//                    route; any other is refused.
+//   route key        table id, source and source mask length, group and group mask length. Two keys are equal when all
+//                    five are, bits beyond a mask length included.
+//   addresses        IPv4 addresses are numbers in host byte order: 10.0.0.9 is 0x0a000009.
+//   source 0.0.0.0   with mask length 0: any source, the (*,G) route.
+//   group            of an add or a delete is multicast, 224.0.0.0/4, unless its mask length is 0.
+//   uuid             any; several clients may share one.
+//   routes           stay when their client deregisters or goes away, until they are deleted or the switch stops. Any
+//                    client may replace or delete any route; a route belongs to the client that wrote it last.
+//   absent route     deleting it is no error: it is logged and counted as a missed delete.
+//   message marker   0x5aa5 on a message of one opcode 23 record makes it a dux role update, which carries nothing but
+//                    the role; in any other route message the marker has no meaning.
+//   dux role         the role bit of an opcode 23 record; no role bit takes the role away ("none given").
+//   client id        goes back to the pool when its client deregisters or its connection ends; the smallest free one is
+//                    handed out.
+#pragma once
+
+#include <cstdint>
+
+namespace desk {
+
+inline constexpr std::uint8_t route_opcode_add = 1;
+inline constexpr std::uint8_t route_opcode_delete = 2;
+inline constexpr std::uint8_t route_opcode_dux_role = 23;
+
+inline constexpr std::uint16_t dux_role_marker = 0x5aa5;
+
+inline constexpr std::uint64_t flag_dux_forward_all = 1u << 18;
+inline constexpr std::uint64_t flag_dux_forward_even = 1u << 19;
+inline constexpr std::uint64_t flag_dux_forward_odd = 1u << 20;
+inline constexpr std::uint64_t flag_dux_forward_none = 1u << 25;
+inline constexpr std::uint64_t dux_role_flags =
+    flag_dux_forward_all | flag_dux_forward_even | flag_dux_forward_odd | flag_dux_forward_none;
+
+// Clients with these uuids share no memory segment with the service: the name in their registration is not read.
+inline constexpr std::uint32_t uuids_without_segment[] = {286, 592};
+
+} // namespace desk

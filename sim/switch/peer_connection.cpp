@@ -1,0 +1,101 @@
+#include "peer_connection.h"
+
+#include "show_query.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <fmt/format.h>
+#include <sys/socket.h>
+
+namespace desk {
+
+namespace {
+
+constexpr std::size_t read_size = 64u << 10;
+constexpr std::size_t show_frame_size = 256u << 10;
+
+} // namespace
+
+void peer_connection::read_some() {
+    static std::array<std::byte, read_size> buffer;
+    const ssize_t count = recv(fd(), buffer.data(), buffer.size(), MSG_DONTWAIT);
+    if (count > 0) {
+        input.receive(std::span(buffer).first(static_cast<std::size_t>(count)));
+    } else if (count == 0 || errno == ECONNRESET) {
+        const bool cut = input.held() > 0 && input.look() == frame_input::state::incomplete;
+        end_reason_ = cut ? fmt::format("it left in the middle of a frame, after {}", input.progress())
+                          : std::string("it closed its connection");
+    } else if (errno != EAGAIN && errno != EINTR) {
+        end_reason_ = fmt::format("its connection failed: {}", std::strerror(errno));
+    }
+}
+
+void peer_connection::queue(std::vector<std::byte> frame) {
+    if (output_broken_) {
+        return;
+    }
+    output_.erase(output_.begin(), output_.begin() + static_cast<std::ptrdiff_t>(sent_));
+    sent_ = 0;
+    output_.insert(output_.end(), frame.begin(), frame.end());
+}
+
+void peer_connection::queue_show(show_answer answer) {
+    if (output_broken_) {
+        return;
+    }
+    show_text_ = std::move(answer.text);
+    show_sent_ = 0;
+    queue_show_frame(answer.is_error ? show_opcode_error : 0);
+}
+
+void peer_connection::queue_show_frame(std::uint32_t opcode) {
+    const std::size_t size = std::min(show_text_.size() - show_sent_, show_frame_size);
+    const bool is_last = show_sent_ + size == show_text_.size();
+    frame_head head{};
+    head.magic = frame_magic;
+    head.kind = frame_kind::show_reply;
+    head.length = static_cast<std::uint32_t>(size);
+    head.opcode = opcode;
+    head.flags = is_last ? 0 : show_more_follows;
+    std::vector<std::byte> frame(sizeof head + size);
+    std::memcpy(frame.data(), &head, sizeof head);
+    std::memcpy(frame.data() + sizeof head, show_text_.data() + show_sent_, size);
+    queue(std::move(frame));
+    show_sent_ += size;
+    if (is_last) {
+        show_text_ = {};
+        show_sent_ = 0;
+    }
+}
+
+void peer_connection::drop_output() {
+    output_ = {};
+    sent_ = 0;
+    show_text_ = {};
+    show_sent_ = 0;
+}
+
+bool peer_connection::send_some() {
+    const ssize_t count = send(fd(), output_.data() + sent_, output_.size() - sent_, MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (count < 0 && errno != EINTR && errno != EAGAIN) {
+        output_broken_ = true;
+        drop_output();
+    }
+    if (count > 0) {
+        sent_ += static_cast<std::size_t>(count);
+    }
+    return count >= 0 || errno == EINTR;
+}
+
+void peer_connection::flush() {
+    while (has_output() && send_some()) {
+    }
+    // The next part of a long reply waits for the next round, so that a fast reader does not hold up everybody else.
+    if (!has_output() && show_pending()) {
+        queue_show_frame(0);
+    }
+}
+
+} // namespace desk

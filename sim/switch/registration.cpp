@@ -1,0 +1,113 @@
+#include "registration.h"
+
+#include "byte_reader.h"
+#include "meanings.h"
+#include "request.h"
+
+#include <algorithm>
+#include <cstring>
+#include <fmt/format.h>
+#include <iterator>
+#include <optional>
+#include <utility>
+
+namespace desk {
+
+namespace {
+
+constexpr std::size_t registration_size = 248;
+constexpr std::size_t segment_size = 240;
+
+std::string read_segment(byte_reader &reader) {
+    const std::size_t start = reader.offset();
+    const auto field = reader.take(segment_size, "segment name");
+    const auto end = std::ranges::find(field, std::byte{0});
+    if (end == field.end()) {
+        refuse_at(start, "the segment name has no NUL within its {} bytes", segment_size);
+    }
+    return std::string(reinterpret_cast<const char *>(field.data()), static_cast<std::size_t>(end - field.begin()));
+}
+
+void acknowledge(request &asked, std::uint8_t id, bool accepted) {
+    const fault_modes &faults = asked.vell.faults;
+    const reply answer{encode_register_ack(id, accepted), faults.ack_delay};
+    const std::size_t copies = faults.ack == ack_mode::never ? 0 : faults.ack == ack_mode::twice ? 2 : 1;
+    asked.replies.insert(asked.replies.end(), copies, answer);
+}
+
+void reject(request &asked, client &&rejected, std::string_view why) {
+    rejected.state = client_state::rejected;
+    asked.vell.log(log_level_error, fmt::format("{}: registration with uuid {} rejected: {}",
+                                                describe(asked.vell, asked.from), rejected.uuid, why));
+    asked.vell.clients.add(rejected);
+    acknowledge(asked, 0, false);
+}
+
+} // namespace
+
+register_request decode_register_request(std::span<const std::byte> message) {
+    require_length(message, registration_size);
+    byte_reader reader(message);
+    if (const std::uint8_t id = reader.u8("client id"); id != 0) {
+        refuse_at(0, "client id is {}, it must be 0 in a register request", id);
+    }
+    reader.skip(3, "reserved");
+    register_request decoded;
+    decoded.uuid = reader.u32("uuid");
+    if (std::ranges::find(uuids_without_segment, decoded.uuid) == std::end(uuids_without_segment)) {
+        decoded.segment = read_segment(reader);
+    }
+    return decoded;
+}
+
+std::uint8_t decode_deregister_request(std::span<const std::byte> message) {
+    require_length(message, registration_size);
+    return byte_reader(message).u8("client id");
+}
+
+std::vector<std::byte> encode_register_ack(std::uint8_t id, bool accepted) {
+    frame_head head{};
+    head.magic = frame_magic;
+    head.kind = frame_kind::message;
+    head.length = 2;
+    head.sap = sap_registration;
+    head.opcode = register_ack_opcode;
+    std::vector<std::byte> frame(sizeof head + head.length);
+    std::memcpy(frame.data(), &head, sizeof head);
+    frame[sizeof head] = std::byte{id};
+    frame[sizeof head + 1] = accepted ? std::byte{1} : std::byte{0};
+    return frame;
+}
+
+void handle_register(request &asked) {
+    require_option_word_1(asked, 0);
+    const register_request wanted = decode_register_request(asked.payload);
+    if (const client *known = asked.vell.clients.find(asked.from.client_of)) {
+        refuse_at(0, "this connection is registered already, as client {}", known->id);
+    }
+
+    client added{.uuid = wanted.uuid, .pid = asked.from.pid, .segment = wanted.segment, .messages = 1};
+    const fault_modes &faults = asked.vell.faults;
+    const std::optional<std::uint8_t> id = faults.ack_id ? faults.ack_id : asked.vell.clients.free_id();
+    if (faults.reject_registration) {
+        return reject(asked, std::move(added), "--reject-registration");
+    }
+    if (!id) {
+        return reject(asked, std::move(added), "all 255 client ids are taken");
+    }
+    added.id = *id;
+    asked.from.client_of = asked.vell.clients.add(added);
+    asked.vell.log(log_level_trace, fmt::format("{} registered: uuid {}, segment \"{}\"",
+                                                describe(asked.vell, asked.from), added.uuid, added.segment));
+    acknowledge(asked, *id, true);
+}
+
+void handle_deregister(request &asked) {
+    require_option_word_1(asked, 0);
+    require_client(asked, decode_deregister_request(asked.payload));
+    asked.vell.log(log_level_trace, fmt::format("{} deregistered", describe(asked.vell, asked.from)));
+    asked.vell.clients.end(asked.from.client_of, client_state::deregistered);
+    asked.from.client_of = 0;
+}
+
+} // namespace desk

@@ -1,0 +1,28 @@
+// What the handlers of requests share. A new kind of request is a handler, declared below, and a row in service.cpp.
+#pragma once
+
+#include "service.h"
+
+namespace desk {
+
+struct request {
+    service &vell;
+    session &from;
+    const frame_head &head;
+    std::span<const std::byte> payload;
+    std::vector<reply> replies{};
+};
+
+// Each throws refusal, before it has changed anything.
+void handle_register(request &asked);
+void handle_deregister(request &asked);
+void handle_route_message(request &asked);
+void handle_ipv6_notice(request &asked);
+
+// The second word of the send-options block; what it has to be depends on the request.
+void require_option_word_1(const request &asked, std::uint32_t value);
+
+// The sender's own row in the client table. Refuses an id that is not the one that this connection was given.
+client &require_client(const request &asked, std::uint8_t id);
+
+} // namespace desk

@@ -1,0 +1,13 @@
+// The names of a route's flags.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace desk {
+
+// Lowest bit first; a bit without a name is "bit40".
+std::vector<std::string> flag_names(std::uint64_t flags);
+
+} // namespace desk

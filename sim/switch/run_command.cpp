@@ -1,0 +1,63 @@
+#include "run_command.h"
+
+#include "console.h"
+#include "listener.h"
+#include "server.h"
+#include "switch_log.h"
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <fmt/format.h>
+#include <sys/signalfd.h>
+
+namespace desk {
+
+namespace {
+
+// A descriptor that becomes readable when the switch is told to end.
+file_descriptor catch_stop_signals() {
+    sigset_t stop;
+    sigemptyset(&stop);
+    sigaddset(&stop, SIGTERM);
+    sigaddset(&stop, SIGINT);
+    sigprocmask(SIG_BLOCK, &stop, nullptr);
+    // Standard output and error may be pipes that nobody reads any more.
+    std::signal(SIGPIPE, SIG_IGN);
+    return file_descriptor(signalfd(-1, &stop, SFD_CLOEXEC | SFD_NONBLOCK));
+}
+
+void print_ready(const std::string &path) {
+    const std::string line = fmt::format("vellsim: ready, {}\n", path);
+    std::fwrite(line.data(), 1, line.size(), stdout);
+    std::fflush(stdout);
+}
+
+} // namespace
+
+int run_switch(const run_options &options) {
+    const file_descriptor stop = catch_stop_signals();
+    listener place = open_listener(options.run_directory);
+    if (!place.error.empty() || !stop) {
+        complain(place.error.empty() ? "no signal descriptor" : place.error);
+        return EXIT_FAILURE;
+    }
+
+    switch_log log(options.run_directory, options.quiet);
+    service vell{.faults = options.faults,
+                 .log = [&log](std::uint32_t level, const std::string &text) { log.write(level, text); },
+                 .clients = {},
+                 .routes = {}};
+    vell.log(log_level_trace, fmt::format("listens on {}", place.path));
+    server serving(vell, place.socket.get(), stop.get());
+    print_ready(place.path);
+    const server::outcome how = serving.run();
+    if (how == server::outcome::died) {
+        return exit_died;
+    }
+    vell.log(log_level_trace, "ends");
+    place.close();
+    return EXIT_SUCCESS;
+}
+
+} // namespace desk

@@ -1,0 +1,21 @@
+// `vellsim run`: the switch itself.
+#pragma once
+
+#include "fault_modes.h"
+
+#include <string>
+
+namespace desk {
+
+struct run_options {
+    std::string run_directory;
+    bool quiet = false;
+    fault_modes faults{};
+};
+
+inline constexpr int exit_died = 3; // what --die-after exits with
+
+// Serves until SIGTERM or SIGINT. Returns the exit code.
+int run_switch(const run_options &options);
+
+} // namespace desk

@@ -1,0 +1,67 @@
+// The switch's loop: one thread, many connections, no call that blocks.
+#pragma once
+
+#include "acceptor.h"
+#include "peer_connection.h"
+#include "service.h"
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <poll.h>
+#include <string>
+#include <vector>
+
+namespace desk {
+
+// What frames that are not yet whole may take of the process's memory, all connections together.
+inline constexpr std::size_t input_limit = 256u << 20;
+
+class server {
+public:
+    // `stop_fd` becomes readable when the switch is to end.
+    server(service &vell, int listening_fd, int stop_fd);
+
+    enum class outcome { stopped, died };
+
+    // Serves until it is told to stop, or until a fault mode makes it die.
+    outcome run();
+
+private:
+    using clock = std::chrono::steady_clock;
+    using connection_id = std::uint64_t;
+
+    struct late_reply {
+        clock::time_point due;
+        connection_id to;
+        std::vector<std::byte> frame;
+    };
+    struct closing {
+        bool is_error;
+        std::string why;
+    };
+
+    std::vector<pollfd> poll_entries(std::vector<connection_id> &ids);
+    int poll_timeout_ms() const;
+    void serve_connection(connection_id id, short events);
+    void take_frames(connection_id id, peer_connection &peer);
+    bool pauses(peer_connection &peer) const;
+    void take_request(connection_id id, peer_connection &peer, const frame_view &asked);
+    std::optional<closing> why_close(peer_connection &peer) const;
+    void close_connection(connection_id id, const closing &how);
+    void send_late_replies();
+    std::size_t all_input() const;
+
+    service &vell_;
+    acceptor acceptor_;
+    int stop_fd_;
+    std::map<connection_id, peer_connection> peers_;
+    std::vector<late_reply> late_replies_;
+    connection_id last_id_ = 0;
+    std::uint64_t handled_ = 0;
+    bool dead_ = false;
+};
+
+} // namespace desk

@@ -1,0 +1,129 @@
+#include "service.h"
+
+#include "refusal.h"
+#include "request.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <fmt/format.h>
+#include <iterator>
+#include <utility>
+
+namespace desk {
+
+namespace {
+
+constexpr std::uint32_t service_node = 0xfe000000;
+
+struct request_kind {
+    std::uint32_t sap;
+    std::uint32_t opcode;
+    std::string_view name;
+    void (*handle)(request &asked);
+};
+
+constexpr request_kind request_kinds[] = {
+    {212, 75796, "register request", handle_register},
+    {212, 75797, "deregister request", handle_deregister},
+    {214, 75831, "route update", handle_route_message},
+    {214, 75779, "IPv6 route notice", handle_ipv6_notice},
+};
+
+const request_kind *find_kind(std::uint32_t opcode) {
+    const auto found = std::ranges::find(request_kinds, opcode, &request_kind::opcode);
+    return found == std::end(request_kinds) ? nullptr : found;
+}
+
+template <typename... Values>
+[[noreturn]] void refuse_head(std::size_t offset, fmt::format_string<Values...> format, Values &&...values) {
+    throw refusal{refusal::place::frame_head, offset, fmt::format(format, std::forward<Values>(values)...)};
+}
+
+std::size_t option_offset(std::size_t word) {
+    return offsetof(frame_head, options) + word * sizeof(std::uint32_t);
+}
+
+void require_option_word(const frame_head &head, std::size_t word, std::uint32_t value) {
+    if (head.options[word] != value) {
+        refuse_head(option_offset(word), "send-options word {} is {}, it must be {}", word, head.options[word], value);
+    }
+}
+
+void check_head(const request_kind &kind, const frame_head &head) {
+    if (head.node != service_node) {
+        refuse_head(offsetof(frame_head, node), "node is {:#x}, it must be {:#x}", head.node, service_node);
+    }
+    if (head.sap != kind.sap) {
+        refuse_head(offsetof(frame_head, sap), "SAP is {}, it must be {}", head.sap, kind.sap);
+    }
+    if (head.flags != 0) {
+        refuse_head(offsetof(frame_head, flags), "flags are {:#x}, they must be 0", head.flags);
+    }
+    require_option_word(head, 0, 1);
+    for (std::size_t word = 2; word < send_option_words; ++word) {
+        require_option_word(head, word, 0);
+    }
+}
+
+void dispatch(const request_kind *kind, request &asked) {
+    if (kind == nullptr) {
+        refuse_head(offsetof(frame_head, opcode), "this switch knows no such opcode");
+    }
+    check_head(*kind, asked.head);
+    kind->handle(asked);
+}
+
+} // namespace
+
+void require_option_word_1(const request &asked, std::uint32_t value) {
+    require_option_word(asked.head, 1, value);
+}
+
+client &require_client(const request &asked, std::uint8_t id) {
+    client *sender = asked.vell.clients.find(asked.from.client_of);
+    if (sender == nullptr) {
+        refuse_at(0, "client id is {}, but this connection is not registered", id);
+    }
+    if (sender->id != id) {
+        refuse_at(0, "client id is {}, this connection's is {}", id, sender->id);
+    }
+    return *sender;
+}
+
+std::string describe(service &vell, const session &who) {
+    if (const client *known = vell.clients.find(who.client_of)) {
+        return fmt::format("client {} (pid {})", known->id, who.pid);
+    }
+    return fmt::format("unregistered client (pid {})", who.pid);
+}
+
+std::vector<reply> handle_request(service &vell, session &from, const frame_head &head,
+                                  std::span<const std::byte> payload) {
+    if (client *sender = vell.clients.find(from.client_of)) {
+        ++sender->messages;
+    }
+    const request_kind *kind = find_kind(head.opcode);
+    request asked{vell, from, head, payload};
+    try {
+        dispatch(kind, asked);
+    } catch (const refusal &why) {
+        if (client *sender = vell.clients.find(from.client_of)) {
+            ++sender->refused;
+        }
+        vell.log(log_level_error,
+                 fmt::format("{}: {} (opcode {}): {}: refused", describe(vell, from),
+                             kind == nullptr ? "unknown request" : kind->name, head.opcode, describe(why)));
+    }
+    return std::move(asked.replies);
+}
+
+void handle_loss(service &vell, session &from, std::string_view how) {
+    if (vell.clients.find(from.client_of) == nullptr) {
+        return;
+    }
+    vell.log(log_level_trace, fmt::format("{} lost: {}", describe(vell, from), how));
+    vell.clients.end(from.client_of, client_state::lost);
+    from.client_of = 0;
+}
+
+} // namespace desk

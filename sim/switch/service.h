@@ -1,0 +1,53 @@
+// The vell service of the desk: its tables, and what a request does to them. Knows nothing of sockets.
+#pragma once
+
+#include "client_table.h"
+#include "fault_modes.h"
+#include "frame.h"
+#include "route.h"
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace desk {
+
+inline constexpr std::uint32_t log_level_error = 102; // refusals and errors
+inline constexpr std::uint32_t log_level_trace = 104; // the rest
+
+struct service {
+    fault_modes faults;
+    std::function<void(std::uint32_t level, const std::string &text)> log;
+    client_table clients;
+    std::map<route_key, route> routes;
+};
+
+// One connection, as the service knows it.
+struct session {
+    std::uint32_t pid = 0;
+    client_key client_of = 0; // 0 while not registered
+};
+
+// A message to the peer that sent the request.
+struct reply {
+    std::vector<std::byte> frame;
+    std::chrono::milliseconds delay{0};
+};
+
+// Handles one request of a peer, whole or not at all: what is malformed is refused with a line in the log.
+std::vector<reply> handle_request(service &vell, session &from, const frame_head &head,
+                                  std::span<const std::byte> payload);
+
+// The peer's connection is gone; `how` says why, for the log.
+void handle_loss(service &vell, session &from, std::string_view how);
+
+// "client 3 (pid 4711)"
+std::string describe(service &vell, const session &who);
+
+} // namespace desk

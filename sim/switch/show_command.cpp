@@ -1,0 +1,90 @@
+#include "show_command.h"
+
+#include "console.h"
+#include "log_files.h"
+#include "show_text.h"
+#include "switch_client.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <fmt/format.h>
+
+namespace desk {
+
+namespace {
+
+using json = nlohmann::ordered_json;
+
+int fail(const std::string &why) {
+    complain(why);
+    return EXIT_FAILURE;
+}
+
+int print(const std::string &text) {
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    return std::fflush(stdout) == 0 ? EXIT_SUCCESS : fail("the output cannot be written");
+}
+
+std::string log_json(const std::vector<log_line> &lines) {
+    std::string rows;
+    for (const log_line &line : lines) {
+        json row;
+        row["time"] = line.time;
+        row["sink"] = line.sink;
+        row["pid"] = line.pid;
+        row["uuid"] = line.uuid;
+        row["module"] = line.module;
+        row["level"] = line.level;
+        row["text"] = line.text;
+        rows += rows.empty() ? "" : ",\n";
+        rows += row.dump(-1, ' ', false, json::error_handler_t::replace);
+    }
+    return rows;
+}
+
+int show_log(const show_options &options) {
+    log_contents contents = read_log_files(options.run_directory, options.sink);
+    if (!contents.error.empty()) {
+        return fail(fmt::format("no log: {}", contents.error));
+    }
+    for (const std::string &complaint : contents.complaints) {
+        complain(complaint);
+    }
+    const std::size_t matched = contents.lines.size();
+    // The latest lines are the ones a limit is to leave.
+    const std::size_t shown = std::min<std::size_t>(matched, options.query.limit.value_or(UINT32_MAX));
+    contents.lines.erase(contents.lines.begin(), contents.lines.end() - static_cast<std::ptrdiff_t>(shown));
+    if (!options.json) {
+        return print(log_text(contents.lines, matched));
+    }
+    const std::string total = options.query.limit ? fmt::format(",\"matched\":{}", matched) : "";
+    return print(fmt::format("{{\"log\":[{}]{}}}\n", log_json(contents.lines), total));
+}
+
+int show_table(const show_options &options, std::string (*text)(const json &table)) {
+    const switch_answer answer = ask_switch(options.run_directory, options.query);
+    if (!answer.error.empty()) {
+        return fail(answer.error);
+    }
+    if (options.json) {
+        return print(answer.text + "\n");
+    }
+    const json table = json::parse(answer.text, nullptr, false);
+    return table.is_discarded() ? fail("the switch's answer is no JSON") : print(text(table));
+}
+
+} // namespace
+
+int show(const show_options &options) {
+    if (options.query.name == "log") {
+        return show_log(options);
+    }
+    if (options.query.name == "clients") {
+        return show_table(options, clients_text);
+    }
+    return show_table(options, options.query.summary ? route_summary_text : routes_text);
+}
+
+} // namespace desk

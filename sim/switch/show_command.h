@@ -1,0 +1,20 @@
+// `vellsim show`: a table of the running switch, or the logs, for people or for programs.
+#pragma once
+
+#include "show_query.h"
+
+#include <string>
+
+namespace desk {
+
+struct show_options {
+    std::string run_directory;
+    show_query query{};
+    std::string sink{}; // of the log; empty for all
+    bool json = false;
+};
+
+// Prints and returns the exit code.
+int show(const show_options &options);
+
+} // namespace desk

@@ -1,0 +1,191 @@
+#include "show_text.h"
+
+#include "printable.h"
+#include "service.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <fmt/format.h>
+#include <iterator>
+#include <string_view>
+
+namespace desk {
+
+namespace {
+
+using json = nlohmann::ordered_json;
+
+constexpr std::size_t width = 80;
+
+// Items with a comma between them, broken into lines behind commas; the lines after the first are indented under it.
+std::string wrapped(const std::string &lead, const std::vector<std::string> &items) {
+    std::string text;
+    std::string line = lead;
+    const std::string indent(lead.size(), ' ');
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        const std::string item = i + 1 < items.size() ? items[i] + "," : items[i];
+        if (line.size() > lead.size() && line.size() + 1 + item.size() > width) {
+            text += line + "\n";
+            line = indent;
+        }
+        line += (line.size() > lead.size() ? " " : "") + item;
+    }
+    return text + line + "\n";
+}
+
+std::string counted(std::uint64_t count, std::string_view noun) {
+    return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
+}
+
+// "1200 routes", and of a limited table "10 of 1200 routes".
+std::string count_line(std::uint64_t shown, std::uint64_t matched, std::string_view noun) {
+    return (shown == matched ? counted(shown, noun) : fmt::format("{} of {}", shown, counted(matched, noun))) + "\n";
+}
+
+std::string table_count_line(const json &table, const char *rows, std::string_view noun) {
+    const std::uint64_t shown = table.at(rows).size();
+    return count_line(shown, table.value("matched", shown), noun);
+}
+
+std::string masked(const std::string &address, unsigned length) {
+    return length == 32 ? address : fmt::format("{}/{}", address, length);
+}
+
+std::string key_text(const json &route) {
+    const auto source = route.at("source").get<std::string>();
+    const auto source_length = route.at("source_len").get<unsigned>();
+    const bool any_source = source == "0.0.0.0" && source_length == 0;
+    return fmt::format("({}, {})", any_source ? "*" : masked(source, source_length),
+                       masked(route.at("group").get<std::string>(), route.at("group_len").get<unsigned>()));
+}
+
+std::string oif_text(const json &oif) {
+    const auto if_index = oif.at("if_index").get<std::uint32_t>();
+    switch (const auto kind = oif.at("kind").get<std::uint32_t>()) {
+    case 0:
+        return fmt::format("{}", if_index);
+    case 1:
+        return fmt::format("{} (vprime)", if_index);
+    case 4:
+        return fmt::format("{} (duxsvi)", if_index);
+    case 8:
+        return fmt::format("{} (duxbidir rpf)", if_index);
+    case 12:
+        return fmt::format("{} (duxbidir rpf, duxsvi)", if_index);
+    default:
+        return fmt::format("{} (kind {})", if_index, kind);
+    }
+}
+
+std::string words_text(const json &words) {
+    std::string text;
+    for (const json &word : words) {
+        text += fmt::format("{}{}", text.empty() ? "" : " ", word.get<std::uint32_t>());
+    }
+    return text;
+}
+
+std::string glt_text(const json &glt) {
+    const auto data = glt.at("data").get<std::string>();
+    return fmt::format("{} data {} last {}", words_text(glt.at("words")), data.empty() ? "-" : data,
+                       glt.at("last").get<std::uint32_t>());
+}
+
+template <typename Text>
+std::string list_lines(std::string_view name, const json &list, Text text) {
+    std::vector<std::string> items;
+    std::ranges::transform(list, std::back_inserter(items), text);
+    return list.empty() ? std::string() : wrapped(fmt::format("    {} ({}): ", name, list.size()), items);
+}
+
+std::string route_lines(const json &route) {
+    std::string text = fmt::format("{}  RPF {}, DF {}, epoch {}, client {}\n", key_text(route),
+                                   route.at("rpf_if").get<std::uint32_t>(), route.at("df_ordinal").get<unsigned>(),
+                                   route.at("epoch").get<std::uint32_t>(), route.at("client").get<unsigned>());
+    const auto flags = route.at("flags").get<std::vector<std::string>>();
+    text += wrapped("    flags: ", flags.empty() ? std::vector<std::string>{"none"} : flags);
+    const json &oifs = route.at("oifs");
+    text += oifs.empty() ? "    OIFs: none\n" : list_lines("OIFs", oifs, oif_text);
+    text += list_lines("MTI", route.at("mti"), words_text);
+    text += list_lines("GLT", route.at("glt"), glt_text);
+    return text;
+}
+
+std::string notice_text(const json &notice) {
+    return notice.is_null() ? std::string() : fmt::format("    last IPv6 notice: {}\n", words_text(notice));
+}
+
+std::string level_name(std::uint32_t level) {
+    return level == log_level_error ? "error" : level == log_level_trace ? "trace" : fmt::format("level {}", level);
+}
+
+} // namespace
+
+std::string clients_text(const json &table) {
+    std::string text = fmt::format("{:>3} {:>8} {:>10} {:12} {:>9} {:>9} {:>7} {:>6} {:>5} {}\n", "Id", "Pid", "Uuid",
+                                   "State", "Messages", "Records", "Refused", "Missed", "IPv6", "Dux role");
+    for (const json &row : table.at("clients")) {
+        const json &role = row.at("dux_role");
+        text += fmt::format("{:>3} {:>8} {:>10} {:12} {:>9} {:>9} {:>7} {:>6} {:>5} {}\n", row.at("id").get<unsigned>(),
+                            row.at("pid").get<std::uint32_t>(), row.at("uuid").get<std::uint32_t>(),
+                            row.at("state").get<std::string>(), row.at("messages").get<std::uint64_t>(),
+                            row.at("route_records").get<std::uint64_t>(), row.at("refused").get<std::uint64_t>(),
+                            row.at("missed_deletes").get<std::uint64_t>(), row.at("ipv6_notices").get<std::uint64_t>(),
+                            role.is_null() ? "-" : role.get<std::string>());
+        if (const auto segment = row.at("segment").get<std::string>(); !segment.empty()) {
+            text += fmt::format("    segment: {}\n", printable(segment));
+        }
+        text += notice_text(row.at("last_ipv6_notice"));
+    }
+    return text + table_count_line(table, "clients", "client");
+}
+
+std::string routes_text(const json &table) {
+    std::string text;
+    const json *previous = nullptr;
+    for (const json &route : table.at("routes")) {
+        if (previous == nullptr || previous->at("table") != route.at("table")) {
+            text +=
+                fmt::format("{}Table {}\n\n", previous == nullptr ? "" : "\n", route.at("table").get<std::uint32_t>());
+        }
+        text += route_lines(route);
+        previous = &route;
+    }
+    return text + (previous == nullptr ? "" : "\n") + table_count_line(table, "routes", "route");
+}
+
+std::string route_summary_text(const json &table) {
+    constexpr const char *columns[] = {"routes", "sg", "star_g", "with_oifs", "without_oifs", "oifs"};
+    std::uint64_t sums[std::size(columns)] = {};
+    std::string text = fmt::format("{:>10} {:>9} {:>9} {:>9} {:>10} {:>13} {:>9}\n", "Table", "Routes", "(S,G)",
+                                   "(*,G)", "With OIFs", "Without OIFs", "OIFs");
+    const auto line = [](const std::string &name, const std::uint64_t(&values)[std::size(columns)]) {
+        return fmt::format("{:>10} {:>9} {:>9} {:>9} {:>10} {:>13} {:>9}\n", name, values[0], values[1], values[2],
+                           values[3], values[4], values[5]);
+    };
+    for (const json &row : table.at("summary")) {
+        std::uint64_t values[std::size(columns)];
+        for (std::size_t i = 0; i < std::size(columns); ++i) {
+            values[i] = row.at(columns[i]).get<std::uint64_t>();
+            sums[i] += values[i];
+        }
+        text += line(fmt::format("{}", row.at("table").get<std::uint32_t>()), values);
+    }
+    return text + line("Total", sums) +
+           fmt::format("{} in {}\n", counted(sums[0], "route"), counted(table.at("summary").size(), "table"));
+}
+
+std::string log_text(const std::vector<log_line> &lines, std::size_t matched) {
+    std::string text;
+    for (const log_line &line : lines) {
+        std::string_view said = line.text;
+        // Clients end their lines with a line feed; as an escape it would only be noise.
+        said = said.substr(0, said.find_last_not_of('\n') + 1);
+        const std::string uuid = line.uuid == 0 ? std::string() : fmt::format(" uuid {}", line.uuid);
+        text += fmt::format("{} {:7} {} pid {}{}: {}\n", line.time, line.sink, level_name(line.level), line.pid, uuid,
+                            printable(said));
+    }
+    return text + count_line(lines.size(), matched, "line");
+}
+
+} // namespace desk

@@ -1,0 +1,124 @@
+#include "switch_client.h"
+
+#include "frame_io.h"
+#include "service_socket.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+#include <cstring>
+#include <fmt/format.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+#include <utility>
+
+namespace desk {
+
+namespace {
+
+// How long the switch may be silent before a person has waited enough.
+constexpr int silence_ms = 30'000;
+
+connection connect_to_switch(const std::string &run_directory) {
+    connection made = connect_service(run_directory, silence_ms);
+    if (!made.socket) {
+        const std::string path = run_directory + "/" + service_socket;
+        const std::string why =
+            made.reason.starts_with(path + ": ") ? made.reason.substr(path.size() + 2) : made.reason;
+        made.reason = fmt::format("no switch answers on {} ({}); `vellsim run` starts one", path, why);
+    }
+    return made;
+}
+
+std::string send_query(int fd, const show_query &query) {
+    const std::string text = encode_show_query(query);
+    frame_head head{};
+    head.magic = frame_magic;
+    head.kind = frame_kind::show_request;
+    head.length = static_cast<std::uint32_t>(text.size());
+    const frame_result sent = send_frame(fd, head, text.data(), silence_ms);
+    return sent.status == frame_status::done ? std::string() : fmt::format("the switch is gone: {}", sent.reason);
+}
+
+std::string receive_reply(int fd, switch_answer &answer) {
+    frame_reader reader({frame_kind::show_reply});
+    frame part;
+    do {
+        const frame_result got = receive_frame(fd, reader, deadline::after_ms(silence_ms), part);
+        if (got.status == frame_status::timed_out) {
+            return fmt::format("the switch has not answered for {} seconds", silence_ms / 1000);
+        }
+        if (got.status != frame_status::done) {
+            return fmt::format("the switch's answer is cut: {}", got.reason);
+        }
+        answer.text.append(reinterpret_cast<const char *>(part.payload.data()), part.payload.size());
+    } while ((part.head.flags & show_more_follows) != 0);
+    return part.head.opcode == 0 ? std::string() : std::exchange(answer.text, {});
+}
+
+// The process's end, where the system can tell it; the connection's end comes first and says nearly as much.
+file_descriptor watch_process(pid_t pid) {
+#ifdef SYS_pidfd_open
+    return file_descriptor(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
+#else
+    static_cast<void>(pid);
+    return {};
+#endif
+}
+
+// Whether the descriptor becomes readable or hangs up in time. True for none.
+bool wait_for_end(const file_descriptor &watched, const deadline &until) {
+    pollfd entry{watched.get(), POLLIN, 0};
+    while (watched) {
+        const int left = until.left_ms();
+        const int ready = poll(&entry, 1, left);
+        if (ready > 0) {
+            return true;
+        }
+        if (ready == 0 && left == 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+switch_answer ask_switch(const std::string &run_directory, const show_query &query) {
+    switch_answer answer;
+    const connection to = connect_to_switch(run_directory);
+    answer.error = to.reason;
+    if (answer.error.empty()) {
+        answer.error = send_query(to.socket.get(), query);
+    }
+    if (answer.error.empty()) {
+        answer.error = receive_reply(to.socket.get(), answer);
+    }
+    return answer;
+}
+
+std::string stop_switch(const std::string &run_directory, int limit_s) {
+    const connection to = connect_to_switch(run_directory);
+    if (!to.socket) {
+        return to.reason;
+    }
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    // A pid of 0 would name this command's own process group.
+    if (getsockopt(to.socket.get(), SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0 || peer.pid <= 0) {
+        return "the switch's process is unknown";
+    }
+    const file_descriptor process = watch_process(peer.pid);
+    if (kill(peer.pid, SIGTERM) != 0) {
+        return fmt::format("the switch (pid {}) cannot be told to end: {}", peer.pid, std::strerror(errno));
+    }
+    const deadline until = deadline::after_ms(limit_s * 1000);
+    if (!wait_for_end(to.socket, until) || !wait_for_end(process, until)) {
+        return fmt::format("the switch (pid {}) has not ended within {} seconds", peer.pid, limit_s);
+    }
+    return {};
+}
+
+} // namespace desk

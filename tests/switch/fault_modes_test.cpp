@@ -1,0 +1,169 @@
+// The fault modes, as a client meets them.
+#include "desk_peer.h"
+#include "switch_process.h"
+#include "test_service.h"
+
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using testing::HasSubstr;
+
+namespace {
+
+using ack = std::pair<int, int>;
+using clock_type = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+class Faults : public testing::Test {
+protected:
+    temporary_directory directory;
+    const std::string run_dir = directory.path() + "/run";
+};
+
+} // namespace
+
+TEST_F(Faults, RejectRegistrations) {
+    switch_process running(run_dir, {"--reject-registration"});
+    desk_peer peer(run_dir);
+    for (int i = 0; i < 2; ++i) {
+        peer.send(register_head(), register_payload(500));
+        EXPECT_EQ(peer.receive_ack(), ack(0, 0));
+    }
+    const nlohmann::json clients = peer.ask("clients").at("clients");
+    ASSERT_EQ(clients.size(), 2u);
+    EXPECT_EQ(clients[0].at("state"), "rejected");
+    EXPECT_EQ(clients[0].at("id"), 0);
+}
+
+TEST_F(Faults, AcknowledgeLate) {
+    switch_process running(run_dir, {"--ack", "late:300"});
+    desk_peer peer(run_dir);
+    const auto start = clock_type::now();
+    peer.send(register_head(), register_payload(500));
+    EXPECT_EQ(peer.ask("clients").at("clients").at(0).at("state"), "registered");
+    EXPECT_EQ(peer.receive_ack(), ack(1, 1));
+    EXPECT_GE(clock_type::now() - start, milliseconds(300));
+}
+
+TEST_F(Faults, AcknowledgeNobodyWhenThePeerHasGoneMeanwhile) {
+    switch_process running(run_dir, {"--ack", "late:50"});
+    {
+        desk_peer gone(run_dir);
+        gone.send(register_head(), register_payload(500));
+    }
+    desk_peer peer(run_dir);
+    EXPECT_NE(peer.register_client(), 0) << "which is more than 50 milliseconds later";
+}
+
+TEST_F(Faults, AcknowledgeTwice) {
+    switch_process running(run_dir, {"--ack", "twice"});
+    desk_peer peer(run_dir);
+    peer.send(register_head(), register_payload(500));
+    EXPECT_EQ(peer.receive_ack(), ack(1, 1));
+    EXPECT_EQ(peer.receive_ack(), ack(1, 1));
+    EXPECT_EQ(peer.ask("clients").at("clients").size(), 1u);
+}
+
+TEST_F(Faults, NeverAcknowledge) {
+    switch_process running(run_dir, {"--ack", "never"});
+    desk_peer peer(run_dir);
+    peer.send(register_head(), register_payload(500));
+    // The answer would come behind the acknowledgment.
+    EXPECT_EQ(peer.ask("clients").at("clients").at(0).at("state"), "registered");
+}
+
+TEST_F(Faults, HandOutAnId) {
+    for (const int id : {0, 77, 255}) {
+        switch_process running(run_dir, {"--ack-id", std::to_string(id)});
+        desk_peer first(run_dir);
+        desk_peer second(run_dir);
+        for (desk_peer *peer : {&first, &second}) {
+            peer->send(register_head(), register_payload(500));
+            EXPECT_EQ(peer->receive_ack(), ack(id, 1));
+        }
+        running.signal(SIGTERM);
+        EXPECT_EQ(running.wait(), 0);
+    }
+}
+
+TEST_F(Faults, BeSlowBeforeEachRequest) {
+    switch_process running(run_dir, {"--slow", "100"});
+    desk_peer peer(run_dir);
+    const auto start = clock_type::now();
+    peer.send(register_head(), register_payload(500));
+    peer.send(notice_head(), notice_payload(1, 1, 2, 3));
+    peer.send(route_head(), route_payload(1, {{}, {.table = 8}}));
+    EXPECT_EQ(peer.receive_ack(), ack(1, 1));
+    EXPECT_GE(clock_type::now() - start, milliseconds(100));
+    EXPECT_EQ(peer.ask("routes").at("routes").size(), 2u);
+    EXPECT_GE(clock_type::now() - start, milliseconds(300));
+}
+
+TEST_F(Faults, BeSlowAndShowTablesAllTheSame) {
+    switch_process running(run_dir, {"--slow", "3600000"});
+    desk_peer slow(run_dir);
+    slow.send(register_head(), register_payload(500));
+    desk_peer other(run_dir);
+    for (int i = 0; i < 20; ++i) {
+        EXPECT_TRUE(other.ask("clients").at("clients").empty());
+    }
+    running.signal(SIGTERM);
+    EXPECT_EQ(running.wait(), 0) << "a pause does not delay the end";
+}
+
+TEST_F(Faults, BeSlowAndStillHandleWhatAPeerSentBeforeItLeft) {
+    switch_process running(run_dir, {"--slow", "20"});
+    {
+        desk_peer gone(run_dir);
+        gone.send(register_head(), register_payload(500));
+        for (std::uint32_t table = 1; table <= 5; ++table) {
+            gone.send(route_head(), route_payload(1, {{.table = table}}));
+        }
+    }
+    desk_peer other(run_dir);
+    while (other.ask("clients").at("clients").empty()) {
+    }
+    while (other.ask("clients").at("clients").at(0).at("state") != "lost") {
+    }
+    EXPECT_EQ(other.ask("routes").at("routes").size(), 5u);
+}
+
+TEST_F(Faults, DieAfterSoManyRequests) {
+    switch_process running(run_dir, {"--die-after", "3"});
+    desk_peer peer(run_dir);
+    EXPECT_EQ(peer.register_client(), 1);
+    EXPECT_EQ(peer.ask("clients").at("clients").size(), 1u) << "what show asks does not count";
+    peer.send(notice_head(), notice_payload(9, 1, 2, 3)); // refused, and counts
+    EXPECT_EQ(peer.ask("clients").at("clients").size(), 1u);
+    desk_peer second(run_dir);
+    second.send(register_head(), register_payload(500));
+    EXPECT_EQ(second.receive_ack(), ack(2, 1)) << "the last request is answered";
+    EXPECT_EQ(running.wait(), 3);
+    EXPECT_TRUE(peer.wait_for_close());
+    EXPECT_TRUE(std::filesystem::is_socket(run_dir + "/vell.sock"));
+    EXPECT_EQ(service_log(run_dir, 102).back(), "dies after 3 requests, as it was told to");
+    switch_process next(run_dir);
+    expect_service(run_dir);
+}
+
+TEST_F(Faults, HaveTheirOptionsChecked) {
+    const auto complaint = [this](const std::vector<std::string> &options) {
+        std::vector<std::string> arguments = {"run", "--run-dir", run_dir};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        const command_result refused = vellsim(arguments);
+        EXPECT_EQ(refused.exit_code, 2);
+        return refused.err.substr(0, refused.err.find('\n'));
+    };
+    for (const std::string mode :
+         {"", "once", "late", "late:", "late:-1", "late:3600001", "late:99999999999", "late:1s"}) {
+        EXPECT_EQ(complaint({"--ack", mode}),
+                  fmt::format("--ack: {} is not late:MS (0 to 3600000 milliseconds), twice or never", mode));
+    }
+    EXPECT_THAT(complaint({"--ack-id", "256"}), HasSubstr("--ack-id: Value 256 not in range 0 to 255"));
+    EXPECT_THAT(complaint({"--slow", "-1"}), HasSubstr("--slow"));
+    EXPECT_THAT(complaint({"--die-after", "0"}), HasSubstr("--die-after"));
+    EXPECT_FALSE(std::filesystem::exists(run_dir));
+}

@@ -1,0 +1,217 @@
+// More of everything than is usual: clients, connections, bytes that nobody reads.
+#include "desk_peer.h"
+#include "service_socket.h"
+#include "switch_process.h"
+#include "test_service.h"
+
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <memory>
+#include <poll.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using testing::Contains;
+using testing::HasSubstr;
+
+namespace {
+
+class ManyConnections : public testing::Test {
+protected:
+    temporary_directory directory;
+    const std::string run_dir = directory.path() + "/run";
+};
+
+using peers = std::vector<std::unique_ptr<desk_peer>>;
+
+peers connect_many(const std::string &run_dir, std::size_t count) {
+    peers made;
+    for (std::size_t i = 0; i < count; ++i) {
+        made.push_back(std::make_unique<desk_peer>(run_dir));
+    }
+    return made;
+}
+
+// The processor time that a process has taken so far, in clock ticks.
+long ticks_of(pid_t pid) {
+    const int stat = open(fmt::format("/proc/{}/stat", pid).c_str(), O_RDONLY | O_CLOEXEC);
+    char text[1024] = {};
+    EXPECT_GT(read(stat, text, sizeof text - 1), 0);
+    close(stat);
+    long user = 0;
+    long system = 0;
+    // The fields behind the name, which is in brackets: a letter, ten numbers, the two times.
+    EXPECT_EQ(sscanf(strrchr(text, ')'), ") %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %ld %ld", &user, &system), 2);
+    return user + system;
+}
+
+} // namespace
+
+TEST_F(ManyConnections, Of255ClientsAndOneMore) {
+    switch_process running(run_dir);
+    peers all = connect_many(run_dir, 255);
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        ASSERT_EQ(all[i]->register_client(static_cast<std::uint32_t>(1000 + i)), i + 1);
+    }
+    desk_peer one_more(run_dir);
+    one_more.send(register_head(), register_payload(2000));
+    EXPECT_EQ(one_more.receive_ack(), std::pair(0, 0));
+    EXPECT_THAT(service_log(run_dir, 102), Contains(HasSubstr("uuid 2000 rejected: all 255 client ids are taken")));
+
+    all[99]->close();
+    // The loss is noticed when its turn comes, not when it happens.
+    while (one_more.ask(R"(clients {"client":100})").at("clients").at(0).at("state") != "lost") {
+    }
+    EXPECT_EQ(one_more.register_client(2001), 100);
+    EXPECT_EQ(one_more.ask("clients").at("clients").size(), 257u);
+    for (const auto &peer : all) {
+        if (peer->connected()) {
+            const auto id = static_cast<unsigned>(&peer - all.data() + 1);
+            peer->send(notice_head(), notice_payload(id, 1, 2, 3));
+        }
+    }
+    for (const auto &peer : all) {
+        if (peer->connected()) {
+            peer->ask(R"(clients {"limit":1})");
+        }
+    }
+    const nlohmann::json clients = one_more.ask("clients").at("clients");
+    for (const nlohmann::json &row : clients) {
+        const bool notified = row.at("state") == "registered" && row.at("uuid") < 2000;
+        EXPECT_EQ(row.at("ipv6_notices"), notified ? 1 : 0);
+    }
+}
+
+TEST_F(ManyConnections, AreServedAgainAfterTheDescriptorsRanOut) {
+    switch_process running(run_dir);
+    const rlimit few{24, 24};
+    ASSERT_EQ(prlimit(running.pid(), RLIMIT_NOFILE, &few, nullptr), 0);
+    {
+        // They all connect, since the system does that; the switch can accept some of them only.
+        peers all = connect_many(run_dir, 40);
+        EXPECT_NE(all.front()->register_client(), 0);
+        const long before = ticks_of(running.pid());
+        // Long enough to tell waiting from trying over and over: a hundred answers and a quarter of a second.
+        const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(1000);
+        pollfd silent{all.back()->fd(), POLLIN, 0};
+        while (std::chrono::steady_clock::now() < until) {
+            EXPECT_EQ(poll(&silent, 1, 100), 0);
+        }
+        EXPECT_LT(ticks_of(running.pid()) - before, sysconf(_SC_CLK_TCK) / 2) << "the switch spins";
+    }
+    expect_service(run_dir);
+    EXPECT_THAT(service_log(run_dir, 102), testing::ElementsAre("no connection can be accepted: Too many open files"));
+}
+
+TEST_F(ManyConnections, AreNotMoreThanItsDescriptorsAllow) {
+    rlimit usual{};
+    getrlimit(RLIMIT_NOFILE, &usual);
+    const rlimit few{40, usual.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+    switch_process running(run_dir);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &usual), 0);
+    {
+        peers all = connect_many(run_dir, 60);
+        EXPECT_NE(all.front()->register_client(), 0);
+        all.front()->ask("clients");
+        EXPECT_THAT(service_log(run_dir, 102),
+                    testing::ElementsAre("24 connections are open: no more are accepted until "
+                                         "one ends"));
+    }
+    expect_service(run_dir);
+}
+
+TEST_F(ManyConnections, EndWithAPeerThatDoesNotReadItsMessages) {
+    switch_process running(run_dir);
+    desk_peer deaf(run_dir);
+    bool taken = true;
+    // Each pair of requests makes one acknowledgment; the limit is 1 MiB of them.
+    const bytes pair = message()
+                           .add(frame_bytes(register_head(), register_payload(500)))
+                           .add(frame_bytes(deregister_head(), deregister_payload(1)));
+    for (int i = 0; i < 200'000 && taken; ++i) {
+        taken = deaf.send_raw(pair);
+    }
+    EXPECT_FALSE(taken);
+    EXPECT_TRUE(deaf.wait_for_close());
+    expect_service(run_dir);
+    EXPECT_THAT(service_log(run_dir, 102), Contains(HasSubstr(": it does not read its messages: connection closed")));
+}
+
+TEST_F(ManyConnections, AreNotHeldUpByOneThatDoesNotReadItsTable) {
+    switch_process running(run_dir);
+    desk_peer client(run_dir);
+    const std::uint8_t id = client.register_client();
+    std::vector<test_route> routes(6'000);
+    for (std::uint32_t i = 0; i < routes.size(); ++i) {
+        routes[i].group = 0xe0000000 + i;
+        routes[i].flags = 0xffffffff;
+    }
+    client.send(route_head(), route_payload(id, routes));
+    desk_peer deaf(run_dir);
+    desk::frame_head show{};
+    show.magic = desk::frame_magic;
+    show.kind = desk::frame_kind::show_request;
+    for (int i = 0; i < 3; ++i) {
+        deaf.send(show, message().text("routes", 6));
+    }
+    expect_service(run_dir);
+    EXPECT_EQ(client.ask("routes").at("routes").size(), routes.size());
+    // Late, but whole: a table is not a message that a client forgot.
+    for (int i = 0; i < 3; ++i) {
+        std::optional<desk::frame> part;
+        do {
+            part = deaf.receive();
+            ASSERT_TRUE(part);
+        } while (part->head.flags != 0);
+    }
+    EXPECT_EQ(deaf.ask("clients").count("clients"), 1u);
+}
+
+TEST_F(ManyConnections, AreAnsweredWhenTheySendNoMore) {
+    switch_process running(run_dir);
+    desk_peer peer(run_dir);
+    peer.send(register_head(), register_payload(500));
+    peer.shut_down_sending();
+    EXPECT_EQ(peer.receive_ack(), std::pair(1, 1));
+    EXPECT_TRUE(peer.wait_for_close());
+}
+
+// Whoever is not of the switch's user is not let in, even where the directory would let them.
+TEST_F(ManyConnections, AreOfTheSameUserOnly) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only the superuser can become somebody else";
+    }
+    switch_process running(run_dir);
+    chmod(directory.path().c_str(), 0755);
+    chmod(run_dir.c_str(), 0755);
+    chmod((run_dir + "/vell.sock").c_str(), 0666);
+    const pid_t stranger = fork();
+    if (stranger == 0) {
+        constexpr uid_t nobody = 65534;
+        sockaddr_un address{};
+        desk::service_address(run_dir, address);
+        const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        char byte;
+        const bool let_in = setuid(nobody) != 0 ||
+                            connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 ||
+                            recv(fd, &byte, 1, 0) != 0;
+        _exit(let_in ? 1 : 0);
+    }
+    int status = -1;
+    waitpid(stranger, &status, 0);
+    EXPECT_EQ(status, 0);
+    chmod(run_dir.c_str(), 0700);
+    expect_service(run_dir);
+    EXPECT_THAT(service_log(run_dir, 102), Contains(fmt::format("connection of pid {}: the other end is of user 65534, "
+                                                                "not of user 0: closed",
+                                                                stranger)));
+}

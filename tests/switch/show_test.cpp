@@ -1,0 +1,219 @@
+// `vellsim show` against a running switch.
+#include "desk_peer.h"
+#include "log_line.h"
+#include "switch_process.h"
+#include "test_service.h"
+
+#include <filesystem>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+class Show : public testing::Test {
+protected:
+    temporary_directory directory;
+    const std::string run_dir = directory.path() + "/run";
+
+    command_result show(std::vector<std::string> arguments) const {
+        arguments.insert(arguments.begin(), "show");
+        arguments.insert(arguments.end(), {"--run-dir", run_dir});
+        return vellsim(arguments);
+    }
+    std::string shown(const std::vector<std::string> &arguments) const {
+        const command_result result = show(arguments);
+        EXPECT_EQ(result.exit_code, 0) << result.err;
+        EXPECT_EQ(result.err, "");
+        return result.out;
+    }
+    nlohmann::json shown_json(std::vector<std::string> arguments) const {
+        arguments.push_back("--json");
+        return nlohmann::json::parse(shown(arguments));
+    }
+};
+
+// A client with three routes.
+struct feeder : desk_peer {
+    explicit feeder(const std::string &run_dir) : desk_peer(run_dir) {
+        const std::uint8_t id = register_client(500);
+        send(route_head(), route_payload(id, {{.flags = 0x80, .oifs = {{5, 0}}},
+                                              {.source = 0, .source_length = 0, .group = 0xef010103},
+                                              {.group = 0xef010104, .table = 9}}));
+        ask("clients");
+    }
+};
+
+void write_log(const std::string &run_dir, const char *time, const char *sink, const char *text) {
+    ASSERT_TRUE(desk::append_log_line(run_dir, {time, sink, 7, 500, 0x730000, 104, text}));
+}
+
+} // namespace
+
+TEST_F(Show, PrintsRoutesAsTextAndAsJson) {
+    switch_process running(run_dir);
+    feeder client(run_dir);
+    EXPECT_EQ(shown({"routes", "--table", "253", "--source", "10.0.0.9"}),
+              "Table 253\n"
+              "\n"
+              "(10.0.0.9, 239.1.1.2)  RPF 4, DF 0, epoch 0, client 1\n"
+              "    flags: download\n"
+              "    OIFs (1): 5\n"
+              "\n"
+              "1 route\n");
+    EXPECT_EQ(shown({"routes", "--group", "239.1.1.2", "--json"}),
+              R"({"routes":[{"table":253,"source":"10.0.0.9","source_len":32,"group":"239.1.1.2","group_len":32,)"
+              R"("opcode":1,"flags":["download"],"flags_word":"0x80","epoch":0,"rpf_if":4,"df_ordinal":0,"client":1,)"
+              R"("oifs":[{"if_index":5,"kind":0}],"mti":[],"glt":[]}]})"
+              "\n");
+    EXPECT_THAT(shown({"routes"}), EndsWith("\n3 routes\n"));
+    EXPECT_THAT(shown({"routes", "--limit", "2"}), EndsWith("\n2 of 3 routes\n"));
+    EXPECT_THAT(shown({"routes", "--client", "2"}), EndsWith("0 routes\n"));
+    EXPECT_THAT(shown({"routes", "--source", "0.0.0.0"}), HasSubstr("(*, 239.1.1.3)"));
+}
+
+TEST_F(Show, SumsRoutesUp) {
+    switch_process running(run_dir);
+    feeder client(run_dir);
+    EXPECT_THAT(shown({"routes", "--summary"}), EndsWith("\n3 routes in 2 tables\n"));
+    EXPECT_EQ(shown_json({"routes", "--summary", "--table", "9"}),
+              nlohmann::json::parse(R"({"summary":[{"table":9,"routes":1,"sg":1,"star_g":0,"with_oifs":0,)"
+                                    R"("without_oifs":1,"oifs":0}]})"));
+}
+
+TEST_F(Show, PrintsClientsAsTextAndAsJson) {
+    switch_process running(run_dir);
+    feeder client(run_dir);
+    EXPECT_EQ(shown({"clients", "--json"}),
+              fmt::format(R"({{"clients":[{{"id":1,"uuid":500,"pid":{},"state":"registered","segment":"segment",)"
+                          R"("messages":2,"route_records":3,"refused":0,"missed_deletes":0,"ipv6_notices":0,)"
+                          R"("last_ipv6_notice":null,"dux_role":null}}]}})"
+                          "\n",
+                          getpid()));
+    EXPECT_THAT(shown({"clients"}), HasSubstr("    segment: segment\n1 client\n"));
+    EXPECT_THAT(shown({"clients", "--client", "2"}), EndsWith("0 clients\n"));
+}
+
+TEST_F(Show, PrintsATableLongerThanAFrame) {
+    switch_process running(run_dir);
+    desk_peer client(run_dir);
+    const std::uint8_t id = client.register_client();
+    std::vector<test_route> routes(30'000);
+    for (std::uint32_t i = 0; i < routes.size(); ++i) {
+        routes[i].group = 0xe0000000 + i;
+        routes[i].flags = 0xffffffffffffffff;
+    }
+    client.send(route_head(), route_payload(id, routes));
+    client.ask(R"(routes {"summary":true})");
+    const std::string text = shown({"routes", "--json"});
+    EXPECT_GT(text.size(), std::size_t{desk::frame_max_payload});
+    EXPECT_EQ(std::ranges::count(text, '\n'), 30'000) << "a line for each route";
+    EXPECT_THAT(text,
+                StartsWith(R"({"routes":[{"table":253,"source":"10.0.0.9","source_len":32,"group":"224.0.0.0",)"));
+    EXPECT_THAT(text.substr(text.rfind('{', text.size() - 20)), HasSubstr(R"("group":"224.0.117.47")"));
+    EXPECT_THAT(text, EndsWith("}]}\n"));
+}
+
+TEST_F(Show, NamesTheSocketWhenNoSwitchRuns) {
+    for (const char *table : {"clients", "routes"}) {
+        const command_result failed = show({table});
+        EXPECT_EQ(failed.exit_code, 1);
+        EXPECT_EQ(failed.out, "");
+        EXPECT_EQ(failed.err, fmt::format("vellsim: no switch answers on {0}/vell.sock ({0}: No such file or "
+                                          "directory); `vellsim run` starts one\n",
+                                          run_dir));
+    }
+}
+
+TEST_F(Show, SaysWhyASocketDoesNotAnswer) {
+    switch_process crashed(run_dir);
+    crashed.signal(SIGKILL);
+    crashed.wait();
+    EXPECT_EQ(show({"clients"}).err, "vellsim: no switch answers on " + run_dir +
+                                         "/vell.sock (Connection refused); `vellsim run` starts one\n");
+}
+
+TEST_F(Show, MergesTheLogsByTimeWithoutASwitch) {
+    { switch_process ended(run_dir); }
+    std::filesystem::remove(run_dir + "/log/service");
+    write_log(run_dir, "2026-01-31T10:00:03.000000Z", "history", "third\n");
+    write_log(run_dir, "2026-01-31T10:00:01.000000Z", "service", "first");
+    write_log(run_dir, "2026-01-31T10:00:02.000000Z", "client", "second\n");
+    write_log(run_dir, "2026-01-31T10:00:00.000000Z", "console", "is not asked for");
+    EXPECT_EQ(shown({"log"}), "2026-01-31T10:00:01.000000Z service trace pid 7 uuid 500: first\n"
+                              "2026-01-31T10:00:02.000000Z client  trace pid 7 uuid 500: second\n"
+                              "2026-01-31T10:00:03.000000Z history trace pid 7 uuid 500: third\n"
+                              "3 lines\n");
+    EXPECT_EQ(shown({"log", "--limit", "1"}), "2026-01-31T10:00:03.000000Z history trace pid 7 uuid 500: third\n"
+                                              "1 of 3 lines\n");
+    EXPECT_EQ(shown({"log", "--sink", "client", "--json"}),
+              R"({"log":[{"time":"2026-01-31T10:00:02.000000Z","sink":"client","pid":7,"uuid":500,"module":7536640,)"
+              R"("level":104,"text":"second\n"}]})"
+              "\n");
+}
+
+TEST_F(Show, PrintsTheServicesOwnLogOfARunningSwitch) {
+    switch_process running(run_dir);
+    feeder client(run_dir);
+    const nlohmann::json lines = shown_json({"log", "--sink", "service"}).at("log");
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_EQ(lines[0].at("text"), "listens on " + run_dir + "/vell.sock");
+    EXPECT_EQ(lines[1].at("text"),
+              fmt::format("client 1 (pid {}) registered: uuid 500, segment \"segment\"", getpid()));
+    EXPECT_EQ(lines[1].at("pid"), running.pid());
+    EXPECT_EQ(lines[1].at("uuid"), 0);
+    EXPECT_EQ(lines[1].at("module"), 0);
+    EXPECT_EQ(lines[1].at("level"), 104);
+}
+
+TEST_F(Show, LeavesOutWhatIsNoLogLineAndSaysSo) {
+    { switch_process ended(run_dir); }
+    std::filesystem::remove(run_dir + "/log/service");
+    write_log(run_dir, "2026-01-31T10:00:03.000000Z", "history", "good");
+    std::ofstream(run_dir + "/log/history", std::ios::app) << "bad\n";
+    const command_result result = show({"log"});
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_THAT(result.out, EndsWith(": good\n1 line\n"));
+    EXPECT_EQ(result.err, "vellsim: " + run_dir + "/log/history: line 2 is no log line, left out\n");
+}
+
+TEST_F(Show, NamesTheMissingLog) {
+    const command_result failed = show({"log"});
+    EXPECT_EQ(failed.exit_code, 1);
+    EXPECT_EQ(failed.err, "vellsim: no log: " + run_dir + "/log: No such file or directory\n");
+}
+
+TEST_F(Show, SaysWhichOptionsDoNotFit) {
+    const auto complaint = [this](const std::vector<std::string> &arguments) {
+        const command_result refused = show(arguments);
+        EXPECT_EQ(refused.exit_code, 2);
+        EXPECT_EQ(refused.out, "");
+        return refused.err.substr(0, refused.err.find('\n'));
+    };
+    EXPECT_EQ(complaint({"clients", "--summary"}), "--summary: goes with `show routes`, not with `show clients`");
+    EXPECT_EQ(complaint({"clients", "--table", "1"}), "--table: goes with `show routes`, not with `show clients`");
+    EXPECT_EQ(complaint({"log", "--client", "1"}),
+              "--client: goes with `show clients` and `show routes`, not with `show log`");
+    EXPECT_EQ(complaint({"routes", "--sink", "client"}), "--sink: goes with `show log`, not with `show routes`");
+    EXPECT_EQ(complaint({"routes", "--summary", "--limit", "4"}), "--summary: does not go with --limit");
+    EXPECT_EQ(complaint({"routes", "--group", "239.1.1"}), "--group: 239.1.1 is not an IPv4 address such as 239.1.1.2");
+    EXPECT_EQ(complaint({"log", "--sink", "syslog"}), "--sink: syslog not in {history,client,service}");
+    EXPECT_THAT(complaint({"stats"}), HasSubstr("stats not in {clients,routes,log}"));
+    EXPECT_THAT(complaint({}), HasSubstr("TABLE is required"));
+    EXPECT_THAT(complaint({"routes", "--limit", "0"}), HasSubstr("Value 0 not in range 1 to 4294967295"));
+}
+
+TEST_F(Show, ExplainsItself) {
+    for (const char *command : {"run", "show", "stop"}) {
+        const command_result help = vellsim({command, "--help"});
+        EXPECT_EQ(help.exit_code, 0);
+        EXPECT_THAT(help.out, HasSubstr("--run-dir DIR"));
+        EXPECT_EQ(help.err, "");
+    }
+}

@@ -1,0 +1,156 @@
+#include "switch_process.h"
+
+#include "log_files.h"
+
+#include <array>
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using desk::file_descriptor;
+
+namespace {
+
+constexpr int patience_ms = 60'000;
+
+pid_t start(const std::vector<std::string> &arguments, int out, int err) {
+    std::vector<char *> argv = {const_cast<char *>(VELLSIM_PATH)};
+    for (const std::string &argument : arguments) {
+        argv.push_back(const_cast<char *>(argument.c_str()));
+    }
+    argv.push_back(nullptr);
+    const pid_t pid = fork();
+    if (pid == 0) {
+        // A test that crashes leaves no switch behind.
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        dup2(out, STDOUT_FILENO);
+        dup2(err, STDERR_FILENO);
+        execv(VELLSIM_PATH, argv.data());
+        _exit(127);
+    }
+    return pid;
+}
+
+int wait_for(pid_t pid) {
+    int status = 0;
+    if (waitpid(pid, &status, 0) != pid) {
+        return -1;
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 256 + WTERMSIG(status);
+}
+
+// Reads to the end or to a line feed. False when neither comes in time.
+bool read_text(int fd, bool to_line_feed, std::string &text) {
+    std::array<char, 4096> buffer;
+    for (;;) {
+        pollfd entry{fd, POLLIN, 0};
+        if (poll(&entry, 1, patience_ms) <= 0) {
+            return false;
+        }
+        const ssize_t count = read(fd, buffer.data(), to_line_feed ? 1 : buffer.size());
+        if (count <= 0) {
+            return count == 0;
+        }
+        text.append(buffer.data(), static_cast<std::size_t>(count));
+        if (to_line_feed && text.back() == '\n') {
+            return true;
+        }
+    }
+}
+
+} // namespace
+
+pipe_ends make_pipe() {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) {
+        std::abort();
+    }
+    return {file_descriptor(ends[0]), file_descriptor(ends[1])};
+}
+
+file_descriptor unnamed_file() {
+    return file_descriptor(open(std::filesystem::temp_directory_path().c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
+}
+
+std::string read_file(int fd) {
+    std::string text;
+    lseek(fd, 0, SEEK_SET);
+    read_text(fd, false, text);
+    return text;
+}
+
+temporary_directory::temporary_directory() {
+    std::string name = std::filesystem::temp_directory_path() / "switch-test-XXXXXX";
+    if (mkdtemp(name.data()) == nullptr) {
+        std::abort();
+    }
+    path_ = name;
+}
+
+temporary_directory::~temporary_directory() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+}
+
+command_result vellsim(const std::vector<std::string> &arguments) {
+    // Files, not pipes: whatever it writes, it never waits for its reader.
+    const file_descriptor out = unnamed_file();
+    const file_descriptor err = unnamed_file();
+    command_result result;
+    result.exit_code = wait_for(start(arguments, out.get(), err.get()));
+    result.out = read_file(out.get());
+    result.err = read_file(err.get());
+    return result;
+}
+
+switch_process::switch_process(const std::string &run_directory, const std::vector<std::string> &options,
+                               int error_fd) {
+    std::vector<std::string> arguments = {"run", "--run-dir", run_directory};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    if (error_fd < 0) {
+        arguments.push_back("--quiet");
+    }
+    pipe_ends out = make_pipe();
+    pid_ = start(arguments, out.write.get(), error_fd < 0 ? STDERR_FILENO : error_fd);
+    out.write.reset();
+    output_ = std::move(out.read);
+    EXPECT_TRUE(read_text(output_.get(), true, ready_line_)) << "the switch is not ready";
+}
+
+switch_process::~switch_process() {
+    if (exit_code_ < 0) {
+        // A test that cares how the switch ends asks itself; here even a stuck one has to go.
+        kill(pid_, SIGKILL);
+        wait_for(pid_);
+    }
+}
+
+void switch_process::signal(int number) const {
+    kill(pid_, number);
+}
+
+int switch_process::wait() {
+    std::string rest;
+    if (exit_code_ < 0 && read_text(output_.get(), false, rest)) {
+        exit_code_ = wait_for(pid_);
+    }
+    return exit_code_;
+}
+
+std::vector<std::string> service_log(const std::string &run_directory, std::uint32_t level) {
+    std::vector<std::string> texts;
+    const desk::log_contents contents = desk::read_log_files(run_directory, "service");
+    EXPECT_TRUE(contents.error.empty() && contents.complaints.empty());
+    for (const desk::log_line &line : contents.lines) {
+        if (line.level == level) {
+            texts.push_back(line.text);
+        }
+    }
+    return texts;
+}

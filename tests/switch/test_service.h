@@ -1,0 +1,114 @@
+// A service without sockets, and requests as its peers send them.
+#pragma once
+
+#include "bytes.h"
+#include "service.h"
+
+#include <string>
+#include <vector>
+
+struct test_service {
+    std::vector<std::string> errors;
+    std::vector<std::string> traces;
+    desk::service vell;
+
+    explicit test_service(desk::fault_modes faults = {})
+        : vell{faults,
+               [this](std::uint32_t level, const std::string &text) {
+                   (level == 102 ? errors : traces).push_back(text);
+               },
+               {},
+               {}} {}
+    test_service(const test_service &) = delete;
+    test_service &operator=(const test_service &) = delete;
+
+    std::vector<desk::reply> send(desk::session &from, const desk::frame_head &head, const bytes &payload) {
+        return desk::handle_request(vell, from, head, payload);
+    }
+
+    // A session that is registered and has an id.
+    desk::session registered_session(std::uint32_t uuid = 500);
+
+    const desk::client &client_of(const desk::session &who) { return *vell.clients.find(who.client_of); }
+};
+
+inline desk::frame_head request_head(std::uint32_t sap, std::uint32_t opcode, std::uint32_t word_1) {
+    desk::frame_head head{};
+    head.magic = 0x3154594b;
+    head.kind = desk::frame_kind::request;
+    head.node = 0xfe000000;
+    head.sap = sap;
+    head.opcode = opcode;
+    head.options[0] = 1;
+    head.options[1] = word_1;
+    return head;
+}
+
+inline desk::frame_head register_head() {
+    return request_head(212, 75796, 0);
+}
+inline desk::frame_head deregister_head() {
+    return request_head(212, 75797, 0);
+}
+inline desk::frame_head route_head() {
+    return request_head(214, 75831, 1);
+}
+inline desk::frame_head role_head() {
+    return request_head(214, 75831, 0);
+}
+inline desk::frame_head notice_head() {
+    return request_head(214, 75779, 1);
+}
+
+inline bytes register_payload(std::uint32_t uuid, std::string_view segment = "segment") {
+    return message().u8(0).fill(3, 0).u32(uuid).text(segment, 240);
+}
+inline bytes deregister_payload(unsigned id) {
+    return message().u8(id).fill(247, 0);
+}
+inline bytes notice_payload(unsigned id, std::uint32_t first, std::uint32_t second, unsigned third) {
+    return message().u8(id).u8(0).u16(third).u32(0).u32(first).u32(second);
+}
+
+// One route record; what it leaves out is 0.
+struct test_route {
+    unsigned opcode = 1;
+    std::uint64_t flags = 0;
+    std::uint32_t source = 0x0a000009;
+    unsigned source_length = 32;
+    std::uint32_t group = 0xef010102;
+    unsigned group_length = 32;
+    std::uint32_t table = 253;
+    std::uint32_t rpf_if = 4;
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> oifs{};
+};
+
+inline bytes route_record(const test_route &route) {
+    message record;
+    record.u8(route.opcode).fill(3, 0).u64(route.flags).u8(route.source_length).u8(route.group_length).u16(0);
+    record.u32(0).u32(route.source).u32(route.group).u32(route.rpf_if).u32(0).u32(route.table);
+    if (route.oifs.empty()) {
+        return record.u16(0).u16(0);
+    }
+    const auto count = static_cast<std::uint32_t>(route.oifs.size());
+    record.u16(1).u16(2 + 2 * count).u16(0).u16(4 + 8 * count).u32(count);
+    for (const auto &[if_index, kind] : route.oifs) {
+        record.u32(if_index).u32(kind);
+    }
+    return record;
+}
+
+inline bytes route_payload(unsigned id, const std::vector<test_route> &routes) {
+    message sent;
+    sent.u8(id).u8(0).u16(static_cast<std::uint32_t>(routes.size())).u16(7).u16(0);
+    for (const test_route &route : routes) {
+        sent.add(route_record(route));
+    }
+    return sent;
+}
+
+inline desk::session test_service::registered_session(std::uint32_t uuid) {
+    desk::session made{.pid = 4711};
+    send(made, register_head(), register_payload(uuid));
+    return made;
+}
