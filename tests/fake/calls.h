@@ -1,0 +1,150 @@
+// The platform calls that the fake platform records: one record a function, with everything the call was given.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace fake {
+
+using Bytes = std::vector<std::uint8_t>;
+
+// Whose message reference a call was given: the object that the test named as the caller's, or another, which then is
+// the library's own.
+enum class Reference { null, callers, own };
+
+struct Send {
+    std::uint32_t queue = 0;
+    std::uint32_t node = 0;
+    std::uint32_t sap = 0;
+    std::uint32_t opcode = 0;
+    Bytes payload = {};
+    Reference reference = Reference::own;
+    std::uint32_t flags = 0;
+    std::vector<std::uint32_t> options = {};
+
+    bool operator==(const Send &) const = default;
+};
+
+// `send` says whose reference was released: the first send's is 1. It is 0 when the object at that address does not
+// hold what a send wrote there, or was released before.
+struct Drop {
+    std::uint32_t queue = 0;
+    Reference reference = Reference::own;
+    unsigned send = 0;
+
+    bool operator==(const Drop &) const = default;
+};
+
+struct PayloadGet {
+    const void *message = nullptr;
+
+    bool operator==(const PayloadGet &) const = default;
+};
+
+// `position_was` and `size_was` are what the two addresses held; `bytes` are `length` bytes of the value.
+struct AppendTlv {
+    const void *array = nullptr;
+    const std::uint32_t *position = nullptr;
+    const std::uint32_t *size = nullptr;
+    std::uint32_t position_was = 0;
+    std::uint32_t size_was = 0;
+    std::uint32_t capacity = 0;
+    std::uint16_t type = 0;
+    std::uint16_t length = 0;
+    const void *value = nullptr;
+    Bytes bytes = {};
+    std::uint32_t reserved = 0;
+
+    bool operator==(const AppendTlv &) const = default;
+};
+
+// `value_was` and `cursor_was` are what the two addresses held.
+struct NextTlv {
+    const void *array = nullptr;
+    const void *value_was = nullptr;
+    std::uint32_t reserved = 0;
+    std::uint32_t cursor_was = 0;
+
+    bool operator==(const NextTlv &) const = default;
+};
+
+struct NumTlvs {
+    const void *array = nullptr;
+    std::uint32_t reserved = 0;
+
+    bool operator==(const NumTlvs &) const = default;
+};
+
+struct SizeGet {
+    const void *array = nullptr;
+    std::uint32_t reserved = 0;
+
+    bool operator==(const SizeGet &) const = default;
+};
+
+struct HistoryCheck {
+    std::uint32_t module = 0;
+    std::uint32_t level = 0;
+
+    bool operator==(const HistoryCheck &) const = default;
+};
+
+// `record` has as many bytes as the call said.
+struct HistoryEvent {
+    std::uint32_t module = 0;
+    Bytes record = {};
+
+    bool operator==(const HistoryEvent &) const = default;
+};
+
+struct ConsoleCheck {
+    std::uint32_t level = 0;
+    std::uint32_t first = 0;
+    std::uint32_t second = 0;
+    std::uint32_t third = 0;
+
+    bool operator==(const ConsoleCheck &) const = default;
+};
+
+struct DebugPrint {
+    std::uint32_t first = 0;
+    const void *modname = nullptr;
+    std::uint32_t second = 0;
+    std::string format = {};
+    std::string text = {};
+
+    bool operator==(const DebugPrint &) const = default;
+};
+
+// `record` has as many bytes as the call said.
+struct ClientLog {
+    std::uint32_t uuid = 0;
+    std::uint32_t module = 0;
+    std::uint32_t first = 0;
+    std::uint32_t second = 0;
+    Bytes record = {};
+
+    bool operator==(const ClientLog &) const = default;
+};
+
+using Call = std::variant<Send, Drop, PayloadGet, AppendTlv, NextTlv, NumTlvs, SizeGet, HistoryCheck, HistoryEvent,
+                          ConsoleCheck, DebugPrint, ClientLog>;
+using Calls = std::vector<Call>;
+
+// A call as people read it: the function, and each argument by name.
+struct Argument {
+    std::string name;
+    std::string text;
+};
+struct Description {
+    std::string function;
+    std::vector<Argument> arguments;
+};
+Description describe(const Call &call);
+
+// "kyt_drop(queue: 0x7, reference: own, send: 1)"
+std::string to_string(const Call &call);
+
+} // namespace fake
