@@ -1,0 +1,83 @@
+#include "error_of.h"
+#include "interface_indexes.h"
+#include "table_text.h"
+
+#include <gtest/gtest.h>
+
+namespace feed {
+namespace {
+
+constexpr char two_entries[] = R"([
+    {"src":"10.0.0.1","dst":"239.1.1.1","iif":"up0","multipath":[{"oif":"a"},{"oif":"b"}]},
+    {"src":"10.0.0.2","dst":"239.1.1.1","iif":"b","multipath":[{"oif":"c"},{"oif":"up0"}]}])";
+
+using numbered = std::vector<std::pair<std::string, std::uint32_t>>;
+
+TEST(interface_indexes, come_from_the_recorded_links) {
+    const auto links = recorded_links("links.json", {{"up0", 4}, {"a", 5}, {"b", 6}, {"c", 9}});
+    const interface_indexes indexes(table_of(two_entries), links, false);
+    EXPECT_EQ(indexes.of("up0"), 4u);
+    EXPECT_EQ(indexes.of("a"), 5u);
+    EXPECT_EQ(indexes.of("b"), 6u);
+    EXPECT_EQ(indexes.of("c"), 9u);
+    EXPECT_EQ(indexes.numbered(), numbered{});
+}
+
+TEST(interface_indexes, come_from_this_machine) {
+    // Every machine has a loopback interface, and every network namespace gives it index 1.
+    const mroute_table table = table_of(R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"lo"}])");
+    EXPECT_EQ(interface_indexes(table, this_machine(), false).of("lo"), 1u);
+}
+
+TEST(interface_indexes, an_unknown_name_is_refused_with_its_place_and_the_ways_out) {
+    const auto links = recorded_links("links.json", {{"up0", 4}, {"a", 5}, {"b", 6}});
+    EXPECT_EQ(error_of([&] { interface_indexes(table_of(two_entries), links, false); }),
+              "table.json: entry 2 of 2 (/1/multipath/0/oif): links.json does not know the interface \"c\"; give the "
+              "recorded links with --links FILE, or have unknown names numbered with --number-interfaces");
+    EXPECT_EQ(
+        error_of([&] { interface_indexes(table_of(two_entries), recorded_links("none.json", {}), false); }),
+        "table.json: entry 1 of 2 (/0/iif): none.json does not know the interface \"up0\"; give the recorded links "
+        "with --links FILE, or have unknown names numbered with --number-interfaces");
+}
+
+TEST(interface_indexes, number_unknown_names_in_order_of_appearance) {
+    const interface_indexes indexes(table_of(two_entries), recorded_links("none.json", {}), true);
+    const numbered expected = {{"up0", 1}, {"a", 2}, {"b", 3}, {"c", 4}};
+    EXPECT_EQ(indexes.numbered(), expected);
+    EXPECT_EQ(indexes.of("b"), 3u);
+}
+
+TEST(interface_indexes, numbers_keep_clear_of_known_indexes) {
+    // b comes behind the names that are numbered, and its index is taken all the same.
+    const interface_indexes indexes(table_of(two_entries), recorded_links("links.json", {{"b", 2}}), true);
+    const numbered expected = {{"up0", 1}, {"a", 3}, {"c", 4}};
+    EXPECT_EQ(indexes.numbered(), expected);
+    EXPECT_EQ(indexes.of("b"), 2u);
+}
+
+TEST(interface_indexes, the_name_of_an_interface_that_is_gone_holds_its_index) {
+    const mroute_table table = table_of(R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"if12",
+        "multipath":[{"oif":"if2147483647"},{"oif":"if3"}]}])");
+    const interface_indexes indexes(table, recorded_links("links.json", {{"if3", 77}}), false);
+    EXPECT_EQ(indexes.of("if12"), 12u);
+    EXPECT_EQ(indexes.of("if2147483647"), 2147483647u);
+    EXPECT_EQ(indexes.of("if3"), 77u); // a known name is a name
+}
+
+TEST(interface_indexes, not_every_name_like_it_holds_an_index) {
+    for (const std::string name : {"if", "if0", "if-1", "if12x", "if2147483648", "ifb0", "If12"}) {
+        const mroute_table table = table_of(R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":")" + name + "\"}]");
+        const std::string error = error_of([&] { interface_indexes(table, recorded_links("links.json", {}), false); });
+        EXPECT_NE(error.find("does not know the interface \"" + name + '"'), std::string::npos) << error;
+    }
+}
+
+TEST(interface_indexes, entries_that_are_not_fed_need_none) {
+    const mroute_table table = table_of(R"([
+        {"src":"10.0.0.1","dst":"239.1.1.1","iif":"unresolved","state":"unresolved"},
+        {"src":"10.0.0.1","dst":"239.1.1.2","iif":"unresolved","multipath":[{"oif":"x"}],"state":"resolved"}])");
+    EXPECT_EQ(interface_indexes(table, recorded_links("links.json", {}), true).numbered(), numbered{});
+}
+
+} // namespace
+} // namespace feed

@@ -1,0 +1,264 @@
+#include "fake_transport.h"
+#include "vellfeed.h"
+
+#include <fstream>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sstream>
+#include <vector>
+
+namespace feed {
+namespace {
+
+using bytes = std::vector<std::uint8_t>;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+class vellfeed : public testing::Test {
+protected:
+    vellfeed() {
+        fake_transport::reset();
+        desk.answers = {bytes{7, 1}};
+    }
+
+    // Runs the program; what it printed is in `out` and `err` then.
+    int run(std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), "vellfeed");
+        std::vector<const char *> argv;
+        for (const std::string &argument : arguments)
+            argv.push_back(argument.c_str());
+        std::ostringstream out_stream;
+        std::ostringstream err_stream;
+        const int status = run_vellfeed(static_cast<int>(argv.size()), argv.data(), out_stream, err_stream);
+        out = out_stream.str();
+        err = err_stream.str();
+        return status;
+    }
+
+    static std::string write_file(const std::string &name, const std::string &text) {
+        std::string path = testing::TempDir() + "vellfeed_test." + name;
+        std::ofstream(path) << text;
+        return path;
+    }
+
+    static std::string sample(const std::string &name) { return std::string(VELL_SAMPLES_DIR) + "/" + name + ".json"; }
+
+    std::vector<std::uint32_t> sent_opcodes() const {
+        std::vector<std::uint32_t> opcodes;
+        for (const fake_request &request : desk.requests)
+            opcodes.push_back(request.opcode);
+        return opcodes;
+    }
+
+    fake_transport &desk = fake_transport::current();
+    std::string out;
+    std::string err;
+};
+
+constexpr std::uint32_t registration = 75796;
+constexpr std::uint32_t deregistration = 75797;
+constexpr std::uint32_t route_update = 75831;
+constexpr std::uint32_t ipv6_notice = 75779;
+
+constexpr char two_routes[] = R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"in","multipath":[{"oif":"out"}]},
+                                  {"src":"10.0.0.2","dst":"239.1.1.1","iif":"in","multipath":[]}])";
+
+// What the switch holds once two_routes was fed with its names numbered.
+constexpr char two_held[] = R"({"routes":[
+    {"table":253,"source":"10.0.0.1","source_len":32,"group":"239.1.1.1","group_len":32,"opcode":1,"flags":["download"],
+     "flags_word":"0x80","epoch":0,"rpf_if":1,"df_ordinal":0,"client":7,"oifs":[{"if_index":2,"kind":0}],"mti":[],"glt":[]},
+    {"table":253,"source":"10.0.0.2","source_len":32,"group":"239.1.1.1","group_len":32,"opcode":1,
+     "flags":["drop_route","download","download_done"],"flags_word":"0x184","epoch":0,"rpf_if":1,"df_ordinal":0,
+     "client":7,"oifs":[],"mti":[],"glt":[]}]})";
+
+TEST_F(vellfeed, feeds_a_recorded_table) {
+    EXPECT_EQ(run({"routes", sample("campus.mroute"), "--links", sample("campus.links")}), 0) << err;
+    EXPECT_EQ(out, "vellfeed: 8 outgoing interfaces with a TTL threshold above 1: a route record has no place for it\n"
+                   "vellfeed: sent 29 routes in 1 message, 3 unresolved skipped, 1 skipped whose incoming interface is "
+                   "gone\n");
+    EXPECT_EQ(err, "");
+    EXPECT_EQ(sent_opcodes(), (std::vector<std::uint32_t>{registration, route_update, deregistration}));
+    EXPECT_EQ(desk.requests[1].payload[2], 29);
+    EXPECT_EQ(desk.open_references, 0);
+}
+
+TEST_F(vellfeed, numbers_interfaces_and_says_which) {
+    EXPECT_EQ(run({"routes", write_file("two", two_routes), "--number-interfaces"}), 0) << err;
+    EXPECT_EQ(out, "interface in is number 1\ninterface out is number 2\nvellfeed: sent 2 routes in 1 message\n");
+}
+
+TEST_F(vellfeed, splits_a_table_into_messages) {
+    EXPECT_EQ(run({"routes", sample("metro.mroute"), "--links", sample("metro.links"), "--message-bytes", "4096"}), 0);
+    std::size_t routes = 0;
+    for (std::size_t i = 1; i + 1 < desk.requests.size(); ++i) {
+        EXPECT_EQ(desk.requests[i].opcode, route_update);
+        EXPECT_LE(desk.requests[i].payload.size(), 4096u);
+        routes += desk.requests[i].payload[2] + 256u * desk.requests[i].payload[3];
+    }
+    EXPECT_EQ(routes, 1200u);
+    EXPECT_EQ(out, "vellfeed: sent 1200 routes in " + std::to_string(desk.requests.size() - 2) + " messages\n");
+}
+
+TEST_F(vellfeed, takes_table_and_epoch_and_deletion) {
+    EXPECT_EQ(run({"routes", write_file("two", two_routes), "--number-interfaces", "--quiet", "--table", "77",
+                   "--epoch", "9", "--delete"}),
+              0)
+        << err;
+    EXPECT_EQ(out, "");
+    const bytes &message = desk.requests[1].payload;
+    EXPECT_EQ(message[8], 2);       // opcode
+    EXPECT_EQ(message[12], 0);      // flags
+    EXPECT_EQ(message[8 + 16], 9);  // epoch
+    EXPECT_EQ(message[8 + 36], 77); // table
+}
+
+TEST_F(vellfeed, says_that_routes_were_deleted) {
+    EXPECT_EQ(run({"routes", sample("metro.mroute"), "--links", sample("metro.links"), "--delete"}), 0) << err;
+    EXPECT_THAT(out, StartsWith("vellfeed: deleted 1200 routes in "));
+}
+
+TEST_F(vellfeed, an_empty_table_is_fed_as_nothing) {
+    EXPECT_EQ(run({"routes", write_file("empty", "[ ]")}), 0) << err;
+    EXPECT_EQ(out, "vellfeed: sent 0 routes in 0 messages\n");
+    EXPECT_EQ(sent_opcodes(), (std::vector<std::uint32_t>{registration, deregistration}));
+}
+
+TEST_F(vellfeed, sends_nothing_of_a_table_that_is_wrong) {
+    const std::string path = write_file("wrong", R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"in"},{"src":1}])");
+    EXPECT_EQ(run({"routes", path, "--number-interfaces"}), 1);
+    EXPECT_EQ(out, "");
+    EXPECT_EQ(err, "vellfeed: " + path +
+                       ": entry 2 of 2 (/1/src): expected the source, an IPv4 address, found the number "
+                       "1\n");
+    EXPECT_TRUE(desk.requests.empty());
+}
+
+TEST_F(vellfeed, each_send_may_fail) {
+    // Registration, two messages and deregistration.
+    const std::vector<std::string> command = {"routes", write_file("two", two_routes), "--number-interfaces",
+                                              "--message-bytes", "1"};
+    const std::string errors[] = {
+        "no switch answers in /run/desk; start one with `vellsim run`, or point VELLSIM_RUN_DIR at its run directory",
+        "message 1 could not be sent: the switch went away; 0 of 2 routes in 0 messages went out before",
+        "message 2 could not be sent: the switch went away; 1 of 2 routes in 1 message went out before",
+        "everything was sent, but the switch went away before the client could deregister"};
+    for (std::size_t i = 0; i < std::size(errors); ++i) {
+        fake_transport::reset();
+        desk.answers = {bytes{7, 1}};
+        desk.fail_send = i;
+        EXPECT_EQ(run(command), 1);
+        EXPECT_EQ(err, "vellfeed: " + errors[i] + "\n");
+        EXPECT_EQ(desk.open_references, 0);
+        EXPECT_EQ(desk.open_queues, 0);
+    }
+}
+
+TEST_F(vellfeed, compares_without_a_switch_when_it_is_given_what_is_held) {
+    EXPECT_EQ(
+        run({"compare", write_file("two", two_routes), "--number-interfaces", "--held", write_file("held", two_held)}),
+        0)
+        << err;
+    EXPECT_EQ(out, "interface in is number 1\ninterface out is number 2\nall 2 fed routes arrived\n");
+    EXPECT_TRUE(desk.requests.empty());
+}
+
+TEST_F(vellfeed, a_comparison_that_fails_says_so) {
+    EXPECT_EQ(run({"compare", write_file("two", two_routes), "--number-interfaces", "--epoch", "3", "--held",
+                   write_file("held", two_held)}),
+              1);
+    EXPECT_THAT(out, HasSubstr("\n(10.0.0.1, 239.1.1.1) in table 253: epoch: fed 3, held 0\n"
+                               "(10.0.0.2, 239.1.1.1) in table 253: epoch: fed 3, held 0\n"
+                               "of 2 fed routes 0 arrived, 2 differ, 0 are missing; 0 unexpected\n"));
+    EXPECT_EQ(run({"compare", write_file("two", two_routes), "--number-interfaces", "--table", "9", "--quiet", "--held",
+                   write_file("held", two_held)}),
+              1);
+    EXPECT_EQ(out, "");
+}
+
+TEST_F(vellfeed, held_routes_that_are_wrong_are_refused) {
+    const std::string path = write_file("held", "[]");
+    EXPECT_EQ(run({"compare", write_file("two", two_routes), "--number-interfaces", "--held", path}), 1);
+    EXPECT_EQ(err, "vellfeed: " + path +
+                       ": expected an object with \"routes\", the output of `vellsim show routes "
+                       "--json`, found an array of 0\n");
+}
+
+TEST_F(vellfeed, sends_each_dux_role) {
+    const struct {
+        const char *role;
+        std::uint8_t flag_bytes[4];
+    } roles[] = {{"all", {0, 0, 4, 0}}, {"even", {0, 0, 8, 0}}, {"odd", {0, 0, 16, 0}}, {"none", {0, 0, 0, 2}}};
+    for (const auto &row : roles) {
+        fake_transport::reset();
+        desk.answers = {bytes{7, 1}};
+        EXPECT_EQ(run({"role", row.role}), 0) << err;
+        EXPECT_EQ(out, std::string("vellfeed: sent the dux role ") + row.role + "\n");
+        ASSERT_EQ(sent_opcodes(), (std::vector<std::uint32_t>{registration, route_update, deregistration}));
+        const bytes &message = desk.requests[1].payload;
+        EXPECT_EQ(bytes(message.begin() + 12, message.begin() + 16), bytes(row.flag_bytes, row.flag_bytes + 4));
+    }
+}
+
+TEST_F(vellfeed, sends_a_dux_role_by_number) {
+    EXPECT_EQ(run({"role", "--value", "7"}), 0) << err;
+    EXPECT_EQ(out, "vellfeed: sent the dux role 7\n");
+    const bytes &message = desk.requests[1].payload;
+    EXPECT_EQ(bytes(message.begin() + 12, message.begin() + 20), bytes(8, 0));
+}
+
+TEST_F(vellfeed, a_role_that_cannot_be_sent_is_an_error) {
+    desk.fail_send = 1;
+    EXPECT_EQ(run({"role", "odd"}), 1);
+    EXPECT_EQ(err, "vellfeed: the dux role could not be sent: the switch went away\n");
+}
+
+TEST_F(vellfeed, sends_the_ipv6_notice) {
+    EXPECT_EQ(run({"notice6", "0x11121314", "4294967295", "513"}), 0) << err;
+    EXPECT_EQ(out, "vellfeed: sent the IPv6 route notice 286397204 4294967295 513\n");
+    ASSERT_EQ(sent_opcodes(), (std::vector<std::uint32_t>{registration, ipv6_notice, deregistration}));
+    const bytes &notice = desk.requests[1].payload;
+    EXPECT_EQ(notice, (bytes{7, 0, 1, 2, 0, 0, 0, 0, 0x14, 0x13, 0x12, 0x11, 0xff, 0xff, 0xff, 0xff}));
+}
+
+TEST_F(vellfeed, wrong_usage_has_its_own_exit_code) {
+    const std::string table = write_file("two", two_routes);
+    const std::vector<std::string> commands[] = {
+        {},
+        {"rute"},
+        {"routes"},
+        {"routes", table, "--live"},
+        {"routes", "--live", "--links", table},
+        {"routes", table, "--message-bytes", "0"},
+        {"routes", table, "--message-bytes", "16777217"},
+        {"routes", table, "--table", "0"},
+        {"routes", table, "--table", "4294967296"},
+        {"routes", table, "--epoch", "-1"},
+        {"routes", table, "--timeout", "-1"},
+        {"routes", "-", "--links", "-"},
+        {"routes", table, "--number-interfaces", "--segment", std::string(240, 'x')},
+        {"compare", "-", "--held", "-"},
+        {"role"},
+        {"role", "sideways"},
+        {"role", "all", "--value", "1"},
+        {"notice6", "1", "2"},
+        {"notice6", "1", "2", "65536"},
+        {"notice6", "1", "-2", "3"},
+    };
+    for (const auto &command : commands) {
+        EXPECT_EQ(run(command), 2) << testing::PrintToString(command);
+        EXPECT_THAT(err, StartsWith("vellfeed: ")) << testing::PrintToString(command);
+    }
+    EXPECT_TRUE(desk.requests.empty());
+}
+
+TEST_F(vellfeed, every_command_has_a_help_with_an_example) {
+    const std::vector<std::string> commands[] = {
+        {"--help"}, {"routes", "--help"}, {"compare", "--help"}, {"role", "--help"}, {"notice6", "--help"}};
+    for (const auto &command : commands) {
+        EXPECT_EQ(run(command), 0);
+        EXPECT_THAT(out, HasSubstr("Example: ")) << testing::PrintToString(command);
+    }
+}
+
+} // namespace
+} // namespace feed

@@ -1,0 +1,46 @@
+// What vellfeed's commands do once their options are read. Each returns the exit code, and throws what input_error.h
+// declares.
+#pragma once
+
+#include "client_session.h"
+#include "table_options.h"
+
+#include <cstdint>
+#include <optional>
+#include <ostream>
+#include <string>
+
+namespace feed {
+
+struct routes_command {
+    table_options table;
+    session_options session;
+    bool deletion = false;
+    std::uint32_t message_bytes = 65536;
+    int run(std::ostream &out) const;
+};
+
+struct compare_command {
+    table_options table;
+    std::string held_path; // empty: ask the switch
+    int run(std::ostream &out) const;
+};
+
+struct role_command {
+    std::string name; // of a role, or empty for `value`
+    std::optional<std::uint32_t> value;
+    session_options session;
+    bool quiet = false;
+    int run(std::ostream &out) const;
+};
+
+struct notice6_command {
+    std::uint32_t first = 0;
+    std::uint32_t second = 0;
+    std::uint16_t third = 0;
+    session_options session;
+    bool quiet = false;
+    int run(std::ostream &out) const;
+};
+
+} // namespace feed

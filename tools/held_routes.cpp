@@ -1,0 +1,111 @@
+#include "held_routes.h"
+
+#include "address.h"
+#include "input_error.h"
+#include "json_input.h"
+
+#include <algorithm>
+#include <charconv>
+#include <fmt/format.h>
+#include <limits>
+#include <set>
+
+namespace feed {
+
+namespace {
+
+constexpr char producer[] = "`vellsim show routes --json`";
+
+std::uint32_t parse_number(const json_view &route, const char *key,
+                           std::uint32_t most = std::numeric_limits<std::uint32_t>::max()) {
+    constexpr char expected[] = "a number";
+    return route.member(key, expected).number(0, most, expected);
+}
+
+std::uint32_t parse_address(const json_view &route, const char *key) {
+    constexpr char expected[] = "an IPv4 address";
+    const json_view view = route.member(key, expected);
+    const auto address = parse_ipv4(view.string(expected));
+    if (!address)
+        view.reject(expected);
+    return *address;
+}
+
+route_key parse_key(const json_view &route) {
+    route_key key;
+    key.table = parse_number(route, "table");
+    key.source = parse_address(route, "source");
+    key.source_length = static_cast<std::uint8_t>(parse_number(route, "source_len", 32));
+    key.group = parse_address(route, "group");
+    key.group_length = static_cast<std::uint8_t>(parse_number(route, "group_len", 32));
+    return key;
+}
+
+std::vector<std::string> parse_flags(const json_view &route) {
+    std::vector<std::string> flags;
+    for (const json_view &flag : route.member("flags", "an array of names").elements("an array of names"))
+        flags.push_back(flag.string("the name of a flag"));
+    std::sort(flags.begin(), flags.end());
+    return flags;
+}
+
+std::uint64_t parse_flags_word(const json_view &route) {
+    constexpr char expected[] = "the flag word, a string like \"0x80\"";
+    const json_view view = route.member("flags_word", expected);
+    const std::string &text = view.string(expected);
+    if (!text.starts_with("0x"))
+        view.reject(expected);
+    std::uint64_t word = 0;
+    const char *end = text.data() + text.size();
+    const auto result = std::from_chars(text.data() + 2, end, word, 16);
+    if (result.ec != std::errc() || result.ptr != end)
+        view.reject(expected);
+    return word;
+}
+
+std::vector<held_oif> parse_oifs(const json_view &route) {
+    std::vector<held_oif> oifs;
+    constexpr char expected[] = "an array of outgoing interfaces";
+    for (const json_view &oif : route.member("oifs", expected).elements(expected))
+        oifs.push_back({parse_number(oif, "if_index"), parse_number(oif, "kind")});
+    return oifs;
+}
+
+std::size_t count_entries(const json_view &route, const char *key) {
+    constexpr char expected[] = "an array of encapsulations";
+    return route.member(key, expected).elements(expected).size();
+}
+
+held_route parse_route(const json_view &view) {
+    view.expect_object("a route, an object");
+    held_route route;
+    route.key = parse_key(view);
+    route.opcode = parse_number(view, "opcode");
+    route.flags = parse_flags(view);
+    route.flags_word = parse_flags_word(view);
+    route.epoch = parse_number(view, "epoch");
+    route.rpf_if = parse_number(view, "rpf_if");
+    route.df_ordinal = parse_number(view, "df_ordinal");
+    route.oifs = parse_oifs(view);
+    route.mti = count_entries(view, "mti");
+    route.glt = count_entries(view, "glt");
+    return route;
+}
+
+} // namespace
+
+std::vector<held_route> parse_held_routes(const text_input &input) {
+    const json_document document = parse_json(input, producer);
+    const json_view root(document);
+    root.expect_object(fmt::format("an object with \"routes\", the output of {}", producer));
+    std::vector<held_route> routes;
+    std::set<route_key> keys;
+    for (const json_view &view : root.member("routes", "the held routes").elements("an array of routes")) {
+        routes.push_back(parse_route(view));
+        if (!keys.insert(routes.back().key).second)
+            view.fail(fmt::format("{} stands twice", key_text(routes.back().key)));
+    }
+    return routes;
+}
+
+} // namespace feed

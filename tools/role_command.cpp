@@ -1,0 +1,60 @@
+#include "commands.h"
+#include "input_error.h"
+
+#include <vell.h>
+
+#include <fmt/ostream.h>
+
+namespace feed {
+
+namespace {
+
+struct role_row {
+    const char *name;
+    std::uint32_t (*send)();
+};
+
+constexpr role_row roles[] = {
+    {"all", vell_mrib_send_dux_role_forward_all},
+    {"even", vell_mrib_send_dux_role_forward_even},
+    {"odd", vell_mrib_send_dux_role_forward_odd},
+    {"none", vell_mrib_send_dux_role_forward_none},
+};
+
+const role_row &find_role(const std::string &name) {
+    for (const role_row &role : roles) {
+        if (name == role.name)
+            return role;
+    }
+    throw usage_error(fmt::format("there is no role \"{}\": all, even, odd or none", name));
+}
+
+void require_sent(bool sent, const char *what) {
+    if (!sent)
+        throw session_error(fmt::format("the {} could not be sent: the switch went away", what));
+}
+
+} // namespace
+
+int role_command::run(std::ostream &out) const {
+    if (name.empty() == !value.has_value())
+        throw usage_error("which role? Name one of all, even, odd and none, or give --value N");
+    const role_row *role = value ? nullptr : &find_role(name);
+    client_session client(session);
+    require_sent((value ? vell_mrib_send_dux_role_update(*value) : role->send()) == 1, "dux role");
+    client.close();
+    if (!quiet)
+        fmt::print(out, "vellfeed: sent the dux role {}\n", value ? std::to_string(*value) : name);
+    return 0;
+}
+
+int notice6_command::run(std::ostream &out) const {
+    client_session client(session);
+    require_sent(vell_send_v6_mroute_update(first, second, third) == 1, "IPv6 route notice");
+    client.close();
+    if (!quiet)
+        fmt::print(out, "vellfeed: sent the IPv6 route notice {} {} {}\n", first, second, third);
+    return 0;
+}
+
+} // namespace feed
