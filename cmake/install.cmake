@@ -1,0 +1,39 @@
+# What "cmake --install" puts where: the library on its own, and the desk beside it under names of its own.
+
+install(TARGETS vell vell_static LIBRARY ARCHIVE)
+install(FILES include/vell.h TYPE INCLUDE)
+
+# vell_pkg_config(name description cflags libs)
+function(vell_pkg_config name description cflags libs)
+  file(
+    GENERATE
+    OUTPUT ${CMAKE_BINARY_DIR}/${name}.pc
+    CONTENT
+      "prefix=\${pcfiledir}/../..
+libdir=\${prefix}/${CMAKE_INSTALL_LIBDIR}
+includedir=\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}
+
+Name: ${name}
+Description: ${description}
+Version: ${PROJECT_VERSION}
+Cflags: ${cflags}
+Libs: ${libs}
+")
+  install(FILES ${CMAKE_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endfunction()
+
+vell_pkg_config(vell "${PROJECT_DESCRIPTION}" "-I\${includedir}" "-L\${libdir} -lvell")
+
+if(VELL_DESK)
+  set(desk_libdir ${CMAKE_INSTALL_LIBDIR}/vell-desk)
+  install(TARGETS kyt tlv tessel LIBRARY DESTINATION ${desk_libdir})
+  install(TARGETS vellsim vellfeed RUNTIME)
+  set_target_properties(
+    vellsim vellfeed PROPERTIES INSTALL_RPATH
+                                "$ORIGIN/../${CMAKE_INSTALL_LIBDIR};$ORIGIN/../${desk_libdir}")
+  set_target_properties(kyt tlv tessel PROPERTIES INSTALL_RPATH "$ORIGIN")
+  install(DIRECTORY platform/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vell-desk FILES_MATCHING PATTERN "*.h")
+  install(FILES sim/kyt/kyt_desk.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vell-desk)
+  vell_pkg_config(vell-desk "Desk platform for clients of the vell service" "-I\${includedir}/vell-desk"
+                  "-L\${libdir}/vell-desk -lkyt -ltlv -ltessel")
+endif()

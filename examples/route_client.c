@@ -1,0 +1,93 @@
+/*
+ * The smallest client: registers, sends two routes in one message, and deregisters.
+ *
+ *     vellsim run &
+ *     route_client && vellsim show routes
+ */
+#include <kyt.h>
+#include <kyt_desk.h>
+#include <vell.h>
+
+#include <stdio.h>
+#include <string.h>
+
+enum {
+    client_uuid = 500,
+    answer_timeout_ms = 5000,
+    table_id = 253,
+    route_add = 1, /* what the opcodes mean is the service's business; 1 is the desk's "add or replace" */
+    max_oifs = 2,
+    routes_in_message = 2
+};
+
+/* An IPv4 address as a number in host byte order. */
+static uint32_t ipv4(uint32_t a, uint32_t b, uint32_t c, uint32_t d) {
+    return a << 24 | b << 16 | c << 8 | d;
+}
+
+/* Registers and waits for the service's answer, which arrives on the queue. Returns 1 when the service accepted. */
+static uint32_t register_client(uint32_t queue) {
+    kyt_desk_message *answer = NULL;
+    uint32_t accepted = 0;
+
+    if (!vell_register(queue, client_uuid, "route_client"))
+        return 0;
+    if (kyt_desk_receive(queue, answer_timeout_ms, &answer) == 1)
+        accepted = vell_register_ack(answer);
+    kyt_desk_message_free(answer);
+    return accepted;
+}
+
+/* Fills one (S,G) route and returns its size in the message. */
+static uint32_t fill_route(vell_mrib_route *route, uint32_t group, uint32_t rpf_if, const uint32_t *oifs, int n_oifs) {
+    int i;
+
+    vell_mrib_set_opcode(route, route_add);
+    vell_mrib_set_flag_init(route);
+    vell_mrib_set_flags_download(route);
+    vell_mrib_set_source(route, ipv4(10, 0, 0, 9), 32);
+    vell_mrib_set_group(route, group, 32);
+    vell_mrib_set_rpfif(route, rpf_if);
+    vell_mrib_set_table_id(route, table_id);
+
+    vell_mrib_add_oifs_begin();
+    for (i = 0; i < n_oifs; i++)
+        vell_mrib_add_reg_oif(oifs[i]);
+    vell_mrib_add_oifs_end(route);
+
+    return vell_mrib_get_route_size(route);
+}
+
+static uint32_t send_routes(uint32_t queue) {
+    static const uint32_t oifs[max_oifs] = {5, 7};
+    /* Room for the head and two routes of at most two OIFs, as vell_mrib_get_max_route_size gives it. Zeroed, since the
+     * library writes no reserved byte. */
+    static uint8_t message[sizeof(vell_mrib_message) + routes_in_message * (8 * max_oifs + 56)];
+    uint32_t length = sizeof(vell_mrib_message);
+    kyt_msg_ref reference;
+
+    length += fill_route((vell_mrib_route *)(message + length), ipv4(239, 1, 1, 1), 4, oifs, 2);
+    length += fill_route((vell_mrib_route *)(message + length), ipv4(239, 1, 1, 2), 4, oifs, 1);
+
+    if (!vell_send_v4_mroute_update(message, length, routes_in_message, 0, &reference))
+        return 0;
+    kyt_drop(queue, &reference);
+    return 1;
+}
+
+int main(void) {
+    const uint32_t queue = kyt_desk_queue_open();
+    uint32_t sent = 0;
+
+    if (!register_client(queue)) {
+        fprintf(stderr,
+                "route_client: the service did not take the registration; is the switch running (vellsim run)?\n");
+        return 1;
+    }
+    sent = send_routes(queue);
+    if (!sent)
+        fprintf(stderr, "route_client: the routes could not be sent\n");
+    vell_deregister();
+    kyt_desk_queue_close(queue);
+    return sent ? 0 : 1;
+}
