@@ -171,6 +171,13 @@ Description describe_one(const ClientLog &c) {
              {"record", log_record(c.record)}}};
 }
 
+std::string joined(const Description &description) {
+    std::string result;
+    for (const auto &[name, text] : description.arguments)
+        result += (result.empty() ? "" : ", ") + name + ": " + text;
+    return description.function + "(" + result + ")";
+}
+
 } // namespace
 
 Description describe(const Call &call) {
@@ -178,11 +185,14 @@ Description describe(const Call &call) {
 }
 
 std::string to_string(const Call &call) {
-    const auto [function, arguments] = describe(call);
-    std::string result = function + "(";
-    for (const auto &argument : arguments)
-        result += (&argument == &arguments.front() ? "" : ", ") + argument.name + ": " + argument.text;
-    return result + ")";
+    return joined(describe(call));
+}
+
+std::string to_line(const Call &call) {
+    auto description = describe(call);
+    for (auto &argument : description.arguments)
+        argument.text = argument.text.substr(0, argument.text.find('\n'));
+    return joined(description);
 }
 
 } // namespace fake

@@ -144,7 +144,8 @@ struct Description {
 };
 Description describe(const Call &call);
 
-// "kyt_drop(queue: 0x7, reference: own, send: 1)"
+// "kyt_drop(queue: 0x7, reference: the library's own, send: 1)". Bytes follow in rows, or are only counted in a line.
 std::string to_string(const Call &call);
+std::string to_line(const Call &call);
 
 } // namespace fake

@@ -14,7 +14,7 @@ std::string list(const char *title, const Calls &calls, std::size_t around) {
     const auto first = around > shown_before ? around - shown_before : 0;
     const auto last = std::min(calls.size(), around + shown_after);
     for (auto i = first; i < last; ++i)
-        result += "\n  " + std::to_string(i + 1) + (i == around ? " > " : "   ") + to_string(calls[i]);
+        result += "\n  " + std::to_string(i + 1) + (i == around ? " > " : "   ") + to_line(calls[i]);
     return result;
 }
 

@@ -131,6 +131,24 @@ TEST_F(Faults, BeSlowAndStillHandleWhatAPeerSentBeforeItLeft) {
     EXPECT_EQ(other.ask("routes").at("routes").size(), 5u);
 }
 
+TEST_F(Faults, BeSlowWithoutSpinning) {
+    switch_process running(run_dir, {"--slow", "3600000"});
+    {
+        desk_peer gone(run_dir);
+        gone.send(register_head(), register_payload(500));
+    }
+    desk_peer other(run_dir);
+    other.ask("clients");
+    EXPECT_TRUE(running.is_idle());
+}
+
+TEST_F(Faults, BeLateWithoutSpinning) {
+    switch_process running(run_dir, {"--ack", "late:1"});
+    desk_peer peer(run_dir);
+    EXPECT_EQ(peer.register_client(), 1);
+    EXPECT_TRUE(running.is_idle());
+}
+
 TEST_F(Faults, DieAfterSoManyRequests) {
     switch_process running(run_dir, {"--die-after", "3"});
     desk_peer peer(run_dir);

@@ -5,8 +5,10 @@
 #include <array>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/prctl.h>
@@ -19,7 +21,8 @@ namespace {
 
 constexpr int patience_ms = 60'000;
 
-pid_t start(const std::vector<std::string> &arguments, int out, int err) {
+// A limit of 0 seconds is none.
+pid_t start(const std::vector<std::string> &arguments, int out, int err, unsigned limit_s) {
     std::vector<char *> argv = {const_cast<char *>(VELLSIM_PATH)};
     for (const std::string &argument : arguments) {
         argv.push_back(const_cast<char *>(argument.c_str()));
@@ -29,6 +32,7 @@ pid_t start(const std::vector<std::string> &arguments, int out, int err) {
     if (pid == 0) {
         // A test that crashes leaves no switch behind.
         prctl(PR_SET_PDEATHSIG, SIGKILL);
+        alarm(limit_s);
         dup2(out, STDOUT_FILENO);
         dup2(err, STDERR_FILENO);
         execv(VELLSIM_PATH, argv.data());
@@ -62,6 +66,19 @@ bool read_text(int fd, bool to_line_feed, std::string &text) {
             return true;
         }
     }
+}
+
+// The processor time that a process has taken so far, in clock ticks.
+long ticks_of(pid_t pid) {
+    const int stat = open(fmt::format("/proc/{}/stat", pid).c_str(), O_RDONLY | O_CLOEXEC);
+    char text[1024] = {};
+    EXPECT_GT(read(stat, text, sizeof text - 1), 0);
+    close(stat);
+    long user = 0;
+    long system = 0;
+    // The fields behind the name, which is in brackets: a letter, ten numbers, the two times.
+    EXPECT_EQ(sscanf(strrchr(text, ')'), ") %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %ld %ld", &user, &system), 2);
+    return user + system;
 }
 
 } // namespace
@@ -103,7 +120,7 @@ command_result vellsim(const std::vector<std::string> &arguments) {
     const file_descriptor out = unnamed_file();
     const file_descriptor err = unnamed_file();
     command_result result;
-    result.exit_code = wait_for(start(arguments, out.get(), err.get()));
+    result.exit_code = wait_for(start(arguments, out.get(), err.get(), patience_ms / 1000));
     result.out = read_file(out.get());
     result.err = read_file(err.get());
     return result;
@@ -117,7 +134,7 @@ switch_process::switch_process(const std::string &run_directory, const std::vect
         arguments.push_back("--quiet");
     }
     pipe_ends out = make_pipe();
-    pid_ = start(arguments, out.write.get(), error_fd < 0 ? STDERR_FILENO : error_fd);
+    pid_ = start(arguments, out.write.get(), error_fd < 0 ? STDERR_FILENO : error_fd, 0);
     out.write.reset();
     output_ = std::move(out.read);
     EXPECT_TRUE(read_text(output_.get(), true, ready_line_)) << "the switch is not ready";
@@ -133,6 +150,14 @@ switch_process::~switch_process() {
 
 void switch_process::signal(int number) const {
     kill(pid_, number);
+}
+
+bool switch_process::is_idle() const {
+    const long before = ticks_of(pid_);
+    // The switch says nothing more on its standard output, so this is a plain wait.
+    pollfd silent{output_.get(), POLLIN, 0};
+    const bool goes_on = poll(&silent, 1, 1000) == 0;
+    return goes_on && ticks_of(pid_) - before < sysconf(_SC_CLK_TCK) / 2;
 }
 
 int switch_process::wait() {

@@ -54,6 +54,9 @@ public:
     const std::string &ready_line() const { return ready_line_; }
     void signal(int number) const;
 
+    // Watches the switch for a second: whether it takes next to no processor time.
+    bool is_idle() const;
+
     // Waits for the process to end: its exit code, or 256 plus the signal that killed it.
     int wait();
 

@@ -162,6 +162,35 @@ TEST_F(LogTest, MayBeCalledFromWithinTheClientLogAndBothMessagesComeOutWhole) {
     EXPECT_CALLS(logged(trace_message), logged(error_message));
 }
 
+// Two messages of one kind, the one made while the other is on its way.
+class LogWithinItselfTest : public LibraryTest {
+protected:
+    static void log_number(int number) { vell_log(log_trace, "fetch", 1234, "%s(%d):TRACE: number %d\n", number); }
+
+    static Message number_message(const std::string &number) {
+        return {.level = trace,
+                .format = "%s(%d):TRACE: number %d\n",
+                .text = "fetch(1234):TRACE: number " + number + "\n",
+                .client_text = "fetch(1234):number " + number + "\n"};
+    }
+
+    const Message outer_ = number_message("1");
+    const Message inner_ = number_message("234567");
+};
+
+TEST_F(LogWithinItselfTest, BothMessagesComeOutWholeFromWithinTheHistory) {
+    platform().history_event.runs([] { log_number(234567); });
+    log_number(1);
+    EXPECT_CALLS(history_asked(trace), to_history(outer_), logged(inner_), console_asked(trace), to_console(outer_),
+                 to_client_log(outer_));
+}
+
+TEST_F(LogWithinItselfTest, BothMessagesComeOutWholeFromWithinTheClientLog) {
+    platform().client_log.runs([] { log_number(234567); });
+    log_number(1);
+    EXPECT_CALLS(logged(outer_), logged(inner_));
+}
+
 TEST_F(LogTest, IsRightInTheClientLogThoughTheHistoryScribblesOverItsRecord) {
     platform().scribbles_over_log_records = true;
     log_the_error();
