@@ -3,13 +3,16 @@
 install(TARGETS vell vell_static LIBRARY ARCHIVE)
 install(FILES include/vell.h TYPE INCLUDE)
 
+# From where the .pc files lie back to the prefix, so that an installed tree may be moved.
+file(RELATIVE_PATH pc_to_prefix /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+
 # vell_pkg_config(name description cflags libs)
 function(vell_pkg_config name description cflags libs)
   file(
     GENERATE
     OUTPUT ${CMAKE_BINARY_DIR}/${name}.pc
     CONTENT
-      "prefix=\${pcfiledir}/../..
+      "prefix=\${pcfiledir}/${pc_to_prefix}
 libdir=\${prefix}/${CMAKE_INSTALL_LIBDIR}
 includedir=\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}
 
