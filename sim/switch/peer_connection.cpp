@@ -18,7 +18,7 @@ constexpr std::size_t show_frame_size = 256u << 10;
 
 } // namespace
 
-void peer_connection::read_some() {
+std::size_t peer_connection::read_some() {
     static std::array<std::byte, read_size> buffer;
     const ssize_t count = recv(fd(), buffer.data(), buffer.size(), MSG_DONTWAIT);
     if (count > 0) {
@@ -30,6 +30,7 @@ void peer_connection::read_some() {
     } else if (errno != EAGAIN && errno != EINTR) {
         end_reason_ = fmt::format("its connection failed: {}", std::strerror(errno));
     }
+    return count > 0 ? static_cast<std::size_t>(count) : 0;
 }
 
 void peer_connection::queue(std::vector<std::byte> frame) {

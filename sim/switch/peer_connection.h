@@ -29,8 +29,8 @@ public:
 
     int fd() const { return socket_.get(); }
 
-    // One read of what has arrived. Afterwards end_of_input() may be true.
-    void read_some();
+    // One read of what has arrived: how many bytes. Afterwards end_of_input() may be true.
+    std::size_t read_some();
     bool end_of_input() const { return !end_reason_.empty(); }
     const std::string &end_reason() const { return end_reason_; }
 

@@ -13,6 +13,21 @@ namespace {
 // Below this a connection's unfinished frame is not worth counting all the others' for.
 constexpr std::size_t small_input = 64u << 10;
 
+// More than a socket holds for a peer that sent before somebody else asked, and an end for one that never stops.
+constexpr std::size_t catch_up_limit = 1u << 20;
+
+bool has_whole(peer_connection &peer, frame_kind kind) {
+    return peer.input.look() == frame_input::state::whole && peer.input.front().head.kind == kind;
+}
+
+bool has_request(peer_connection &peer) {
+    return has_whole(peer, frame_kind::request);
+}
+
+bool has_show_request(peer_connection &peer) {
+    return has_whole(peer, frame_kind::show_request);
+}
+
 bool wants_input(peer_connection &peer) {
     return !peer.end_of_input() && !peer.show_pending() && peer.input.look() == frame_input::state::incomplete;
 }
@@ -84,11 +99,19 @@ int server::poll_timeout_ms() const {
 }
 
 void server::serve_connection(connection_id id, short events) {
-    peer_connection &peer = peers_.at(id);
+    const auto found = peers_.find(id);
+    if (found == peers_.end()) {
+        return; // closed since the poll, while the switch caught up
+    }
+    peer_connection &peer = found->second;
     if ((events & ~POLLOUT) != 0 && wants_input(peer)) {
         peer.read_some();
     }
     take_frames(id, peer);
+    finish_turn(id, peer);
+}
+
+void server::finish_turn(connection_id id, peer_connection &peer) {
     peer.flush();
     if (const std::optional<closing> how = why_close(peer); how && !dead_) {
         close_connection(id, *how);
@@ -96,17 +119,44 @@ void server::serve_connection(connection_id id, short events) {
 }
 
 void server::take_frames(connection_id id, peer_connection &peer) {
-    while (!dead_ && !peer.show_pending() && peer.input.look() == frame_input::state::whole) {
-        const frame_view asked = peer.input.front();
-        if (asked.head.kind == frame_kind::show_request) {
-            const auto *text = reinterpret_cast<const char *>(asked.payload.data());
-            peer.queue_show(answer_show(vell_, std::string_view(text, asked.payload.size())));
-        } else if (pauses(peer)) {
+    take_requests(id, peer);
+    while (!dead_ && has_show_request(peer) && !peer.show_pending()) {
+        catch_up(id);
+        if (dead_) {
             return;
-        } else {
-            take_request(id, peer, asked);
         }
+        const auto asked = peer.input.front().payload;
+        peer.queue_show(answer_show(vell_, {reinterpret_cast<const char *>(asked.data()), asked.size()}));
         peer.input.drop_frame();
+        take_requests(id, peer);
+    }
+}
+
+void server::take_requests(connection_id id, peer_connection &peer) {
+    while (!dead_ && !peer.show_pending() && has_request(peer) && !pauses(peer)) {
+        take_request(id, peer, peer.input.front());
+        peer.input.drop_frame();
+    }
+}
+
+// Whoever asks for a table sees all that was sent before it asked, also by others who sent more than one turn takes.
+void server::catch_up(connection_id asker) {
+    std::vector<connection_id> others;
+    for (const auto &[id, peer] : peers_) {
+        if (id != asker) {
+            others.push_back(id);
+        }
+    }
+    for (const connection_id id : others) {
+        peer_connection &peer = peers_.at(id);
+        std::size_t taken = 0;
+        std::size_t count = 1;
+        while (count > 0 && taken < catch_up_limit && wants_input(peer) && !dead_) {
+            count = peer.read_some();
+            taken += count;
+            take_requests(id, peer);
+        }
+        finish_turn(id, peer);
     }
 }
 

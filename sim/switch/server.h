@@ -47,6 +47,9 @@ private:
     int poll_timeout_ms() const;
     void serve_connection(connection_id id, short events);
     void take_frames(connection_id id, peer_connection &peer);
+    void take_requests(connection_id id, peer_connection &peer);
+    void catch_up(connection_id asker);
+    void finish_turn(connection_id id, peer_connection &peer);
     bool pauses(peer_connection &peer) const;
     void take_request(connection_id id, peer_connection &peer, const frame_view &asked);
     std::optional<closing> why_close(peer_connection &peer) const;

@@ -61,11 +61,14 @@ std::uint8_t desk_peer::register_client(std::uint32_t uuid) {
     return static_cast<std::uint8_t>(receive_ack().first);
 }
 
-nlohmann::json desk_peer::ask(const std::string &query) {
+void desk_peer::send_show(const std::string &query) {
     desk::frame_head head{};
     head.magic = desk::frame_magic;
     head.kind = desk::frame_kind::show_request;
     send(head, message().text(query, query.size()));
+}
+
+nlohmann::json desk_peer::receive_table() {
     std::string text;
     std::optional<desk::frame> part;
     do {

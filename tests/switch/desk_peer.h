@@ -34,7 +34,12 @@ public:
     std::uint8_t register_client(std::uint32_t uuid = 500);
 
     // Asks for a table on this connection. Whatever was sent before is handled by the time the answer is there.
-    nlohmann::json ask(const std::string &query);
+    nlohmann::json ask(const std::string &query) {
+        send_show(query);
+        return receive_table();
+    }
+    void send_show(const std::string &query);
+    nlohmann::json receive_table();
 
     // Waits until the switch has closed the connection, and throws away what it sent before.
     bool wait_for_close();

@@ -172,8 +172,11 @@ TEST_F(RunAndStop, GoesOnWhenNobodyReadsItsStandardError) {
     expect_service(run_dir);
 }
 
-TEST_F(RunAndStop, GoesOnWithoutItsLogFile) {
-    switch_process running(run_dir);
+TEST_F(RunAndStop, GoesOnWithoutItsLogFileAndSaysSoOnce) {
+    const desk::file_descriptor heard = unnamed_file();
+    switch_process running(run_dir, {"--quiet"}, heard.get());
     std::filesystem::remove_all(run_dir + "/log");
     expect_service(run_dir);
+    EXPECT_EQ(read_file(heard.get()),
+              "vellsim: " + run_dir + "/log/service: No such file or directory: lines are lost\n");
 }

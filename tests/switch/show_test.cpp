@@ -4,10 +4,12 @@
 #include "switch_process.h"
 #include "test_service.h"
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <memory>
 #include <unistd.h>
 
 using testing::ElementsAre;
@@ -118,6 +120,29 @@ TEST_F(Show, PrintsATableLongerThanAFrame) {
                 StartsWith(R"({"routes":[{"table":253,"source":"10.0.0.9","source_len":32,"group":"224.0.0.0",)"));
     EXPECT_THAT(text.substr(text.rfind('{', text.size() - 20)), HasSubstr(R"("group":"224.0.117.47")"));
     EXPECT_THAT(text, EndsWith("}]}\n"));
+}
+
+// Much is on its way, its sender is gone, and only then somebody asks, whose turn comes first.
+TEST_F(Show, SeesAllThatWasSentBefore) {
+    switch_process running(run_dir);
+    desk_peer asker(run_dir);
+    asker.ask("clients");
+    auto client = std::make_unique<desk_peer>(run_dir);
+    const std::uint8_t id = client->register_client();
+    running.signal(SIGSTOP);
+    std::uint32_t sent = 0;
+    for (std::uint32_t table = 1; table <= 6; ++table) {
+        std::vector<test_route> routes(400, test_route{.table = table});
+        for (test_route &route : routes) {
+            route.group += ++sent;
+        }
+        client->send(route_head(), route_payload(id, routes));
+    }
+    client.reset();
+    asker.send_show("routes");
+    running.signal(SIGCONT);
+    EXPECT_EQ(asker.receive_table().at("routes").size(), sent);
+    EXPECT_EQ(asker.ask("clients").at("clients").at(0).at("state"), "lost");
 }
 
 TEST_F(Show, NamesTheSocketWhenNoSwitchRuns) {
