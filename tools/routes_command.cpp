@@ -43,9 +43,9 @@ int routes_command::run(std::ostream &out) const {
                    counted(plan.ttl_thresholds, "outgoing interface"));
     }
     const std::string skipped = skipped_text(plan);
-    fmt::print(out, "vellfeed: {} {} in {}{}{}\n", deletion ? "deleted" : "sent",
-               counted(messages.routes_sent(), "route"), counted(messages.messages_sent(), "message"),
-               skipped.empty() ? "" : ", ", skipped);
+    // What the service makes of them is not known here: a delete may find no route.
+    fmt::print(out, "vellfeed: sent {} in {}{}{}\n", counted(messages.routes_sent(), deletion ? "delete" : "route"),
+               counted(messages.messages_sent(), "message"), skipped.empty() ? "" : ", ", skipped);
     return 0;
 }
 

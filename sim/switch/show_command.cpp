@@ -23,8 +23,9 @@ int fail(const std::string &why) {
 }
 
 int print(const std::string &text) {
-    std::fwrite(text.data(), 1, text.size(), stdout);
-    return std::fflush(stdout) == 0 ? EXIT_SUCCESS : fail("the output cannot be written");
+    // A long text is written, and lost, before the flush, which then has nothing left to fail at.
+    const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
+    return written && std::fflush(stdout) == 0 ? EXIT_SUCCESS : fail("the output cannot be written");
 }
 
 std::string log_json(const std::vector<log_line> &lines) {

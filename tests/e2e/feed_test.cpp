@@ -127,6 +127,14 @@ TEST_P(Feed, CompareAgreesAndNamesWhatIsMissing) {
     EXPECT_NE((missing.out + missing.err).find(group), std::string::npos) << missing.out << missing.err;
 }
 
+TEST_P(Feed, ATableThatCannotBeWrittenIsAnError) {
+    start_switch();
+    ASSERT_EQ(vellfeed({"routes", table(), "--links", links()}).status, 0);
+    const auto lost = run_program({"/bin/sh", "-c", std::string(VELLSIM_PATH) + " show routes --json >/dev/full"});
+    EXPECT_EQ(lost.status, 1);
+    EXPECT_NE(lost.err.find("cannot be written"), std::string::npos) << lost.err;
+}
+
 INSTANTIATE_TEST_SUITE_P(RecordedTables, Feed, testing::Values("campus", "metro"),
                          [](const auto &table) { return table.param; });
 

@@ -112,9 +112,9 @@ TEST_F(vellfeed, takes_table_and_epoch_and_deletion) {
     EXPECT_EQ(message[8 + 36], 77); // table
 }
 
-TEST_F(vellfeed, says_that_routes_were_deleted) {
+TEST_F(vellfeed, says_that_deletes_were_sent) {
     EXPECT_EQ(run({"routes", sample("metro.mroute"), "--links", sample("metro.links"), "--delete"}), 0) << err;
-    EXPECT_THAT(out, StartsWith("vellfeed: deleted 1200 routes in "));
+    EXPECT_THAT(out, StartsWith("vellfeed: sent 1200 deletes in "));
 }
 
 TEST_F(vellfeed, an_empty_table_is_fed_as_nothing) {
