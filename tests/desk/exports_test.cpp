@@ -58,6 +58,12 @@ TEST(Exports, OfLibtlvAreItsInterface) {
     EXPECT_EQ(exported_by(LIBTLV), interface);
 }
 
+// The header's interface helpers are not on the desk.
+TEST(Exports, OfLibqarnutilsAreTheAddressHelper) {
+    EXPECT_TRUE(declared_in({PLATFORM_DIR "/qarnutils.h"}).contains("ipv6_addr_copy"));
+    EXPECT_EQ(exported_by(LIBQARNUTILS), names{"ipv6_addr_copy"});
+}
+
 TEST(Exports, OfLibtesselAreItsInterface) {
     const names interface = declared_in({PLATFORM_DIR "/tessel.h"});
     EXPECT_TRUE(interface.contains("tessel_dbg_modname") && interface.contains("debug_print"));
