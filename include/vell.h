@@ -395,6 +395,207 @@ VELL_DUX_ROLE_TABLE(VELL_DUX_ROLE_SENDER)
 VELL_API uint32_t vell_mrib_get_mroute_tlv_info(const vell_mrib_route *route, uint32_t *n_oif, uint32_t *n_mti,
                                                 uint32_t *n_glt);
 
+/* ------------------------------------------------------------------------------------------------------------------
+ * Route statistics
+ *
+ * A route is named by table id, source and group, each address with its mask length in bits. Nothing of it is checked
+ * or masked, and IPv4 addresses go out in the byte order that the caller gives them in. The answer of the service does
+ * not pass through this library: the caller receives it on its queue.
+ *
+ * Each needs an acknowledged client, and logs "Client not registered" without one. Each returns 1 when the transport
+ * took the request and 0 when not.
+ * ------------------------------------------------------------------------------------------------------------------ */
+
+/*
+ * vell_send_v4_mroute_stats_req asks for the counters of an IPv4 route and, when `clear_counters` is not 0, to clear
+ * them; the service gets the value as it is. Logs error 823 without a client, error 847 when the send failed, and trace
+ * 851 when counters are to be cleared and the request went out.
+ */
+VELL_API int vell_send_v4_mroute_stats_req(uint32_t table_id, uint32_t source, uint8_t source_length, uint32_t group,
+                                           uint8_t group_length, uint32_t clear_counters);
+
+/*
+ * vell_send_v4_mroute_clear_req asks to clear the counters of an IPv4 route. Logs error 941 without a client, and error
+ * 964, which speaks of a "stat req", when the send failed.
+ */
+VELL_API int vell_send_v4_mroute_clear_req(uint32_t table_id, uint32_t source, uint8_t source_length, uint32_t group,
+                                           uint8_t group_length);
+
+/*
+ * vell_send_v6_mroute_stats_req asks for the counters of an IPv6 route. `source` and `group` are addresses of 16 bytes
+ * in network order, anywhere in memory, and are only read. Logs error 885 without a client; a failed send logs nothing.
+ */
+VELL_API int vell_send_v6_mroute_stats_req(uint32_t table_id, const void *source, uint8_t source_length,
+                                           const void *group, uint8_t group_length);
+
+/*
+ * vell_send_v6_mroute_clear_req asks to clear the counters of an IPv6 route, given as above. Logs error 999 without a
+ * client, and error 1022, which speaks of a "stat req", when the send failed.
+ */
+VELL_API int vell_send_v6_mroute_clear_req(uint32_t table_id, const void *source, uint8_t source_length,
+                                           const void *group, uint8_t group_length);
+
+/* ------------------------------------------------------------------------------------------------------------------
+ * IGMP snooping and layer-2 multicast
+ * ------------------------------------------------------------------------------------------------------------------ */
+
+/*
+ * vell_send_igmp_oob_notification sends an out-of-band marker: 1 begins a batch of layer-2 updates, 2 ends it. Any other
+ * value is sent as well.
+ *
+ * Needs a queue, not an id: it goes out while the registration is not yet acknowledged, too. Returns 1 when sent.
+ * Returns 0 without a queue (error 596) and when the send failed (error 609).
+ */
+VELL_API int vell_send_igmp_oob_notification(uint32_t marker);
+
+/*
+ * vell_send_igmp_download_complete tells the service that the client has handed over all it had.
+ *
+ * Needs an acknowledged client, and logs error 548 without one. Returns 1 when sent, 0 when not; a failed send logs
+ * nothing.
+ */
+VELL_API int vell_send_igmp_download_complete(void);
+
+/* vell_send_igmp_snoop_update does nothing and returns 1. It is kept for clients that call it. */
+VELL_API int vell_send_igmp_snoop_update(void);
+
+/*
+ * A layer-2 message is this header and `count` records back to back, built by the caller in host byte order. The
+ * library converts it to network order where it lies: every field below of 16 or 32 bits, except the records' lengths.
+ */
+typedef struct VELL_RECORD vell_l2_message {
+    uint8_t client_id; /* written by the library */
+    uint8_t reserved;  /* the caller's, as it is */
+    uint16_t count;    /* written by the library */
+    uint16_t value;    /* written by the library: the caller's argument */
+    uint16_t flags;    /* of enum vell_l2_flag */
+} vell_l2_message;
+
+enum vell_l2_flag {
+    vell_l2_begin_marker = 0x0001, /* send out-of-band marker 1 before the message */
+    vell_l2_end_marker = 0x0002    /* send out-of-band marker 2 after it, once it is sent */
+};
+
+/* What every record begins with. `type` says which of the records below it is. */
+typedef struct VELL_RECORD vell_l2_record {
+    uint8_t type;
+    uint8_t reserved[7]; /* the caller's, as they are */
+    uint32_t length;     /* written by the library, in host byte order: 80 and the entries' bytes */
+} vell_l2_record;
+
+/* An address. The area holds an IPv4 address as a u32 in its first 4 bytes, a MAC address in its first 6, or an IPv6
+ * address; only the IPv4 address is converted. An unknown kind ends the conversion of its record. */
+enum vell_l2_address_kind { vell_l2_address_mac = 2, vell_l2_address_ipv4 = 4, vell_l2_address_ipv6 = 8 };
+typedef struct VELL_RECORD vell_l2_address {
+    uint32_t kind; /* of enum vell_l2_address_kind */
+    uint8_t area[16];
+} vell_l2_address;
+
+/* An entry of 8 bytes. */
+typedef struct VELL_RECORD vell_l2_pair {
+    uint32_t words[2];
+} vell_l2_pair;
+
+/* An entry of 32 bytes: an outgoing interface. An unknown kind ends the conversion of its record. */
+enum vell_l2_oif_kind { vell_l2_oif_plain = 0, vell_l2_oif_ipv6 = 1, vell_l2_oif_if_index = 2 };
+#define VELL_L2_OIF_SVI 0x04
+typedef struct VELL_RECORD vell_l2_oif {
+    uint32_t kind;  /* of enum vell_l2_oif_kind: what `value` holds */
+    uint32_t flags; /* VELL_L2_OIF_SVI: a VLAN interface */
+    uint32_t words[2];
+    union VELL_RECORD {
+        uint32_t if_index; /* converted, of kind vell_l2_oif_if_index alone */
+        uint8_t ipv6[16];  /* as it is */
+    } value;
+} vell_l2_oif;
+
+/*
+ * The records, up to where their entries begin. A record is 80 bytes and its entries' bytes long; the entries begin
+ * inside those 80 bytes. What the words mean is the service's business. Records of other types are not converted: such
+ * a record's length becomes that of the record before it, or 0, and the next record is looked for that much further on.
+ */
+typedef struct VELL_RECORD vell_l2_pairs_record { /* types 8 and 9 */
+    vell_l2_record head;
+    uint32_t word0;
+    uint32_t count; /* of vell_l2_pair */
+    uint32_t word1;
+} vell_l2_pairs_record;
+
+typedef struct VELL_RECORD vell_l2_bare_pairs_record { /* types 10 and 11 */
+    vell_l2_record head;
+    uint32_t count; /* of vell_l2_pair */
+} vell_l2_bare_pairs_record;
+
+typedef struct VELL_RECORD vell_l2_vlan_record { /* types 12 to 15 */
+    vell_l2_record head;
+    uint32_t words[3];
+    uint32_t vlan;
+    uint16_t half;
+    vell_l2_address addresses[2];
+    uint32_t count; /* of vell_l2_oif */
+} vell_l2_vlan_record;
+
+enum { vell_l2_lookup_mode = 18 };
+typedef struct VELL_RECORD vell_l2_lookup_mode_record { /* type 18 */
+    vell_l2_record head;
+    uint32_t word;
+    uint32_t count; /* of vell_l2_pair */
+} vell_l2_lookup_mode_record;
+
+enum { vell_l2_mbd_add = 21, vell_l2_mbd_delete = 22 };
+typedef struct VELL_RECORD vell_l2_mbd_record { /* types 21 and 22 */
+    vell_l2_record head;
+    uint32_t words[5];
+    uint16_t half;
+    vell_l2_address addresses[2];
+    uint32_t count; /* of vell_l2_oif */
+} vell_l2_mbd_record;
+
+/*
+ * vell_send_l2_mc_update converts the message in `buffer` and sends it, `length` bytes as they are then. `count` is the
+ * number of its records and `value` goes into its header. `length` and the records are not checked against each other.
+ * `msg_ref` is the address of the caller's message reference (kyt_msg_ref); after a success it is the caller's to
+ * release, with kyt_drop on the queue that was registered.
+ *
+ * The header's flags ask for out-of-band markers around the message, sent as vell_send_igmp_oob_notification sends
+ * them; what comes of them does not change the result. Needs a queue, not an id. Returns 1 when the message was sent.
+ * Returns 0 without a queue (error 422; the buffer is untouched), and when the send failed: then nothing is logged, a
+ * begin marker has gone out, no end marker follows, and the buffer stays converted; another call would convert it back.
+ * Traces: the markers (436, 514), each record of type 21 or 22 (478) and of type 18 (486).
+ */
+VELL_API int vell_send_l2_mc_update(uint8_t *buffer, uint32_t length, uint16_t count, uint16_t value, uint32_t msg_ref);
+
+/* ------------------------------------------------------------------------------------------------------------------
+ * Overlay notifications
+ *
+ * These are sent from a queue that the caller gives, whether a client is registered or not. Each returns 1 when sent
+ * and 0 when not: silently when the queue is 0 or a pointer is null, with an error when the send failed.
+ * ------------------------------------------------------------------------------------------------------------------ */
+
+/* What an overlay message begins with, in host byte order. `length` is that of the whole message; it is believed. */
+typedef struct VELL_RECORD vell_zeb_message {
+    uint16_t type;
+    uint16_t length;
+} vell_zeb_message;
+
+/*
+ * vell_send_zeb_feature_disable tells that the overlay is disabled: as type 1 when `flag` is 0, as type 3 when it is
+ * not. Logs error 323.
+ */
+VELL_API int vell_send_zeb_feature_disable(uint32_t queue, uint32_t flag);
+
+/*
+ * vell_send_zeb_vlans_disable sends a message that tells which VLANs are disabled. The library writes its type, 2, into
+ * `buffer`, where it stays whatever comes of the send. Logs error 370.
+ */
+VELL_API int vell_send_zeb_vlans_disable(uint32_t queue, void *buffer);
+
+/*
+ * vell_send_zeb_route_update sends an overlay route message as it is. `reply` receives the message reference; after a
+ * success it is the caller's, to release with kyt_drop on the same queue. Logs error 281.
+ */
+VELL_API int vell_send_zeb_route_update(uint32_t queue, const void *buffer, struct kyt_msg_ref *reply);
+
 #ifdef __cplusplus
 }
 #endif

@@ -15,9 +15,11 @@ struct service_request {
 };
 
 inline constexpr std::uint32_t sap_registration = 212;
+inline constexpr std::uint32_t sap_notifications = 213;
 inline constexpr std::uint32_t sap_routes = 214;
 
 inline constexpr std::uint32_t opcode_ipv4_route_message = 75831;
+inline constexpr std::uint32_t opcode_overlay_disable = 75820;
 
 namespace request {
 
@@ -27,6 +29,16 @@ inline constexpr service_request ipv4_route_update = {sap_routes, opcode_ipv4_ro
 inline constexpr service_request ipv6_route_notice = {sap_routes, 75779, 1};
 // A route message too, but with option word 1 left at 0.
 inline constexpr service_request dux_role_update = {sap_routes, opcode_ipv4_route_message, 0};
+inline constexpr service_request ipv4_stats = {sap_routes, 75785, 0};
+inline constexpr service_request ipv4_stats_clear = {sap_routes, 75798, 0};
+inline constexpr service_request ipv6_stats = {sap_routes, 75786, 0};
+inline constexpr service_request ipv6_stats_clear = {sap_routes, 75799, 0};
+inline constexpr service_request igmp_oob_marker = {sap_notifications, 75804, 0};
+inline constexpr service_request igmp_download_complete = {sap_notifications, 75789, 0};
+inline constexpr service_request l2_update = {sap_notifications, 75821, 1};
+inline constexpr service_request overlay_feature_disable = {sap_notifications, opcode_overlay_disable, 0};
+inline constexpr service_request overlay_vlans_disable = {sap_notifications, opcode_overlay_disable, 1};
+inline constexpr service_request overlay_route_update = {sap_notifications, 75818, 1};
 
 } // namespace request
 

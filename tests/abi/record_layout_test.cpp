@@ -60,7 +60,101 @@ TEST(RecordLayout, ListsAndTheirEntries) {
     EXPECT_FIELD(vell_glt_entry, last_word, 56, 4);
 }
 
+TEST(RecordLayout, L2MessageAndRecordHead) {
+    EXPECT_EQ(sizeof(vell_l2_message), 8u);
+    EXPECT_EQ(alignof(vell_l2_message), 1u);
+    EXPECT_FIELD(vell_l2_message, client_id, 0, 1);
+    EXPECT_FIELD(vell_l2_message, reserved, 1, 1);
+    EXPECT_FIELD(vell_l2_message, count, 2, 2);
+    EXPECT_FIELD(vell_l2_message, value, 4, 2);
+    EXPECT_FIELD(vell_l2_message, flags, 6, 2);
+
+    EXPECT_EQ(sizeof(vell_l2_record), 12u);
+    EXPECT_EQ(alignof(vell_l2_record), 1u);
+    EXPECT_FIELD(vell_l2_record, type, 0, 1);
+    EXPECT_FIELD(vell_l2_record, reserved, 1, 7);
+    EXPECT_FIELD(vell_l2_record, length, 8, 4);
+}
+
+TEST(RecordLayout, L2AddressesAndEntries) {
+    EXPECT_EQ(sizeof(vell_l2_address), 20u);
+    EXPECT_EQ(alignof(vell_l2_address), 1u);
+    EXPECT_FIELD(vell_l2_address, kind, 0, 4);
+    EXPECT_FIELD(vell_l2_address, area, 4, 16);
+
+    EXPECT_EQ(sizeof(vell_l2_pair), 8u);
+    EXPECT_EQ(alignof(vell_l2_pair), 1u);
+    EXPECT_FIELD(vell_l2_pair, words, 0, 8);
+
+    EXPECT_EQ(sizeof(vell_l2_oif), 32u);
+    EXPECT_EQ(alignof(vell_l2_oif), 1u);
+    EXPECT_FIELD(vell_l2_oif, kind, 0, 4);
+    EXPECT_FIELD(vell_l2_oif, flags, 4, 4);
+    EXPECT_FIELD(vell_l2_oif, words, 8, 8);
+    EXPECT_FIELD(vell_l2_oif, value, 16, 16);
+    EXPECT_EQ(offsetof(vell_l2_oif, value.if_index), 16u);
+    EXPECT_EQ(offsetof(vell_l2_oif, value.ipv6), 16u);
+}
+
+// The entries begin where each of these ends.
+TEST(RecordLayout, L2Records) {
+    EXPECT_EQ(sizeof(vell_l2_pairs_record), 24u);
+    EXPECT_EQ(alignof(vell_l2_pairs_record), 1u);
+    EXPECT_FIELD(vell_l2_pairs_record, head, 0, 12);
+    EXPECT_FIELD(vell_l2_pairs_record, word0, 12, 4);
+    EXPECT_FIELD(vell_l2_pairs_record, count, 16, 4);
+    EXPECT_FIELD(vell_l2_pairs_record, word1, 20, 4);
+
+    EXPECT_EQ(sizeof(vell_l2_bare_pairs_record), 16u);
+    EXPECT_EQ(alignof(vell_l2_bare_pairs_record), 1u);
+    EXPECT_FIELD(vell_l2_bare_pairs_record, head, 0, 12);
+    EXPECT_FIELD(vell_l2_bare_pairs_record, count, 12, 4);
+
+    EXPECT_EQ(sizeof(vell_l2_lookup_mode_record), 20u);
+    EXPECT_EQ(alignof(vell_l2_lookup_mode_record), 1u);
+    EXPECT_FIELD(vell_l2_lookup_mode_record, head, 0, 12);
+    EXPECT_FIELD(vell_l2_lookup_mode_record, word, 12, 4);
+    EXPECT_FIELD(vell_l2_lookup_mode_record, count, 16, 4);
+
+    EXPECT_EQ(sizeof(vell_l2_vlan_record), 74u);
+    EXPECT_EQ(alignof(vell_l2_vlan_record), 1u);
+    EXPECT_FIELD(vell_l2_vlan_record, head, 0, 12);
+    EXPECT_FIELD(vell_l2_vlan_record, words, 12, 12);
+    EXPECT_FIELD(vell_l2_vlan_record, vlan, 24, 4);
+    EXPECT_FIELD(vell_l2_vlan_record, half, 28, 2);
+    EXPECT_FIELD(vell_l2_vlan_record, addresses, 30, 40);
+    EXPECT_FIELD(vell_l2_vlan_record, count, 70, 4);
+
+    EXPECT_EQ(sizeof(vell_l2_mbd_record), 78u);
+    EXPECT_EQ(alignof(vell_l2_mbd_record), 1u);
+    EXPECT_FIELD(vell_l2_mbd_record, head, 0, 12);
+    EXPECT_FIELD(vell_l2_mbd_record, words, 12, 20);
+    EXPECT_FIELD(vell_l2_mbd_record, half, 32, 2);
+    EXPECT_FIELD(vell_l2_mbd_record, addresses, 34, 40);
+    EXPECT_FIELD(vell_l2_mbd_record, count, 74, 4);
+}
+
+TEST(RecordLayout, OverlayMessage) {
+    EXPECT_EQ(sizeof(vell_zeb_message), 4u);
+    EXPECT_EQ(alignof(vell_zeb_message), 1u);
+    EXPECT_FIELD(vell_zeb_message, type, 0, 2);
+    EXPECT_FIELD(vell_zeb_message, length, 2, 2);
+}
+
 TEST(RecordLayout, NamedValues) {
+    EXPECT_EQ(vell_l2_begin_marker, 1);
+    EXPECT_EQ(vell_l2_end_marker, 2);
+    EXPECT_EQ(vell_l2_address_mac, 2);
+    EXPECT_EQ(vell_l2_address_ipv4, 4);
+    EXPECT_EQ(vell_l2_address_ipv6, 8);
+    EXPECT_EQ(vell_l2_oif_plain, 0);
+    EXPECT_EQ(vell_l2_oif_ipv6, 1);
+    EXPECT_EQ(vell_l2_oif_if_index, 2);
+    EXPECT_EQ(VELL_L2_OIF_SVI, 4);
+    EXPECT_EQ(vell_l2_lookup_mode, 18);
+    EXPECT_EQ(vell_l2_mbd_add, 21);
+    EXPECT_EQ(vell_l2_mbd_delete, 22);
+
     EXPECT_EQ(vell_oif_kind_reg, 0);
     EXPECT_EQ(vell_oif_kind_vprime, 1);
     EXPECT_EQ(vell_oif_kind_duxsvi, 4);

@@ -137,6 +137,10 @@ Description describe_one(const SizeGet &c) {
     return {"tlv_aligned_array_size_get", {{"array", address(c.array)}, {"reserved", hex(c.reserved)}}};
 }
 
+Description describe_one(const AddressCopy &c) {
+    return {"ipv6_addr_copy", {{"from", address(c.from)}, {"to", address(c.to)}}};
+}
+
 Description describe_one(const HistoryCheck &c) {
     return {"tessel_hist_event_subtype_check", {{"module", hex(c.module)}, {"level", decimal(c.level)}}};
 }

@@ -84,6 +84,14 @@ struct SizeGet {
     bool operator==(const SizeGet &) const = default;
 };
 
+// The address's 16 bytes are not part of it: they are seen where they arrive.
+struct AddressCopy {
+    const void *from = nullptr;
+    const void *to = nullptr;
+
+    bool operator==(const AddressCopy &) const = default;
+};
+
 struct HistoryCheck {
     std::uint32_t module = 0;
     std::uint32_t level = 0;
@@ -129,8 +137,8 @@ struct ClientLog {
     bool operator==(const ClientLog &) const = default;
 };
 
-using Call = std::variant<Send, Drop, PayloadGet, AppendTlv, NextTlv, NumTlvs, SizeGet, HistoryCheck, HistoryEvent,
-                          ConsoleCheck, DebugPrint, ClientLog>;
+using Call = std::variant<Send, Drop, PayloadGet, AppendTlv, NextTlv, NumTlvs, SizeGet, AddressCopy, HistoryCheck,
+                          HistoryEvent, ConsoleCheck, DebugPrint, ClientLog>;
 using Calls = std::vector<Call>;
 
 // A call as people read it: the function, and each argument by name.

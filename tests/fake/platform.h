@@ -59,6 +59,8 @@ struct Platform {
     Behaviour<std::int32_t> num_tlvs{0};
     Behaviour<std::uint32_t> size_get{0};
 
+    Hook ipv6_addr_copy;
+
     Behaviour<std::uint32_t> history_check{0};
     Behaviour<std::uint32_t> history_event{0};
     Behaviour<std::uint32_t> console_check{1};
