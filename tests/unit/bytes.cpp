@@ -30,6 +30,17 @@ Bytes part(const Bytes &bytes, std::size_t offset, std::size_t size) {
     return result;
 }
 
+Bytes hex(std::string_view digits) {
+    Bytes bytes;
+    for (std::size_t i = 0; i < digits.size(); ++i) {
+        if (digits[i] == ' ')
+            continue;
+        bytes.push_back(static_cast<std::uint8_t>(std::stoul(std::string(digits.substr(i, 2)), nullptr, 16)));
+        ++i;
+    }
+    return bytes;
+}
+
 Bytes characters(const std::string &text) {
     return {text.begin(), text.end()};
 }

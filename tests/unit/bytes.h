@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 using fake::Bytes;
 
@@ -20,6 +21,9 @@ Bytes patched(Bytes bytes, std::size_t offset, const Bytes &patch);
 Bytes joined(Bytes first, const Bytes &second);
 
 Bytes part(const Bytes &bytes, std::size_t offset, std::size_t size);
+
+// The bytes of pairs of hexadecimal digits, blanks between them or not: "01 a2".
+Bytes hex(std::string_view digits);
 
 // The characters, without a NUL.
 Bytes characters(const std::string &text);

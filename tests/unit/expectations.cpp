@@ -21,6 +21,20 @@ Bytes log_record(std::uint32_t level, std::string_view text) {
     return joined(joined(word(level), characters(std::string(text))), {0});
 }
 
+Message error_of(const std::string &function, int line, const std::string &body, std::uint32_t uuid) {
+    const auto text = function + "(" + std::to_string(line) + "):ERROR: " + body;
+    return {.level = error, .uuid = uuid, .format = "%s(%d):ERROR: " + body, .text = text, .client_text = text};
+}
+
+Message trace_of(const std::string &function, int line, const std::string &body, std::uint32_t uuid) {
+    const auto place = function + "(" + std::to_string(line) + "):";
+    return {.level = trace,
+            .uuid = uuid,
+            .format = "%s(%d):TRACE: " + body,
+            .text = place + "TRACE: " + body,
+            .client_text = place + body};
+}
+
 fake::HistoryCheck history_asked(std::uint32_t level) {
     return {.module = 0x730000, .level = level};
 }

@@ -37,6 +37,10 @@ struct Message {
     std::string client_text = {};
 };
 
+// An error or a trace whose text behind function, line and marker is `body`, without values.
+Message error_of(const std::string &function, int line, const std::string &body, std::uint32_t uuid = 384);
+Message trace_of(const std::string &function, int line, const std::string &body, std::uint32_t uuid = 384);
+
 // The calls of one step of a message.
 fake::HistoryCheck history_asked(std::uint32_t level);
 fake::ConsoleCheck console_asked(std::uint32_t level);

@@ -85,9 +85,14 @@ TEST(RequestTableTest, SaysWhereEachRequestGoes) {
         std::uint32_t option_word1;
     };
     const Row rows[] = {
-        {vell::request::client_register, 212, 75796, 0},   {vell::request::client_deregister, 212, 75797, 0},
-        {vell::request::ipv4_route_update, 214, 75831, 1}, {vell::request::ipv6_route_notice, 214, 75779, 1},
-        {vell::request::dux_role_update, 214, 75831, 0},
+        {vell::request::client_register, 212, 75796, 0},         {vell::request::client_deregister, 212, 75797, 0},
+        {vell::request::ipv4_route_update, 214, 75831, 1},       {vell::request::ipv6_route_notice, 214, 75779, 1},
+        {vell::request::dux_role_update, 214, 75831, 0},         {vell::request::ipv4_stats, 214, 75785, 0},
+        {vell::request::ipv4_stats_clear, 214, 75798, 0},        {vell::request::ipv6_stats, 214, 75786, 0},
+        {vell::request::ipv6_stats_clear, 214, 75799, 0},        {vell::request::igmp_oob_marker, 213, 75804, 0},
+        {vell::request::igmp_download_complete, 213, 75789, 0},  {vell::request::l2_update, 213, 75821, 1},
+        {vell::request::overlay_feature_disable, 213, 75820, 0}, {vell::request::overlay_vlans_disable, 213, 75820, 1},
+        {vell::request::overlay_route_update, 213, 75818, 1},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.opcode);
