@@ -1,0 +1,314 @@
+// The overlay's notifications, which need a queue of the caller's and no registration.
+#include "library_test.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace {
+
+using fake::platform;
+
+constexpr std::uint32_t queue = 0x14131211;
+
+// Nothing of the client's state decides or changes.
+constexpr ClientState states[] = {{.id = 0, .queue = 0, .uuid = 384},
+                                  {.id = 0, .queue = 7, .uuid = 5},
+                                  {.id = 9, .queue = 0, .uuid = 5},
+                                  {.id = 9, .queue = 7, .uuid = 5}};
+
+class FeatureDisableTest : public LibraryTest {
+protected:
+    static fake::Send disable_sent(const char *payload) {
+        return sent({.queue = queue, .sap = 213, .opcode = 75820, .option_word1 = 0, .payload = hex(payload)});
+    }
+};
+
+TEST_F(FeatureDisableTest, IsOfType1WithoutAndOfType3WithTheFlag) {
+    const struct {
+        std::uint32_t flag;
+        const char *payload;
+    } rows[] = {{0, "0100 0800 00000000"},     {1, "0300 0800 00000000"},          {255, "0300 0800 00000000"},
+                {0x100, "0300 0800 00000000"}, {0x80000000, "0300 0800 00000000"}, {0xffffffff, "0300 0800 00000000"}};
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.flag);
+        fake::reset_platform();
+        EXPECT_EQ(vell_send_zeb_feature_disable(queue, row.flag), 1);
+        EXPECT_CALLS(disable_sent(row.payload), released(queue));
+    }
+}
+
+TEST_F(FeatureDisableTest, NeedsNoClientAndLeavesItsState) {
+    for (const auto &state : states) {
+        SCOPED_TRACE(state);
+        fake::reset_platform();
+        set_client_state(state);
+        EXPECT_EQ(vell_send_zeb_feature_disable(queue, 0), 1);
+        EXPECT_CALLS(disable_sent("0100 0800 00000000"), released(queue));
+        EXPECT_EQ(client_state(), state);
+    }
+}
+
+TEST_F(FeatureDisableTest, TakesEveryResultButMinus1ForSuccess) {
+    for (const auto result : successful_results) {
+        SCOPED_TRACE(result);
+        fake::reset_platform();
+        platform().kyt_send.returns(result);
+        EXPECT_EQ(vell_send_zeb_feature_disable(queue, 1), 1);
+        EXPECT_CALLS(disable_sent("0300 0800 00000000"), released(queue));
+    }
+}
+
+TEST_F(FeatureDisableTest, ReportsAFailedSendWithError323UnderTheClientsUuid) {
+    platform().kyt_send.returns(-1);
+    for (const auto &state : states) {
+        set_client_state(state);
+        EXPECT_EQ(vell_send_zeb_feature_disable(queue, 1), 0);
+        EXPECT_CALLS(disable_sent("0300 0800 00000000"),
+                     logged(error_of("vell_send_zeb_feature_disable", 323, "KYT send failed\n", state.uuid)));
+        EXPECT_EQ(client_state(), state);
+    }
+}
+
+TEST_F(FeatureDisableTest, WithoutAQueueIsSilent) {
+    set_client_state({.id = 9, .queue = 7, .uuid = 5});
+    EXPECT_EQ(vell_send_zeb_feature_disable(0, 1), 0);
+    EXPECT_NO_CALLS();
+}
+
+// A message in the middle of other bytes, with type 9 and the length at offset 2.
+class OverlayMessageTest : public LibraryTest {
+protected:
+    OverlayMessageTest() { platform().callers_reference = &reference_; }
+
+    static constexpr std::size_t margin = 4;
+    static constexpr std::size_t length = 11;
+
+    void place(std::size_t offset, const char *length_field = "0b00") {
+        at_ = margin + offset;
+        before_ = patched(pattern(32), at_, joined(hex("0900"), hex(length_field)));
+        buffer_ = before_;
+    }
+
+    void *message() { return buffer_.data() + at_; }
+    Bytes sent_bytes(const Bytes &bytes, std::size_t size = length) const { return part(bytes, at_, size); }
+
+    std::size_t at_ = 0;
+    Bytes before_;
+    Bytes buffer_;
+    kyt_msg_ref reference_ = {};
+};
+
+class VlansDisableTest : public OverlayMessageTest {
+protected:
+    VlansDisableTest() { place(0); }
+
+    int send() { return vell_send_zeb_vlans_disable(queue, message()); }
+
+    // All bytes with type 2 written.
+    Bytes written() const { return patched(before_, at_, {2, 0}); }
+
+    fake::Send disable_sent(std::size_t size = length) const {
+        return sent(
+            {.queue = queue, .sap = 213, .opcode = 75820, .option_word1 = 1, .payload = sent_bytes(written(), size)});
+    }
+};
+
+TEST_F(VlansDisableTest, SendsTheExpectedBytes) {
+    std::uint8_t message[] = {0x09, 0xf9, 0x07, 0x00, 0xa5, 0xa6, 0xa7, 0xa8};
+    EXPECT_EQ(vell_send_zeb_vlans_disable(queue, message), 1);
+    EXPECT_CALLS(
+        sent({.queue = queue, .sap = 213, .opcode = 75820, .option_word1 = 1, .payload = hex("0200 0700 a5a6a7")}),
+        released(queue));
+    EXPECT_EQ(Bytes(std::begin(message), std::end(message)), hex("0200 0700 a5a6a7a8"));
+    EXPECT_EQ(platform().payload_address, message);
+}
+
+TEST_F(VlansDisableTest, WritesType2AndSendsAsMuchAsTheHeaderSaysFromAnyAddress) {
+    for (const std::size_t offset : {0U, 1U, 2U, 3U}) {
+        SCOPED_TRACE(offset);
+        fake::reset_platform();
+        place(offset);
+        EXPECT_EQ(send(), 1);
+        EXPECT_CALLS(disable_sent(), released(queue));
+        EXPECT_EQ(buffer_, written());
+    }
+}
+
+TEST_F(VlansDisableTest, BelievesALengthShorterThanItsHeaderOr0) {
+    const struct {
+        const char *field;
+        std::size_t size;
+    } rows[] = {{"0600", 6}, {"0000", 0}, {"0100", 1}, {"0400", 4}};
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.size);
+        fake::reset_platform();
+        place(1, row.field);
+        EXPECT_EQ(send(), 1);
+        EXPECT_CALLS(disable_sent(row.size), released(queue));
+        EXPECT_EQ(buffer_, written());
+    }
+}
+
+TEST_F(VlansDisableTest, SendsTheLongestMessage) {
+    at_ = 0;
+    before_ = patched(pattern(0xffff), 0, hex("0900 ffff"));
+    buffer_ = before_;
+    EXPECT_EQ(send(), 1);
+    EXPECT_CALLS(disable_sent(0xffff), released(queue));
+}
+
+TEST_F(VlansDisableTest, ReadsTheLengthBehindTheTypeItWrote) {
+    std::uint32_t type_at_send = 0;
+    platform().kyt_send.runs([&] { type_at_send = buffer_[at_]; });
+    EXPECT_EQ(send(), 1);
+    EXPECT_EQ(type_at_send, 2U);
+    EXPECT_CALLS(disable_sent(), released(queue));
+}
+
+TEST_F(VlansDisableTest, ReportsAFailedSendWithError370AndLeavesTheType) {
+    platform().kyt_send.returns(-1);
+    EXPECT_EQ(send(), 0);
+    EXPECT_CALLS(disable_sent(), logged(error_of("vell_send_zeb_vlans_disable", 370, "KYT send failed\n")));
+    EXPECT_EQ(buffer_, written());
+}
+
+TEST_F(VlansDisableTest, NeedsNoClientAndLeavesItsState) {
+    for (const auto &state : states) {
+        SCOPED_TRACE(state);
+        fake::reset_platform();
+        set_client_state(state);
+        EXPECT_EQ(send(), 1);
+        EXPECT_CALLS(disable_sent(), released(queue));
+        EXPECT_EQ(client_state(), state);
+    }
+}
+
+TEST_F(VlansDisableTest, TakesEveryResultButMinus1ForSuccess) {
+    for (const auto result : successful_results) {
+        SCOPED_TRACE(result);
+        fake::reset_platform();
+        platform().kyt_send.returns(result);
+        EXPECT_EQ(send(), 1);
+        EXPECT_CALLS(disable_sent(), released(queue));
+    }
+}
+
+TEST_F(VlansDisableTest, WithoutAQueueOrABufferIsSilentAndTouchesNothing) {
+    set_client_state({.id = 9, .queue = 7, .uuid = 5});
+    EXPECT_EQ(vell_send_zeb_vlans_disable(0, message()), 0);
+    EXPECT_EQ(vell_send_zeb_vlans_disable(queue, nullptr), 0);
+    EXPECT_EQ(vell_send_zeb_vlans_disable(0, nullptr), 0);
+    EXPECT_NO_CALLS();
+    EXPECT_EQ(buffer_, before_);
+}
+
+class OverlayRouteTest : public OverlayMessageTest {
+protected:
+    OverlayRouteTest() { place(0); }
+
+    int send() { return vell_send_zeb_route_update(queue, message(), &reference_); }
+
+    fake::Send update_sent(std::size_t size = length) const {
+        return sent({.queue = queue,
+                     .sap = 213,
+                     .opcode = 75818,
+                     .option_word1 = 1,
+                     .payload = sent_bytes(before_, size),
+                     .reference = fake::Reference::callers});
+    }
+
+    bool reference_is_untouched() const {
+        return std::all_of(std::begin(reference_.opaque), std::end(reference_.opaque),
+                           [](std::uint8_t byte) { return byte == 0; });
+    }
+};
+
+TEST_F(OverlayRouteTest, SendsTheExpectedBytes) {
+    const std::uint8_t message[] = {0x09, 0xf9, 0x07, 0x00, 0xa5, 0xa6, 0xa7, 0xa8};
+    EXPECT_EQ(vell_send_zeb_route_update(queue, message, &reference_), 1);
+    auto expected = update_sent();
+    expected.payload = hex("09f9 0700 a5a6a7");
+    EXPECT_CALLS(expected);
+    EXPECT_EQ(platform().payload_address, message);
+}
+
+TEST_F(OverlayRouteTest, WritesNothingAndSendsAsMuchAsTheHeaderSaysFromAnyAddress) {
+    for (const std::size_t offset : {0U, 1U, 2U, 3U}) {
+        SCOPED_TRACE(offset);
+        place(offset);
+        EXPECT_EQ(send(), 1);
+        EXPECT_CALLS(update_sent());
+        EXPECT_EQ(buffer_, before_);
+    }
+}
+
+TEST_F(OverlayRouteTest, BelievesALengthShorterThanItsHeaderOr0) {
+    const struct {
+        const char *field;
+        std::size_t size;
+    } rows[] = {{"0600", 6}, {"0000", 0}, {"0100", 1}, {"0400", 4}};
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.size);
+        place(1, row.field);
+        EXPECT_EQ(send(), 1);
+        EXPECT_CALLS(update_sent(row.size));
+        EXPECT_EQ(buffer_, before_);
+    }
+}
+
+TEST_F(OverlayRouteTest, LeavesTheReferenceOfASentMessageToTheCaller) {
+    EXPECT_EQ(send(), 1);
+    EXPECT_CALLS(update_sent());
+    ASSERT_EQ(platform().sent.size(), 1U);
+    EXPECT_FALSE(platform().sent[0].released);
+    kyt_drop(queue, &reference_);
+    EXPECT_CALLS(fake::Drop{.queue = queue, .reference = fake::Reference::callers, .send = 1});
+    EXPECT_TRUE(platform().sent[0].released);
+}
+
+TEST_F(OverlayRouteTest, ReportsAFailedSendWithError281AndLeavesTheReferenceAlone) {
+    platform().kyt_send.returns(-1);
+    for (const auto &state : states) {
+        set_client_state(state);
+        EXPECT_EQ(send(), 0);
+        EXPECT_CALLS(update_sent(),
+                     logged(error_of("vell_send_zeb_route_update", 281, "KYT send failed\n", state.uuid)));
+        EXPECT_EQ(client_state(), state);
+    }
+    EXPECT_EQ(buffer_, before_);
+    EXPECT_TRUE(reference_is_untouched());
+}
+
+TEST_F(OverlayRouteTest, NeedsNoClientAndLeavesItsState) {
+    for (const auto &state : states) {
+        SCOPED_TRACE(state);
+        set_client_state(state);
+        EXPECT_EQ(send(), 1);
+        EXPECT_CALLS(update_sent());
+        EXPECT_EQ(client_state(), state);
+    }
+}
+
+TEST_F(OverlayRouteTest, TakesEveryResultButMinus1ForSuccess) {
+    for (const auto result : successful_results) {
+        SCOPED_TRACE(result);
+        platform().kyt_send.returns(result);
+        EXPECT_EQ(send(), 1);
+        EXPECT_CALLS(update_sent());
+    }
+}
+
+// Whichever are missing, the pointers behind the first missing one are not followed.
+TEST_F(OverlayRouteTest, WithoutAQueueABufferOrAReplyIsSilentAndSendsNothing) {
+    set_client_state({.id = 9, .queue = 7, .uuid = 5});
+    EXPECT_EQ(vell_send_zeb_route_update(0, message(), &reference_), 0);
+    EXPECT_EQ(vell_send_zeb_route_update(queue, nullptr, &reference_), 0);
+    EXPECT_EQ(vell_send_zeb_route_update(queue, message(), nullptr), 0);
+    EXPECT_EQ(vell_send_zeb_route_update(queue, nullptr, nullptr), 0);
+    EXPECT_EQ(vell_send_zeb_route_update(0, nullptr, nullptr), 0);
+    EXPECT_NO_CALLS();
+    EXPECT_EQ(buffer_, before_);
+    EXPECT_TRUE(reference_is_untouched());
+}
+
+} // namespace
