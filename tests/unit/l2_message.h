@@ -1,0 +1,68 @@
+// Layer-2 messages for tests, written field by field as the caller makes them and as they go out.
+#pragma once
+
+#include "library_test.h"
+
+#include <string_view>
+#include <vector>
+
+// Bytes that lie back to back, in hexadecimal digits. Without an `after` they go out as they are.
+struct Field {
+    std::string_view before;
+    std::string_view after = {};
+};
+using Fields = std::vector<Field>;
+
+Fields operator+(Fields first, const Fields &second);
+
+Bytes before(const Fields &fields);
+Bytes after(const Fields &fields);
+
+// `size` bytes between two pages that nothing may touch: directly behind the first of them, or directly before the
+// second, with `distance` bytes between. Those and all others around the message start as a pattern.
+class GuardedBuffer {
+public:
+    enum class Side { front, back };
+
+    GuardedBuffer(const Bytes &content, Side side, std::size_t distance);
+    ~GuardedBuffer();
+    GuardedBuffer(const GuardedBuffer &) = delete;
+    GuardedBuffer &operator=(const GuardedBuffer &) = delete;
+
+    std::uint8_t *data() { return data_; }
+    Bytes content() const { return {data_, data_ + size_}; }
+    bool surroundings_untouched() const;
+
+private:
+    std::uint8_t *pages_;
+    std::size_t pages_size_;
+    Bytes start_;
+    std::uint8_t *data_;
+    std::size_t size_;
+};
+
+// A registered client whose message reference is known to the platform.
+class L2MessageTest : public LibraryTest {
+protected:
+    static constexpr ClientState acknowledged = {.id = 0xe7, .queue = 0x14131211, .uuid = 5};
+
+    L2MessageTest();
+
+    // The header's client id, reserved byte, count and value; the flags follow. `count` is in network order.
+    static Fields header(std::string_view count, const Field &flags = no_markers);
+    // Asks for no marker in either order, so that a second call does not, either.
+    static constexpr Field no_markers = {"5054", "5450"};
+
+    // vell_send_l2_mc_update with the value of `header`.
+    int update(std::uint8_t *message, std::size_t length, std::uint16_t count);
+
+    fake::Send update_sent(const Bytes &payload, std::uint32_t queue = acknowledged.queue) const;
+
+    static fake::Calls traced(int line);
+
+    // Sends the message from addresses of every alignment, hard against either guard, and holds what was sent, what is
+    // left in the buffer and what was called against what should be.
+    void expect_converted(const Fields &message, std::uint16_t count, const fake::Calls &traces = {});
+
+    kyt_msg_ref reference_ = {};
+};
