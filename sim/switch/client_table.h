@@ -30,6 +30,7 @@ struct client {
     std::uint64_t missed_deletes = 0;
     std::uint64_t ipv6_notices = 0;
     std::optional<std::array<std::uint32_t, 3>> last_ipv6_notice{};
+    std::uint64_t downloads_complete = 0;
     std::string_view dux_role{}; // empty until a role update came
 };
 

@@ -1,6 +1,7 @@
 // vellsim, the switch on the desk: its command line.
 #include "address.h"
 #include "console.h"
+#include "l2_address.h"
 #include "run_command.h"
 #include "run_dir.h"
 #include "show_command.h"
@@ -105,7 +106,8 @@ struct show_option {
 const show_option show_options_by_table[] = {
     {"--client", {"clients", "routes"}},
     {"--table", {"routes"}},
-    {"--group", {"routes"}},
+    {"--group", {"routes", "l2"}},
+    {"--vlan", {"l2"}},
     {"--source", {"routes"}},
     {"--limit", {"clients", "routes", "log"}},
     {"--summary", {"routes"}},
@@ -137,21 +139,44 @@ void add_address(CLI::App *show, const char *name, const char *help, std::option
         ->type_name("A.B.C.D");
 }
 
+// What a group may be depends on the table, which may stand behind it on the command line.
+void read_group(const std::string &text, desk::show_query &query) {
+    if (text.empty()) {
+        return;
+    }
+    const std::optional<desk::l2_address> l2_group = desk::parse_l2_address(text);
+    query.group = desk::parse_ipv4(text);
+    if (query.name == "routes" && !query.group) {
+        throw CLI::ValidationError("--group", fmt::format("{} is not an IPv4 address such as 239.1.1.2", text));
+    }
+    if (query.name == "l2" && !l2_group) {
+        throw CLI::ValidationError("--group", fmt::format("{} is no IPv4, IPv6 or MAC address", text));
+    }
+    if (query.name == "l2") {
+        query.group.reset();
+        query.l2_group = desk::address_text(*l2_group);
+    }
+}
+
 void add_show(CLI::App &app, desk::show_options &options) {
     CLI::App *show = app.add_subcommand("show", "Print a table of the running switch, or its logs");
     show->add_option("TABLE", options.query.name,
                      "What to print; the log is read from its files and\n"
                      "needs no running switch")
         ->required()
-        ->check(CLI::IsMember({"clients", "routes", "log"}).description(""))
-        ->type_name("clients|routes|log");
+        ->check(CLI::IsMember({"clients", "routes", "l2", "log"}).description(""))
+        ->type_name("clients|routes|l2|log");
     add_run_directory(show, options.run_directory);
     show->add_flag("--json", options.json, "Print JSON, for programs");
     show->add_option("--client", options.query.client, "clients, routes: only of this client id")
         ->check(CLI::Range(0, 255).description(""))
         ->type_name("ID");
     show->add_option("--table", options.query.table, "routes: only of this route table")->type_name("N");
-    add_address(show, "--group", "routes: only of this group", options.query.group);
+    show->add_option("--group", options.group, "routes, l2: only of this group; of l2 an IPv4, IPv6 or\nMAC address")
+        ->type_name("ADDRESS");
+    show->add_option("--vlan", options.query.vlan, "l2: only of this VLAN")
+        ->check(CLI::Range(1, 4094).description(""))
+        ->type_name("N");
     add_address(show, "--source", "routes: only of this source; 0.0.0.0 is any source", options.query.source);
     show->add_flag("--summary", options.query.summary, "routes: counts per table instead of the routes");
     show->add_option("--limit", options.query.limit,
@@ -167,7 +192,10 @@ void add_show(CLI::App &app, desk::show_options &options) {
                  "  vellsim show routes --summary\n"
                  "  vellsim show clients --json\n"
                  "  vellsim show log --sink service --limit 20");
-    show->final_callback([show, &options] { check_combinations(*show, options.query.name); });
+    show->final_callback([show, &options] {
+        check_combinations(*show, options.query.name);
+        read_group(options.group, options.query);
+    });
 }
 
 struct stop_options {

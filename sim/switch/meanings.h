@@ -17,6 +17,21 @@
 //   message marker   0x5aa5 on a message of one opcode 23 record makes it a dux role update, which carries nothing but
 //                    the role; in any other route message the marker has no meaning.
 //   dux role         the role bit of an opcode 23 record; no role bit takes the role away ("none given").
+//   layer-2 records  21 and 22 add and delete an MBD entry: one (VLAN, group, source) of a snooping bridge, with its
+//                    ports. 12 to 15 are a VLAN's flood list, kept per VLAN as it was last sent. 8 to 11 are kept as
+//                    the last record of each type. 18 changes lookup modes: its pairs are (VLAN, mode).
+//   MBD record       u32 at 12 the bridge's interface index, at 24 the VLAN id; the u32 at 16, 20 and 28 are not read;
+//                    u16 at 32 the entry's flags; address block 1 the group, multicast of its kind; block 2 the source,
+//                    of the same kind, all zero for any source; entries of kind 2, each a port's interface index with
+//                    its flags.
+//   MBD entry        its key is VLAN, kind of the addresses, group and source. An add makes the entry when it is new,
+//                    adds the ports it lists, or gives them other flags, and sets bridge and entry flags. A delete takes
+//                    the ports it lists; an entry left without ports goes, and a delete that lists none removes it.
+//                    Entries stay when their client goes away; an entry belongs to the client that added to it last.
+//   absent entry     deleting it, or a port it does not have, is no error: it is logged and counted as a missed delete.
+//   client id 0      in a layer-2 message: the sender has a queue, but no id yet. Layer-2 messages, out-of-band markers
+//                    and overlay notifications need none; everything else does.
+//   markers          1 begins a batch of layer-2 messages of its connection, 2 ends it; others are kept as they come.
 //   client id        goes back to the pool when its client deregisters or its connection ends; the smallest free one is
 //                    handed out.
 #pragma once
@@ -37,6 +52,16 @@ inline constexpr std::uint64_t flag_dux_forward_odd = 1u << 20;
 inline constexpr std::uint64_t flag_dux_forward_none = 1u << 25;
 inline constexpr std::uint64_t dux_role_flags =
     flag_dux_forward_all | flag_dux_forward_even | flag_dux_forward_odd | flag_dux_forward_none;
+
+inline constexpr std::uint8_t l2_record_lookup_mode = 18;
+inline constexpr std::uint8_t l2_record_mbd_add = 21;
+inline constexpr std::uint8_t l2_record_mbd_delete = 22;
+
+inline constexpr std::uint16_t mbd_flag_permanent = 0x0001; // static; otherwise learned
+inline constexpr std::uint32_t l2_port_flag_svi = 0x04;
+
+inline constexpr std::uint32_t marker_begin = 1;
+inline constexpr std::uint32_t marker_end = 2;
 
 // Clients with these uuids share no memory segment with the service: the name in their registration is not read.
 inline constexpr std::uint32_t uuids_without_segment[] = {286, 592};

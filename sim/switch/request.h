@@ -18,11 +18,20 @@ void handle_register(request &asked);
 void handle_deregister(request &asked);
 void handle_route_message(request &asked);
 void handle_ipv6_notice(request &asked);
+void handle_l2_message(request &asked);
+void handle_marker(request &asked);
+void handle_download_complete(request &asked);
 
 // The second word of the send-options block; what it has to be depends on the request.
 void require_option_word_1(const request &asked, std::uint32_t value);
 
 // The sender's own row in the client table. Refuses an id that is not the one that this connection was given.
 client &require_client(const request &asked, std::uint8_t id);
+
+// The same for requests that carry no id.
+client &require_registered(const request &asked);
+
+// For what a peer without an id may send too.
+sender_name name_sender(const request &asked);
 
 } // namespace desk

@@ -44,10 +44,9 @@ int run_switch(const run_options &options) {
     }
 
     switch_log log(options.run_directory, options.quiet);
-    service vell{.faults = options.faults,
-                 .log = [&log](std::uint32_t level, const std::string &text) { log.write(level, text); },
-                 .clients = {},
-                 .routes = {}};
+    service vell;
+    vell.faults = options.faults;
+    vell.log = [&log](std::uint32_t level, const std::string &text) { log.write(level, text); };
     vell.log(log_level_trace, fmt::format("listens on {}", place.path));
     server serving(vell, place.socket.get(), stop.get());
     print_ready(place.path);

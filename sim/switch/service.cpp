@@ -23,10 +23,10 @@ struct request_kind {
 };
 
 constexpr request_kind request_kinds[] = {
-    {212, 75796, "register request", handle_register},
-    {212, 75797, "deregister request", handle_deregister},
-    {214, 75831, "route update", handle_route_message},
-    {214, 75779, "IPv6 route notice", handle_ipv6_notice},
+    {212, 75796, "register request", handle_register},           {212, 75797, "deregister request", handle_deregister},
+    {214, 75831, "route update", handle_route_message},          {214, 75779, "IPv6 route notice", handle_ipv6_notice},
+    {213, 75821, "layer-2 update", handle_l2_message},           {213, 75804, "out-of-band marker", handle_marker},
+    {213, 75789, "download complete", handle_download_complete},
 };
 
 const request_kind *find_kind(std::uint32_t opcode) {
@@ -90,6 +90,19 @@ client &require_client(const request &asked, std::uint8_t id) {
     return *sender;
 }
 
+client &require_registered(const request &asked) {
+    client *sender = asked.vell.clients.find(asked.from.client_of);
+    if (sender == nullptr) {
+        refuse_at(0, "this connection is not registered");
+    }
+    return *sender;
+}
+
+sender_name name_sender(const request &asked) {
+    const client *sender = asked.vell.clients.find(asked.from.client_of);
+    return {sender == nullptr ? std::uint8_t{0} : sender->id, asked.from.pid};
+}
+
 std::string describe(service &vell, const session &who) {
     if (const client *known = vell.clients.find(who.client_of)) {
         return fmt::format("client {} (pid {})", known->id, who.pid);
@@ -118,6 +131,7 @@ std::vector<reply> handle_request(service &vell, session &from, const frame_head
 }
 
 void handle_loss(service &vell, session &from, std::string_view how) {
+    vell.batches.abandon(std::exchange(from.batch, 0));
     if (vell.clients.find(from.client_of) == nullptr) {
         return;
     }

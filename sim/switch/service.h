@@ -4,6 +4,8 @@
 #include "client_table.h"
 #include "fault_modes.h"
 #include "frame.h"
+#include "l2_batches.h"
+#include "l2_tables.h"
 #include "route.h"
 
 #include <chrono>
@@ -26,12 +28,15 @@ struct service {
     std::function<void(std::uint32_t level, const std::string &text)> log;
     client_table clients;
     std::map<route_key, route> routes;
+    l2_tables l2{};
+    batch_table batches{};
 };
 
 // One connection, as the service knows it.
 struct session {
     std::uint32_t pid = 0;
     client_key client_of = 0; // 0 while not registered
+    batch_key batch = 0;      // 0 while none is open
 };
 
 // A message to the peer that sent the request.

@@ -3,6 +3,7 @@
 #include "address.h"
 #include "printable.h"
 #include "route_flags.h"
+#include "show_l2.h"
 #include "show_query.h"
 
 #include <algorithm>
@@ -187,6 +188,7 @@ struct shown_table {
 constexpr shown_table shown_tables[] = {
     {"clients", show_clients},
     {"routes", show_routes},
+    {"l2", show_l2},
 };
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "show_command.h"
 
 #include "console.h"
+#include "l2_text.h"
 #include "log_files.h"
 #include "show_text.h"
 #include "switch_client.h"
@@ -10,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fmt/format.h>
+#include <iterator>
 
 namespace desk {
 
@@ -82,10 +84,21 @@ int show(const show_options &options) {
     if (options.query.name == "log") {
         return show_log(options);
     }
-    if (options.query.name == "clients") {
-        return show_table(options, clients_text);
+    if (options.query.name == "routes" && options.query.summary) {
+        return show_table(options, route_summary_text);
     }
-    return show_table(options, options.query.summary ? route_summary_text : routes_text);
+    struct table_text {
+        const char *name;
+        std::string (*text)(const json &table);
+    };
+    constexpr table_text texts[] = {
+        {"clients", clients_text},
+        {"routes", routes_text},
+        {"l2", l2_text},
+    };
+    const auto found =
+        std::ranges::find_if(texts, [&](const table_text &row) { return options.query.name == row.name; });
+    return found == std::end(texts) ? fail("no such table") : show_table(options, found->text);
 }
 
 } // namespace desk

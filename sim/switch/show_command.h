@@ -10,7 +10,8 @@ namespace desk {
 struct show_options {
     std::string run_directory;
     show_query query{};
-    std::string sink{}; // of the log; empty for all
+    std::string group{}; // as given on the command line
+    std::string sink{};  // of the log; empty for all
     bool json = false;
 };
 

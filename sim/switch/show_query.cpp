@@ -16,12 +16,16 @@ struct number_member {
 
 constexpr number_member number_members[] = {
     {"client", &show_query::client}, {"table", &show_query::table}, {"group", &show_query::group},
-    {"source", &show_query::source}, {"limit", &show_query::limit},
+    {"source", &show_query::source}, {"limit", &show_query::limit}, {"vlan", &show_query::vlan},
 };
 
 bool read_member(const std::string &name, const nlohmann::json &value, show_query &query) {
     if (name == "summary" && value.is_boolean()) {
         query.summary = value.get<bool>();
+        return true;
+    }
+    if (name == "l2_group" && value.is_string()) {
+        query.l2_group = value.get<std::string>();
         return true;
     }
     for (const number_member &member : number_members) {
@@ -41,6 +45,9 @@ std::string encode_show_query(const show_query &query) {
         if (query.*member.value) {
             narrowed[member.name] = *(query.*member.value);
         }
+    }
+    if (!query.l2_group.empty()) {
+        narrowed["l2_group"] = query.l2_group;
     }
     if (query.summary) {
         narrowed["summary"] = true;

@@ -22,7 +22,9 @@ struct show_query {
     std::optional<std::uint32_t> table{}; // the route table's id
     std::optional<std::uint32_t> group{};
     std::optional<std::uint32_t> source{};
+    std::optional<std::uint32_t> vlan{};
     std::optional<std::uint32_t> limit{};
+    std::string l2_group{}; // as address_text() writes it; empty for all
     bool summary = false;
 };
 

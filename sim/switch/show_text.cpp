@@ -2,6 +2,7 @@
 
 #include "printable.h"
 #include "service.h"
+#include "text_layout.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -14,28 +15,6 @@ namespace desk {
 namespace {
 
 using json = nlohmann::ordered_json;
-
-constexpr std::size_t width = 80;
-
-// Items with a comma between them, broken into lines behind commas; the lines after the first are indented under it.
-std::string wrapped(const std::string &lead, const std::vector<std::string> &items) {
-    std::string text;
-    std::string line = lead;
-    const std::string indent(lead.size(), ' ');
-    for (std::size_t i = 0; i < items.size(); ++i) {
-        const std::string item = i + 1 < items.size() ? items[i] + "," : items[i];
-        if (line.size() > lead.size() && line.size() + 1 + item.size() > width) {
-            text += line + "\n";
-            line = indent;
-        }
-        line += (line.size() > lead.size() ? " " : "") + item;
-    }
-    return text + line + "\n";
-}
-
-std::string counted(std::uint64_t count, std::string_view noun) {
-    return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
-}
 
 // "1200 routes", and of a limited table "10 of 1200 routes".
 std::string count_line(std::uint64_t shown, std::uint64_t matched, std::string_view noun) {

@@ -60,6 +60,16 @@ inline desk::frame_head notice_head() {
     return request_head(214, 75779, 1);
 }
 
+inline desk::frame_head l2_head() {
+    return request_head(213, 75821, 1);
+}
+inline desk::frame_head marker_head() {
+    return request_head(213, 75804, 0);
+}
+inline desk::frame_head download_head() {
+    return request_head(213, 75789, 0);
+}
+
 inline bytes register_payload(std::uint32_t uuid, std::string_view segment = "segment") {
     return message().u8(0).fill(3, 0).u32(uuid).text(segment, 240);
 }

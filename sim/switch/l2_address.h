@@ -1,0 +1,35 @@
+// An address as layer-2 records carry it: an IPv4, IPv6 or MAC address.
+#pragma once
+
+#include <array>
+#include <compare>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace desk {
+
+enum class l2_address_kind : std::uint32_t { mac = 2, ipv4 = 4, ipv6 = 8 };
+
+struct l2_address {
+    l2_address_kind kind = l2_address_kind::ipv4;
+    std::array<std::uint8_t, 16> bytes{}; // in network byte order; 0 behind the address
+
+    friend auto operator<=>(const l2_address &, const l2_address &) = default;
+};
+
+// How many bytes an address of this kind has, or 0 when the number is no kind.
+std::size_t l2_address_size(std::uint32_t kind);
+
+bool is_zero(const l2_address &address);
+bool is_multicast(const l2_address &address);
+
+std::string_view kind_name(l2_address_kind kind); // ipv4, ipv6 or mac
+std::string address_text(const l2_address &address);
+
+// Any of the three, as people write them: 239.1.1.1, ff02::1:3 or 01:00:5e:01:01:01.
+std::optional<l2_address> parse_l2_address(const std::string &text);
+
+} // namespace desk

@@ -1,0 +1,63 @@
+// The batches that out-of-band markers bracket, and the markers that bracket nothing.
+#pragma once
+
+#include "l2_tables.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <string>
+
+namespace desk {
+
+// How many batches, and how many other markers, are remembered.
+inline constexpr std::size_t batches_kept = 256;
+
+using batch_key = std::uint64_t;
+
+struct l2_batch {
+    batch_key key = 0;
+    sender_name from;
+    std::string begun{}; // the time; empty when an end marker came alone
+    std::string ended{}; // likewise, when no end marker came
+    std::uint64_t messages = 0;
+    std::uint64_t records = 0;
+    bool open = false;
+};
+
+struct other_marker {
+    sender_name from;
+    std::uint32_t marker = 0;
+    std::string time{};
+};
+
+class batch_table {
+public:
+    batch_key begin(const sender_name &from);
+
+    // Counts a message in; without effect when the batch is forgotten.
+    void add_message(batch_key key, std::size_t records);
+
+    // With an end marker, or without one: its connection ended, or another begin marker came.
+    void end(batch_key key);
+    void abandon(batch_key key);
+
+    // An end marker that no begin marker came before.
+    void add_lone_end(const sender_name &from);
+    void add_other(const sender_name &from, std::uint32_t marker);
+
+    // Oldest first.
+    const std::deque<l2_batch> &all() const { return batches_; }
+    const std::deque<other_marker> &others() const { return others_; }
+
+private:
+    l2_batch &add(const sender_name &from);
+    l2_batch *find(batch_key key);
+
+    std::deque<l2_batch> batches_;
+    std::deque<other_marker> others_;
+    batch_key last_key_ = 0;
+};
+
+} // namespace desk

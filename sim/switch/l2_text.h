@@ -1,0 +1,12 @@
+// The layer-2 tables as text for a terminal of 80 columns.
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+namespace desk {
+
+// Takes the table's JSON, as the switch gave it.
+std::string l2_text(const nlohmann::ordered_json &table);
+
+} // namespace desk

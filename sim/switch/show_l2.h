@@ -1,0 +1,13 @@
+// The layer-2 tables as JSON.
+#pragma once
+
+#include "service.h"
+#include "show_query.h"
+
+#include <string>
+
+namespace desk {
+
+std::string show_l2(const service &vell, const show_query &query);
+
+} // namespace desk

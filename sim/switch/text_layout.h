@@ -1,0 +1,20 @@
+// How text for a terminal of 80 columns is laid out.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace desk {
+
+inline constexpr std::size_t text_width = 80;
+
+// Items with a comma between them, broken into lines behind commas; the lines after the first are indented under it.
+std::string wrapped(const std::string &lead, const std::vector<std::string> &items);
+
+// "1 route", "2 routes".
+std::string counted(std::uint64_t count, std::string_view noun, std::string_view plural = {});
+
+} // namespace desk

@@ -1,0 +1,160 @@
+#include "l2_bytes.h"
+#include "show_answer.h"
+#include "test_service.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+using testing::ElementsAre;
+using testing::MatchesRegex;
+using json = nlohmann::json;
+
+namespace {
+
+constexpr const char *a_time = "20..-..-..T..:..:..[.].*Z";
+
+struct notified_service : test_service {
+    desk::session from = registered_session();
+
+    void mark(desk::session &who, std::uint32_t marker) { send(who, marker_head(), message().u32(marker)); }
+    void update(unsigned records) { send(from, l2_head(), mbd_message(1, std::vector<test_mbd>(records))); }
+    json shown(const char *part) const { return json::parse(desk::answer_show(vell, "l2").text).at("l2").at(part); }
+};
+
+} // namespace
+
+TEST(Markers, BracketABatch) {
+    notified_service test;
+    test.update(9);
+    test.mark(test.from, 1);
+    EXPECT_EQ(test.shown("batches").at(0).at("open"), true);
+    EXPECT_TRUE(test.shown("batches").at(0).at("ended").is_null());
+    test.update(3);
+    test.update(2);
+    test.mark(test.from, 2);
+    test.update(9);
+    const json batches = test.shown("batches");
+    ASSERT_EQ(batches.size(), 1u);
+    EXPECT_EQ(batches[0].at("client"), 1);
+    EXPECT_EQ(batches[0].at("pid"), 4711);
+    EXPECT_EQ(batches[0].at("messages"), 2);
+    EXPECT_EQ(batches[0].at("records"), 5);
+    EXPECT_EQ(batches[0].at("open"), false);
+    EXPECT_THAT(batches[0].at("begun").get<std::string>(), MatchesRegex(a_time));
+    EXPECT_THAT(batches[0].at("ended").get<std::string>(), MatchesRegex(a_time));
+    EXPECT_TRUE(test.errors.empty());
+}
+
+TEST(Markers, CountNoRefusedMessages) {
+    notified_service test;
+    test.mark(test.from, 1);
+    test.send(test.from, l2_head(), mbd_message(1, {{}, {.vlan = 0}}));
+    EXPECT_EQ(test.shown("batches").at(0).at("messages"), 0);
+}
+
+TEST(Markers, OfTwoConnectionsDoNotMix) {
+    notified_service test;
+    desk::session queue_only{.pid = 99};
+    test.mark(test.from, 1);
+    test.mark(queue_only, 1);
+    test.update(3);
+    test.mark(queue_only, 2);
+    const json batches = test.shown("batches");
+    ASSERT_EQ(batches.size(), 2u);
+    EXPECT_EQ(batches[0].at("records"), 3);
+    EXPECT_EQ(batches[0].at("open"), true);
+    EXPECT_EQ(batches[1].at("client"), 0);
+    EXPECT_EQ(batches[1].at("pid"), 99);
+    EXPECT_EQ(batches[1].at("records"), 0);
+    EXPECT_EQ(batches[1].at("open"), false);
+}
+
+TEST(Markers, MayBeUnpaired) {
+    notified_service test;
+    test.mark(test.from, 2);
+    test.mark(test.from, 1);
+    test.mark(test.from, 1);
+    EXPECT_EQ(test.traces.at(1), "client 1 (pid 4711): end marker without a begin marker");
+    EXPECT_EQ(test.traces.at(2),
+              "client 1 (pid 4711): begin marker inside a batch: the batch ends without an end marker");
+    desk::handle_loss(test.vell, test.from, "it closed its connection");
+    const json batches = test.shown("batches");
+    ASSERT_EQ(batches.size(), 3u);
+    EXPECT_TRUE(batches[0].at("begun").is_null());
+    EXPECT_TRUE(batches[0].at("ended").is_string());
+    for (const std::size_t cut_off : {1u, 2u}) {
+        EXPECT_TRUE(batches[cut_off].at("begun").is_string());
+        EXPECT_TRUE(batches[cut_off].at("ended").is_null());
+        EXPECT_EQ(batches[cut_off].at("open"), false);
+    }
+}
+
+TEST(Markers, OfOtherValuesAreKeptAsTheyAre) {
+    notified_service test;
+    test.mark(test.from, 7);
+    test.mark(test.from, 0x01000000);
+    const json others = test.shown("other_markers");
+    ASSERT_EQ(others.size(), 2u);
+    EXPECT_EQ(others[0].at("marker"), 7);
+    EXPECT_EQ(others[0].at("client"), 1);
+    EXPECT_EQ(others[1].at("marker"), 0x01000000);
+    EXPECT_TRUE(test.shown("batches").empty());
+}
+
+TEST(Markers, AreForgottenOldestFirst) {
+    notified_service test;
+    for (std::uint32_t i = 0; i < desk::batches_kept + 5; ++i) {
+        test.mark(test.from, 100 + i);
+        test.mark(test.from, 1);
+        test.mark(test.from, 2);
+    }
+    const json others = test.shown("other_markers");
+    EXPECT_EQ(others.size(), desk::batches_kept);
+    EXPECT_EQ(others[0].at("marker"), 105);
+    EXPECT_EQ(test.shown("batches").size(), desk::batches_kept);
+}
+
+TEST(Markers, AreRefusedWithAnotherLengthOrHead) {
+    notified_service test;
+    test.send(test.from, marker_head(), literal({1, 0, 0}));
+    test.send(test.from, request_head(213, 75804, 1), message().u32(1));
+    EXPECT_THAT(test.errors,
+                ElementsAre("client 1 (pid 4711): out-of-band marker (opcode 75804): offset 3: the message "
+                            "is 3 bytes long, it must be 4: refused",
+                            "client 1 (pid 4711): out-of-band marker (opcode 75804): frame head offset 32: "
+                            "send-options word 1 is 1, it must be 0: refused"));
+    EXPECT_TRUE(test.shown("batches").empty());
+}
+
+TEST(DownloadComplete, IsCountedPerClient) {
+    notified_service test;
+    test.registered_session();
+    desk::session third = test.registered_session();
+    test.send(third, download_head(), message().u32(0));
+    test.send(test.from, download_head(), message().u32(0));
+    test.send(third, download_head(), message().u32(0));
+    EXPECT_EQ(test.shown("download_complete"),
+              json::parse(R"([{"client":1,"pid":4711,"count":1},{"client":3,"pid":4711,"count":2}])"));
+    EXPECT_TRUE(test.errors.empty());
+}
+
+TEST(DownloadComplete, IsRefusedUnlessItIsRight) {
+    notified_service test;
+    desk::session queue_only{.pid = 99};
+    test.send(queue_only, download_head(), message().u32(0));
+    test.send(test.from, download_head(), message().u32(5));
+    test.send(test.from, download_head(), message().u32(0).u8(0));
+    test.send(test.from, request_head(213, 75789, 1), message().u32(0));
+    EXPECT_THAT(
+        test.errors,
+        ElementsAre("unregistered client (pid 99): download complete (opcode 75789): offset 0: this connection "
+                    "is not registered: refused",
+                    "client 1 (pid 4711): download complete (opcode 75789): offset 0: value is 5, it must be 0: "
+                    "refused",
+                    "client 1 (pid 4711): download complete (opcode 75789): offset 4: the message is 5 bytes "
+                    "long, it must be 4: refused",
+                    "client 1 (pid 4711): download complete (opcode 75789): frame head offset 32: send-options "
+                    "word 1 is 1, it must be 0: refused"));
+    EXPECT_TRUE(test.shown("download_complete").empty());
+}
