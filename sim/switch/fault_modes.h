@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 
@@ -9,13 +10,19 @@ namespace desk {
 
 enum class ack_mode { once, late, twice, never };
 
+inline std::size_t copies(ack_mode mode) {
+    return mode == ack_mode::never ? 0 : mode == ack_mode::twice ? 2 : 1;
+}
+
 struct fault_modes {
     bool reject_registration = false;
     ack_mode ack = ack_mode::once;
-    std::chrono::milliseconds ack_delay{0}; // for ack_mode::late
-    std::optional<std::uint8_t> ack_id{};   // instead of the smallest free one; 0 is allowed
-    std::chrono::milliseconds slow{0};      // pause before each request of a client
-    std::uint64_t die_after = 0;            // handled requests; 0 is never
+    std::chrono::milliseconds ack_delay{0};    // for ack_mode::late
+    ack_mode answer = ack_mode::once;          // of statistics and clear requests
+    std::chrono::milliseconds answer_delay{0}; // for ack_mode::late
+    std::optional<std::uint8_t> ack_id{};      // instead of the smallest free one; 0 is allowed
+    std::chrono::milliseconds slow{0};         // pause before each request of a client
+    std::uint64_t die_after = 0;               // handled requests; 0 is never
 };
 
 } // namespace desk

@@ -29,7 +29,8 @@ frame_input::state frame_input::look() {
     if (!read) {
         return state::incomplete;
     }
-    static const std::vector<frame_kind> from_peers = {frame_kind::request, frame_kind::show_request};
+    static const std::vector<frame_kind> from_peers = {frame_kind::request, frame_kind::show_request,
+                                                       frame_kind::count_request};
     broken_reason_ = check_frame_head(*read, from_peers);
     if (!broken_reason_.empty()) {
         return state::broken;

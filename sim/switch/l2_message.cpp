@@ -15,7 +15,6 @@ constexpr std::size_t header_size = 8;
 constexpr std::size_t fixed_block_size = 80;
 constexpr std::size_t type_at = 0;
 constexpr std::size_t length_at = 8;
-constexpr std::uint16_t highest_vlan = 4094;
 
 enum class entry_form { pairs, oifs };
 

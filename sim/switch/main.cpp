@@ -42,15 +42,15 @@ std::optional<int> parse_delay(const std::string &text) {
 }
 
 // Returns an empty string or what is wrong, as CLI11 wants it of a validator.
-std::string parse_ack_mode(const std::string &text, desk::fault_modes &faults) {
+std::string parse_ack_mode(const std::string &text, desk::ack_mode &mode, std::chrono::milliseconds &late_by) {
     constexpr std::string_view late = "late:";
     if (text == "twice") {
-        faults.ack = desk::ack_mode::twice;
+        mode = desk::ack_mode::twice;
     } else if (text == "never") {
-        faults.ack = desk::ack_mode::never;
+        mode = desk::ack_mode::never;
     } else if (const auto delay = text.starts_with(late) ? parse_delay(text.substr(late.size())) : std::nullopt) {
-        faults.ack = desk::ack_mode::late;
-        faults.ack_delay = std::chrono::milliseconds(*delay);
+        mode = desk::ack_mode::late;
+        late_by = std::chrono::milliseconds(*delay);
     } else {
         return fmt::format("{} is not late:MS (0 to {} milliseconds), twice or never", text, longest_delay_ms);
     }
@@ -65,7 +65,14 @@ void add_fault_options(CLI::App *run, desk::fault_modes &faults) {
            "--ack", [](const std::string &) {},
            "How to acknowledge registrations: late:MS (so many\n"
            "milliseconds later), twice or never")
-        ->check(CLI::Validator([&faults](std::string &text) { return parse_ack_mode(text, faults); }, ""))
+        ->check(CLI::Validator(
+            [&faults](std::string &text) { return parse_ack_mode(text, faults.ack, faults.ack_delay); }, ""))
+        ->type_name("MODE")
+        ->group(group);
+    run->add_option_function<std::string>(
+           "--answer", [](const std::string &) {}, "How to answer statistics and clear requests, likewise")
+        ->check(CLI::Validator(
+            [&faults](std::string &text) { return parse_ack_mode(text, faults.answer, faults.answer_delay); }, ""))
         ->type_name("MODE")
         ->group(group);
     run->add_option("--ack-id", faults.ack_id,
@@ -105,7 +112,7 @@ struct show_option {
 
 const show_option show_options_by_table[] = {
     {"--client", {"clients", "routes"}},
-    {"--table", {"routes"}},
+    {"--table", {"routes", "stats"}},
     {"--group", {"routes", "l2"}},
     {"--vlan", {"l2"}},
     {"--source", {"routes"}},
@@ -164,14 +171,14 @@ void add_show(CLI::App &app, desk::show_options &options) {
                      "What to print; the log is read from its files and\n"
                      "needs no running switch")
         ->required()
-        ->check(CLI::IsMember({"clients", "routes", "l2", "log"}).description(""))
-        ->type_name("clients|routes|l2|log");
+        ->check(CLI::IsMember({"clients", "routes", "stats", "l2", "overlay", "log"}).description(""))
+        ->type_name("clients|routes|stats|l2|overlay|log");
     add_run_directory(show, options.run_directory);
     show->add_flag("--json", options.json, "Print JSON, for programs");
     show->add_option("--client", options.query.client, "clients, routes: only of this client id")
         ->check(CLI::Range(0, 255).description(""))
         ->type_name("ID");
-    show->add_option("--table", options.query.table, "routes: only of this route table")->type_name("N");
+    show->add_option("--table", options.query.table, "routes, stats: only of this route table")->type_name("N");
     show->add_option("--group", options.group, "routes, l2: only of this group; of l2 an IPv4, IPv6 or\nMAC address")
         ->type_name("ADDRESS");
     show->add_option("--vlan", options.query.vlan, "l2: only of this VLAN")
@@ -196,6 +203,31 @@ void add_show(CLI::App &app, desk::show_options &options) {
         check_combinations(*show, options.query.name);
         read_group(options.group, options.query);
     });
+}
+
+struct count_options {
+    std::string run_directory;
+    desk::count_request wanted{};
+    bool json = false;
+};
+
+void add_count(CLI::App &app, count_options &options) {
+    CLI::App *count =
+        app.add_subcommand("count", "Count traffic for a route of the running switch, which forwards none");
+    add_run_directory(count, options.run_directory);
+    desk::count_request &wanted = options.wanted;
+    count->add_option("--source", wanted.source, "The route's source, IPv4 or IPv6")->required()->type_name("ADDRESS");
+    count->add_option("--group", wanted.group, "The route's group, of the same family")
+        ->required()
+        ->type_name("ADDRESS");
+    count->add_option("--table", wanted.table, "The route's table")->type_name("N")->capture_default_str();
+    count->add_option("--source-len", wanted.source_length, "Source mask length; the whole address by default")
+        ->type_name("N");
+    count->add_option("--group-len", wanted.group_length, "Group mask length, likewise")->type_name("N");
+    count->add_option("--packets", wanted.added.packets, "Packets to add")->type_name("N");
+    count->add_option("--bytes", wanted.added.bytes, "Bytes to add")->type_name("N");
+    count->add_option("--wrong-if", wanted.added.wrong_if, "Packets on a wrong interface to add")->type_name("N");
+    count->add_flag("--json", options.json, "Print JSON, for programs");
 }
 
 struct stop_options {
@@ -228,9 +260,11 @@ int main(int argc, char **argv) {
     app.require_subcommand(1);
     desk::run_options run_options{.run_directory = desk::run_dir()};
     desk::show_options show_options{.run_directory = desk::run_dir()};
+    count_options counted{.run_directory = desk::run_dir()};
     stop_options stop_wanted{.run_directory = desk::run_dir()};
     add_run(app, run_options);
     add_show(app, show_options);
+    add_count(app, counted);
     add_stop(app, stop_wanted);
     try {
         app.parse(argc, argv);
@@ -239,6 +273,9 @@ int main(int argc, char **argv) {
     }
     if (app.got_subcommand("run")) {
         return desk::run_switch(run_options);
+    }
+    if (app.got_subcommand("count")) {
+        return desk::count(counted.run_directory, counted.wanted, counted.json);
     }
     return app.got_subcommand("show") ? desk::show(show_options) : stop(stop_wanted);
 }

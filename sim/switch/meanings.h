@@ -32,6 +32,12 @@
 //   client id 0      in a layer-2 message: the sender has a queue, but no id yet. Layer-2 messages, out-of-band markers
 //                    and overlay notifications need none; everything else does.
 //   markers          1 begins a batch of layer-2 messages of its connection, 2 ends it; others are kept as they come.
+//   overlay          type 1 disables the feature, type 3 does so with the flag, type 2 disables the VLANs that it lists,
+//                    u16 each. A route update is kept as it comes.
+//   statistics       a counter exists for every IPv4 route held and for every route that `vellsim count` names, which
+//                    it keeps when the route goes; the desk forwards nothing, so only `vellsim count` moves them. An
+//                    answer holds them as they were before a clearing. An IPv4 statistics request clears too when its
+//                    clear word is not 0.
 //   client id        goes back to the pool when its client deregisters or its connection ends; the smallest free one is
 //                    handed out.
 #pragma once
@@ -62,6 +68,12 @@ inline constexpr std::uint32_t l2_port_flag_svi = 0x04;
 
 inline constexpr std::uint32_t marker_begin = 1;
 inline constexpr std::uint32_t marker_end = 2;
+
+inline constexpr std::uint16_t highest_vlan = 4094;
+
+inline constexpr std::uint16_t overlay_type_disable = 1;
+inline constexpr std::uint16_t overlay_type_disable_vlans = 2;
+inline constexpr std::uint16_t overlay_type_disable_with_flag = 3;
 
 // Clients with these uuids share no memory segment with the service: the name in their registration is not read.
 inline constexpr std::uint32_t uuids_without_segment[] = {286, 592};

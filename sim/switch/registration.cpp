@@ -2,10 +2,10 @@
 
 #include "byte_reader.h"
 #include "meanings.h"
+#include "message_frame.h"
 #include "request.h"
 
 #include <algorithm>
-#include <cstring>
 #include <fmt/format.h>
 #include <iterator>
 #include <optional>
@@ -31,8 +31,7 @@ std::string read_segment(byte_reader &reader) {
 void acknowledge(request &asked, std::uint8_t id, bool accepted) {
     const fault_modes &faults = asked.vell.faults;
     const reply answer{encode_register_ack(id, accepted), faults.ack_delay};
-    const std::size_t copies = faults.ack == ack_mode::never ? 0 : faults.ack == ack_mode::twice ? 2 : 1;
-    asked.replies.insert(asked.replies.end(), copies, answer);
+    asked.replies.insert(asked.replies.end(), copies(faults.ack), answer);
 }
 
 void reject(request &asked, client &&rejected, std::string_view why) {
@@ -66,17 +65,8 @@ std::uint8_t decode_deregister_request(std::span<const std::byte> message) {
 }
 
 std::vector<std::byte> encode_register_ack(std::uint8_t id, bool accepted) {
-    frame_head head{};
-    head.magic = frame_magic;
-    head.kind = frame_kind::message;
-    head.length = 2;
-    head.sap = sap_registration;
-    head.opcode = register_ack_opcode;
-    std::vector<std::byte> frame(sizeof head + head.length);
-    std::memcpy(frame.data(), &head, sizeof head);
-    frame[sizeof head] = std::byte{id};
-    frame[sizeof head + 1] = accepted ? std::byte{1} : std::byte{0};
-    return frame;
+    const std::byte payload[] = {std::byte{id}, accepted ? std::byte{1} : std::byte{0}};
+    return message_frame(sap_registration, register_ack_opcode, payload);
 }
 
 void handle_register(request &asked) {

@@ -21,6 +21,12 @@ void handle_ipv6_notice(request &asked);
 void handle_l2_message(request &asked);
 void handle_marker(request &asked);
 void handle_download_complete(request &asked);
+void handle_ipv4_statistics(request &asked);
+void handle_ipv4_clear(request &asked);
+void handle_ipv6_statistics(request &asked);
+void handle_ipv6_clear(request &asked);
+void handle_overlay_notice(request &asked);
+void handle_overlay_route(request &asked);
 
 // The second word of the send-options block; what it has to be depends on the request.
 void require_option_word_1(const request &asked, std::uint32_t value);

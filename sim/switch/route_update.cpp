@@ -50,6 +50,7 @@ void add_route(request &asked, client &sender, route_record &record) {
 // Returns whether the route was there.
 bool delete_route(request &asked, client &sender, const route_record &record) {
     const bool found = asked.vell.routes.erase(record.key) > 0;
+    forget_uncounted(asked.vell.counters, record.key);
     ++(found ? sender.route_records : sender.missed_deletes);
     return found;
 }

@@ -1,5 +1,7 @@
 #include "server.h"
 
+#include "counting.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <fmt/format.h>
@@ -16,16 +18,22 @@ constexpr std::size_t small_input = 64u << 10;
 // More than a socket holds for a peer that sent before somebody else asked, and an end for one that never stops.
 constexpr std::size_t catch_up_limit = 1u << 20;
 
-bool has_whole(peer_connection &peer, frame_kind kind) {
-    return peer.input.look() == frame_input::state::whole && peer.input.front().head.kind == kind;
+bool has_whole(peer_connection &peer) {
+    return peer.input.look() == frame_input::state::whole;
 }
 
 bool has_request(peer_connection &peer) {
-    return has_whole(peer, frame_kind::request);
+    return has_whole(peer) && peer.input.front().head.kind == frame_kind::request;
 }
 
-bool has_show_request(peer_connection &peer) {
-    return has_whole(peer, frame_kind::show_request);
+// A question is answered from the tables, before anything that comes after it changes them.
+bool has_question(peer_connection &peer) {
+    return has_whole(peer) && !has_request(peer);
+}
+
+show_answer answer(service &vell, const frame_view &question) {
+    const std::string_view text(reinterpret_cast<const char *>(question.payload.data()), question.payload.size());
+    return question.head.kind == frame_kind::count_request ? answer_count(vell, text) : answer_show(vell, text);
 }
 
 bool wants_input(peer_connection &peer) {
@@ -120,13 +128,12 @@ void server::finish_turn(connection_id id, peer_connection &peer) {
 
 void server::take_frames(connection_id id, peer_connection &peer) {
     take_requests(id, peer);
-    while (!dead_ && has_show_request(peer) && !peer.show_pending()) {
+    while (!dead_ && has_question(peer) && !peer.show_pending()) {
         catch_up(id);
         if (dead_) {
             return;
         }
-        const auto asked = peer.input.front().payload;
-        peer.queue_show(answer_show(vell_, {reinterpret_cast<const char *>(asked.data()), asked.size()}));
+        peer.queue_show(answer(vell_, peer.input.front()));
         peer.input.drop_frame();
         take_requests(id, peer);
     }

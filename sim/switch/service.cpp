@@ -23,10 +23,19 @@ struct request_kind {
 };
 
 constexpr request_kind request_kinds[] = {
-    {212, 75796, "register request", handle_register},           {212, 75797, "deregister request", handle_deregister},
-    {214, 75831, "route update", handle_route_message},          {214, 75779, "IPv6 route notice", handle_ipv6_notice},
-    {213, 75821, "layer-2 update", handle_l2_message},           {213, 75804, "out-of-band marker", handle_marker},
+    {212, 75796, "register request", handle_register},
+    {212, 75797, "deregister request", handle_deregister},
+    {214, 75831, "route update", handle_route_message},
+    {214, 75779, "IPv6 route notice", handle_ipv6_notice},
+    {213, 75821, "layer-2 update", handle_l2_message},
+    {213, 75804, "out-of-band marker", handle_marker},
     {213, 75789, "download complete", handle_download_complete},
+    {213, 75820, "overlay notification", handle_overlay_notice},
+    {213, 75818, "overlay route update", handle_overlay_route},
+    {214, 75785, "IPv4 statistics request", handle_ipv4_statistics},
+    {214, 75798, "IPv4 clear request", handle_ipv4_clear},
+    {214, 75786, "IPv6 statistics request", handle_ipv6_statistics},
+    {214, 75799, "IPv6 clear request", handle_ipv6_clear},
 };
 
 const request_kind *find_kind(std::uint32_t opcode) {

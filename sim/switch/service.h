@@ -6,7 +6,9 @@
 #include "frame.h"
 #include "l2_batches.h"
 #include "l2_tables.h"
+#include "overlay.h"
 #include "route.h"
+#include "statistics.h"
 
 #include <chrono>
 #include <cstddef>
@@ -30,6 +32,8 @@ struct service {
     std::map<route_key, route> routes;
     l2_tables l2{};
     batch_table batches{};
+    counter_table counters{};
+    overlay_state overlay{};
 };
 
 // One connection, as the service knows it.

@@ -4,7 +4,9 @@
 #include "printable.h"
 #include "route_flags.h"
 #include "show_l2.h"
+#include "show_overlay.h"
 #include "show_query.h"
+#include "show_stats.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -186,9 +188,8 @@ struct shown_table {
 };
 
 constexpr shown_table shown_tables[] = {
-    {"clients", show_clients},
-    {"routes", show_routes},
-    {"l2", show_l2},
+    {"clients", show_clients}, {"routes", show_routes},   {"l2", show_l2},
+    {"stats", show_stats},     {"overlay", show_overlay},
 };
 
 } // namespace

@@ -3,7 +3,9 @@
 #include "console.h"
 #include "l2_text.h"
 #include "log_files.h"
+#include "overlay_text.h"
 #include "show_text.h"
+#include "stats_text.h"
 #include "switch_client.h"
 
 #include <algorithm>
@@ -67,7 +69,8 @@ int show_log(const show_options &options) {
 }
 
 int show_table(const show_options &options, std::string (*text)(const json &table)) {
-    const switch_answer answer = ask_switch(options.run_directory, options.query);
+    const switch_answer answer =
+        ask_switch(options.run_directory, frame_kind::show_request, encode_show_query(options.query));
     if (!answer.error.empty()) {
         return fail(answer.error);
     }
@@ -79,6 +82,20 @@ int show_table(const show_options &options, std::string (*text)(const json &tabl
 }
 
 } // namespace
+
+int count(const std::string &run_directory, const count_request &wanted, bool as_json) {
+    std::string error;
+    if (!counter_key_of(wanted, error)) {
+        return fail(error);
+    }
+    const switch_answer answer = ask_switch(run_directory, frame_kind::count_request, encode_count_request(wanted));
+    if (!answer.error.empty()) {
+        return fail(answer.error);
+    }
+    const json row = json::parse(answer.text, nullptr, false);
+    return row.is_discarded() ? fail("the switch's answer is no JSON")
+                              : print(as_json ? answer.text + "\n" : stats_row_text(row));
+}
 
 int show(const show_options &options) {
     if (options.query.name == "log") {
@@ -92,9 +109,8 @@ int show(const show_options &options) {
         std::string (*text)(const json &table);
     };
     constexpr table_text texts[] = {
-        {"clients", clients_text},
-        {"routes", routes_text},
-        {"l2", l2_text},
+        {"clients", clients_text}, {"routes", routes_text},   {"l2", l2_text},
+        {"stats", stats_text},     {"overlay", overlay_text},
     };
     const auto found =
         std::ranges::find_if(texts, [&](const table_text &row) { return options.query.name == row.name; });

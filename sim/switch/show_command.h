@@ -1,6 +1,7 @@
 // `vellsim show`: a table of the running switch, or the logs, for people or for programs.
 #pragma once
 
+#include "counting.h"
 #include "show_query.h"
 
 #include <string>
@@ -17,5 +18,8 @@ struct show_options {
 
 // Prints and returns the exit code.
 int show(const show_options &options);
+
+// `vellsim count`: prints the route's counters and returns the exit code.
+int count(const std::string &run_directory, const count_request &wanted, bool as_json);
 
 } // namespace desk

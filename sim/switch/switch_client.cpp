@@ -2,6 +2,7 @@
 
 #include "frame_io.h"
 #include "service_socket.h"
+#include "show_query.h"
 
 #include <cerrno>
 #include <csignal>
@@ -32,11 +33,10 @@ connection connect_to_switch(const std::string &run_directory) {
     return made;
 }
 
-std::string send_query(int fd, const show_query &query) {
-    const std::string text = encode_show_query(query);
+std::string send_query(int fd, frame_kind kind, const std::string &text) {
     frame_head head{};
     head.magic = frame_magic;
-    head.kind = frame_kind::show_request;
+    head.kind = kind;
     head.length = static_cast<std::uint32_t>(text.size());
     const frame_result sent = send_frame(fd, head, text.data(), silence_ms);
     return sent.status == frame_status::done ? std::string() : fmt::format("the switch is gone: {}", sent.reason);
@@ -86,12 +86,12 @@ bool wait_for_end(const file_descriptor &watched, const deadline &until) {
 
 } // namespace
 
-switch_answer ask_switch(const std::string &run_directory, const show_query &query) {
+switch_answer ask_switch(const std::string &run_directory, frame_kind kind, const std::string &text) {
     switch_answer answer;
     const connection to = connect_to_switch(run_directory);
     answer.error = to.reason;
     if (answer.error.empty()) {
-        answer.error = send_query(to.socket.get(), query);
+        answer.error = send_query(to.socket.get(), kind, text);
     }
     if (answer.error.empty()) {
         answer.error = receive_reply(to.socket.get(), answer);

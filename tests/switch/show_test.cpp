@@ -222,14 +222,15 @@ TEST_F(Show, SaysWhichOptionsDoNotFit) {
         return refused.err.substr(0, refused.err.find('\n'));
     };
     EXPECT_EQ(complaint({"clients", "--summary"}), "--summary: goes with `show routes`, not with `show clients`");
-    EXPECT_EQ(complaint({"clients", "--table", "1"}), "--table: goes with `show routes`, not with `show clients`");
+    EXPECT_EQ(complaint({"clients", "--table", "1"}),
+              "--table: goes with `show routes` and `show stats`, not with `show clients`");
     EXPECT_EQ(complaint({"log", "--client", "1"}),
               "--client: goes with `show clients` and `show routes`, not with `show log`");
     EXPECT_EQ(complaint({"routes", "--sink", "client"}), "--sink: goes with `show log`, not with `show routes`");
     EXPECT_EQ(complaint({"routes", "--summary", "--limit", "4"}), "--summary: does not go with --limit");
     EXPECT_EQ(complaint({"routes", "--group", "239.1.1"}), "--group: 239.1.1 is not an IPv4 address such as 239.1.1.2");
     EXPECT_EQ(complaint({"log", "--sink", "syslog"}), "--sink: syslog not in {history,client,service}");
-    EXPECT_THAT(complaint({"stats"}), HasSubstr("stats not in {clients,routes,log}"));
+    EXPECT_THAT(complaint({"mroutes"}), HasSubstr("mroutes not in {clients,routes,stats,l2,overlay,log}"));
     EXPECT_THAT(complaint({}), HasSubstr("TABLE is required"));
     EXPECT_THAT(complaint({"routes", "--limit", "0"}), HasSubstr("Value 0 not in range 1 to 4294967295"));
 }

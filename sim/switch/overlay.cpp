@@ -1,0 +1,110 @@
+#include "overlay.h"
+
+#include "byte_reader.h"
+#include "meanings.h"
+#include "request.h"
+
+#include <utility>
+
+namespace desk {
+
+namespace {
+
+constexpr std::size_t feature_notice_size = 8;
+
+std::uint16_t read_head(byte_reader &reader, std::size_t message_size) {
+    const std::uint16_t type = reader.u16("type");
+    const std::size_t offset = reader.offset();
+    if (const std::uint16_t length = reader.u16("length"); length != message_size) {
+        refuse_at(offset, "length is {}, but the message has {} bytes", length, message_size);
+    }
+    return type;
+}
+
+void read_feature_notice(byte_reader &reader, std::span<const std::byte> message) {
+    require_length(message, feature_notice_size);
+    const std::size_t offset = reader.offset();
+    if (const std::uint32_t value = reader.u32("value"); value != 0) {
+        refuse_at(offset, "value is {}, it must be 0", value);
+    }
+}
+
+std::vector<std::uint16_t> read_vlans(byte_reader &reader) {
+    std::vector<std::uint16_t> vlans;
+    while (reader.left() > 0) {
+        const std::size_t offset = reader.offset();
+        const std::uint16_t vlan = reader.u16("VLAN id");
+        if (vlan < 1 || vlan > highest_vlan) {
+            refuse_at(offset, "VLAN id {} is not 1 to {}", vlan, highest_vlan);
+        }
+        vlans.push_back(vlan);
+    }
+    return vlans;
+}
+
+} // namespace
+
+std::string_view overlay_feature_name(overlay_feature feature) {
+    switch (feature) {
+    case overlay_feature::enabled:
+        return "enabled";
+    case overlay_feature::disabled:
+        return "disabled";
+    case overlay_feature::disabled_with_flag:
+        return "disabled with flag";
+    }
+    return "unknown";
+}
+
+overlay_notice decode_overlay_notice(std::span<const std::byte> message) {
+    byte_reader reader(message);
+    overlay_notice decoded{.type = read_head(reader, message.size())};
+    switch (decoded.type) {
+    case overlay_type_disable:
+    case overlay_type_disable_with_flag:
+        read_feature_notice(reader, message);
+        break;
+    case overlay_type_disable_vlans:
+        decoded.vlans = read_vlans(reader);
+        break;
+    default:
+        refuse_at(0, "type {} is not 1 (disable), 2 (disable VLANs) or 3 (disable with flag)", decoded.type);
+    }
+    return decoded;
+}
+
+overlay_route decode_overlay_route(std::span<const std::byte> message) {
+    byte_reader reader(message);
+    overlay_route decoded{.type = read_head(reader, message.size())};
+    const auto body = reader.take(reader.left(), "body");
+    decoded.body.assign(body.begin(), body.end());
+    return decoded;
+}
+
+void handle_overlay_notice(request &asked) {
+    const overlay_notice notice = decode_overlay_notice(asked.payload);
+    require_option_word_1(asked, notice.type == overlay_type_disable_vlans ? 1 : 0);
+    overlay_state &overlay = asked.vell.overlay;
+    if (notice.type == overlay_type_disable_vlans) {
+        overlay.vlans_disabled.insert(notice.vlans.begin(), notice.vlans.end());
+    } else {
+        overlay.feature =
+            notice.type == overlay_type_disable ? overlay_feature::disabled : overlay_feature::disabled_with_flag;
+    }
+}
+
+void handle_overlay_route(request &asked) {
+    require_option_word_1(asked, 1);
+    overlay_route update = decode_overlay_route(asked.payload);
+    const sender_name from = name_sender(asked);
+    update.client = from.client;
+    update.pid = from.pid;
+    overlay_state &overlay = asked.vell.overlay;
+    if (overlay.routes.size() == overlay_routes_kept) {
+        overlay.routes.pop_front();
+    }
+    overlay.routes.push_back(std::move(update));
+    ++overlay.route_updates;
+}
+
+} // namespace desk

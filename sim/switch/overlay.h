@@ -1,0 +1,49 @@
+// The overlay's notifications, all in host byte order.
+//
+//   overlay notification   u16 type, u16 length of the whole message
+//     types 1 and 3        the overlay feature is disabled, without and with the flag: 8 bytes, u32 0 behind the head
+//     type 2               VLANs are disabled: their ids behind the head, u16 each
+//   overlay route update   u16 type, u16 length of the whole message, and a body of the sender's making
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <set>
+#include <span>
+#include <string_view>
+#include <vector>
+
+namespace desk {
+
+// How many route updates are remembered.
+inline constexpr std::size_t overlay_routes_kept = 64;
+
+enum class overlay_feature { enabled, disabled, disabled_with_flag };
+
+std::string_view overlay_feature_name(overlay_feature feature);
+
+struct overlay_route {
+    std::uint8_t client = 0; // 0 for a sender without an id
+    std::uint32_t pid = 0;
+    std::uint16_t type = 0;
+    std::vector<std::byte> body{};
+};
+
+struct overlay_state {
+    overlay_feature feature = overlay_feature::enabled;
+    std::set<std::uint16_t> vlans_disabled{};
+    std::deque<overlay_route> routes{}; // oldest first
+    std::uint64_t route_updates = 0;    // forgotten ones included
+};
+
+struct overlay_notice {
+    std::uint16_t type = 0;
+    std::vector<std::uint16_t> vlans{}; // of type 2
+};
+
+// Both throw refusal.
+overlay_notice decode_overlay_notice(std::span<const std::byte> message);
+overlay_route decode_overlay_route(std::span<const std::byte> message);
+
+} // namespace desk

@@ -1,0 +1,13 @@
+// What the overlay has notified, as JSON.
+#pragma once
+
+#include "service.h"
+#include "show_query.h"
+
+#include <string>
+
+namespace desk {
+
+std::string show_overlay(const service &vell, const show_query &query);
+
+} // namespace desk

@@ -1,0 +1,16 @@
+// The counters as JSON.
+#pragma once
+
+#include "service.h"
+#include "show_query.h"
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+namespace desk {
+
+nlohmann::ordered_json stats_row(const counter_key &key, const route_counters &counters);
+
+std::string show_stats(const service &vell, const show_query &query);
+
+} // namespace desk

@@ -1,0 +1,76 @@
+// Counters of multicast routes, and the requests for them.
+//
+//   IPv4 request   u32 table id, u8 source mask length, u8 group mask length, 2 reserved, u32 source, u32 group;
+//                  16 bytes, and in a statistics request u32 clear
+//   IPv6 request   40 bytes: u32 table id, u8 source mask length, u8 group mask length, 16 bytes of source, 16 bytes of
+//                  group, 2 reserved
+//   answer         72 bytes under the request's opcode: u32 status (0 found, 1 no such route), u32 table id, u8 source
+//                  mask length, u8 group mask length, u16 family (4 or 6), 16 bytes of source, 16 bytes of group (an
+//                  IPv4 address as u32 in the first 4), u32 1 when the counters were cleared, u64 packets, u64 bytes,
+//                  u64 wrong-interface packets
+#pragma once
+
+#include "l2_address.h"
+#include "route.h"
+
+#include <array>
+#include <compare>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <span>
+#include <vector>
+
+namespace desk {
+
+// The members stand in the order in which counters are sorted.
+struct counter_key {
+    std::uint32_t table = 0;
+    l2_address group; // never a MAC address
+    l2_address source;
+    std::uint8_t source_length = 0;
+    std::uint8_t group_length = 0;
+
+    friend auto operator<=>(const counter_key &, const counter_key &) = default;
+};
+
+struct traffic {
+    std::uint64_t packets = 0;
+    std::uint64_t bytes = 0;
+    std::uint64_t wrong_if = 0;
+};
+
+struct route_counters {
+    traffic seen;
+    std::uint64_t requests = 0; // statistics and clear requests alike
+    std::uint64_t clears = 0;
+    bool counted = false; // traffic was counted, so that they stay when their route goes
+};
+
+using counter_table = std::map<counter_key, route_counters>;
+
+counter_key key_of(const route_key &key);
+route_key to_route_key(const counter_key &key); // of an IPv4 route
+
+// The route is gone: its counters go with it, unless traffic was counted.
+void forget_uncounted(counter_table &counters, const route_key &gone);
+
+struct statistics_request {
+    counter_key key;
+    bool clear = false;
+};
+
+// Both throw refusal. Of an IPv4 request only the statistics request says whether to clear; a clear request always does.
+statistics_request decode_ipv4_statistics_request(std::span<const std::byte> message, bool is_clear_request);
+statistics_request decode_ipv6_statistics_request(std::span<const std::byte> message, bool is_clear_request);
+
+struct statistics_answer {
+    bool found = false;
+    bool cleared = false;
+    traffic seen;
+};
+
+// The payload.
+std::vector<std::byte> encode_statistics_answer(const counter_key &key, const statistics_answer &answer);
+
+} // namespace desk

@@ -1,0 +1,127 @@
+// Layer 2, statistics and overlay over real connections, and what no client should send there.
+#include "desk_peer.h"
+#include "l2_bytes.h"
+#include "switch_process.h"
+#include "test_service.h"
+
+#include <csignal>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <random>
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+class Layer2 : public testing::Test {
+protected:
+    temporary_directory directory;
+    const std::string run_dir = directory.path() + "/run";
+
+    command_result command(std::vector<std::string> arguments) const {
+        arguments.insert(arguments.end(), {"--run-dir", run_dir});
+        return vellsim(arguments);
+    }
+    std::string output(const std::vector<std::string> &arguments) const {
+        const command_result result = command(arguments);
+        EXPECT_EQ(result.exit_code, 0) << result.err;
+        return result.out;
+    }
+    std::string error(const std::vector<std::string> &arguments) const {
+        const command_result result = command(arguments);
+        EXPECT_NE(result.exit_code, 0);
+        EXPECT_EQ(result.out, "");
+        return result.err;
+    }
+};
+
+} // namespace
+
+TEST_F(Layer2, IsShownNarrowedAsText) {
+    switch_process running(run_dir);
+    desk_peer peer(run_dir);
+    const unsigned id = peer.register_client();
+    peer.send(l2_head(), mbd_message(id, {{.ports = {{7}, {8, 4}}},
+                                          {.vlan = 11, .ports = {{9}}},
+                                          {.kind = 2, .group = {1, 0, 0x5e, 1, 1, 0xab}, .ports = {{1}}}}));
+    EXPECT_EQ(peer.ask("l2").at("l2").at("entries").size(), 3u);
+    EXPECT_EQ(output({"show", "l2", "--vlan", "10", "--group", "239.1.1.1"}),
+              "VLAN 10 (*, 239.1.1.1)  bridge 5, learned, client 1\n"
+              "    ports (2): 7, 8 (svi)\n"
+              "\n"
+              "1 entry, 0 flood lists\n");
+    EXPECT_THAT(output({"show", "--group", "01:00:5E:01:01:AB", "l2"}), StartsWith("VLAN 10 (*, 01:00:5e:01:01:ab)"));
+    EXPECT_THAT(error({"show", "l2", "--group", "239.1"}), HasSubstr("--group: 239.1 is no IPv4, IPv6 or MAC address"));
+    EXPECT_THAT(error({"show", "routes", "--group", "ff02::1"}), HasSubstr("ff02::1 is not an IPv4 address"));
+    EXPECT_THAT(error({"show", "routes", "--vlan", "10"}), HasSubstr("--vlan: goes with `show l2`"));
+    EXPECT_THAT(output({"show", "overlay"}), StartsWith("Overlay feature: enabled\n"));
+}
+
+TEST_F(Layer2, CountsTrafficAndAnswersRequests) {
+    switch_process running(run_dir, {"--answer", "twice"});
+    desk_peer peer(run_dir);
+    peer.register_client();
+    EXPECT_EQ(output({"count", "--source", "10.0.0.9", "--group", "239.1.1.2", "--packets", "3", "--bytes", "300"}),
+              "(10.0.0.9, 239.1.1.2) in table 253: 3 packets, 300 bytes, 0 packets on a wrong interface\n");
+    peer.send(request_head(214, 75798, 0), message().u32(253).u8(32).u8(32).u16(0).u32(0x0a000009).u32(0xef010102));
+    for (int i = 0; i < 2; ++i) {
+        const std::optional<desk::frame> answer = peer.receive();
+        ASSERT_TRUE(answer);
+        EXPECT_EQ(answer->head.opcode, 75798u);
+        ASSERT_EQ(answer->payload.size(), 72u);
+        EXPECT_EQ(answer->payload[0], 0);
+        EXPECT_EQ(answer->payload[44], 1);
+        EXPECT_EQ(answer->payload[48], 3);
+    }
+    EXPECT_THAT(output({"show", "stats"}), HasSubstr("(10.0.0.9, 239.1.1.2) in table 253\n"));
+    EXPECT_THAT(output({"show", "stats", "--json"}), HasSubstr(R"("packets":0,"bytes":0,"wrong_if":0,"requests":1)"));
+    EXPECT_EQ(error({"count", "--source", "10.0.0.9", "--group", "10.1.1.2"}),
+              "vellsim: --group: 10.1.1.2 is not multicast\n");
+    EXPECT_THAT(error({"run", "--answer", "often"}), HasSubstr("often is not late:MS"));
+}
+
+TEST_F(Layer2, SurvivesRandomMessages) {
+    constexpr std::uint32_t opcodes[] = {75821, 75804, 75789, 75820, 75818};
+    constexpr std::size_t frames = 4000;
+    switch_process running(run_dir);
+    desk_peer peer(run_dir);
+    const unsigned id = peer.register_client();
+    std::mt19937 random(7);
+    for (std::size_t i = 0; i < frames; ++i) {
+        bytes payload(random() % 300);
+        std::ranges::generate(payload, [&random] { return static_cast<std::byte>(random()); });
+        ASSERT_TRUE(peer.send(request_head(213, opcodes[random() % 5], random() % 2), payload));
+    }
+    const auto row = peer.ask("clients").at("clients").at(0);
+    EXPECT_EQ(row.at("messages"), frames + 1);
+    EXPECT_GE(row.at("refused"), frames * 9 / 10);
+    EXPECT_EQ(service_log(run_dir, 102).size(), row.at("refused").get<std::size_t>());
+    peer.send(l2_head(), mbd_message(id, {{.vlan = 99, .ports = {{7}}}}));
+    EXPECT_EQ(peer.ask(R"(l2 {"vlan":99})").at("l2").at("entries").size(), 1u);
+    expect_service(run_dir);
+}
+
+TEST_F(Layer2, SurvivesMessagesThatAreNearlyRight) {
+    switch_process running(run_dir);
+    desk_peer peer(run_dir);
+    const unsigned id = peer.register_client();
+    const bytes whole = joined({l2_header(id, 6), mbd_record(21), flood_record(12), pairs_record(8),
+                                bare_pairs_record(10), lookup_mode_record(), mbd_record(22)});
+    std::mt19937 random(8);
+    for (int i = 0; i < 4000; ++i) {
+        bytes spoiled = whole;
+        for (std::uint32_t hits = random() % 3; hits > 0; --hits) {
+            spoiled[random() % spoiled.size()] = static_cast<std::byte>(random());
+        }
+        ASSERT_TRUE(peer.send(l2_head(), spoiled));
+    }
+    const auto row = peer.ask("clients").at("clients").at(0);
+    EXPECT_EQ(row.at("messages"), 4001);
+    EXPECT_GT(row.at("refused"), 500);
+    EXPECT_LT(row.at("refused"), 3500);
+    EXPECT_EQ(peer.ask("l2").at("l2").at("flood").empty(), false);
+    expect_service(run_dir);
+    running.signal(SIGTERM);
+    EXPECT_EQ(running.wait(), 0);
+}
