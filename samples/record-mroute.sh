@@ -2,14 +2,9 @@
 # Records what `ip` prints of a real kernel's multicast routing table and links. See README.md.
 set -euo pipefail
 
-here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
-output=$here
-recordings=()
-prefix=vell-rec-$$
-router=$prefix-router
-hosts=$prefix-hosts
-work=
-children=()
+# shellcheck source-path=SCRIPTDIR source=recording.sh
+source "$(dirname "${BASH_SOURCE[0]}")/recording.sh"
+known=(campus metro tables)
 
 usage() {
     cat <<'TEXT'
@@ -34,89 +29,35 @@ Example: sudo ./record-mroute.sh -o /tmp campus
 TEXT
 }
 
-fail() {
-    echo "record-mroute.sh: $*" >&2
-    exit 1
+make_router() {
+    make_namespaces
+    ip netns exec "$machine" sysctl -q net.ipv4.ip_forward=1 net.ipv4.conf.all.rp_filter=0 net.ipv4.conf.default.rp_filter=0
 }
 
-# Takes down whatever is there: it also runs when the set-up failed half-way.
-cleanup() {
-    local status=$?
-    trap - EXIT
-    for pid in "${children[@]}"; do
-        # A stopped process does not see SIGTERM before it goes on.
-        kill -TERM "$pid" 2>/dev/null || true
-        kill -CONT "$pid" 2>/dev/null || true
-        wait "$pid" 2>/dev/null || true
-    done
-    ip netns del "$router" 2>/dev/null || true
-    ip netns del "$hosts" 2>/dev/null || true
-    [[ -z $work ]] || rm -rf "$work"
-    exit "$status"
-}
-
-check_needs() {
-    [[ $EUID -eq 0 ]] || fail "network namespaces need root; run it with sudo"
-    local tool
-    for tool in ip smcrouted python3; do
-        command -v "$tool" >/dev/null || fail "$tool is not installed (Debian: iproute2, smcroute, python3)"
-    done
-    [[ -d $output && -w $output ]] || fail "$output is not a folder that can be written"
-}
-
-make_namespaces() {
-    ip netns add "$router"
-    ip netns add "$hosts"
-    ip -n "$router" link set lo up
-    ip netns exec "$router" sysctl -q net.ipv4.ip_forward=1 net.ipv4.conf.all.rp_filter=0 net.ipv4.conf.default.rp_filter=0
-}
-
-drop_namespaces() {
-    ip netns del "$router"
-    ip netns del "$hosts"
-}
-
-# add_interface NAME INDEX ADDRESS/LENGTH: fixed indexes and link addresses, so that two recordings differ only where
-# the kernels or the tools do.
+# add_interface NAME INDEX ADDRESS/LENGTH
 add_interface() {
-    local name=$1 index=$2 address=$3
-    local low
-    low=$(printf '%02x' "$index")
-    ip -n "$router" link add name "$name" index "$index" address "02:00:5e:00:00:$low" type veth \
-        peer name "$name" netns "$hosts" index "$index" address "02:00:5e:00:01:$low"
-    ip -n "$router" addr add "$address" dev "$name"
-    ip -n "$router" link set "$name" up
-    ip -n "$hosts" link set "$name" up
+    add_pair "$1" "$2"
+    ip -n "$machine" addr add "$3" dev "$1"
 }
 
 # The number of entries in the router's table.
 count_entries() {
-    ip -n "$router" -j mroute show | python3 -c 'import json, sys; print(len(json.load(sys.stdin)))'
+    ip -n "$machine" -j mroute show | python3 -c 'import json, sys; print(len(json.load(sys.stdin)))'
+}
+
+has_entries() {
+    [[ $(count_entries) -ge $1 ]]
 }
 
 # wait_for_entries COUNT: until the table holds at least that many.
 wait_for_entries() {
-    local wanted=$1 tries
-    for ((tries = 0; tries < 150; tries++)); do
-        [[ $(count_entries) -lt $wanted ]] || return 0
-        sleep 0.2
-    done
-    fail "the table holds $(count_entries) entries after 30 s, not $wanted; smcrouted said: $(tail -n 5 "$work/smcrouted.log")"
+    wait_for "$1 entries" has_entries "$1"
 }
 
-# start_smcrouted CONFIGURATION: smcrouted's process id is then in $daemon.
+# start_smcrouted CONFIGURATION: smcrouted's process id is then in $child.
 start_smcrouted() {
-    ip netns exec "$router" smcrouted -n -N -f "$1" -i "$prefix" -P "$work/smcrouted.pid" -u "$work/smcrouted.sock" \
-        >"$work/smcrouted.log" 2>&1 &
-    daemon=$!
-    children+=("$daemon")
-}
-
-stop_daemon() {
-    kill -TERM "$daemon"
-    kill -CONT "$daemon"
-    wait "$daemon" || true
-    children=()
+    start_child "$machine" "$work/smcrouted.log" smcrouted -n -N -f "$1" -i "$prefix" -P "$work/smcrouted.pid" \
+        -u "$work/smcrouted.sock"
 }
 
 # send INTERFACE SOURCE GROUP: one datagram from a host behind that interface.
@@ -124,14 +65,9 @@ send() {
     ip netns exec "$hosts" python3 "$here/send_datagram.py" "$@"
 }
 
-# write_recording NAME [options and arguments of `ip`]: complete or not at all.
-write_recording() {
-    local name=$1
-    shift
-    ip -n "$router" "$@" >"$work/$name.mroute.json"
-    ip -n "$router" -j link show >"$work/$name.links.json"
-    cp "$work/$name.mroute.json" "$work/$name.links.json" "$output/"
-    echo "recorded $output/$name.mroute.json"
+# record NAME [options and arguments of `ip`]
+record() {
+    write_recording "$1" mroute ip -n "$machine" "${@:2}"
 }
 
 campus_configuration() {
@@ -185,7 +121,7 @@ CONF
 }
 
 record_campus() {
-    make_namespaces
+    make_router
     local interface index=11
     for interface in core0:0 core1:1 iptv0:10 cam0:20 av0:30 bldg1:41 bldg2:42 bldg3:43 bldg4:44 bldg5:45 bldg6:46 \
         lab0:60 wan0:70 old0:99; do
@@ -205,14 +141,13 @@ record_campus() {
     wait_for_entries 30
 
     # A daemon that does not answer leaves entries unresolved, and leaves alone those of an interface that goes away.
-    kill -STOP "$daemon"
-    ip -n "$router" link del old0
+    kill -STOP "$child"
+    ip -n "$machine" link del old0
     send bldg4 10.20.44.60 239.255.40.1
     send bldg4 10.20.44.61 239.255.40.1
     send core1 203.0.113.99 232.7.200.1
     wait_for_entries 33
-    write_recording campus -j mroute show
-    stop_daemon
+    record campus -j mroute show
     drop_namespaces
 }
 
@@ -236,76 +171,31 @@ metro_configuration() {
 }
 
 record_metro() {
-    make_namespaces
+    make_router
     local i
     for i in 0 1 2 3; do add_interface "agg$i" $((100 + i)) "10.65.$i.1/24"; done
     for i in {1..16}; do add_interface "acc$i" $((200 + i)) "10.66.$i.1/24"; done
     metro_configuration >"$work/metro.conf"
     start_smcrouted "$work/metro.conf"
     wait_for_entries 1200
-    write_recording metro -j mroute show
-    stop_daemon
+    record metro -j mroute show
     drop_namespaces
 }
 
 # smcrouted has no (*,G) entries and one table, so here a program of ours is the multicast daemon.
 record_tables() {
-    make_namespaces
+    make_router
     add_interface up0 4 10.30.0.1/24
     add_interface down1 5 10.30.1.1/24
     add_interface down2 6 10.30.2.1/24
-    ip -n "$router" mrule add iif up0 lookup 100
-    : >"$work/tables.log"
-    ip netns exec "$router" python3 "$here/two_tables.py" up0 down1 down2 >"$work/tables.log" 2>&1 &
-    daemon=$!
-    children+=("$daemon")
-    local tries
-    for ((tries = 0; tries < 50; tries++)); do
-        ! grep -q '^ready' "$work/tables.log" || break
-        sleep 0.2
-    done
-    grep -q '^ready' "$work/tables.log" || fail "the tables were not set up: $(cat "$work/tables.log")"
+    ip -n "$machine" mrule add iif up0 lookup 100
+    start_child "$machine" "$work/tables.log" python3 "$here/two_tables.py" up0 down1 down2
+    wait_until_ready "$work/tables.log"
     send down1 10.30.1.9 239.7.7.1
     send down1 10.30.1.9 239.7.7.1
     sleep 0.2
-    write_recording tables -j -s mroute show table all
-    stop_daemon
+    record tables -j -s mroute show table all
     drop_namespaces
 }
 
-while getopts ':o:h' option; do
-    case $option in
-    o) output=$OPTARG ;;
-    h)
-        usage
-        exit 0
-        ;;
-    *)
-        usage >&2
-        exit 2
-        ;;
-    esac
-done
-shift $((OPTIND - 1))
-recordings=("$@")
-[[ $# -gt 0 ]] || recordings=(campus metro tables)
-for recording in "${recordings[@]}"; do
-    case $recording in
-    campus | metro | tables) ;;
-    *)
-        echo "record-mroute.sh: there is no recording \"$recording\"" >&2
-        usage >&2
-        exit 2
-        ;;
-    esac
-done
-
-check_needs
-trap cleanup EXIT
-trap 'exit 129' HUP
-trap 'exit 130' INT
-trap 'exit 143' TERM
-work=$(mktemp -d)
-for recording in "${recordings[@]}"; do
-    "record_$recording"
-done
+run_recordings "iproute2, smcroute, python3" "ip smcrouted python3" "$@"
