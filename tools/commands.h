@@ -1,14 +1,16 @@
-// What vellfeed's commands do once their options are read. Each returns the exit code, and throws what input_error.h
-// declares.
+// What vellfeed's commands do once their options are read, and what these options are. Each returns the exit code, and
+// throws what input_error.h declares.
 #pragma once
 
 #include "client_session.h"
 #include "table_options.h"
 
+#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <optional>
 #include <ostream>
 #include <string>
+#include <vector>
 
 namespace feed {
 
@@ -17,12 +19,14 @@ struct routes_command {
     session_options session;
     bool deletion = false;
     std::uint32_t message_bytes = 65536;
+    void add_to(CLI::App &command);
     int run(std::ostream &out) const;
 };
 
 struct compare_command {
     table_options table;
     std::string held_path; // empty: ask the switch
+    void add_to(CLI::App &command);
     int run(std::ostream &out) const;
 };
 
@@ -31,6 +35,7 @@ struct role_command {
     std::optional<std::uint32_t> value;
     session_options session;
     bool quiet = false;
+    void add_to(CLI::App &command);
     int run(std::ostream &out) const;
 };
 
@@ -40,6 +45,7 @@ struct notice6_command {
     std::uint16_t third = 0;
     session_options session;
     bool quiet = false;
+    void add_to(CLI::App &command);
     int run(std::ostream &out) const;
 };
 

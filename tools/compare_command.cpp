@@ -1,42 +1,26 @@
 #include "commands.h"
+#include "common_options.h"
 #include "compare_routes.h"
+#include "held_input.h"
 #include "held_routes.h"
-#include "text_input.h"
-
-#include <fmt/ostream.h>
-#include <limits.h>
-#include <unistd.h>
 
 namespace feed {
 
-namespace {
-
-// The vellsim that was built or installed beside this program, else the one on the PATH.
-std::string find_vellsim() {
-    char self[PATH_MAX];
-    const ssize_t length = readlink("/proc/self/exe", self, sizeof self);
-    if (length > 0) {
-        std::string path(self, static_cast<std::size_t>(length));
-        path.replace(path.rfind('/') + 1, std::string::npos, "vellsim");
-        if (access(path.c_str(), X_OK) == 0)
-            return path;
-    }
-    return "vellsim";
+void compare_command::add_to(CLI::App &command) {
+    table.add_to(command);
+    add_held_option(command, held_path, "routes");
+    command.footer("Give the options with which the table was sent. Prints a line for each field that differs, "
+                   "each\nmissing and each unexpected route, and one line that says how many arrived.\n"
+                   "Example: vellsim show routes --json | vellfeed compare campus.mroute.json --links "
+                   "campus.links.json --held -");
 }
-
-} // namespace
 
 int compare_command::run(std::ostream &out) const {
     table.check(held_path);
     const route_plan plan = load_plan(table, false, out);
-    const text_input held =
-        held_path.empty() ? read_command({find_vellsim(), "show", "routes", "--json"}) : read_text(held_path);
-    const comparison result = compare_routes(plan.routes, parse_held_routes(held));
-    if (!table.quiet) {
-        for (const std::string &line : result.lines)
-            fmt::print(out, "{}\n", line);
-        fmt::print(out, "{}\n", closing_line(result));
-    }
+    const comparison result = compare_routes(plan.routes, parse_held_routes(read_held(held_path, "routes")));
+    if (!table.quiet)
+        print_comparison(result, "routes", out);
     return result.equal() ? 0 : 1;
 }
 

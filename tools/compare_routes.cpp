@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <fmt/format.h>
-#include <map>
 
 namespace feed {
 
@@ -68,66 +67,17 @@ std::string number_text(const held_route &route) {
     return fmt::format("{}", route.*Member);
 }
 
-struct field_row {
-    const char *name;
-    std::string (*text)(const held_route &);
-};
-
-// Two routes are equal when all of these texts are.
-constexpr field_row field_rows[] = {
+constexpr compared_field<held_route> fields[] = {
     {"opcode", number_text<&held_route::opcode>},         {"flags", flags_text},
     {"epoch", number_text<&held_route::epoch>},           {"rpf_if", number_text<&held_route::rpf_if>},
     {"df_ordinal", number_text<&held_route::df_ordinal>}, {"oifs", oifs_text},
     {"mti entries", number_text<&held_route::mti>},       {"glt entries", number_text<&held_route::glt>},
 };
 
-bool add_differences(const held_route &expected, const held_route &held, std::vector<std::string> &lines) {
-    bool differs = false;
-    for (const field_row &field : field_rows) {
-        const std::string fed_text = field.text(expected);
-        const std::string held_text = field.text(held);
-        if (fed_text == held_text)
-            continue;
-        lines.push_back(
-            fmt::format("{}: {}: fed {}, held {}", key_text(expected.key), field.name, fed_text, held_text));
-        differs = true;
-    }
-    return differs;
-}
-
 } // namespace
 
 comparison compare_routes(const std::vector<route> &fed, const std::vector<held_route> &held) {
-    std::map<route_key, const held_route *> left;
-    for (const held_route &route : held)
-        left.emplace(route.key, &route);
-    comparison result;
-    result.fed = fed.size();
-    for (const route &route : fed) {
-        const auto found = left.find(route.key);
-        if (found == left.end()) {
-            result.lines.push_back(
-                fmt::format("{}: missing: fed from entry {}, not held", key_text(route.key), route.entry + 1));
-            ++result.missing;
-            continue;
-        }
-        result.differing += add_differences(expected_of(route), *found->second, result.lines) ? 1 : 0;
-        left.erase(found);
-    }
-    for (const held_route &route : held) {
-        if (left.contains(route.key))
-            result.lines.push_back(fmt::format("{}: unexpected: held, not fed", key_text(route.key)));
-    }
-    result.unexpected = left.size();
-    return result;
-}
-
-std::string closing_line(const comparison &result) {
-    if (result.equal())
-        return fmt::format("all {} fed routes arrived", result.fed);
-    return fmt::format("of {} fed routes {} arrived, {} differ, {} are missing; {} unexpected", result.fed,
-                       result.fed - result.differing - result.missing, result.differing, result.missing,
-                       result.unexpected);
+    return compare_by_key(fed, held, expected_of, std::span<const compared_field<held_route>>(fields));
 }
 
 } // namespace feed

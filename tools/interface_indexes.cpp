@@ -4,9 +4,7 @@
 #include "printable.h"
 
 #include <charconv>
-#include <fmt/format.h>
-#include <limits>
-#include <net/if.h>
+#include <fmt/ostream.h>
 #include <set>
 
 namespace feed {
@@ -23,56 +21,73 @@ std::uint32_t index_in_name(const std::string &name) {
     return result.ec == std::errc() && result.ptr == end && index > 0 ? static_cast<std::uint32_t>(index) : 0;
 }
 
-using name_visitor = std::function<void(const std::string &name, std::size_t entry, const std::string &pointer)>;
+// Takes each name once; where it stands is worked out for the first time only.
+class use_collector {
+public:
+    template <typename Place>
+    void add(const std::string &name, Place &&place) {
+        if (seen_.insert(name).second)
+            uses_.push_back({name, place()});
+    }
+    std::vector<interface_use> take() { return std::move(uses_); }
 
-void visit_names(const mroute_table &table, const name_visitor &visit) {
+private:
+    std::set<std::string> seen_;
+    std::vector<interface_use> uses_;
+};
+
+} // namespace
+
+std::vector<interface_use> interface_uses(const mroute_table &table) {
+    use_collector uses;
     for (std::size_t i = 0; i < table.entries.size(); ++i) {
         const mroute_entry &entry = table.entries[i];
         if (entry.state != mroute_state::resolved)
             continue;
-        visit(entry.iif, i, "/iif");
+        uses.add(entry.iif, [&] { return table.place(i, "/iif"); });
         for (std::size_t n = 0; n < entry.oifs.size(); ++n)
-            visit(entry.oifs[n].name, i, fmt::format("/multipath/{}/oif", n));
+            uses.add(entry.oifs[n].name, [&] { return table.place(i, fmt::format("/multipath/{}/oif", n)); });
     }
+    return uses.take();
 }
 
-} // namespace
-
-interface_source recorded_links(const std::string &name, std::map<std::string, std::uint32_t> links) {
-    return {name, [known = std::move(links)](const std::string &interface) {
-                const auto found = known.find(interface);
-                return found == known.end() ? 0 : found->second;
-            }};
+std::vector<interface_use> interface_uses(const mdb_table &table) {
+    use_collector uses;
+    for (const mdb_entry &entry : table.entries) {
+        if (!entry.on_bridge_itself())
+            uses.add(entry.port, [&] { return table.place(entry, "/port"); });
+    }
+    return uses.take();
 }
 
-interface_source this_machine() {
-    return {"this machine", [](const std::string &interface) { return if_nametoindex(interface.c_str()); }};
-}
-
-interface_indexes::interface_indexes(const mroute_table &table, const interface_source &source, bool number_unknown) {
-    std::set<std::uint32_t> used;
-    visit_names(table, [&](const std::string &name, std::size_t entry, const std::string &pointer) {
+interface_indexes::interface_indexes(const std::vector<interface_use> &uses, const interface_source &source,
+                                     bool number_unknown, std::set<std::uint32_t> taken) {
+    for (const auto &[name, place] : uses) {
         if (indexes_.contains(name))
-            return;
+            continue;
         std::uint32_t index = source.find(name);
         if (index == 0)
             index = index_in_name(name);
         if (index == 0 && !number_unknown) {
-            throw input_error(fmt::format("{}: {} does not know the interface {}; give the recorded links with --links "
-                                          "FILE, or have unknown names numbered with --number-interfaces",
-                                          table.place(entry, pointer), source.name, in_quotes(name)));
+            throw input_error(fmt::format("{}: {} does not know the interface {}; {}", place, source.name,
+                                          in_quotes(name), source.remedy));
         }
         if (index == 0)
             numbered_.emplace_back(name, 0);
         indexes_.emplace(name, index);
-        used.insert(index);
-    });
+        taken.insert(index);
+    }
     std::uint32_t next = 1;
     for (auto &[name, index] : numbered_) {
-        while (used.contains(next))
+        while (taken.contains(next))
             ++next;
         index = indexes_[name] = next++;
     }
+}
+
+void print_numbered(const interface_indexes &interfaces, std::ostream &out) {
+    for (const auto &[name, index] : interfaces.numbered())
+        fmt::print(out, "interface {} is number {}\n", printable(name), index);
 }
 
 } // namespace feed

@@ -1,31 +1,40 @@
 // From interface names to interface indexes.
 #pragma once
 
+#include "bridge_mdb.h"
+#include "interface_source.h"
 #include "mroute_table.h"
 
 #include <cstdint>
-#include <functional>
 #include <map>
+#include <ostream>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
 namespace feed {
 
-// Where indexes come from: the recorded links, or the machine itself.
-struct interface_source {
-    std::string name;                                       // for error messages: "links.json", "this machine"
-    std::function<std::uint32_t(const std::string &)> find; // 0: not there
+// An interface that an input names, and the first place where it does.
+struct interface_use {
+    std::string name;
+    std::string place;
 };
-interface_source recorded_links(const std::string &name, std::map<std::string, std::uint32_t> links);
-interface_source this_machine();
+
+// The interfaces of all resolved entries, and the ports of all entries but the bridges themselves, in order of
+// appearance.
+std::vector<interface_use> interface_uses(const mroute_table &table);
+std::vector<interface_use> interface_uses(const mdb_table &table);
 
 class interface_indexes {
 public:
-    // Learns the names of all resolved entries. A name that the source does not know is the index N when it is if<N>,
-    // as `ip` writes an interface that is gone; else it gets the smallest free number, in order of appearance, when
+    // Learns the names. A name that the source does not know is the index N when it is if<N>, as `ip` writes an
+    // interface that is gone; else it gets the smallest free number that is not in `taken`, in order of appearance, when
     // `number_unknown` is set; else it is an input_error.
-    interface_indexes(const mroute_table &table, const interface_source &source, bool number_unknown);
+    interface_indexes(const std::vector<interface_use> &uses, const interface_source &source, bool number_unknown,
+                      std::set<std::uint32_t> taken = {});
+    interface_indexes(const mroute_table &table, const interface_source &source, bool number_unknown)
+        : interface_indexes(interface_uses(table), source, number_unknown) {}
 
     std::uint32_t of(const std::string &name) const { return indexes_.at(name); }
 
@@ -36,5 +45,8 @@ private:
     std::map<std::string, std::uint32_t> indexes_;
     std::vector<std::pair<std::string, std::uint32_t>> numbered_;
 };
+
+// "interface lan1 is number 1", one a line.
+void print_numbered(const interface_indexes &interfaces, std::ostream &out);
 
 } // namespace feed

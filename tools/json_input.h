@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace feed {
@@ -31,15 +32,23 @@ public:
     explicit json_view(const json_document &document) : document_(&document), value_(&document.root) {}
 
     const nlohmann::json &value() const { return *value_; }
-    std::string place() const { return json_place(*document_, pointer_); }
+    const std::string &pointer() const { return pointer_; }
+    std::string place() const;
 
     // Each takes the words for what was expected and throws input_error when the value is something else.
     json_view member(const char *key, std::string_view expected) const;
     std::optional<json_view> find(const char *key) const;
     void expect_object(std::string_view expected) const;
     std::vector<json_view> elements(std::string_view expected) const;
+    std::vector<std::pair<std::string, json_view>> members(std::string_view expected) const;
+    bool boolean(std::string_view expected) const;
     const std::string &string(std::string_view expected) const;
     std::uint32_t number(std::uint32_t least, std::uint32_t most, std::string_view expected) const;
+
+    // The elements of an array that is the table itself, though it is not the whole document: the places of these values
+    // and of what is in them say which entry it is.
+    std::vector<json_view> entries(std::string_view expected) const;
+    const std::string &entry() const { return entry_; } // "entry 6 of 55", or empty
 
     // "PLACE: expected EXPECTED, found ..."
     [[noreturn]] void reject(std::string_view expected) const;
@@ -48,12 +57,12 @@ public:
     [[noreturn]] void fail(std::string_view what) const;
 
 private:
-    json_view(const json_document *document, const nlohmann::json *value, std::string pointer)
-        : document_(document), value_(value), pointer_(std::move(pointer)) {}
+    json_view inner(const nlohmann::json &value, std::string_view token) const;
 
     const json_document *document_;
     const nlohmann::json *value_;
     std::string pointer_;
+    std::string entry_;
 };
 
 } // namespace feed

@@ -63,11 +63,23 @@ std::string json_place(const json_document &document, const std::string &pointer
     return fmt::format("{}: entry {} of {} ({})", document.name, std::stoul(first) + 1, document.root.size(), pointer);
 }
 
+std::string json_view::place() const {
+    return entry_.empty() ? json_place(*document_, pointer_)
+                          : fmt::format("{}: {} ({})", document_->name, entry_, pointer_);
+}
+
+json_view json_view::inner(const json &value, std::string_view token) const {
+    json_view view = *this;
+    view.value_ = &value;
+    view.pointer_ += "/" + escaped(token);
+    return view;
+}
+
 std::optional<json_view> json_view::find(const char *key) const {
     const auto found = value_->find(key);
     if (found == value_->end())
         return std::nullopt;
-    return json_view(document_, &*found, pointer_ + "/" + escaped(key));
+    return inner(*found, key);
 }
 
 json_view json_view::member(const char *key, std::string_view expected) const {
@@ -88,8 +100,29 @@ std::vector<json_view> json_view::elements(std::string_view expected) const {
     std::vector<json_view> views;
     views.reserve(value_->size());
     for (const json &element : *value_)
-        views.push_back(json_view(document_, &element, fmt::format("{}/{}", pointer_, views.size())));
+        views.push_back(inner(element, std::to_string(views.size())));
     return views;
+}
+
+std::vector<json_view> json_view::entries(std::string_view expected) const {
+    std::vector<json_view> views = elements(expected);
+    for (std::size_t i = 0; i < views.size(); ++i)
+        views[i].entry_ = fmt::format("entry {} of {}", i + 1, views.size());
+    return views;
+}
+
+std::vector<std::pair<std::string, json_view>> json_view::members(std::string_view expected) const {
+    expect_object(expected);
+    std::vector<std::pair<std::string, json_view>> views;
+    for (const auto &item : value_->items())
+        views.emplace_back(item.key(), inner(item.value(), item.key()));
+    return views;
+}
+
+bool json_view::boolean(std::string_view expected) const {
+    if (!value_->is_boolean())
+        reject(expected);
+    return value_->get<bool>();
 }
 
 const std::string &json_view::string(std::string_view expected) const {

@@ -1,4 +1,5 @@
 #include "commands.h"
+#include "common_options.h"
 #include "input_error.h"
 
 #include <vell.h>
@@ -29,12 +30,15 @@ const role_row &find_role(const std::string &name) {
     throw usage_error(fmt::format("there is no role \"{}\": all, even, odd or none", name));
 }
 
-void require_sent(bool sent, const char *what) {
-    if (!sent)
-        throw session_error(fmt::format("the {} could not be sent: the switch went away", what));
-}
-
 } // namespace
+
+void role_command::add_to(CLI::App &command) {
+    command.add_option("ROLE", name, "The role: all, even, odd or none");
+    command.add_option("--value", value, "A role by its number, meaningful or not, instead of ROLE")->option_text("N");
+    add_quiet_option(command, quiet);
+    add_session_options(command, session);
+    command.footer("Example: vellfeed role even");
+}
 
 int role_command::run(std::ostream &out) const {
     if (name.empty() == !value.has_value())
@@ -46,6 +50,15 @@ int role_command::run(std::ostream &out) const {
     if (!quiet)
         fmt::print(out, "vellfeed: sent the dux role {}\n", value ? std::to_string(*value) : name);
     return 0;
+}
+
+void notice6_command::add_to(CLI::App &command) {
+    command.add_option("FIRST", first, "First word")->required();
+    command.add_option("SECOND", second, "Second word")->required();
+    command.add_option("THIRD", third, "16-bit value")->required();
+    add_quiet_option(command, quiet);
+    add_session_options(command, session);
+    command.footer("Example: vellfeed notice6 1 2 3");
 }
 
 int notice6_command::run(std::ostream &out) const {

@@ -2,9 +2,8 @@
 
 #include <vell.h>
 
-#include <algorithm>
-#include <limits>
 #include <stdexcept>
+#include <utility>
 
 namespace feed {
 
@@ -57,40 +56,21 @@ void fill_oifs(const route &route, vell_mrib_route *record) {
 } // namespace
 
 route_messages::route_messages(std::uint32_t message_bytes, message_sender send)
-    : message_bytes_(message_bytes), send_(std::move(send)) {}
-
-void route_messages::start(std::size_t first_route_bytes) {
-    // Zeroed, since the library writes neither the reserved bytes nor the head of a TLV array without lists.
-    buffer_.assign(std::max<std::size_t>(message_bytes_, sizeof(vell_mrib_message) + first_route_bytes), 0);
-    used_ = sizeof(vell_mrib_message);
-}
+    : batch_(sizeof(vell_mrib_message), message_bytes,
+             [send = std::move(send)](const full_message &message) { return send(message.bytes, message.records); }) {}
 
 bool route_messages::add(const route &route) {
     const std::size_t needed = most_bytes(route);
-    const bool full = routes_ == std::numeric_limits<std::uint16_t>::max() || buffer_.size() - used_ < needed;
-    if (routes_ > 0 && full && !flush())
+    std::uint8_t *const room = batch_.room(needed);
+    if (room == nullptr)
         return false;
-    if (routes_ == 0)
-        start(needed);
-    auto *record = reinterpret_cast<vell_mrib_route *>(buffer_.data() + used_);
+    auto *record = reinterpret_cast<vell_mrib_route *>(room);
     fill_head(route, record);
     fill_oifs(route, record);
     const std::size_t size = vell_mrib_get_route_size(record);
     if (size > needed)
         throw std::logic_error("a route record came out larger than its bound: this TLV format is not supported");
-    used_ += size;
-    ++routes_;
-    return true;
-}
-
-bool route_messages::flush() {
-    if (routes_ == 0)
-        return true;
-    if (!send_(std::span(buffer_).first(used_), routes_))
-        return false;
-    ++messages_sent_;
-    routes_sent_ += routes_;
-    routes_ = 0;
+    batch_.take(size);
     return true;
 }
 

@@ -1,12 +1,12 @@
 // Route messages, filled with the library's operations and handed on as they get full.
 #pragma once
 
+#include "message_batch.h"
 #include "route.h"
 
 #include <cstdint>
 #include <functional>
 #include <span>
-#include <vector>
 
 namespace feed {
 
@@ -15,28 +15,20 @@ using message_sender = std::function<bool(std::span<std::uint8_t> message, std::
 
 class route_messages {
 public:
-    // No message gets longer than `message_bytes`, unless a single route needs more: that one has a message to itself.
+    // See message_batch.
     route_messages(std::uint32_t message_bytes, message_sender send);
 
     // Adds a route, after sending the message so far when it has no room for one more. False when that failed.
     bool add(const route &route);
 
     // Sends what is left. False when that failed.
-    bool flush();
+    bool finish() { return batch_.finish(); }
 
-    std::size_t messages_sent() const { return messages_sent_; }
-    std::size_t routes_sent() const { return routes_sent_; }
+    std::size_t messages_sent() const { return batch_.messages_sent(); }
+    std::size_t records_sent() const { return batch_.records_sent(); }
 
 private:
-    void start(std::size_t first_route_bytes);
-
-    std::uint32_t message_bytes_;
-    message_sender send_;
-    std::vector<std::uint8_t> buffer_;
-    std::size_t used_ = 0;
-    std::uint16_t routes_ = 0;
-    std::size_t messages_sent_ = 0;
-    std::size_t routes_sent_ = 0;
+    message_batch batch_;
 };
 
 } // namespace feed

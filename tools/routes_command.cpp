@@ -1,31 +1,23 @@
 #include "commands.h"
-#include "input_error.h"
+#include "common_options.h"
+#include "counted.h"
 #include "route_message.h"
+#include "send_all.h"
 
 #include <fmt/ostream.h>
 
 namespace feed {
 
-namespace {
-
-// "1 route", "2 routes"
-std::string counted(std::size_t count, const char *what) {
-    return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
+void routes_command::add_to(CLI::App &command) {
+    table.add_to(command);
+    command.add_flag("--delete", deletion, "Delete the table's routes instead of adding them");
+    add_message_bytes(command, message_bytes, "route");
+    add_session_options(command, session);
+    command.footer("The whole table is read and checked before anything is sent. Entries that the kernel has not\n"
+                   "resolved yet, or whose incoming interface is gone, are skipped and counted. Sent means handed\n"
+                   "to the transport; `vellfeed compare` tells what arrived.\n"
+                   "Example: vellfeed routes campus.mroute.json --links campus.links.json");
 }
-
-void feed_routes(const route_plan &plan, route_messages &messages) {
-    bool sent = true;
-    for (auto route = plan.routes.begin(); sent && route != plan.routes.end(); ++route)
-        sent = messages.add(*route);
-    if (sent && messages.flush())
-        return;
-    throw session_error(
-        fmt::format("message {} could not be sent: the switch went away; {} of {} in {} went out before",
-                    messages.messages_sent() + 1, messages.routes_sent(), counted(plan.routes.size(), "route"),
-                    counted(messages.messages_sent(), "message")));
-}
-
-} // namespace
 
 int routes_command::run(std::ostream &out) const {
     table.check();
@@ -34,7 +26,7 @@ int routes_command::run(std::ostream &out) const {
     route_messages messages(message_bytes, [&](std::span<std::uint8_t> message, std::uint16_t routes) {
         return client.send_routes(message, routes);
     });
-    feed_routes(plan, messages);
+    send_all(plan.routes, messages, "route");
     client.close();
     if (table.quiet)
         return 0;
@@ -44,7 +36,7 @@ int routes_command::run(std::ostream &out) const {
     }
     const std::string skipped = skipped_text(plan);
     // What the service makes of them is not known here: a delete may find no route.
-    fmt::print(out, "vellfeed: sent {} in {}{}{}\n", counted(messages.routes_sent(), deletion ? "delete" : "route"),
+    fmt::print(out, "vellfeed: sent {} in {}{}{}\n", counted(messages.records_sent(), deletion ? "delete" : "route"),
                counted(messages.messages_sent(), "message"), skipped.empty() ? "" : ", ", skipped);
     return 0;
 }

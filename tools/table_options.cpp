@@ -1,15 +1,13 @@
 #include "table_options.h"
 
+#include "common_options.h"
 #include "input_error.h"
 #include "interface_indexes.h"
-#include "links.h"
 #include "mroute_table.h"
-#include "printable.h"
 #include "text_input.h"
 
 #include <algorithm>
 #include <array>
-#include <fmt/ostream.h>
 #include <limits>
 
 namespace feed {
@@ -23,17 +21,6 @@ text_input read_table(const table_options &options) {
     if (options.table)
         command.insert(command.end(), {"table", std::to_string(*options.table)});
     return read_command(command);
-}
-
-interface_source choose_source(const table_options &options) {
-    if (options.live) {
-        const text_input links = read_command({"ip", "-j", "link", "show"});
-        return recorded_links(links.name, parse_links(links));
-    }
-    if (options.links_path.empty())
-        return this_machine();
-    const text_input links = read_text(options.links_path);
-    return recorded_links(links.name, parse_links(links));
 }
 
 } // namespace
@@ -58,7 +45,7 @@ void table_options::add_to(CLI::App &command) {
         ->option_text("N")
         ->check(CLI::Range(std::uint32_t{1}, std::numeric_limits<std::uint32_t>::max()));
     command.add_option("--epoch", epoch, "Epoch of every route (default 0)")->option_text("N");
-    command.add_flag("--quiet", quiet, "Print nothing but errors");
+    add_quiet_option(command, quiet);
 }
 
 void table_options::check(const std::string &other_input) const {
@@ -71,16 +58,15 @@ void table_options::check(const std::string &other_input) const {
 
 route_plan load_plan(const table_options &options, bool deletion, std::ostream &out) {
     const mroute_table table = parse_mroute_table(read_table(options));
-    const interface_indexes interfaces(table, choose_source(options), options.number_interfaces);
+    const interface_indexes interfaces(table, choose_source(options.live, options.links_path),
+                                       options.number_interfaces);
     plan_options planning;
     planning.table = options.table.value_or(planning.table);
     planning.epoch = options.epoch;
     planning.deletion = deletion;
     route_plan plan = plan_routes(table, interfaces, planning);
-    if (!options.quiet) {
-        for (const auto &[name, index] : interfaces.numbered())
-            fmt::print(out, "interface {} is number {}\n", printable(name), index);
-    }
+    if (!options.quiet)
+        print_numbered(interfaces, out);
     return plan;
 }
 

@@ -49,11 +49,11 @@ TEST(compare_routes, equal_routes_have_no_lines) {
     const comparison result = compare_routes({fed_route()}, {held_twin()});
     EXPECT_TRUE(result.equal());
     EXPECT_EQ(result.lines, lines{});
-    EXPECT_EQ(closing_line(result), "all 1 fed routes arrived");
+    EXPECT_EQ(closing_line(result, "routes"), "all 1 fed routes arrived");
 }
 
 TEST(compare_routes, nothing_fed_and_nothing_held_is_equal) {
-    EXPECT_EQ(closing_line(compare_routes({}, {})), "all 0 fed routes arrived");
+    EXPECT_EQ(closing_line(compare_routes({}, {}), "routes"), "all 0 fed routes arrived");
 }
 
 TEST(compare_routes, every_flag_has_a_name_and_a_bit) {
@@ -150,7 +150,7 @@ TEST(compare_routes, the_closing_line_counts_routes) {
     held_route stranger = held_twin();
     stranger.key.source = 3;
     const comparison result = compare_routes({fed_route(), other, gone}, {differing, other_twin, stranger});
-    EXPECT_EQ(closing_line(result), "of 3 fed routes 1 arrived, 1 differ, 1 are missing; 1 unexpected");
+    EXPECT_EQ(closing_line(result, "routes"), "of 3 fed routes 1 arrived, 1 differ, 1 are missing; 1 unexpected");
     EXPECT_EQ(result.lines.size(), 4u);
 }
 

@@ -17,7 +17,7 @@ fake_transport transport;
 } // namespace
 
 struct kyt_desk_message {
-    std::vector<std::uint8_t> payload;
+    feed::fake_answer answer;
 };
 
 fake_transport &fake_transport::current() {
@@ -56,7 +56,7 @@ void kyt_drop(uint32_t queue, kyt_msg_ref *reference) {
 }
 
 void *kyt_payload_get(void *message) {
-    return static_cast<kyt_desk_message *>(message)->payload.data();
+    return static_cast<kyt_desk_message *>(message)->answer.payload.data();
 }
 
 uint32_t kyt_desk_queue_open(void) {
@@ -82,12 +82,12 @@ int kyt_desk_receive(uint32_t, int timeout_ms, kyt_desk_message **message) {
     return 1;
 }
 
-uint32_t kyt_desk_message_opcode(const kyt_desk_message *) {
-    return 0;
+uint32_t kyt_desk_message_opcode(const kyt_desk_message *message) {
+    return message->answer.opcode;
 }
 
 uint32_t kyt_desk_message_length(const kyt_desk_message *message) {
-    return static_cast<uint32_t>(message->payload.size());
+    return static_cast<uint32_t>(message->answer.payload.size());
 }
 
 void kyt_desk_message_free(kyt_desk_message *message) {

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace feed {
@@ -13,13 +14,21 @@ struct fake_request {
     std::vector<std::uint8_t> payload;
 };
 
+// A message that arrives. The bytes alone will do where nobody asks for the opcode.
+struct fake_answer {
+    fake_answer(std::vector<std::uint8_t> bytes, std::uint32_t code = 0) : payload(std::move(bytes)), opcode(code) {}
+
+    std::vector<std::uint8_t> payload;
+    std::uint32_t opcode;
+};
+
 struct fake_transport {
     // What it is told.
     bool no_queue = false;
-    std::size_t fail_send = 1000000;                               // this send and those behind it fail
-    std::vector<std::optional<std::vector<std::uint8_t>>> answers; // what arrives, in order
-    int result_without_answer = 0;                                 // of a receive: 0 nothing came, -1 connection lost
-    bool lose_drops = false;                                       // keep counting references that are released
+    std::size_t fail_send = 1000000;                 // this send and those behind it fail
+    std::vector<std::optional<fake_answer>> answers; // what arrives, in order; none: nothing does
+    int result_without_answer = 0;                   // of a receive: 0 nothing came, -1 connection lost
+    bool lose_drops = false;                         // keep counting references that are released
 
     // What it saw.
     std::vector<fake_request> requests;

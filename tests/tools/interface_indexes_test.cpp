@@ -1,8 +1,10 @@
 #include "error_of.h"
 #include "interface_indexes.h"
+#include "mdb_text.h"
 #include "table_text.h"
 
 #include <gtest/gtest.h>
+#include <sstream>
 
 namespace feed {
 namespace {
@@ -77,6 +79,36 @@ TEST(interface_indexes, entries_that_are_not_fed_need_none) {
         {"src":"10.0.0.1","dst":"239.1.1.1","iif":"unresolved","state":"unresolved"},
         {"src":"10.0.0.1","dst":"239.1.1.2","iif":"unresolved","multipath":[{"oif":"x"}],"state":"resolved"}])");
     EXPECT_EQ(interface_indexes(table, recorded_links("links.json", {}), true).numbered(), numbered{});
+}
+
+TEST(interface_indexes, of_a_snooping_database_are_the_ports_but_not_the_bridges) {
+    const mdb_table table = mdb_of(R"({"index":2,"dev":"br10","port":"br10","grp":"239.1.1.1","state":"temp"},
+                                      {"index":2,"dev":"br10","port":"b","grp":"239.1.1.1","state":"temp"},
+                                      {"index":2,"dev":"br10","port":"a","grp":"239.1.1.1","state":"temp"},
+                                      {"index":2,"dev":"br10","port":"b","grp":"239.1.1.2","state":"temp"})");
+    const auto uses = interface_uses(table);
+    ASSERT_EQ(uses.size(), 2u);
+    EXPECT_EQ(uses[0].name, "b");
+    EXPECT_EQ(uses[0].place, "mdb.json: entry 2 of 4 (/0/mdb/1/port)");
+    EXPECT_EQ(uses[1].name, "a");
+}
+
+TEST(interface_indexes, numbers_keep_clear_of_what_is_taken) {
+    const std::vector<interface_use> uses = {{"x", ""}, {"y", ""}, {"x", ""}};
+    const interface_indexes indexes(uses, recorded_links("none.json", {}), true, {1, 3});
+    EXPECT_EQ(indexes.numbered(), (numbered{{"x", 2}, {"y", 4}}));
+    std::ostringstream out;
+    print_numbered(indexes, out);
+    EXPECT_EQ(out.str(), "interface x is number 2\ninterface y is number 4\n");
+}
+
+TEST(interface_indexes, a_source_has_its_own_remedy) {
+    interface_source source = recorded_links("older.json", {});
+    source.remedy = "give others";
+    EXPECT_EQ(error_of([&] {
+                  interface_indexes(std::vector<interface_use>{{"x", "here"}}, source, false);
+              }),
+              "here: older.json does not know the interface \"x\"; give others");
 }
 
 } // namespace

@@ -124,5 +124,29 @@ TEST(json_input, a_missing_member_is_named_with_those_that_are_there) {
               "in.json: entry 2 of 2 (/1): expected a member \"src\" (the source), found an empty object");
 }
 
+TEST(json_input, entries_of_an_inner_array_say_which_one_they_are) {
+    const json_document document = parse_json({"in.json", R"([{"a/b":[{"x":1},{"x":[true]}]}])"}, "`ip`");
+    const json_view inner = json_view(document).elements("").at(0).member("a/b", "");
+    EXPECT_EQ(inner.entry(), "");
+    EXPECT_EQ(inner.place(), "in.json: entry 1 of 1 (/0/a~1b)");
+    const json_view second = inner.entries("").at(1);
+    EXPECT_EQ(second.entry(), "entry 2 of 2");
+    EXPECT_EQ(second.pointer(), "/0/a~1b/1");
+    EXPECT_EQ(second.member("x", "").elements("").at(0).place(), "in.json: entry 2 of 2 (/0/a~1b/1/x/0)");
+}
+
+TEST(json_input, members_and_truths_are_read_or_refused) {
+    const json_document document = parse_json({"in.json", R"({"yes":true,"no":false,"one":1})"}, "`ip`");
+    const auto members = json_view(document).members("an object");
+    ASSERT_EQ(members.size(), 3u);
+    EXPECT_EQ(members[0].first, "no");
+    EXPECT_FALSE(members[0].second.boolean("true or false"));
+    EXPECT_TRUE(members[2].second.boolean("true or false"));
+    EXPECT_EQ(error_of([&] { members[1].second.boolean("true or false"); }),
+              "in.json: /one: expected true or false, found the number 1");
+    EXPECT_EQ(error_of([&] { members[1].second.members("an object"); }),
+              "in.json: /one: expected an object, found the number 1");
+}
+
 } // namespace
 } // namespace feed

@@ -59,7 +59,7 @@ TEST(route_message, has_every_field_in_its_place) {
     route_messages messages(65536, log.sender());
     ASSERT_TRUE(messages.add(first));
     ASSERT_TRUE(messages.add(second));
-    ASSERT_TRUE(messages.flush());
+    ASSERT_TRUE(messages.finish());
 
     const bytes expected = {
         // the head, which the send fills in
@@ -88,7 +88,7 @@ TEST(route_message, is_sent_when_the_next_route_may_not_fit) {
     for (std::uint32_t i = 0; i < 5; ++i)
         ASSERT_TRUE(messages.add(some_route(i, 2)));
     EXPECT_EQ(log.messages.size(), 2u);
-    ASSERT_TRUE(messages.flush());
+    ASSERT_TRUE(messages.finish());
     ASSERT_EQ(log.messages.size(), 3u);
     EXPECT_EQ(log.messages[0].routes, 2);
     EXPECT_EQ(log.messages[1].routes, 2);
@@ -96,7 +96,7 @@ TEST(route_message, is_sent_when_the_next_route_may_not_fit) {
     EXPECT_EQ(log.messages[0].content.size(), 8 + 2 * record_bytes(2));
     EXPECT_EQ(log.messages[2].content.size(), 8 + record_bytes(2));
     EXPECT_EQ(messages.messages_sent(), 3u);
-    EXPECT_EQ(messages.routes_sent(), 5u);
+    EXPECT_EQ(messages.records_sent(), 5u);
 }
 
 TEST(route_message, a_route_larger_than_a_message_may_be_gets_one_of_its_own) {
@@ -105,7 +105,7 @@ TEST(route_message, a_route_larger_than_a_message_may_be_gets_one_of_its_own) {
     ASSERT_TRUE(messages.add(some_route(1, 1)));
     ASSERT_TRUE(messages.add(some_route(2, 8191)));
     ASSERT_TRUE(messages.add(some_route(3, 1)));
-    ASSERT_TRUE(messages.flush());
+    ASSERT_TRUE(messages.finish());
     ASSERT_EQ(log.messages.size(), 3u);
     EXPECT_EQ(log.messages[0].content.size(), 8 + record_bytes(1));
     EXPECT_EQ(log.messages[1].content.size(), 8 + record_bytes(8191));
@@ -117,7 +117,7 @@ TEST(route_message, starts_zeroed_each_time) {
     route_messages messages(8 + 68 + 12, log.sender());
     ASSERT_TRUE(messages.add(some_route(0xffffffff, 3)));
     ASSERT_TRUE(messages.add(some_route(0xffffffff, 0)));
-    ASSERT_TRUE(messages.flush());
+    ASSERT_TRUE(messages.finish());
     ASSERT_EQ(log.messages.size(), 2u);
     const bytes &second = log.messages[1].content;
     ASSERT_EQ(second.size(), 8 + record_bytes(0));
@@ -130,7 +130,7 @@ TEST(route_message, holds_as_many_routes_as_its_count_can_say) {
     route_messages messages(16u << 20, log.sender());
     for (std::uint32_t i = 0; i < 65536; ++i)
         ASSERT_TRUE(messages.add(some_route(i, 0)));
-    ASSERT_TRUE(messages.flush());
+    ASSERT_TRUE(messages.finish());
     ASSERT_EQ(log.messages.size(), 2u);
     EXPECT_EQ(log.messages[0].routes, 65535);
     EXPECT_EQ(log.messages[1].routes, 1);
@@ -139,7 +139,7 @@ TEST(route_message, holds_as_many_routes_as_its_count_can_say) {
 TEST(route_message, nothing_to_send_is_no_message) {
     message_log log;
     route_messages messages(65536, log.sender());
-    EXPECT_TRUE(messages.flush());
+    EXPECT_TRUE(messages.finish());
     EXPECT_TRUE(log.messages.empty());
 }
 
@@ -151,8 +151,8 @@ TEST(route_message, a_failed_send_is_not_counted) {
     EXPECT_TRUE(messages.add(some_route(2, 1)));
     EXPECT_FALSE(messages.add(some_route(3, 1)));
     EXPECT_EQ(messages.messages_sent(), 1u);
-    EXPECT_EQ(messages.routes_sent(), 1u);
-    EXPECT_FALSE(messages.flush());
+    EXPECT_EQ(messages.records_sent(), 1u);
+    EXPECT_FALSE(messages.finish());
 }
 
 } // namespace

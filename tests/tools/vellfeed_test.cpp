@@ -1,64 +1,12 @@
-#include "fake_transport.h"
-#include "vellfeed.h"
-
-#include <fstream>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sstream>
-#include <vector>
+#include "program_fixture.h"
 
 namespace feed {
 namespace {
 
-using bytes = std::vector<std::uint8_t>;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-class vellfeed : public testing::Test {
-protected:
-    vellfeed() {
-        fake_transport::reset();
-        desk.answers = {bytes{7, 1}};
-    }
-
-    // Runs the program; what it printed is in `out` and `err` then.
-    int run(std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), "vellfeed");
-        std::vector<const char *> argv;
-        for (const std::string &argument : arguments)
-            argv.push_back(argument.c_str());
-        std::ostringstream out_stream;
-        std::ostringstream err_stream;
-        const int status = run_vellfeed(static_cast<int>(argv.size()), argv.data(), out_stream, err_stream);
-        out = out_stream.str();
-        err = err_stream.str();
-        return status;
-    }
-
-    static std::string write_file(const std::string &name, const std::string &text) {
-        std::string path = testing::TempDir() + "vellfeed_test." + name;
-        std::ofstream(path) << text;
-        return path;
-    }
-
-    static std::string sample(const std::string &name) { return std::string(VELL_SAMPLES_DIR) + "/" + name + ".json"; }
-
-    std::vector<std::uint32_t> sent_opcodes() const {
-        std::vector<std::uint32_t> opcodes;
-        for (const fake_request &request : desk.requests)
-            opcodes.push_back(request.opcode);
-        return opcodes;
-    }
-
-    fake_transport &desk = fake_transport::current();
-    std::string out;
-    std::string err;
-};
-
-constexpr std::uint32_t registration = 75796;
-constexpr std::uint32_t deregistration = 75797;
-constexpr std::uint32_t route_update = 75831;
-constexpr std::uint32_t ipv6_notice = 75779;
+class vellfeed : public program_fixture {};
 
 constexpr char two_routes[] = R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"in","multipath":[{"oif":"out"}]},
                                   {"src":"10.0.0.2","dst":"239.1.1.1","iif":"in","multipath":[]}])";
@@ -143,8 +91,7 @@ TEST_F(vellfeed, each_send_may_fail) {
         "message 2 could not be sent: the switch went away; 1 of 2 routes in 1 message went out before",
         "everything was sent, but the switch went away before the client could deregister"};
     for (std::size_t i = 0; i < std::size(errors); ++i) {
-        fake_transport::reset();
-        desk.answers = {bytes{7, 1}};
+        start_over();
         desk.fail_send = i;
         EXPECT_EQ(run(command), 1);
         EXPECT_EQ(err, "vellfeed: " + errors[i] + "\n");
@@ -189,8 +136,7 @@ TEST_F(vellfeed, sends_each_dux_role) {
         std::uint8_t flag_bytes[4];
     } roles[] = {{"all", {0, 0, 4, 0}}, {"even", {0, 0, 8, 0}}, {"odd", {0, 0, 16, 0}}, {"none", {0, 0, 0, 2}}};
     for (const auto &row : roles) {
-        fake_transport::reset();
-        desk.answers = {bytes{7, 1}};
+        start_over();
         EXPECT_EQ(run({"role", row.role}), 0) << err;
         EXPECT_EQ(out, std::string("vellfeed: sent the dux role ") + row.role + "\n");
         ASSERT_EQ(sent_opcodes(), (std::vector<std::uint32_t>{registration, route_update, deregistration}));
@@ -222,7 +168,7 @@ TEST_F(vellfeed, sends_the_ipv6_notice) {
 
 TEST_F(vellfeed, wrong_usage_has_its_own_exit_code) {
     const std::string table = write_file("two", two_routes);
-    const std::vector<std::string> commands[] = {
+    expect_wrong_usage({
         {},
         {"rute"},
         {"routes"},
@@ -243,20 +189,15 @@ TEST_F(vellfeed, wrong_usage_has_its_own_exit_code) {
         {"notice6", "1", "2"},
         {"notice6", "1", "2", "65536"},
         {"notice6", "1", "-2", "3"},
-    };
-    for (const auto &command : commands) {
-        EXPECT_EQ(run(command), 2) << testing::PrintToString(command);
-        EXPECT_THAT(err, StartsWith("vellfeed: ")) << testing::PrintToString(command);
-    }
-    EXPECT_TRUE(desk.requests.empty());
+    });
 }
 
 TEST_F(vellfeed, every_command_has_a_help_with_an_example) {
-    const std::vector<std::string> commands[] = {
-        {"--help"}, {"routes", "--help"}, {"compare", "--help"}, {"role", "--help"}, {"notice6", "--help"}};
-    for (const auto &command : commands) {
+    const std::vector<std::string> commands[] = {{}, {"routes"}, {"compare"}, {"role"}, {"notice6"}};
+    for (std::vector<std::string> command : commands) {
+        command.emplace_back("--help");
         EXPECT_EQ(run(command), 0);
-        EXPECT_THAT(out, HasSubstr("Example: ")) << testing::PrintToString(command);
+        EXPECT_THAT(out, HasSubstr("Example: vell")) << testing::PrintToString(command);
     }
 }
 

@@ -1,0 +1,26 @@
+// Where interface indexes come from.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+
+namespace feed {
+
+// The recorded links, or the machine itself.
+struct interface_source {
+    std::string name;                                       // for error messages: "links.json", "this machine"
+    std::function<std::uint32_t(const std::string &)> find; // 0: not there
+    // What to do about a name that is not there.
+    std::string remedy = "give the recorded links with --links FILE, or have unknown names numbered with "
+                         "--number-interfaces";
+};
+interface_source recorded_links(const std::string &name, std::map<std::string, std::uint32_t> links);
+interface_source this_machine();
+
+// What `ip` prints of this machine when `live`, else the links of the file, else, without a path, this machine's.
+// Throws input_error.
+interface_source choose_source(bool live, const std::string &links_path);
+
+} // namespace feed
