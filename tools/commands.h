@@ -3,6 +3,7 @@
 #pragma once
 
 #include "client_session.h"
+#include "mdb_options.h"
 #include "table_options.h"
 
 #include <CLI/CLI.hpp>
@@ -45,6 +46,24 @@ struct notice6_command {
     std::uint16_t third = 0;
     session_options session;
     bool quiet = false;
+    void add_to(CLI::App &command);
+    int run(std::ostream &out) const;
+};
+
+struct l2_command {
+    mdb_options mdb;
+    older_options older;
+    session_options session;
+    std::uint16_t value = 0;
+    std::uint32_t message_bytes = 65536;
+    bool no_markers = false;
+    void add_to(CLI::App &command);
+    int run(std::ostream &out) const;
+};
+
+struct l2_compare_command {
+    mdb_options mdb;
+    std::string held_path; // empty: ask the switch
     void add_to(CLI::App &command);
     int run(std::ostream &out) const;
 };

@@ -31,6 +31,8 @@ public:
         add_command(app_, "compare", "Compare a table, entry by entry, with what the switch holds", compare_);
         add_command(app_, "role", "Send a dux role update", role_);
         add_command(app_, "notice6", "Send an IPv6 route notice: two words and a 16-bit value", notice6_);
+        add_command(app_, "l2", "Send a kernel's multicast snooping databases to the service", l2_);
+        add_command(app_, "l2-compare", "Compare databases, entry by entry, with what the switch holds", l2_compare_);
     }
 
     int run(int argc, const char *const *argv, std::ostream &out, std::ostream &err) {
@@ -66,6 +68,8 @@ private:
     compare_command compare_;
     role_command role_;
     notice6_command notice6_;
+    l2_command l2_;
+    l2_compare_command l2_compare_;
 };
 
 } // namespace

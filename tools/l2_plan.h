@@ -1,0 +1,35 @@
+// Which layer-2 entries a snooping database is to become.
+#pragma once
+
+#include "bridge_mdb.h"
+#include "interface_indexes.h"
+#include "l2_entry.h"
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace feed {
+
+// The VLANs of bridges whose names do not say it.
+using bridge_vlans = std::map<std::string, std::uint32_t>;
+
+struct l2_plan {
+    std::vector<l2_entry> entries; // in the order of their keys
+    std::size_t ports_without = 0; // that an entry is kept for, but that the kernel sends nothing to
+    std::size_t router_ports = 0;  // which a layer-2 entry has no place for
+    std::size_t other_bridges = 0; // entries of bridges that were left out
+};
+
+// Throws input_error when the bridges' indexes are other ones than the source's: then the two do not belong together,
+// and the ports' indexes would be wrong as well.
+void check_bridges(const mdb_table &table, const interface_source &source);
+
+// The bridges' own indexes.
+std::set<std::uint32_t> bridge_indexes(const mdb_table &table);
+
+// Throws input_error when a bridge's VLAN is not known, or when entries contradict each other.
+l2_plan plan_l2(const mdb_table &table, const interface_indexes &interfaces, const bridge_vlans &vlans);
+
+} // namespace feed

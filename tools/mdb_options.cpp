@@ -1,0 +1,151 @@
+#include "mdb_options.h"
+
+#include "common_options.h"
+#include "input_error.h"
+#include "printable.h"
+#include "text_input.h"
+#include "vlan.h"
+
+#include <algorithm>
+#include <charconv>
+#include <fmt/format.h>
+
+namespace feed {
+
+namespace {
+
+text_input read_mdb(const mdb_options &options) {
+    return options.live ? read_command({"bridge", "-j", "-d", "mdb", "show"}) : read_text(options.mdb_path);
+}
+
+std::pair<std::string, std::uint32_t> parse_vlan(const std::string &text) {
+    const std::size_t equals = text.rfind('=');
+    std::uint32_t vlan = 0;
+    if (equals != 0 && equals != std::string::npos) {
+        const char *end = text.data() + text.size();
+        const auto result = std::from_chars(text.data() + equals + 1, end, vlan);
+        if (result.ec == std::errc() && result.ptr == end && vlan >= 1 && vlan <= largest_vlan)
+            return {text.substr(0, equals), vlan};
+    }
+    throw usage_error(
+        fmt::format("--vlan {}: expected BRIDGE=N with a VLAN id N from 1 to {}", printable(text), largest_vlan));
+}
+
+bridge_vlans parse_vlans(const std::vector<std::string> &texts) {
+    bridge_vlans vlans;
+    for (const std::string &text : texts) {
+        if (!vlans.insert(parse_vlan(text)).second)
+            throw usage_error(fmt::format("--vlan {}: the bridge has a VLAN already", printable(text)));
+    }
+    return vlans;
+}
+
+// A database with where its indexes come from.
+struct loaded_mdb {
+    mdb_table table;
+    interface_source source;
+};
+
+loaded_mdb load_newer(const mdb_options &options) {
+    loaded_mdb loaded = {parse_mdb(read_mdb(options), options.wanted_bridges()),
+                         choose_source(options.live, options.links_path)};
+    check_bridges(loaded.table, loaded.source);
+    return loaded;
+}
+
+loaded_mdb load_older(const older_options &older, const mdb_options &options, const interface_source &source) {
+    if (older.mdb_path.empty())
+        return {{}, source};
+    loaded_mdb loaded = {parse_mdb(read_text(older.mdb_path), options.wanted_bridges()),
+                         older.links_path.empty() ? source : choose_source(false, older.links_path)};
+    loaded.source.remedy = "give its own recorded links with --older-links FILE";
+    check_bridges(loaded.table, loaded.source);
+    return loaded;
+}
+
+// One numbering for both, in which the older ports keep the numbers that they had when they were alone.
+interface_indexes numbered_together(const loaded_mdb &older, const loaded_mdb &newer) {
+    std::vector<interface_use> uses = interface_uses(older.table);
+    for (interface_use &use : interface_uses(newer.table))
+        uses.push_back(std::move(use));
+    std::set<std::uint32_t> taken = bridge_indexes(older.table);
+    taken.merge(bridge_indexes(newer.table));
+    return interface_indexes(uses, newer.source, true, taken);
+}
+
+} // namespace
+
+void mdb_options::add_to(CLI::App &command) {
+    CLI::Option *path =
+        command.add_option("MDB", mdb_path, "What `bridge -j -d mdb show` printed: a file, or - for standard input");
+    CLI::Option *from_kernel = command.add_flag(
+        "--live", live, "Take this machine's databases and links instead of MDB; runs `bridge` and `ip`");
+    from_kernel->excludes(path);
+    path->option_text("FILE");
+    command
+        .add_option("--links", links_path,
+                    "What `ip -j link show` printed, for the ports' indexes; without it they are this machine's")
+        ->option_text("FILE")
+        ->excludes(from_kernel);
+    command.add_flag("--number-interfaces", number_interfaces,
+                     "Number unknown port names from 1 in order of appearance, and print which got which");
+    command
+        .add_option("--vlan", vlans,
+                    "VLAN of a bridge whose name does not say it, as br10 does, and whose entries have no \"vid\"")
+        ->option_text("BRIDGE=N")
+        ->allow_extra_args(false);
+    command.add_option("--bridge", bridges, "Take this bridge's entries only; may be given several times")
+        ->option_text("NAME")
+        ->allow_extra_args(false);
+    add_quiet_option(command, quiet);
+}
+
+void mdb_options::check(const std::vector<std::string> &other_inputs) const {
+    if (!live && mdb_path.empty())
+        throw usage_error("which database? Name a file, - for standard input, or --live for this machine");
+    std::vector<std::string> inputs = {mdb_path, links_path};
+    inputs.insert(inputs.end(), other_inputs.begin(), other_inputs.end());
+    if (std::count(inputs.begin(), inputs.end(), "-") > 1)
+        throw usage_error("standard input (-) can be read only once");
+    parse_vlans(vlans);
+}
+
+void older_options::add_to(CLI::App &command) {
+    CLI::Option *older =
+        command.add_option("--older", mdb_path, "A database that was sent before: only what changed since is sent")
+            ->option_text("FILE");
+    command
+        .add_option("--older-links", links_path, "The links of --older, where its ports are not all in the newer ones")
+        ->option_text("FILE")
+        ->needs(older);
+}
+
+void older_options::check(const mdb_options &newer) const {
+    newer.check({mdb_path, links_path});
+    if (!links_path.empty() && newer.number_interfaces)
+        throw usage_error("--number-interfaces numbers the ports of one list of links; leave out --older-links");
+}
+
+std::set<std::string> mdb_options::wanted_bridges() const {
+    return {bridges.begin(), bridges.end()};
+}
+
+l2_plans load_l2(const mdb_options &options, const older_options &older_one, std::ostream &out) {
+    const bridge_vlans vlans = parse_vlans(options.vlans);
+    const loaded_mdb newer = load_newer(options);
+    const loaded_mdb older = load_older(older_one, options, newer.source);
+    const auto plan_of = [&](const loaded_mdb &loaded, const interface_indexes &indexes) {
+        return plan_l2(loaded.table, indexes, vlans);
+    };
+    if (!options.number_interfaces) {
+        return {plan_of(newer, {interface_uses(newer.table), newer.source, false}),
+                plan_of(older, {interface_uses(older.table), older.source, false})};
+    }
+    const interface_indexes indexes = numbered_together(older, newer);
+    l2_plans plans = {plan_of(newer, indexes), plan_of(older, indexes)};
+    if (!options.quiet)
+        print_numbered(indexes, out);
+    return plans;
+}
+
+} // namespace feed
