@@ -68,4 +68,54 @@ struct l2_compare_command {
     int run(std::ostream &out) const;
 };
 
+struct stats_command {
+    std::string source;
+    std::string group;
+    std::uint32_t table = 253;
+    std::optional<std::uint8_t> source_length; // none: all of the address
+    std::optional<std::uint8_t> group_length;
+    bool clear = false;
+    bool clear_only = false;
+    session_options session;
+    void add_to(CLI::App &command);
+    int run(std::ostream &out) const;
+};
+
+struct marker_command {
+    std::uint32_t marker = 0;
+    session_options session;
+    bool quiet = false;
+    void add_to(CLI::App &command);
+    int run(std::ostream &out) const;
+};
+
+struct download_complete_command {
+    session_options session;
+    bool quiet = false;
+    void add_to(CLI::App &command);
+    int run(std::ostream &out) const;
+};
+
+struct overlay_disable_command {
+    bool flag = false;
+    bool quiet = false;
+    void add_to(CLI::App &command);
+    int run(std::ostream &out) const;
+};
+
+struct overlay_vlans_command {
+    std::vector<std::uint16_t> vlans;
+    bool quiet = false;
+    void add_to(CLI::App &command);
+    int run(std::ostream &out) const;
+};
+
+struct overlay_route_command {
+    std::uint16_t type = 0;
+    std::string body; // hexadecimal
+    bool quiet = false;
+    void add_to(CLI::App &command);
+    int run(std::ostream &out) const;
+};
+
 } // namespace feed

@@ -31,8 +31,12 @@ public:
         add_command(app_, "compare", "Compare a table, entry by entry, with what the switch holds", compare_);
         add_command(app_, "role", "Send a dux role update", role_);
         add_command(app_, "notice6", "Send an IPv6 route notice: two words and a 16-bit value", notice6_);
+        add_command(app_, "stats", "Ask for the counters of a route, or clear them", stats_);
         add_command(app_, "l2", "Send a kernel's multicast snooping databases to the service", l2_);
         add_command(app_, "l2-compare", "Compare databases, entry by entry, with what the switch holds", l2_compare_);
+        add_command(app_, "marker", "Send an out-of-band marker", marker_);
+        add_command(app_, "download-complete", "Tell that everything was sent", download_complete_);
+        add_overlay();
     }
 
     int run(int argc, const char *const *argv, std::ostream &out, std::ostream &err) {
@@ -62,14 +66,29 @@ private:
         added->callback([this, &command] { chosen_ = [&command](std::ostream &out) { return command.run(out); }; });
     }
 
+    void add_overlay() {
+        CLI::App *overlay = app_.add_subcommand("overlay", "Send an overlay notification; needs no registration");
+        overlay->require_subcommand(1);
+        add_command(*overlay, "disable", "Tell that the overlay is disabled", overlay_disable_);
+        add_command(*overlay, "vlans", "Tell which VLANs the overlay is disabled for", overlay_vlans_);
+        add_command(*overlay, "route", "Send an overlay route message", overlay_route_);
+        overlay->footer("Example: vellfeed overlay disable");
+    }
+
     CLI::App app_;
     std::function<int(std::ostream &)> chosen_;
     routes_command routes_;
     compare_command compare_;
     role_command role_;
     notice6_command notice6_;
+    stats_command stats_;
     l2_command l2_;
     l2_compare_command l2_compare_;
+    marker_command marker_;
+    download_complete_command download_complete_;
+    overlay_disable_command overlay_disable_;
+    overlay_vlans_command overlay_vlans_;
+    overlay_route_command overlay_route_;
 };
 
 } // namespace

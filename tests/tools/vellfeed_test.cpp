@@ -193,8 +193,20 @@ TEST_F(vellfeed, wrong_usage_has_its_own_exit_code) {
 }
 
 TEST_F(vellfeed, every_command_has_a_help_with_an_example) {
-    const std::vector<std::string> commands[] = {{},          {"routes"}, {"compare"},   {"role"},
-                                                 {"notice6"}, {"l2"},     {"l2-compare"}};
+    const std::vector<std::string> commands[] = {{},
+                                                 {"routes"},
+                                                 {"compare"},
+                                                 {"role"},
+                                                 {"notice6"},
+                                                 {"stats"},
+                                                 {"l2"},
+                                                 {"l2-compare"},
+                                                 {"marker"},
+                                                 {"download-complete"},
+                                                 {"overlay"},
+                                                 {"overlay", "disable"},
+                                                 {"overlay", "vlans"},
+                                                 {"overlay", "route"}};
     for (std::vector<std::string> command : commands) {
         command.emplace_back("--help");
         EXPECT_EQ(run(command), 0);

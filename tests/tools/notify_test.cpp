@@ -1,0 +1,158 @@
+#include "program_fixture.h"
+
+namespace feed {
+namespace {
+
+using opcodes = std::vector<std::uint32_t>;
+
+class notify : public program_fixture {
+protected:
+    // Overlay notifications need no registration, and none is to be answered.
+    void start_without_registration() {
+        start_over();
+        desk.answers.clear();
+    }
+
+    // The payload of the one request that the command sends.
+    bytes sent_by(const std::vector<std::string> &command, std::uint32_t opcode) {
+        start_without_registration();
+        EXPECT_EQ(run(command), 0) << err;
+        EXPECT_EQ(sent_opcodes(), opcodes{opcode});
+        expect_all_closed();
+        return desk.requests.empty() ? bytes() : desk.requests[0].payload;
+    }
+};
+
+TEST_F(notify, sends_a_marker) {
+    EXPECT_EQ(run({"marker", "2"}), 0) << err;
+    EXPECT_EQ(out, "vellfeed: sent the out-of-band marker 2\n");
+    ASSERT_EQ(sent_opcodes(), (opcodes{registration, oob_marker, deregistration}));
+    EXPECT_EQ(desk.requests[1].sap, 213u);
+    EXPECT_EQ(desk.requests[1].payload, (bytes{2, 0, 0, 0}));
+    expect_all_closed();
+    start_over();
+    EXPECT_EQ(run({"marker", "0x51525354", "--quiet"}), 0) << err;
+    EXPECT_EQ(out, "");
+    EXPECT_EQ(desk.requests[1].payload, (bytes{0x54, 0x53, 0x52, 0x51}));
+}
+
+TEST_F(notify, sends_that_the_download_is_complete) {
+    EXPECT_EQ(run({"download-complete"}), 0) << err;
+    EXPECT_EQ(out, "vellfeed: sent that the download is complete\n");
+    ASSERT_EQ(sent_opcodes(), (opcodes{registration, download_complete, deregistration}));
+    EXPECT_EQ(desk.requests[1].payload, (bytes{0, 0, 0, 0}));
+}
+
+TEST_F(notify, each_send_may_fail) {
+    const std::string begin =
+        "no switch answers in /run/desk; start one with `vellsim run`, or point VELLSIM_RUN_DIR at its run directory";
+    const std::string end = "everything was sent, but the switch went away before the client could deregister";
+    const struct {
+        std::vector<std::string> command;
+        std::string errors[3];
+    } rows[] = {
+        {{"marker", "1"}, {begin, "the out-of-band marker could not be sent: the switch went away", end}},
+        {{"download-complete"}, {begin, "the end of the download could not be sent: the switch went away", end}}};
+    for (const auto &row : rows) {
+        for (std::size_t i = 0; i < std::size(row.errors); ++i) {
+            start_over();
+            desk.fail_send = i;
+            EXPECT_EQ(run(row.command), 1);
+            EXPECT_EQ(err, "vellfeed: " + row.errors[i] + "\n");
+            expect_all_closed();
+        }
+    }
+}
+
+TEST_F(notify, the_overlay_is_disabled_with_and_without_the_flag) {
+    EXPECT_EQ(sent_by({"overlay", "disable"}, overlay_disable), (bytes{1, 0, 8, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(desk.requests[0].sap, 213u);
+    EXPECT_EQ(out, "vellfeed: sent that the overlay is disabled\n");
+    EXPECT_EQ(sent_by({"overlay", "disable", "--flag"}, overlay_disable), (bytes{3, 0, 8, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(out, "vellfeed: sent that the overlay is disabled, with the flag\n");
+    EXPECT_EQ(sent_by({"overlay", "disable", "--quiet"}, overlay_disable), (bytes{1, 0, 8, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(out, "");
+}
+
+TEST_F(notify, the_overlay_is_disabled_for_vlans) {
+    EXPECT_EQ(sent_by({"overlay", "vlans", "10", "4094", "1"}, overlay_disable),
+              (bytes{2, 0, 10, 0, 10, 0, 0xfe, 0x0f, 1, 0}));
+    EXPECT_EQ(out, "vellfeed: sent that the overlay is disabled for 3 VLANs\n");
+    EXPECT_EQ(sent_by({"overlay", "vlans", "7"}, overlay_disable), (bytes{2, 0, 6, 0, 7, 0}));
+    EXPECT_EQ(out, "vellfeed: sent that the overlay is disabled for 1 VLAN\n");
+}
+
+TEST_F(notify, an_overlay_route_goes_out_as_it_is) {
+    EXPECT_EQ(sent_by({"overlay", "route", "4660", "0a0B0cFF"}, overlay_route),
+              (bytes{0x34, 0x12, 8, 0, 0x0a, 0x0b, 0x0c, 0xff}));
+    EXPECT_EQ(desk.requests[0].sap, 213u);
+    EXPECT_EQ(out, "vellfeed: sent an overlay route of type 4660 with 4 bytes\n");
+    EXPECT_EQ(sent_by({"overlay", "route", "0", ""}, overlay_route), (bytes{0, 0, 4, 0}));
+    const bytes longest = sent_by({"overlay", "route", "1", std::string(2 * 65531, '0')}, overlay_route);
+    EXPECT_EQ(longest.size(), 65535u);
+    EXPECT_EQ(bytes(longest.begin(), longest.begin() + 4), (bytes{1, 0, 0xff, 0xff}));
+}
+
+TEST_F(notify, an_overlay_notification_that_cannot_be_sent_is_an_error) {
+    const std::string why = " could not be sent: no switch answers in /run/desk; start one with `vellsim run`, or "
+                            "point VELLSIM_RUN_DIR at its "
+                            "run directory\n";
+    const struct {
+        std::vector<std::string> command;
+        const char *what;
+    } rows[] = {{{"overlay", "disable"}, "notification"},
+                {{"overlay", "vlans", "1"}, "notification"},
+                {{"overlay", "route", "1", "00"}, "overlay route"}};
+    for (const auto &row : rows) {
+        start_without_registration();
+        desk.fail_send = 0;
+        EXPECT_EQ(run(row.command), 1);
+        EXPECT_EQ(err, std::string("vellfeed: the ") + row.what + why);
+        expect_all_closed();
+
+        start_without_registration();
+        desk.no_queue = true;
+        EXPECT_EQ(run(row.command), 1);
+        EXPECT_EQ(err, "vellfeed: no transport queue could be opened: the process has no handle left\n");
+
+        start_without_registration();
+        desk.result_without_answer = -1;
+        EXPECT_EQ(run(row.command), 1);
+        EXPECT_EQ(err,
+                  "vellfeed: everything was sent, but the switch closed the connection; `vellsim show log` tells what "
+                  "arrived\n");
+        expect_all_closed();
+
+        start_without_registration();
+        desk.lose_drops = true;
+        EXPECT_EQ(run(row.command), 1);
+        EXPECT_EQ(err, "vellfeed: the transport counts 1 message references left open and 0 wrong releases\n");
+    }
+}
+
+TEST_F(notify, wrong_usage_has_its_own_exit_code) {
+    expect_wrong_usage({
+        {"marker"},
+        {"marker", "-1"},
+        {"marker", "4294967296"},
+        {"marker", "1", "2"},
+        {"download-complete", "1"},
+        {"overlay"},
+        {"overlay", "enable"},
+        {"overlay", "disable", "1"},
+        {"overlay", "vlans"},
+        {"overlay", "vlans", "0"},
+        {"overlay", "vlans", "4095"},
+        {"overlay", "vlans", "10", "11", "10"},
+        {"overlay", "route", "1"},
+        {"overlay", "route", "65536", "00"},
+        {"overlay", "route", "1", "0"},
+        {"overlay", "route", "1", "0g"},
+        {"overlay", "route", "1", "+1"},
+        {"overlay", "route", "1", std::string(2 * 65532, '0')},
+        {"overlay", "route", "1", "00", "00"},
+    });
+}
+
+} // namespace
+} // namespace feed

@@ -1,0 +1,125 @@
+#include "commands.h"
+#include "common_options.h"
+#include "counted.h"
+#include "input_error.h"
+#include "printable.h"
+#include "stats_answer.h"
+
+#include <vell.h>
+
+#include <fmt/ostream.h>
+
+namespace feed {
+
+namespace {
+
+// A request that the service answers under the same opcode.
+struct stats_request {
+    const char *name;
+    std::uint32_t opcode;
+    int (*send)(const stats_route &route);
+};
+
+template <auto Send, auto... Last>
+int send_ipv4(const stats_route &route) {
+    return Send(route.table, ipv4_number(route.source), route.source_length, ipv4_number(route.group),
+                route.group_length, Last...);
+}
+
+template <auto Send>
+int send_ipv6(const stats_route &route) {
+    return Send(route.table, route.source.bytes.data(), route.source_length, route.group.bytes.data(),
+                route.group_length);
+}
+
+constexpr char stats_name[] = "statistics request";
+constexpr char clear_name[] = "clear request";
+
+constexpr stats_request ipv4_stats = {stats_name, 75785, send_ipv4<vell_send_v4_mroute_stats_req, 0>};
+constexpr stats_request ipv4_stats_and_clear = {stats_name, 75785, send_ipv4<vell_send_v4_mroute_stats_req, 1>};
+constexpr stats_request ipv4_clear = {clear_name, 75798, send_ipv4<vell_send_v4_mroute_clear_req>};
+constexpr stats_request ipv6_stats = {stats_name, 75786, send_ipv6<vell_send_v6_mroute_stats_req>};
+constexpr stats_request ipv6_clear = {clear_name, 75799, send_ipv6<vell_send_v6_mroute_clear_req>};
+
+net_address parse_option(const char *option, const std::string &text) {
+    const auto address = parse_ip(text);
+    if (!address)
+        throw usage_error(fmt::format("{} {}: expected an IPv4 or an IPv6 address", option, in_quotes(text)));
+    return *address;
+}
+
+std::uint8_t checked_length(const char *option, std::optional<std::uint8_t> length, std::uint8_t most) {
+    if (length.value_or(0) > most)
+        throw usage_error(fmt::format("{} {}: an address has {} bits", option, *length, most));
+    return length.value_or(most);
+}
+
+stats_route route_of(const stats_command &command) {
+    stats_route route;
+    route.table = command.table;
+    route.source = parse_option("--source", command.source);
+    route.group = parse_option("--group", command.group);
+    if (route.source.kind != route.group.kind)
+        throw usage_error("--source and --group are of different families; a route is of one");
+    const std::uint8_t most = route.group.kind == address_kind::ipv4 ? 32 : 128;
+    route.source_length = checked_length("--source-len", command.source_length, most);
+    route.group_length = checked_length("--group-len", command.group_length, most);
+    return route;
+}
+
+stats_answer ask(client_session &client, const stats_request &request, const stats_route &route) {
+    require_sent(request.send(route) == 1, request.name);
+    const std::string infinitive = fmt::format("answer the {}", request.name);
+    const std::string gerund = fmt::format("answering the {}", request.name);
+    const stats_answer answer =
+        parse_stats_answer(client.await({infinitive.c_str(), gerund.c_str()}), request.opcode, route, request.name);
+    if (!answer.found)
+        throw session_error(fmt::format("the switch has no route {}", route_text(route)));
+    return answer;
+}
+
+// The counters as they were when they were cleared, so that nothing counted in between is lost.
+stats_answer ask_all(client_session &client, const stats_command &command, const stats_route &route) {
+    const bool ipv4 = route.group.kind == address_kind::ipv4;
+    if (command.clear_only)
+        return ask(client, ipv4 ? ipv4_clear : ipv6_clear, route);
+    if (ipv4)
+        return ask(client, command.clear ? ipv4_stats_and_clear : ipv4_stats, route);
+    // Of an IPv6 route the statistics request does not clear.
+    const stats_answer answer = ask(client, ipv6_stats, route);
+    return command.clear ? ask(client, ipv6_clear, route) : answer;
+}
+
+} // namespace
+
+void stats_command::add_to(CLI::App &command) {
+    command.add_option("--source", source, "Source of the route, an IPv4 or IPv6 address")
+        ->option_text("ADDRESS")
+        ->required();
+    command.add_option("--group", group, "Group of the route, of the same family")->option_text("ADDRESS")->required();
+    command.add_option("--table", table, "Table id of the route (default 253)")->option_text("N");
+    command.add_option("--source-len", source_length, "Mask length of the source (default 32 or 128)")
+        ->option_text("N");
+    command.add_option("--group-len", group_length, "Mask length of the group (default 32 or 128)")->option_text("N");
+    CLI::Option *clearing = command.add_flag("--clear", clear, "Clear the counters once they are read");
+    command.add_flag("--clear-only", clear_only, "Send the clear request alone")->excludes(clearing);
+    add_session_options(command, session);
+    command.footer("Prints the counters as they were before they were cleared. A route for any source is named with\n"
+                   "--source 0.0.0.0 --source-len 0.\n"
+                   "Example: vellfeed stats --source 10.0.0.9 --group 239.1.1.2 --clear");
+}
+
+int stats_command::run(std::ostream &out) const {
+    const stats_route route = route_of(*this);
+    client_session client(session);
+    const stats_answer answer = ask_all(client, *this, route);
+    fmt::print(out, "{}: {}, {}, {}{}\n", route_text(route), counted(answer.packets, "packet"),
+               counted(answer.bytes, "byte"), counted(answer.wrong_interface, "wrong-interface packet"),
+               answer.cleared ? "; cleared" : "");
+    if ((clear || clear_only) && !answer.cleared)
+        throw session_error("the switch did not clear the counters");
+    client.close("`vellsim show stats`");
+    return 0;
+}
+
+} // namespace feed
