@@ -25,17 +25,24 @@ static uint32_t ipv4(uint32_t a, uint32_t b, uint32_t c, uint32_t d) {
     return a << 24 | b << 16 | c << 8 | d;
 }
 
-/* Registers and waits for the service's answer, which arrives on the queue. Returns 1 when the service accepted. */
-static uint32_t register_client(uint32_t queue) {
+/* Registers and waits for the service's answer, which arrives on the queue. Returns NULL, or what went wrong. */
+static const char *register_client(uint32_t queue) {
     kyt_desk_message *answer = NULL;
     uint32_t accepted = 0;
 
     if (!vell_register(queue, client_uuid, "route_client"))
-        return 0;
-    if (kyt_desk_receive(queue, answer_timeout_ms, &answer) == 1)
-        accepted = vell_register_ack(answer);
+        return "the registration could not be sent; is the switch running (vellsim run)?";
+    switch (kyt_desk_receive(queue, answer_timeout_ms, &answer)) {
+    case 1:
+        break;
+    case 0:
+        return "the service did not answer the registration in time";
+    default:
+        return "the switch went away before it answered the registration";
+    }
+    accepted = vell_register_ack(answer);
     kyt_desk_message_free(answer);
-    return accepted;
+    return accepted ? NULL : "the service refused the registration; vellsim show log says why";
 }
 
 /* Fills one (S,G) route and returns its size in the message. */
@@ -77,11 +84,11 @@ static uint32_t send_routes(uint32_t queue) {
 
 int main(void) {
     const uint32_t queue = kyt_desk_queue_open();
+    const char *failure = register_client(queue);
     uint32_t sent = 0;
 
-    if (!register_client(queue)) {
-        fprintf(stderr,
-                "route_client: the service did not take the registration; is the switch running (vellsim run)?\n");
+    if (failure != NULL) {
+        fprintf(stderr, "route_client: %s\n", failure);
         return 1;
     }
     sent = send_routes(queue);

@@ -33,6 +33,14 @@ int checked_timeout(const session_options &options) {
     return options.timeout_ms;
 }
 
+// Why vell_register_ack did not take an acknowledgment.
+std::string refusal_text(const received_message &message) {
+    constexpr std::uint8_t accepted_bit = 1;
+    if ((message.payload()[1] & accepted_bit) != 0)
+        return "the switch accepted the registration with client id 0, which is no id";
+    return "the switch refused the registration; `vellsim show log` says why";
+}
+
 } // namespace
 
 client_session::client_session(const session_options &options) : timeout_ms_(checked_timeout(options)) {
@@ -51,7 +59,7 @@ void client_session::acknowledge() {
                                         length, acknowledgment_bytes));
     }
     if (vell_register_ack(message.handle()) == 0)
-        throw session_error("the switch refused the registration; `vellsim show log` says why");
+        throw session_error(refusal_text(message));
 }
 
 client_session::~client_session() {

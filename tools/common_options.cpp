@@ -13,7 +13,7 @@ constexpr std::uint32_t largest_message = 16u << 20;
 } // namespace
 
 void add_session_options(CLI::App &command, session_options &options) {
-    command.add_option("--uuid", options.uuid, "Uuid to register with (default 500)")->option_text("N");
+    add_number(command, "--uuid", options.uuid, "Uuid to register with (default 500)")->option_text("N");
     command
         .add_option("--segment", options.segment, "Name of the shared memory segment to register (default vellfeed)")
         ->option_text("NAME");

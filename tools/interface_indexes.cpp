@@ -69,8 +69,8 @@ interface_indexes::interface_indexes(const std::vector<interface_use> &uses, con
         if (index == 0)
             index = index_in_name(name);
         if (index == 0 && !number_unknown) {
-            throw input_error(fmt::format("{}: {} does not know the interface {}; {}", place, source.name,
-                                          in_quotes(name), source.remedy));
+            throw input_error(
+                fmt::format("{}: {} has no interface {}{}", place, source.name, in_quotes(name), source.remedy));
         }
         if (index == 0)
             numbered_.emplace_back(name, 0);

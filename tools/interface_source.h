@@ -12,9 +12,7 @@ namespace feed {
 struct interface_source {
     std::string name;                                       // for error messages: "links.json", "this machine"
     std::function<std::uint32_t(const std::string &)> find; // 0: not there
-    // What to do about a name that is not there.
-    std::string remedy = "give the recorded links with --links FILE, or have unknown names numbered with "
-                         "--number-interfaces";
+    std::string remedy;                                     // for a name that is not there, behind the complaint
 };
 interface_source recorded_links(const std::string &name, std::map<std::string, std::uint32_t> links);
 interface_source this_machine();

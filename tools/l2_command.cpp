@@ -50,7 +50,7 @@ std::string changes_text(const std::vector<l2_change> &records) {
 void l2_command::add_to(CLI::App &command) {
     mdb.add_to(command);
     older.add_to(command);
-    command.add_option("--value", value, "16-bit value in the head of every message (default 0)")->option_text("N");
+    add_number(command, "--value", value, "16-bit value in the head of every message (default 0)")->option_text("N");
     command.add_flag("--no-markers", no_markers, "Do not bracket the messages with out-of-band markers");
     add_message_bytes(command, message_bytes, "record");
     add_session_options(command, session);

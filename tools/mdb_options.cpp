@@ -58,7 +58,7 @@ loaded_mdb load_older(const older_options &older, const mdb_options &options, co
         return {{}, source};
     loaded_mdb loaded = {parse_mdb(read_text(older.mdb_path), options.wanted_bridges()),
                          older.links_path.empty() ? source : choose_source(false, older.links_path)};
-    loaded.source.remedy = "give its own recorded links with --older-links FILE";
+    loaded.source.remedy = "; give its own recorded links with --older-links FILE";
     check_bridges(loaded.table, loaded.source);
     return loaded;
 }

@@ -99,7 +99,7 @@ int overlay_vlans_command::run(std::ostream &out) const {
 }
 
 void overlay_route_command::add_to(CLI::App &command) {
-    command.add_option("TYPE", type, "The message's first 16 bits")->required();
+    add_number(command, "TYPE", type, "The message's first 16 bits")->required();
     command.add_option("HEX", body, "What follows its length, in hexadecimal digits")->required();
     add_quiet_option(command, quiet);
     command.footer("Example: vellfeed overlay route 7 0a0b0c0d");

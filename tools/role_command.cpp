@@ -1,10 +1,12 @@
 #include "commands.h"
 #include "common_options.h"
 #include "input_error.h"
+#include "printable.h"
 
 #include <vell.h>
 
 #include <fmt/ostream.h>
+#include <string>
 
 namespace feed {
 
@@ -22,27 +24,35 @@ constexpr role_row roles[] = {
     {"none", vell_mrib_send_dux_role_forward_none},
 };
 
+// `vellsim show` calls them forward_all and so on; what it prints is to be taken here too.
 const role_row &find_role(const std::string &name) {
     for (const role_row &role : roles) {
-        if (name == role.name)
+        if (name == role.name || name == std::string("forward_") + role.name)
             return role;
     }
-    throw usage_error(fmt::format("there is no role \"{}\": all, even, odd or none", name));
+    throw usage_error(
+        fmt::format("there is no role {}: all, even, odd or none, or forward_all and so on", in_quotes(name)));
+}
+
+void check_choice(bool named, bool numbered) {
+    if (named && numbered)
+        throw usage_error("both a role and --value were given, only one of them can be sent");
+    if (!named && !numbered)
+        throw usage_error("which role? Name one of all, even, odd and none, or give --value N");
 }
 
 } // namespace
 
 void role_command::add_to(CLI::App &command) {
     command.add_option("ROLE", name, "The role: all, even, odd or none");
-    command.add_option("--value", value, "A role by its number, meaningful or not, instead of ROLE")->option_text("N");
+    add_number(command, "--value", value, "A role by its number, meaningful or not, instead of ROLE")->option_text("N");
     add_quiet_option(command, quiet);
     add_session_options(command, session);
     command.footer("Example: vellfeed role even");
 }
 
 int role_command::run(std::ostream &out) const {
-    if (name.empty() == !value.has_value())
-        throw usage_error("which role? Name one of all, even, odd and none, or give --value N");
+    check_choice(!name.empty(), value.has_value());
     const role_row *role = value ? nullptr : &find_role(name);
     client_session client(session);
     require_sent((value ? vell_mrib_send_dux_role_update(*value) : role->send()) == 1, "dux role");
@@ -53,9 +63,9 @@ int role_command::run(std::ostream &out) const {
 }
 
 void notice6_command::add_to(CLI::App &command) {
-    command.add_option("FIRST", first, "First word")->required();
-    command.add_option("SECOND", second, "Second word")->required();
-    command.add_option("THIRD", third, "16-bit value")->required();
+    add_number(command, "FIRST", first, "First word")->required();
+    add_number(command, "SECOND", second, "Second word")->required();
+    add_number(command, "THIRD", third, "16-bit value")->required();
     add_quiet_option(command, quiet);
     add_session_options(command, session);
     command.footer("Example: vellfeed notice6 1 2 3");

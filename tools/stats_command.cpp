@@ -97,10 +97,10 @@ void stats_command::add_to(CLI::App &command) {
         ->option_text("ADDRESS")
         ->required();
     command.add_option("--group", group, "Group of the route, of the same family")->option_text("ADDRESS")->required();
-    command.add_option("--table", table, "Table id of the route (default 253)")->option_text("N");
-    command.add_option("--source-len", source_length, "Mask length of the source (default 32 or 128)")
+    add_number(command, "--table", table, "Table id of the route (default 253)")->option_text("N");
+    add_number(command, "--source-len", source_length, "Mask length of the source (default 32 or 128)")
         ->option_text("N");
-    command.add_option("--group-len", group_length, "Mask length of the group (default 32 or 128)")->option_text("N");
+    add_number(command, "--group-len", group_length, "Mask length of the group (default 32 or 128)")->option_text("N");
     CLI::Option *clearing = command.add_flag("--clear", clear, "Clear the counters once they are read");
     command.add_flag("--clear-only", clear_only, "Send the clear request alone")->excludes(clearing);
     add_session_options(command, session);

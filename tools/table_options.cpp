@@ -44,7 +44,7 @@ void table_options::add_to(CLI::App &command) {
                     "Table id of entries that name no table (default 253); with --live, the table to take")
         ->option_text("N")
         ->check(CLI::Range(std::uint32_t{1}, std::numeric_limits<std::uint32_t>::max()));
-    command.add_option("--epoch", epoch, "Epoch of every route (default 0)")->option_text("N");
+    add_number(command, "--epoch", epoch, "Epoch of every route (default 0)")->option_text("N");
     add_quiet_option(command, quiet);
 }
 

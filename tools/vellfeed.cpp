@@ -2,6 +2,7 @@
 
 #include "commands.h"
 #include "input_error.h"
+#include "usage.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/ostream.h>
@@ -20,9 +21,7 @@ public:
     program() : app_("Hands multicast forwarding state to the vell service, and checks what arrived.", "vellfeed") {
         app_.require_subcommand(1);
         app_.get_formatter()->column_width(34);
-        app_.failure_message([](const CLI::App *, const CLI::Error &error) {
-            return fmt::format("vellfeed: {}\nRun with --help for more information.\n", error.what());
-        });
+        app_.failure_message(desk::usage_text);
         app_.set_version_flag("--version", std::string("vellfeed ") + VELL_VERSION);
         app_.footer("The switch is found in VELLSIM_RUN_DIR; start one with `vellsim run`.\n"
                     "Exit codes: 0 done, 1 not done or not equal, 2 wrong usage.\n"
@@ -43,7 +42,7 @@ public:
         try {
             app_.parse(argc, argv);
         } catch (const CLI::ParseError &error) {
-            return app_.exit(error, out, err) == 0 ? 0 : exit_usage;
+            return app_.exit(desk::explained(app_, error), out, err) == 0 ? 0 : exit_usage;
         }
         try {
             return chosen_(out);

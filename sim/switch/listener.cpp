@@ -7,11 +7,13 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <fmt/format.h>
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
+#include <system_error>
 
 namespace desk {
 
@@ -69,6 +71,19 @@ std::string bind_and_listen(const sockaddr_un &address, listener &made) {
     return {};
 }
 
+// Only the run directory itself is made: what to add when there is no place to make it in.
+std::string missing_parent(const std::string &run_directory) {
+    std::filesystem::path path = run_directory;
+    while (!path.has_filename() && path != path.parent_path()) {
+        path = path.parent_path();
+    }
+    const std::filesystem::path parent = path.parent_path();
+    std::error_code unknown;
+    const bool missing =
+        !parent.empty() && std::filesystem::status(parent, unknown).type() == std::filesystem::file_type::not_found;
+    return missing ? fmt::format(" (the parent directory {} is missing)", parent.string()) : "";
+}
+
 std::string open_steps(const std::string &run_directory, listener &made) {
     sockaddr_un address;
     if (std::string error = service_address(run_directory, address); !error.empty()) {
@@ -76,7 +91,7 @@ std::string open_steps(const std::string &run_directory, listener &made) {
     }
     made.path = address.sun_path;
     if (std::string error = prepare_run_dir(run_directory); !error.empty()) {
-        return error;
+        return error + missing_parent(run_directory);
     }
     if (std::string error = lock_directory(run_directory, made); !error.empty()) {
         return error;

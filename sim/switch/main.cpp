@@ -6,6 +6,7 @@
 #include "run_dir.h"
 #include "show_command.h"
 #include "switch_client.h"
+#include "usage.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -102,6 +103,15 @@ void add_run(CLI::App &app, desk::run_options &options) {
                   "Keep the service log off standard error; it is in\n"
                   "<run dir>/log/service all the same");
     add_fault_options(run, options.faults);
+    run->footer("Environment of the switch, of vellfeed and of other clients:\n"
+                "  VELLSIM_RUN_DIR          the run directory\n"
+                "Environment of clients:\n"
+                "  VELLSIM_SEND_TIMEOUT_MS  a switch that takes no byte of a message for so\n"
+                "                           many milliseconds counts as gone; default 5000\n"
+                "  TESSEL_HISTORY           all, error or off: what the library logs to\n"
+                "                           <run dir>/log/history; default all\n"
+                "  TESSEL_CONSOLE           all, error or off: what it prints to the\n"
+                "                           console; default off");
 }
 
 // An option of `show` and the tables that it goes with.
@@ -258,6 +268,7 @@ int main(int argc, char **argv) {
     CLI::App app("The switch on the desk: a vell service for clients of libvell to talk to.", "vellsim");
     app.set_version_flag("--version", "vellsim " VELLSIM_VERSION);
     app.require_subcommand(1);
+    app.failure_message(desk::usage_text);
     desk::run_options run_options{.run_directory = desk::run_dir()};
     desk::show_options show_options{.run_directory = desk::run_dir()};
     count_options counted{.run_directory = desk::run_dir()};
@@ -269,7 +280,7 @@ int main(int argc, char **argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
-        return app.exit(error) == EXIT_SUCCESS ? EXIT_SUCCESS : exit_usage;
+        return app.exit(desk::explained(app, error)) == EXIT_SUCCESS ? EXIT_SUCCESS : exit_usage;
     }
     if (app.got_subcommand("run")) {
         return desk::run_switch(run_options);

@@ -5,9 +5,11 @@
 #include "server.h"
 #include "switch_log.h"
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fmt/format.h>
 #include <sys/signalfd.h>
 
@@ -29,8 +31,11 @@ file_descriptor catch_stop_signals() {
 
 void print_ready(const std::string &path) {
     const std::string line = fmt::format("vellsim: ready, {}\n", path);
-    std::fwrite(line.data(), 1, line.size(), stdout);
-    std::fflush(stdout);
+    const bool written = std::fwrite(line.data(), 1, line.size(), stdout) == line.size();
+    // Clients can be served all the same.
+    if (!written || std::fflush(stdout) != 0) {
+        complain(fmt::format("the ready line cannot be written: {}", std::strerror(errno)));
+    }
 }
 
 } // namespace

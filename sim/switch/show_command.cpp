@@ -9,9 +9,11 @@
 #include "switch_client.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fmt/format.h>
 #include <iterator>
 
@@ -29,7 +31,10 @@ int fail(const std::string &why) {
 int print(const std::string &text) {
     // A long text is written, and lost, before the flush, which then has nothing left to fail at.
     const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
-    return written && std::fflush(stdout) == 0 ? EXIT_SUCCESS : fail("the output cannot be written");
+    if (!written || std::fflush(stdout) != 0) {
+        return fail(fmt::format("the output cannot be written: {}", std::strerror(errno)));
+    }
+    return EXIT_SUCCESS;
 }
 
 std::string log_json(const std::vector<log_line> &lines) {

@@ -27,14 +27,15 @@ std::string table_count_line(const json &table, const char *rows, std::string_vi
 }
 
 std::string masked(const std::string &address, unsigned length) {
+    if (address == "0.0.0.0" && length == 0) {
+        return "*";
+    }
     return length == 32 ? address : fmt::format("{}/{}", address, length);
 }
 
 std::string key_text(const json &route) {
-    const auto source = route.at("source").get<std::string>();
-    const auto source_length = route.at("source_len").get<unsigned>();
-    const bool any_source = source == "0.0.0.0" && source_length == 0;
-    return fmt::format("({}, {})", any_source ? "*" : masked(source, source_length),
+    return fmt::format("({}, {})",
+                       masked(route.at("source").get<std::string>(), route.at("source_len").get<unsigned>()),
                        masked(route.at("group").get<std::string>(), route.at("group_len").get<unsigned>()));
 }
 

@@ -178,7 +178,7 @@ TEST_F(Faults, HaveTheirOptionsChecked) {
     for (const std::string mode :
          {"", "once", "late", "late:", "late:-1", "late:3600001", "late:99999999999", "late:1s"}) {
         EXPECT_EQ(complaint({"--ack", mode}),
-                  fmt::format("--ack: {} is not late:MS (0 to 3600000 milliseconds), twice or never", mode));
+                  fmt::format("vellsim: --ack: {} is not late:MS (0 to 3600000 milliseconds), twice or never", mode));
     }
     EXPECT_THAT(complaint({"--ack-id", "256"}), HasSubstr("--ack-id: Value 256 not in range 0 to 255"));
     EXPECT_THAT(complaint({"--slow", "-1"}), HasSubstr("--slow"));

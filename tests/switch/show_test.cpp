@@ -219,7 +219,8 @@ TEST_F(Show, SaysWhichOptionsDoNotFit) {
         const command_result refused = show(arguments);
         EXPECT_EQ(refused.exit_code, 2);
         EXPECT_EQ(refused.out, "");
-        return refused.err.substr(0, refused.err.find('\n'));
+        EXPECT_THAT(refused.err, StartsWith("vellsim: "));
+        return refused.err.substr(9, refused.err.find('\n') - 9);
     };
     EXPECT_EQ(complaint({"clients", "--summary"}), "--summary: goes with `show routes`, not with `show clients`");
     EXPECT_EQ(complaint({"clients", "--table", "1"}),

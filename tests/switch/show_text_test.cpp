@@ -57,6 +57,12 @@ TEST(RoutesText, WritesAnySourceAndMasksAsEngineersDo) {
                                                     "2 routes\n");
 }
 
+TEST(RoutesText, WritesAnyGroupAsAnySource) {
+    json any = a_route();
+    any.update(json::parse(R"({"source":"0.0.0.0","source_len":0,"group":"0.0.0.0","group_len":0})"));
+    EXPECT_NE(text_of_routes({any}).find("\n(*, *)  RPF 4"), std::string::npos);
+}
+
 TEST(RoutesText, StaysWithin80Columns) {
     json wide = a_route();
     wide["oifs"] = json::array();

@@ -135,7 +135,7 @@ TEST_F(feed_l2, the_older_database_may_have_its_own_links) {
     EXPECT_EQ(run(command), 1);
     // guest2 was taken away in between.
     EXPECT_THAT(err, HasSubstr("snooping.mdb.json: entry "));
-    EXPECT_THAT(err, EndsWith("snooping-later.links.json does not know the interface \"guest2\"; give its own recorded "
+    EXPECT_THAT(err, EndsWith("snooping-later.links.json has no interface \"guest2\"; give its own recorded "
                               "links with --older-links FILE\n"));
     EXPECT_TRUE(desk.requests.empty());
     std::vector<std::string> with_links = command;

@@ -33,13 +33,15 @@ TEST(interface_indexes, come_from_this_machine) {
 
 TEST(interface_indexes, an_unknown_name_is_refused_with_its_place_and_the_ways_out) {
     const auto links = recorded_links("links.json", {{"up0", 4}, {"a", 5}, {"b", 6}});
+    const std::string advice = ", so the two recordings do not belong together; give the links that were recorded with "
+                               "this table, or have unknown names numbered with --number-interfaces";
     EXPECT_EQ(error_of([&] { interface_indexes(table_of(two_entries), links, false); }),
-              "table.json: entry 2 of 2 (/1/multipath/0/oif): links.json does not know the interface \"c\"; give the "
-              "recorded links with --links FILE, or have unknown names numbered with --number-interfaces");
-    EXPECT_EQ(
-        error_of([&] { interface_indexes(table_of(two_entries), recorded_links("none.json", {}), false); }),
-        "table.json: entry 1 of 2 (/0/iif): none.json does not know the interface \"up0\"; give the recorded links "
-        "with --links FILE, or have unknown names numbered with --number-interfaces");
+              "table.json: entry 2 of 2 (/1/multipath/0/oif): links.json has no interface \"c\"" + advice);
+    EXPECT_EQ(error_of([&] { interface_indexes(table_of(two_entries), recorded_links("none.json", {}), false); }),
+              "table.json: entry 1 of 2 (/0/iif): none.json has no interface \"up0\"" + advice);
+    EXPECT_EQ(error_of([&] { interface_indexes(table_of(two_entries), this_machine(), false); }),
+              "table.json: entry 1 of 2 (/0/iif): this machine has no interface \"up0\"; give the recorded links with "
+              "--links FILE, or have unknown names numbered with --number-interfaces");
 }
 
 TEST(interface_indexes, number_unknown_names_in_order_of_appearance) {
@@ -70,7 +72,7 @@ TEST(interface_indexes, not_every_name_like_it_holds_an_index) {
     for (const std::string name : {"if", "if0", "if-1", "if12x", "if2147483648", "ifb0", "If12"}) {
         const mroute_table table = table_of(R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":")" + name + "\"}]");
         const std::string error = error_of([&] { interface_indexes(table, recorded_links("links.json", {}), false); });
-        EXPECT_NE(error.find("does not know the interface \"" + name + '"'), std::string::npos) << error;
+        EXPECT_NE(error.find("has no interface \"" + name + '"'), std::string::npos) << error;
     }
 }
 
@@ -104,11 +106,11 @@ TEST(interface_indexes, numbers_keep_clear_of_what_is_taken) {
 
 TEST(interface_indexes, a_source_has_its_own_remedy) {
     interface_source source = recorded_links("older.json", {});
-    source.remedy = "give others";
+    source.remedy = "; give others";
     EXPECT_EQ(error_of([&] {
                   interface_indexes(std::vector<interface_use>{{"x", "here"}}, source, false);
               }),
-              "here: older.json does not know the interface \"x\"; give others");
+              "here: older.json has no interface \"x\"; give others");
 }
 
 } // namespace

@@ -119,8 +119,9 @@ TEST(l2_plan, entries_that_contradict_each_other_are_refused) {
 
 TEST(l2_plan, a_port_that_nobody_knows_is_refused) {
     EXPECT_EQ(plan_error(entry("a", "239.1.1.1") + "," + entry("x", "239.1.1.1")),
-              "mdb.json: entry 2 of 2 (/0/mdb/1/port): links.json does not know the interface \"x\"; give the recorded "
-              "links with --links FILE, or have unknown names numbered with --number-interfaces");
+              "mdb.json: entry 2 of 2 (/0/mdb/1/port): links.json has no interface \"x\", so the two recordings do "
+              "not belong together; give the links that were recorded with this table, or have unknown names numbered "
+              "with --number-interfaces");
 }
 
 TEST(l2_plan, links_of_another_machine_are_refused) {

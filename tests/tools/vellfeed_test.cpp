@@ -192,6 +192,35 @@ TEST_F(vellfeed, wrong_usage_has_its_own_exit_code) {
     });
 }
 
+TEST_F(vellfeed, wrong_usage_is_explained) {
+    const std::string known =
+        "; the commands are routes, compare, role, notice6, stats, l2, l2-compare, marker, download-complete, overlay\n"
+        "Run `vellfeed --help` for more information.\n";
+    const struct {
+        std::vector<std::string> command;
+        std::string error;
+    } rows[] = {
+        {{"bogus"}, "there is no command \"bogus\"" + known},
+        {{"--frob"}, "there is no option \"--frob\"" + known},
+        {{"overlay", "vlan"},
+         "there is no command \"vlan\"; the commands are disable, vlans, route\n"
+         "Run `vellfeed overlay --help` for more information.\n"},
+        {{"role", "all", "--value", "9"}, "both a role and --value were given, only one of them can be sent\n"},
+    };
+    for (const auto &row : rows) {
+        EXPECT_EQ(run(row.command), 2);
+        EXPECT_EQ(err, "vellfeed: " + row.error);
+    }
+    EXPECT_EQ(run({"notice6", "1", "2", "70000"}), 2);
+    EXPECT_THAT(err, HasSubstr("70000 not in range 0 to 65535"));
+    EXPECT_THAT(err, HasSubstr("`vellfeed notice6 --help`"));
+}
+
+TEST_F(vellfeed, takes_the_names_that_the_switch_shows_for_roles) {
+    EXPECT_EQ(run({"role", "forward_even"}), 0) << err;
+    EXPECT_EQ(desk.requests.at(1).payload.at(14), 8);
+}
+
 TEST_F(vellfeed, every_command_has_a_help_with_an_example) {
     const std::vector<std::string> commands[] = {{},
                                                  {"routes"},

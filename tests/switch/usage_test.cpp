@@ -1,0 +1,50 @@
+// What vellsim answers to a wrong command line.
+#include "switch_process.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+void expect_usage_error(const std::vector<std::string> &arguments, const std::string &error) {
+    const command_result result = vellsim(arguments);
+    EXPECT_EQ(result.exit_code, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, error);
+}
+
+} // namespace
+
+TEST(Usage, NamesWhatDoesNotExistAndWhatDoes) {
+    const std::string known = "; the commands are run, show, count, stop\n"
+                              "Run `vellsim --help` for more information.\n";
+    expect_usage_error({"bogus"}, "vellsim: there is no command \"bogus\"" + known);
+    expect_usage_error({"--frob"}, "vellsim: there is no option \"--frob\"" + known);
+}
+
+TEST(Usage, NamesTheHelpOfTheCommand) {
+    expect_usage_error({"show", "routes", "--summary", "--limit", "4"},
+                       "vellsim: --summary: does not go with --limit\n"
+                       "Run `vellsim show --help` for more information.\n");
+}
+
+TEST(Usage, RunNamesAMissingParent) {
+    const temporary_directory directory;
+    const std::string parent = directory.path() + "/missing";
+    for (const char *run : {"/run", "/run/"}) {
+        const command_result result = vellsim({"run", "--run-dir", parent + run});
+        EXPECT_EQ(result.exit_code, 1);
+        EXPECT_THAT(result.err, StartsWith("vellsim: "));
+        EXPECT_THAT(result.err, HasSubstr("the parent directory " + parent + " is missing"));
+    }
+}
+
+TEST(Usage, RunListsTheEnvironment) {
+    const std::string help = vellsim({"run", "--help"}).out;
+    for (const char *name : {"VELLSIM_RUN_DIR", "VELLSIM_SEND_TIMEOUT_MS", "TESSEL_HISTORY", "TESSEL_CONSOLE"}) {
+        EXPECT_THAT(help, HasSubstr(name));
+    }
+}
