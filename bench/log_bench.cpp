@@ -3,10 +3,10 @@
 // Both versions run in turn within each round, so that whatever else the machine does weighs on both alike, and the
 // figures are medians over the rounds. Run it under callgrind with --once to count instructions instead.
 #include "client/log.h"
+#include "median.h"
 
 #include <tessel.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -80,11 +80,6 @@ double nanoseconds_each(void (*message)(unsigned), unsigned count) {
         message(i);
     const std::chrono::duration<double, std::nano> taken = std::chrono::steady_clock::now() - start;
     return taken.count() / count;
-}
-
-double median(std::vector<double> values) {
-    std::nth_element(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2), values.end());
-    return values[values.size() / 2];
 }
 
 void compare(const char *name, void (*fast)(unsigned), void (*plain)(unsigned), bool history) {

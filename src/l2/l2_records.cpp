@@ -7,12 +7,26 @@
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
+#include <utility>
 
 namespace vell {
 
 namespace {
 
-constexpr std::uint8_t first_type = 8;
+enum class l2_entries : std::uint8_t {
+    pairs, // 8 bytes: two u32
+    oifs,  // 32 bytes: kind, three u32 and a value of that kind
+};
+
+// Where a record type has its fields, as offsets from the record's start; 0 stands for a field that it does not have.
+struct l2_layout {
+    std::uint8_t words[5];          // fixed u32 fields
+    std::uint8_t half;              // the u16
+    std::uint8_t address_blocks[2]; // u32 kind and 16 bytes of address each
+    std::uint8_t count;             // u32 number of entries
+    std::uint8_t first_entry;
+    l2_entries entries;
+};
 
 // clang-format off
 //                                   words                 u16  addresses count  entries
@@ -21,20 +35,7 @@ constexpr l2_layout pairs_alone     = {{},                   0,  {},       12,  
 constexpr l2_layout address_pair    = {{12, 16, 20, 24},     28, {30, 50}, 70,    74, l2_entries::oifs};
 constexpr l2_layout lookup_mode     = {{12},                 0,  {},       16,    20, l2_entries::pairs};
 constexpr l2_layout mbd_entry       = {{12, 16, 20, 24, 28}, 32, {34, 54}, 74,    78, l2_entries::oifs};
-constexpr l2_layout unconvertible   = {};
-
-// By record type, from 8 on.
-constexpr l2_layout layouts[] = {
-    /*  8 */ pairs_two_words, pairs_two_words,
-    /* 10 */ pairs_alone, pairs_alone,
-    /* 12 */ address_pair, address_pair, address_pair, address_pair,
-    /* 16 */ unconvertible, unconvertible,
-    /* 18 */ lookup_mode,
-    /* 19 */ unconvertible, unconvertible,
-    /* 21 */ mbd_entry, mbd_entry,
-};
 // clang-format on
-static_assert(std::size(layouts) == 22 - first_type + 1);
 
 constexpr std::uint32_t fixed_size = 80;
 constexpr std::uint32_t pair_size = 8;
@@ -90,41 +91,54 @@ bool convert_oif(std::uint8_t *entry) {
     return kind == vell_l2_oif_plain || kind == vell_l2_oif_ipv6 || kind == vell_l2_oif_if_index;
 }
 
-bool convert_addresses(const l2_layout &layout, std::uint8_t *record) {
-    for (const std::uint8_t block : layout.address_blocks)
-        if (block != 0 && !convert_address(record + block))
-            return false;
-    return true;
+// The fields of a row are known when this is compiled, so that a record costs no more than its byte swaps.
+template <l2_layout layout, std::size_t... i>
+void convert_words_of(std::uint8_t *record, std::index_sequence<i...>) {
+    ((layout.words[i] != 0 ? convert<std::uint32_t>(record + layout.words[i]) : void()), ...);
 }
 
-void convert_oifs(std::uint8_t *entries, std::uint32_t count) {
-    for (; count != 0 && convert_oif(entries); --count)
-        entries += oif_size;
-}
-
-} // namespace
-
-const l2_layout *l2_layout_of(std::uint8_t type) {
-    const std::size_t row = std::size_t{type} - first_type; // a type below the first one is a row beyond the last
-    return row < std::size(layouts) && layouts[row].entries != l2_entries::none ? &layouts[row] : nullptr;
-}
-
-std::uint32_t convert_l2_record(const l2_layout &layout, std::uint8_t *record) {
-    for (const std::uint8_t *word = layout.words; *word != 0; ++word)
-        convert<std::uint32_t>(record + *word);
-    if (layout.half != 0)
+template <l2_layout layout>
+std::uint32_t convert_record(std::uint8_t *record) {
+    convert_words_of<layout>(record, std::make_index_sequence<std::size(layout.words)>());
+    if constexpr (layout.half != 0)
         convert<std::uint16_t>(record + layout.half);
     const auto count = load<std::uint32_t>(record + layout.count);
     convert<std::uint32_t>(record + layout.count);
 
-    std::uint8_t *const entries = record + layout.first_entry;
-    if (layout.entries == l2_entries::pairs) {
-        convert_words(entries, std::size_t{count} * 2);
+    std::uint8_t *entry = record + layout.first_entry;
+    if constexpr (layout.entries == l2_entries::pairs) {
+        convert_words(entry, std::size_t{count} * 2);
         return fixed_size + count * pair_size;
+    } else {
+        if (convert_address(record + layout.address_blocks[0]) && convert_address(record + layout.address_blocks[1]))
+            for (std::uint32_t left = count; left != 0 && convert_oif(entry); --left)
+                entry += oif_size;
+        return fixed_size + count * oif_size;
     }
-    if (convert_addresses(layout, record))
-        convert_oifs(entries, count);
-    return fixed_size + count * oif_size;
+}
+
+constexpr std::uint8_t first_type = 8;
+
+// By record type, from the first one on; null for the types between that cannot be converted.
+constexpr l2_conversion conversions[] = {
+    // clang-format off
+    /*  8 */ convert_record<pairs_two_words>, convert_record<pairs_two_words>,
+    /* 10 */ convert_record<pairs_alone>, convert_record<pairs_alone>,
+    /* 12 */ convert_record<address_pair>, convert_record<address_pair>,
+    /* 14 */ convert_record<address_pair>, convert_record<address_pair>,
+    /* 16 */ nullptr, nullptr,
+    /* 18 */ convert_record<lookup_mode>,
+    /* 19 */ nullptr, nullptr,
+    /* 21 */ convert_record<mbd_entry>, convert_record<mbd_entry>,
+    // clang-format on
+};
+static_assert(std::size(conversions) == 22 - first_type + 1);
+
+} // namespace
+
+l2_conversion l2_conversion_of(std::uint8_t type) {
+    const std::size_t row = std::size_t{type} - first_type; // a type below the first one is a row beyond the last
+    return row < std::size(conversions) ? conversions[row] : nullptr;
 }
 
 } // namespace vell

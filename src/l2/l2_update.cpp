@@ -40,8 +40,8 @@ void convert_records(std::uint8_t *at, std::uint16_t count) {
     std::uint32_t length = 0;
     for (; count != 0; --count, at += length) {
         auto *const record = reinterpret_cast<vell_l2_record *>(at);
-        if (const l2_layout *const layout = l2_layout_of(record->type)) {
-            length = convert_l2_record(*layout, at);
+        if (const l2_conversion convert = l2_conversion_of(record->type)) {
+            length = convert(at);
             trace_record(record->type);
         }
         record->length = length; // in host order, unlike everything else
