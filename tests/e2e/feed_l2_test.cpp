@@ -1,0 +1,222 @@
+// Recorded snooping databases, fed with vellfeed: what the switch holds afterwards is what the kernel printed, entry by
+// entry and port by port. And the counters of routes, asked for and cleared from the command line.
+#include "desk.h"
+
+#include <map>
+#include <set>
+#include <string>
+#include <tuple>
+#include <vector>
+
+namespace {
+
+using nlohmann::json;
+
+// An entry in terms of the recording: VLAN, group and source, empty for any.
+using entry_key = std::tuple<int, std::string, std::string>;
+
+struct plain_entry {
+    bool permanent = false;
+    std::set<std::string> ports;
+
+    bool operator==(const plain_entry &) const = default;
+    friend void PrintTo(const plain_entry &entry, std::ostream *out) {
+        *out << (entry.permanent ? "permanent" : "learned");
+        for (const auto &port : entry.ports)
+            *out << " " << port;
+    }
+};
+using plain_entries = std::map<entry_key, plain_entry>;
+
+int vlan_of(const json &entry) {
+    return entry.contains("vid") ? entry["vid"].get<int>() : std::stoi(entry["dev"].get<std::string>().substr(2));
+}
+
+// Whether the kernel sends the group's packets there: not where the source is blocked, and not for an entry that only
+// lists sources, which have entries of their own.
+bool is_outgoing(const json &entry) {
+    const auto flags = entry["flags"].get<std::vector<std::string>>();
+    const bool blocked = std::find(flags.begin(), flags.end(), "blocked") != flags.end();
+    return !blocked && (entry.contains("src") || entry.value("filter_mode", "exclude") == "exclude");
+}
+
+// The entries of "bridge -j -d mdb show", whose rows are single ports.
+plain_entries recorded(const json &database) {
+    plain_entries entries;
+    for (const auto &bridges : database) {
+        for (const auto &row : bridges["mdb"]) {
+            plain_entry &entry = entries[{vlan_of(row), row["grp"], row.value("src", "")}];
+            entry.permanent |= row["state"] == "permanent";
+            if (is_outgoing(row))
+                entry.ports.insert(row["port"]);
+        }
+    }
+    return entries;
+}
+
+plain_entries held(const json &l2, const json &links) {
+    std::map<int, std::string> names;
+    for (const auto &link : links)
+        names[link["ifindex"]] = link["ifname"];
+    plain_entries entries;
+    for (const auto &row : l2["entries"]) {
+        const std::string source = row["source"].is_null() ? "" : row["source"].get<std::string>();
+        plain_entry &entry = entries[{row["vlan"], row["group"], source}];
+        entry.permanent = row["permanent"];
+        for (const auto &port : row["ports"]) {
+            const std::string name = names.at(port["if_index"]);
+            const bool is_bridge = name.starts_with("br");
+            EXPECT_EQ(port["flags"], is_bridge ? 4 : 0) << name;
+            EXPECT_TRUE(entry.ports.insert(name).second) << name << " twice";
+        }
+    }
+    return entries;
+}
+
+class FeedL2 : public desk, public testing::WithParamInterface<std::string> {
+protected:
+    std::string database() const { return sample(GetParam() + ".mdb.json"); }
+    std::string links() const { return sample(GetParam() + ".links.json"); }
+    plain_entries expected() const { return recorded(sample_json(GetParam() + ".mdb.json")); }
+    plain_entries held_now() { return held(show("l2"), sample_json(GetParam() + ".links.json")); }
+};
+
+TEST_P(FeedL2, EveryEntryArrivesAsRecorded) {
+    start_switch();
+    const auto fed = vellfeed({"l2", database(), "--links", links()});
+    ASSERT_EQ(fed.status, 0) << fed.err;
+    ASSERT_GE(expected().size(), 30u);
+    EXPECT_EQ(held_now(), expected());
+}
+
+TEST_P(FeedL2, ManySmallMessagesSayTheSameBetweenTheirMarkers) {
+    start_switch();
+    ASSERT_EQ(vellfeed({"l2", database(), "--links", links(), "--message-bytes", "300"}).status, 0);
+    EXPECT_EQ(held_now(), expected());
+
+    const json batches = show("l2")["batches"];
+    ASSERT_EQ(batches.size(), 1u);
+    EXPECT_GE(batches[0]["messages"].get<std::size_t>(), 10u);
+    EXPECT_EQ(batches[0]["records"], expected().size());
+    EXPECT_FALSE(batches[0]["ended"].is_null());
+    EXPECT_EQ(show("clients").at(0)["refused"], 0);
+}
+
+TEST_P(FeedL2, FeedingTwiceHoldsEveryEntryOnce) {
+    start_switch();
+    for (int round = 0; round < 2; ++round)
+        ASSERT_EQ(vellfeed({"l2", database(), "--links", links()}).status, 0);
+    EXPECT_EQ(held_now(), expected());
+}
+
+TEST_P(FeedL2, CompareAgreesAndNamesWhatIsMissing) {
+    start_switch();
+    ASSERT_EQ(vellfeed({"l2", database(), "--links", links()}).status, 0);
+    const auto shown = vellsim({"show", "l2", "--json"});
+    const auto agreed = vellfeed({"l2-compare", database(), "--links", links(), "--held", "-"}, shown.out);
+    EXPECT_EQ(agreed.status, 0) << agreed.out << agreed.err;
+
+    json fewer = json::parse(shown.out);
+    const std::string group = fewer["l2"]["entries"].at(3)["group"];
+    fewer["l2"]["entries"].erase(3);
+    const auto missing = vellfeed({"l2-compare", database(), "--links", links(), "--held", "-"}, fewer.dump());
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_NE((missing.out + missing.err).find(group), std::string::npos) << missing.out << missing.err;
+}
+
+INSTANTIATE_TEST_SUITE_P(RecordedDatabases, FeedL2, testing::Values("snooping", "snooping-later", "stadium"),
+                         [](const auto &database) {
+                             return database.param == "snooping-later" ? "snooping_later" : database.param;
+                         });
+
+class L2Changes : public desk {};
+
+TEST_F(L2Changes, TheDifferenceToAnOlderDatabaseLeavesTheNewerOne) {
+    start_switch();
+    const std::string older = sample("snooping.mdb.json"), older_links = sample("snooping.links.json");
+    const std::string newer = sample("snooping-later.mdb.json"), newer_links = sample("snooping-later.links.json");
+    ASSERT_EQ(vellfeed({"l2", older, "--links", older_links}).status, 0);
+    const auto fed = vellfeed({"l2", newer, "--links", newer_links, "--older", older, "--older-links", older_links});
+    ASSERT_EQ(fed.status, 0) << fed.err;
+
+    const auto expected = recorded(sample_json("snooping-later.mdb.json"));
+    ASSERT_NE(expected, recorded(sample_json("snooping.mdb.json")));
+    EXPECT_EQ(held(show("l2"), sample_json("snooping-later.links.json")), expected);
+    EXPECT_LT(show("l2")["batches"].at(1)["records"].get<std::size_t>(), expected.size());
+}
+
+class Counters : public desk {
+protected:
+    void feed_routes() {
+        ASSERT_EQ(vellfeed({"routes", sample("campus.mroute.json"), "--links", sample("campus.links.json")}).status, 0);
+    }
+    finished_program count(const std::string &packets) {
+        return vellsim({"count", "--source", "10.20.0.5", "--group", "224.0.1.129", "--packets", packets});
+    }
+    std::string ask(const std::vector<std::string> &options = {}) {
+        std::vector<std::string> command = {"stats", "--source", "10.20.0.5", "--group", "224.0.1.129"};
+        command.insert(command.end(), options.begin(), options.end());
+        const auto asked = vellfeed(command);
+        EXPECT_EQ(asked.status, 0) << asked.err;
+        return asked.out;
+    }
+};
+
+TEST_F(Counters, AreAnsweredAndCleared) {
+    start_switch();
+    feed_routes();
+    EXPECT_NE(ask().find(": 0 packets"), std::string::npos);
+    ASSERT_EQ(count("41").status, 0);
+    ASSERT_EQ(count("1").status, 0);
+    EXPECT_NE(ask().find(": 42 packets"), std::string::npos);
+    EXPECT_NE(ask({"--clear"}).find(": 42 packets"), std::string::npos) << "the answer is from before the clearing";
+    EXPECT_NE(ask().find(": 0 packets"), std::string::npos);
+    ASSERT_EQ(count("7").status, 0);
+    ask({"--clear-only"});
+    EXPECT_NE(ask().find(": 0 packets"), std::string::npos);
+}
+
+TEST_F(Counters, OfARouteThatIsNotThereAreAnError) {
+    start_switch();
+    feed_routes();
+    const auto asked = vellfeed({"stats", "--source", "10.9.9.9", "--group", "239.9.9.9"});
+    EXPECT_EQ(asked.status, 1);
+    EXPECT_NE(asked.err.find("no route (10.9.9.9, 239.9.9.9)"), std::string::npos) << asked.err;
+}
+
+TEST_F(Counters, OfIpv6RoutesAreAnsweredToo) {
+    start_switch();
+    const std::vector<std::string> route = {"--source", "2001:db8::1", "--group", "ff0e::101"};
+    std::vector<std::string> counted = {"count", "--packets", "5", "--bytes", "700"}, asked = {"stats", "--clear-only"};
+    counted.insert(counted.end(), route.begin(), route.end());
+    ASSERT_EQ(vellsim(counted).status, 0);
+    std::vector<std::string> stats = {"stats"};
+    stats.insert(stats.end(), route.begin(), route.end());
+    EXPECT_NE(vellfeed(stats).out.find(": 5 packets, 700 bytes"), std::string::npos);
+    asked.insert(asked.end(), route.begin(), route.end());
+    ASSERT_EQ(vellfeed(asked).status, 0);
+    EXPECT_NE(vellfeed(stats).out.find(": 0 packets, 0 bytes"), std::string::npos);
+}
+
+TEST_F(Counters, ASwitchThatDoesNotAnswerIsAnErrorInTime) {
+    start_switch({"--answer", "never"});
+    feed_routes();
+    const auto asked = vellfeed({"stats", "--source", "10.20.0.5", "--group", "224.0.1.129", "--timeout", "100"});
+    EXPECT_EQ(asked.status, 1);
+    EXPECT_FALSE(asked.err.empty());
+}
+
+class Overlay : public desk {};
+
+TEST_F(Overlay, NotificationsArriveWithoutARegistration) {
+    start_switch();
+    ASSERT_EQ(vellfeed({"overlay", "disable"}).status, 0);
+    ASSERT_EQ(vellfeed({"overlay", "vlans", "10", "20"}).status, 0);
+    ASSERT_EQ(vellfeed({"overlay", "route", "7", "0a0b"}).status, 0);
+    const json overlay = show("overlay");
+    EXPECT_NE(overlay.dump().find("[10,20]"), std::string::npos) << overlay;
+    EXPECT_NE(overlay.dump().find("0a0b"), std::string::npos) << overlay;
+    EXPECT_EQ(show("clients").size(), 0u);
+}
+
+} // namespace
