@@ -31,9 +31,9 @@ std::string route_text(const json &row) {
 } // namespace
 
 std::string stats_row_text(const json &row) {
-    return fmt::format("{} in table {}: {}, {}, {} on a wrong interface\n", route_text(row), number(row, "table"),
+    return fmt::format("{} in table {}: {}, {}, {}\n", route_text(row), number(row, "table"),
                        counted(number(row, "packets"), "packet"), counted(number(row, "bytes"), "byte"),
-                       counted(number(row, "wrong_if"), "packet"));
+                       counted(number(row, "wrong_if"), "wrong-interface packet"));
 }
 
 // The route stands on a line of its own: two IPv6 addresses leave no room for counters beside them.

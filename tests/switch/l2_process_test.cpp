@@ -63,7 +63,7 @@ TEST_F(Layer2, CountsTrafficAndAnswersRequests) {
     desk_peer peer(run_dir);
     peer.register_client();
     EXPECT_EQ(output({"count", "--source", "10.0.0.9", "--group", "239.1.1.2", "--packets", "3", "--bytes", "300"}),
-              "(10.0.0.9, 239.1.1.2) in table 253: 3 packets, 300 bytes, 0 packets on a wrong interface\n");
+              "(10.0.0.9, 239.1.1.2) in table 253: 3 packets, 300 bytes, 0 wrong-interface packets\n");
     peer.send(request_head(214, 75798, 0), message().u32(253).u8(32).u8(32).u16(0).u32(0x0a000009).u32(0xef010102));
     for (int i = 0; i < 2; ++i) {
         const std::optional<desk::frame> answer = peer.receive();

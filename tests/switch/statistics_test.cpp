@@ -222,5 +222,5 @@ TEST(StatsText, ShowsARouteInTwoLines) {
               "                   1                    2               3           4        5\n"
               "1 route\n");
     EXPECT_EQ(desk::stats_row_text(table.at("stats").at(0)),
-              "(*, 239.1.1.2) in table 253: 1 packet, 2 bytes, 3 packets on a wrong interface\n");
+              "(*, 239.1.1.2) in table 253: 1 packet, 2 bytes, 3 wrong-interface packets\n");
 }
