@@ -440,8 +440,8 @@ VELL_API int vell_send_v6_mroute_clear_req(uint32_t table_id, const void *source
  * ------------------------------------------------------------------------------------------------------------------ */
 
 /*
- * vell_send_igmp_oob_notification sends an out-of-band marker: 1 begins a batch of layer-2 updates, 2 ends it. Any other
- * value is sent as well.
+ * vell_send_igmp_oob_notification sends an out-of-band marker: 1 begins a batch of layer-2 updates, 2 ends it. Any
+ * other value is sent as well.
  *
  * Needs a queue, not an id: it goes out while the registration is not yet acknowledged, too. Returns 1 when sent.
  * Returns 0 without a queue (error 596) and when the send failed (error 609).
@@ -484,7 +484,8 @@ typedef struct VELL_RECORD vell_l2_record {
 } vell_l2_record;
 
 /* An address. The area holds an IPv4 address as a u32 in its first 4 bytes, a MAC address in its first 6, or an IPv6
- * address; only the IPv4 address is converted. An unknown kind ends the conversion of its record. */
+ * address; only the IPv4 address is converted. An unknown kind ends the conversion of its record: this address, its
+ * kind included, and all that comes after it stay in host order. */
 enum vell_l2_address_kind { vell_l2_address_mac = 2, vell_l2_address_ipv4 = 4, vell_l2_address_ipv6 = 8 };
 typedef struct VELL_RECORD vell_l2_address {
     uint32_t kind; /* of enum vell_l2_address_kind */
@@ -496,7 +497,8 @@ typedef struct VELL_RECORD vell_l2_pair {
     uint32_t words[2];
 } vell_l2_pair;
 
-/* An entry of 32 bytes: an outgoing interface. An unknown kind ends the conversion of its record. */
+/* An entry of 32 bytes: an outgoing interface. An unknown kind ends the conversion of its record: of this entry the
+ * first four words, its kind included, are converted, and the entries after it stay in host order. */
 enum vell_l2_oif_kind { vell_l2_oif_plain = 0, vell_l2_oif_ipv6 = 1, vell_l2_oif_if_index = 2 };
 #define VELL_L2_OIF_SVI 0x04
 typedef struct VELL_RECORD vell_l2_oif {
@@ -559,9 +561,12 @@ typedef struct VELL_RECORD vell_l2_mbd_record { /* types 21 and 22 */
  *
  * The header's flags ask for out-of-band markers around the message, sent as vell_send_igmp_oob_notification sends
  * them; what comes of them does not change the result. Needs a queue, not an id. Returns 1 when the message was sent.
- * Returns 0 without a queue (error 422; the buffer is untouched), and when the send failed: then nothing is logged, a
- * begin marker has gone out, no end marker follows, and the buffer stays converted; another call would convert it back.
- * Traces: the markers (436, 514), each record of type 21 or 22 (478) and of type 18 (486).
+ * Returns 0 without a queue (error 422; the buffer is untouched), and when the send failed, which is not logged: a
+ * begin marker has gone out, no end marker follows. Traces: the markers (436, 514), each record of type 21 or 22 (478)
+ * and of type 18 (486), once it is converted, whether or not the message is sent then.
+ *
+ * A buffer is for one call. It stays converted, after a failed send too, and in network order its counts are other
+ * numbers: a second call would read and write far beyond its end. Build the message anew to send it again.
  */
 VELL_API int vell_send_l2_mc_update(uint8_t *buffer, uint32_t length, uint16_t count, uint16_t value, uint32_t msg_ref);
 

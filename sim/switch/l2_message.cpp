@@ -163,6 +163,9 @@ void read_entries(const record_view &view, const record_layout &layout, l2_recor
     const std::uint32_t count = view.u32(layout.count);
     std::size_t at = layout.entries;
     for (std::uint32_t i = 0; i < count; ++i, at += entry_size(layout.form)) {
+        if (layout.type == l2_record_lookup_mode) {
+            read_vlan(view, at);
+        }
         if (layout.form == entry_form::pairs) {
             record.pairs.emplace_back(view.u32(at), view.u32(at + 4));
         } else {

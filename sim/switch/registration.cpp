@@ -97,7 +97,9 @@ void handle_deregister(request &asked) {
     require_client(asked, decode_deregister_request(asked.payload));
     asked.vell.log(log_level_trace, fmt::format("{} deregistered", describe(asked.vell, asked.from)));
     asked.vell.clients.end(asked.from.client_of, client_state::deregistered);
+    asked.vell.batches.abandon(asked.from.batch);
     asked.from.client_of = 0;
+    asked.from.batch = 0;
 }
 
 } // namespace desk

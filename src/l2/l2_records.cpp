@@ -65,10 +65,9 @@ static_assert(matches_addresses<vell_l2_vlan_record>(address_pair) && offsetof(v
 static_assert(matches<vell_l2_lookup_mode_record>(lookup_mode));
 static_assert(matches_addresses<vell_l2_mbd_record>(mbd_entry));
 
-// Converts `count` u32 fields that lie back to back.
-void convert_words(std::uint8_t *words, std::size_t count) {
-    for (std::size_t i = 0; i < count; ++i)
-        convert<std::uint32_t>(words + i * sizeof(std::uint32_t));
+void convert_pair(std::uint8_t *words) {
+    convert<std::uint32_t>(words);
+    convert<std::uint32_t>(words + sizeof(std::uint32_t));
 }
 
 // Each returns whether the conversion of the record goes on: an unknown kind ends it.
@@ -85,7 +84,8 @@ bool convert_address(std::uint8_t *block) {
 
 bool convert_oif(std::uint8_t *entry) {
     const auto kind = load<std::uint32_t>(entry);
-    convert_words(entry, 4);
+    convert_pair(entry);
+    convert_pair(entry + pair_size);
     if (kind == vell_l2_oif_if_index)
         convert<std::uint32_t>(entry + oif_value);
     return kind == vell_l2_oif_plain || kind == vell_l2_oif_ipv6 || kind == vell_l2_oif_if_index;
@@ -107,7 +107,8 @@ std::uint32_t convert_record(std::uint8_t *record) {
 
     std::uint8_t *entry = record + layout.first_entry;
     if constexpr (layout.entries == l2_entries::pairs) {
-        convert_words(entry, std::size_t{count} * 2);
+        for (std::uint32_t left = count; left != 0; --left, entry += pair_size)
+            convert_pair(entry);
         return fixed_size + count * pair_size;
     } else {
         if (convert_address(record + layout.address_blocks[0]) && convert_address(record + layout.address_blocks[1]))

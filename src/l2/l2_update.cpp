@@ -36,12 +36,14 @@ void trace_record(std::uint8_t type) {
 
 // Converts `count` records. One that cannot be converted takes over the length of the one before it, so that the walk
 // goes on from there by that much; the first one's is 0, and the walk stays where it is.
-void convert_records(std::uint8_t *at, std::uint16_t count) {
+void convert_records(std::uint8_t *first, std::uint16_t count) {
     std::uint32_t length = 0;
+    // A number, not a pointer: behind the last record it may say any address.
+    auto at = reinterpret_cast<std::uintptr_t>(first);
     for (; count != 0; --count, at += length) {
         auto *const record = reinterpret_cast<vell_l2_record *>(at);
         if (const l2_conversion convert = l2_conversion_of(record->type)) {
-            length = convert(at);
+            length = convert(reinterpret_cast<std::uint8_t *>(at));
             trace_record(record->type);
         }
         record->length = length; // in host order, unlike everything else

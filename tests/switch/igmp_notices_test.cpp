@@ -53,6 +53,17 @@ TEST(Markers, CountNoRefusedMessages) {
     EXPECT_EQ(test.shown("batches").at(0).at("messages"), 0);
 }
 
+TEST(Markers, LeftOpenByADeregistrationTakeNothingMore) {
+    notified_service test;
+    test.mark(test.from, 1);
+    test.send(test.from, deregister_head(), deregister_payload(1));
+    EXPECT_EQ(test.shown("batches").at(0).at("open"), false);
+    EXPECT_TRUE(test.shown("batches").at(0).at("ended").is_null());
+    test.send(test.from, l2_head(), mbd_message(0, {{}}));
+    EXPECT_EQ(test.shown("batches").at(0).at("messages"), 0);
+    EXPECT_TRUE(test.errors.empty());
+}
+
 TEST(Markers, OfTwoConnectionsDoNotMix) {
     notified_service test;
     desk::session queue_only{.pid = 99};

@@ -193,6 +193,8 @@ INSTANTIATE_TEST_SUITE_P(
         refused_l2{"VlanZero", mbd_record(21), 35, {0}, "offset 32: VLAN id 0 is not 1 to 4094"},
         refused_l2{"VlanAbove", mbd_record(22), 34, {0x0f, 0xff}, "offset 32: VLAN id 4095 is not 1 to 4094"},
         refused_l2{"VlanOfFloodList", flood_record(12), 32, {1}, "offset 32: VLAN id 16777516 is not 1 to 4094"},
+        refused_l2{
+            "VlanOfALookupMode", lookup_mode_record(), 38, {0xff, 0xff}, "offset 36: VLAN id 65535 is not 1 to 4094"},
         refused_l2{"AddressKindOfBlock1",
                    flood_record(13),
                    41,

@@ -110,7 +110,7 @@ TEST_F(L2UpdateTest, ConvertsNoMoreRecordsThanItIsTold) {
     expect_converted(header("0001") + mbd_entry + second, 1, traced(478));
 }
 
-TEST_F(L2UpdateTest, ASecondCallConvertsBack) {
+TEST_F(L2UpdateTest, ASecondCallConvertsRecordsWithoutEntriesBack) {
     const auto start = before(header("0001") + lookup_mode);
     auto buffer = start;
     EXPECT_EQ(update(buffer.data(), buffer.size(), 1), 1);
