@@ -42,7 +42,7 @@ static const char *register_client(uint32_t queue) {
     }
     accepted = vell_register_ack(answer);
     kyt_desk_message_free(answer);
-    return accepted ? NULL : "the service refused the registration; vellsim show log says why";
+    return accepted ? NULL : "the service gave no client id; vellsim show log says why";
 }
 
 /* Fills one (S,G) route and returns its size in the message. */

@@ -49,7 +49,7 @@
 extern "C" {
 #endif
 
-/* The transport's message reference, declared in full by the transport's own header. */
+/* The transport's message reference, declared in full by the transport's own header, kyt.h. */
 struct kyt_msg_ref;
 
 /* ------------------------------------------------------------------------------------------------------------------
@@ -61,8 +61,8 @@ struct kyt_msg_ref;
 
 /*
  * vell_register sends the register request from `queue`, for the client with `uuid`. `shm_name` is the name of the
- * client's shared memory segment, NUL-terminated, at most VELL_SHM_NAME_MAX bytes. For the uuids 286 and 592 the name
- * is not read and may be null; for every other it must not be null.
+ * client's shared memory segment, NUL-terminated, at most VELL_SHM_NAME_MAX bytes; the library only passes it on. For
+ * the uuids 286 and 592 the name is not read and may be null; for every other it must not be null.
  *
  * Returns 1 when the request was sent: queue and uuid are held from then on, and the client id comes with the answer.
  * Returns 0, and changes nothing, when a client id or a queue is held already (trace 93; a queue given with
@@ -77,8 +77,9 @@ VELL_API uint32_t vell_register(uint32_t queue, uint32_t uuid, const char *shm_n
  *
  * Returns 1 when the service accepted and gave a client id other than 0, which is held from then on. An accepted id of
  * 0 is stored too, and returns 0 with no log. When the service refused, or the message has no payload, it logs trace
- * 180, sets the client id to 0, keeps queue and uuid, and returns 0. To register anew after that, give the queue back
- * first, with vell_register_kyt_q(0): vell_deregister does nothing for a client that has no id.
+ * 180, sets the client id to 0, keeps queue and uuid, and returns 0. To register anew after a refusal, an id of 0, or
+ * when no answer came, give the queue back first, with vell_register_kyt_q(0): vell_deregister does nothing for a
+ * client that has no id.
  */
 VELL_API uint32_t vell_register_ack(void *message);
 
@@ -399,8 +400,8 @@ VELL_API uint32_t vell_mrib_get_mroute_tlv_info(const vell_mrib_route *route, ui
  * Route statistics
  *
  * A route is named by table id, source and group, each address with its mask length in bits. Nothing of it is checked
- * or masked, and IPv4 addresses go out in the byte order that the caller gives them in. The answer of the service does
- * not pass through this library: the caller receives it on its queue.
+ * or masked. The answer of the service does not pass through this library: the caller receives it on its queue, and its
+ * form is between the caller and the service.
  *
  * Each needs an acknowledged client, and logs "Client not registered" without one. Each returns 1 when the transport
  * took the request and 0 when not.
@@ -437,6 +438,12 @@ VELL_API int vell_send_v6_mroute_clear_req(uint32_t table_id, const void *source
 
 /* ------------------------------------------------------------------------------------------------------------------
  * IGMP snooping and layer-2 multicast
+ *
+ * A snooping client registers, and from then on sends its changes in layer-2 messages: records of type 21 for what came
+ * and of type 22 for what went. Where a batch of changes takes several messages, the first one's flags ask for a begin
+ * marker and the last one's for an end marker; of a single message's, for both. Markers without a message are sent with
+ * vell_send_igmp_oob_notification. When all that the client knew at its start is handed over, it tells so with
+ * vell_send_igmp_download_complete. examples/snooping_client.c does all of it.
  * ------------------------------------------------------------------------------------------------------------------ */
 
 /*
@@ -464,11 +471,11 @@ VELL_API int vell_send_igmp_snoop_update(void);
  * library converts it to network order where it lies: every field below of 16 or 32 bits, except the records' lengths.
  */
 typedef struct VELL_RECORD vell_l2_message {
-    uint8_t client_id; /* written by the library */
+    uint8_t client_id; /* written by the library: 0 while there is none */
     uint8_t reserved;  /* the caller's, as it is */
-    uint16_t count;    /* written by the library */
+    uint16_t count;    /* written by the library: the caller's argument */
     uint16_t value;    /* written by the library: the caller's argument */
-    uint16_t flags;    /* of enum vell_l2_flag */
+    uint16_t flags;    /* the caller's, of enum vell_l2_flag */
 } vell_l2_message;
 
 enum vell_l2_flag {
@@ -512,10 +519,18 @@ typedef struct VELL_RECORD vell_l2_oif {
 } vell_l2_oif;
 
 /*
- * The records, up to where their entries begin. A record is 80 bytes and its entries' bytes long; the entries begin
- * inside those 80 bytes. What the words mean is the service's business. Records of other types are not converted: such
- * a record's length becomes that of the record before it, or 0, and the next record is looked for that much further on.
+ * The records, up to where their entries begin. A record's size is not that of its structure: it is
+ * VELL_L2_RECORD_BYTES and its entries' bytes, and the entries begin inside the former. One of type 21 with 3 entries
+ * is 80 + 3 * 32 bytes long, its entries begin at byte 78, and the 2 bytes behind the last one go out as they are.
+ *
+ * What the words, the halves and the addresses mean is the service's business. An address that stands for none, such as
+ * the source of an entry for any source, is an address of a known kind with an area of zeros: kind 0 is unknown.
+ *
+ * Records of other types are not converted: such a record's length becomes that of the record before it, or 0, and the
+ * next record is looked for that much further on. None of this is reported.
  */
+#define VELL_L2_RECORD_BYTES 80
+
 typedef struct VELL_RECORD vell_l2_pairs_record { /* types 8 and 9 */
     vell_l2_record head;
     uint32_t word0;
@@ -555,8 +570,9 @@ typedef struct VELL_RECORD vell_l2_mbd_record { /* types 21 and 22 */
 
 /*
  * vell_send_l2_mc_update converts the message in `buffer` and sends it, `length` bytes as they are then. `count` is the
- * number of its records and `value` goes into its header. `length` and the records are not checked against each other.
- * `msg_ref` is the address of the caller's message reference (kyt_msg_ref); after a success it is the caller's to
+ * number of its records; `value` goes into its header and means what the service takes it to mean. `length` and the
+ * records are not checked against each other. `msg_ref` is the address of the caller's message reference, a
+ * kyt_msg_ref, as a number; it goes to the transport as it is. After a success the reference is the caller's to
  * release, with kyt_drop on the queue that was registered.
  *
  * The header's flags ask for out-of-band markers around the message, sent as vell_send_igmp_oob_notification sends
@@ -577,7 +593,8 @@ VELL_API int vell_send_l2_mc_update(uint8_t *buffer, uint32_t length, uint16_t c
  * and 0 when not: silently when the queue is 0 or a pointer is null, with an error when the send failed.
  * ------------------------------------------------------------------------------------------------------------------ */
 
-/* What an overlay message begins with, in host byte order. `length` is that of the whole message; it is believed. */
+/* What an overlay message begins with, in host byte order. `length` is that of the whole message, this head included;
+ * it is believed. What follows is between the overlay and the service. */
 typedef struct VELL_RECORD vell_zeb_message {
     uint16_t type;
     uint16_t length;
@@ -590,14 +607,15 @@ typedef struct VELL_RECORD vell_zeb_message {
 VELL_API int vell_send_zeb_feature_disable(uint32_t queue, uint32_t flag);
 
 /*
- * vell_send_zeb_vlans_disable sends a message that tells which VLANs are disabled. The library writes its type, 2, into
- * `buffer`, where it stays whatever comes of the send. Logs error 370.
+ * vell_send_zeb_vlans_disable sends a message that tells which VLANs are disabled: a vell_zeb_message and what the
+ * caller has put behind it. The library writes its type, 2, into `buffer`, where it stays whatever comes of the send.
+ * Logs error 370.
  */
 VELL_API int vell_send_zeb_vlans_disable(uint32_t queue, void *buffer);
 
 /*
- * vell_send_zeb_route_update sends an overlay route message as it is. `reply` receives the message reference; after a
- * success it is the caller's, to release with kyt_drop on the same queue. Logs error 281.
+ * vell_send_zeb_route_update sends an overlay route message as it is, whatever its type. `reply` receives the message
+ * reference; after a success it is the caller's, to release with kyt_drop on the same queue. Logs error 281.
  */
 VELL_API int vell_send_zeb_route_update(uint32_t queue, const void *buffer, struct kyt_msg_ref *reply);
 

@@ -145,6 +145,22 @@ TEST_F(L2Changes, TheDifferenceToAnOlderDatabaseLeavesTheNewerOne) {
     EXPECT_LT(show("l2")["batches"].at(1)["records"].get<std::size_t>(), expected.size());
 }
 
+class SnoopingClient : public desk {};
+
+TEST_F(SnoopingClient, LeavesTheGroupsItAdded) {
+    start_switch();
+    const auto run = run_program({SNOOPING_CLIENT_PATH});
+    ASSERT_EQ(run.status, 0) << run.err;
+    const json l2 = show("l2");
+    ASSERT_EQ(l2["entries"].size(), 2u);
+    EXPECT_EQ(l2["entries"][0]["group"], "239.1.1.1");
+    EXPECT_TRUE(l2["entries"][0]["source"].is_null());
+    EXPECT_EQ(l2["entries"][0]["ports"], json::parse(R"([{"if_index":5,"flags":0},{"if_index":8,"flags":0}])"));
+    EXPECT_EQ(l2["entries"][1]["ports"], json::parse(R"([{"if_index":5,"flags":0}])"));
+    EXPECT_EQ(l2["batches"].size(), 2u);
+    EXPECT_EQ(show("clients").at(0)["refused"], 0);
+}
+
 class Counters : public desk {
 protected:
     void feed_routes() {

@@ -1,0 +1,107 @@
+/*
+ * A snooping client: registers, hands over two groups of VLAN 10 with their ports, then takes a port from one of them,
+ * and deregisters.
+ *
+ *     vellsim run &
+ *     snooping_client && vellsim show l2
+ */
+#include <kyt.h>
+#include <kyt_desk.h>
+#include <vell.h>
+
+#include <stdio.h>
+#include <string.h>
+
+enum { client_uuid = 501, answer_timeout_ms = 5000, bridge_if = 4, vlan_id = 10, most_ports = 4, most_records = 2 };
+
+/* What the words of an MBD record are is the service's business; these are the desk's. */
+enum { bridge_word = 0, vlan_word = 3 };
+
+/* Room for the most that this client sends. */
+static uint8_t
+    message[sizeof(vell_l2_message) + most_records * (VELL_L2_RECORD_BYTES + most_ports * sizeof(vell_l2_oif))];
+
+/* An IPv4 address as a number in host byte order. */
+static uint32_t ipv4(uint32_t a, uint32_t b, uint32_t c, uint32_t d) {
+    return a << 24 | b << 16 | c << 8 | d;
+}
+
+/* Registers and waits for the service's answer, which arrives on the queue. Returns NULL, or what went wrong. */
+static const char *register_client(uint32_t queue) {
+    kyt_desk_message *answer = NULL;
+    uint32_t accepted = 0;
+
+    if (!vell_register(queue, client_uuid, "snooping_client"))
+        return "the registration could not be sent; is the switch running (vellsim run)?";
+    if (kyt_desk_receive(queue, answer_timeout_ms, &answer) != 1)
+        return "the service did not answer the registration";
+    accepted = vell_register_ack(answer);
+    kyt_desk_message_free(answer);
+    return accepted ? NULL : "the service gave no client id; vellsim show log says why";
+}
+
+static void fill_ipv4(vell_l2_address *block, uint32_t address) {
+    block->kind = vell_l2_address_ipv4;
+    memcpy(block->area, &address, sizeof(address));
+}
+
+/* Fills a record that adds ports to a group or takes them from it, for any source, and returns its size. */
+static uint32_t fill_record(uint8_t *at, uint8_t type, uint32_t group, const uint32_t *ports, uint32_t n_ports) {
+    vell_l2_mbd_record *record = (vell_l2_mbd_record *)at;
+    vell_l2_oif *oifs = (vell_l2_oif *)(record + 1);
+    uint32_t i;
+
+    record->head.type = type;
+    record->words[bridge_word] = bridge_if;
+    record->words[vlan_word] = vlan_id;
+    fill_ipv4(&record->addresses[0], group);
+    fill_ipv4(&record->addresses[1], 0); /* any source: of the group's kind, and all zeros */
+    record->count = n_ports;
+    for (i = 0; i < n_ports; i++) {
+        oifs[i].kind = vell_l2_oif_if_index;
+        oifs[i].value.if_index = ports[i];
+    }
+    return (uint32_t)(VELL_L2_RECORD_BYTES + n_ports * sizeof(vell_l2_oif));
+}
+
+/* Sends what was filled in, between markers. The message is converted then, so the next one is begun anew. */
+static int send_message(uint32_t queue, uint32_t length, uint16_t records) {
+    kyt_msg_ref reference;
+
+    ((vell_l2_message *)message)->flags = vell_l2_begin_marker | vell_l2_end_marker;
+    if (!vell_send_l2_mc_update(message, length, records, 0, (uint32_t)(uintptr_t)&reference))
+        return 0;
+    kyt_drop(queue, &reference);
+    memset(message, 0, sizeof(message));
+    return 1;
+}
+
+static int send_groups(uint32_t queue) {
+    static const uint32_t ports[] = {5, 7, 8};
+    uint32_t length = sizeof(vell_l2_message);
+
+    length += fill_record(message + length, vell_l2_mbd_add, ipv4(239, 1, 1, 1), ports, 3);
+    length += fill_record(message + length, vell_l2_mbd_add, ipv4(239, 1, 1, 2), ports, 1);
+    return send_message(queue, length, 2) && vell_send_igmp_download_complete();
+}
+
+static int send_leave(uint32_t queue) {
+    static const uint32_t ports[] = {7};
+    uint32_t length = sizeof(vell_l2_message);
+
+    length += fill_record(message + length, vell_l2_mbd_delete, ipv4(239, 1, 1, 1), ports, 1);
+    return send_message(queue, length, 1);
+}
+
+int main(void) {
+    const uint32_t queue = kyt_desk_queue_open();
+    const char *failure = register_client(queue);
+
+    if (failure == NULL && !(send_groups(queue) && send_leave(queue)))
+        failure = "a message could not be sent";
+    if (failure != NULL)
+        fprintf(stderr, "snooping_client: %s\n", failure);
+    vell_deregister();
+    kyt_desk_queue_close(queue);
+    return failure == NULL ? 0 : 1;
+}
