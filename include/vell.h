@@ -529,7 +529,7 @@ typedef struct VELL_RECORD vell_l2_oif {
  * Records of other types are not converted: such a record's length becomes that of the record before it, or 0, and the
  * next record is looked for that much further on. None of this is reported.
  */
-#define VELL_L2_RECORD_BYTES 80
+#define VELL_L2_RECORD_BYTES 80u
 
 typedef struct VELL_RECORD vell_l2_pairs_record { /* types 8 and 9 */
     vell_l2_record head;

@@ -37,7 +37,6 @@ constexpr l2_layout lookup_mode     = {{12},                 0,  {},       16,  
 constexpr l2_layout mbd_entry       = {{12, 16, 20, 24, 28}, 32, {34, 54}, 74,    78, l2_entries::oifs};
 // clang-format on
 
-constexpr std::uint32_t fixed_size = 80;
 constexpr std::uint32_t pair_size = 8;
 constexpr std::uint32_t oif_size = 32;
 
@@ -109,12 +108,12 @@ std::uint32_t convert_record(std::uint8_t *record) {
     if constexpr (layout.entries == l2_entries::pairs) {
         for (std::uint32_t left = count; left != 0; --left, entry += pair_size)
             convert_pair(entry);
-        return fixed_size + count * pair_size;
+        return VELL_L2_RECORD_BYTES + count * pair_size;
     } else {
         if (convert_address(record + layout.address_blocks[0]) && convert_address(record + layout.address_blocks[1]))
             for (std::uint32_t left = count; left != 0 && convert_oif(entry); --left)
                 entry += oif_size;
-        return fixed_size + count * oif_size;
+        return VELL_L2_RECORD_BYTES + count * oif_size;
     }
 }
 
