@@ -1,6 +1,7 @@
 // libvell.so held against the headers: what it exports, what it needs, and that it does nothing when it is loaded.
 #include "declarations.h"
 #include "elf32.h"
+#include "signatures.h"
 
 #include <vell.h>
 
@@ -47,6 +48,15 @@ TEST(SharedObject, TheHeaderDeclaresTheFunctionsThatItIsReadFor) {
 
 TEST(SharedObject, ExportsExactlyTheFunctionsOfTheHeader) {
     EXPECT_EQ(exported(true), header().functions);
+}
+
+TEST(SharedObject, HasNoFunctionWhoseTypeIsNotHeld) {
+#define FUNCTION_NAME(name, result, arguments) #name,
+#define SETTER_NAME(name) "vell_mrib_set_flags_" #name,
+#define TESTER_NAME(name) "vell_mrib_is_flags_" #name,
+    const std::set<std::string> held = {VELL_SIGNATURES(FUNCTION_NAME) VELL_FLAG_SETTERS(SETTER_NAME)
+                                            VELL_FLAG_TESTERS(TESTER_NAME)};
+    EXPECT_EQ(exported(true), held);
 }
 
 TEST(SharedObject, ExportsExactlyTheVariablesOfTheHeader) {
