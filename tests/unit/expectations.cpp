@@ -63,3 +63,7 @@ fake::Calls logged(const Message &message) {
     return {history_asked(message.level), to_history(message), console_asked(message.level), to_console(message),
             to_client_log(message)};
 }
+
+fake::Calls logged_to_client_alone(const Message &message) {
+    return {history_asked(message.level), console_asked(message.level), to_client_log(message)};
+}

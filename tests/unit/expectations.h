@@ -50,3 +50,6 @@ fake::ClientLog to_client_log(const Message &message);
 
 // All calls of a message with both gates open.
 fake::Calls logged(const Message &message);
+
+// All calls of a message with both gates closed.
+fake::Calls logged_to_client_alone(const Message &message);

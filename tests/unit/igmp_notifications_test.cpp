@@ -71,19 +71,22 @@ TEST_F(OobMarkerTest, WithoutAQueueIsRefusedWithError596) {
 
 TEST_F(OobMarkerTest, WithTheGatesClosedIsRefusedToTheClientLogAlone) {
     set_client_state({});
-    platform().history_check.returns(1);
-    platform().console_check.returns(0);
+    close_log_gates();
     EXPECT_EQ(vell_send_igmp_oob_notification(1), 0);
-    EXPECT_CALLS(history_asked(error), console_asked(error),
-                 to_client_log(error_of("vell_send_igmp_oob_notification", 596, "Client has not register\n")));
+    EXPECT_CALLS(logged_to_client_alone(error_of("vell_send_igmp_oob_notification", 596, "Client has not register\n")));
 }
 
 TEST_F(OobMarkerTest, ReportsAFailedSendWithError609AndReleasesNothing) {
     platform().kyt_send.returns(-1);
+    const auto failure =
+        error_of("vell_send_igmp_oob_notification", 609, "KYT send fail for KYT_OPC_VELL_IGMP_OOB_MSG\n", 5);
     EXPECT_EQ(vell_send_igmp_oob_notification(1), 0);
-    EXPECT_CALLS(marker_sent("01000000"), logged(error_of("vell_send_igmp_oob_notification", 609,
-                                                          "KYT send fail for KYT_OPC_VELL_IGMP_OOB_MSG\n", 5)));
+    EXPECT_CALLS(marker_sent("01000000"), logged(failure));
     EXPECT_EQ(client_state(), acknowledged);
+
+    close_log_gates();
+    EXPECT_EQ(vell_send_igmp_oob_notification(2), 0);
+    EXPECT_CALLS(marker_sent("02000000"), logged_to_client_alone(failure));
 }
 
 class DownloadCompleteTest : public LibraryTest {
@@ -131,6 +134,14 @@ TEST_F(DownloadCompleteTest, WithoutAnAcknowledgedClientIsRefusedWithError548) {
     }
 }
 
+TEST_F(DownloadCompleteTest, WithTheGatesClosedIsRefusedToTheClientLogAlone) {
+    set_client_state({.id = 0, .queue = 7, .uuid = 5});
+    close_log_gates();
+    EXPECT_EQ(vell_send_igmp_download_complete(), 0);
+    EXPECT_CALLS(
+        logged_to_client_alone(error_of("vell_send_igmp_download_complete", 548, "Client not registered\n", 5)));
+}
+
 TEST_F(DownloadCompleteTest, IsRefusedUntilTheAcknowledgmentThoughAMarkerIsNot) {
     set_client_state({});
     register_client(7, 5);
@@ -171,6 +182,13 @@ TEST_F(SnoopUpdateTest, DoesNothingBeforeDuringAndAfterARegistration) {
     EXPECT_EQ(vell_send_igmp_snoop_update(), 1);
     EXPECT_NO_CALLS();
     EXPECT_EQ(client_state(), ClientState{});
+}
+
+TEST_F(SnoopUpdateTest, DoesNothingWhenOnlyTheQueueWasGiven) {
+    vell_register_kyt_q(7);
+    EXPECT_EQ(vell_send_igmp_snoop_update(), 1);
+    EXPECT_NO_CALLS();
+    EXPECT_EQ(client_state(), (ClientState{.id = 0, .queue = 7, .uuid = 384}));
 }
 
 TEST_F(SnoopUpdateTest, SucceedsWhereNothingCanBeSent) {

@@ -1,6 +1,7 @@
 // Layer-2 messages for tests, written field by field as the caller makes them and as they go out.
 #pragma once
 
+#include "guarded_buffer.h"
 #include "library_test.h"
 
 #include <string_view>
@@ -17,29 +18,6 @@ Fields operator+(Fields first, const Fields &second);
 
 Bytes before(const Fields &fields);
 Bytes after(const Fields &fields);
-
-// `size` bytes between two pages that nothing may touch: directly behind the first of them, or directly before the
-// second, with `distance` bytes between. Those and all others around the message start as a pattern.
-class GuardedBuffer {
-public:
-    enum class Side { front, back };
-
-    GuardedBuffer(const Bytes &content, Side side, std::size_t distance);
-    ~GuardedBuffer();
-    GuardedBuffer(const GuardedBuffer &) = delete;
-    GuardedBuffer &operator=(const GuardedBuffer &) = delete;
-
-    std::uint8_t *data() { return data_; }
-    Bytes content() const { return {data_, data_ + size_}; }
-    bool surroundings_untouched() const;
-
-private:
-    std::uint8_t *pages_;
-    std::size_t pages_size_;
-    Bytes start_;
-    std::uint8_t *data_;
-    std::size_t size_;
-};
 
 // A registered client whose message reference is known to the platform.
 class L2MessageTest : public LibraryTest {

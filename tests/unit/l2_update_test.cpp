@@ -191,27 +191,69 @@ TEST_F(L2UpdateTest, GoesOutWithId0BeforeTheAcknowledgment) {
     EXPECT_EQ(client_state(), (ClientState{.id = 0, .queue = 7, .uuid = 5}));
 }
 
-class MarkersTest : public L2UpdateTest {};
+class MarkersTest : public L2UpdateTest {
+protected:
+    // What the marker's send and trace call when the send succeeds, as the send with that number, and when it fails.
+    static fake::Calls began() { return fake::in_order(marker_sent(1), released(acknowledged.queue, 1), traced(436)); }
+    static fake::Calls began_in_vain() { return fake::in_order(marker_sent(1), marker_failed(), traced(436)); }
+    static fake::Calls ended(unsigned send) {
+        return fake::in_order(marker_sent(2), released(acknowledged.queue, send), traced(514));
+    }
+    static fake::Calls ended_in_vain() { return fake::in_order(marker_sent(2), marker_failed(), traced(514)); }
 
-TEST_F(MarkersTest, AreSentAsTheFlagsAsk) {
-    EXPECT_EQ(send({"0000", "0000"}), 1);
-    EXPECT_CALLS(message_sent());
+    // A call on a platform and with a reference that know of none before.
+    void start_anew() {
+        fake::reset_platform();
+        reference_ = {};
+        platform().callers_reference = &reference_;
+    }
+};
 
-    fake::reset_platform();
-    platform().callers_reference = &reference_;
-    EXPECT_EQ(send(begin_marker), 1);
-    EXPECT_CALLS(marker_sent(1), released(acknowledged.queue, 1), traced(436), message_sent());
+TEST_F(MarkersTest, AreSentAsTheFlagsAskWhicheverSendsFail) {
+    const Field none = {"0000", "0000"};
+    const auto message_of = [&](const char *flags) { return update_sent(joined(hex("e7b2 0000 6261"), hex(flags))); };
+    // Failing sends by their number in the call. The platform numbers the references of successful sends alone.
+    const struct {
+        Field flags;
+        std::vector<unsigned> failing;
+        int result;
+        fake::Calls calls;
+    } rows[] = {
+        {none, {}, 1, {message_of("0000")}},
+        {none, {1}, 0, {message_of("0000")}},
 
-    fake::reset_platform();
-    platform().callers_reference = &reference_;
-    EXPECT_EQ(send(end_marker), 1);
-    EXPECT_CALLS(message_sent(), marker_sent(2), released(acknowledged.queue, 2), traced(514));
+        {begin_marker, {}, 1, fake::in_order(began(), message_of("0001"))},
+        {begin_marker, {1}, 1, fake::in_order(began_in_vain(), message_of("0001"))},
+        {begin_marker, {2}, 0, fake::in_order(began(), message_of("0001"))},
+        {begin_marker, {1, 2}, 0, fake::in_order(began_in_vain(), message_of("0001"))},
 
-    fake::reset_platform();
-    platform().callers_reference = &reference_;
-    EXPECT_EQ(send(both_markers), 1);
-    EXPECT_CALLS(marker_sent(1), released(acknowledged.queue, 1), traced(436), message_sent(), marker_sent(2),
-                 released(acknowledged.queue, 3), traced(514));
+        {end_marker, {}, 1, fake::in_order(message_of("0002"), ended(2))},
+        {end_marker, {1}, 0, {message_of("0002")}},
+        {end_marker, {2}, 1, fake::in_order(message_of("0002"), ended_in_vain())},
+        {end_marker, {1, 2}, 0, {message_of("0002")}},
+
+        {both_markers, {}, 1, fake::in_order(began(), message_of("0003"), ended(3))},
+        {both_markers, {1}, 1, fake::in_order(began_in_vain(), message_of("0003"), ended(2))},
+        {both_markers, {2}, 0, fake::in_order(began(), message_of("0003"))},
+        {both_markers, {3}, 1, fake::in_order(began(), message_of("0003"), ended_in_vain())},
+        {both_markers, {1, 2}, 0, fake::in_order(began_in_vain(), message_of("0003"))},
+        {both_markers, {1, 3}, 1, fake::in_order(began_in_vain(), message_of("0003"), ended_in_vain())},
+        {both_markers, {2, 3}, 0, fake::in_order(began(), message_of("0003"))},
+        {both_markers, {1, 2, 3}, 0, fake::in_order(began_in_vain(), message_of("0003"))},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(testing::Message() << "flags " << row.flags.after << ", failing "
+                                        << testing::PrintToString(row.failing));
+        start_anew();
+        for (const auto number : row.failing)
+            platform().kyt_send.returns_at(number, -1);
+        EXPECT_EQ(send(row.flags), row.result);
+        EXPECT_CALLS(row.calls);
+        EXPECT_EQ(buffer_, joined(hex("e7b2 0000 6261"), hex(row.flags.after)));
+        EXPECT_EQ(client_state(), acknowledged);
+        EXPECT_EQ(reference_is_untouched(), row.result == 0);
+        EXPECT_EQ(platform().unreleased_references(), 0U);
+    }
 }
 
 TEST_F(MarkersTest, AreAskedForByTheLowestTwoBitsAlone) {
@@ -222,43 +264,12 @@ TEST_F(MarkersTest, AreAskedForByTheLowestTwoBitsAlone) {
         EXPECT_CALLS(message_sent());
         EXPECT_EQ(buffer_, after(message_));
     }
-    fake::reset_platform();
-    platform().callers_reference = &reference_;
+    start_anew();
     EXPECT_EQ(send({"ffff", "ffff"}), 1);
-    EXPECT_CALLS(marker_sent(1), released(acknowledged.queue, 1), traced(436), message_sent(), marker_sent(2),
-                 released(acknowledged.queue, 3), traced(514));
-    fake::reset_platform();
-    platform().callers_reference = &reference_;
+    EXPECT_CALLS(began(), message_sent(), ended(3));
+    start_anew();
     EXPECT_EQ(send({"02f5", "f502"}), 1);
-    EXPECT_CALLS(message_sent(), marker_sent(2), released(acknowledged.queue, 2), traced(514));
-}
-
-TEST_F(MarkersTest, ThatCannotBeSentChangeNothingElse) {
-    platform().kyt_send.returns_at(1, -1);
-    platform().kyt_send.returns_at(3, -1);
-    EXPECT_EQ(send(both_markers), 1);
-    EXPECT_CALLS(marker_sent(1), marker_failed(), traced(436), message_sent(), marker_sent(2), marker_failed(),
-                 traced(514));
-    EXPECT_EQ(buffer_, after(message_));
-}
-
-TEST_F(MarkersTest, OfTheEndDoesNotFollowAFailedSend) {
-    platform().kyt_send.returns_at(1, -1);
-    EXPECT_EQ(send(end_marker), 0);
-    EXPECT_CALLS(message_sent());
-
-    fake::reset_platform();
-    platform().callers_reference = &reference_;
-    platform().kyt_send.returns_at(2, -1);
-    EXPECT_EQ(send(both_markers), 0);
-    EXPECT_CALLS(marker_sent(1), released(acknowledged.queue, 1), traced(436), message_sent());
-    EXPECT_EQ(buffer_, after(message_));
-
-    fake::reset_platform();
-    platform().callers_reference = &reference_;
-    platform().kyt_send.returns(-1);
-    EXPECT_EQ(send(both_markers), 0);
-    EXPECT_CALLS(marker_sent(1), marker_failed(), traced(436), message_sent());
+    EXPECT_CALLS(message_sent(), ended(2));
 }
 
 // The header but for its flags is written by then, and the records are the caller's still.
@@ -286,14 +297,12 @@ TEST_F(MarkersTest, OfTheEndAreAskedForBeforeTheSend) {
 }
 
 TEST_F(MarkersTest, AreTracedToTheClientLogAloneWhenTheGatesAreClosed) {
-    platform().history_check.returns(1);
-    platform().console_check.returns(0);
+    close_log_gates();
     const auto message = header("0002", both_markers) + lookup_mode + mbd_entry;
     auto buffer = before(message);
     EXPECT_EQ(update(buffer.data(), buffer.size(), 2), 1);
     const auto silently_traced = [](int line, const char *body) {
-        const auto text = trace_of("vell_send_l2_mc_update", line, body, acknowledged.uuid);
-        return fake::Calls{history_asked(trace), console_asked(trace), to_client_log(text)};
+        return logged_to_client_alone(trace_of("vell_send_l2_mc_update", line, body, acknowledged.uuid));
     };
     EXPECT_CALLS(marker_sent(1), released(acknowledged.queue, 1), silently_traced(436, "Sent OOB begin marker\n"),
                  silently_traced(486, "Send lkup mode change\n"),

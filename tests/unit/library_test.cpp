@@ -45,6 +45,11 @@ void LibraryTest::TearDown() {
     EXPECT_EQ(fake::platform().unreleased_references(), 0U);
 }
 
+void LibraryTest::close_log_gates() {
+    fake::platform().history_check.returns(1);
+    fake::platform().console_check.returns(0);
+}
+
 void LibraryTest::register_client(std::uint32_t queue, std::uint32_t uuid) {
     ASSERT_EQ(vell_register(queue, uuid, "name"), 1U);
     fake::reset_platform();

@@ -43,6 +43,9 @@ protected:
     LibraryTest();
     void TearDown() override;
 
+    // Of the logs only the client's takes messages then.
+    static void close_log_gates();
+
     // The public way into each state; the platform knows of nothing afterwards.
     static void register_client(std::uint32_t queue, std::uint32_t uuid);
     static void acknowledge(std::uint8_t id);

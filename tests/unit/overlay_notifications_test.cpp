@@ -1,5 +1,6 @@
-// The overlay's notifications, which need a queue of the caller's and no registration.
-#include "library_test.h"
+// The overlay's messages that the caller has built, which need a queue of the caller's and no registration.
+#include "guarded_buffer.h"
+#include "overlay_notifications.h"
 
 #include <algorithm>
 #include <iterator>
@@ -8,72 +9,23 @@ namespace {
 
 using fake::platform;
 
-constexpr std::uint32_t queue = 0x14131211;
-
-// Nothing of the client's state decides or changes.
-constexpr ClientState states[] = {{.id = 0, .queue = 0, .uuid = 384},
-                                  {.id = 0, .queue = 7, .uuid = 5},
-                                  {.id = 9, .queue = 0, .uuid = 5},
-                                  {.id = 9, .queue = 7, .uuid = 5}};
-
-class FeatureDisableTest : public LibraryTest {
-protected:
-    static fake::Send disable_sent(const char *payload) {
-        return sent({.queue = queue, .sap = 213, .opcode = 75820, .option_word1 = 0, .payload = hex(payload)});
-    }
+// Lengths that a header says and that have to be believed.
+struct Length {
+    const char *field;
+    std::size_t size;
 };
+constexpr Length lengths_of_a_head[] = {{"0000", 0}, {"0100", 1}, {"0200", 2}, {"0300", 3}, {"0400", 4}};
+constexpr Length short_lengths[] = {{"0600", 6}, {"0000", 0}, {"0100", 1}, {"0400", 4}};
 
-TEST_F(FeatureDisableTest, IsOfType1WithoutAndOfType3WithTheFlag) {
-    const struct {
-        std::uint32_t flag;
-        const char *payload;
-    } rows[] = {{0, "0100 0800 00000000"},     {1, "0300 0800 00000000"},          {255, "0300 0800 00000000"},
-                {0x100, "0300 0800 00000000"}, {0x80000000, "0300 0800 00000000"}, {0xffffffff, "0300 0800 00000000"}};
-    for (const auto &row : rows) {
-        SCOPED_TRACE(row.flag);
-        fake::reset_platform();
-        EXPECT_EQ(vell_send_zeb_feature_disable(queue, row.flag), 1);
-        EXPECT_CALLS(disable_sent(row.payload), released(queue));
-    }
-}
-
-TEST_F(FeatureDisableTest, NeedsNoClientAndLeavesItsState) {
-    for (const auto &state : states) {
-        SCOPED_TRACE(state);
-        fake::reset_platform();
-        set_client_state(state);
-        EXPECT_EQ(vell_send_zeb_feature_disable(queue, 0), 1);
-        EXPECT_CALLS(disable_sent("0100 0800 00000000"), released(queue));
-        EXPECT_EQ(client_state(), state);
-    }
-}
-
-TEST_F(FeatureDisableTest, TakesEveryResultButMinus1ForSuccess) {
-    for (const auto result : successful_results) {
-        SCOPED_TRACE(result);
-        fake::reset_platform();
-        platform().kyt_send.returns(result);
-        EXPECT_EQ(vell_send_zeb_feature_disable(queue, 1), 1);
-        EXPECT_CALLS(disable_sent("0300 0800 00000000"), released(queue));
-    }
-}
-
-TEST_F(FeatureDisableTest, ReportsAFailedSendWithError323UnderTheClientsUuid) {
-    platform().kyt_send.returns(-1);
-    for (const auto &state : states) {
-        set_client_state(state);
-        EXPECT_EQ(vell_send_zeb_feature_disable(queue, 1), 0);
-        EXPECT_CALLS(disable_sent("0300 0800 00000000"),
-                     logged(error_of("vell_send_zeb_feature_disable", 323, "KYT send failed\n", state.uuid)));
-        EXPECT_EQ(client_state(), state);
-    }
-}
-
-TEST_F(FeatureDisableTest, WithoutAQueueIsSilent) {
-    set_client_state({.id = 9, .queue = 7, .uuid = 5});
-    EXPECT_EQ(vell_send_zeb_feature_disable(0, 1), 0);
-    EXPECT_NO_CALLS();
-}
+// Where a message of no more than its head may lie: nothing of what is around it may be read or written.
+struct Place {
+    GuardedBuffer::Side side;
+    std::size_t distance;
+};
+constexpr Place places[] = {{GuardedBuffer::Side::back, 0},
+                            {GuardedBuffer::Side::back, 1},
+                            {GuardedBuffer::Side::front, 0},
+                            {GuardedBuffer::Side::front, 3}};
 
 // A message in the middle of other bytes, with type 9 and the length at offset 2.
 class OverlayMessageTest : public LibraryTest {
@@ -86,6 +38,12 @@ protected:
     void place(std::size_t offset, const char *length_field = "0b00") {
         at_ = margin + offset;
         before_ = patched(pattern(32), at_, joined(hex("0900"), hex(length_field)));
+        buffer_ = before_;
+    }
+
+    void place_longest() {
+        at_ = 0;
+        before_ = patched(pattern(0xffff), 0, hex("0900 ffff"));
         buffer_ = before_;
     }
 
@@ -135,11 +93,7 @@ TEST_F(VlansDisableTest, WritesType2AndSendsAsMuchAsTheHeaderSaysFromAnyAddress)
 }
 
 TEST_F(VlansDisableTest, BelievesALengthShorterThanItsHeaderOr0) {
-    const struct {
-        const char *field;
-        std::size_t size;
-    } rows[] = {{"0600", 6}, {"0000", 0}, {"0100", 1}, {"0400", 4}};
-    for (const auto &row : rows) {
+    for (const auto &row : short_lengths) {
         SCOPED_TRACE(row.size);
         fake::reset_platform();
         place(1, row.field);
@@ -150,14 +104,33 @@ TEST_F(VlansDisableTest, BelievesALengthShorterThanItsHeaderOr0) {
 }
 
 TEST_F(VlansDisableTest, SendsTheLongestMessage) {
-    at_ = 0;
-    before_ = patched(pattern(0xffff), 0, hex("0900 ffff"));
-    buffer_ = before_;
+    place_longest();
     EXPECT_EQ(send(), 1);
     EXPECT_CALLS(disable_sent(0xffff), released(queue));
+    EXPECT_EQ(buffer_, written());
 }
 
-TEST_F(VlansDisableTest, ReadsTheLengthBehindTheTypeItWrote) {
+TEST_F(VlansDisableTest, TouchesAndSendsNothingBeyondAHeadAlone) {
+    for (const auto &[field, size] : lengths_of_a_head) {
+        for (const auto &[side, distance] : places) {
+            SCOPED_TRACE(testing::Message() << size << " bytes, distance " << distance);
+            fake::reset_platform();
+            GuardedBuffer buffer(joined(hex("09f9"), hex(field)), side, distance);
+            EXPECT_EQ(vell_send_zeb_vlans_disable(queue, buffer.data()), 1);
+            const auto expected = joined(hex("0200"), hex(field));
+            EXPECT_CALLS(sent({.queue = queue,
+                               .sap = 213,
+                               .opcode = 75820,
+                               .option_word1 = 1,
+                               .payload = part(expected, 0, size)}),
+                         released(queue));
+            EXPECT_EQ(buffer.content(), expected);
+            EXPECT_TRUE(buffer.surroundings_untouched());
+        }
+    }
+}
+
+TEST_F(VlansDisableTest, HasWrittenTheTypeWhenItSends) {
     std::uint32_t type_at_send = 0;
     platform().kyt_send.runs([&] { type_at_send = buffer_[at_]; });
     EXPECT_EQ(send(), 1);
@@ -165,11 +138,26 @@ TEST_F(VlansDisableTest, ReadsTheLengthBehindTheTypeItWrote) {
     EXPECT_CALLS(disable_sent(), released(queue));
 }
 
-TEST_F(VlansDisableTest, ReportsAFailedSendWithError370AndLeavesTheType) {
+TEST_F(VlansDisableTest, ReportsAFailedSendWithError370UnderTheClientsUuidAndLeavesTheType) {
     platform().kyt_send.returns(-1);
+    for (const auto &state : states) {
+        SCOPED_TRACE(state);
+        place(0);
+        set_client_state(state);
+        EXPECT_EQ(send(), 0);
+        EXPECT_CALLS(disable_sent(),
+                     logged(error_of("vell_send_zeb_vlans_disable", 370, "KYT send failed\n", state.uuid)));
+        EXPECT_EQ(buffer_, written());
+        EXPECT_EQ(client_state(), state);
+    }
+}
+
+TEST_F(VlansDisableTest, WithTheGatesClosedReportsAFailedSendToTheClientLogAlone) {
+    platform().kyt_send.returns(-1);
+    close_log_gates();
     EXPECT_EQ(send(), 0);
-    EXPECT_CALLS(disable_sent(), logged(error_of("vell_send_zeb_vlans_disable", 370, "KYT send failed\n")));
-    EXPECT_EQ(buffer_, written());
+    EXPECT_CALLS(disable_sent(),
+                 logged_to_client_alone(error_of("vell_send_zeb_vlans_disable", 370, "KYT send failed\n")));
 }
 
 TEST_F(VlansDisableTest, NeedsNoClientAndLeavesItsState) {
@@ -194,12 +182,16 @@ TEST_F(VlansDisableTest, TakesEveryResultButMinus1ForSuccess) {
 }
 
 TEST_F(VlansDisableTest, WithoutAQueueOrABufferIsSilentAndTouchesNothing) {
-    set_client_state({.id = 9, .queue = 7, .uuid = 5});
-    EXPECT_EQ(vell_send_zeb_vlans_disable(0, message()), 0);
-    EXPECT_EQ(vell_send_zeb_vlans_disable(queue, nullptr), 0);
-    EXPECT_EQ(vell_send_zeb_vlans_disable(0, nullptr), 0);
-    EXPECT_NO_CALLS();
-    EXPECT_EQ(buffer_, before_);
+    for (const auto &state : states) {
+        SCOPED_TRACE(state);
+        set_client_state(state);
+        EXPECT_EQ(vell_send_zeb_vlans_disable(0, message()), 0);
+        EXPECT_EQ(vell_send_zeb_vlans_disable(queue, nullptr), 0);
+        EXPECT_EQ(vell_send_zeb_vlans_disable(0, nullptr), 0);
+        EXPECT_NO_CALLS();
+        EXPECT_EQ(buffer_, before_);
+        EXPECT_EQ(client_state(), state);
+    }
 }
 
 class OverlayRouteTest : public OverlayMessageTest {
@@ -243,16 +235,35 @@ TEST_F(OverlayRouteTest, WritesNothingAndSendsAsMuchAsTheHeaderSaysFromAnyAddres
 }
 
 TEST_F(OverlayRouteTest, BelievesALengthShorterThanItsHeaderOr0) {
-    const struct {
-        const char *field;
-        std::size_t size;
-    } rows[] = {{"0600", 6}, {"0000", 0}, {"0100", 1}, {"0400", 4}};
-    for (const auto &row : rows) {
+    for (const auto &row : short_lengths) {
         SCOPED_TRACE(row.size);
         place(1, row.field);
         EXPECT_EQ(send(), 1);
         EXPECT_CALLS(update_sent(row.size));
         EXPECT_EQ(buffer_, before_);
+    }
+}
+
+TEST_F(OverlayRouteTest, SendsTheLongestMessage) {
+    place_longest();
+    EXPECT_EQ(send(), 1);
+    EXPECT_CALLS(update_sent(0xffff));
+    EXPECT_EQ(buffer_, before_);
+}
+
+TEST_F(OverlayRouteTest, ReadsNothingBeyondAHeadAloneAndWritesNothing) {
+    for (const auto &[field, size] : lengths_of_a_head) {
+        for (const auto &[side, distance] : places) {
+            SCOPED_TRACE(testing::Message() << size << " bytes, distance " << distance);
+            const auto message = joined(hex("09f9"), hex(field));
+            GuardedBuffer buffer(message, side, distance);
+            buffer.make_read_only();
+            EXPECT_EQ(vell_send_zeb_route_update(queue, buffer.data(), &reference_), 1);
+            auto expected = update_sent();
+            expected.payload = part(message, 0, size);
+            EXPECT_CALLS(expected);
+            EXPECT_EQ(platform().payload_address, buffer.data());
+        }
     }
 }
 
@@ -279,6 +290,14 @@ TEST_F(OverlayRouteTest, ReportsAFailedSendWithError281AndLeavesTheReferenceAlon
     EXPECT_TRUE(reference_is_untouched());
 }
 
+TEST_F(OverlayRouteTest, WithTheGatesClosedReportsAFailedSendToTheClientLogAlone) {
+    platform().kyt_send.returns(-1);
+    close_log_gates();
+    EXPECT_EQ(send(), 0);
+    EXPECT_CALLS(update_sent(),
+                 logged_to_client_alone(error_of("vell_send_zeb_route_update", 281, "KYT send failed\n")));
+}
+
 TEST_F(OverlayRouteTest, NeedsNoClientAndLeavesItsState) {
     for (const auto &state : states) {
         SCOPED_TRACE(state);
@@ -300,13 +319,17 @@ TEST_F(OverlayRouteTest, TakesEveryResultButMinus1ForSuccess) {
 
 // Whichever are missing, the pointers behind the first missing one are not followed.
 TEST_F(OverlayRouteTest, WithoutAQueueABufferOrAReplyIsSilentAndSendsNothing) {
-    set_client_state({.id = 9, .queue = 7, .uuid = 5});
-    EXPECT_EQ(vell_send_zeb_route_update(0, message(), &reference_), 0);
-    EXPECT_EQ(vell_send_zeb_route_update(queue, nullptr, &reference_), 0);
-    EXPECT_EQ(vell_send_zeb_route_update(queue, message(), nullptr), 0);
-    EXPECT_EQ(vell_send_zeb_route_update(queue, nullptr, nullptr), 0);
-    EXPECT_EQ(vell_send_zeb_route_update(0, nullptr, nullptr), 0);
-    EXPECT_NO_CALLS();
+    for (const auto &state : states) {
+        SCOPED_TRACE(state);
+        set_client_state(state);
+        EXPECT_EQ(vell_send_zeb_route_update(0, message(), &reference_), 0);
+        EXPECT_EQ(vell_send_zeb_route_update(queue, nullptr, &reference_), 0);
+        EXPECT_EQ(vell_send_zeb_route_update(queue, message(), nullptr), 0);
+        EXPECT_EQ(vell_send_zeb_route_update(queue, nullptr, nullptr), 0);
+        EXPECT_EQ(vell_send_zeb_route_update(0, nullptr, nullptr), 0);
+        EXPECT_NO_CALLS();
+        EXPECT_EQ(client_state(), state);
+    }
     EXPECT_EQ(buffer_, before_);
     EXPECT_TRUE(reference_is_untouched());
 }

@@ -1,4 +1,5 @@
 // Asking for the counters of a route and clearing them, for IPv4 and IPv6.
+#include "guarded_buffer.h"
 #include "library_test.h"
 
 #include <functional>
@@ -84,6 +85,11 @@ protected:
         return fake::in_order(copies, stats_sent(request.opcode, request.payload, queue));
     }
 
+    static Message failure() {
+        return error_of(GetParam().function, GetParam().failed_line, "Send stat req to vell failed.. \n",
+                        acknowledged.uuid);
+    }
+
     static fake::Calls refused(std::uint32_t uuid) {
         return logged(error_of(GetParam().function, GetParam().refused_line, "Client not registered\n", uuid));
     }
@@ -119,10 +125,15 @@ TEST_P(StatsRequestTest, TakesEveryResultButMinus1ForSuccess) {
 TEST_P(StatsRequestTest, ReportsAFailedSendAsItDoesAndReleasesNothing) {
     platform().kyt_send.returns(-1);
     EXPECT_EQ(send(), 0);
-    const auto failure =
-        error_of(GetParam().function, GetParam().failed_line, "Send stat req to vell failed.. \n", acknowledged.uuid);
-    EXPECT_CALLS(requested(), GetParam().failed_line == 0 ? fake::Calls{} : logged(failure));
+    EXPECT_CALLS(requested(), GetParam().failed_line == 0 ? fake::Calls{} : logged(failure()));
     EXPECT_EQ(client_state(), acknowledged);
+}
+
+TEST_P(StatsRequestTest, WithTheGatesClosedReportsAFailedSendToTheClientLogAlone) {
+    platform().kyt_send.returns(-1);
+    close_log_gates();
+    EXPECT_EQ(send(), 0);
+    EXPECT_CALLS(requested(), GetParam().failed_line == 0 ? fake::Calls{} : logged_to_client_alone(failure()));
 }
 
 TEST_P(StatsRequestTest, WithoutAnAcknowledgedClientIsRefusedAndSendsNothing) {
@@ -153,11 +164,10 @@ TEST_P(StatsRequestTest, IsRefusedUntilTheAcknowledgment) {
 
 TEST_P(StatsRequestTest, WithTheGatesClosedRefusesToTheClientLogAlone) {
     set_client_state({});
-    platform().history_check.returns(1);
-    platform().console_check.returns(0);
+    close_log_gates();
     EXPECT_EQ(send(), 0);
-    const auto message = error_of(GetParam().function, GetParam().refused_line, "Client not registered\n");
-    EXPECT_CALLS(history_asked(error), console_asked(error), to_client_log(message));
+    EXPECT_CALLS(
+        logged_to_client_alone(error_of(GetParam().function, GetParam().refused_line, "Client not registered\n")));
 }
 
 class Ipv4StatsTest : public LibraryTest {
@@ -209,11 +219,9 @@ TEST_F(Ipv4StatsTest, DoesNotReduceTheValue) {
 }
 
 TEST_F(Ipv4StatsTest, WithTheGatesClosedTracesToTheClientLogAlone) {
-    platform().history_check.returns(1);
-    platform().console_check.returns(0);
+    close_log_gates();
     EXPECT_EQ(send(7), 1);
-    EXPECT_CALLS(requested("07000000"), history_asked(trace), console_asked(trace), to_client_log(clear_sent()),
-                 released(0x14131211));
+    EXPECT_CALLS(requested("07000000"), logged_to_client_alone(clear_sent()), released(0x14131211));
 }
 
 TEST_F(Ipv4StatsTest, AfterAFailedSendTracesNothingWhateverIsToBeCleared) {
@@ -257,20 +265,62 @@ TEST_F(RouteKeyTest, OfIpv6IsNeitherCheckedNorMasked) {
         released(0x14131211, 2));
 }
 
+// Either IPv6 request, with the rest of its key fixed.
+struct Ipv6Request {
+    int (*send)(const void *source, const void *group);
+    std::uint32_t opcode;
+};
+constexpr Ipv6Request ipv6_requests[] = {
+    {[](const void *source, const void *group) {
+         return vell_send_v6_mroute_stats_req(0x44434241, source, 0x61, group, 0x81);
+     },
+     75786},
+    {[](const void *source, const void *group) {
+         return vell_send_v6_mroute_clear_req(0x44434241, source, 0x61, group, 0x81);
+     },
+     75799}};
+
+fake::Send ipv6_stats_sent(std::uint32_t opcode, const Bytes &source, const Bytes &group) {
+    auto request = stats_sent(opcode, "41424344 61 81");
+    request.payload = joined(joined(joined(request.payload, source), group), hex("0000"));
+    return request;
+}
+
 TEST_F(RouteKeyTest, OfIpv6TakesAddressesFromAnywhereAndOnlyReadsThem) {
     const auto before = joined(hex("d1d2d3"), joined({source_address, source_address + 16}, hex("d4d5d6")));
-    for (const std::size_t offset : {0U, 1U, 2U, 3U}) {
-        SCOPED_TRACE(offset);
-        fake::reset_platform();
-        auto bytes = before;
-        const auto *const source = bytes.data() + offset;
-        const auto *const group = bytes.data() + offset + 1;
-        EXPECT_EQ(vell_send_v6_mroute_stats_req(0x44434241, source, 0x61, group, 0x81), 1);
-        auto request = stats_sent(75786, "41424344 61 81");
-        request.payload = joined(
-            joined(joined(request.payload, part(before, offset, 16)), part(before, offset + 1, 16)), hex("0000"));
-        EXPECT_CALLS(addresses_copied(source, group), request, released(0x14131211));
-        EXPECT_EQ(bytes, before);
+    for (const auto &request : ipv6_requests) {
+        for (const std::size_t offset : {0U, 1U, 2U, 3U}) {
+            SCOPED_TRACE(testing::Message() << "opcode " << request.opcode << ", offset " << offset);
+            fake::reset_platform();
+            auto bytes = before;
+            const auto *const source = bytes.data() + offset;
+            const auto *const group = bytes.data() + offset + 1;
+            EXPECT_EQ(request.send(source, group), 1);
+            EXPECT_CALLS(addresses_copied(source, group),
+                         ipv6_stats_sent(request.opcode, part(before, offset, 16), part(before, offset + 1, 16)),
+                         released(0x14131211));
+            EXPECT_EQ(bytes, before);
+        }
+    }
+}
+
+TEST_F(RouteKeyTest, OfIpv6ReadsNothingAroundTheAddressesAndWritesNothing) {
+    const Bytes source(source_address, source_address + 16);
+    const Bytes group(group_address, group_address + 16);
+    for (const auto &request : ipv6_requests) {
+        for (const auto side : {GuardedBuffer::Side::front, GuardedBuffer::Side::back}) {
+            for (const std::size_t distance : {0U, 1U, 2U, 3U}) {
+                SCOPED_TRACE(testing::Message() << "opcode " << request.opcode << ", distance " << distance);
+                fake::reset_platform();
+                GuardedBuffer source_at(source, side, distance);
+                GuardedBuffer group_at(group, side, 3 - distance);
+                source_at.make_read_only();
+                group_at.make_read_only();
+                EXPECT_EQ(request.send(source_at.data(), group_at.data()), 1);
+                EXPECT_CALLS(addresses_copied(source_at.data(), group_at.data()),
+                             ipv6_stats_sent(request.opcode, source, group), released(0x14131211));
+            }
+        }
     }
 }
 

@@ -1,0 +1,97 @@
+// Records of a layer-2 message with thousands of entries, and thousands of records.
+#include "l2_record_fields.h"
+
+#include <cstddef>
+
+namespace {
+
+// Entries whose every word differs, as they are before and after.
+Bytes numbered_words(std::uint32_t count, bool network_order) {
+    Bytes bytes;
+    for (std::uint32_t i = 0; i < count; ++i) {
+        auto number = word(0x51000000 + 0x101 * i);
+        if (network_order)
+            number = {number[3], number[2], number[1], number[0]};
+        bytes = joined(std::move(bytes), number);
+    }
+    return bytes;
+}
+
+Bytes numbered_oifs(std::uint32_t count, bool network_order) {
+    Bytes bytes;
+    for (std::uint32_t i = 0; i < count; ++i) {
+        bytes = joined(std::move(bytes), network_order ? Bytes{0, 0, 0, 2} : Bytes{2, 0, 0, 0});
+        for (std::uint32_t k = 1; k <= 4; ++k) {
+            auto number = word((0x50 + k) << 24 | i);
+            if (network_order)
+                number = {number[3], number[2], number[1], number[0]};
+            bytes = joined(std::move(bytes), number);
+        }
+        bytes = joined(std::move(bytes), hex("d1d2d3d4d5d6d7d8d9dadbdc"));
+    }
+    return bytes;
+}
+
+class L2ManyEntriesTest : public L2MessageTest {
+protected:
+    // `record` has the entries before its last `fields_behind` fields.
+    void expect(const Fields &record, std::size_t fields_behind, const Bytes &entries, const Bytes &converted,
+                const fake::Calls &traces) {
+        const auto split = record.end() - static_cast<std::ptrdiff_t>(fields_behind);
+        const auto first = header("0001") + Fields(record.begin(), split);
+        const auto last = before(Fields(split, record.end()));
+        const auto start = joined(joined(before(first), entries), last);
+        const auto expected = joined(joined(after(first), converted), last);
+        for (const auto side : {GuardedBuffer::Side::front, GuardedBuffer::Side::back}) {
+            GuardedBuffer buffer(start, side, 1);
+            EXPECT_EQ(update(buffer.data(), start.size(), 1), 1);
+            EXPECT_TRUE(buffer.content() == expected);
+            EXPECT_TRUE(buffer.surroundings_untouched());
+            EXPECT_CALLS(traces, update_sent(expected));
+        }
+    }
+};
+
+constexpr Field count_10000 = {"10270000", "00002710"};
+
+TEST_F(L2ManyEntriesTest, AreAllConvertedAsPairs) {
+    constexpr std::string_view length = "d0380100";
+    const struct {
+        Fields record;
+        std::size_t fields_behind;
+        fake::Calls traces = {};
+    } rows[] = {{record_8("08", count_10000, length, {}), 1},
+                {record_8("09", count_10000, length, {}), 1},
+                {record_10("0a", count_10000, length, {}), 2},
+                {record_10("0b", count_10000, length, {}), 2},
+                {record_18(count_10000, length, {}), 2, traced(486)}};
+    const auto entries = numbered_words(20000, false);
+    const auto converted = numbered_words(20000, true);
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.record.front().before);
+        expect(row.record, row.fields_behind, entries, converted, row.traces);
+    }
+}
+
+TEST_F(L2ManyEntriesTest, AreAllConvertedAsOifs) {
+    const AddressPair pair = {ipv4_block + mac_block, count_10000, "50e20400", {}};
+    const auto entries = numbered_oifs(10000, false);
+    const auto converted = numbered_oifs(10000, true);
+    for (const auto type : types_as_12) {
+        SCOPED_TRACE(type);
+        expect(record_12(type, pair), 1, entries, converted, {});
+    }
+    for (const auto type : types_as_21) {
+        SCOPED_TRACE(type);
+        expect(record_21(type, pair), 1, entries, converted, traced(478));
+    }
+}
+
+TEST_F(L2ManyEntriesTest, OrNoneInManyRecords) {
+    Fields message = header("03e8");
+    for (int i = 0; i < 1000; ++i)
+        message = std::move(message) + record_10("0a", count_0, "50000000", {});
+    expect_converted(message, 1000);
+}
+
+} // namespace
