@@ -1,4 +1,5 @@
-// Clients are compiled against the types of the functions: they never change. Whoever changes one does not get past the compiler.
+// Clients are compiled against the types of the functions: they never change. Whoever changes one does not get past
+// the compiler.
 #include "signatures.h"
 
 #include <type_traits>

@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <nlohmann/json.hpp>
 
 using testing::ElementsAre;
@@ -126,18 +127,6 @@ TEST(Markers, AreForgottenOldestFirst) {
     EXPECT_EQ(test.shown("batches").size(), desk::batches_kept);
 }
 
-TEST(Markers, AreRefusedWithAnotherLengthOrHead) {
-    notified_service test;
-    test.send(test.from, marker_head(), literal({1, 0, 0}));
-    test.send(test.from, request_head(213, 75804, 1), message().u32(1));
-    EXPECT_THAT(test.errors,
-                ElementsAre("client 1 (pid 4711): out-of-band marker (opcode 75804): offset 3: the message "
-                            "is 3 bytes long, it must be 4: refused",
-                            "client 1 (pid 4711): out-of-band marker (opcode 75804): frame head offset 32: "
-                            "send-options word 1 is 1, it must be 0: refused"));
-    EXPECT_TRUE(test.shown("batches").empty());
-}
-
 TEST(DownloadComplete, IsCountedPerClient) {
     notified_service test;
     test.registered_session();
@@ -150,22 +139,71 @@ TEST(DownloadComplete, IsCountedPerClient) {
     EXPECT_TRUE(test.errors.empty());
 }
 
-TEST(DownloadComplete, IsRefusedUnlessItIsRight) {
+namespace {
+
+struct refused_notice {
+    desk::frame_head head;
+    bytes payload;
+    const char *why;
+};
+
+void expect_refused(notified_service &test, desk::session &from, const char *who, const char *name,
+                    const refused_notice &notice) {
+    test.errors.clear();
+    test.send(from, notice.head, notice.payload);
+    EXPECT_THAT(test.errors,
+                ElementsAre(fmt::format("{}: {} (opcode {}): {}: refused", who, name, notice.head.opcode, notice.why)));
+}
+
+} // namespace
+
+TEST(Markers, AreRefusedWithAnotherLengthOrHead) {
+    const refused_notice all[] = {
+        {marker_head(), {}, "offset 0: the message is 0 bytes long, it must be 4"},
+        {marker_head(), literal({1, 0, 0}), "offset 3: the message is 3 bytes long, it must be 4"},
+        {marker_head(), literal({1, 0, 0, 0, 0}), "offset 4: the message is 5 bytes long, it must be 4"},
+        {request_head(213, 75804, 1), message().u32(1), "frame head offset 32: send-options word 1 is 1, it must be 0"},
+        {request_head(212, 75804, 0), message().u32(1), "frame head offset 16: SAP is 212, it must be 213"},
+        {request_head(214, 75804, 0), message().u32(1), "frame head offset 16: SAP is 214, it must be 213"},
+    };
     notified_service test;
+    for (const refused_notice &notice : all) {
+        expect_refused(test, test.from, "client 1 (pid 4711)", "out-of-band marker", notice);
+    }
+    EXPECT_EQ(test.client_of(test.from).refused, std::size(all));
+    EXPECT_TRUE(test.shown("batches").empty());
+    EXPECT_TRUE(test.shown("other_markers").empty());
+}
+
+TEST(Markers, ThatAreRefusedLeaveABatchAsItIs) {
+    notified_service test;
+    test.mark(test.from, 1);
+    const json open = test.shown("batches");
+    for (const unsigned marker : {1u, 2u}) {
+        test.send(test.from, marker_head(), message().u32(marker).u8(0));
+        test.send(test.from, request_head(213, 75804, 1), message().u32(marker));
+        EXPECT_EQ(test.shown("batches"), open);
+    }
+    EXPECT_EQ(test.errors.size(), 4u);
+}
+
+TEST(DownloadComplete, IsRefusedUnlessItIsRight) {
+    const refused_notice all[] = {
+        {download_head(), {}, "offset 0: the message is 0 bytes long, it must be 4"},
+        {download_head(), literal({0, 0, 0}), "offset 3: the message is 3 bytes long, it must be 4"},
+        {download_head(), message().u32(0).u8(0), "offset 4: the message is 5 bytes long, it must be 4"},
+        {download_head(), message().u32(5), "offset 0: value is 5, it must be 0"},
+        {request_head(213, 75789, 1), message().u32(0), "frame head offset 32: send-options word 1 is 1, it must be 0"},
+        {request_head(212, 75789, 0), message().u32(0), "frame head offset 16: SAP is 212, it must be 213"},
+        {request_head(214, 75789, 0), message().u32(0), "frame head offset 16: SAP is 214, it must be 213"},
+    };
+    notified_service test;
+    for (const refused_notice &notice : all) {
+        expect_refused(test, test.from, "client 1 (pid 4711)", "download complete", notice);
+    }
+    EXPECT_EQ(test.client_of(test.from).refused, std::size(all));
     desk::session queue_only{.pid = 99};
-    test.send(queue_only, download_head(), message().u32(0));
-    test.send(test.from, download_head(), message().u32(5));
-    test.send(test.from, download_head(), message().u32(0).u8(0));
-    test.send(test.from, request_head(213, 75789, 1), message().u32(0));
-    EXPECT_THAT(
-        test.errors,
-        ElementsAre("unregistered client (pid 99): download complete (opcode 75789): offset 0: this connection "
-                    "is not registered: refused",
-                    "client 1 (pid 4711): download complete (opcode 75789): offset 0: value is 5, it must be 0: "
-                    "refused",
-                    "client 1 (pid 4711): download complete (opcode 75789): offset 4: the message is 5 bytes "
-                    "long, it must be 4: refused",
-                    "client 1 (pid 4711): download complete (opcode 75789): frame head offset 32: send-options "
-                    "word 1 is 1, it must be 0: refused"));
+    expect_refused(test, queue_only, "unregistered client (pid 99)", "download complete",
+                   {download_head(), message().u32(0), "offset 0: this connection is not registered"});
     EXPECT_TRUE(test.shown("download_complete").empty());
 }

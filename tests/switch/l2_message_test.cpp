@@ -174,6 +174,22 @@ INSTANTIATE_TEST_SUITE_P(
                    16,
                    {88},
                    "offset 16: record length is 88 (in host byte order), with 2 entries of 8 bytes it must be 96"},
+        refused_l2{"LengthLong",
+                   pairs_record(8),
+                   16,
+                   {104},
+                   "offset 16: record length is 104 (in host byte order), with 2 entries of 8 bytes it must be 96"},
+        refused_l2{"LengthLongWithOifs",
+                   mbd_record(21),
+                   16,
+                   {176},
+                   "offset 16: record length is 176 (in host byte order), with 2 entries of 32 bytes it must be 144"},
+        refused_l2{"LengthHuge",
+                   flood_record(12),
+                   16,
+                   {0xff, 0xff, 0xff, 0xff},
+                   "offset 16: record length is 4294967295 (in host byte order), with 3 entries of 32 bytes it must be "
+                   "176"},
         refused_l2{"EntryCountLow",
                    bare_pairs_record(10),
                    23,
@@ -185,6 +201,18 @@ INSTANTIATE_TEST_SUITE_P(
                    {0xff, 0xff, 0xff, 0xff},
                    "offset 16: record length is 96 (in host byte order), with 4294967295 entries of 8 bytes it must be "
                    "34359738440"},
+        refused_l2{"EntryCountHugeOfOifs",
+                   mbd_record(21),
+                   82,
+                   {0xff, 0xff, 0xff, 0xff},
+                   "offset 16: record length is 144 (in host byte order), with 4294967295 entries of 32 bytes it must "
+                   "be 137438953520"},
+        refused_l2{"EntryCountHugeOfAFloodList",
+                   flood_record(15),
+                   78,
+                   {0xff, 0xff, 0xff, 0xff},
+                   "offset 16: record length is 176 (in host byte order), with 4294967295 entries of 32 bytes it must "
+                   "be 137438953520"},
         refused_l2{"EntryCountBeyondTheMessage",
                    pairs_record(9),
                    16,
@@ -244,6 +272,36 @@ INSTANTIATE_TEST_SUITE_P(
                    "offset 118: entry kind 1 names no port, which takes 2 (interface index)"}),
     test_name);
 
+// Counts of entries that are 2^32 bytes together, in records of the 80 bytes that this leaves of their length.
+TEST(L2Message, IsRefusedWithCountsThatDoNotFitIntoALength) {
+    const auto without_entries = [](const bytes &record, std::size_t count_at) {
+        return patched(patched(cut(record, 80), 8, {80}), count_at, {0, 0, 0, 0});
+    };
+    struct wrapping {
+        bytes record;
+        std::size_t count_at; // in the message
+        std::vector<int> count;
+        const char *entries;
+    };
+    const std::vector<int> oifs = {0x08, 0, 0, 0};
+    const std::vector<int> pairs = {0x20, 0, 0, 0};
+    const wrapping all[] = {
+        {mbd_record(test_mbd{}), 82, oifs, "134217728 entries of 32 bytes"},
+        {mbd_record(test_mbd{.type = 22}), 82, oifs, "134217728 entries of 32 bytes"},
+        {without_entries(flood_record(12), 70), 78, oifs, "134217728 entries of 32 bytes"},
+        {without_entries(pairs_record(8), 16), 24, pairs, "536870912 entries of 8 bytes"},
+        {without_entries(bare_pairs_record(11), 12), 20, pairs, "536870912 entries of 8 bytes"},
+        {without_entries(lookup_mode_record(), 16), 24, pairs, "536870912 entries of 8 bytes"},
+    };
+    for (const wrapping &row : all) {
+        const bytes right = joined({l2_header(7, 1), row.record});
+        EXPECT_EQ(refusal_of_message(right), "accepted");
+        EXPECT_EQ(refusal_of_message(patched(right, row.count_at, row.count)),
+                  fmt::format("offset 16: record length is 80 (in host byte order), with {} it must be 4294967376",
+                              row.entries));
+    }
+}
+
 TEST(L2Message, IsRefusedWithRecordsThatCannotBeConverted) {
     for (const int type : {0, 1, 7, 16, 17, 19, 20, 23, 255}) {
         EXPECT_EQ(refusal_of_message(joined({l2_header(7, 2), pairs_record(8), patched(pairs_record(8), 0, {type})})),
@@ -256,13 +314,29 @@ TEST(L2Message, IsRefusedWithRecordsThatCannotBeConverted) {
 TEST(L2Message, IsRefusedWhereverItIsCut) {
     const bytes whole = joined({l2_header(7, 2), mbd_record(21), flood_record(12)});
     ASSERT_EQ(refusal_of_message(whole), "accepted");
+    // The header; the 80 bytes that a record has at least, and the count of its entries; the same of the second one.
+    const auto said_of = [](std::size_t size) {
+        if (size < 8) {
+            return fmt::format("offset 0: the message has {} bytes left here, header needs 8", size);
+        }
+        if (size < 88) {
+            return fmt::format("offset 8: the message has {} bytes left here, record 1 of 2 needs 80 or more",
+                               size - 8);
+        }
+        if (size < 152) {
+            return fmt::format("offset 82: 2 entries make the record 144 bytes long, the message has {} from its "
+                               "start on",
+                               size - 8);
+        }
+        if (size < 232) {
+            return fmt::format("offset 152: the message has {} bytes left here, record 2 of 2 needs 80 or more",
+                               size - 152);
+        }
+        return fmt::format("offset 222: 3 entries make the record 176 bytes long, the message has {} from its start on",
+                           size - 152);
+    };
     for (std::size_t size = 0; size < whole.size(); ++size) {
-        EXPECT_NE(refusal_of_message(cut(whole, size)), "accepted") << size;
+        EXPECT_EQ(refusal_of_message(cut(whole, size)), said_of(size));
     }
-    EXPECT_EQ(refusal_of_message(cut(whole, 7)), "offset 0: the message has 7 bytes left here, header needs 8");
-    EXPECT_EQ(refusal_of_message(cut(whole, 87)),
-              "offset 8: the message has 79 bytes left here, record 1 of 2 needs 80 or more");
-    EXPECT_EQ(refusal_of_message(cut(whole, 100)),
-              "offset 82: 2 entries make the record 144 bytes long, the message has 92 from its start on");
     EXPECT_EQ(refusal_of_message(message().add(whole).fill(3, 0)), "offset 328: 3 bytes follow the last of 2 records");
 }

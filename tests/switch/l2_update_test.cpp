@@ -8,7 +8,9 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+using testing::Each;
 using testing::ElementsAre;
+using testing::EndsWith;
 using json = nlohmann::json;
 
 namespace {
@@ -72,7 +74,8 @@ TEST(L2Tables, HoldFloodListsPairsAndLookupModes) {
                 {"kind":2,"if_index":2155971203,"flags":30327,"words":[2021227131,2088599167]}]}])"))
         << "the last one of the VLAN";
     EXPECT_EQ(shown.at("pairs"), json::parse(R"([
-        {"type":9,"words":[286397204,353769240],"client":1,"pid":4711,"pairs":[[555885348,623257384],[690629420,758001456]]},
+        {"type":9,"words":[286397204,353769240],"client":1,"pid":4711,
+         "pairs":[[555885348,623257384],[690629420,758001456]]},
         {"type":10,"words":[],"client":1,"pid":4711,"pairs":[[825373492,892745528]]}])"));
     EXPECT_EQ(shown.at("lookup_modes"),
               json::parse(R"([{"vlan":10,"mode":2577046428},{"vlan":11,"mode":2509674392}])"));
@@ -140,6 +143,60 @@ TEST(L2Tables, TakeAMessageWholeOrNotAtAll) {
     EXPECT_THAT(test.errors, ElementsAre("client 1 (pid 4711): layer-2 update (opcode 75821): offset 144: VLAN id 4095 "
                                          "is not 1 to 4094: refused"));
     EXPECT_EQ(test.client_of(test.from).refused, 1u);
+}
+
+// Whatever stands before the record that is refused, the delete of what is there and of what is not included.
+TEST(L2Tables, TakeNoRecordOfAMessageWhoseLastOneIsRefused) {
+    l2_service test;
+    test.send(test.from, l2_head(),
+              joined({l2_header(1, 2), mbd_record(21), mbd_record({.vlan = 11, .ports = {{1}, {2}}})}));
+    ASSERT_TRUE(test.errors.empty());
+    const std::string before = test.text();
+    const std::size_t traces_before = test.traces.size();
+    const bytes bad = mbd_record({.vlan = 4095});
+    const bytes firsts[] = {mbd_record({.vlan = 12, .ports = {{1}}}),
+                            mbd_record({.vlan = 11, .ports = {{3}}}),
+                            flood_record(12),
+                            flood_record(15),
+                            pairs_record(8),
+                            pairs_record(9),
+                            bare_pairs_record(10),
+                            bare_pairs_record(11),
+                            lookup_mode_record(),
+                            mbd_record(22),
+                            mbd_record({.type = 22, .vlan = 11}),
+                            mbd_record({.type = 22, .vlan = 11, .ports = {{2}}}),
+                            mbd_record({.type = 22, .vlan = 13})};
+    message all_of_them;
+    all_of_them.add(l2_header(1, 14));
+    for (const bytes &first : firsts) {
+        test.send(test.from, l2_head(), joined({l2_header(1, 2), first, bad}));
+        EXPECT_EQ(test.text(), before) << "type " << std::to_integer<int>(first[0]);
+        all_of_them.add(first);
+    }
+    test.send(test.from, l2_head(), all_of_them.add(bad));
+    EXPECT_EQ(test.text(), before);
+    EXPECT_EQ(test.errors.size(), 14u);
+    EXPECT_THAT(test.errors, Each(EndsWith("VLAN id 4095 is not 1 to 4094: refused")));
+    EXPECT_EQ(test.client_of(test.from).refused, 14u);
+    EXPECT_EQ(test.client_of(test.from).missed_deletes, 0u);
+    EXPECT_EQ(test.traces.size(), traces_before);
+}
+
+TEST(L2Tables, TakeNothingOfAMessageWhereverItIsCut) {
+    l2_service test;
+    const std::string before = test.text();
+    const bytes whole = joined({l2_header(1, 6), mbd_record(21), flood_record(12), pairs_record(8),
+                                bare_pairs_record(10), lookup_mode_record(), mbd_record(22)});
+    for (std::size_t size = 0; size < whole.size(); ++size) {
+        test.send(test.from, l2_head(), cut(whole, size));
+        ASSERT_EQ(test.errors.size(), size + 1);
+        EXPECT_EQ(test.text(), before) << size;
+    }
+    EXPECT_EQ(test.client_of(test.from).refused, whole.size());
+    test.send(test.from, l2_head(), whole);
+    EXPECT_EQ(test.errors.size(), whole.size());
+    EXPECT_NE(test.text(), before);
 }
 
 TEST(L2Tables, TakeMessagesOfPeersWithoutAnId) {

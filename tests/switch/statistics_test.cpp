@@ -4,6 +4,7 @@
 #include "stats_text.h"
 #include "test_service.h"
 
+#include <algorithm>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -158,39 +159,105 @@ TEST(Statistics, AreAnsweredAsTheFaultModeSays) {
     EXPECT_EQ(late[0].delay.count(), 70);
 }
 
-TEST(Statistics, RefuseRequestsThatAreNotRight) {
+namespace {
+
+// One of the four requests, for a route that has counters.
+struct statistics_kind {
+    std::uint32_t opcode;
+    const char *name;
+    bytes right;
+    int longest_mask;
+};
+
+const statistics_kind statistics_kinds[] = {
+    {75785, "IPv4 statistics request", message().add(ipv4_request()).u32(1), 32},
+    {75798, "IPv4 clear request", ipv4_request(), 32},
+    {75786, "IPv6 statistics request", ipv6_request(), 128},
+    {75799, "IPv6 clear request", ipv6_request(), 128},
+};
+
+class StatisticsRefusal : public testing::TestWithParam<statistics_kind> {
+protected:
+    StatisticsRefusal() {
+        test.route();
+        test.count(count_traffic);
+        test.count(count_ipv6);
+        before = test.stats();
+    }
+
+    void expect_refused(const desk::frame_head &head, const bytes &payload, const std::string &why) {
+        const std::uint64_t refused_before = test.client_of(test.from).refused;
+        EXPECT_TRUE(test.send(test.from, head, payload).empty());
+        expect_error("client 1 (pid 4711)", why);
+        EXPECT_EQ(test.client_of(test.from).refused, refused_before + 1) << why;
+    }
+    void expect_refused(const bytes &payload, const std::string &why) {
+        expect_refused(request_head(214, GetParam().opcode, 0), payload, why);
+    }
+
+    void expect_error(const char *sender, const std::string &why) {
+        ASSERT_EQ(test.errors.size(), 1u) << why;
+        EXPECT_EQ(test.errors.back(),
+                  fmt::format("{}: {} (opcode {}): {}: refused", sender, GetParam().name, GetParam().opcode, why));
+        EXPECT_EQ(test.stats(), before) << why;
+        test.errors.clear();
+    }
+
     statistics_service test;
+    json before;
+};
+
+} // namespace
+
+INSTANTIATE_TEST_SUITE_P(All, StatisticsRefusal, testing::ValuesIn(statistics_kinds),
+                         [](const auto &kind) { return std::to_string(kind.param.opcode); });
+
+TEST_P(StatisticsRefusal, OfAnotherLength) {
+    const bytes &right = GetParam().right;
+    const std::size_t needed = right.size();
+    const auto said_of = [needed](std::size_t size) {
+        return fmt::format("offset {}: the message is {} bytes long, it must be {}", std::min(size, needed), size,
+                           needed);
+    };
+    for (std::size_t size = 0; size < needed; ++size) {
+        expect_refused(cut(right, size), said_of(size));
+    }
+    for (const std::size_t more : {1u, 4u, 1000u}) {
+        expect_refused(message().add(right).fill(more, 0), said_of(needed + more));
+    }
+}
+
+TEST_P(StatisticsRefusal, OfMasksThatAreTooLong) {
+    const auto &[opcode, name, right, longest] = GetParam();
+    for (const int length : {longest + 1, 255}) {
+        expect_refused(patched(right, 4, {length}),
+                       fmt::format("offset 4: source mask length {} is above {}", length, longest));
+        expect_refused(patched(right, 5, {length}),
+                       fmt::format("offset 5: group mask length {} is above {}", length, longest));
+    }
+}
+
+TEST_P(StatisticsRefusal, OfTheWrongHead) {
+    const auto &[opcode, name, right, longest] = GetParam();
+    expect_refused(request_head(214, opcode, 1), right, "frame head offset 32: send-options word 1 is 1, it must be 0");
+    for (const std::uint32_t sap : {212u, 213u}) {
+        expect_refused(request_head(sap, opcode, 0), right,
+                       fmt::format("frame head offset 16: SAP is {}, it must be 214", sap));
+    }
+}
+
+TEST_P(StatisticsRefusal, OfAPeerThatIsNotRegistered) {
     desk::session queue_only{.pid = 99};
-    EXPECT_TRUE(test.send(queue_only, request_head(214, 75785, 0), message().add(ipv4_request()).u32(0)).empty());
-    EXPECT_TRUE(test.ask(75785, ipv4_request()).empty());
-    EXPECT_TRUE(test.ask(75798, message().add(ipv4_request()).u32(0)).empty());
-    EXPECT_TRUE(test.ask(75786, cut(ipv6_request(), 39)).empty());
-    EXPECT_TRUE(test.ask(75799, message().add(ipv6_request()).u8(0)).empty());
-    EXPECT_TRUE(test.ask(75798, patched(ipv4_request(), 4, {33})).empty());
-    EXPECT_TRUE(test.ask(75798, patched(ipv4_request(), 5, {255})).empty());
-    EXPECT_TRUE(test.ask(75786, patched(ipv6_request(), 4, {129})).empty());
-    EXPECT_TRUE(test.send(test.from, request_head(214, 75799, 1), ipv6_request()).empty());
-    EXPECT_THAT(
-        test.errors,
-        ElementsAre(
-            "unregistered client (pid 99): IPv4 statistics request (opcode 75785): offset 0: this connection is "
-            "not registered: refused",
-            "client 1 (pid 4711): IPv4 statistics request (opcode 75785): offset 16: the message is 16 bytes "
-            "long, it must be 20: refused",
-            "client 1 (pid 4711): IPv4 clear request (opcode 75798): offset 16: the message is 20 bytes long, "
-            "it must be 16: refused",
-            "client 1 (pid 4711): IPv6 statistics request (opcode 75786): offset 39: the message is 39 bytes "
-            "long, it must be 40: refused",
-            "client 1 (pid 4711): IPv6 clear request (opcode 75799): offset 40: the message is 41 bytes long, "
-            "it must be 40: refused",
-            "client 1 (pid 4711): IPv4 clear request (opcode 75798): offset 4: source mask length 33 is above "
-            "32: refused",
-            "client 1 (pid 4711): IPv4 clear request (opcode 75798): offset 5: group mask length 255 is above "
-            "32: refused",
-            "client 1 (pid 4711): IPv6 statistics request (opcode 75786): offset 4: source mask length 129 is "
-            "above 128: refused",
-            "client 1 (pid 4711): IPv6 clear request (opcode 75799): frame head offset 32: send-options word 1 "
-            "is 1, it must be 0: refused"));
+    EXPECT_TRUE(test.send(queue_only, request_head(214, GetParam().opcode, 0), GetParam().right).empty());
+    expect_error("unregistered client (pid 99)", "offset 0: this connection is not registered");
+    EXPECT_EQ(test.client_of(test.from).refused, 0u);
+}
+
+// So that the refusals are for what they name.
+TEST_P(StatisticsRefusal, OfNothingThatIsRight) {
+    EXPECT_EQ(test.ask(GetParam().opcode, GetParam().right).size(), 1u);
+    EXPECT_TRUE(test.errors.empty());
+    EXPECT_NE(test.stats(), before);
 }
 
 TEST(Count, RefusesWhatNamesNoRoute) {

@@ -1,5 +1,5 @@
-// Records of a layer-2 message whose conversion stops before their end: how much of them is converted, and how long they
-// are all the same.
+// Records of a layer-2 message whose conversion stops before their end: how much of them is converted, and how long
+// they are all the same.
 #include "l2_record_fields.h"
 
 namespace {
