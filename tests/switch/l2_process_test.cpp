@@ -7,7 +7,9 @@
 #include <csignal>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <random>
+#include <utility>
 
 using testing::HasSubstr;
 using testing::StartsWith;
@@ -82,16 +84,20 @@ TEST_F(Layer2, CountsTrafficAndAnswersRequests) {
 }
 
 TEST_F(Layer2, SurvivesRandomMessages) {
-    constexpr std::uint32_t opcodes[] = {75821, 75804, 75789, 75820, 75818};
-    constexpr std::size_t frames = 4000;
-    switch_process running(run_dir);
+    constexpr std::pair<std::uint32_t, std::uint32_t> requests[] = {{213, 75821}, {213, 75804}, {213, 75789},
+                                                                    {213, 75820}, {213, 75818}, {214, 75785},
+                                                                    {214, 75786}, {214, 75798}, {214, 75799}};
+    constexpr std::size_t frames = 8000;
+    // Its answers would come before those of `ask`.
+    switch_process running(run_dir, {"--answer", "never"});
     desk_peer peer(run_dir);
     const unsigned id = peer.register_client();
     std::mt19937 random(7);
     for (std::size_t i = 0; i < frames; ++i) {
         bytes payload(random() % 300);
         std::ranges::generate(payload, [&random] { return static_cast<std::byte>(random()); });
-        ASSERT_TRUE(peer.send(request_head(213, opcodes[random() % 5], random() % 2), payload));
+        const auto &[sap, opcode] = requests[random() % std::size(requests)];
+        ASSERT_TRUE(peer.send(request_head(sap, opcode, random() % 2), payload));
     }
     const auto row = peer.ask("clients").at("clients").at(0);
     EXPECT_EQ(row.at("messages"), frames + 1);
@@ -100,6 +106,56 @@ TEST_F(Layer2, SurvivesRandomMessages) {
     peer.send(l2_head(), mbd_message(id, {{.vlan = 99, .ports = {{7}}}}));
     EXPECT_EQ(peer.ask(R"(l2 {"vlan":99})").at("l2").at("entries").size(), 1u);
     expect_service(run_dir);
+}
+
+TEST_F(Layer2, SurvivesNoticesAndStatisticsRequestsThatAreNearlyRight) {
+    constexpr std::size_t frames = 8000;
+    const bytes ipv6_key = message().u32(253).u8(64).u8(128).fill(32, 0xff).u16(0);
+    const bytes ipv4_key = message().u32(253).u8(32).u8(32).u16(0).u32(0x0a000009).u32(0xef010102);
+    const bytes right[] = {
+        frame_bytes(marker_head(), message().u32(1)),
+        frame_bytes(marker_head(), message().u32(2)),
+        frame_bytes(download_head(), message().u32(0)),
+        frame_bytes(request_head(213, 75820, 0), literal({1, 0, 8, 0, 0, 0, 0, 0})),
+        frame_bytes(request_head(213, 75820, 0), literal({3, 0, 8, 0, 0, 0, 0, 0})),
+        frame_bytes(request_head(213, 75820, 1), literal({2, 0, 8, 0, 10, 0, 20, 0})),
+        frame_bytes(request_head(213, 75818, 1), literal({7, 0, 8, 0, 1, 2, 3, 4})),
+        frame_bytes(request_head(214, 75785, 0), message().add(ipv4_key).u32(1)),
+        frame_bytes(request_head(214, 75798, 0), ipv4_key),
+        frame_bytes(request_head(214, 75786, 0), ipv6_key),
+        frame_bytes(request_head(214, 75799, 0), ipv6_key),
+    };
+    switch_process running(run_dir, {"--answer", "never"});
+    desk_peer peer(run_dir);
+    const unsigned id = peer.register_client();
+    peer.send(route_head(), route_payload(id, {{}}));
+    std::mt19937 random(9);
+    for (std::size_t i = 0; i < frames; ++i) {
+        bytes spoiled = right[random() % std::size(right)];
+        for (std::uint32_t hits = random() % 3; hits > 0; --hits) {
+            // Magic, kind and length stay right; half of the hits are in the payload.
+            const std::size_t from = random() % 2 == 0 ? 12 : 104;
+            spoiled[from + random() % (spoiled.size() - from)] = static_cast<std::byte>(random());
+        }
+        ASSERT_TRUE(peer.send_raw(spoiled));
+    }
+    const auto row = peer.ask("clients").at("clients").at(0);
+    EXPECT_EQ(row.at("messages"), frames + 2);
+    EXPECT_GT(row.at("refused"), frames / 8);
+    EXPECT_LT(row.at("refused"), frames * 7 / 8);
+    EXPECT_EQ(service_log(run_dir, 102).size(), row.at("refused").get<std::size_t>());
+    // Those that were left right did what they do.
+    const auto l2 = peer.ask("l2").at("l2");
+    EXPECT_FALSE(l2.at("batches").empty());
+    EXPECT_GT(l2.at("download_complete").at(0).at("count"), 0);
+    const auto overlay = peer.ask("overlay").at("overlay");
+    EXPECT_NE(overlay.at("feature"), "enabled");
+    EXPECT_GE(overlay.at("vlans_disabled").size(), 2u);
+    EXPECT_GT(overlay.at("route_updates"), 0);
+    EXPECT_GT(peer.ask("stats").at("stats").at(0).at("clears"), 0);
+    expect_service(run_dir);
+    running.signal(SIGTERM);
+    EXPECT_EQ(running.wait(), 0);
 }
 
 TEST_F(Layer2, SurvivesMessagesThatAreNearlyRight) {
