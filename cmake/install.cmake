@@ -29,14 +29,14 @@ vell_pkg_config(vell "${PROJECT_DESCRIPTION}" "-I\${includedir}" "-L\${libdir} -
 
 if(VELL_DESK)
   set(desk_libdir ${CMAKE_INSTALL_LIBDIR}/vell-desk)
-  install(TARGETS kyt qarnutils tlv tessel LIBRARY DESTINATION ${desk_libdir})
+  install(TARGETS nerb kyt qarnutils tlv tessel LIBRARY DESTINATION ${desk_libdir})
   install(TARGETS vellsim vellfeed RUNTIME)
   set_target_properties(
     vellsim vellfeed PROPERTIES INSTALL_RPATH
                                 "$ORIGIN/../${CMAKE_INSTALL_LIBDIR};$ORIGIN/../${desk_libdir}")
-  set_target_properties(kyt qarnutils tlv tessel PROPERTIES INSTALL_RPATH "$ORIGIN")
+  set_target_properties(nerb kyt qarnutils tlv tessel PROPERTIES INSTALL_RPATH "$ORIGIN")
   install(DIRECTORY platform/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vell-desk FILES_MATCHING PATTERN "*.h")
-  install(FILES sim/kyt/kyt_desk.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vell-desk)
+  install(FILES sim/kyt/kyt_desk.h sim/qarnutils/qarnutils_desk.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vell-desk)
   vell_pkg_config(vell-desk "Desk platform for clients of the vell service" "-I\${includedir}/vell-desk"
-                  "-L\${libdir}/vell-desk -lkyt -lqarnutils -ltlv -ltessel")
+                  "-L\${libdir}/vell-desk -lnerb -lkyt -lqarnutils -ltlv -ltessel")
 endif()

@@ -41,7 +41,8 @@ void kyt_desk_queue_close(uint32_t queue);
  */
 int kyt_desk_receive(uint32_t queue, int timeout_ms, kyt_desk_message **message);
 
-/* The opcode and the payload length of a received message. */
+/* The service access point, the opcode and the payload length of a received message. */
+uint32_t kyt_desk_message_sap(const kyt_desk_message *message);
 uint32_t kyt_desk_message_opcode(const kyt_desk_message *message);
 uint32_t kyt_desk_message_length(const kyt_desk_message *message);
 

@@ -57,6 +57,10 @@ int kyt_desk_receive(uint32_t queue, int timeout_ms, kyt_desk_message **message)
     return desk::guarded(-1, [=] { return desk::receive(queue, timeout_ms, message); });
 }
 
+uint32_t kyt_desk_message_sap(const kyt_desk_message *message) {
+    return message == nullptr ? 0 : message->frame.head.sap;
+}
+
 uint32_t kyt_desk_message_opcode(const kyt_desk_message *message) {
     return message == nullptr ? 0 : message->frame.head.opcode;
 }

@@ -46,12 +46,11 @@ std::string reference_ledger::why_not_open(std::uint32_t queue, const kyt_msg_re
     const bool given = body.magic == reference_magic && body.serial != 0 && body.serial < next_;
     if (!given || (entry != open_.end() && entry->second != body.queue))
         return "this is not a reference that kyt_send has filled in";
-    const std::string name = "the reference of message " + std::to_string(body.serial);
-    if (entry == open_.end())
-        return name + " was released before";
-    if (entry->second != queue)
-        return name + " belongs to queue " + std::to_string(entry->second);
-    return {};
+    // A right release takes no memory, so that it works when there is none left.
+    if (entry != open_.end() && entry->second == queue)
+        return {};
+    return "the reference of message " + std::to_string(body.serial) +
+           (entry == open_.end() ? " was released before" : " belongs to queue " + std::to_string(entry->second));
 }
 
 std::string reference_ledger::close(std::uint32_t queue, const kyt_msg_ref *reference) {

@@ -58,10 +58,16 @@ TEST(Exports, OfLibtlvAreItsInterface) {
     EXPECT_EQ(exported_by(LIBTLV), interface);
 }
 
-// The header's interface helpers are not on the desk.
-TEST(Exports, OfLibqarnutilsAreTheAddressHelper) {
-    EXPECT_TRUE(declared_in({PLATFORM_DIR "/qarnutils.h"}).contains("ipv6_addr_copy"));
-    EXPECT_EQ(exported_by(LIBQARNUTILS), names{"ipv6_addr_copy"});
+TEST(Exports, OfLibqarnutilsAreItsInterface) {
+    const names interface = declared_in({PLATFORM_DIR "/qarnutils.h", QARNUTILS_DIR "/qarnutils_desk.h"});
+    EXPECT_EQ(interface.size(), 5u);
+    EXPECT_EQ(exported_by(LIBQARNUTILS), interface);
+}
+
+TEST(Exports, OfLibnerbAreItsInterface) {
+    const names interface = declared_in({PLATFORM_DIR "/nerb.h"});
+    EXPECT_EQ(interface.size(), 9u);
+    EXPECT_EQ(exported_by(LIBNERB), interface);
 }
 
 TEST(Exports, OfLibtesselAreItsInterface) {

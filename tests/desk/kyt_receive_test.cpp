@@ -25,9 +25,12 @@ protected:
     message_ptr received;
 };
 
-TEST_F(KytReceive, HandsOverOpcodeLengthAndPayload) {
-    write_all(end.get(), message(0x12345678, {9, 8, 7}));
+TEST_F(KytReceive, HandsOverSapOpcodeLengthAndPayload) {
+    desk::frame_head head = head_of(desk::frame_kind::message, 0x12345678, 3);
+    head.sap = 0x21222324;
+    write_all(end.get(), bytes_of(head) + bytes{9, 8, 7});
     ASSERT_EQ(receive(received), 1);
+    EXPECT_EQ(kyt_desk_message_sap(received.get()), 0x21222324u);
     EXPECT_EQ(kyt_desk_message_opcode(received.get()), 0x12345678u);
     EXPECT_EQ(kyt_desk_message_length(received.get()), 3u);
     EXPECT_EQ(payload_of(received), (bytes{9, 8, 7}));
@@ -169,6 +172,7 @@ TEST_F(KytReceive, RefusesToReceiveIntoNothingAndLosesNothing) {
 
 TEST(KytMessage, MayBeNull) {
     EXPECT_EQ(kyt_payload_get(nullptr), nullptr);
+    EXPECT_EQ(kyt_desk_message_sap(nullptr), 0u);
     EXPECT_EQ(kyt_desk_message_opcode(nullptr), 0u);
     EXPECT_EQ(kyt_desk_message_length(nullptr), 0u);
     kyt_desk_message_free(nullptr);

@@ -1,0 +1,6 @@
+// libnerb's interface, as its sources include it: what it declares is exported, everything else stays inside.
+#pragma once
+
+#pragma GCC visibility push(default)
+#include <nerb.h>
+#pragma GCC visibility pop

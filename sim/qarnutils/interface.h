@@ -1,0 +1,7 @@
+// libqarnutils' interface, as its sources include it: what it declares is exported, everything else stays inside.
+#pragma once
+
+#pragma GCC visibility push(default)
+#include <qarnutils.h>
+#include <qarnutils_desk.h>
+#pragma GCC visibility pop
