@@ -1,6 +1,7 @@
 // vellsim, the switch on the desk: its command line.
 #include "address.h"
 #include "console.h"
+#include "fault_options.h"
 #include "l2_address.h"
 #include "run_command.h"
 #include "run_dir.h"
@@ -10,7 +11,6 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <chrono>
 #include <cstdint>
 #include <cstdlib>
 #include <fmt/format.h>
@@ -23,7 +23,6 @@
 namespace {
 
 constexpr int exit_usage = 2;
-constexpr int longest_delay_ms = 3'600'000;
 
 CLI::Option *add_run_directory(CLI::App *command, std::string &run_directory) {
     return command
@@ -34,75 +33,13 @@ CLI::Option *add_run_directory(CLI::App *command, std::string &run_directory) {
         ->type_name("DIR");
 }
 
-std::optional<int> parse_delay(const std::string &text) {
-    int delay = 0;
-    const bool fits = !text.empty() && text.size() < 9 &&
-                      std::ranges::all_of(text, [](char digit) { return digit >= '0' && digit <= '9'; });
-    delay = fits ? std::stoi(text) : -1;
-    return delay >= 0 && delay <= longest_delay_ms ? std::optional(delay) : std::nullopt;
-}
-
-// Returns an empty string or what is wrong, as CLI11 wants it of a validator.
-std::string parse_ack_mode(const std::string &text, desk::ack_mode &mode, std::chrono::milliseconds &late_by) {
-    constexpr std::string_view late = "late:";
-    if (text == "twice") {
-        mode = desk::ack_mode::twice;
-    } else if (text == "never") {
-        mode = desk::ack_mode::never;
-    } else if (const auto delay = text.starts_with(late) ? parse_delay(text.substr(late.size())) : std::nullopt) {
-        mode = desk::ack_mode::late;
-        late_by = std::chrono::milliseconds(*delay);
-    } else {
-        return fmt::format("{} is not late:MS (0 to {} milliseconds), twice or never", text, longest_delay_ms);
-    }
-    return {};
-}
-
-void add_fault_options(CLI::App *run, desk::fault_modes &faults) {
-    const char *group = "Fault modes, for testing clients";
-    run->add_flag("--reject-registration", faults.reject_registration, "Answer every registration with a rejection")
-        ->group(group);
-    run->add_option_function<std::string>(
-           "--ack", [](const std::string &) {},
-           "How to acknowledge registrations: late:MS (so many\n"
-           "milliseconds later), twice or never")
-        ->check(CLI::Validator(
-            [&faults](std::string &text) { return parse_ack_mode(text, faults.ack, faults.ack_delay); }, ""))
-        ->type_name("MODE")
-        ->group(group);
-    run->add_option_function<std::string>(
-           "--answer", [](const std::string &) {}, "How to answer statistics and clear requests, likewise")
-        ->check(CLI::Validator(
-            [&faults](std::string &text) { return parse_ack_mode(text, faults.answer, faults.answer_delay); }, ""))
-        ->type_name("MODE")
-        ->group(group);
-    run->add_option("--ack-id", faults.ack_id,
-                    "The client id to hand out, the same to every client;\n"
-                    "0 is allowed")
-        ->check(CLI::Range(0, 255).description(""))
-        ->type_name("N")
-        ->group(group);
-    run->add_option_function<int>(
-           "--slow", [&faults](int ms) { faults.slow = std::chrono::milliseconds(ms); },
-           "Pause before each request of a client, in milliseconds")
-        ->check(CLI::Range(0, longest_delay_ms).description(""))
-        ->type_name("MS")
-        ->group(group);
-    run->add_option("--die-after", faults.die_after,
-                    "Exit with code 3 after so many requests, refused ones\n"
-                    "included, and leave the socket behind as a crash would")
-        ->check(CLI::Range(1u, UINT32_MAX).description(""))
-        ->type_name("N")
-        ->group(group);
-}
-
 void add_run(CLI::App &app, desk::run_options &options) {
     CLI::App *run = app.add_subcommand("run", "Run the switch until SIGTERM or SIGINT");
     add_run_directory(run, options.run_directory);
     run->add_flag("--quiet", options.quiet,
                   "Keep the service log off standard error; it is in\n"
                   "<run dir>/log/service all the same");
-    add_fault_options(run, options.faults);
+    desk::add_fault_options(run, options.faults);
     run->footer("Environment of the switch, of vellfeed and of other clients:\n"
                 "  VELLSIM_RUN_DIR          the run directory\n"
                 "Environment of clients:\n"
@@ -124,7 +61,7 @@ const show_option show_options_by_table[] = {
     {"--client", {"clients", "routes"}},
     {"--table", {"routes", "stats"}},
     {"--group", {"routes", "l2"}},
-    {"--vlan", {"l2"}},
+    {"--vlan", {"l2", "flood", "ltl"}},
     {"--source", {"routes"}},
     {"--limit", {"clients", "routes", "log"}},
     {"--summary", {"routes"}},
@@ -181,8 +118,8 @@ void add_show(CLI::App &app, desk::show_options &options) {
                      "What to print; the log is read from its files and\n"
                      "needs no running switch")
         ->required()
-        ->check(CLI::IsMember({"clients", "routes", "stats", "l2", "overlay", "log"}).description(""))
-        ->type_name("clients|routes|stats|l2|overlay|log");
+        ->check(CLI::IsMember({"clients", "routes", "stats", "l2", "flood", "ltl", "overlay", "log"}).description(""))
+        ->type_name("clients|routes|stats|l2|flood|ltl|overlay|log");
     add_run_directory(show, options.run_directory);
     show->add_flag("--json", options.json, "Print JSON, for programs");
     show->add_option("--client", options.query.client, "clients, routes: only of this client id")
@@ -191,7 +128,7 @@ void add_show(CLI::App &app, desk::show_options &options) {
     show->add_option("--table", options.query.table, "routes, stats: only of this route table")->type_name("N");
     show->add_option("--group", options.group, "routes, l2: only of this group; of l2 an IPv4, IPv6 or\nMAC address")
         ->type_name("ADDRESS");
-    show->add_option("--vlan", options.query.vlan, "l2: only of this VLAN")
+    show->add_option("--vlan", options.query.vlan, "l2, flood, ltl: only of this VLAN")
         ->check(CLI::Range(1, 4094).description(""))
         ->type_name("N");
     add_address(show, "--source", "routes: only of this source; 0.0.0.0 is any source", options.query.source);

@@ -29,8 +29,8 @@
 //                    the ports it lists; an entry left without ports goes, and a delete that lists none removes it.
 //                    Entries stay when their client goes away; an entry belongs to the client that added to it last.
 //   absent entry     deleting it, or a port it does not have, is no error: it is logged and counted as a missed delete.
-//   client id 0      in a layer-2 message: the sender has a queue, but no id yet. Layer-2 messages, out-of-band markers
-//                    and overlay notifications need none; everything else does.
+//   client id 0      in a layer-2 message: the sender has a queue, but no id yet. Layer-2 messages, out-of-band
+//                    markers, overlay notifications and requests to the LTL manager need none; everything else does.
 //   markers          1 begins a batch of layer-2 messages of its connection, 2 ends it; others are kept as they come.
 //   overlay          type 1 disables the feature, type 3 does so with the flag, type 2 disables the VLANs that it lists,
 //                    u16 each. A route update is kept as it comes.
@@ -38,6 +38,18 @@
 //                    it keeps when the route goes; the desk forwards nothing, so only `vellsim count` moves them. An
 //                    answer holds them as they were before a clearing. An IPv4 statistics request clears too when its
 //                    clear word is not 0.
+//   LTL allocation   key word 1 is a VLAN id, key word 2 a tag of the client's own choice. It takes the smallest free
+//                    LTL index of the pool, which has 1024 from 0x4000 up unless `vellsim run` is told otherwise. An
+//                    LTL stays until it is released, also when its client goes away; it belongs to the client that
+//                    allocated it or changed it last. Any client that knows its tag may change or release it.
+//   LTL change       and release: key word 1 is the LTL index, key word 2 the tag that it was allocated with. A
+//                    modification replaces the interfaces. A list of interfaces is a set: none may be in it twice.
+//   flood update     adds interfaces to a VLAN's flood set (operation 1) and removes some (operation 2), whole or not
+//                    at all; the other VLANs of the request go on. An interface may be named once only, an addition
+//                    must be absent before, a removal present. The line-card mask is kept as sent with the last update
+//                    that was applied. A VLAN whose last interface goes stays, with none.
+//   LTL requests     need a queue, but no client id. Entries are applied in their order; what becomes of each is in the
+//                    answer, the statuses are in nerb_messages.h.
 //   client id        goes back to the pool when its client deregisters or its connection ends; the smallest free one is
 //                    handed out.
 #pragma once
@@ -70,6 +82,16 @@ inline constexpr std::uint32_t marker_begin = 1;
 inline constexpr std::uint32_t marker_end = 2;
 
 inline constexpr std::uint16_t highest_vlan = 4094;
+
+constexpr bool is_vlan_id(std::uint32_t id) {
+    return id >= 1 && id <= highest_vlan;
+}
+
+inline constexpr std::uint32_t ltl_pool_first = 0x4000;
+inline constexpr std::uint32_t ltl_pool_size = 1024; // unless `vellsim run` is told otherwise
+
+inline constexpr std::uint32_t flood_operation_add = 1;
+inline constexpr std::uint32_t flood_operation_remove = 2;
 
 inline constexpr std::uint16_t overlay_type_disable = 1;
 inline constexpr std::uint16_t overlay_type_disable_vlans = 2;

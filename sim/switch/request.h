@@ -27,6 +27,10 @@ void handle_ipv6_statistics(request &asked);
 void handle_ipv6_clear(request &asked);
 void handle_overlay_notice(request &asked);
 void handle_overlay_route(request &asked);
+void handle_ltl_allocation(request &asked);
+void handle_ltl_modification(request &asked);
+void handle_ltl_release(request &asked);
+void handle_flood_update(request &asked);
 
 // The second word of the send-options block; what it has to be depends on the request.
 void require_option_word_1(const request &asked, std::uint32_t value);

@@ -3,9 +3,11 @@
 
 #include "client_table.h"
 #include "fault_modes.h"
+#include "flood_table.h"
 #include "frame.h"
 #include "l2_batches.h"
 #include "l2_tables.h"
+#include "ltl_table.h"
 #include "overlay.h"
 #include "route.h"
 #include "statistics.h"
@@ -34,6 +36,8 @@ struct service {
     batch_table batches{};
     counter_table counters{};
     overlay_state overlay{};
+    ltl_table ltls{};
+    flood_table floods{}; // of the LTL manager; the flood lists of layer-2 messages are in l2
 };
 
 // One connection, as the service knows it.

@@ -4,6 +4,7 @@
 #include "printable.h"
 #include "route_flags.h"
 #include "show_l2.h"
+#include "show_ltl.h"
 #include "show_overlay.h"
 #include "show_query.h"
 #include "show_stats.h"
@@ -188,8 +189,8 @@ struct shown_table {
 };
 
 constexpr shown_table shown_tables[] = {
-    {"clients", show_clients}, {"routes", show_routes},   {"l2", show_l2},
-    {"stats", show_stats},     {"overlay", show_overlay},
+    {"clients", show_clients}, {"routes", show_routes}, {"l2", show_l2},    {"stats", show_stats},
+    {"overlay", show_overlay}, {"flood", show_flood},   {"ltl", show_ltls},
 };
 
 } // namespace

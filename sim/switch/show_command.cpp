@@ -3,6 +3,7 @@
 #include "console.h"
 #include "l2_text.h"
 #include "log_files.h"
+#include "ltl_text.h"
 #include "overlay_text.h"
 #include "show_text.h"
 #include "stats_text.h"
@@ -114,8 +115,8 @@ int show(const show_options &options) {
         std::string (*text)(const json &table);
     };
     constexpr table_text texts[] = {
-        {"clients", clients_text}, {"routes", routes_text},   {"l2", l2_text},
-        {"stats", stats_text},     {"overlay", overlay_text},
+        {"clients", clients_text}, {"routes", routes_text}, {"l2", l2_text},   {"stats", stats_text},
+        {"overlay", overlay_text}, {"flood", flood_text},   {"ltl", ltl_text},
     };
     const auto found =
         std::ranges::find_if(texts, [&](const table_text &row) { return options.query.name == row.name; });

@@ -56,7 +56,8 @@ TEST_F(Layer2, IsShownNarrowedAsText) {
     EXPECT_THAT(output({"show", "--group", "01:00:5E:01:01:AB", "l2"}), StartsWith("VLAN 10 (*, 01:00:5e:01:01:ab)"));
     EXPECT_THAT(error({"show", "l2", "--group", "239.1"}), HasSubstr("--group: 239.1 is no IPv4, IPv6 or MAC address"));
     EXPECT_THAT(error({"show", "routes", "--group", "ff02::1"}), HasSubstr("ff02::1 is not an IPv4 address"));
-    EXPECT_THAT(error({"show", "routes", "--vlan", "10"}), HasSubstr("--vlan: goes with `show l2`"));
+    EXPECT_THAT(error({"show", "routes", "--vlan", "10"}),
+                HasSubstr("--vlan: goes with `show l2` and `show flood` and `show ltl`"));
     EXPECT_THAT(output({"show", "overlay"}), StartsWith("Overlay feature: enabled\n"));
 }
 

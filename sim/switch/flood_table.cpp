@@ -1,0 +1,55 @@
+#include "flood_table.h"
+
+#include "meanings.h"
+
+namespace desk {
+
+namespace {
+
+// The first of the updates that cannot be applied decides.
+nerb_status check_updates(const std::set<std::uint32_t> &present, const std::vector<interface_update> &updates) {
+    std::set<std::uint32_t> named;
+    for (const auto &[if_index, operation] : updates) {
+        if (operation != flood_operation_add && operation != flood_operation_remove) {
+            return nerb_status::no_operation;
+        }
+        if (!named.insert(if_index).second) {
+            return nerb_status::interface_twice;
+        }
+        const bool adds = operation == flood_operation_add;
+        if (present.contains(if_index) == adds) {
+            return adds ? nerb_status::interface_present : nerb_status::interface_absent;
+        }
+    }
+    return nerb_status::done;
+}
+
+nerb_status check(const flood_table &table, const flood_update &update) {
+    static const flood_set none;
+    if (!is_vlan_id(update.vlan)) {
+        return nerb_status::no_vlan_id;
+    }
+    const auto found = table.find(static_cast<std::uint16_t>(update.vlan));
+    return check_updates((found == table.end() ? none : found->second).interfaces, update.updates);
+}
+
+} // namespace
+
+nerb_status apply_flood_update(flood_table &table, const flood_update &update, const sender_name &from) {
+    if (const nerb_status status = check(table, update); status != nerb_status::done) {
+        return status;
+    }
+    flood_set &updated = table[static_cast<std::uint16_t>(update.vlan)];
+    updated.line_card_mask = update.line_card_mask;
+    updated.from = from;
+    for (const auto &[if_index, operation] : update.updates) {
+        if (operation == flood_operation_add) {
+            updated.interfaces.insert(if_index);
+        } else {
+            updated.interfaces.erase(if_index);
+        }
+    }
+    return nerb_status::done;
+}
+
+} // namespace desk

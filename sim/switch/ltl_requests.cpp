@@ -1,0 +1,133 @@
+// What the LTL manager's requests do, and its answers.
+#include "ltl_message.h"
+#include "message_frame.h"
+#include "request.h"
+
+#include <fmt/format.h>
+#include <string>
+#include <string_view>
+
+namespace desk {
+
+namespace {
+
+// A request can hold thousands of entries; the log gets the first few that are refused, and a line for the rest.
+constexpr std::uint64_t refused_entries_logged = 8;
+
+// What a request does to the tables, entry by entry, and what it answers.
+class ltl_run {
+public:
+    explicit ltl_run(request &asked, std::uint32_t cookie)
+        : asked_(asked), from_(name_sender(asked)), answer_{asked.head.opcode, cookie, {}} {}
+
+    const sender_name &from() const { return from_; }
+    service &vell() const { return asked_.vell; }
+
+    void add(const ltl_result &result, const char *what, std::uint32_t number) {
+        answer_.results.push_back(result);
+        if (result.status != nerb_status::done && ++refused_ <= refused_entries_logged) {
+            log(fmt::format("{} {}: status {}: {}", what, number, static_cast<std::uint32_t>(result.status),
+                            nerb_status_name(result.status)));
+        }
+    }
+
+    void answer() {
+        if (refused_ > refused_entries_logged) {
+            log(fmt::format("{} more entries of the same request refused", refused_ - refused_entries_logged));
+        }
+        const fault_modes &faults = vell().faults;
+        const reply answered{message_frame(asked_.head.sap, asked_.head.opcode, encode_ltl_answer(answer_)),
+                             faults.ltl_answer_delay};
+        asked_.replies.insert(asked_.replies.end(), copies(faults.ltl_answer), answered);
+    }
+
+private:
+    void log(const std::string &text) const {
+        vell().log(log_level_error, fmt::format("{}: {}", describe(vell(), asked_.from), text));
+    }
+
+    request &asked_;
+    sender_name from_;
+    ltl_answer answer_;
+    std::uint64_t refused_ = 0;
+};
+
+bool is_refused_vlan(const service &vell, std::uint32_t vlan) {
+    return is_vlan_id(vlan) && vell.faults.ltl_refused_vlans.contains(static_cast<std::uint16_t>(vlan));
+}
+
+void allocate(ltl_run &run, const ltl_entry &entry) {
+    const auto [vlan, tag] = entry.keys;
+    std::uint32_t index = 0;
+    const nerb_status status = is_refused_vlan(run.vell(), vlan)
+                                   ? nerb_status::refused_by_fault_mode
+                                   : run.vell().ltls.allocate(entry, run.from(), run.vell().faults.ltl_pool, index);
+    run.add({{tag, index, static_cast<std::uint32_t>(run.vell().ltls.interface_count(index))}, status},
+            "LTL allocation for VLAN", vlan);
+}
+
+void modify(ltl_run &run, const ltl_entry &entry) {
+    const auto [index, tag] = entry.keys;
+    ltl_table &ltls = run.vell().ltls;
+    const nerb_status status = ltls.modify(entry, run.from());
+    run.add({{index, tag, static_cast<std::uint32_t>(ltls.interface_count(index))}, status}, "modification of LTL",
+            index);
+}
+
+void release(ltl_run &run, const ltl_keys &keys) {
+    const auto [index, tag] = keys;
+    run.add({{index, tag, 0}, run.vell().ltls.release(keys)}, "release of LTL", index);
+}
+
+void update(ltl_run &run, const flood_update &update) {
+    const nerb_status status = is_refused_vlan(run.vell(), update.vlan)
+                                   ? nerb_status::refused_by_fault_mode
+                                   : apply_flood_update(run.vell().floods, update, run.from());
+    std::uint32_t additions = 0;
+    std::uint32_t removals = 0;
+    if (status == nerb_status::done) {
+        for (const interface_update &one : update.updates) {
+            ++(one.operation == flood_operation_add ? additions : removals);
+        }
+    }
+    run.add({{update.vlan, additions, removals}, status}, "flood update of VLAN", update.vlan);
+}
+
+// Nothing is applied before everything is decoded.
+template <typename Entry>
+void handle(request &asked, std::uint32_t cookie, const std::vector<Entry> &entries,
+            void (*apply)(ltl_run &run, const Entry &entry)) {
+    ltl_run run(asked, cookie);
+    for (const Entry &entry : entries) {
+        apply(run, entry);
+    }
+    run.answer();
+}
+
+} // namespace
+
+void handle_ltl_allocation(request &asked) {
+    require_option_word_1(asked, 0);
+    const ltl_request decoded = decode_ltl_request(asked.payload);
+    handle(asked, decoded.cookie, decoded.entries, allocate);
+}
+
+void handle_ltl_modification(request &asked) {
+    require_option_word_1(asked, 0);
+    const ltl_request decoded = decode_ltl_request(asked.payload);
+    handle(asked, decoded.cookie, decoded.entries, modify);
+}
+
+void handle_ltl_release(request &asked) {
+    require_option_word_1(asked, 0);
+    const ltl_release_request decoded = decode_ltl_release(asked.payload);
+    handle(asked, decoded.cookie, decoded.entries, release);
+}
+
+void handle_flood_update(request &asked) {
+    require_option_word_1(asked, 0);
+    const flood_request decoded = decode_flood_request(asked.payload);
+    handle(asked, decoded.context, decoded.vlans, update);
+}
+
+} // namespace desk

@@ -1,0 +1,43 @@
+// The LTL indexes: those that are allocated, each a set of interfaces, and those that are free.
+#pragma once
+
+#include "l2_tables.h"
+#include "ltl_message.h"
+#include "meanings.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <set>
+
+namespace desk {
+
+struct ltl {
+    std::uint16_t vlan = 0;
+    std::uint32_t tag = 0;
+    sender_name from; // who allocated it or changed it last
+    std::set<std::uint32_t> interfaces{};
+};
+
+class ltl_table {
+public:
+    // Allocates the smallest free index, `index`, unless `size` are in use. A refused entry changes nothing.
+    nerb_status allocate(const ltl_entry &entry, const sender_name &from, std::uint32_t size, std::uint32_t &index);
+    nerb_status modify(const ltl_entry &entry, const sender_name &from);
+    nerb_status release(const ltl_keys &keys);
+
+    // How many interfaces the LTL has; 0 when there is none of this index.
+    std::size_t interface_count(std::uint32_t index) const;
+
+    const std::map<std::uint32_t, ltl> &all() const { return ltls_; }
+
+private:
+    nerb_status check(const ltl_keys &keys) const;
+    std::uint32_t take_free_index();
+
+    std::map<std::uint32_t, ltl> ltls_;
+    std::set<std::uint32_t> released_;      // and not allocated again
+    std::uint32_t unused_ = ltl_pool_first; // this index and those behind it were never allocated
+};
+
+} // namespace desk

@@ -1,0 +1,66 @@
+#include "ltl_text.h"
+
+#include "text_layout.h"
+
+#include <cstdint>
+#include <fmt/format.h>
+#include <vector>
+
+namespace desk {
+
+namespace {
+
+using json = nlohmann::ordered_json;
+
+std::uint64_t number(const json &row, const char *name) {
+    return row.at(name).get<std::uint64_t>();
+}
+
+// "client 3 (pid 4711)", or "pid 4711" for a sender without an id.
+std::string sender_text(const json &row) {
+    const std::string pid = fmt::format("pid {}", number(row, "pid"));
+    return number(row, "client") == 0 ? pid : fmt::format("client {} ({})", number(row, "client"), pid);
+}
+
+std::string interface_lines(const json &interfaces) {
+    std::vector<std::string> names;
+    for (const json &one : interfaces) {
+        names.push_back(one.at("name").get<std::string>());
+    }
+    return names.empty() ? "    interfaces: none\n"
+                         : wrapped(fmt::format("    interfaces ({}): ", names.size()), names);
+}
+
+std::string line_card_lines(const json &row) {
+    std::vector<std::string> cards;
+    for (const json &card : row.at("line_cards")) {
+        cards.push_back(fmt::format("{}", card.get<unsigned>()));
+    }
+    return wrapped(fmt::format("    line cards ({:#010x}): ", number(row, "line_card_mask")),
+                   cards.empty() ? std::vector<std::string>{"none"} : cards);
+}
+
+} // namespace
+
+std::string ltl_text(const json &table) {
+    std::string text;
+    for (const json &row : table.at("ltl")) {
+        text += fmt::format("LTL {:#x}  VLAN {}, tag {}, {}\n", number(row, "index"), number(row, "vlan"),
+                            number(row, "tag"), sender_text(row)) +
+                interface_lines(row.at("interfaces"));
+    }
+    const json &pool = table.at("pool");
+    return text + fmt::format("{}; {} of {} in use\n", counted(table.at("ltl").size(), "LTL"), number(pool, "in_use"),
+                              number(pool, "size"));
+}
+
+std::string flood_text(const json &table) {
+    std::string text;
+    for (const json &row : table.at("flood")) {
+        text += fmt::format("VLAN {}  {}\n", number(row, "vlan"), sender_text(row)) + line_card_lines(row) +
+                interface_lines(row.at("interfaces"));
+    }
+    return text + counted(table.at("flood").size(), "flood set") + "\n";
+}
+
+} // namespace desk

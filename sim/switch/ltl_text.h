@@ -1,0 +1,13 @@
+// The LTL manager's tables as text for a terminal of 80 columns.
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+namespace desk {
+
+// Each takes the table's JSON, as the switch gave it.
+std::string ltl_text(const nlohmann::ordered_json &table);
+std::string flood_text(const nlohmann::ordered_json &table);
+
+} // namespace desk

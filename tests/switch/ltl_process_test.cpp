@@ -1,0 +1,149 @@
+// The LTL manager over real connections, its fault modes and what is shown of it.
+#include "desk_peer.h"
+#include "ltl_bytes.h"
+#include "switch_process.h"
+
+#include <chrono>
+#include <csignal>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <random>
+#include <span>
+#include <unistd.h>
+
+using testing::HasSubstr;
+
+namespace {
+
+class LtlProcess : public testing::Test {
+protected:
+    temporary_directory directory;
+    const std::string run_dir = directory.path() + "/run";
+
+    command_result command(std::vector<std::string> arguments) const {
+        arguments.insert(arguments.end(), {"--run-dir", run_dir});
+        return vellsim(arguments);
+    }
+    // The words of the next answer.
+    static test_words receive(desk_peer &peer, std::uint32_t opcode) {
+        const std::optional<desk::frame> answer = peer.receive();
+        if (!answer || answer->head.sap != 230 || answer->head.opcode != opcode) {
+            ADD_FAILURE() << "no answer";
+            return {};
+        }
+        const auto raw = std::as_bytes(std::span(answer->payload));
+        return words_of(bytes(raw.begin(), raw.end()));
+    }
+    static test_words ask(desk_peer &peer, std::uint32_t opcode, const bytes &payload) {
+        peer.send(ltl_head(opcode), payload);
+        return receive(peer, opcode);
+    }
+};
+
+} // namespace
+
+TEST_F(LtlProcess, AnswersAndShowsItsTables) {
+    switch_process running(run_dir);
+    desk_peer peer(run_dir);
+    EXPECT_EQ(peer.register_client(), 1);
+    EXPECT_EQ(ask(peer, allocation, ltl_payload(10, 7, {0x68030700})), (test_words{13, 0, 0x99, 1, 7, 0x4000, 1, 0}));
+    EXPECT_EQ(ask(peer, modification, ltl_payload(0x4000, 7, {0x68030701, 0x14000014})),
+              (test_words{14, 0, 0x99, 1, 0x4000, 7, 2, 0}));
+    EXPECT_EQ(ask(peer, flood_update, flood_payload({{10, 8, {0x68030700, 1}}, {11, 0}})),
+              (test_words{16, 0, 0x99, 2, 10, 1, 0, 0, 11, 0, 0, 0}));
+    const std::string client = fmt::format("client 1 (pid {})", getpid());
+    EXPECT_EQ(command({"show", "ltl"}).out, "LTL 0x4000  VLAN 10, tag 7, " + client +
+                                                "\n    interfaces (2): Vlan20, Eth3/7/1\n1 LTL; 1 of 1024 in use\n");
+    EXPECT_EQ(command({"show", "flood", "--vlan", "10"}).out,
+              "VLAN 10  " + client + "\n    line cards (0x00000008): 3\n    interfaces (1): Eth3/7\n1 flood set\n");
+    EXPECT_THAT(command({"show", "flood", "--json"}).out, HasSubstr(R"({"if_index":1745028864,"name":"Eth3/7"})"));
+    EXPECT_THAT(command({"show", "ltl", "--json", "--vlan", "11"}).out, HasSubstr(R"({"ltl":[],"pool":)"));
+    EXPECT_EQ(ask(peer, release, release_payload(0x4000, 7)), (test_words{15, 0, 0x99, 1, 0x4000, 7, 0, 0}));
+    EXPECT_EQ(command({"show", "ltl"}).out, "0 LTLs; 0 of 1024 in use\n");
+}
+
+TEST_F(LtlProcess, RefusesVlansAndRunsOutOfIndexes) {
+    switch_process running(run_dir, {"--ltl-refuse-vlan", "10", "--ltl-refuse-vlan", "11", "--ltl-pool", "1"});
+    desk_peer peer(run_dir);
+    EXPECT_EQ(ask(peer, flood_update, flood_payload({{10, 1}, {11, 1}, {12, 1}})),
+              (test_words{16, 1, 0x99, 3, 10, 0, 0, 1, 11, 0, 0, 1, 12, 0, 0, 0}));
+    EXPECT_EQ(ask(peer, allocation, ltl_payload(11, 7, {})).at(7), 1u);
+    EXPECT_EQ(ask(peer, allocation, ltl_payload(12, 7, {})).at(7), 0u);
+    EXPECT_EQ(ask(peer, allocation, ltl_payload(12, 7, {})).at(7), 3u);
+    EXPECT_EQ(service_log(run_dir, 102).back(),
+              fmt::format("unregistered client (pid {}): LTL allocation for VLAN 12: status 3: the pool is exhausted",
+                          getpid()));
+}
+
+TEST_F(LtlProcess, AnswersTwice) {
+    switch_process running(run_dir, {"--ltl-answer", "twice"});
+    desk_peer peer(run_dir);
+    const test_words first = ask(peer, allocation, ltl_payload(12, 7, {}));
+    EXPECT_EQ(first.size(), 8u);
+    EXPECT_EQ(receive(peer, allocation), first);
+}
+
+TEST_F(LtlProcess, AnswersLate) {
+    switch_process running(run_dir, {"--ltl-answer", "late:300"});
+    desk_peer peer(run_dir);
+    const auto start = std::chrono::steady_clock::now();
+    peer.send(ltl_head(flood_update), flood_payload({{12, 1}}));
+    EXPECT_EQ(peer.ask("flood").at("flood").size(), 1u) << "done already";
+    EXPECT_EQ(receive(peer, flood_update).size(), 8u);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(300));
+}
+
+TEST_F(LtlProcess, NeverAnswers) {
+    switch_process running(run_dir, {"--ltl-answer", "never"});
+    desk_peer peer(run_dir);
+    peer.send(ltl_head(flood_update), flood_payload({{12, 1}}));
+    // The answer would come before the table.
+    EXPECT_EQ(peer.ask("flood").at("flood").size(), 1u);
+}
+
+TEST_F(LtlProcess, HasItsOptionsListedAndChecked) {
+    const std::string help = vellsim({"run", "--help"}).out;
+    for (const char *option : {"--ltl-refuse-vlan VLAN", "--ltl-pool N", "--ltl-answer MODE"}) {
+        EXPECT_THAT(help, HasSubstr(option));
+    }
+    const auto expect_refusal = [this](const std::vector<std::string> &arguments, const std::string &why) {
+        const command_result refused = command(arguments);
+        EXPECT_EQ(refused.exit_code, 2);
+        EXPECT_THAT(refused.err, HasSubstr(why));
+    };
+    expect_refusal({"run", "--ltl-answer", "often"}, "--ltl-answer: often is not late:MS");
+    expect_refusal({"run", "--ltl-refuse-vlan", "0"}, "--ltl-refuse-vlan: Value 0 not in range 1 to 4094");
+    expect_refusal({"run", "--ltl-refuse-vlan", "5", "--ltl-refuse-vlan", "4095"}, "Value 4095 not in range 1 to 4094");
+    expect_refusal({"run", "--ltl-pool", "-1"}, "--ltl-pool");
+    expect_refusal({"run", "--ltl-pool", "4294950913"}, "--ltl-pool");
+    expect_refusal({"show", "flood", "--vlan", "4095"}, "--vlan");
+    expect_refusal({"show", "ltl", "--group", "239.1.1.1"}, "--group: goes with");
+}
+
+TEST_F(LtlProcess, SurvivesMessagesThatAreNearlyRight) {
+    switch_process running(run_dir, {"--ltl-answer", "never"});
+    desk_peer peer(run_dir);
+    peer.register_client();
+    const std::pair<std::uint32_t, bytes> whole[] = {
+        {allocation, ltl_payload(10, 7, {1, 2, 3})},
+        {modification, ltl_payload(0x4000, 7, {4, 5})},
+        {release, release_payload(0x4001, 7)},
+        {flood_update, flood_payload({{10, 1, {1, 1, 2, 2}}, {11, 2, {3, 1}}})},
+    };
+    std::mt19937 random(9);
+    for (int i = 0; i < 2000; ++i) {
+        auto [opcode, spoiled] = whole[random() % 4];
+        for (std::uint32_t hits = random() % 3; hits > 0; --hits) {
+            spoiled[random() % spoiled.size()] = static_cast<std::byte>(random());
+        }
+        ASSERT_TRUE(peer.send(ltl_head(opcode), spoiled));
+    }
+    const auto row = peer.ask("clients").at("clients").at(0);
+    EXPECT_EQ(row.at("messages"), 2001);
+    EXPECT_GT(row.at("refused"), 100);
+    EXPECT_LT(row.at("refused"), 1900);
+    EXPECT_FALSE(peer.ask("ltl").at("ltl").empty());
+    expect_service(run_dir);
+    running.signal(SIGTERM);
+    EXPECT_EQ(running.wait(), 0);
+}
