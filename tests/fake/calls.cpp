@@ -141,6 +141,54 @@ Description describe_one(const AddressCopy &c) {
     return {"ipv6_addr_copy", {{"from", address(c.from)}, {"to", address(c.to)}}};
 }
 
+Description describe_one(const IfIndexType &c) {
+    return {"if_index_get_type", {{"if_index", hex(c.if_index)}}};
+}
+
+Description describe_one(const IfIndexFields &c) {
+    return {"if_index_phy_eth_get_fields", {{"if_index", hex(c.if_index)}}};
+}
+
+Description describe_one(const LtlList &c) {
+    return {c.request == ListRequest::alloc ? "nerb_send_batched_mcast_alloc_req" : "nerb_send_batched_mcast_mod_req",
+            {{"queue", hex(c.queue)}, {"cookie", hex(c.cookie)}, {"payload", dump(c.payload)}, {"list", dump(c.list)}}};
+}
+
+Description describe_one(const LtlRelease &c) {
+    return {"nerb_send_batched_mcast_dealloc_msg",
+            {{"queue", hex(c.queue)},
+             {"count", decimal(c.count)},
+             {"cookie", hex(c.cookie)},
+             {"entries", dump(c.entries)}}};
+}
+
+Description describe_one(const FloodUpdate &c) {
+    return {"nerb_send_flood_ltl_update_req",
+            {{"queue", hex(c.queue)}, {"context", address(c.context)}, {"payload", dump(c.payload)}}};
+}
+
+Description describe_one(const RspStatus &c) {
+    return {"nerb_parse_rsp_status", {{"rsp", address(c.rsp)}}};
+}
+
+Description describe_one(const RspEntryCount &c) {
+    return {"nerb_parse_rsp_get_entry_count", {{"rsp", address(c.rsp)}, {"*count", decimal(c.count_was)}}};
+}
+
+Description describe_one(const RspInfo &c) {
+    return {"nerb_parse_rsp_get_rsp_info", {{"rsp", address(c.rsp)}, {"count", decimal(c.count)}}};
+}
+
+Description describe_one(const AllocEntryCount &c) {
+    return {"nerb_parse_alloc_ltl_get_entry_count",
+            {{"rsp", address(c.rsp)}, {"kind", decimal(c.kind)}, {"*count", decimal(c.count_was)}}};
+}
+
+Description describe_one(const AllocRspParm &c) {
+    return {"nerb_parse_alloc_ltl_rsp_parm",
+            {{"rsp", address(c.rsp)}, {"status", c.same_status ? "as before" : "another"}, {"kind", decimal(c.kind)}}};
+}
+
 Description describe_one(const HistoryCheck &c) {
     return {"tessel_hist_event_subtype_check", {{"module", hex(c.module)}, {"level", decimal(c.level)}}};
 }

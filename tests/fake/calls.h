@@ -92,6 +92,89 @@ struct AddressCopy {
     bool operator==(const AddressCopy &) const = default;
 };
 
+struct IfIndexType {
+    std::uint32_t if_index = 0;
+
+    bool operator==(const IfIndexType &) const = default;
+};
+
+struct IfIndexFields {
+    std::uint32_t if_index = 0;
+
+    bool operator==(const IfIndexFields &) const = default;
+};
+
+// A request with an interface list. Of the 26 bytes of `payload` those of the list's address are 0, and the list is in
+// `list`, in host byte order.
+enum class ListRequest { alloc, modify };
+struct LtlList {
+    ListRequest request = ListRequest::alloc;
+    std::uint32_t queue = 0;
+    Bytes payload = {};
+    Bytes list = {};
+    std::uint32_t cookie = 0;
+
+    bool operator==(const LtlList &) const = default;
+};
+
+// `entries` has 12 bytes for each that the call said there are.
+struct LtlRelease {
+    std::uint32_t queue = 0;
+    std::uint32_t count = 0;
+    Bytes entries = {};
+    std::uint32_t cookie = 0;
+
+    bool operator==(const LtlRelease &) const = default;
+};
+
+// `payload` is as long as its counts say.
+struct FloodUpdate {
+    std::uint32_t queue = 0;
+    Bytes payload = {};
+    const void *context = nullptr;
+
+    bool operator==(const FloodUpdate &) const = default;
+};
+
+struct RspStatus {
+    const void *rsp = nullptr;
+
+    bool operator==(const RspStatus &) const = default;
+};
+
+// `count_was` is what the address held.
+struct RspEntryCount {
+    const void *rsp = nullptr;
+    std::uint32_t count_was = 0;
+
+    bool operator==(const RspEntryCount &) const = default;
+};
+
+struct RspInfo {
+    const void *rsp = nullptr;
+    std::uint32_t count = 0;
+
+    bool operator==(const RspInfo &) const = default;
+};
+
+// `count_was` is what the address held.
+struct AllocEntryCount {
+    const void *rsp = nullptr;
+    std::uint32_t kind = 0;
+    std::uint16_t count_was = 0;
+
+    bool operator==(const AllocEntryCount &) const = default;
+};
+
+// `same_status`: the status goes where that of the number of entries went.
+struct AllocRspParm {
+    const void *rsp = nullptr;
+    bool same_status = false;
+    std::uint32_t kind = 0;
+
+    bool operator==(const AllocRspParm &) const = default;
+};
+
 struct HistoryCheck {
     std::uint32_t module = 0;
     std::uint32_t level = 0;
@@ -137,8 +220,10 @@ struct ClientLog {
     bool operator==(const ClientLog &) const = default;
 };
 
-using Call = std::variant<Send, Drop, PayloadGet, AppendTlv, NextTlv, NumTlvs, SizeGet, AddressCopy, HistoryCheck,
-                          HistoryEvent, ConsoleCheck, DebugPrint, ClientLog>;
+using Call =
+    std::variant<Send, Drop, PayloadGet, AppendTlv, NextTlv, NumTlvs, SizeGet, AddressCopy, IfIndexType, IfIndexFields,
+                 LtlList, LtlRelease, FloodUpdate, RspStatus, RspEntryCount, RspInfo, AllocEntryCount, AllocRspParm,
+                 HistoryCheck, HistoryEvent, ConsoleCheck, DebugPrint, ClientLog>;
 using Calls = std::vector<Call>;
 
 // A call as people read it: the function, and each argument by name.

@@ -4,9 +4,9 @@
 //     vell_deregister();
 //     EXPECT_CALLS(fake::Send{...});
 //
-// Untold, sends and appends succeed, no message has a payload, the TLV array is empty and both log gates are open. Every
-// function has its place in Platform, by its name; a new platform function is a record in calls.h, a place here and its
-// definition.
+// Untold, everything succeeds, no message has a payload, the TLV array is empty, replies have nothing in them and both
+// log gates are open. Every function has its place in Platform, by its name; a new platform function is a record in
+// calls.h, a place here and its definition.
 #pragma once
 
 #include "fake/behaviour.h"
@@ -14,8 +14,10 @@
 #include "fake/compare.h"
 
 #include <kyt.h>
+#include <nerb.h>
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -49,6 +51,27 @@ struct SentReference {
     bool released;
 };
 
+// What the interface library says of an interface. Untold, every index is a physical Ethernet port's, and its low byte
+// is the line card.
+struct Interfaces {
+    std::function<std::uint8_t(std::uint32_t)> type = [](std::uint32_t) { return std::uint8_t{26}; };
+    std::function<std::uint8_t(std::uint32_t)> line_card = [](std::uint32_t if_index) {
+        return static_cast<std::uint8_t>(if_index);
+    };
+};
+
+// What the parsing functions store, whatever they return; nothing of what is unset. Of the entries at most as many as
+// the call asks for.
+struct Reply {
+    std::optional<std::uint32_t> status;
+    std::optional<std::uint32_t> entry_count;
+    std::vector<nerb_rsp_info> entries;
+    std::optional<std::uint32_t> alloc_status;
+    std::optional<std::uint16_t> alloc_entry_count;
+    std::optional<std::uint32_t> parm_status;
+    std::optional<nerb_alloc_ltl_rsp_parm> parm;
+};
+
 struct Platform {
     Behaviour<std::int32_t> kyt_send{0};
     Hook kyt_drop;
@@ -60,6 +83,18 @@ struct Platform {
     Behaviour<std::uint32_t> size_get{0};
 
     Hook ipv6_addr_copy;
+    Behaviour<std::uint32_t> if_index_type{0};
+    Behaviour<std::uint32_t> if_index_fields{0};
+
+    Behaviour<std::uint32_t> ltl_alloc{0};
+    Behaviour<std::uint32_t> ltl_modify{0};
+    Behaviour<std::uint32_t> ltl_release{0};
+    Behaviour<std::uint32_t> flood_update{0};
+    Behaviour<std::uint32_t> rsp_status{0};
+    Behaviour<std::uint32_t> rsp_entry_count{0};
+    Behaviour<std::uint32_t> rsp_info{0};
+    Behaviour<std::uint32_t> alloc_entry_count{0};
+    Behaviour<std::uint32_t> alloc_rsp_parm{0};
 
     Behaviour<std::uint32_t> history_check{0};
     Behaviour<std::uint32_t> history_event{0};
@@ -73,6 +108,12 @@ struct Platform {
     // What an append stores as the new append state; nothing when unset.
     std::optional<AppendState> append_state;
 
+    Interfaces interfaces;
+    Reply reply;
+
+    // How many interface indexes an LTL request is taken to carry; as many as it says when unset.
+    std::optional<std::uint32_t> list_size;
+
     // Overwrites each log record once it is taken, as a platform may that thinks it owns it.
     bool scribbles_over_log_records = false;
 
@@ -80,8 +121,13 @@ struct Platform {
     Calls calls;
     std::vector<SentReference> sent;
 
-    // Where the last sent payload lay.
+    // Where the last sent payload lay, the LTL manager's included, and where the interface list of the last LTL
+    // request.
     const std::uint8_t *payload_address = nullptr;
+    const void *list_address = nullptr;
+
+    // Where the status of an allocation reply's number of entries went.
+    const std::uint32_t *status_address = nullptr;
 
     // The TLVs to find, which is the number to report, too.
     void holds_tlvs(std::vector<Tlv> found);

@@ -1,4 +1,4 @@
-// The address helpers of the fake platform.
+// The interface and address helpers of the fake platform.
 #include "fake/platform.h"
 
 #include <qarnutils.h>
@@ -6,6 +6,25 @@
 #include <cstring>
 
 extern "C" {
+
+uint32_t if_index_get_type(uint32_t if_index, uint8_t *type) {
+    const fake::InPlatform inside;
+    auto &platform = fake::platform();
+    platform.calls.push_back(fake::IfIndexType{if_index});
+    *type = platform.interfaces.type(if_index);
+    return platform.if_index_type.play();
+}
+
+// The port and the third field are nothing that the library looks at.
+uint32_t if_index_phy_eth_get_fields(uint32_t if_index, uint8_t *slot, uint8_t *port, uint32_t *third) {
+    const fake::InPlatform inside;
+    auto &platform = fake::platform();
+    platform.calls.push_back(fake::IfIndexFields{if_index});
+    *slot = platform.interfaces.line_card(if_index);
+    *port = 0x1f;
+    *third = 0x1d1c1b1a;
+    return platform.if_index_fields.play();
+}
 
 void ipv6_addr_copy(const void *from, void *to) {
     const fake::InPlatform inside;
