@@ -8,8 +8,9 @@
  * CONVENTIONS
  *
  * Results: a function that sends or registers returns 1 when it did and 0 when it did not; there are no error codes. 0
- * from a send leaves the client registered. What a failure logs is said with each function; where nothing is said,
- * nothing is logged.
+ * from a send leaves the client registered. The three functions that compute a flood set's delta without sending it
+ * return 0 when they did, and otherwise the status of the platform's function that failed. What a failure logs is said
+ * with each function; where nothing is said, nothing is logged.
  *
  * Threads: the library starts none and locks nothing. Its state, this header's exported variables included, is the
  * process's; call it from one thread at a time. Every function runs to its end in the caller's thread, and sends at
@@ -23,8 +24,9 @@
  * go out as they are, so clear the bytes of a record before filling it, the head of its TLV array included: of a route
  * without lists nobody else writes that head.
  *
- * Ownership: buffers stay the caller's. Nothing is allocated, and no pointer is kept after a call returns; only the
- * append position below is kept, as a number.
+ * Ownership: buffers stay the caller's. No pointer is kept after a call returns; only the append position below is
+ * kept, as a number. Nothing is allocated but where a function's comment says so, with the C library's allocator; what
+ * is allocated is released before the call returns, whatever comes of it, unless it is the call's result.
  *
  * Checks: only what a function's comment says is checked. A null record, a list that outgrows vell_mrib_buf, or a
  * message that is shorter than its records are the caller's to avoid: they are passed through unchecked on purpose.
@@ -618,6 +620,130 @@ VELL_API int vell_send_zeb_vlans_disable(uint32_t queue, void *buffer);
  * reference; after a success it is the caller's, to release with kyt_drop on the same queue. Logs error 281.
  */
 VELL_API int vell_send_zeb_route_update(uint32_t queue, const void *buffer, struct kyt_msg_ref *reply);
+
+/* ------------------------------------------------------------------------------------------------------------------
+ * Flood sets
+ *
+ * The LTL manager floods a VLAN's frames to a set of outgoing interfaces. It is told what changed: for each VLAN, the
+ * interfaces that were added and removed, and the line cards that the VLAN now floods to. The caller describes its
+ * VLANs twice, as they were and as they are, in layer-2 messages of one vell_l2_vlan_record a VLAN, in host byte order.
+ * Of those the library reads the records' `vlan` and `count` and the entries' VELL_L2_OIF_SVI flag and
+ * `value.if_index`, and nothing else: neither the message's header nor the types of records and entries. It sorts the
+ * entries of each record by interface index, where they lie.
+ * ------------------------------------------------------------------------------------------------------------------ */
+
+/* One change of a flood set. */
+enum vell_flood_operation { vell_flood_added = 1, vell_flood_removed = 2 };
+typedef struct VELL_RECORD vell_flood_update {
+    uint32_t if_index;
+    uint32_t operation; /* of enum vell_flood_operation */
+} vell_flood_update;
+
+/* What changed for one VLAN: this head, and `update_count` updates directly behind it. */
+typedef struct VELL_RECORD vell_flood_delta {
+    uint32_t vlan;
+    uint8_t reserved1[8]; /* 0 */
+    uint32_t flc_bitmask; /* bit n: the VLAN floods to a physical Ethernet port on line card n */
+    uint8_t reserved2[4]; /* 0 */
+    uint32_t update_count;
+} vell_flood_delta;
+
+/* The request to the LTL manager: this head, and `vlan_count` deltas with their updates back to back behind it. */
+typedef struct VELL_RECORD vell_flood_payload {
+    uint32_t vlan_count;
+} vell_flood_payload;
+
+/*
+ * vell_oif_comp compares two vell_l2_oif by their interface index, unsigned, for qsort: 1 when the first is greater, -1
+ * when it is smaller, 0 when they are equal. Logs nothing.
+ */
+VELL_API int vell_oif_comp(const void *first, const void *second);
+
+/*
+ * vell_set_flc_bitmask sets the bit of the line card that the interface is on, modulo 32, in `flc_bitmask`, which may
+ * lie at any address. Other bits stay. An interface that is no physical Ethernet port sets no bit.
+ *
+ * Returns 0, for such an interface too. Otherwise it returns the status of the interface library's function that
+ * failed, and leaves the bitmask alone: if_index_get_type (error 1055) or if_index_phy_eth_get_fields (error 1063).
+ * Needs no client.
+ */
+VELL_API uint32_t vell_set_flc_bitmask(uint32_t *flc_bitmask, uint32_t if_index);
+
+/*
+ * vell_find_oiflist_delta computes what changed for one VLAN, from its entries as they were and as they are, into
+ * `delta`. It sorts both arrays and merges them: of an interface in both, nothing is written; of one in the new array
+ * alone, that it was added; of one in the old array alone, that it was removed. Kept and added interfaces have their
+ * line card set in the bitmask, as by vell_set_flc_bitmask; the bitmask is never cleared. The updates are in ascending
+ * order of interface index.
+ *
+ * An entry of the new array with the SVI flag is passed over (trace 1121), so that an SVI in both arrays is reported as
+ * removed. But once all old entries are used up, the rest of the new ones are added without a look at the flag. Of
+ * entries with equal indexes, each matches one.
+ *
+ * The room behind `delta` is the caller's to provide: for `old_count` + `new_count` updates at most. Of the head only
+ * the bitmask and `update_count` are written. With both counts 0 nothing is written at all (trace 1109), and 0
+ * returned; the arrays are not looked at. An array with a count of 0 may be null; no other pointer may.
+ *
+ * Returns 0, having traced the bitmask (1201) and the updates (1202, and 1206 for each). When an interface's line card
+ * cannot be found, it returns the status of vell_set_flc_bitmask at once, having logged an error of its own as well:
+ * 1134 for a kept interface, 1158 for an added one, 1175 for an added one behind all old entries. Then bits and updates
+ * that were written stay, but `update_count` is not written, and the arrays are sorted. Needs no client.
+ */
+VELL_API int32_t vell_find_oiflist_delta(vell_l2_oif *old_entries, uint32_t old_count, vell_l2_oif *new_entries,
+                                         uint32_t new_count, vell_flood_delta *delta);
+
+/*
+ * vell_build_nerb_flood_ltl_pyld fills `payload` from two messages of `vlan_count` records each, for the same VLANs in
+ * the same order; that they are is not checked, and the VLAN ids are those of the old message. The payload must be all
+ * zeros, and have room for its head and for each VLAN a delta of as many updates as it has old and new entries.
+ *
+ * Returns 0, or at once what vell_find_oiflist_delta returned, whose logs are all there are but trace 1244 for each
+ * VLAN. Needs no client.
+ */
+VELL_API int32_t vell_build_nerb_flood_ltl_pyld(void *old_buffer, void *new_buffer, uint16_t vlan_count,
+                                                vell_flood_payload *payload);
+
+/*
+ * vell_send_l2_mc_update_flood_ltl tells the LTL manager in one request how the flood sets of a batch of VLANs changed.
+ * The two messages must have records for the same VLANs in the same order. `old_length` and `new_length` are not read,
+ * nor checked against the records. `context` goes to the manager's client library as it is, and must not be null. The
+ * request is allocated, and released before the call returns.
+ *
+ * Needs a queue, not an id. Returns 1 when the manager's client library took the request; the manager's answer comes
+ * later, for vell_handle_l2_mc_update_flood_ltl_resp. Returns 0 when a pointer is null (error 1295), when the counts
+ * differ (1300), without a queue (1310), when the VLANs of a record differ (1332), when there is no memory (1352), when
+ * a delta could not be computed (1361), and when the request was refused (1368). Up to error 1352 the messages are
+ * untouched; on error 1361 they are sorted up to the VLAN that failed. Traces: the number of VLANs (1304), once counts
+ * are found equal, and those of vell_build_nerb_flood_ltl_pyld.
+ */
+VELL_API uint32_t vell_send_l2_mc_update_flood_ltl(void *old_buffer, uint32_t old_length, uint16_t old_count,
+                                                   void *new_buffer, uint32_t new_length, uint16_t new_count,
+                                                   void *context);
+
+/*
+ * What came of a flood update for one VLAN: a record of a layer-2 message that is in network byte order already. The
+ * message's header has the number of these, and 1 as its flags when the manager reported overall success, 0 otherwise.
+ * Everything else of header and records is 0.
+ */
+#define VELL_FLOOD_ACKNOWLEDGED 0x01
+typedef struct VELL_RECORD vell_flood_result {
+    uint8_t type;  /* 0 */
+    uint8_t flags; /* VELL_FLOOD_ACKNOWLEDGED */
+    uint8_t reserved1[22];
+    uint32_t vlan; /* in network order */
+    uint8_t reserved2[52];
+} vell_flood_result;
+
+/*
+ * vell_handle_l2_mc_update_flood_ltl_resp reads the manager's answer to a flood update, `rsp` as the caller received
+ * it, which stays the caller's. On success `result` receives a vell_l2_message with one vell_flood_result a VLAN,
+ * allocated here; the caller releases it with free.
+ *
+ * Returns 1 when the result was built, also when VLANs were refused; each of those logs error 1454. Returns 0, and null
+ * in `result`, when the answer cannot be read (errors 1404, 1411, 1418), when it has no entry or more than 4095 (error
+ * 1411), and when there is no memory (error 1428). Takes 64 KiB of stack. Needs no client.
+ */
+VELL_API uint32_t vell_handle_l2_mc_update_flood_ltl_resp(const void *rsp, uint8_t **result);
 
 #ifdef __cplusplus
 }

@@ -141,7 +141,40 @@ TEST(RecordLayout, OverlayMessage) {
     EXPECT_FIELD(vell_zeb_message, length, 2, 2);
 }
 
+TEST(RecordLayout, FloodUpdate) {
+    EXPECT_EQ(sizeof(vell_flood_update), 8u);
+    EXPECT_EQ(alignof(vell_flood_update), 1u);
+    EXPECT_FIELD(vell_flood_update, if_index, 0, 4);
+    EXPECT_FIELD(vell_flood_update, operation, 4, 4);
+
+    EXPECT_EQ(sizeof(vell_flood_delta), 24u);
+    EXPECT_EQ(alignof(vell_flood_delta), 1u);
+    EXPECT_FIELD(vell_flood_delta, vlan, 0, 4);
+    EXPECT_FIELD(vell_flood_delta, reserved1, 4, 8);
+    EXPECT_FIELD(vell_flood_delta, flc_bitmask, 12, 4);
+    EXPECT_FIELD(vell_flood_delta, reserved2, 16, 4);
+    EXPECT_FIELD(vell_flood_delta, update_count, 20, 4);
+
+    EXPECT_EQ(sizeof(vell_flood_payload), 4u);
+    EXPECT_EQ(alignof(vell_flood_payload), 1u);
+    EXPECT_FIELD(vell_flood_payload, vlan_count, 0, 4);
+}
+
+TEST(RecordLayout, FloodResult) {
+    EXPECT_EQ(sizeof(vell_flood_result), 80u);
+    EXPECT_EQ(alignof(vell_flood_result), 1u);
+    EXPECT_FIELD(vell_flood_result, type, 0, 1);
+    EXPECT_FIELD(vell_flood_result, flags, 1, 1);
+    EXPECT_FIELD(vell_flood_result, reserved1, 2, 22);
+    EXPECT_FIELD(vell_flood_result, vlan, 24, 4);
+    EXPECT_FIELD(vell_flood_result, reserved2, 28, 52);
+}
+
 TEST(RecordLayout, NamedValues) {
+    EXPECT_EQ(vell_flood_added, 1);
+    EXPECT_EQ(vell_flood_removed, 2);
+    EXPECT_EQ(VELL_FLOOD_ACKNOWLEDGED, 1);
+
     EXPECT_EQ(vell_l2_begin_marker, 1);
     EXPECT_EQ(vell_l2_end_marker, 2);
     EXPECT_EQ(vell_l2_address_mac, 2);

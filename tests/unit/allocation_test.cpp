@@ -1,4 +1,4 @@
-// No operation allocates memory, whether it succeeds, is refused or fails.
+// No operation allocates memory, whether it succeeds, is refused or fails, but those whose purpose it is.
 #include "allocation_counter.h"
 #include "client/log.h"
 #include "library_test.h"
@@ -133,6 +133,28 @@ protected:
         });
     }
 
+    void run_deltas_and_ltl_indexes() {
+        expect_no_allocation("a flood set's delta", [this] {
+            vell_l2_oif was[3] = {}, is[3] = {};
+            was[0].value.if_index = 9;
+            is[0].value.if_index = 8;
+            is[1].flags = VELL_L2_OIF_SVI;
+            vell_find_oiflist_delta(was, 3, is, 3, reinterpret_cast<vell_flood_delta *>(message_));
+            vell_find_oiflist_delta(was, 0, is, 0, nullptr);
+            std::uint32_t mask = 0;
+            vell_set_flc_bitmask(&mask, 3);
+            vell_oif_comp(was, is);
+        });
+        expect_no_allocation("a flood update that is not built", [this] {
+            vell_send_l2_mc_update_flood_ltl(message_, 0, 1, message_, 0, 2, message_);
+            vell_send_l2_mc_update_flood_ltl(nullptr, 0, 1, message_, 0, 1, message_);
+        });
+        expect_no_allocation("answers of the LTL manager", [this] {
+            std::uint8_t *message = nullptr;
+            vell_handle_l2_mc_update_flood_ltl_resp(message_, &message);
+        });
+    }
+
     void run_everything() {
         platform().callers_reference = &reference_;
         platform().holds_tlvs({{.type = 0, .length = 4, .value = {1, 0, 0, 0}}});
@@ -141,6 +163,7 @@ protected:
         run_fields();
         run_lists();
         run_updates();
+        run_deltas_and_ltl_indexes();
     }
 
     vell_mrib_route *route() {

@@ -1,0 +1,165 @@
+// The payload of a flood update: as its builder fills it, from any address, and of batches of any size.
+#include "flood_batch.h"
+#include "l2_message.h"
+
+namespace {
+
+using fake::platform;
+using Sizes = std::vector<std::size_t>;
+
+class FloodPayloadTest : public FloodRequestTest {
+protected:
+    std::int32_t build(std::uint8_t *was, std::uint8_t *is, std::uint16_t count, std::uint8_t *payload) {
+        return vell_build_nerb_flood_ltl_pyld(was, is, count, reinterpret_cast<vell_flood_payload *>(payload));
+    }
+};
+
+TEST_F(FloodPayloadTest, IsBuiltAtAnyAddress) {
+    const auto was = message_of({{0x11121314, {{5}, {4}}}, {7, {{9}}}});
+    const auto is = message_of({{0x11121314, {{6}, {5}}}, {7, {{9}}}});
+    const auto payload = hex("02000000"
+                             "14131211 0000000000000000 60000000 00000000 02000000"
+                             "04000000 02000000 06000000 01000000"
+                             "07000000 0000000000000000 00020000 00000000 00000000");
+    for (const auto side : {GuardedBuffer::Side::front, GuardedBuffer::Side::back}) {
+        for (const std::size_t distance : {0U, 1U, 2U, 3U}) {
+            SCOPED_TRACE(distance);
+            GuardedBuffer old_message(was, side, distance);
+            GuardedBuffer new_message(is, side, (distance + 1) % 4);
+            GuardedBuffer built(Bytes(payload.size()), side, (distance + 2) % 4);
+            EXPECT_EQ(build(old_message.data(), new_message.data(), 2, built.data()), 0);
+            EXPECT_CALLS(delta_begun(0x11121314), looked_up(5), looked_up(6), delta_traced("0x60", {{4, 2}, {6, 1}}),
+                         delta_begun(7), looked_up(9), delta_traced("0x200", {}));
+            EXPECT_EQ(built.content(), payload);
+            EXPECT_EQ(old_message.content(), message_of({{0x11121314, {{4}, {5}}}, {7, {{9}}}}));
+            EXPECT_EQ(new_message.content(), message_of({{0x11121314, {{5}, {6}}}, {7, {{9}}}}));
+            EXPECT_TRUE(old_message.surroundings_untouched() && new_message.surroundings_untouched() &&
+                        built.surroundings_untouched());
+        }
+    }
+}
+
+TEST_F(FloodPayloadTest, OfNoVlansIsACountOf0) {
+    auto message = message_of({});
+    auto payload = hex("c1c2c3c4c5c6c7c8");
+    EXPECT_EQ(build(message.data(), message.data(), 0, payload.data()), 0);
+    EXPECT_NO_CALLS();
+    EXPECT_EQ(payload, hex("00000000c5c6c7c8"));
+}
+
+TEST_F(FloodPayloadTest, TakesTheVlansOfTheOldMessage) {
+    auto was = message_of({{10, {{1}}}});
+    auto is = message_of({{11, {{1}}}});
+    auto payload = Bytes(28);
+    EXPECT_EQ(build(was.data(), is.data(), 1, payload.data()), 0);
+    EXPECT_CALLS(delta_begun(10), looked_up(1), delta_traced("0x2", {}));
+    EXPECT_EQ(payload, hex("01000000 0a000000 0000000000000000 02000000 00000000 00000000"));
+}
+
+TEST_F(FloodPayloadTest, OfAVlanWithoutInterfacesIsSteppedOverByTheCountThatWasThere) {
+    auto message = message_of({{10, {}}, {20, {}}});
+    auto payload = patched(Bytes(60), 24, hex("01000000"));
+    EXPECT_EQ(build(message.data(), message.data(), 2, payload.data()), 0);
+    EXPECT_CALLS(delta_begun(10), nothing_there(), delta_begun(20), nothing_there());
+    EXPECT_EQ(payload, hex("02000000"
+                           "0a000000 0000000000000000 00000000 00000000 01000000 0000000000000000"
+                           "14000000 0000000000000000 00000000 00000000 00000000"));
+}
+
+TEST_F(FloodPayloadTest, ReturnsTheStatusOfTheLookupThatFailed) {
+    for (const auto status : failures) {
+        SCOPED_TRACE(status);
+        fake::reset_platform();
+        platform().if_index_type.returns_at(2, status);
+        auto was = message_of({{10, {{1}}}, {20, {{2}}}, {30, {{3}}}});
+        auto is = was;
+        auto payload = Bytes(76);
+        EXPECT_EQ(build(was.data(), is.data(), 3, payload.data()), static_cast<std::int32_t>(status));
+        EXPECT_CALLS(
+            delta_begun(10), looked_up(1), delta_traced("0x2", {}), delta_begun(20), fake::IfIndexType{2},
+            error_logged("vell_set_flc_bitmask", 1055, "Failed to get if_index type for 0x%x, status 0x%x\n",
+                         "Failed to get if_index type for 0x2, status " + hex_text(status) + "\n"),
+            error_logged("vell_find_oiflist_delta", 1134, "Set LC bitmask failed\n", "Set LC bitmask failed\n"));
+        EXPECT_EQ(payload,
+                  zero_padded(hex("03000000 0a000000 0000000000000000 02000000 00000000 00000000 14000000"), 76));
+    }
+}
+
+TEST_F(FloodPayloadTest, NeedsNoClient) {
+    set_client_state({.id = 0, .queue = 0, .uuid = client.uuid});
+    auto message = message_of({{10, {}}});
+    auto payload = Bytes(28);
+    EXPECT_EQ(build(message.data(), message.data(), 1, payload.data()), 0);
+    EXPECT_CALLS(delta_begun(10), nothing_there());
+}
+
+// What is traced is the other tests' affair.
+class BigBatchTest : public FloodRequestTest {
+protected:
+    BigBatchTest() {
+        platform().history_check.returns(1);
+        platform().console_check.returns(0);
+    }
+
+    static Bytes sent_payload() {
+        Bytes payload;
+        unsigned requests = 0;
+        for (const auto &call : fake::take_calls()) {
+            if (const auto *update = std::get_if<fake::FloodUpdate>(&call)) {
+                payload = update->payload;
+                ++requests;
+            }
+        }
+        EXPECT_EQ(requests, 1U);
+        return payload;
+    }
+};
+
+// VLAN i loses interface i and gains interface i + 1, both on its own line card and next to it; one VLAN in four has
+// none.
+TEST_F(BigBatchTest, FourThousandVlansGoOutAsOneRequest) {
+    constexpr std::uint32_t vlans = 4000;
+    Vlans was, is;
+    Bytes expected = word(vlans);
+    for (std::uint32_t i = 0; i < vlans; ++i) {
+        const bool empty = i % 4 == 3;
+        was.push_back({i + 1, empty ? Oifs{} : Oifs{{0x2000}, {i}}});
+        is.push_back({i + 1, empty ? Oifs{} : Oifs{{i + 1}, {0x2000}}});
+        const std::uint32_t mask = empty ? 0 : 1U | 1U << (i + 1) % 256 % 32;
+        expected = joined(joined(joined(std::move(expected), word(i + 1)), Bytes(8)), word(mask));
+        expected = joined(joined(std::move(expected), Bytes(4)), word(empty ? 0 : 2));
+        if (!empty)
+            expected = joined(std::move(expected), bytes_of(Updates{{i, 2}, {i + 1, 1}}));
+    }
+    EXPECT_EQ(send(was, is), 1U);
+    EXPECT_EQ(sent_payload(), expected);
+    EXPECT_EQ(allocations_.take_sizes(), Sizes{4 + 24 * vlans + 8 * 3000 * 4});
+}
+
+TEST_F(BigBatchTest, AsManyVlansAsCanBeCountedGoOut) {
+    constexpr std::uint32_t vlans = 65535;
+    Bytes message(8 + 80 * vlans);
+    Bytes expected = joined(word(vlans), Bytes(24 * vlans));
+    for (std::uint32_t i = 0; i < vlans; ++i) {
+        message = patched(std::move(message), 8 + 80 * i + 24, word(i));
+        expected = patched(std::move(expected), 4 + 24 * i, word(i));
+    }
+    auto other = message;
+    EXPECT_EQ(send(message.data(), vlans, other.data(), vlans), 1U);
+    EXPECT_EQ(sent_payload(), expected);
+    EXPECT_EQ(allocations_.take_sizes(), Sizes{4 + 24 * vlans});
+}
+
+// More entries than a C library sorts without memory of its own.
+TEST_F(BigBatchTest, AVlanOfManyInterfacesIsSorted) {
+    constexpr std::uint32_t interfaces = 5000;
+    Oifs backward(interfaces), forward(interfaces);
+    for (std::uint32_t i = 0; i < interfaces; ++i)
+        backward[interfaces - 1 - i] = forward[i] = {0x1000 + i};
+    EXPECT_EQ(send({{10, backward}}, {{10, forward}}), 1U);
+    EXPECT_EQ(sent_payload(), hex("01000000 0a000000 0000000000000000 ffffffff 00000000 00000000"));
+    EXPECT_EQ(was_, message_of({{10, forward}}));
+    EXPECT_EQ(is_, message_of({{10, forward}}));
+}
+
+} // namespace
