@@ -745,6 +745,100 @@ typedef struct VELL_RECORD vell_flood_result {
  */
 VELL_API uint32_t vell_handle_l2_mc_update_flood_ltl_resp(const void *rsp, uint8_t **result);
 
+/* ------------------------------------------------------------------------------------------------------------------
+ * Multicast LTL indexes
+ *
+ * An LTL index stands for a set of outgoing interfaces in the hardware. The LTL manager owns them; here one is asked
+ * for, its interfaces are changed, or it is given back. What the keys, the cookie and the results mean is the manager's
+ * business. Nothing needs a client: requests go out from the queue that is held, 0 included.
+ * ------------------------------------------------------------------------------------------------------------------ */
+
+/* One multicast LTL index of a request. */
+typedef struct VELL_RECORD vell_ltl_entry {
+    uint32_t key1;
+    uint32_t key2;
+    uint32_t reserved1;      /* 0 */
+    uint16_t if_index_count; /* the low 16 bits of the caller's count */
+    uint16_t reserved2;      /* 0 */
+    uint32_t *if_indexes;    /* the library's copy of the caller's list; dangling once the request was sent */
+    uint32_t reserved3;      /* 0 */
+} vell_ltl_entry;
+
+/* A request for LTL indexes, up to its entries. */
+typedef struct VELL_RECORD vell_ltl_payload {
+    uint16_t count;
+} vell_ltl_payload;
+
+/* A request to give an LTL index back. */
+typedef struct VELL_RECORD vell_ltl_release {
+    uint32_t key1;
+    uint32_t key2;
+    uint32_t reserved; /* 0 */
+} vell_ltl_release;
+
+/*
+ * The last requests, as they were last built: all 0 at first, and not cleared when a request was sent or failed. When
+ * the copy of an interface list could not be allocated, the entry's pointer is null and `ltl_payload.count` as before.
+ * They are there to look at: what a client writes here is overwritten by the next request, but for ltl_dealloc's third
+ * word.
+ *
+ * ltl_payload is the count alone. Its one vell_ltl_entry lies directly behind it in the library, and can be found there
+ * by clients that are position independent; an executable at a fixed address has a copy of the count and nothing behind
+ * it.
+ */
+VELL_API extern vell_ltl_payload ltl_payload;
+VELL_API extern vell_ltl_release ltl_dealloc;
+
+/*
+ * vell_nerb_l2_ltl_alloc asks for an LTL index for the interfaces in `if_indexes`, `count` of them, at any address and
+ * only read. Their copy is allocated, and released before the call returns; its bytes are 4 `count` modulo 2^32. The
+ * list may be null when the count is 0.
+ *
+ * Returns 1 when the manager's client library took the request. Returns 0 when there is no memory (errors 1484, of
+ * vell_nerb_build_mcast_ltl_info, and 1512), and when the request was refused (error 1523).
+ */
+VELL_API int vell_nerb_l2_ltl_alloc(uint32_t key1, uint32_t count, const uint32_t *if_indexes, uint32_t key2,
+                                    uint32_t cookie);
+
+/*
+ * vell_nerb_l2_ltl_modify asks to change the interfaces of an LTL index, and is like vell_nerb_l2_ltl_alloc otherwise.
+ * Its errors are 1484 and 1576 without memory, and 1587, which speaks of an "alloc", when the request was refused.
+ */
+VELL_API int vell_nerb_l2_ltl_modify(uint32_t key1, uint32_t count, const uint32_t *if_indexes, uint32_t key2,
+                                     uint32_t cookie);
+
+/*
+ * vell_nerb_l2_ltl_dealloc gives an LTL index back. Returns 1 when the manager's client library took the request, and 0
+ * when it refused (error 1551).
+ */
+VELL_API int vell_nerb_l2_ltl_dealloc(uint32_t key1, uint32_t key2, uint32_t cookie);
+
+/*
+ * vell_nerb_build_mcast_ltl_info fills `entry` for a list of interfaces, as vell_nerb_l2_ltl_alloc does. The copy of
+ * the list is allocated, and the caller's to release with free.
+ *
+ * Returns 1, or 0 when there is no memory (error 1484): then the entry is filled all the same, with a null list.
+ */
+VELL_API int vell_nerb_build_mcast_ltl_info(uint32_t key1, uint32_t count, const uint32_t *if_indexes, uint32_t key2,
+                                            vell_ltl_entry *entry);
+
+/*
+ * vell_nerb_handle_l2_response reads a general answer of the manager, `rsp` as the caller received it, which stays the
+ * caller's. The two result words may go to any address.
+ *
+ * Returns 1 when the answer reports success, overall and for its one entry, whose result words are stored then. Returns
+ * 0 when it does not, when it cannot be read, and when it has another number of entries than one: the status (error
+ * 1654), the number of entries (1662) and the entry (1669) are looked at in this order. Then nothing is stored.
+ */
+VELL_API int vell_nerb_handle_l2_response(const void *rsp, uint32_t *result1, uint32_t *result2);
+
+/*
+ * vell_nerb_handle_l2_alloc_response reads the answer to vell_nerb_l2_ltl_alloc, and is like
+ * vell_nerb_handle_l2_response otherwise. Its errors are 1616 for the status and the number of entries, and 1623 for
+ * the entry.
+ */
+VELL_API int vell_nerb_handle_l2_alloc_response(const void *rsp, uint32_t *result1, uint32_t *result2);
+
 #ifdef __cplusplus
 }
 #endif

@@ -77,7 +77,7 @@ void read_symbols(const image &file, shared_object &object) {
     const auto versions = needed_versions(file);
     for (std::uint32_t i = 1; i < table->sh_size / sizeof(Elf32_Sym); ++i) {
         const auto entry = file.at<Elf32_Sym>(table->sh_offset + i * sizeof(Elf32_Sym));
-        symbol found = {ELF32_ST_TYPE(entry.st_info) == STT_FUNC, entry.st_size, {}};
+        symbol found = {ELF32_ST_TYPE(entry.st_info) == STT_FUNC, entry.st_value, entry.st_size, {}};
         const bool undefined = entry.st_shndx == SHN_UNDEF;
         if (undefined && version_table != nullptr) {
             const auto index = file.at<std::uint16_t>(version_table->sh_offset + i * sizeof(std::uint16_t));

@@ -11,6 +11,7 @@ namespace elf32 {
 
 struct symbol {
     bool function = false;
+    std::uint32_t address = 0;
     std::uint32_t size = 0;
     std::string version; // of an undefined symbol, such as GLIBC_2.0; empty when it has none
 };

@@ -170,6 +170,28 @@ TEST(RecordLayout, FloodResult) {
     EXPECT_FIELD(vell_flood_result, reserved2, 28, 52);
 }
 
+TEST(RecordLayout, LtlRequests) {
+    EXPECT_EQ(sizeof(vell_ltl_entry), 24u);
+    EXPECT_EQ(alignof(vell_ltl_entry), 1u);
+    EXPECT_FIELD(vell_ltl_entry, key1, 0, 4);
+    EXPECT_FIELD(vell_ltl_entry, key2, 4, 4);
+    EXPECT_FIELD(vell_ltl_entry, reserved1, 8, 4);
+    EXPECT_FIELD(vell_ltl_entry, if_index_count, 12, 2);
+    EXPECT_FIELD(vell_ltl_entry, reserved2, 14, 2);
+    EXPECT_FIELD(vell_ltl_entry, if_indexes, 16, 4);
+    EXPECT_FIELD(vell_ltl_entry, reserved3, 20, 4);
+
+    EXPECT_EQ(sizeof(vell_ltl_payload), 2u);
+    EXPECT_EQ(alignof(vell_ltl_payload), 1u);
+    EXPECT_FIELD(vell_ltl_payload, count, 0, 2);
+
+    EXPECT_EQ(sizeof(vell_ltl_release), 12u);
+    EXPECT_EQ(alignof(vell_ltl_release), 1u);
+    EXPECT_FIELD(vell_ltl_release, key1, 0, 4);
+    EXPECT_FIELD(vell_ltl_release, key2, 4, 4);
+    EXPECT_FIELD(vell_ltl_release, reserved, 8, 4);
+}
+
 TEST(RecordLayout, NamedValues) {
     EXPECT_EQ(vell_flood_added, 1);
     EXPECT_EQ(vell_flood_removed, 2);

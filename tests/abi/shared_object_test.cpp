@@ -71,6 +71,8 @@ TEST(SharedObject, ExportedVariablesHaveTheSizesOfTheHeader) {
         {"glt_oifs", sizeof(glt_oifs)},
         {"p_current_tlv_addr", sizeof(p_current_tlv_addr)},
         {"current_tlv_size", sizeof(current_tlv_size)},
+        {"ltl_payload", sizeof(ltl_payload)},
+        {"ltl_dealloc", sizeof(ltl_dealloc)},
     };
     std::set<std::string> sized;
     for (const auto &[name, size] : sizes) {
@@ -80,6 +82,21 @@ TEST(SharedObject, ExportedVariablesHaveTheSizesOfTheHeader) {
     }
     EXPECT_EQ(sized, header().variables) << "a variable of the header is missing in this test";
     EXPECT_EQ(sizes.at("vell_mrib_buf"), 120832u);
+}
+
+TEST(SharedObject, TheLtlRequestsHaveTheirOldSizes) {
+    EXPECT_EQ(library().exported.at("ltl_payload").size, 2u);
+    EXPECT_EQ(library().exported.at("ltl_dealloc").size, 12u);
+}
+
+// No variable that a client could name lies in the room for the entry behind the count.
+TEST(SharedObject, TheRoomBehindLtlPayloadIsNoOtherVariables) {
+    const auto &payload = library().exported.at("ltl_payload");
+    for (const auto &[name, symbol] : library().exported) {
+        if (name == "ltl_payload")
+            continue;
+        EXPECT_TRUE(symbol.address + symbol.size <= payload.address || symbol.address >= payload.address + 26) << name;
+    }
 }
 
 TEST(SharedObject, NeedsTheCLibraryAlone) {
@@ -94,8 +111,8 @@ TEST(SharedObject, LeavesThePlatformsSymbolsAndTheCLibrarysUndefinedAndNoOthers)
     declarations platform;
     for (const char *path : {VELL_PLATFORM_PREPROCESSED})
         platform.merge(read_declarations(path, false));
-    const std::set<std::string> c_library = {"calloc", "free",   "memcpy",  "memmove",         "memset",
-                                             "qsort",  "strlen", "strncpy", "__stack_chk_fail"};
+    const std::set<std::string> c_library = {"calloc", "free",  "malloc", "memcpy",  "memmove",
+                                             "memset", "qsort", "strlen", "strncpy", "__stack_chk_fail"};
     std::vector<std::string> others;
     for (const auto &[name, symbol] : library().undefined) {
         const bool is_c_library = c_library.contains(name) && symbol.version.starts_with("GLIBC_");

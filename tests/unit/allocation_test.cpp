@@ -150,9 +150,13 @@ protected:
             vell_send_l2_mc_update_flood_ltl(nullptr, 0, 1, message_, 0, 1, message_);
         });
         expect_no_allocation("answers of the LTL manager", [this] {
+            std::uint32_t results[2];
             std::uint8_t *message = nullptr;
+            vell_nerb_handle_l2_response(message_, &results[0], &results[1]);
+            vell_nerb_handle_l2_alloc_response(message_, &results[0], &results[1]);
             vell_handle_l2_mc_update_flood_ltl_resp(message_, &message);
         });
+        expect_no_allocation("vell_nerb_l2_ltl_dealloc", [] { vell_nerb_l2_ltl_dealloc(1, 2, 3); });
     }
 
     void run_everything() {
