@@ -53,6 +53,20 @@ TEST_F(FloodUpdateTest, SortsTheEntriesAndWritesNothingElse) {
     EXPECT_EQ(is_, message_of({{10, {{2}, {3}}}, {20, {}}}));
 }
 
+TEST_F(FloodUpdateTest, MakesRoomForTheEntriesOfBothMessages) {
+    const Updates updates = {{3, 1}, {4, 1}, {5, 1}};
+    EXPECT_EQ(send({{10, {}}}, {{10, {{3}, {4}, {5}}}}), 1U);
+    EXPECT_CALLS(counted(1), delta_begun(10), looked_up(3), looked_up(4), looked_up(5), delta_traced("0x38", updates),
+                 update_sent(hex("01000000"
+                                 "0a000000 0000000000000000 38000000 00000000 03000000"
+                                 "03000000 01000000 04000000 01000000 05000000 01000000")));
+    EXPECT_EQ(allocations_.take_sizes(), Sizes{4 + 24 + 8 * 3});
+
+    EXPECT_EQ(send({{10, {{3}, {4}, {5}}}}, {{10, {{4}}}}), 1U);
+    fake::take_calls();
+    EXPECT_EQ(allocations_.take_sizes(), Sizes{4 + 24 + 8 * 4});
+}
+
 TEST_F(FloodUpdateTest, NoVlansAreACountOf0) {
     EXPECT_EQ(send({}, {}), 1U);
     EXPECT_CALLS(counted(0), update_sent(hex("00000000")));

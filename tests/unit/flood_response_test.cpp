@@ -148,6 +148,16 @@ TEST_F(FloodResponseTest, NoVlanOrMoreThan4095AreError1411) {
     }
 }
 
+TEST_F(FloodResponseTest, AStatusThatIsNotStoredIs0) {
+    answer(9, {{{100, 0, 0, 0}}});
+    EXPECT_EQ(handle(), 1U);
+    fake::take_calls();
+    platform().reply.status.reset();
+    EXPECT_EQ(handle(), 1U);
+    EXPECT_CALLS(parsed(1));
+    EXPECT_EQ(part(result(88), 0, 8), hex("0000 0001 0000 0001"));
+}
+
 TEST_F(FloodResponseTest, ACountThatIsNotStoredIs0) {
     platform().reply.entry_count.reset();
     EXPECT_EQ(handle(), 0U);
