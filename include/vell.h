@@ -24,9 +24,10 @@
  * go out as they are, so clear the bytes of a record before filling it, the head of its TLV array included: of a route
  * without lists nobody else writes that head.
  *
- * Ownership: buffers stay the caller's. No pointer is kept after a call returns; only the append position below is
- * kept, as a number. Nothing is allocated but where a function's comment says so, with the C library's allocator; what
- * is allocated is released before the call returns, whatever comes of it, unless it is the call's result.
+ * Ownership: buffers stay the caller's. No pointer is kept after a call returns; only the append position below and the
+ * last LTL requests are kept, as numbers. Nothing is allocated but where a function's comment says so, with the C
+ * library's allocator; what is allocated is released before the call returns, whatever comes of it, unless it is the
+ * call's result.
  *
  * Checks: only what a function's comment says is checked. A null record, a list that outgrows vell_mrib_buf, or a
  * message that is shorter than its records are the caller's to avoid: they are passed through unchecked on purpose.
@@ -677,12 +678,14 @@ VELL_API uint32_t vell_set_flc_bitmask(uint32_t *flc_bitmask, uint32_t if_index)
  * order of interface index.
  *
  * An entry of the new array with the SVI flag is passed over (trace 1121), so that an SVI in both arrays is reported as
- * removed. But once all old entries are used up, the rest of the new ones are added without a look at the flag. Of
- * entries with equal indexes, each matches one.
+ * removed. But once the last old entry is matched or passed, the rest of the new ones are added without a look at the
+ * flag; where there are no old entries at all, those from the first one without the flag on. Of entries with equal
+ * indexes, each matches one; which comes first is not defined.
  *
  * The room behind `delta` is the caller's to provide: for `old_count` + `new_count` updates at most. Of the head only
  * the bitmask and `update_count` are written. With both counts 0 nothing is written at all (trace 1109), and 0
- * returned; the arrays are not looked at. An array with a count of 0 may be null; no other pointer may.
+ * returned; the arrays are not looked at. An array with a count of 0 may be null; no other pointer may. The C library's
+ * sort may take memory of its own, and does without where there is none.
  *
  * Returns 0, having traced the bitmask (1201) and the updates (1202, and 1206 for each). When an interface's line card
  * cannot be found, it returns the status of vell_set_flc_bitmask at once, having logged an error of its own as well:
@@ -695,10 +698,12 @@ VELL_API int32_t vell_find_oiflist_delta(vell_l2_oif *old_entries, uint32_t old_
 /*
  * vell_build_nerb_flood_ltl_pyld fills `payload` from two messages of `vlan_count` records each, for the same VLANs in
  * the same order; that they are is not checked, and the VLAN ids are those of the old message. The payload must be all
- * zeros, and have room for its head and for each VLAN a delta of as many updates as it has old and new entries.
+ * zeros, and have room for its head and for each VLAN a delta of as many updates as it has old and new entries. With a
+ * count of 0 only that is written, and the messages may be null.
  *
  * Returns 0, or at once what vell_find_oiflist_delta returned, whose logs are all there are but trace 1244 for each
- * VLAN. Needs no client.
+ * VLAN. The count and the deltas so far stay written then, the last one as vell_find_oiflist_delta left it. Needs no
+ * client.
  */
 VELL_API int32_t vell_build_nerb_flood_ltl_pyld(void *old_buffer, void *new_buffer, uint16_t vlan_count,
                                                 vell_flood_payload *payload);
@@ -713,8 +718,8 @@ VELL_API int32_t vell_build_nerb_flood_ltl_pyld(void *old_buffer, void *new_buff
  * later, for vell_handle_l2_mc_update_flood_ltl_resp. Returns 0 when a pointer is null (error 1295), when the counts
  * differ (1300), without a queue (1310), when the VLANs of a record differ (1332), when there is no memory (1352), when
  * a delta could not be computed (1361), and when the request was refused (1368). Up to error 1352 the messages are
- * untouched; on error 1361 they are sorted up to the VLAN that failed. Traces: the number of VLANs (1304), once counts
- * are found equal, and those of vell_build_nerb_flood_ltl_pyld.
+ * untouched; on error 1361 they are sorted up to and with the VLAN that failed, else wholly. Traces: the number of
+ * VLANs (1304), once counts are found equal, and those of vell_build_nerb_flood_ltl_pyld.
  */
 VELL_API uint32_t vell_send_l2_mc_update_flood_ltl(void *old_buffer, uint32_t old_length, uint16_t old_count,
                                                    void *new_buffer, uint32_t new_length, uint16_t new_count,
@@ -736,8 +741,8 @@ typedef struct VELL_RECORD vell_flood_result {
 
 /*
  * vell_handle_l2_mc_update_flood_ltl_resp reads the manager's answer to a flood update, `rsp` as the caller received
- * it, which stays the caller's. On success `result` receives a vell_l2_message with one vell_flood_result a VLAN,
- * allocated here; the caller releases it with free.
+ * it, which stays the caller's. On success `result`, an aligned pointer, receives a vell_l2_message with one
+ * vell_flood_result a VLAN, allocated here; the caller releases it with free.
  *
  * Returns 1 when the result was built, also when VLANs were refused; each of those logs error 1454. Returns 0, and null
  * in `result`, when the answer cannot be read (errors 1404, 1411, 1418), when it has no entry or more than 4095 (error
@@ -783,8 +788,8 @@ typedef struct VELL_RECORD vell_ltl_release {
  * word.
  *
  * ltl_payload is the count alone. Its one vell_ltl_entry lies directly behind it in the library, and can be found there
- * by clients that are position independent; an executable at a fixed address has a copy of the count and nothing behind
- * it.
+ * by clients that are position independent; an executable at a fixed address that loads the library has a copy of the
+ * count and nothing behind it.
  */
 VELL_API extern vell_ltl_payload ltl_payload;
 VELL_API extern vell_ltl_release ltl_dealloc;
@@ -835,7 +840,7 @@ VELL_API int vell_nerb_handle_l2_response(const void *rsp, uint32_t *result1, ui
 /*
  * vell_nerb_handle_l2_alloc_response reads the answer to vell_nerb_l2_ltl_alloc, and is like
  * vell_nerb_handle_l2_response otherwise. Its errors are 1616 for the status and the number of entries, and 1623 for
- * the entry.
+ * the entry, with which the status is looked at again.
  */
 VELL_API int vell_nerb_handle_l2_alloc_response(const void *rsp, uint32_t *result1, uint32_t *result2);
 

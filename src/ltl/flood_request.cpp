@@ -60,6 +60,8 @@ vell_flood_delta *delta_behind(vell_flood_delta *delta) {
 
 std::uint32_t fill_payload(const batches &vlans, vell_flood_payload *payload) {
     payload->vlan_count = vlans.count;
+    if (vlans.count == 0)
+        return 0;
     auto *delta = reinterpret_cast<vell_flood_delta *>(payload + 1);
     record_pair pair = first_pair(vlans);
     for (std::uint16_t left = vlans.count; left != 0; --left) {
@@ -73,7 +75,8 @@ std::uint32_t fill_payload(const batches &vlans, vell_flood_payload *payload) {
     return 0;
 }
 
-// The most that the deltas of a batch can take, or 0 when its VLANs are not the same ones, in the same order.
+// The most that the deltas of a batch can take, or 0 when its VLANs are not the same ones in the same order. The size
+// itself is never 0: the head makes it 4 modulo 8.
 std::uint32_t payload_size(const batches &vlans) {
     std::uint32_t size = sizeof(vell_flood_payload) + vlans.count * std::uint32_t{sizeof(vell_flood_delta)};
     record_pair pair = first_pair(vlans);

@@ -46,13 +46,13 @@ namespace {
 
 // What the two requests that carry an interface list differ in.
 struct list_request {
-    std::uint32_t (*send)(std::uint32_t queue, const void *payload, std::uint32_t cookie);
+    enum { alloc, modify } kind;
     const char *function;
     int build_line;
     int send_line;
 };
-constexpr list_request alloc_request = {nerb_send_batched_mcast_alloc_req, "vell_nerb_l2_ltl_alloc", 1512, 1523};
-constexpr list_request modify_request = {nerb_send_batched_mcast_mod_req, "vell_nerb_l2_ltl_modify", 1576, 1587};
+constexpr list_request alloc_request = {list_request::alloc, "vell_nerb_l2_ltl_alloc", 1512, 1523};
+constexpr list_request modify_request = {list_request::modify, "vell_nerb_l2_ltl_modify", 1576, 1587};
 
 // What is asked of the manager.
 struct ltl_wish {
@@ -81,6 +81,14 @@ bool build_entry(const ltl_wish &wish, vell_ltl_entry *entry) {
     return true;
 }
 
+// Called by name: with its functions in a table, the manager's library would have to be there when this one is loaded,
+// also for clients that never ask for an LTL index.
+std::uint32_t send_room(const list_request &request, std::uint32_t cookie) {
+    return request.kind == list_request::alloc
+               ? nerb_send_batched_mcast_alloc_req(vell_client_q, &vell_ltl_room, cookie)
+               : nerb_send_batched_mcast_mod_req(vell_client_q, &vell_ltl_room, cookie);
+}
+
 bool send_list(const list_request &request, const ltl_wish &wish, std::uint32_t cookie) {
     if (!build_entry(wish, &vell_ltl_room.entry)) {
         vell_log(log_error, request.function, request.build_line, "%s(%d):ERROR: failure to build nerb payload\n");
@@ -90,7 +98,7 @@ bool send_list(const list_request &request, const ltl_wish &wish, std::uint32_t 
     std::uint32_t *const copy = vell_ltl_room.entry.if_indexes;
     vell_ltl_room.head.count = 1;
     ltl_payload.count = 1;
-    const std::uint32_t failure = request.send(vell_client_q, &vell_ltl_room, cookie);
+    const std::uint32_t failure = send_room(request, cookie);
     std::free(copy);
     if (failure != 0)
         vell_log(log_error, request.function, request.send_line, "%s(%d):ERROR: NERB ltl alloc API returned error %d\n",

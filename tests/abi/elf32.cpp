@@ -41,6 +41,14 @@ public:
         return nullptr;
     }
 
+    std::vector<Elf32_Rel> relocations() const {
+        std::vector<Elf32_Rel> all;
+        for (const auto &table : sections)
+            for (std::uint32_t i = 0; table.sh_type == SHT_REL && i < table.sh_size / sizeof(Elf32_Rel); ++i)
+                all.push_back(at<Elf32_Rel>(table.sh_offset + i * sizeof(Elf32_Rel)));
+        return all;
+    }
+
     std::string string(const Elf32_Shdr &table, std::uint32_t offset) const {
         return bytes.data() + sections.at(table.sh_link).sh_offset + offset;
     }
@@ -88,6 +96,18 @@ void read_symbols(const image &file, shared_object &object) {
     }
 }
 
+void read_relocations(const image &file, shared_object &object) {
+    const Elf32_Shdr &table = *file.section(SHT_DYNSYM);
+    for (const Elf32_Rel &relocation : file.relocations()) {
+        const std::uint32_t index = ELF32_R_SYM(relocation.r_info);
+        if (index == 0 || ELF32_R_TYPE(relocation.r_info) == R_386_JMP_SLOT)
+            continue;
+        const auto entry = file.at<Elf32_Sym>(table.sh_offset + index * sizeof(Elf32_Sym));
+        if (entry.st_shndx == SHN_UNDEF)
+            object.needed_at_load.insert(file.string(table, entry.st_name));
+    }
+}
+
 void read_dynamic(const image &file, shared_object &object) {
     const Elf32_Shdr *const table = file.section(SHT_DYNAMIC);
     if (table == nullptr)
@@ -110,6 +130,7 @@ shared_object read(const std::string &path) {
     const image file(path);
     shared_object object;
     read_symbols(file, object);
+    read_relocations(file, object);
     read_dynamic(file, object);
     return object;
 }

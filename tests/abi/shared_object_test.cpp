@@ -128,6 +128,11 @@ TEST(SharedObject, LeavesThePlatformsSymbolsAndTheCLibrarysUndefinedAndNoOthers)
     EXPECT_TRUE(library().undefined.contains("if_index_get_type"));
 }
 
+// A client that never asks for an LTL index can do without the LTL manager's library.
+TEST(SharedObject, LooksForThePlatformsFunctionsWhenTheyAreCalled) {
+    EXPECT_THAT(library().needed_at_load, ElementsAre("tessel_dbg_modname"));
+}
+
 TEST(SharedObject, RunsNothingWhenLoadedOrUnloaded) {
     for (const int tag : {DT_INIT, DT_INIT_ARRAY, DT_PREINIT_ARRAY, DT_FINI, DT_FINI_ARRAY})
         EXPECT_FALSE(library().dynamic_tags.contains(tag)) << "dynamic tag " << tag;
