@@ -78,7 +78,10 @@ std::vector<l2_entry> parse_held_l2(const text_input &input) {
     constexpr char expected[] = "an array of layer-2 entries";
     std::vector<l2_entry> entries;
     std::set<l2_key> keys;
-    for (const json_view &view : root.member("l2", "what is held").member("entries", expected).elements(expected)) {
+    const json_view l2 = root.member("l2", "what is held");
+    if (l2.find("narrowed"))
+        root.fail("this is a part of what is held: print it without --vlan and --group");
+    for (const json_view &view : l2.member("entries", expected).elements(expected)) {
         entries.push_back(parse_entry(view));
         if (!keys.insert(entries.back().key).second)
             view.fail(fmt::format("{} stands twice", key_text(entries.back().key)));

@@ -92,6 +92,14 @@ held_route parse_route(const json_view &view) {
     return route;
 }
 
+// What --limit left of a table says how much there was.
+void check_whole(const json_view &root) {
+    const std::size_t listed = root.member("routes", "the held routes").elements("an array of routes").size();
+    if (root.find("matched") && parse_number(root, "matched") > listed)
+        root.fail(fmt::format("these are {} of {} routes: print them without --limit", listed,
+                              parse_number(root, "matched")));
+}
+
 } // namespace
 
 std::vector<held_route> parse_held_routes(const text_input &input) {
@@ -100,6 +108,7 @@ std::vector<held_route> parse_held_routes(const text_input &input) {
     root.expect_object(fmt::format("an object with \"routes\", the output of {}", producer));
     std::vector<held_route> routes;
     std::set<route_key> keys;
+    check_whole(root);
     for (const json_view &view : root.member("routes", "the held routes").elements("an array of routes")) {
         routes.push_back(parse_route(view));
         if (!keys.insert(routes.back().key).second)

@@ -59,13 +59,42 @@ count_request read_request(const json &members) {
     return wanted;
 }
 
-std::string count(service &vell, const counter_key &key, const traffic &added) {
-    route_counters &counters = vell.counters[key];
-    counters.counted = true;
-    counters.seen.packets += added.packets;
-    counters.seen.bytes += added.bytes;
-    counters.seen.wrong_if += added.wrong_if;
-    return stats_row(key, counters).dump();
+struct counter_member {
+    const char *name;
+    std::uint64_t traffic::*value;
+};
+constexpr counter_member counter_members[] = {
+    {"packets", &traffic::packets}, {"bytes", &traffic::bytes}, {"wrong-if", &traffic::wrong_if}};
+
+// Nothing is counted when one counter would pass its end.
+std::string check_room(const traffic &seen, const traffic &added) {
+    for (const auto &[name, value] : counter_members) {
+        if (added.*value > UINT64_MAX - seen.*value) {
+            return fmt::format("--{}: {} more than {} are more than a counter holds", name, added.*value, seen.*value);
+        }
+    }
+    return {};
+}
+
+bool is_held(const service &vell, const counter_key &key) {
+    return key.group.kind == l2_address_kind::ipv4 && vell.routes.contains(to_route_key(key));
+}
+
+show_answer count(service &vell, const counter_key &key, const traffic &added) {
+    const auto kept = vell.counters.find(key);
+    route_counters counted = kept == vell.counters.end() ? route_counters{} : kept->second;
+    const std::string error = check_room(counted.seen, added);
+    if (!error.empty()) {
+        return {true, error};
+    }
+    for (const auto &[name, value] : counter_members) {
+        counted.seen.*value += added.*value;
+    }
+    counted.counted = true;
+    vell.counters[key] = counted;
+    nlohmann::ordered_json row = stats_row(key, counted);
+    row["held"] = is_held(vell, key);
+    return {false, row.dump()};
 }
 
 } // namespace
@@ -106,7 +135,7 @@ show_answer answer_count(service &vell, std::string_view request) {
         const count_request wanted = read_request(members);
         std::string error;
         const std::optional<counter_key> key = counter_key_of(wanted, error);
-        return key ? show_answer{false, count(vell, *key, wanted.added)} : show_answer{true, error};
+        return key ? count(vell, *key, wanted.added) : show_answer{true, error};
     } catch (const json::exception &) {
         return {true, "the count request is no JSON object of the right members"};
     }

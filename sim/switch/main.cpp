@@ -3,6 +3,7 @@
 #include "console.h"
 #include "fault_options.h"
 #include "l2_address.h"
+#include "number_option.h"
 #include "run_command.h"
 #include "run_dir.h"
 #include "show_command.h"
@@ -125,7 +126,8 @@ void add_show(CLI::App &app, desk::show_options &options) {
     show->add_option("--client", options.query.client, "clients, routes: only of this client id")
         ->check(CLI::Range(0, 255).description(""))
         ->type_name("ID");
-    show->add_option("--table", options.query.table, "routes, stats: only of this route table")->type_name("N");
+    desk::add_number(*show, "--table", options.query.table, "routes, stats: only of this route table")
+        ->option_text("N");
     show->add_option("--group", options.group, "routes, l2: only of this group; of l2 an IPv4, IPv6 or\nMAC address")
         ->type_name("ADDRESS");
     show->add_option("--vlan", options.query.vlan, "l2, flood, ltl: only of this VLAN")
@@ -167,14 +169,20 @@ void add_count(CLI::App &app, count_options &options) {
     count->add_option("--group", wanted.group, "The route's group, of the same family")
         ->required()
         ->type_name("ADDRESS");
-    count->add_option("--table", wanted.table, "The route's table")->type_name("N")->capture_default_str();
-    count->add_option("--source-len", wanted.source_length, "Source mask length; the whole address by default")
-        ->type_name("N");
-    count->add_option("--group-len", wanted.group_length, "Group mask length, likewise")->type_name("N");
-    count->add_option("--packets", wanted.added.packets, "Packets to add")->type_name("N");
-    count->add_option("--bytes", wanted.added.bytes, "Bytes to add")->type_name("N");
-    count->add_option("--wrong-if", wanted.added.wrong_if, "Packets on a wrong interface to add")->type_name("N");
+    desk::add_number(*count, "--table", wanted.table, "The route's table; default 253")->option_text("N");
+    desk::add_number(*count, "--source-len", wanted.source_length, "Source mask length; the whole address by default")
+        ->option_text("N");
+    desk::add_number(*count, "--group-len", wanted.group_length, "Group mask length, likewise")->option_text("N");
+    desk::add_number(*count, "--packets", wanted.added.packets, "Packets to add")->option_text("N");
+    desk::add_number(*count, "--bytes", wanted.added.bytes, "Bytes to add")->option_text("N");
+    desk::add_number(*count, "--wrong-if", wanted.added.wrong_if, "Packets on a wrong interface to add")
+        ->option_text("N");
     count->add_flag("--json", options.json, "Print JSON, for programs");
+    count->final_callback([&wanted] {
+        if (wanted.added.packets == 0 && wanted.added.bytes == 0 && wanted.added.wrong_if == 0) {
+            throw CLI::ValidationError("nothing to count", "give --packets, --bytes or --wrong-if");
+        }
+    });
 }
 
 struct stop_options {

@@ -99,8 +99,16 @@ int count(const std::string &run_directory, const count_request &wanted, bool as
         return fail(answer.error);
     }
     const json row = json::parse(answer.text, nullptr, false);
-    return row.is_discarded() ? fail("the switch's answer is no JSON")
-                              : print(as_json ? answer.text + "\n" : stats_row_text(row));
+    if (row.is_discarded()) {
+        return fail("the switch's answer is no JSON");
+    }
+    if (as_json) {
+        return print(answer.text + "\n");
+    }
+    // Of IPv6 routes none is ever held.
+    const bool is_unknown = row.at("family") == "ipv4" && !row.at("held").get<bool>();
+    return print(stats_row_text(row) +
+                 (is_unknown ? "no such route is held; requests that name it will find it\n" : ""));
 }
 
 int show(const show_options &options) {

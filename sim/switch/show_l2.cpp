@@ -125,23 +125,31 @@ json download_row(const client &known) {
 
 } // namespace
 
-// A VLAN narrows what belongs to one, a group the entries alone; the rest is shown whole.
+// A VLAN or a group leaves what belongs to it, and nothing that belongs to neither.
 std::string show_l2(const service &vell, const show_query &query) {
     const l2_tables &tables = vell.l2;
+    const bool of_group = !query.l2_group.empty();
+    const bool narrowed = of_group || query.vlan;
     json shown;
     shown["entries"] = entry_rows(tables, query);
     shown["flood"] = rows_of(tables.flood, [&](const auto &item) {
-        return of_vlan(query, item.first) ? flood_row(item.first, item.second) : json();
+        return !of_group && of_vlan(query, item.first) ? flood_row(item.first, item.second) : json();
     });
-    shown["pairs"] = rows_of(tables.pairs, [](const auto &item) { return pairs_row(item.second); });
+    shown["pairs"] =
+        rows_of(tables.pairs, [&](const auto &item) { return narrowed ? json() : pairs_row(item.second); });
     shown["lookup_modes"] = rows_of(tables.lookup_modes, [&](const auto &item) {
-        return of_vlan(query, item.first) ? json{{"vlan", item.first}, {"mode", item.second}} : json();
+        return !of_group && of_vlan(query, item.first) ? json{{"vlan", item.first}, {"mode", item.second}} : json();
     });
     shown["lookup_mode_word"] = tables.lookup_mode_word;
-    shown["batches"] = rows_of(vell.batches.all(), batch_row);
-    shown["other_markers"] = rows_of(vell.batches.others(), marker_row);
+    shown["batches"] =
+        rows_of(vell.batches.all(), [&](const auto &item) { return narrowed ? json() : batch_row(item); });
+    shown["other_markers"] =
+        rows_of(vell.batches.others(), [&](const auto &item) { return narrowed ? json() : marker_row(item); });
     shown["download_complete"] =
-        rows_of(vell.clients.all(), [](const auto &item) { return download_row(item.second); });
+        rows_of(vell.clients.all(), [&](const auto &item) { return narrowed ? json() : download_row(item.second); });
+    if (narrowed) {
+        shown["narrowed"] = true; // for programs that would take it for all there is
+    }
     return json{{"l2", std::move(shown)}}.dump();
 }
 

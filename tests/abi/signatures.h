@@ -55,7 +55,20 @@
     FUNCTION(vell_send_l2_mc_update, int, (uint8_t *, uint32_t, uint16_t, uint16_t, uint32_t))                         \
     FUNCTION(vell_send_zeb_feature_disable, int, (uint32_t, uint32_t))                                                 \
     FUNCTION(vell_send_zeb_vlans_disable, int, (uint32_t, void *))                                                     \
-    FUNCTION(vell_send_zeb_route_update, int, (uint32_t, const void *, kyt_msg_ref *))
+    FUNCTION(vell_send_zeb_route_update, int, (uint32_t, const void *, kyt_msg_ref *))                                 \
+    FUNCTION(vell_oif_comp, int, (const void *, const void *))                                                         \
+    FUNCTION(vell_set_flc_bitmask, uint32_t, (uint32_t *, uint32_t))                                                   \
+    FUNCTION(vell_find_oiflist_delta, int32_t, (vell_l2_oif *, uint32_t, vell_l2_oif *, uint32_t, vell_flood_delta *)) \
+    FUNCTION(vell_build_nerb_flood_ltl_pyld, int32_t, (void *, void *, uint16_t, vell_flood_payload *))                \
+    FUNCTION(vell_send_l2_mc_update_flood_ltl, uint32_t,                                                               \
+             (void *, uint32_t, uint16_t, void *, uint32_t, uint16_t, void *))                                         \
+    FUNCTION(vell_handle_l2_mc_update_flood_ltl_resp, uint32_t, (const void *, uint8_t **))                            \
+    FUNCTION(vell_nerb_l2_ltl_alloc, int, (uint32_t, uint32_t, const uint32_t *, uint32_t, uint32_t))                  \
+    FUNCTION(vell_nerb_l2_ltl_modify, int, (uint32_t, uint32_t, const uint32_t *, uint32_t, uint32_t))                 \
+    FUNCTION(vell_nerb_l2_ltl_dealloc, int, (uint32_t, uint32_t, uint32_t))                                            \
+    FUNCTION(vell_nerb_build_mcast_ltl_info, int, (uint32_t, uint32_t, const uint32_t *, uint32_t, vell_ltl_entry *))  \
+    FUNCTION(vell_nerb_handle_l2_response, int, (const void *, uint32_t *, uint32_t *))                                \
+    FUNCTION(vell_nerb_handle_l2_alloc_response, int, (const void *, uint32_t *, uint32_t *))
 
 // The flags, of which all are set alike and all are tested alike.
 #define VELL_FLAG_SETTERS(SETTER)                                                                                      \

@@ -231,7 +231,7 @@ TEST_F(Show, SaysWhichOptionsDoNotFit) {
     EXPECT_EQ(complaint({"routes", "--summary", "--limit", "4"}), "--summary: does not go with --limit");
     EXPECT_EQ(complaint({"routes", "--group", "239.1.1"}), "--group: 239.1.1 is not an IPv4 address such as 239.1.1.2");
     EXPECT_EQ(complaint({"log", "--sink", "syslog"}), "--sink: syslog not in {history,client,service}");
-    EXPECT_THAT(complaint({"mroutes"}), HasSubstr("mroutes not in {clients,routes,stats,l2,overlay,log}"));
+    EXPECT_THAT(complaint({"mroutes"}), HasSubstr("mroutes not in {clients,routes,stats,l2,flood,ltl,overlay,log}"));
     EXPECT_THAT(complaint({}), HasSubstr("TABLE is required"));
     EXPECT_THAT(complaint({"routes", "--limit", "0"}), HasSubstr("Value 0 not in range 1 to 4294967295"));
 }

@@ -70,6 +70,26 @@ constexpr const char *count_ipv6 =
 
 } // namespace
 
+TEST(Counting, RefusesWhatACounterCannotHold) {
+    statistics_service test;
+    test.count(
+        R"({"source":"10.0.0.9","group":"239.1.1.2","table":253,"packets":3,"bytes":18446744073709551610,"wrong_if":0})");
+    EXPECT_EQ(test.count(count_traffic),
+              "error: --bytes: 4294967299 more than 18446744073709551610 are more than a counter holds");
+    EXPECT_EQ(test.stats().at(0).at("packets"), 3) << "nothing of it was counted";
+}
+
+TEST(Counting, SaysWhetherTheRouteIsHeld) {
+    statistics_service test;
+    test.route();
+    EXPECT_EQ(json::parse(test.count(count_traffic)).at("held"), true);
+    EXPECT_EQ(
+        json::parse(
+            test.count(R"({"source":"10.0.0.8","group":"239.1.1.2","table":253,"packets":1,"bytes":0,"wrong_if":0})"))
+            .at("held"),
+        false);
+}
+
 TEST(Statistics, AnswerForAnIpv4Route) {
     statistics_service test;
     test.route();
@@ -112,7 +132,7 @@ TEST(Statistics, AnswerForAnIpv6RouteThatWasCounted) {
     EXPECT_EQ(test.answer(75786, ipv6_request()), missing);
     EXPECT_EQ(test.count(count_ipv6), R"({"table":9,"family":"ipv6","source":"fd00::9","source_len":64,)"
                                       R"("group":"ff02::103","group_len":128,"packets":1,"bytes":2,"wrong_if":3,)"
-                                      R"("requests":0,"clears":0})");
+                                      R"("requests":0,"clears":0,"held":false})");
     EXPECT_EQ(test.answer(75786, ipv6_request()), patched(cleared, 44, {0}));
     EXPECT_EQ(test.answer(75799, ipv6_request()), cleared);
     EXPECT_EQ(test.answer(75799, ipv6_request()), patched(patched(patched(cleared, 48, {0}), 56, {0}), 64, {0}));

@@ -31,6 +31,20 @@ TEST(Usage, NamesTheHelpOfTheCommand) {
                        "Run `vellsim show --help` for more information.\n");
 }
 
+TEST(Usage, CountTakesNumbersThatFitAndSomethingToCount) {
+    const std::vector<std::string> count = {"count", "--source", "10.0.0.9", "--group", "239.1.1.2"};
+    const auto with = [&count](std::vector<std::string> more) {
+        more.insert(more.begin(), count.begin(), count.end());
+        return more;
+    };
+    const std::string help = "Run `vellsim count --help` for more information.\n";
+    for (const std::string wrong : {"-1", "abc", "18446744073709551616", "1.5", ""}) {
+        expect_usage_error(with({"--packets", wrong}),
+                           "vellsim: --packets: " + wrong + " is not a number from 0 to 18446744073709551615\n" + help);
+    }
+    expect_usage_error(count, "vellsim: nothing to count: give --packets, --bytes or --wrong-if\n" + help);
+}
+
 TEST(Usage, RunNamesAMissingParent) {
     const temporary_directory directory;
     const std::string parent = directory.path() + "/missing";

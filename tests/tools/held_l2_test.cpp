@@ -42,6 +42,13 @@ TEST(held_l2, reads_each_kind_with_any_source) {
     EXPECT_FALSE(entries[2].permanent);
 }
 
+TEST(held_l2, a_part_of_what_is_held_is_refused) {
+    EXPECT_EQ(error_of([] {
+                  parse_held_l2({"held.json", R"({"l2":{"entries":[],"narrowed":true}})"});
+              }),
+              "held.json: this is a part of what is held: print it without --vlan and --group");
+}
+
 TEST(held_l2, a_switch_may_hold_none) {
     EXPECT_TRUE(held_of("").empty());
 }

@@ -37,6 +37,15 @@ TEST(held_routes, reads_every_field) {
     EXPECT_EQ(route.glt, 2u);
 }
 
+TEST(held_routes, a_part_of_what_is_held_is_refused) {
+    const std::string routes = std::string(R"({"routes":[)") + one_route + R"(],"matched":)";
+    EXPECT_EQ(parse_held_routes({"held.json", routes + "1}"}).size(), 1u);
+    EXPECT_EQ(error_of([&] {
+                  parse_held_routes({"held.json", routes + "29}"});
+              }),
+              "held.json: these are 1 of 29 routes: print them without --limit");
+}
+
 TEST(held_routes, a_switch_may_hold_none) {
     EXPECT_TRUE(held_of("").empty());
 }

@@ -212,7 +212,7 @@ TEST_F(vellfeed, wrong_usage_is_explained) {
         EXPECT_EQ(err, "vellfeed: " + row.error);
     }
     EXPECT_EQ(run({"notice6", "1", "2", "70000"}), 2);
-    EXPECT_THAT(err, HasSubstr("70000 not in range 0 to 65535"));
+    EXPECT_THAT(err, HasSubstr("70000 is not a number from 0 to 65535"));
     EXPECT_THAT(err, HasSubstr("`vellfeed notice6 --help`"));
 }
 
