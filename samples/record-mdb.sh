@@ -30,30 +30,11 @@ Example: sudo ./record-mdb.sh -o /tmp snooping
 TEXT
 }
 
-# add_bridge VLAN IGMP-VERSION MLD-VERSION: index and link address are fixed.
-add_bridge() {
-    local vlan=$1
+# add_snooping_bridge VLAN IGMP-VERSION MLD-VERSION
+add_snooping_bridge() {
     # Its own queries would come at any time, and last members are to be gone soon.
-    ip -n "$machine" link add name "br$vlan" index "$vlan" address "02:00:5e:00:02:$(printf '%02x' "$vlan")" type bridge \
-        mcast_snooping 1 mcast_querier 0 mcast_igmp_version "$2" mcast_mld_version "$3" \
+    add_bridge "$1" mcast_snooping 1 mcast_querier 0 mcast_igmp_version "$2" mcast_mld_version "$3" \
         mcast_last_member_count 1 mcast_last_member_interval 50
-    ip -n "$machine" link set "br$vlan" up
-}
-
-# add_ports VLAN INDEX NAME...: the first one gets that index, the others those behind it.
-add_ports() {
-    local vlan=$1 index=$2 name
-    shift 2
-    for name in "$@"; do
-        add_pair "$name" "$index"
-        ip -n "$machine" link set "$name" master "br$vlan"
-        index=$((index + 1))
-    done
-}
-
-# Of the machine: no addresses of its own making, whose groups would stand among the others.
-without_ipv6() {
-    ip netns exec "$1" sysctl -q net.ipv6.conf.default.disable_ipv6=1
 }
 
 # with_ipv6 NAMESPACE INTERFACE: its address can be used at once.
@@ -101,10 +82,10 @@ make_access_switch() {
     make_namespaces
     without_ipv6 "$machine"
     without_ipv6 "$hosts"
-    add_bridge 10 3 2 # offices
-    add_bridge 20 3 2 # television
-    add_bridge 30 3 2 # cameras and machines
-    add_bridge 40 2 1 # guests, with old equipment
+    add_snooping_bridge 10 3 2 # offices
+    add_snooping_bridge 20 3 2 # television
+    add_snooping_bridge 30 3 2 # cameras and machines
+    add_snooping_bridge 40 2 1 # guests, with old equipment
     add_ports 10 101 lan1 lan2 lan3 lan4 lan5 lan6 up10
     add_ports 20 111 tv1 tv2 tv3 tv4 tv5 up20
     add_ports 30 121 cam1 cam2 cam3 cam4 plc1 up30
@@ -233,7 +214,7 @@ record_stadium() {
     without_ipv6 "$hosts"
     local vlan first
     for vlan in {101..104}; do
-        add_bridge "$vlan" 3 2
+        add_snooping_bridge "$vlan" 3 2
         first=$((1 + (vlan - 101) * 12))
         # shellcheck disable=SC2046 # one name a word
         add_ports "$vlan" $((150 + first)) $(seq -f 'seat%g' $first $((first + 11)))

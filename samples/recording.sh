@@ -74,6 +74,31 @@ add_pair() {
     ip -n "$hosts" link set "$name" up
 }
 
+# add_bridge VLAN OPTION...: of the machine, with what `ip` is to be told of it. Its index and link address are fixed.
+add_bridge() {
+    local vlan=$1
+    shift
+    ip -n "$machine" link add name "br$vlan" index "$vlan" address "02:00:5e:00:02:$(printf '%02x' "$vlan")" \
+        type bridge "$@"
+    ip -n "$machine" link set "br$vlan" up
+}
+
+# add_ports VLAN INDEX NAME...: the first one gets that index, the others those behind it.
+add_ports() {
+    local vlan=$1 index=$2 name
+    shift 2
+    for name in "$@"; do
+        add_pair "$name" "$index"
+        ip -n "$machine" link set "$name" master "br$vlan"
+        index=$((index + 1))
+    done
+}
+
+# without_ipv6 NAMESPACE: no addresses of its own making, whose packets and groups would stand among the others.
+without_ipv6() {
+    ip netns exec "$1" sysctl -q net.ipv6.conf.default.disable_ipv6=1
+}
+
 # start_child NAMESPACE LOG COMMAND...: the process id is then in $child.
 start_child() {
     local namespace=$1 log=$2
@@ -100,14 +125,20 @@ wait_until_ready() {
     wait_for "a program to get ready" grep -q '^ready' "$1"
 }
 
-# write_recording NAME KIND COMMAND...: what the command prints of the machine, and its links; complete or not at all.
-write_recording() {
-    local name=$1 kind=$2
+# write_output NAME KIND COMMAND...: what the command prints; complete or not at all.
+write_output() {
+    local file=$1.$2.json
     shift 2
-    "$@" >"$work/$name.$kind.json"
-    ip -n "$machine" -j link show >"$work/$name.links.json"
-    cp "$work/$name.$kind.json" "$work/$name.links.json" "$output/"
-    echo "recorded $output/$name.$kind.json"
+    "$@" >"$work/$file"
+    cp "$work/$file" "$output/"
+    echo "recorded $output/$file"
+}
+
+# write_recording NAME KIND COMMAND...: what the command prints of the machine, and its links.
+write_recording() {
+    ip -n "$machine" -j link show >"$work/$1.links.json"
+    write_output "$@"
+    cp "$work/$1.links.json" "$output/"
 }
 
 # run_recordings PACKAGES "TOOL..." [command line]: everything that a script does.
