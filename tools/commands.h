@@ -3,6 +3,8 @@
 #pragma once
 
 #include "client_session.h"
+#include "flood_options.h"
+#include "ltl_ports.h"
 #include "mdb_options.h"
 #include "table_options.h"
 
@@ -64,6 +66,49 @@ struct l2_command {
 struct l2_compare_command {
     mdb_options mdb;
     std::string held_path; // empty: ask the switch
+    void add_to(CLI::App &command);
+    int run(std::ostream &out) const;
+};
+
+struct flood_command {
+    std::vector<std::string> paths; // the older list of ports, if there is one, and the newer one unless it is live
+    flood_options ports;
+    session_options session;
+    void add_to(CLI::App &command);
+    int run(std::ostream &out) const;
+};
+
+struct flood_compare_command {
+    std::string path;
+    flood_options ports;
+    std::string held_path; // empty: ask the switch
+    void add_to(CLI::App &command);
+    int run(std::ostream &out) const;
+};
+
+struct ltl_alloc_command {
+    std::uint32_t vlan = 0;
+    std::uint32_t tag = 0;
+    ltl_ports ports;
+    session_options session;
+    void add_to(CLI::App &command);
+    int run(std::ostream &out) const;
+};
+
+struct ltl_modify_command {
+    std::uint32_t index = 0;
+    std::uint32_t tag = 0;
+    std::uint32_t vlan = 0; // of the group; 0: none
+    ltl_ports ports;
+    session_options session;
+    void add_to(CLI::App &command);
+    int run(std::ostream &out) const;
+};
+
+struct ltl_release_command {
+    std::uint32_t index = 0;
+    std::uint32_t tag = 0;
+    session_options session;
     void add_to(CLI::App &command);
     int run(std::ostream &out) const;
 };

@@ -2,26 +2,14 @@
 
 #include "input_error.h"
 #include "printable.h"
-#include "vlan.h"
 
 #include <vell.h>
 
-#include <charconv>
 #include <fmt/format.h>
 
 namespace feed {
 
 namespace {
-
-// The N of br<N>, or 0.
-std::uint32_t vlan_in_name(const std::string &bridge) {
-    if (!bridge.starts_with("br") || bridge.starts_with("br0"))
-        return 0;
-    std::uint32_t vlan = 0;
-    const char *end = bridge.data() + bridge.size();
-    const auto result = std::from_chars(bridge.data() + 2, end, vlan);
-    return result.ec == std::errc() && result.ptr == end && vlan <= largest_vlan ? vlan : 0;
-}
 
 // An entry as it grows, port by port.
 struct growing_entry {
@@ -63,13 +51,11 @@ private:
     std::uint32_t vlan_of(const mdb_entry &entry) const {
         if (entry.vid)
             return *entry.vid;
-        const auto named = vlans_.find(entry.bridge);
-        const std::uint32_t vlan = named != vlans_.end() ? named->second : vlan_in_name(entry.bridge);
+        const std::uint32_t vlan = vlan_of_bridge(entry.bridge, vlans_);
         if (vlan == 0) {
-            throw input_error(fmt::format(
-                "{}: the bridge {} has no VLAN in its name, as br10 has, and its entry no \"vid\"; name the VLAN with "
-                "--vlan {}=N, or take other bridges alone with --bridge NAME",
-                table_.place(entry, "/dev"), in_quotes(entry.bridge), printable(entry.bridge)));
+            throw input_error(
+                fmt::format("{}: the bridge {} has no VLAN in its name, as br10 has, and its entry no \"vid\"; {}",
+                            table_.place(entry, "/dev"), in_quotes(entry.bridge), vlan_remedy(entry.bridge)));
         }
         return vlan;
     }

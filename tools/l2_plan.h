@@ -2,18 +2,15 @@
 #pragma once
 
 #include "bridge_mdb.h"
+#include "bridge_vlan.h"
 #include "interface_indexes.h"
 #include "l2_entry.h"
 
 #include <cstdint>
-#include <map>
 #include <string>
 #include <vector>
 
 namespace feed {
-
-// The VLANs of bridges whose names do not say it.
-using bridge_vlans = std::map<std::string, std::uint32_t>;
 
 struct l2_plan {
     std::vector<l2_entry> entries; // in the order of their keys

@@ -2,13 +2,9 @@
 
 #include "common_options.h"
 #include "input_error.h"
-#include "printable.h"
 #include "text_input.h"
-#include "vlan.h"
 
 #include <algorithm>
-#include <charconv>
-#include <fmt/format.h>
 
 namespace feed {
 
@@ -16,28 +12,6 @@ namespace {
 
 text_input read_mdb(const mdb_options &options) {
     return options.live ? read_command({"bridge", "-j", "-d", "mdb", "show"}) : read_text(options.mdb_path);
-}
-
-std::pair<std::string, std::uint32_t> parse_vlan(const std::string &text) {
-    const std::size_t equals = text.rfind('=');
-    std::uint32_t vlan = 0;
-    if (equals != 0 && equals != std::string::npos) {
-        const char *end = text.data() + text.size();
-        const auto result = std::from_chars(text.data() + equals + 1, end, vlan);
-        if (result.ec == std::errc() && result.ptr == end && vlan >= 1 && vlan <= largest_vlan)
-            return {text.substr(0, equals), vlan};
-    }
-    throw usage_error(
-        fmt::format("--vlan {}: expected BRIDGE=N with a VLAN id N from 1 to {}", printable(text), largest_vlan));
-}
-
-bridge_vlans parse_vlans(const std::vector<std::string> &texts) {
-    bridge_vlans vlans;
-    for (const std::string &text : texts) {
-        if (!vlans.insert(parse_vlan(text)).second)
-            throw usage_error(fmt::format("--vlan {}: the bridge has a VLAN already", printable(text)));
-    }
-    return vlans;
 }
 
 // A database with where its indexes come from.
@@ -89,14 +63,8 @@ void mdb_options::add_to(CLI::App &command) {
         ->excludes(from_kernel);
     command.add_flag("--number-interfaces", number_interfaces,
                      "Number unknown port names from 1 in order of appearance, and print which got which");
-    command
-        .add_option("--vlan", vlans,
-                    "VLAN of a bridge whose name does not say it, as br10 does, and whose entries have no \"vid\"")
-        ->option_text("BRIDGE=N")
-        ->allow_extra_args(false);
-    command.add_option("--bridge", bridges, "Take this bridge's entries only; may be given several times")
-        ->option_text("NAME")
-        ->allow_extra_args(false);
+    add_vlan_option(command, vlans, "whose name does not say it, as br10 does, and whose entries have no \"vid\"");
+    add_bridge_option(command, bridges, "entries");
     add_quiet_option(command, quiet);
 }
 

@@ -33,6 +33,10 @@ public:
         add_command(app_, "stats", "Ask for the counters of a route, or clear them", stats_);
         add_command(app_, "l2", "Send a kernel's multicast snooping databases to the service", l2_);
         add_command(app_, "l2-compare", "Compare databases, entry by entry, with what the switch holds", l2_compare_);
+        add_command(app_, "flood", "Tell the LTL manager how the VLANs' flood sets changed", flood_);
+        add_command(app_, "flood-compare", "Compare flood sets, port by port, with what the LTL manager holds",
+                    flood_compare_);
+        add_ltl();
         add_command(app_, "marker", "Send an out-of-band marker", marker_);
         add_command(app_, "download-complete", "Tell that everything was sent", download_complete_);
         add_overlay();
@@ -74,6 +78,15 @@ private:
         overlay->footer("Example: vellfeed overlay disable");
     }
 
+    void add_ltl() {
+        CLI::App *ltl = app_.add_subcommand("ltl", "Ask the LTL manager for LTL indexes, change or release them");
+        ltl->require_subcommand(1);
+        add_command(*ltl, "alloc", "Allocate an LTL index for some interfaces", ltl_alloc_);
+        add_command(*ltl, "modify", "Give an LTL index other interfaces", ltl_modify_);
+        add_command(*ltl, "release", "Release an LTL index", ltl_release_);
+        ltl->footer("Example: vellfeed ltl alloc --vlan 10 --tag 7 Eth3/7 Po1");
+    }
+
     CLI::App app_;
     std::function<int(std::ostream &)> chosen_;
     routes_command routes_;
@@ -83,6 +96,11 @@ private:
     stats_command stats_;
     l2_command l2_;
     l2_compare_command l2_compare_;
+    flood_command flood_;
+    flood_compare_command flood_compare_;
+    ltl_alloc_command ltl_alloc_;
+    ltl_modify_command ltl_modify_;
+    ltl_release_command ltl_release_;
     marker_command marker_;
     download_complete_command download_complete_;
     overlay_disable_command overlay_disable_;

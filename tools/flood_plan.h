@@ -1,0 +1,20 @@
+// Which flood sets the ports of bridges are to become.
+#pragma once
+
+#include "bridge_ports.h"
+#include "bridge_vlan.h"
+#include "flood_set.h"
+
+#include <vector>
+
+namespace feed {
+
+struct flood_plan {
+    std::vector<flood_set> sets;   // one for each VLAN, in their order, also for one that is flooded to no port
+    std::size_t other_bridges = 0; // ports of bridges that were left out
+};
+
+// Throws input_error when a bridge's VLAN is not known, or when ports contradict each other.
+flood_plan plan_flood(const port_table &table, const bridge_vlans &vlans);
+
+} // namespace feed
