@@ -70,8 +70,7 @@ void flood_command::add_to(CLI::App &command) {
         .add_option("PORTS", paths,
                     "What `bridge -j -d link show` printed, a file or - for standard input: of before, and of now. "
                     "Without OLD the manager is taken to have no flood sets")
-        ->option_text("[OLD] NEW")
-        ->expected(0, 2);
+        ->option_text("[OLD] NEW");
     ports.add_to(command);
     add_session_options(command, session);
     command.footer(
@@ -88,17 +87,18 @@ void flood_command::add_to(CLI::App &command) {
 }
 
 int flood_command::run(std::ostream &out) const {
-    if (paths.size() + (ports.live ? 1 : 0) > 2)
-        throw usage_error("--live stands for NEW: name OLD alone, or nothing");
-    if (paths.empty() && !ports.live)
+    const std::size_t lists = paths.size() + (ports.live ? 1 : 0);
+    if (lists == 0)
         throw usage_error("which ports? Name a file, - for standard input, or --live for this machine");
+    if (lists > 2)
+        throw usage_error(
+            "there are too many lists of ports: an older one and a newer one, for which --live may stand");
     ports.check(paths);
     const flood_plan newer = ports.live ? ports.load_live() : ports.load(paths.back());
-    const bool has_older = paths.size() + (ports.live ? 1 : 0) == 2;
-    const flood_plan older = has_older ? ports.load(paths.front()) : flood_plan{};
-    ports.print_left_out(newer, out);
+    const flood_plan older = lists == 2 ? ports.load(paths.front()) : flood_plan{};
     const std::vector<flood_change> changes = flood_changes(older.sets, newer.sets);
     if (changes.empty()) {
+        ports.print_left_out(newer, out);
         if (!ports.quiet)
             fmt::print(out, "vellfeed: no bridge has a port: nothing was sent\n");
         return 0;
@@ -106,6 +106,7 @@ int flood_command::run(std::ostream &out) const {
     client_session client(session);
     const flood_answer answer = update(client, changes);
     client.close("`vellfeed flood-compare`");
+    ports.print_left_out(newer, out);
     if (!ports.quiet)
         print_changes(changes, answer, out);
     check_done(answer);

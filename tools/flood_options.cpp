@@ -48,7 +48,7 @@ void flood_options::print_left_out(const flood_plan &plan, std::ostream &out) co
     for (const flood_set &set : plan.sets)
         vlan_interfaces += set.vlan_interfaces.size();
     if (vlan_interfaces > 0)
-        fmt::print(out, "vellfeed: passed over {}: no ports to flood to\n", counted(vlan_interfaces, "VLAN interface"));
+        fmt::print(out, "vellfeed: passed over {}\n", counted(vlan_interfaces, "VLAN interface"));
 }
 
 } // namespace feed

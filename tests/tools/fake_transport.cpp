@@ -86,6 +86,10 @@ uint32_t kyt_desk_message_opcode(const kyt_desk_message *message) {
     return message->answer.opcode;
 }
 
+uint32_t kyt_desk_message_sap(const kyt_desk_message *message) {
+    return message->answer.sap;
+}
+
 uint32_t kyt_desk_message_length(const kyt_desk_message *message) {
     return static_cast<uint32_t>(message->answer.payload.size());
 }

@@ -20,6 +20,7 @@ struct fake_answer {
 
     std::vector<std::uint8_t> payload;
     std::uint32_t opcode;
+    std::uint32_t sap = 230; // the LTL manager's; nobody asks for another's
 };
 
 struct fake_transport {

@@ -1,8 +1,5 @@
 #include "program_fixture.h"
-
-#include <cstdlib>
-#include <filesystem>
-#include <sys/stat.h>
+#include "stand_in_programs.h"
 
 namespace feed {
 namespace {
@@ -223,34 +220,14 @@ TEST_F(feed_l2, a_lost_connection_is_told) {
               "arrived\n");
 }
 
-// Programs of these names stand in for the machine's.
 class feed_l2_live : public feed_l2 {
 protected:
-    feed_l2_live() : path_(getenv("PATH")) {
-        std::string folder = testing::TempDir() + "vellfeed_test.XXXXXX";
-        EXPECT_NE(mkdtemp(folder.data()), nullptr);
-        folder_ = folder;
-        setenv("PATH", (folder_ + ":" + path_).c_str(), 1);
-    }
-    ~feed_l2_live() override {
-        setenv("PATH", path_.c_str(), 1);
-        std::filesystem::remove_all(folder_);
-    }
-
-    void put_program(const std::string &name, const std::string &script) const {
-        const std::string path = folder_ + "/" + name;
-        std::ofstream(path) << "#!/bin/sh\n" << script;
-        EXPECT_EQ(chmod(path.c_str(), 0700), 0);
-    }
-
-private:
-    std::string path_;
-    std::string folder_;
+    stand_in_programs programs;
 };
 
 TEST_F(feed_l2_live, takes_the_databases_and_links_of_this_machine) {
-    put_program("bridge", "[ \"$*\" = \"-j -d mdb show\" ] && cat " + newer());
-    put_program("ip", "[ \"$*\" = \"-j link show\" ] && cat " + links());
+    programs.put("bridge", "[ \"$*\" = \"-j -d mdb show\" ] && cat " + newer());
+    programs.put("ip", "[ \"$*\" = \"-j link show\" ] && cat " + links());
     EXPECT_EQ(run({"l2", "--live"}), 0) << err;
     EXPECT_EQ(out, "vellfeed: sent 1 entry with 2 ports in 1 message\n");
     start_over();
@@ -259,7 +236,7 @@ TEST_F(feed_l2_live, takes_the_databases_and_links_of_this_machine) {
 }
 
 TEST_F(feed_l2_live, a_program_that_fails_is_told) {
-    put_program("bridge", "echo no such thing >&2; exit 3");
+    programs.put("bridge", "echo no such thing >&2; exit 3");
     EXPECT_EQ(run({"l2", "--live"}), 1);
     EXPECT_EQ(err, "vellfeed: `bridge -j -d mdb show` failed with exit code 3: no such thing\n");
     EXPECT_TRUE(desk.requests.empty());

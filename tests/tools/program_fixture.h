@@ -31,6 +31,20 @@ constexpr std::uint32_t oob_marker = 75804;
 constexpr std::uint32_t l2_update = 75821;
 constexpr std::uint32_t overlay_disable = 75820;
 constexpr std::uint32_t overlay_route = 75818;
+constexpr std::uint32_t ltl_allocation = 90001;
+constexpr std::uint32_t ltl_modification = 90002;
+constexpr std::uint32_t ltl_release = 90003;
+constexpr std::uint32_t flood_update = 90004;
+
+// As words in host byte order.
+inline bytes word_bytes(std::initializer_list<std::uint32_t> words) {
+    bytes made;
+    for (const std::uint32_t word : words) {
+        for (int shift = 0; shift < 32; shift += 8)
+            made.push_back(static_cast<std::uint8_t>(word >> shift));
+    }
+    return made;
+}
 
 class program_fixture : public testing::Test {
 protected:

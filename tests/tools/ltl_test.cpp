@@ -1,0 +1,176 @@
+#include "mdb_text.h"
+#include "program_fixture.h"
+
+#include <fmt/format.h>
+
+namespace feed {
+namespace {
+
+using testing::HasSubstr;
+using opcodes = std::vector<std::uint32_t>;
+
+// The kinds of answers.
+constexpr std::uint32_t of_allocation = 13;
+constexpr std::uint32_t of_modification = 14;
+constexpr std::uint32_t of_release = 15;
+
+class ltl : public program_fixture {
+protected:
+    void answer_with(const fake_answer &answer) {
+        start_over();
+        desk.answers.emplace_back(answer);
+    }
+
+    // What is said of an answer that is not success.
+    std::string error_with(const std::vector<std::string> &command, const fake_answer &answer) {
+        answer_with(answer);
+        EXPECT_EQ(run(command), 1);
+        EXPECT_EQ(out, "");
+        EXPECT_EQ(sent_opcodes().size(), 3u);
+        expect_all_closed();
+        return err;
+    }
+
+    const std::vector<std::string> alloc = {"ltl", "alloc", "--vlan", "10", "--tag", "7", "Eth3/7", "Po1", "Vlan10"};
+    const std::vector<std::string> modify = {"ltl", "modify", "0x4000", "--tag", "7", "Eth3/7"};
+    const std::vector<std::string> release = {"ltl", "release", "16384", "--tag", "7"};
+};
+
+TEST_F(ltl, is_allocated_for_interfaces_by_name) {
+    answer_with({word_bytes({of_allocation, 0, 1, 1, 7, 0x4000, 3, 0}), ltl_allocation});
+    EXPECT_EQ(run(alloc), 0) << err;
+    EXPECT_EQ(out, "allocated LTL 0x4000 with 3 interfaces: Eth3/7 Po1 Vlan10\n");
+    ASSERT_EQ(sent_opcodes(), (opcodes{registration, ltl_allocation, deregistration}));
+    EXPECT_EQ(desk.requests[1].sap, 230u);
+    EXPECT_EQ(desk.requests[1].payload, word_bytes({1, 1, 10, 7, 3, 0x68030700, 0x18000001, 0x1400000a}));
+    expect_all_closed();
+}
+
+TEST_F(ltl, is_allocated_for_a_groups_ports) {
+    const std::string mdb = write_file("mdb", mdb_text(R"(
+        {"index":2,"dev":"br10","port":"eth3-7","grp":"239.1.1.1","state":"temp"},
+        {"index":2,"dev":"br10","port":"lan1","grp":"239.1.1.1","state":"temp"})"));
+    const std::string links = write_file("links", R"([{"ifindex":17,"ifname":"lan1"}])");
+    answer_with({word_bytes({of_allocation, 0, 1, 1, 7, 0x4001, 2, 0}), ltl_allocation});
+    EXPECT_EQ(
+        run({"ltl", "alloc", "--vlan", "10", "--tag", "7", "--mdb", mdb, "--links", links, "--group", "239.1.1.1"}), 0)
+        << err;
+    EXPECT_EQ(out, "allocated LTL 0x4001 with 2 interfaces: if17 Eth3/7\n");
+    EXPECT_EQ(desk.requests.at(1).payload, word_bytes({1, 1, 10, 7, 2, 0x04000011, 0x68030700}));
+}
+
+TEST_F(ltl, may_be_of_no_interface) {
+    answer_with({word_bytes({of_allocation, 0, 1, 1, 7, 0x4000, 0, 0}), ltl_allocation});
+    EXPECT_EQ(run({"ltl", "alloc", "--vlan", "10", "--tag", "7", "--no-ports"}), 0) << err;
+    EXPECT_EQ(out, "allocated LTL 0x4000 with 0 interfaces: none\n");
+    EXPECT_EQ(desk.requests.at(1).payload, word_bytes({1, 1, 10, 7, 0}));
+}
+
+TEST_F(ltl, is_given_other_interfaces) {
+    answer_with({word_bytes({of_modification, 0, 1, 1, 0x4000, 7, 1, 0}), ltl_modification});
+    EXPECT_EQ(run(modify), 0) << err;
+    EXPECT_EQ(out, "changed LTL 0x4000 with 1 interface: Eth3/7\n");
+    ASSERT_EQ(sent_opcodes(), (opcodes{registration, ltl_modification, deregistration}));
+    EXPECT_EQ(desk.requests[1].payload, word_bytes({1, 1, 0x4000, 7, 1, 0x68030700}));
+    expect_all_closed();
+}
+
+TEST_F(ltl, is_released) {
+    answer_with({word_bytes({of_release, 0, 1, 1, 0x4000, 7, 0, 0}), ltl_release});
+    EXPECT_EQ(run(release), 0) << err;
+    EXPECT_EQ(out, "released LTL 0x4000\n");
+    ASSERT_EQ(sent_opcodes(), (opcodes{registration, ltl_release, deregistration}));
+    EXPECT_EQ(desk.requests[1].payload, word_bytes({1, 1, 0x4000, 7, 0}));
+    expect_all_closed();
+}
+
+TEST_F(ltl, a_refusal_says_the_reason) {
+    EXPECT_EQ(error_with(alloc, {word_bytes({of_allocation, 3, 1, 1, 7, 0, 0, 3}), ltl_allocation}),
+              "vellfeed: the LTL manager refused the LTL allocation: the pool is exhausted (status 3)\n");
+    EXPECT_EQ(error_with(modify, {word_bytes({of_modification, 1, 1, 1, 0x4000, 7, 0, 2}), ltl_modification}),
+              "vellfeed: the LTL manager refused the LTL modification: there is no such LTL (status 2)\n");
+    EXPECT_EQ(error_with(release, {word_bytes({of_release, 1, 1, 1, 0x4000, 7, 0, 4}), ltl_release}),
+              "vellfeed: the LTL manager refused the LTL release: the tag does not match (status 4)\n");
+    EXPECT_EQ(error_with(release, {word_bytes({of_release, 1, 1, 1, 0x4000, 7, 0, 77}), ltl_release}),
+              "vellfeed: the LTL manager refused the LTL release: unknown (status 77)\n");
+}
+
+TEST_F(ltl, an_answer_to_something_else_is_none) {
+    const auto text = [](const char *request, std::size_t size, const char *why) {
+        return fmt::format("vellfeed: the switch answered the {} with a message of {} bytes that is no answer to it: "
+                           "{}\n",
+                           request, size, why);
+    };
+    EXPECT_EQ(error_with(alloc, {word_bytes({of_release, 0, 1, 1, 0x4000, 7, 0, 0}), ltl_release}),
+              text("LTL allocation", 32, "opcode 90003, expected opcode 90001"));
+    EXPECT_EQ(error_with(alloc, {bytes{}, ltl_allocation}), text("LTL allocation", 0, "it is not of one LTL"));
+    EXPECT_EQ(error_with(alloc, {word_bytes({of_allocation, 0, 1, 2, 7, 1, 3, 0, 7, 2, 3, 0}), ltl_allocation}),
+              text("LTL allocation", 48, "it is not of one LTL"));
+    EXPECT_EQ(error_with(modify, {word_bytes({of_modification, 0, 1, 0}), ltl_modification}),
+              text("LTL modification", 16, "it is not of one LTL"));
+    EXPECT_EQ(error_with(modify, {word_bytes({of_modification, 0, 1, 1000000}), ltl_modification}),
+              text("LTL modification", 16, "it is not of one LTL"));
+}
+
+TEST_F(ltl, an_answer_that_does_not_fit_is_told) {
+    EXPECT_EQ(error_with(alloc, {word_bytes({of_allocation, 0, 1, 1, 7, 0x4000, 2, 0}), ltl_allocation}),
+              "vellfeed: the LTL manager answered that there is LTL 0x4000 with 2 interfaces, though 3 were sent\n");
+    EXPECT_EQ(error_with(modify, {word_bytes({of_modification, 0, 1, 1, 0x4001, 7, 1, 0}), ltl_modification}),
+              "vellfeed: the LTL manager answered the LTL modification for LTL 0x4001, expected LTL 0x4000\n");
+    EXPECT_EQ(error_with(release, {word_bytes({of_release, 0, 1, 1, 0x4001, 7, 0, 0}), ltl_release}),
+              "vellfeed: the LTL manager answered the LTL release for LTL 0x4001, expected LTL 0x4000\n");
+}
+
+TEST_F(ltl, a_missing_answer_is_told) {
+    EXPECT_EQ(run(release), 1);
+    EXPECT_EQ(err,
+              "vellfeed: the switch did not answer the LTL release within 5000 ms; if it is only slow, wait longer "
+              "with --timeout\n");
+    expect_all_closed();
+}
+
+TEST_F(ltl, a_request_that_cannot_be_sent_is_told) {
+    for (const auto &command : {alloc, modify, release}) {
+        start_over();
+        desk.fail_send = 1;
+        EXPECT_EQ(run(command), 1);
+        EXPECT_THAT(err, HasSubstr("could not be sent: the switch went away"));
+        expect_all_closed();
+    }
+}
+
+TEST_F(ltl, what_names_no_interface_is_told) {
+    std::vector<std::string> command = alloc;
+    command.emplace_back("eth3-7");
+    EXPECT_EQ(run(command), 2);
+    EXPECT_EQ(err, "vellfeed: PORT \"eth3-7\": expected an interface's name, as Eth3/7, Po1, Vlan10 or if12 are\n");
+    EXPECT_TRUE(desk.requests.empty());
+}
+
+TEST_F(ltl, wrong_usage_has_its_own_exit_code) {
+    expect_wrong_usage({
+        {"ltl"},
+        {"ltl", "alloc", "--vlan", "10", "--tag", "7"},
+        {"ltl", "alloc", "--vlan", "10", "Po1"},
+        {"ltl", "alloc", "--tag", "7", "Po1"},
+        {"ltl", "alloc", "--vlan", "0", "--tag", "7", "Po1"},
+        {"ltl", "alloc", "--vlan", "4095", "--tag", "7", "Po1"},
+        {"ltl", "alloc", "--vlan", "10", "--tag", "4294967296", "Po1"},
+        {"ltl", "alloc", "--vlan", "10", "--tag", "7", "Po1", "--no-ports"},
+        {"ltl", "alloc", "--vlan", "10", "--tag", "7", "--group", "239.1.1.1"},
+        {"ltl", "alloc", "--vlan", "10", "--tag", "7", "--mdb", "x"},
+        {"ltl", "alloc", "--vlan", "10", "--tag", "7", "Po1", "--mdb", "x", "--group", "239.1.1.1"},
+        {"ltl", "alloc", "--vlan", "10", "--tag", "7", "--mdb", "-", "--links", "-", "--group", "239.1.1.1"},
+        {"ltl", "alloc", "--vlan", "10", "--tag", "7", "--mdb", "x", "--group", "239.1.1"},
+        {"ltl", "modify", "--tag", "7", "Po1"},
+        {"ltl", "modify", "0x4000", "--tag", "7"},
+        {"ltl", "modify", "0x4000", "Po1"},
+        {"ltl", "modify", "0x4000", "--tag", "7", "--mdb", "x", "--group", "239.1.1.1"},
+        {"ltl", "release", "0x4000"},
+        {"ltl", "release", "x", "--tag", "7"},
+        {"ltl", "release", "0x4000", "--tag", "7", "Po1"},
+    });
+}
+
+} // namespace
+} // namespace feed
