@@ -1,6 +1,7 @@
 // The flood update request: its checks, its failures, and what they leave behind.
 #include "flood_batch.h"
 
+#include <algorithm>
 #include <initializer_list>
 
 namespace {
@@ -178,29 +179,33 @@ TEST_F(FloodUpdateTest, ARefusedRequestIsError1368) {
 class FloodLookupFailureTest : public FloodRequestTest {
 protected:
     static inline const Vlans was = {{10, {{2}, {1}}}, {20, {{6}, {5}}}, {30, {{8}, {7}}}};
-    static inline const Vlans is = {{10, {{3}, {2}}}, {20, {{6}, {5}}}, {30, {{9}, {8}}}};
+    static inline const Vlans is = {{10, {{3}, {2}}}, {20, {{6}, {4}}}, {30, {{9}, {8}}}};
+    static inline const Vlans was_sorted = {{10, {{1}, {2}}}, {20, {{5}, {6}}}, {30, {{7}, {8}}}};
+    static inline const Vlans is_sorted = {{10, {{2}, {3}}}, {20, {{4}, {6}}}, {30, {{8}, {9}}}};
 
     struct Lookup {
         unsigned number; // the first one's is 1
         std::uint32_t if_index;
         int line;
         fake::Calls before;
-        Vlans was_after;
-        Vlans is_after;
+        std::size_t sorted; // VLANs, from the first one
     };
 
     static std::vector<Lookup> lookups() {
         const auto first = fake::in_order(counted(3), delta_begun(10));
         const auto second =
             fake::in_order(first, looked_up(2), looked_up(3), delta_traced("0xc", updates_10), delta_begun(20));
-        const Vlans was_first = {{10, {{1}, {2}}}, was[1], was[2]};
-        const Vlans is_first = {{10, {{2}, {3}}}, is[1], is[2]};
-        const Vlans was_second = {{10, {{1}, {2}}}, {20, {{5}, {6}}}, was[2]};
-        const Vlans is_second = {{10, {{2}, {3}}}, {20, {{5}, {6}}}, is[2]};
-        return {{1, 2, 1134, first, was_first, is_first},
-                {2, 3, 1175, fake::in_order(first, looked_up(2)), was_first, is_first},
-                {3, 5, 1134, second, was_second, is_second},
-                {4, 6, 1134, fake::in_order(second, looked_up(5)), was_second, is_second}};
+        const auto third =
+            fake::in_order(second, looked_up(4), looked_up(6), delta_traced("0x50", {{4, 1}, {5, 2}}), delta_begun(30));
+        return {{1, 2, 1134, first, 1},  {2, 3, 1175, fake::in_order(first, looked_up(2)), 1},
+                {3, 4, 1158, second, 2}, {4, 6, 1134, fake::in_order(second, looked_up(4)), 2},
+                {5, 8, 1134, third, 3},  {6, 9, 1175, fake::in_order(third, looked_up(8)), 3}};
+    }
+
+    // Its first VLANs as they are in the one batch, the others as in the other.
+    static Vlans mixed(const Vlans &front, std::size_t count, Vlans back) {
+        std::copy_n(front.begin(), count, back.begin());
+        return back;
     }
 
     void expect_failure(const Lookup &lookup, const fake::Calls &reported) {
@@ -211,8 +216,8 @@ protected:
             error_logged("vell_find_oiflist_delta", lookup.line, "Set LC bitmask failed\n", "Set LC bitmask failed\n"),
             failed(1361, "Building NERB request payload failed 0x%x\n",
                    "Building NERB request payload failed 0x80000062\n"));
-        EXPECT_EQ(was_, message_of(lookup.was_after));
-        EXPECT_EQ(is_, message_of(lookup.is_after));
+        EXPECT_EQ(was_, message_of(mixed(was_sorted, lookup.sorted, was)));
+        EXPECT_EQ(is_, message_of(mixed(is_sorted, lookup.sorted, is)));
         EXPECT_EQ(allocations_.take_sizes(), Sizes{4 + 3 * 24 + 12 * 8});
         EXPECT_EQ(allocations_.unreleased(), 0U);
     }
