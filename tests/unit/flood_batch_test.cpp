@@ -101,39 +101,117 @@ protected:
         platform().console_check.returns(0);
     }
 
-    static Bytes sent_payload() {
-        Bytes payload;
-        unsigned requests = 0;
+    // The payloads that were sent, and the texts of the errors.
+    struct Taken {
+        std::vector<Bytes> payloads = {};
+        std::vector<std::string> errors = {};
+
+        bool operator==(const Taken &) const = default;
+    };
+
+    static Taken taken() {
+        Taken taken;
         for (const auto &call : fake::take_calls()) {
-            if (const auto *update = std::get_if<fake::FloodUpdate>(&call)) {
-                payload = update->payload;
-                ++requests;
-            }
+            if (const auto *update = std::get_if<fake::FloodUpdate>(&call))
+                taken.payloads.push_back(update->payload);
+            const auto *log = std::get_if<fake::ClientLog>(&call);
+            if (log != nullptr && part(log->record, 0, 4) == word(error))
+                taken.errors.emplace_back(log->record.begin() + 4, log->record.end() - 1);
         }
-        EXPECT_EQ(requests, 1U);
-        return payload;
+        return taken;
+    }
+
+    static Bytes sent_payload() {
+        const auto [payloads, errors] = taken();
+        EXPECT_EQ(errors, std::vector<std::string>{});
+        EXPECT_EQ(payloads.size(), 1U);
+        return payloads.empty() ? Bytes{} : payloads.front();
     }
 };
 
 // VLAN i loses interface i and gains interface i + 1, both on its own line card and next to it; one VLAN in four has
-// none.
-TEST_F(BigBatchTest, FourThousandVlansGoOutAsOneRequest) {
-    constexpr std::uint32_t vlans = 4000;
-    Vlans was, is;
-    Bytes expected = word(vlans);
-    for (std::uint32_t i = 0; i < vlans; ++i) {
-        const bool empty = i % 4 == 3;
-        was.push_back({i + 1, empty ? Oifs{} : Oifs{{0x2000}, {i}}});
-        is.push_back({i + 1, empty ? Oifs{} : Oifs{{i + 1}, {0x2000}}});
-        const std::uint32_t mask = empty ? 0 : 1U | 1U << (i + 1) % 256 % 32;
-        expected = joined(joined(joined(std::move(expected), word(i + 1)), Bytes(8)), word(mask));
-        expected = joined(joined(std::move(expected), Bytes(4)), word(empty ? 0 : 2));
-        if (!empty)
-            expected = joined(std::move(expected), bytes_of(Updates{{i, 2}, {i + 1, 1}}));
+// none, but not the last one.
+class FourThousandVlansTest : public BigBatchTest {
+protected:
+    static constexpr std::uint32_t vlans = 4000;
+    static constexpr std::size_t allocated = 4 + 24 * vlans + 8 * 3000 * 4;
+
+    FourThousandVlansTest() {
+        payload = word(vlans);
+        for (std::uint32_t i = 0; i < vlans; ++i)
+            add_vlan(i + 1, i, i % 4 == 1);
     }
+
+    void add_vlan(std::uint32_t id, std::uint32_t lost, bool empty) {
+        was.push_back({id, empty ? Oifs{} : Oifs{{0x2000}, {lost}}});
+        is.push_back({id, empty ? Oifs{} : Oifs{{0x2000}, {lost + 1}}});
+        was_sorted.push_back({id, empty ? Oifs{} : Oifs{{lost}, {0x2000}}});
+        is_sorted.push_back({id, empty ? Oifs{} : Oifs{{lost + 1}, {0x2000}}});
+        const std::uint32_t mask = empty ? 0 : 1U | 1U << (lost + 1) % 256 % 32;
+        const Updates updates = empty ? Updates{} : Updates{{lost, 2}, {lost + 1, 1}};
+        payload = joined(joined(joined(std::move(payload), word(id)), Bytes(8)), word(mask));
+        payload = joined(joined(std::move(payload), Bytes(4)), word(static_cast<std::uint32_t>(updates.size())));
+        payload = joined(std::move(payload), bytes_of(updates));
+    }
+
+    // Sends the batch, and compares what came of it; `sizes` are those of the allocations.
+    void expect_failure(const Taken &expected, const Sizes &sizes) {
+        EXPECT_EQ(send(was, is), 0U);
+        const auto after = taken();
+        EXPECT_EQ(after.errors, expected.errors);
+        EXPECT_TRUE(after.payloads == expected.payloads);
+        EXPECT_EQ(allocations_.take_sizes(), sizes);
+        EXPECT_EQ(allocations_.unreleased(), 0U);
+    }
+
+    void expect_messages(const Vlans &old_vlans, const Vlans &new_vlans) {
+        EXPECT_TRUE(was_ == message_of(old_vlans));
+        EXPECT_TRUE(is_ == message_of(new_vlans));
+    }
+
+    Vlans was, is, was_sorted, is_sorted;
+    Bytes payload;
+};
+
+TEST_F(FourThousandVlansTest, GoOutAsOneRequest) {
     EXPECT_EQ(send(was, is), 1U);
-    EXPECT_EQ(sent_payload(), expected);
-    EXPECT_EQ(allocations_.take_sizes(), Sizes{4 + 24 * vlans + 8 * 3000 * 4});
+    EXPECT_TRUE(sent_payload() == payload);
+    EXPECT_EQ(allocations_.take_sizes(), Sizes{allocated});
+    expect_messages(was_sorted, is_sorted);
+}
+
+TEST_F(FourThousandVlansTest, TheLastMayDiffer) {
+    is.back().id = 4001;
+    expect_failure({.errors = {"vell_send_l2_mc_update_flood_ltl(1332):ERROR: "
+                               "At index 3999 old VLAN 4000 not equal to new VLAN 4001\n"}},
+                   {});
+    expect_messages(was, is);
+}
+
+TEST_F(FourThousandVlansTest, WithoutMemoryNothingIsSorted) {
+    allocations_.fail();
+    expect_failure({.errors = {"vell_send_l2_mc_update_flood_ltl(1352):ERROR: Memory allocation failed\n"}},
+                   {allocated});
+    expect_messages(was, is);
+}
+
+TEST_F(FourThousandVlansTest, TheVeryLastLookupMayFail) {
+    platform().if_index_type.returns_at(3000 * 2, 0x62);
+    expect_failure(
+        {.errors = {"vell_set_flc_bitmask(1055):ERROR: Failed to get if_index type for 0x2000, status 0x62\n",
+                    "vell_find_oiflist_delta(1134):ERROR: Set LC bitmask failed\n",
+                    "vell_send_l2_mc_update_flood_ltl(1361):ERROR: Building NERB request payload failed 0x62\n"}},
+        {allocated});
+    expect_messages(was_sorted, is_sorted);
+}
+
+TEST_F(FourThousandVlansTest, MayBeRefused) {
+    platform().flood_update.returns(0x62);
+    expect_failure({.payloads = {payload},
+                    .errors = {"vell_send_l2_mc_update_flood_ltl(1368):ERROR: "
+                               "Sending LTL update to NERB failed 0x62\n"}},
+                   {allocated});
+    expect_messages(was_sorted, is_sorted);
 }
 
 TEST_F(BigBatchTest, AsManyVlansAsCanBeCountedGoOut) {
