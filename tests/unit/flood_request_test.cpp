@@ -28,6 +28,11 @@ protected:
                               delta_begun(20), nothing_there());
     }
 
+    void expect_sorted_10_20() {
+        EXPECT_EQ(was_, message_of({{10, {{1}, {2}}}, {20, {}}}));
+        EXPECT_EQ(is_, message_of({{10, {{2}, {3}}}, {20, {}}}));
+    }
+
     void expect_untouched(const Vlans &was, const Vlans &is) {
         EXPECT_EQ(was_, message_of(was));
         EXPECT_EQ(is_, message_of(is));
@@ -50,8 +55,7 @@ TEST_F(FloodUpdateTest, SendsTheDeltasOfABatch) {
 TEST_F(FloodUpdateTest, SortsTheEntriesAndWritesNothingElse) {
     EXPECT_EQ(send(was_10_20, is_10_20), 1U);
     fake::take_calls();
-    EXPECT_EQ(was_, message_of({{10, {{1}, {2}}}, {20, {}}}));
-    EXPECT_EQ(is_, message_of({{10, {{2}, {3}}}, {20, {}}}));
+    expect_sorted_10_20();
 }
 
 TEST_F(FloodUpdateTest, MakesRoomForTheEntriesOfBothMessages) {
@@ -107,6 +111,7 @@ TEST_F(FloodUpdateTest, NullPointersAreError1295) {
     }
     EXPECT_EQ(was, message_of(was_10_20));
     EXPECT_EQ(is, message_of(is_10_20));
+    EXPECT_EQ(allocations_.take_sizes(), Sizes{});
 }
 
 TEST_F(FloodUpdateTest, CountsThatDifferAreError1300BeforeAnythingElse) {
@@ -134,6 +139,13 @@ TEST_F(FloodUpdateTest, WithoutAQueueItIsError1310BehindTheTrace) {
     EXPECT_EQ(send(was_10_20, is), 0U);
     EXPECT_CALLS(counted(2), failed(1310, "Client not registered\n", "Client not registered\n"));
     expect_untouched(was_10_20, is);
+}
+
+TEST_F(FloodUpdateTest, NoVlansWithoutAQueueAreError1310BehindTheTraceToo) {
+    set_client_state({.id = 9, .queue = 0, .uuid = client.uuid});
+    EXPECT_EQ(send({}, {}), 0U);
+    EXPECT_CALLS(counted(0), failed(1310, "Client not registered\n", "Client not registered\n"));
+    expect_untouched({}, {});
 }
 
 TEST_F(FloodUpdateTest, VlansThatDifferAreError1332) {
@@ -172,6 +184,7 @@ TEST_F(FloodUpdateTest, ARefusedRequestIsError1368) {
                      failed(1368, "Sending LTL update to NERB failed 0x%x\n",
                             "Sending LTL update to NERB failed " + hex_text(status) + "\n"));
         EXPECT_EQ(allocations_.unreleased(), 0U);
+        expect_sorted_10_20();
     }
 }
 
