@@ -47,6 +47,13 @@ TEST_F(FloodPayloadTest, OfNoVlansIsACountOf0) {
     EXPECT_EQ(payload, hex("00000000c5c6c7c8"));
 }
 
+TEST_F(FloodPayloadTest, OfNoVlansNeedsNoMessages) {
+    auto payload = hex("c1c2c3c4c5c6c7c8");
+    EXPECT_EQ(build(nullptr, nullptr, 0, payload.data()), 0);
+    EXPECT_NO_CALLS();
+    EXPECT_EQ(payload, hex("00000000c5c6c7c8"));
+}
+
 TEST_F(FloodPayloadTest, TakesTheVlansOfTheOldMessage) {
     auto was = message_of({{10, {{1}}}});
     auto is = message_of({{11, {{1}}}});
@@ -91,6 +98,93 @@ TEST_F(FloodPayloadTest, NeedsNoClient) {
     auto payload = Bytes(28);
     EXPECT_EQ(build(message.data(), message.data(), 1, payload.data()), 0);
     EXPECT_CALLS(delta_begun(10), nothing_there());
+}
+
+class FloodMessageTest : public FloodRequestTest {
+protected:
+    struct Case {
+        const char *what;
+        Vlans was;
+        Vlans is;
+        std::uint32_t result;
+        fake::Calls calls;
+        Vlans was_after = was;
+        Vlans is_after = is;
+        std::uint32_t lookup_that_fails = 0; // the first one's is 1; 0 is none
+    };
+
+    // Messages that are not to change are where they cannot.
+    void expect_sent_from(const Case &expected, GuardedBuffer &old_message, GuardedBuffer &new_message) {
+        if (message_of(expected.was_after) == message_of(expected.was))
+            old_message.make_read_only();
+        if (message_of(expected.is_after) == message_of(expected.is))
+            new_message.make_read_only();
+        platform().if_index_fields = fake::Behaviour<std::uint32_t>{0};
+        platform().if_index_fields.returns_at(expected.lookup_that_fails, 0x62);
+        EXPECT_EQ(FloodRequestTest::send(old_message.data(), static_cast<std::uint16_t>(expected.was.size()),
+                                         new_message.data(), static_cast<std::uint16_t>(expected.is.size())),
+                  expected.result);
+        EXPECT_CALLS(expected.calls);
+        EXPECT_EQ(old_message.content(), message_of(expected.was_after));
+        EXPECT_EQ(new_message.content(), message_of(expected.is_after));
+        EXPECT_TRUE(old_message.surroundings_untouched() && new_message.surroundings_untouched());
+        EXPECT_EQ(allocations_.unreleased(), 0U);
+    }
+
+    // From addresses of every alignment, hard against either guard, the two messages' alignments independent.
+    void expect_sent(const Case &expected) {
+        SCOPED_TRACE(expected.what);
+        for (const auto side : {GuardedBuffer::Side::front, GuardedBuffer::Side::back}) {
+            for (unsigned distances = 0; distances < 16; ++distances) {
+                SCOPED_TRACE(distances);
+                GuardedBuffer old_message(message_of(expected.was), side, distances % 4);
+                GuardedBuffer new_message(message_of(expected.is), side, distances / 4);
+                expect_sent_from(expected, old_message, new_message);
+            }
+        }
+    }
+};
+
+TEST_F(FloodMessageTest, MayLieAnywhere) {
+    const Vlans was = {{10, {{2}, {1}}}, {20, {}}, {30, {{7}, {5}, {6}}}};
+    const Vlans is = {{10, {{3}, {2}}}, {20, {{4}}}, {30, {}}};
+    const Vlans was_sorted = {{10, {{1}, {2}}}, {20, {}}, {30, {{5}, {6}, {7}}}};
+    const Vlans is_sorted = {{10, {{2}, {3}}}, {20, {{4}}}, {30, {}}};
+    const auto first =
+        fake::in_order(counted(3), delta_begun(10), looked_up(2), looked_up(3), delta_traced("0xc", {{1, 2}, {3, 1}}));
+    expect_sent({"sent", was, is, 1,
+                 fake::in_order(first, delta_begun(20), looked_up(4), delta_traced("0x10", {{4, 1}}), delta_begun(30),
+                                delta_traced("0x0", {{5, 2}, {6, 2}, {7, 2}}),
+                                update_sent(hex("03000000"
+                                                "0a000000 0000000000000000 0c000000 00000000 02000000"
+                                                "01000000 02000000 03000000 01000000"
+                                                "14000000 0000000000000000 10000000 00000000 01000000"
+                                                "04000000 01000000"
+                                                "1e000000 0000000000000000 00000000 00000000 03000000"
+                                                "05000000 02000000 06000000 02000000 07000000 02000000"))),
+                 was_sorted, is_sorted});
+    expect_sent({"no VLANs", {}, {}, 1, fake::in_order(counted(0), update_sent(hex("00000000")))});
+    expect_sent({"the last VLAN differs",
+                 was,
+                 {is[0], is[1], {31, {}}},
+                 0,
+                 fake::in_order(counted(3), failed(1332, "At index %d old VLAN %d not equal to new VLAN %d\n",
+                                                   "At index 2 old VLAN 30 not equal to new VLAN 31\n"))});
+    expect_sent(
+        {"the last lookup fails",
+         was,
+         is,
+         0,
+         fake::in_order(
+             first, delta_begun(20), looked_up(4),
+             error_logged("vell_set_flc_bitmask", 1063, "Failed to get if_index fields for 0x%x, status 0x%x\n",
+                          "Failed to get if_index fields for 0x4, status 0x62\n"),
+             error_logged("vell_find_oiflist_delta", 1175, "Set LC bitmask failed\n", "Set LC bitmask failed\n"),
+             failed(1361, "Building NERB request payload failed 0x%x\n",
+                    "Building NERB request payload failed 0x62\n")),
+         {was_sorted[0], was[1], was[2]},
+         is_sorted,
+         3});
 }
 
 // What is traced is the other tests' affair.
