@@ -14,6 +14,7 @@ namespace feed {
 namespace {
 
 // A client id and the flags byte.
+constexpr std::uint32_t acknowledgment_opcode = 75796;
 constexpr std::size_t acknowledgment_bytes = 2;
 
 bool needs_segment(std::uint32_t uuid) {
@@ -51,7 +52,8 @@ client_session::client_session(const session_options &options) : timeout_ms_(che
 }
 
 void client_session::acknowledge() {
-    const received_message message = await({"acknowledge the registration", "acknowledging the registration"});
+    const received_message message =
+        queue_.await({"acknowledge the registration", "acknowledging the registration"}, timeout_ms_);
     const std::size_t length = message.payload().size();
     if (length < acknowledgment_bytes) {
         throw session_error(fmt::format("the switch answered the registration with a message of {} bytes, an "
@@ -60,6 +62,14 @@ void client_session::acknowledge() {
     }
     if (vell_register_ack(message.handle()) == 0)
         throw session_error(refusal_text(message));
+}
+
+received_message client_session::await(const expected_action &action) {
+    for (;;) {
+        received_message message = queue_.await(action, timeout_ms_);
+        if (message.opcode() != acknowledgment_opcode)
+            return message;
+    }
 }
 
 client_session::~client_session() {

@@ -30,8 +30,9 @@ public:
     bool send_routes(std::span<std::uint8_t> message, std::uint16_t routes);
     bool send_l2(std::span<std::uint8_t> message, std::uint16_t records, std::uint16_t value);
 
-    // Waits for the next message as long as for the acknowledgment. Throws session_error.
-    received_message await(const expected_action &action) { return queue_.await(action, timeout_ms_); }
+    // Waits for the next message as long as for the acknowledgment. A switch may acknowledge twice, which is passed
+    // over. Throws session_error.
+    received_message await(const expected_action &action);
 
     // Deregisters and closes the queue. Throws session_error when the connection was lost, when the switch could not be
     // told, or when a message reference was not released, or wrongly. `teller` is the command that tells what arrived.

@@ -126,6 +126,20 @@ struct stats_command {
     int run(std::ostream &out) const;
 };
 
+struct day_command {
+    std::string routes;
+    std::string routes_links;
+    std::string mdb;
+    std::string mdb_links;
+    std::string later_mdb;
+    std::string later_mdb_links;
+    std::string ports;
+    std::string later_ports;
+    session_options session;
+    void add_to(CLI::App &command);
+    int run(std::ostream &out) const;
+};
+
 struct marker_command {
     std::uint32_t marker = 0;
     session_options session;

@@ -1,13 +1,10 @@
 #include "commands.h"
 #include "common_options.h"
 #include "counted.h"
-#include "flood_answer.h"
-#include "flood_message.h"
+#include "flood_update.h"
 #include "input_error.h"
 #include "manager_answer.h"
 #include "switch_port.h"
-
-#include <vell.h>
 
 #include <algorithm>
 #include <fmt/ostream.h>
@@ -15,16 +12,6 @@
 namespace feed {
 
 namespace {
-
-flood_answer update(client_session &client, const std::vector<flood_change> &changes) {
-    flood_messages messages = make_flood_messages(changes);
-    const bool sent =
-        vell_send_l2_mc_update_flood_ltl(
-            messages.older.data(), static_cast<std::uint32_t>(messages.older.size()), messages.vlans,
-            messages.newer.data(), static_cast<std::uint32_t>(messages.newer.size()), messages.vlans, &messages) == 1;
-    require_sent(sent, flood_update_request.name);
-    return read_flood_answer(await_answer(client, flood_update_request), changes);
-}
 
 // "added Eth3/7; removed Eth3/8", or "unchanged"
 std::string change_text(const flood_change &change) {
@@ -104,7 +91,7 @@ int flood_command::run(std::ostream &out) const {
         return 0;
     }
     client_session client(session);
-    const flood_answer answer = update(client, changes);
+    const flood_answer answer = send_flood_update(client, changes);
     client.close("`vellfeed flood-compare`");
     ports.print_left_out(newer, out);
     if (!ports.quiet)

@@ -3,43 +3,13 @@
 #include "counted.h"
 #include "input_error.h"
 #include "printable.h"
-#include "stats_answer.h"
-
-#include <vell.h>
+#include "stats_request.h"
 
 #include <fmt/ostream.h>
 
 namespace feed {
 
 namespace {
-
-// A request that the service answers under the same opcode.
-struct stats_request {
-    const char *name;
-    std::uint32_t opcode;
-    int (*send)(const stats_route &route);
-};
-
-template <auto Send, auto... Last>
-int send_ipv4(const stats_route &route) {
-    return Send(route.table, ipv4_number(route.source), route.source_length, ipv4_number(route.group),
-                route.group_length, Last...);
-}
-
-template <auto Send>
-int send_ipv6(const stats_route &route) {
-    return Send(route.table, route.source.bytes.data(), route.source_length, route.group.bytes.data(),
-                route.group_length);
-}
-
-constexpr char stats_name[] = "statistics request";
-constexpr char clear_name[] = "clear request";
-
-constexpr stats_request ipv4_stats = {stats_name, 75785, send_ipv4<vell_send_v4_mroute_stats_req, 0>};
-constexpr stats_request ipv4_stats_and_clear = {stats_name, 75785, send_ipv4<vell_send_v4_mroute_stats_req, 1>};
-constexpr stats_request ipv4_clear = {clear_name, 75798, send_ipv4<vell_send_v4_mroute_clear_req>};
-constexpr stats_request ipv6_stats = {stats_name, 75786, send_ipv6<vell_send_v6_mroute_stats_req>};
-constexpr stats_request ipv6_clear = {clear_name, 75799, send_ipv6<vell_send_v6_mroute_clear_req>};
 
 net_address parse_option(const char *option, const std::string &text) {
     const auto address = parse_ip(text);
@@ -67,29 +37,6 @@ stats_route route_of(const stats_command &command) {
     return route;
 }
 
-stats_answer ask(client_session &client, const stats_request &request, const stats_route &route) {
-    require_sent(request.send(route) == 1, request.name);
-    const std::string infinitive = fmt::format("answer the {}", request.name);
-    const std::string gerund = fmt::format("answering the {}", request.name);
-    const stats_answer answer =
-        parse_stats_answer(client.await({infinitive.c_str(), gerund.c_str()}), request.opcode, route, request.name);
-    if (!answer.found)
-        throw session_error(fmt::format("the switch has no route {}", route_text(route)));
-    return answer;
-}
-
-// The counters as they were when they were cleared, so that nothing counted in between is lost.
-stats_answer ask_all(client_session &client, const stats_command &command, const stats_route &route) {
-    const bool ipv4 = route.group.kind == address_kind::ipv4;
-    if (command.clear_only)
-        return ask(client, ipv4 ? ipv4_clear : ipv6_clear, route);
-    if (ipv4)
-        return ask(client, command.clear ? ipv4_stats_and_clear : ipv4_stats, route);
-    // Of an IPv6 route the statistics request does not clear.
-    const stats_answer answer = ask(client, ipv6_stats, route);
-    return command.clear ? ask(client, ipv6_clear, route) : answer;
-}
-
 } // namespace
 
 void stats_command::add_to(CLI::App &command) {
@@ -112,7 +59,10 @@ void stats_command::add_to(CLI::App &command) {
 int stats_command::run(std::ostream &out) const {
     const stats_route route = route_of(*this);
     client_session client(session);
-    const stats_answer answer = ask_all(client, *this, route);
+    const stats_clearing clearing = clear_only ? stats_clearing::alone
+                                    : clear    ? stats_clearing::as_well
+                                               : stats_clearing::none;
+    const stats_answer answer = ask_stats(client, route, clearing);
     fmt::print(out, "{}: {}, {}, {}{}\n", route_text(route), counted(answer.packets, "packet"),
                counted(answer.bytes, "byte"), counted(answer.wrong_interface, "wrong-interface packet"),
                answer.cleared ? "; cleared" : "");

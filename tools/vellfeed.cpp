@@ -37,6 +37,7 @@ public:
         add_command(app_, "flood-compare", "Compare flood sets, port by port, with what the LTL manager holds",
                     flood_compare_);
         add_ltl();
+        add_command(app_, "day", "Live a whole day of a switch with one client, and check what is held", day_);
         add_command(app_, "marker", "Send an out-of-band marker", marker_);
         add_command(app_, "download-complete", "Tell that everything was sent", download_complete_);
         add_overlay();
@@ -101,6 +102,7 @@ private:
     ltl_alloc_command ltl_alloc_;
     ltl_modify_command ltl_modify_;
     ltl_release_command ltl_release_;
+    day_command day_;
     marker_command marker_;
     download_complete_command download_complete_;
     overlay_disable_command overlay_disable_;

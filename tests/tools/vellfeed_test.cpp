@@ -194,7 +194,7 @@ TEST_F(vellfeed, wrong_usage_has_its_own_exit_code) {
 
 TEST_F(vellfeed, wrong_usage_is_explained) {
     const std::string known = "; the commands are routes, compare, role, notice6, stats, l2, l2-compare, flood, "
-                              "flood-compare, ltl, marker, download-complete, overlay\n"
+                              "flood-compare, ltl, day, marker, download-complete, overlay\n"
                               "Run `vellfeed --help` for more information.\n";
     const struct {
         std::vector<std::string> command;
@@ -230,6 +230,9 @@ TEST_F(vellfeed, every_command_has_a_help_with_an_example) {
                                                  {"stats"},
                                                  {"l2"},
                                                  {"l2-compare"},
+                                                 {"flood"},
+                                                 {"flood-compare"},
+                                                 {"day"},
                                                  {"marker"},
                                                  {"download-complete"},
                                                  {"overlay"},
