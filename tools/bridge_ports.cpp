@@ -36,15 +36,17 @@ public:
     void add(const json_view &view) {
         view.expect_object("a port, an object");
         const std::size_t entry = table_.entries++;
+        constexpr char expected[] = "the port's name";
         const auto master = view.find("master");
-        if (!master)
+        if (!master) {
+            view.member("ifname", expected); // else it is another list, and no port of it would be one
             return;
+        }
         const std::string &bridge = parse_name(*master, "the bridge's name");
         if (!bridges_.empty() && !bridges_.contains(bridge)) {
             ++table_.other_bridges;
             return;
         }
-        constexpr char expected[] = "the port's name";
         const json_view name = view.member("ifname", expected);
         bridge_port port = {entry, parse_name(name, expected), 0, bridge, parse_flooding(view)};
         port.index = view.member("ifindex", "the port's index").number(1, largest_index, "an interface index");

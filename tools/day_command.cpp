@@ -13,6 +13,7 @@
 #include "l2_changes.h"
 #include "l2_message.h"
 #include "ltl_book.h"
+#include "manager_answer.h"
 #include "route_message.h"
 #include "send_all.h"
 #include "stats_request.h"
@@ -80,6 +81,7 @@ public:
     std::size_t routes_sent = 0;
     std::size_t records_sent = 0;
     std::size_t vlans_sent = 0;
+    std::size_t vlans_refused = 0;
     std::size_t counters_asked = 0;
 
 private:
@@ -109,9 +111,13 @@ private:
         if (vlans.empty())
             return;
         const flood_answer answer = send_flood_update(session_, vlans);
-        const auto acknowledged = std::ranges::count(answer.acknowledged, true);
+        const auto acknowledged = static_cast<std::size_t>(std::ranges::count(answer.acknowledged, true));
         vlans_sent += vlans.size();
+        vlans_refused += vlans.size() - acknowledged;
         tell(fmt::format("updated the flood sets of {}, {} acknowledged", counted(vlans.size(), "VLAN"), acknowledged));
+        for (std::size_t i = 0; i < vlans.size(); ++i)
+            if (!answer.acknowledged[i])
+                tell(fmt::format("VLAN {}: refused: {}", vlans[i].vlan, status_text(answer.statuses[i])));
     }
 
     void ask_counters() {
@@ -148,6 +154,16 @@ comparison compare_counters(std::size_t asked) {
     result.fed = asked;
     result.missing = asked > held ? asked - held : 0;
     result.unexpected = held > asked ? held - asked : 0;
+    return result;
+}
+
+// A set that the manager refused to change is not as it was fed, even where it happens to be equal.
+comparison compare_flood_sets(const day_plan &plan, std::size_t refused) {
+    comparison result = compare_flood(plan.later_ports.sets, parse_held_flood(read_held({}, "flood")));
+    if (refused > 0) {
+        result.differing += refused;
+        result.lines.push_back(fmt::format("{} refused", counted(refused, "update was", "updates were")));
+    }
     return result;
 }
 
@@ -211,8 +227,7 @@ int day_command::run(std::ostream &out) const {
         {{"routes", client.routes_sent, compare_routes(plan.routes.routes, parse_held_routes(read_held({}, "routes")))},
          {"layer-2 entries", client.records_sent,
           compare_l2(plan.groups.newer.entries, parse_held_l2(read_held({}, "l2")))},
-         {"flood sets", client.vlans_sent,
-          compare_flood(plan.later_ports.sets, parse_held_flood(read_held({}, "flood")))},
+         {"flood sets", client.vlans_sent, compare_flood_sets(plan, client.vlans_refused)},
          {"LTL indexes", client.ltls.allocated() + client.ltls.changed() + client.ltls.released(),
           compare_ltls(client.ltls.all(), parse_held_ltls(read_held({}, "ltl")))},
          {"counters asked", client.counters_asked, compare_counters(client.counters_asked)}},

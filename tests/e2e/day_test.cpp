@@ -56,6 +56,16 @@ TEST_F(Day, OnASwitchThatHeldSomethingBeforeFindsIt) {
     EXPECT_NE(day.out.find("LTL indexes: LTL 0x4000: unexpected"), std::string::npos) << day.out << day.err;
 }
 
+TEST_F(Day, DoesNotAgreeWhereFloodUpdatesWereRefused) {
+    start_switch();
+    ASSERT_EQ(vellfeed({"flood", sample("flood-later.ports.json")}).status, 0);
+    const auto day = live();
+    EXPECT_EQ(day.status, 1);
+    EXPECT_NE(day.out.find("VLAN 10: refused: "), std::string::npos) << day.out;
+    EXPECT_NE(day.out.find("updates were refused\n"), std::string::npos) << day.out;
+    EXPECT_NE(day.out.find("Of 5 kinds, 1 do not agree.\n"), std::string::npos) << day.out;
+}
+
 TEST_F(Day, EndsWhenThePoolOfLtlIndexesIsExhausted) {
     start_switch({"--ltl-pool", "5"});
     const auto day = live();

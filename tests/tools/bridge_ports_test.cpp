@@ -36,6 +36,14 @@ TEST(bridge_ports, of_other_bridges_are_counted_and_not_looked_at) {
     EXPECT_EQ(table.other_bridges, 2u);
 }
 
+TEST(bridge_ports, of_another_list_are_refused) {
+    EXPECT_EQ(error_of([] {
+                  parse_bridge_ports({"ports.json", R"([{"mdb":[],"router":{}}])"}, {});
+              }),
+              "ports.json: entry 1 of 1 (/0): expected a member \"ifname\" (the port's name), found only \"mdb\", "
+              "\"router\"");
+}
+
 TEST(bridge_ports, that_are_wrong_are_refused_with_their_place) {
     const auto error = [](const std::string &entry) {
         return error_of([&] { ports_of({port_text("br10", "eth1-1", 101), entry}); });
