@@ -1,12 +1,12 @@
 #include "held_flood.h"
 
+#include "held_list.h"
 #include "json_input.h"
 #include "vlan.h"
 
 #include <algorithm>
 #include <fmt/format.h>
 #include <limits>
-#include <set>
 
 namespace feed {
 
@@ -44,14 +44,7 @@ std::vector<flood_set> parse_held_flood(const text_input &input) {
     const json_view root(document);
     root.expect_object(fmt::format("an object with \"flood\", the output of {}", producer));
     constexpr char expected[] = "an array of flood sets";
-    std::vector<flood_set> sets;
-    std::set<flood_key> keys;
-    for (const json_view &row : root.member("flood", "what is held").elements(expected)) {
-        sets.push_back(parse_set(row));
-        if (!keys.insert(sets.back().key).second)
-            row.fail(fmt::format("{} stands twice", key_text(sets.back().key)));
-    }
-    return sets;
+    return parse_held_list(root.member("flood", "what is held").elements(expected), parse_set);
 }
 
 } // namespace feed

@@ -1,12 +1,12 @@
 #include "held_l2.h"
 
+#include "held_list.h"
 #include "input_error.h"
 #include "json_input.h"
 
 #include <algorithm>
 #include <fmt/format.h>
 #include <limits>
-#include <set>
 
 namespace feed {
 
@@ -76,17 +76,10 @@ std::vector<l2_entry> parse_held_l2(const text_input &input) {
     const json_view root(document);
     root.expect_object(fmt::format("an object with \"l2\", the output of {}", producer));
     constexpr char expected[] = "an array of layer-2 entries";
-    std::vector<l2_entry> entries;
-    std::set<l2_key> keys;
     const json_view l2 = root.member("l2", "what is held");
     if (l2.find("narrowed"))
         root.fail("this is a part of what is held: print it without --vlan and --group");
-    for (const json_view &view : l2.member("entries", expected).elements(expected)) {
-        entries.push_back(parse_entry(view));
-        if (!keys.insert(entries.back().key).second)
-            view.fail(fmt::format("{} stands twice", key_text(entries.back().key)));
-    }
-    return entries;
+    return parse_held_list(l2.member("entries", expected).elements(expected), parse_entry);
 }
 
 } // namespace feed

@@ -1,6 +1,7 @@
 #include "held_routes.h"
 
 #include "address.h"
+#include "held_list.h"
 #include "input_error.h"
 #include "json_input.h"
 
@@ -8,7 +9,6 @@
 #include <charconv>
 #include <fmt/format.h>
 #include <limits>
-#include <set>
 
 namespace feed {
 
@@ -106,15 +106,8 @@ std::vector<held_route> parse_held_routes(const text_input &input) {
     const json_document document = parse_json(input, producer);
     const json_view root(document);
     root.expect_object(fmt::format("an object with \"routes\", the output of {}", producer));
-    std::vector<held_route> routes;
-    std::set<route_key> keys;
     check_whole(root);
-    for (const json_view &view : root.member("routes", "the held routes").elements("an array of routes")) {
-        routes.push_back(parse_route(view));
-        if (!keys.insert(routes.back().key).second)
-            view.fail(fmt::format("{} stands twice", key_text(routes.back().key)));
-    }
-    return routes;
+    return parse_held_list(root.member("routes", "the held routes").elements("an array of routes"), parse_route);
 }
 
 } // namespace feed

@@ -1,5 +1,6 @@
 #include "ltl_book.h"
 
+#include "held_list.h"
 #include "input_error.h"
 #include "json_input.h"
 #include "ltl_request.h"
@@ -112,14 +113,7 @@ std::vector<ltl> parse_held_ltls(const text_input &input) {
     const json_view root(document);
     root.expect_object(fmt::format("an object with \"ltl\", the output of {}", producer));
     constexpr char expected[] = "an array of LTL indexes";
-    std::vector<ltl> held;
-    std::set<ltl_key> keys;
-    for (const json_view &row : root.member("ltl", "what is held").elements(expected)) {
-        held.push_back(parse_ltl(row));
-        if (!keys.insert(held.back().key).second)
-            row.fail(fmt::format("{} stands twice", key_text(held.back().key)));
-    }
-    return held;
+    return parse_held_list(root.member("ltl", "what is held").elements(expected), parse_ltl);
 }
 
 comparison compare_ltls(const std::vector<ltl> &fed, const std::vector<ltl> &held) {
