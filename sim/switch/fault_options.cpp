@@ -51,7 +51,9 @@ struct answer_option {
 };
 
 constexpr answer_option answer_options[] = {
-    {"--ack", "How to acknowledge registrations: late:MS (so many\nmilliseconds later), twice or never",
+    {"--ack",
+     "How to acknowledge registrations: late:MS (so many\nmilliseconds later), twice or never; what was asked for\nis "
+     "done at once all the same",
      &fault_modes::ack, &fault_modes::ack_delay},
     {"--answer", "How to answer statistics and clear requests, likewise", &fault_modes::answer,
      &fault_modes::answer_delay},
@@ -114,6 +116,20 @@ void add_fault_options(CLI::App *run, fault_modes &faults) {
         ->check(CLI::Range(1u, UINT32_MAX).description(""))
         ->type_name("N")
         ->group(group);
+}
+
+std::string fault_text(const CLI::App &run) {
+    std::string text;
+    for (const CLI::Option *option : run.get_options()) {
+        if (option->get_group() != group) {
+            continue;
+        }
+        for (const std::string &value : option->results()) {
+            const std::string word = option->get_items_expected_max() == 0 ? "" : " " + value;
+            text += (text.empty() ? "" : " ") + option->get_name() + word;
+        }
+    }
+    return text;
 }
 
 } // namespace desk

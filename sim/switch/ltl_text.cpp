@@ -2,8 +2,12 @@
 
 #include "text_layout.h"
 
+#include <qarnutils.h>
+
+#include <algorithm>
 #include <cstdint>
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 #include <vector>
 
 namespace desk {
@@ -31,13 +35,25 @@ std::string interface_lines(const json &interfaces) {
                          : wrapped(fmt::format("    interfaces ({}): ", names.size()), names);
 }
 
+// The mask has 32 bits, which the line cards above share.
+bool shares_bits(const json &interfaces) {
+    return std::ranges::any_of(interfaces, [](const json &one) {
+        std::uint8_t slot = 0;
+        std::uint8_t port = 0;
+        std::uint32_t lane = 0;
+        const int result = if_index_phy_eth_get_fields(one.at("if_index").get<std::uint32_t>(), &slot, &port, &lane);
+        return result == 0 && slot > 31;
+    });
+}
+
 std::string line_card_lines(const json &row) {
     std::vector<std::string> cards;
     for (const json &card : row.at("line_cards")) {
         cards.push_back(fmt::format("{}", card.get<unsigned>()));
     }
     return wrapped(fmt::format("    line cards ({:#010x}): ", number(row, "line_card_mask")),
-                   cards.empty() ? std::vector<std::string>{"none"} : cards);
+                   cards.empty() ? std::vector<std::string>{"none"} : cards) +
+           (shares_bits(row.at("interfaces")) ? "      slots above 31 count as those 32, 64, ... below them\n" : "");
 }
 
 } // namespace
@@ -50,7 +66,7 @@ std::string ltl_text(const json &table) {
                 interface_lines(row.at("interfaces"));
     }
     const json &pool = table.at("pool");
-    return text + fmt::format("{}; {} of {} in use\n", counted(table.at("ltl").size(), "LTL"), number(pool, "in_use"),
+    return text + fmt::format("{}; {} of {} in use\n", counted_rows(table, "ltl", "LTL"), number(pool, "in_use"),
                               number(pool, "size"));
 }
 
@@ -60,7 +76,7 @@ std::string flood_text(const json &table) {
         text += fmt::format("VLAN {}  {}\n", number(row, "vlan"), sender_text(row)) + line_card_lines(row) +
                 interface_lines(row.at("interfaces"));
     }
-    return text + counted(table.at("flood").size(), "flood set") + "\n";
+    return text + counted_rows(table, "flood", "flood set") + "\n";
 }
 
 } // namespace desk

@@ -41,6 +41,7 @@ void add_run(CLI::App &app, desk::run_options &options) {
                   "Keep the service log off standard error; it is in\n"
                   "<run dir>/log/service all the same");
     desk::add_fault_options(run, options.faults);
+    run->final_callback([run, &options] { options.fault_text = desk::fault_text(*run); });
     run->footer("Environment of the switch, of vellfeed and of other clients:\n"
                 "  VELLSIM_RUN_DIR          the run directory\n"
                 "Environment of clients:\n"
@@ -64,7 +65,7 @@ const show_option show_options_by_table[] = {
     {"--group", {"routes", "l2"}},
     {"--vlan", {"l2", "flood", "ltl"}},
     {"--source", {"routes"}},
-    {"--limit", {"clients", "routes", "log"}},
+    {"--limit", {"clients", "routes", "stats", "flood", "ltl", "log"}},
     {"--summary", {"routes"}},
     {"--sink", {"log"}},
 };
@@ -136,8 +137,8 @@ void add_show(CLI::App &app, desk::show_options &options) {
     add_address(show, "--source", "routes: only of this source; 0.0.0.0 is any source", options.query.source);
     show->add_flag("--summary", options.query.summary, "routes: counts per table instead of the routes");
     show->add_option("--limit", options.query.limit,
-                     "At most so many: the first of a table, the latest of\n"
-                     "the log")
+                     "At most so many: the first of a table (not of l2 and\n"
+                     "overlay), the latest of the log")
         ->check(CLI::Range(1u, UINT32_MAX).description(""))
         ->type_name("N");
     show->add_option("--sink", options.sink, "log: only this one, history, client or service")

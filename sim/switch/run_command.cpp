@@ -53,6 +53,9 @@ int run_switch(const run_options &options) {
     vell.faults = options.faults;
     vell.log = [&log](std::uint32_t level, const std::string &text) { log.write(level, text); };
     vell.log(log_level_trace, fmt::format("listens on {}", place.path));
+    if (!options.fault_text.empty()) {
+        vell.log(log_level_trace, fmt::format("misbehaves on purpose: {}", options.fault_text));
+    }
     server serving(vell, place.socket.get(), stop.get());
     print_ready(place.path);
     const server::outcome how = serving.run();

@@ -11,6 +11,7 @@ struct run_options {
     std::string run_directory;
     bool quiet = false;
     fault_modes faults{};
+    std::string fault_text{}; // as they were asked for, for the log
 };
 
 inline constexpr int exit_died = 3; // what --die-after exits with

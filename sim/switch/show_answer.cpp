@@ -3,6 +3,7 @@
 #include "address.h"
 #include "printable.h"
 #include "route_flags.h"
+#include "row_list.h"
 #include "show_l2.h"
 #include "show_ltl.h"
 #include "show_overlay.h"
@@ -27,34 +28,6 @@ namespace {
 using json = nlohmann::ordered_json;
 
 constexpr std::size_t longest_request = 4096;
-
-// Collects a table's rows, as many as the query's limit lets through, and makes the whole answer of them.
-class row_list {
-public:
-    explicit row_list(const show_query &query) : limit_(query.limit) {}
-
-    bool wants_row() {
-        ++matched_;
-        return !limit_ || matched_ <= *limit_;
-    }
-
-    void add(const std::string &row) {
-        rows_ += rows_.empty() ? "" : ",\n";
-        rows_ += row;
-    }
-    void add(const json &row) { add(row.dump(-1, ' ', false, json::error_handler_t::replace)); }
-
-    // Only a limited answer says how many rows there are without the limit.
-    std::string text(std::string_view name) const {
-        const std::string matched = limit_ ? fmt::format(",\"matched\":{}", matched_) : "";
-        return fmt::format("{{\"{}\":[{}]{}}}", name, rows_, matched);
-    }
-
-private:
-    std::optional<std::uint32_t> limit_;
-    std::uint64_t matched_ = 0;
-    std::string rows_;
-};
 
 json client_row(const client &shown) {
     json row;

@@ -1,7 +1,9 @@
 #include "show_ltl.h"
 
 #include "interface_name.h"
+#include "row_list.h"
 
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 namespace desk {
@@ -55,24 +57,24 @@ bool of_vlan(const show_query &query, std::uint16_t vlan) {
 
 // A VLAN narrows the rows; the pool's numbers are always of all.
 std::string show_ltls(const service &vell, const show_query &query) {
-    json rows = json::array();
+    row_list rows(query);
     for (const auto &[index, held] : vell.ltls.all()) {
-        if (of_vlan(query, held.vlan)) {
-            rows.push_back(ltl_row(index, held));
+        if (of_vlan(query, held.vlan) && rows.wants_row()) {
+            rows.add(ltl_row(index, held));
         }
     }
-    const json pool{{"first", ltl_pool_first}, {"size", vell.faults.ltl_pool}, {"in_use", vell.ltls.all().size()}};
-    return json{{"ltl", std::move(rows)}, {"pool", pool}}.dump();
+    return rows.text("ltl", fmt::format(R"(,"pool":{{"first":{},"size":{},"in_use":{}}})", ltl_pool_first,
+                                        vell.faults.ltl_pool, vell.ltls.all().size()));
 }
 
 std::string show_flood(const service &vell, const show_query &query) {
-    json rows = json::array();
+    row_list rows(query);
     for (const auto &[vlan, held] : vell.floods) {
-        if (of_vlan(query, vlan)) {
-            rows.push_back(flood_row(vlan, held));
+        if (of_vlan(query, vlan) && rows.wants_row()) {
+            rows.add(flood_row(vlan, held));
         }
     }
-    return json{{"flood", std::move(rows)}}.dump();
+    return rows.text("flood");
 }
 
 } // namespace desk

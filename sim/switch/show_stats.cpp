@@ -1,5 +1,6 @@
 #include "show_stats.h"
 
+#include "row_list.h"
 #include "statistics.h"
 
 namespace desk {
@@ -27,13 +28,13 @@ std::string show_stats(const service &vell, const show_query &query) {
     for (const auto &[key, held] : vell.routes) {
         all.try_emplace(key_of(key));
     }
-    json rows = json::array();
+    row_list rows(query);
     for (const auto &[key, counters] : all) {
-        if (!query.table || *query.table == key.table) {
-            rows.push_back(stats_row(key, counters));
+        if ((!query.table || *query.table == key.table) && rows.wants_row()) {
+            rows.add(stats_row(key, counters));
         }
     }
-    return json{{"stats", std::move(rows)}}.dump();
+    return rows.text("stats");
 }
 
 } // namespace desk

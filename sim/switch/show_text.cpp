@@ -16,16 +16,6 @@ namespace {
 
 using json = nlohmann::ordered_json;
 
-// "1200 routes", and of a limited table "10 of 1200 routes".
-std::string count_line(std::uint64_t shown, std::uint64_t matched, std::string_view noun) {
-    return (shown == matched ? counted(shown, noun) : fmt::format("{} of {}", shown, counted(matched, noun))) + "\n";
-}
-
-std::string table_count_line(const json &table, const char *rows, std::string_view noun) {
-    const std::uint64_t shown = table.at(rows).size();
-    return count_line(shown, table.value("matched", shown), noun);
-}
-
 std::string masked(const std::string &address, unsigned length) {
     if (address == "0.0.0.0" && length == 0) {
         return "*";
@@ -117,7 +107,7 @@ std::string clients_text(const json &table) {
         }
         text += notice_text(row.at("last_ipv6_notice"));
     }
-    return text + table_count_line(table, "clients", "client");
+    return text + counted_rows(table, "clients", "client") + "\n";
 }
 
 std::string routes_text(const json &table) {
@@ -131,7 +121,7 @@ std::string routes_text(const json &table) {
         text += route_lines(route);
         previous = &route;
     }
-    return text + (previous == nullptr ? "" : "\n") + table_count_line(table, "routes", "route");
+    return text + (previous == nullptr ? "" : "\n") + counted_rows(table, "routes", "route") + "\n";
 }
 
 std::string route_summary_text(const json &table) {
@@ -165,7 +155,7 @@ std::string log_text(const std::vector<log_line> &lines, std::size_t matched) {
         text += fmt::format("{} {:7} {} pid {}{}: {}\n", line.time, line.sink, level_name(line.level), line.pid, uuid,
                             printable(said));
     }
-    return text + count_line(lines.size(), matched, "line");
+    return text + counted_of(lines.size(), matched, "line") + "\n";
 }
 
 } // namespace desk

@@ -46,7 +46,7 @@ std::string stats_text(const json &table) {
                             number(row, "table"), number(row, "packets"), number(row, "bytes"), number(row, "wrong_if"),
                             number(row, "requests"), number(row, "clears"));
     }
-    return text + counted(rows.size(), "route") + "\n";
+    return text + counted_rows(table, "stats", "route") + "\n";
 }
 
 } // namespace desk

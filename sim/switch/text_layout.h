@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,5 +17,11 @@ std::string wrapped(const std::string &lead, const std::vector<std::string> &ite
 
 // "1 route", "2 routes".
 std::string counted(std::uint64_t count, std::string_view noun, std::string_view plural = {});
+
+// "1200 routes", and of a limited table "10 of 1200 routes". No line feed.
+std::string counted_of(std::uint64_t shown, std::uint64_t matched, std::string_view noun);
+
+// The same of the rows that the switch answered, which are the table's member `rows`.
+std::string counted_rows(const nlohmann::ordered_json &table, const char *rows, std::string_view noun);
 
 } // namespace desk
