@@ -36,7 +36,8 @@ if(VELL_DESK)
                                 "$ORIGIN/../${CMAKE_INSTALL_LIBDIR};$ORIGIN/../${desk_libdir}")
   set_target_properties(nerb kyt qarnutils tlv tessel PROPERTIES INSTALL_RPATH "$ORIGIN")
   install(DIRECTORY platform/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vell-desk FILES_MATCHING PATTERN "*.h")
-  install(FILES sim/kyt/kyt_desk.h sim/qarnutils/qarnutils_desk.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vell-desk)
+  install(FILES sim/kyt/kyt_desk.h sim/nerb/nerb_desk.h sim/qarnutils/qarnutils_desk.h
+          DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vell-desk)
   vell_pkg_config(vell-desk "Desk platform for clients of the vell service" "-I\${includedir}/vell-desk"
                   "-L\${libdir}/vell-desk -lnerb -lkyt -lqarnutils -ltlv -ltessel")
 endif()

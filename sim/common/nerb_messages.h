@@ -10,39 +10,35 @@
 //   flood LTL update           context, number of VLANs, and each VLAN: its id, two words that are not read, line-card
 //                              mask, a word that is not read, number of updates, and each update: interface index,
 //                              operation (1 adds, 2 removes)
-//   answer                     kind, overall status, cookie or context, number of entries, and for each of the request's
-//                              entries, in their order, four words:
-//     allocation               key word 2, LTL index, number of interfaces, status
-//     modification, release    LTL index, key word 2, number of interfaces that the LTL has now, status
-//     flood LTL update         VLAN id, interfaces added, interfaces removed, status
 //
-// The overall status is 0 when every entry's is, and 1 otherwise; of an allocation of one entry it is that entry's.
+// Answers are described in nerb_desk.h: four words, which are struct nerb_desk_answer, and four words an entry.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <nerb_desk.h>
 
 namespace desk {
 
-inline constexpr std::uint32_t nerb_sap = 230;
+inline constexpr std::uint32_t nerb_sap = NERB_DESK_SAP;
 
-inline constexpr std::uint32_t nerb_opcode_allocation = 90001;
-inline constexpr std::uint32_t nerb_opcode_modification = 90002;
-inline constexpr std::uint32_t nerb_opcode_release = 90003;
-inline constexpr std::uint32_t nerb_opcode_flood_update = 90004;
+inline constexpr std::uint32_t nerb_opcode_allocation = NERB_DESK_OPCODE_ALLOCATION;
+inline constexpr std::uint32_t nerb_opcode_modification = NERB_DESK_OPCODE_MODIFICATION;
+inline constexpr std::uint32_t nerb_opcode_release = NERB_DESK_OPCODE_RELEASE;
+inline constexpr std::uint32_t nerb_opcode_flood_update = NERB_DESK_OPCODE_FLOOD_UPDATE;
 
 struct nerb_answer_kind {
     std::uint32_t opcode;
     std::uint32_t kind;
 };
 
-inline constexpr std::uint32_t nerb_kind_allocation = 13;
+inline constexpr std::uint32_t nerb_kind_allocation = NERB_DESK_KIND_ALLOCATION;
 
 inline constexpr nerb_answer_kind nerb_answer_kinds[] = {
     {nerb_opcode_allocation, nerb_kind_allocation},
-    {nerb_opcode_modification, 14},
-    {nerb_opcode_release, 15},
-    {nerb_opcode_flood_update, 16},
+    {nerb_opcode_modification, NERB_DESK_KIND_MODIFICATION},
+    {nerb_opcode_release, NERB_DESK_KIND_RELEASE},
+    {nerb_opcode_flood_update, NERB_DESK_KIND_FLOOD_UPDATE},
 };
 
 // Null when the opcode is none of the manager's.
@@ -55,23 +51,24 @@ constexpr const nerb_answer_kind *find_nerb_answer_kind(std::uint32_t opcode) {
     return nullptr;
 }
 
-inline constexpr std::size_t nerb_answer_head_size = 16;
+inline constexpr std::size_t nerb_answer_head_size = sizeof(nerb_desk_answer);
 inline constexpr std::size_t nerb_info_size = 16;
 
-// How an entry of a request ended. The names are for people.
+// nerb_desk_status for code that is to know all of them when it switches.
 enum class nerb_status : std::uint32_t {
-    done = 0,
-    refused_by_fault_mode = 1,
-    no_such_ltl = 2,
-    pool_exhausted = 3,
-    tag_mismatch = 4,
-    interface_present = 5,
-    interface_absent = 6,
-    no_vlan_id = 7,
-    interface_twice = 8,
-    no_operation = 9,
+    done = NERB_DESK_DONE,
+    refused_by_fault_mode = NERB_DESK_REFUSED_BY_FAULT_MODE,
+    no_such_ltl = NERB_DESK_NO_SUCH_LTL,
+    pool_exhausted = NERB_DESK_POOL_EXHAUSTED,
+    tag_mismatch = NERB_DESK_TAG_MISMATCH,
+    interface_present = NERB_DESK_INTERFACE_PRESENT,
+    interface_absent = NERB_DESK_INTERFACE_ABSENT,
+    no_vlan_id = NERB_DESK_NO_VLAN_ID,
+    interface_twice = NERB_DESK_INTERFACE_TWICE,
+    no_operation = NERB_DESK_NO_OPERATION,
 };
 
+// For people.
 constexpr const char *nerb_status_name(nerb_status status) {
     switch (status) {
     case nerb_status::done:

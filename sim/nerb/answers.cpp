@@ -13,19 +13,11 @@ namespace desk {
 
 namespace {
 
-enum status : std::uint32_t { ok = 0, no_answer = 1, not_so_many = 2 };
-
-struct answer {
-    std::uint32_t kind;
-    std::uint32_t status;
-    std::uint32_t cookie;
-    std::uint32_t count;
-};
-static_assert(sizeof(answer) == nerb_answer_head_size && sizeof(nerb_rsp_info) == nerb_info_size);
+static_assert(sizeof(nerb_rsp_info) == nerb_info_size);
 
 // A message, with the payload that is its answer.
 struct received_answer {
-    answer head;
+    nerb_desk_answer head;
     const std::byte *infos;
 };
 
@@ -33,13 +25,13 @@ struct received_answer {
 std::optional<received_answer> read_answer(const void *rsp) {
     const auto *message = static_cast<const kyt_desk_message *>(rsp);
     const std::uint32_t length = kyt_desk_message_length(message);
-    if (kyt_desk_message_sap(message) != nerb_sap || length < sizeof(answer))
+    if (kyt_desk_message_sap(message) != nerb_sap || length < nerb_answer_head_size)
         return std::nullopt;
     // kyt_payload_get takes the message as its receiver has it; nothing is written.
     const auto *payload = static_cast<const std::byte *>(kyt_payload_get(const_cast<void *>(rsp)));
-    received_answer received{{}, payload + sizeof(answer)};
+    received_answer received{{}, payload + nerb_answer_head_size};
     std::memcpy(&received.head, payload, sizeof received.head);
-    const std::uint64_t needed = sizeof(answer) + std::uint64_t{received.head.count} * nerb_info_size;
+    const std::uint64_t needed = nerb_answer_head_size + std::uint64_t{received.head.entry_count} * nerb_info_size;
     const nerb_answer_kind *expected = find_nerb_answer_kind(kyt_desk_message_opcode(message));
     const bool right_kind = expected != nullptr && received.head.kind == expected->kind;
     return right_kind && length == needed ? std::optional(received) : std::nullopt;
@@ -63,49 +55,71 @@ std::optional<received_answer> read_allocation(const void *rsp, std::uint32_t ki
 uint32_t nerb_parse_rsp_status(const void *rsp, uint32_t *status) {
     const auto received = desk::read_general(rsp);
     if (!received)
-        return desk::no_answer;
+        return NERB_DESK_NO_ANSWER;
     *status = received->head.status;
-    return desk::ok;
+    return NERB_DESK_READ;
 }
 
 uint32_t nerb_parse_rsp_get_entry_count(const void *rsp, uint32_t *count) {
     const auto received = desk::read_general(rsp);
     if (!received)
-        return desk::no_answer;
-    *count = received->head.count;
-    return desk::ok;
+        return NERB_DESK_NO_ANSWER;
+    *count = received->head.entry_count;
+    return NERB_DESK_READ;
 }
 
 uint32_t nerb_parse_rsp_get_rsp_info(const void *rsp, uint32_t count, nerb_rsp_info *info) {
     const auto received = desk::read_general(rsp);
     if (!received)
-        return desk::no_answer;
-    if (count > received->head.count)
-        return desk::not_so_many;
+        return NERB_DESK_NO_ANSWER;
+    if (count > received->head.entry_count)
+        return NERB_DESK_NOT_SO_MANY;
     if (count > 0)
         std::memcpy(info, received->infos, count * sizeof *info);
-    return desk::ok;
+    return NERB_DESK_READ;
 }
 
 uint32_t nerb_parse_alloc_ltl_get_entry_count(const void *rsp, uint32_t *status, uint32_t kind, uint16_t *count) {
     const auto received = desk::read_allocation(rsp, kind);
     // A request cannot have had more entries than its own 16-bit count says.
-    if (!received || received->head.count > std::numeric_limits<std::uint16_t>::max())
-        return desk::no_answer;
+    if (!received || received->head.entry_count > std::numeric_limits<std::uint16_t>::max())
+        return NERB_DESK_NO_ANSWER;
     *status = received->head.status;
-    *count = static_cast<std::uint16_t>(received->head.count);
-    return desk::ok;
+    *count = static_cast<std::uint16_t>(received->head.entry_count);
+    return NERB_DESK_READ;
 }
 
 uint32_t nerb_parse_alloc_ltl_rsp_parm(const void *rsp, uint32_t *status, uint32_t kind,
                                        nerb_alloc_ltl_rsp_parm *parm) {
     const auto received = desk::read_allocation(rsp, kind);
     if (!received)
-        return desk::no_answer;
-    if (received->head.count == 0)
-        return desk::not_so_many;
+        return NERB_DESK_NO_ANSWER;
+    if (received->head.entry_count == 0)
+        return NERB_DESK_NOT_SO_MANY;
     *status = received->head.status;
     // The parameters are the first three words of the entry's information.
     std::memcpy(parm, received->infos, sizeof *parm);
-    return desk::ok;
+    return NERB_DESK_READ;
+}
+
+const char *nerb_desk_status_name(uint32_t status) {
+    return desk::nerb_status_name(desk::nerb_status{status});
+}
+
+int nerb_desk_answer_head(const void *rsp, nerb_desk_answer *head) {
+    const auto received = desk::read_answer(rsp);
+    if (!received)
+        return NERB_DESK_NO_ANSWER;
+    *head = received->head;
+    return NERB_DESK_READ;
+}
+
+int nerb_desk_answer_entry(const void *rsp, uint32_t number, uint32_t words[4]) {
+    const auto received = desk::read_answer(rsp);
+    if (!received)
+        return NERB_DESK_NO_ANSWER;
+    if (number >= received->head.entry_count)
+        return NERB_DESK_NOT_SO_MANY;
+    std::memcpy(words, received->infos + std::size_t{number} * desk::nerb_info_size, desk::nerb_info_size);
+    return NERB_DESK_READ;
 }

@@ -3,4 +3,6 @@
 
 #pragma GCC visibility push(default)
 #include <nerb.h>
+
+#include <nerb_desk.h>
 #pragma GCC visibility pop

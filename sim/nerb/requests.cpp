@@ -15,8 +15,6 @@ namespace desk {
 
 namespace {
 
-enum status : std::uint32_t { ok = 0, not_sent = 1, null_pointer = 2, out_of_memory = 3 };
-
 constexpr std::uint32_t switch_node = 0xfe000000;
 constexpr std::uint32_t send_options[KYT_SEND_OPTION_WORDS] = {1};
 
@@ -46,13 +44,13 @@ std::size_t checked_size(std::uint64_t size) {
     return static_cast<std::size_t>(size);
 }
 
-status send(std::uint32_t queue, std::uint32_t opcode, const message &sent) {
+nerb_desk_send send(std::uint32_t queue, std::uint32_t opcode, const message &sent) {
     kyt_msg_ref reference;
     if (kyt_send(queue, switch_node, nerb_sap, opcode, sent.data(), static_cast<std::uint32_t>(sent.size()), &reference,
                  0, send_options) == -1)
-        return not_sent;
+        return NERB_DESK_NOT_SENT;
     kyt_drop(queue, &reference);
-    return ok;
+    return NERB_DESK_SENT;
 }
 
 // The payload of an allocation or modification: a u16 count and, directly behind it, the entries.
@@ -68,36 +66,37 @@ struct ltl_entry {
     const void *interfaces() const { return read<const void *>(at + interfaces_at); }
 };
 
-status append_ltl_entry(message &to, const ltl_entry &entry) {
+nerb_desk_send append_ltl_entry(message &to, const ltl_entry &entry) {
     const std::uint16_t count = entry.interface_count();
     const void *interfaces = entry.interfaces();
     if (interfaces == nullptr && count != 0)
-        return null_pointer;
+        return NERB_DESK_NULL_POINTER;
     append_word(to, entry.key(0));
     append_word(to, entry.key(1));
     append_word(to, count);
     append(to, interfaces, count * sizeof(std::uint32_t));
-    return ok;
+    return NERB_DESK_SENT;
 }
 
-status send_ltl_entries(std::uint32_t queue, std::uint32_t opcode, const void *payload, std::uint32_t cookie) {
+nerb_desk_send send_ltl_entries(std::uint32_t queue, std::uint32_t opcode, const void *payload, std::uint32_t cookie) {
     if (payload == nullptr)
-        return null_pointer;
+        return NERB_DESK_NULL_POINTER;
     const auto *bytes = static_cast<const std::byte *>(payload);
     const auto count = read<std::uint16_t>(bytes);
     message sent;
     append_word(sent, cookie);
     append_word(sent, count);
     for (std::size_t i = 0; i < count; ++i)
-        if (const status wrong = append_ltl_entry(sent, {bytes + sizeof count + i * ltl_entry::size}); wrong != ok)
+        if (const nerb_desk_send wrong = append_ltl_entry(sent, {bytes + sizeof count + i * ltl_entry::size});
+            wrong != NERB_DESK_SENT)
             return wrong;
     return send(queue, opcode, sent);
 }
 
-status send_release(std::uint32_t queue, std::uint32_t count, const void *entries, std::uint32_t cookie) {
+nerb_desk_send send_release(std::uint32_t queue, std::uint32_t count, const void *entries, std::uint32_t cookie) {
     constexpr std::uint64_t entry_size = 12;
     if (entries == nullptr)
-        return null_pointer;
+        return NERB_DESK_NULL_POINTER;
     message sent;
     append_word(sent, cookie);
     append_word(sent, count);
@@ -119,9 +118,9 @@ std::size_t flood_payload_size(const std::byte *payload) {
     return size;
 }
 
-status send_flood_update(std::uint32_t queue, const void *payload, void *context) {
+nerb_desk_send send_flood_update(std::uint32_t queue, const void *payload, void *context) {
     if (payload == nullptr)
-        return null_pointer;
+        return NERB_DESK_NULL_POINTER;
     message sent;
     append(sent, &context, sizeof context);
     append(sent, payload, flood_payload_size(static_cast<const std::byte *>(payload)));
@@ -136,7 +135,7 @@ std::uint32_t guarded(Body body) noexcept {
     try {
         return body();
     } catch (const std::exception &) {
-        return out_of_memory;
+        return NERB_DESK_OUT_OF_MEMORY;
     }
 }
 

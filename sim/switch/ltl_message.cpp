@@ -68,8 +68,7 @@ std::uint32_t read_request(std::span<const std::byte> message, std::string_view 
 }
 
 std::uint32_t overall_status(const ltl_answer &answer) {
-    const bool is_allocation = answer.opcode == nerb_opcode_allocation;
-    if (is_allocation && answer.results.size() == 1) {
+    if (answer.opcode != nerb_opcode_flood_update && answer.results.size() == 1) {
         return static_cast<std::uint32_t>(answer.results.front().status);
     }
     const auto is_done = [](const ltl_result &result) { return result.status == nerb_status::done; };

@@ -65,8 +65,8 @@ TEST(Exports, OfLibqarnutilsAreItsInterface) {
 }
 
 TEST(Exports, OfLibnerbAreItsInterface) {
-    const names interface = declared_in({PLATFORM_DIR "/nerb.h"});
-    EXPECT_EQ(interface.size(), 9u);
+    const names interface = declared_in({PLATFORM_DIR "/nerb.h", NERB_DIR "/nerb_desk.h"});
+    EXPECT_EQ(interface.size(), 12u);
     EXPECT_EQ(exported_by(LIBNERB), interface);
 }
 

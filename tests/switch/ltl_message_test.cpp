@@ -183,9 +183,13 @@ TEST(LtlAnswer, HasAnOverallStatus) {
         }
         return words_of(desk::encode_ltl_answer(answer)).at(1);
     };
-    EXPECT_EQ(overall(allocation, {nerb_status::pool_exhausted}), 3u) << "of a single allocation its own";
-    EXPECT_EQ(overall(allocation, {nerb_status::done, nerb_status::pool_exhausted}), 1u);
-    EXPECT_EQ(overall(modification, {nerb_status::tag_mismatch}), 1u);
+    for (const std::uint32_t opcode : {allocation, modification, release}) {
+        EXPECT_EQ(overall(opcode, {nerb_status::pool_exhausted}), 3u) << "of a single entry its own";
+        EXPECT_EQ(overall(opcode, {nerb_status::tag_mismatch}), 4u);
+        EXPECT_EQ(overall(opcode, {nerb_status::done, nerb_status::pool_exhausted}), 1u);
+        EXPECT_EQ(overall(opcode, {nerb_status::tag_mismatch, nerb_status::tag_mismatch}), 1u);
+    }
+    EXPECT_EQ(overall(flood_update, {nerb_status::interface_absent}), 1u) << "of a flood update never";
     EXPECT_EQ(overall(flood_update, {nerb_status::interface_absent, nerb_status::done}), 1u);
     for (const std::uint32_t opcode : {allocation, modification, release, flood_update}) {
         EXPECT_EQ(overall(opcode, {}), 0u);

@@ -96,7 +96,7 @@ TEST(Ltl, RefusedModificationsChangeNothing) {
     test.allocate(7, {5, 6});
     test.vell.faults.ltl_refused_vlans = {10};
     const json before = test.ltls();
-    EXPECT_EQ(test.answer(modification, ltl_payload(0x4000, 8, {9})), (test_words{14, 1, 0x99, 1, 0x4000, 8, 2, 4}));
+    EXPECT_EQ(test.answer(modification, ltl_payload(0x4000, 8, {9})), (test_words{14, 4, 0x99, 1, 0x4000, 8, 2, 4}));
     EXPECT_EQ(test.result(modification, ltl_payload(0x4001, 7, {9})), (test_words{0x4001, 7, 0, 2}));
     EXPECT_EQ(test.result(modification, ltl_payload(10, 7, {9})), (test_words{10, 7, 0, 2}));
     EXPECT_EQ(test.result(modification, ltl_payload(0x4000, 7, {9, 9})), (test_words{0x4000, 7, 2, 8}));
