@@ -122,11 +122,13 @@ TEST(LtlMessage, IsRefusedWhenItEndsTooEarly) {
     EXPECT_EQ(entries_refusal(cut(two_entries(), 31)), "offset 4: 2 entries take 24 bytes or more, the message has 23 "
                                                        "left behind their number");
     EXPECT_EQ(entries_refusal(cut(two_entries(), 39)),
-              "offset 36: the message has 3 bytes left here, number of entries needs 4");
+              "offset 36: the message has 3 bytes left here, number of interfaces needs 4");
     EXPECT_EQ(release_refusal(cut(two_releases(), 31)), "offset 4: 2 entries take 24 bytes or more, the message has 23 "
                                                         "left behind their number");
     EXPECT_EQ(flood_refusal(cut(two_vlans(), 71)),
-              "offset 68: the message has 3 bytes left here, number of entries needs 4");
+              "offset 68: the message has 3 bytes left here, number of updates needs 4");
+    EXPECT_EQ(flood_refusal(cut(two_vlans(), 7)),
+              "offset 4: the message has 3 bytes left here, number of VLANs needs 4");
     EXPECT_EQ(flood_refusal(cut(two_vlans(), 61)),
               "offset 60: the message has 1 bytes left here, line-card mask needs 4");
 }
@@ -152,6 +154,30 @@ TEST(LtlMessage, IsRefusedWhenItsCountsGoBeyondIt) {
               "offset 28: 6 updates take 48 bytes or more, the message has 40 left behind their number");
     EXPECT_EQ(flood_refusal(patched(two_vlans(), 68, {0, 0, 0, 0x20})),
               "offset 68: 536870912 updates take 4294967296 bytes or more, the message has 0 left behind their number");
+}
+
+TEST(LtlMessage, HasNoMoreInterfacesInAnEntryThanSixteenBitsCount) {
+    const auto entry_of = [](std::uint32_t count) -> bytes {
+        return message().add(words({7, 1, 10, 7, count})).fill(std::size_t{count} * 4, 0x11);
+    };
+    EXPECT_EQ(desk::decode_ltl_request(entry_of(65535)).entries.at(0).interfaces.size(), 65535u);
+    EXPECT_EQ(entries_refusal(entry_of(65536)), "offset 16: 65536 interfaces, an entry has at most 65535");
+}
+
+// An answer has 16 bytes and 16 more for each entry, and a message 16 MiB at most.
+TEST(LtlMessage, HasNoMoreEntriesThanAnAnswerHasRoomFor) {
+    constexpr std::uint32_t most = 1'048'575;
+    const auto releases = [](std::uint32_t count) -> bytes {
+        return message().add(words({7, count})).fill(std::size_t{count} * 12, 0x11);
+    };
+    EXPECT_EQ(desk::decode_ltl_release(releases(most)).entries.size(), most);
+    EXPECT_EQ(desk::encode_ltl_answer({release, 7, std::vector<desk::ltl_result>(most)}).size(), std::size_t{16} << 20);
+    const std::string why = " would be longer than a message may be, it has room for 1048575";
+    EXPECT_EQ(release_refusal(releases(most + 1)), "offset 4: the answer to 1048576 entries" + why);
+    EXPECT_EQ(entries_refusal(message().add(words({7, most + 1})).fill(std::size_t{most + 1} * 12, 0)),
+              "offset 4: the answer to 1048576 entries" + why);
+    EXPECT_EQ(flood_refusal(message().add(words({7, most + 1})).fill(std::size_t{most + 1} * 24, 0)),
+              "offset 4: the answer to 1048576 VLANs" + why);
 }
 
 TEST(LtlMessage, IsRefusedWhenBytesFollow) {
