@@ -7,27 +7,27 @@ namespace desk {
 namespace {
 
 // The first of the updates that cannot be applied decides.
-nerb_status check_updates(const std::set<std::uint32_t> &present, const std::vector<interface_update> &updates) {
+ltl_outcome check_updates(const std::set<std::uint32_t> &present, const std::vector<interface_update> &updates) {
     std::set<std::uint32_t> named;
     for (const auto &[if_index, operation] : updates) {
         if (operation != flood_operation_add && operation != flood_operation_remove) {
-            return nerb_status::no_operation;
+            return {nerb_status::no_operation, operation};
         }
         if (!named.insert(if_index).second) {
-            return nerb_status::interface_twice;
+            return {nerb_status::interface_twice, if_index};
         }
         const bool adds = operation == flood_operation_add;
         if (present.contains(if_index) == adds) {
-            return adds ? nerb_status::interface_present : nerb_status::interface_absent;
+            return {adds ? nerb_status::interface_present : nerb_status::interface_absent, if_index};
         }
     }
-    return nerb_status::done;
+    return {};
 }
 
-nerb_status check(const flood_table &table, const flood_update &update) {
+ltl_outcome check(const flood_table &table, const flood_update &update) {
     static const flood_set none;
     if (!is_vlan_id(update.vlan)) {
-        return nerb_status::no_vlan_id;
+        return {nerb_status::no_vlan_id, update.vlan};
     }
     const auto found = table.find(static_cast<std::uint16_t>(update.vlan));
     return check_updates((found == table.end() ? none : found->second).interfaces, update.updates);
@@ -35,9 +35,9 @@ nerb_status check(const flood_table &table, const flood_update &update) {
 
 } // namespace
 
-nerb_status apply_flood_update(flood_table &table, const flood_update &update, const sender_name &from) {
-    if (const nerb_status status = check(table, update); status != nerb_status::done) {
-        return status;
+ltl_outcome apply_flood_update(flood_table &table, const flood_update &update, const sender_name &from) {
+    if (const ltl_outcome checked = check(table, update); checked.status != nerb_status::done) {
+        return checked;
     }
     flood_set &updated = table[static_cast<std::uint16_t>(update.vlan)];
     updated.line_card_mask = update.line_card_mask;
@@ -49,7 +49,7 @@ nerb_status apply_flood_update(flood_table &table, const flood_update &update, c
             updated.interfaces.erase(if_index);
         }
     }
-    return nerb_status::done;
+    return {};
 }
 
 } // namespace desk

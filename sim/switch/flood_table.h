@@ -3,6 +3,7 @@
 
 #include "l2_tables.h"
 #include "ltl_message.h"
+#include "ltl_outcome.h"
 
 #include <cstdint>
 #include <map>
@@ -19,6 +20,6 @@ struct flood_set {
 using flood_table = std::map<std::uint16_t, flood_set>; // by VLAN
 
 // Updates one VLAN whole or not at all. A VLAN stays in the table when its last interface goes.
-nerb_status apply_flood_update(flood_table &table, const flood_update &update, const sender_name &from);
+ltl_outcome apply_flood_update(flood_table &table, const flood_update &update, const sender_name &from);
 
 } // namespace desk

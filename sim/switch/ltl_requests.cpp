@@ -1,11 +1,12 @@
 // What the LTL manager's requests do, and its answers.
 #include "ltl_message.h"
+#include "ltl_outcome.h"
 #include "message_frame.h"
 #include "request.h"
 
+#include <array>
 #include <fmt/format.h>
 #include <string>
-#include <string_view>
 
 namespace desk {
 
@@ -23,11 +24,12 @@ public:
     const sender_name &from() const { return from_; }
     service &vell() const { return asked_.vell; }
 
-    void add(const ltl_result &result, const char *what, std::uint32_t number) {
-        answer_.results.push_back(result);
-        if (result.status != nerb_status::done && ++refused_ <= refused_entries_logged) {
-            log(fmt::format("{} {}: status {}: {}", what, number, static_cast<std::uint32_t>(result.status),
-                            nerb_status_name(result.status)));
+    // What it was about is the format with the number in it; it is for the log.
+    void add(const std::array<std::uint32_t, 3> &words, const ltl_outcome &outcome, const char *format,
+             std::uint32_t number) {
+        answer_.results.push_back({words, outcome.status});
+        if (outcome.status != nerb_status::done && ++refused_ <= refused_entries_logged) {
+            log(fmt::format(fmt::runtime(format), number) + ": " + outcome_text(outcome));
         }
     }
 
@@ -59,38 +61,38 @@ bool is_refused_vlan(const service &vell, std::uint32_t vlan) {
 void allocate(ltl_run &run, const ltl_entry &entry) {
     const auto [vlan, tag] = entry.keys;
     std::uint32_t index = 0;
-    const nerb_status status = is_refused_vlan(run.vell(), vlan)
-                                   ? nerb_status::refused_by_fault_mode
-                                   : run.vell().ltls.allocate(entry, run.from(), run.vell().faults.ltl_pool, index);
-    run.add({{tag, index, static_cast<std::uint32_t>(run.vell().ltls.interface_count(index))}, status},
-            "LTL allocation for VLAN", vlan);
+    const ltl_outcome outcome = is_refused_vlan(run.vell(), vlan)
+                                    ? ltl_outcome{nerb_status::refused_by_fault_mode}
+                                    : run.vell().ltls.allocate(entry, run.from(), run.vell().faults.ltl_pool, index);
+    run.add({tag, index, static_cast<std::uint32_t>(run.vell().ltls.interface_count(index))}, outcome,
+            "LTL allocation for VLAN {}", vlan);
 }
 
 void modify(ltl_run &run, const ltl_entry &entry) {
     const auto [index, tag] = entry.keys;
     ltl_table &ltls = run.vell().ltls;
-    const nerb_status status = ltls.modify(entry, run.from());
-    run.add({{index, tag, static_cast<std::uint32_t>(ltls.interface_count(index))}, status}, "modification of LTL",
+    const ltl_outcome outcome = ltls.modify(entry, run.from());
+    run.add({index, tag, static_cast<std::uint32_t>(ltls.interface_count(index))}, outcome, "modification of LTL {:#x}",
             index);
 }
 
 void release(ltl_run &run, const ltl_keys &keys) {
     const auto [index, tag] = keys;
-    run.add({{index, tag, 0}, run.vell().ltls.release(keys)}, "release of LTL", index);
+    run.add({index, tag, 0}, run.vell().ltls.release(keys), "release of LTL {:#x}", index);
 }
 
 void update(ltl_run &run, const flood_update &update) {
-    const nerb_status status = is_refused_vlan(run.vell(), update.vlan)
-                                   ? nerb_status::refused_by_fault_mode
-                                   : apply_flood_update(run.vell().floods, update, run.from());
+    const ltl_outcome outcome = is_refused_vlan(run.vell(), update.vlan)
+                                    ? ltl_outcome{nerb_status::refused_by_fault_mode}
+                                    : apply_flood_update(run.vell().floods, update, run.from());
     std::uint32_t additions = 0;
     std::uint32_t removals = 0;
-    if (status == nerb_status::done) {
+    if (outcome.status == nerb_status::done) {
         for (const interface_update &one : update.updates) {
             ++(one.operation == flood_operation_add ? additions : removals);
         }
     }
-    run.add({{update.vlan, additions, removals}, status}, "flood update of VLAN", update.vlan);
+    run.add({update.vlan, additions, removals}, outcome, "flood update of VLAN {}", update.vlan);
 }
 
 // Nothing is applied before everything is decoded.

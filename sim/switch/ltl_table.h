@@ -3,6 +3,7 @@
 
 #include "l2_tables.h"
 #include "ltl_message.h"
+#include "ltl_outcome.h"
 #include "meanings.h"
 
 #include <cstddef>
@@ -22,9 +23,9 @@ struct ltl {
 class ltl_table {
 public:
     // Allocates the smallest free index, `index`, unless `size` are in use. A refused entry changes nothing.
-    nerb_status allocate(const ltl_entry &entry, const sender_name &from, std::uint32_t size, std::uint32_t &index);
-    nerb_status modify(const ltl_entry &entry, const sender_name &from);
-    nerb_status release(const ltl_keys &keys);
+    ltl_outcome allocate(const ltl_entry &entry, const sender_name &from, std::uint32_t size, std::uint32_t &index);
+    ltl_outcome modify(const ltl_entry &entry, const sender_name &from);
+    ltl_outcome release(const ltl_keys &keys);
 
     // How many interfaces the LTL has; 0 when there is none of this index.
     std::size_t interface_count(std::uint32_t index) const;
@@ -32,7 +33,7 @@ public:
     const std::map<std::uint32_t, ltl> &all() const { return ltls_; }
 
 private:
-    nerb_status check(const ltl_keys &keys) const;
+    ltl_outcome check(const ltl_keys &keys) const;
     std::uint32_t take_free_index();
 
     std::map<std::uint32_t, ltl> ltls_;

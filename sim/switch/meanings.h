@@ -48,8 +48,14 @@
 //                    at all; the other VLANs of the request go on. An interface may be named once only, an addition
 //                    must be absent before, a removal present. The line-card mask is kept as sent with the last update
 //                    that was applied. A VLAN whose last interface goes stays, with none.
+//   VLAN interface   flagged as such (SVI) in the lists that a client gives the library for a flood update: while there
+//                    are old entries left to compare with, the library passes over those of the new list, also one
+//                    that is in both, but reports those of the old list as removed. Behind the last old entry, and
+//                    where there is none behind the first of the new list that is no SVI, it adds them as any other.
+//                    So an SVI that a client lists as a member in its old list is removed although it may never have
+//                    been added, which the desk refuses (status 6). Leave it out of both lists.
 //   LTL requests     need a queue, but no client id. Entries are applied in their order; what becomes of each is in the
-//                    answer, the statuses are in nerb_messages.h.
+//                    answer, which nerb_desk.h describes with its statuses.
 //   client id        goes back to the pool when its client deregisters or its connection ends; the smallest free one is
 //                    handed out.
 #pragma once

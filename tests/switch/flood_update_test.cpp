@@ -13,6 +13,7 @@ constexpr std::uint32_t take = 2;
 
 constexpr std::uint32_t eth3_7 = 0x68030700;
 constexpr std::uint32_t po12 = 0x1800000c;
+constexpr std::uint32_t vlan20 = 0x14000014;
 
 } // namespace
 
@@ -69,15 +70,40 @@ TEST(Flood, RefusesAVlanWholeAndGoesOnWithTheOthers) {
     EXPECT_EQ(test.floods().size(), 3u) << "a refused VLAN is not listed";
     EXPECT_THAT(test.errors,
                 ElementsAre("client 1 (pid 4711): flood update of VLAN 10: status 5: an added interface is present "
-                            "already",
-                            "client 1 (pid 4711): flood update of VLAN 12: status 6: a removed interface is absent",
+                            "already: 0x00000007",
+                            "client 1 (pid 4711): flood update of VLAN 12: status 6: a removed interface is absent: "
+                            "0x00000009",
                             "client 1 (pid 4711): flood update of VLAN 11: status 1: refused by fault mode",
-                            "client 1 (pid 4711): flood update of VLAN 13: status 9: an operation is neither 1 nor 2",
-                            "client 1 (pid 4711): flood update of VLAN 14: status 9: an operation is neither 1 nor 2",
-                            "client 1 (pid 4711): flood update of VLAN 15: status 8: an interface is in the list twice",
-                            "client 1 (pid 4711): flood update of VLAN 16: status 8: an interface is in the list twice",
-                            "client 1 (pid 4711): flood update of VLAN 0: status 7: this is no VLAN id",
+                            "client 1 (pid 4711): flood update of VLAN 13: status 9: an operation is neither 1 nor 2: "
+                            "3",
+                            "client 1 (pid 4711): flood update of VLAN 14: status 9: an operation is neither 1 nor 2: "
+                            "0",
+                            "client 1 (pid 4711): flood update of VLAN 15: status 8: an interface is in the list "
+                            "twice: 0x00000007",
+                            "client 1 (pid 4711): flood update of VLAN 16: status 8: an interface is in the list "
+                            "twice: 0x00000007",
+                            "client 1 (pid 4711): flood update of VLAN 0: status 7: this is no VLAN id: 0",
                             "client 1 (pid 4711): 3 more entries of the same request refused"));
+}
+
+TEST(Flood, RefusalsNameTheInterfaceAsPeopleDo) {
+    ltl_service test;
+    test.ask(flood_update, flood_payload({{10, 1, {vlan20, take}}, {10, 1, {po12, add, eth3_7, add, po12, add}}}));
+    EXPECT_THAT(
+        test.errors,
+        ElementsAre("client 1 (pid 4711): flood update of VLAN 10: status 6: a removed interface is absent: Vlan20",
+                    "client 1 (pid 4711): flood update of VLAN 10: status 8: an interface is in the list twice: Po12"));
+}
+
+TEST(Flood, StaysWhenItsClientGoes) {
+    ltl_service test;
+    test.ask(flood_update, flood_payload({{10, 2, {eth3_7, add}}}));
+    const json before = test.floods();
+    desk::handle_loss(test.vell, test.from, "it closed its connection");
+    EXPECT_EQ(test.floods(), before);
+    desk::session other{.pid = 99};
+    test.send(other, ltl_head(flood_update), flood_payload({{10, 0, {eth3_7, take}}}));
+    EXPECT_EQ(test.flooded(10), test_words{}) << "and others go on with it";
 }
 
 TEST(Flood, AppliesUpdatesOfOneVlanInTheirOrder) {

@@ -65,12 +65,12 @@ TEST(Ltl, AllocationsAreRefusedOneByOne) {
               (test_words{13, 1, 0x99, 6,                          //
                           1,  0, 0,    7, 2, 0, 0, 7, 3, 0, 0, 7, 4, 0, 0, 1, 5, 0, 0, 8, 6, 0x4000, 2, 0}));
     EXPECT_THAT(test.errors,
-                ElementsAre("client 1 (pid 4711): LTL allocation for VLAN 0: status 7: this is no VLAN id",
-                            "client 1 (pid 4711): LTL allocation for VLAN 4095: status 7: this is no VLAN id",
-                            "client 1 (pid 4711): LTL allocation for VLAN 65546: status 7: this is no VLAN id",
+                ElementsAre("client 1 (pid 4711): LTL allocation for VLAN 0: status 7: this is no VLAN id: 0",
+                            "client 1 (pid 4711): LTL allocation for VLAN 4095: status 7: this is no VLAN id: 4095",
+                            "client 1 (pid 4711): LTL allocation for VLAN 65546: status 7: this is no VLAN id: 65546",
                             "client 1 (pid 4711): LTL allocation for VLAN 11: status 1: refused by fault mode",
                             "client 1 (pid 4711): LTL allocation for VLAN 12: status 8: an interface is in the list "
-                            "twice"));
+                            "twice: 0x00000006"));
     EXPECT_EQ(test.client_of(test.from).refused, 0u) << "the request itself was right";
     EXPECT_EQ(test.ltls().size(), 1u);
 }
@@ -102,11 +102,11 @@ TEST(Ltl, RefusedModificationsChangeNothing) {
     EXPECT_EQ(test.result(modification, ltl_payload(0x4000, 7, {9, 9})), (test_words{0x4000, 7, 2, 8}));
     EXPECT_EQ(test.ltls(), before);
     EXPECT_THAT(test.errors,
-                ElementsAre("client 1 (pid 4711): modification of LTL 16384: status 4: the tag does not match",
-                            "client 1 (pid 4711): modification of LTL 16385: status 2: there is no such LTL",
-                            "client 1 (pid 4711): modification of LTL 10: status 2: there is no such LTL",
-                            "client 1 (pid 4711): modification of LTL 16384: status 8: an interface is in the list "
-                            "twice"));
+                ElementsAre("client 1 (pid 4711): modification of LTL 0x4000: status 4: the tag does not match: 8",
+                            "client 1 (pid 4711): modification of LTL 0x4001: status 2: there is no such LTL",
+                            "client 1 (pid 4711): modification of LTL 0xa: status 2: there is no such LTL",
+                            "client 1 (pid 4711): modification of LTL 0x4000: status 8: an interface is in the list "
+                            "twice: 0x00000009"));
     EXPECT_EQ(test.result(modification, ltl_payload(0x4000, 7, {9})), (test_words{0x4000, 7, 1, 0}))
         << "VLANs are refused to allocations alone";
 }
@@ -117,7 +117,7 @@ TEST(Ltl, IsReleasedWithItsTagAndOnlyOnce) {
     EXPECT_EQ(test.answer(release, words({0x99, 4, 0x4000, 8, 0, 0x4001, 7, 0, 0x4000, 7, 0xee, 0x4000, 7, 0})),
               (test_words{15, 1, 0x99, 4, 0x4000, 8, 0, 4, 0x4001, 7, 0, 2, 0x4000, 7, 0, 0, 0x4000, 7, 0, 2}));
     EXPECT_TRUE(test.ltls().empty());
-    EXPECT_EQ(test.errors.at(0), "client 1 (pid 4711): release of LTL 16384: status 4: the tag does not match");
+    EXPECT_EQ(test.errors.at(0), "client 1 (pid 4711): release of LTL 0x4000: status 4: the tag does not match: 8");
 }
 
 TEST(Ltl, StaysWhenItsClientGoes) {

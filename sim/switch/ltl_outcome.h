@@ -1,0 +1,19 @@
+// How an entry of a request to the LTL manager ended, and what it was that made it end so.
+#pragma once
+
+#include "nerb_messages.h"
+
+#include <cstdint>
+#include <string>
+
+namespace desk {
+
+struct ltl_outcome {
+    nerb_status status = nerb_status::done;
+    std::uint32_t culprit = 0; // the interface, tag, operation or VLAN id that the status is about, if it is about one
+};
+
+// For the log: "status 6: a removed interface is absent: Vlan20".
+std::string outcome_text(const ltl_outcome &outcome);
+
+} // namespace desk
