@@ -42,6 +42,33 @@ void peer_connection::queue(std::vector<std::byte> frame) {
     output_.insert(output_.end(), frame.begin(), frame.end());
 }
 
+void peer_connection::queue_replies(std::vector<reply> replies, clock::time_point now) {
+    std::size_t size = 0;
+    for (const reply &one : replies) {
+        size += one.frame.size();
+    }
+    longest_answer_ = std::max(waiting() == 0 ? 0 : longest_answer_, size);
+    for (reply &one : replies) {
+        if (one.delay.count() == 0) {
+            queue(std::move(one.frame));
+        } else if (!output_broken_) {
+            late_size_ += late_.emplace(now + one.delay, std::move(one.frame))->second.size();
+        }
+    }
+}
+
+void peer_connection::queue_due(clock::time_point now) {
+    while (!late_.empty() && late_.begin()->first <= now) {
+        auto due = late_.extract(late_.begin());
+        late_size_ -= due.mapped().size();
+        queue(std::move(due.mapped()));
+    }
+}
+
+std::optional<peer_connection::clock::time_point> peer_connection::next_due() const {
+    return late_.empty() ? std::nullopt : std::optional(late_.begin()->first);
+}
+
 void peer_connection::queue_show(show_answer answer) {
     if (output_broken_) {
         return;
@@ -74,8 +101,15 @@ void peer_connection::queue_show_frame(std::uint32_t opcode) {
 void peer_connection::drop_output() {
     output_ = {};
     sent_ = 0;
+    late_.clear();
+    late_size_ = 0;
     show_text_ = {};
     show_sent_ = 0;
+}
+
+void peer_connection::forget_messages() {
+    drop_output();
+    input = {};
 }
 
 bool peer_connection::send_some() {
@@ -92,6 +126,11 @@ bool peer_connection::send_some() {
 
 void peer_connection::flush() {
     while (has_output() && send_some()) {
+    }
+    // A client that was once sent megabytes does not keep them.
+    if (!has_output()) {
+        output_ = {};
+        sent_ = 0;
     }
     // The next part of a long reply waits for the next round, so that a fast reader does not hold up everybody else.
     if (!has_output() && show_pending()) {

@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <utility>
@@ -16,16 +17,19 @@
 
 namespace desk {
 
-// How much may wait for a peer that does not read, a show reply (of which it has one at a time) excepted.
+// How much may wait for a peer that does not read, beside the longest answer to one request and a show reply, of which
+// it has one at a time.
 inline constexpr std::size_t output_limit = 1u << 20;
 
 class peer_connection {
 public:
+    using clock = std::chrono::steady_clock;
+
     peer_connection(file_descriptor socket, std::uint32_t pid) : socket_(std::move(socket)) { who.pid = pid; }
 
     session who;
     frame_input input;
-    std::optional<std::chrono::steady_clock::time_point> pause_until; // before the request at the front
+    std::optional<clock::time_point> pause_until; // before the request at the front
 
     int fd() const { return socket_.get(); }
 
@@ -34,16 +38,28 @@ public:
     bool end_of_input() const { return !end_reason_.empty(); }
     const std::string &end_reason() const { return end_reason_; }
 
-    void queue(std::vector<std::byte> frame);
+    // The replies to one request, now or when their delay is over.
+    void queue_replies(std::vector<reply> replies, clock::time_point now);
+    void queue_due(clock::time_point now);
+    std::optional<clock::time_point> next_due() const;
     void queue_show(show_answer answer);
     bool show_pending() const { return show_sent_ < show_text_.size(); }
 
     // Sends what the socket takes.
     void flush();
     bool has_output() const { return sent_ < output_.size(); }
-    bool over_limit() const { return output_.size() - sent_ > output_limit; }
+
+    // What has been answered and not sent, late replies included.
+    std::size_t waiting() const { return output_.size() - sent_ + late_size_; }
+
+    // The replies to one request, however long, never make it so by themselves.
+    bool over_limit() const { return waiting() > output_limit + longest_answer_; }
+
+    // Gives back what its messages take, in both directions.
+    void forget_messages();
 
 private:
+    void queue(std::vector<std::byte> frame);
     void queue_show_frame(std::uint32_t opcode);
     bool send_some();
     void drop_output();
@@ -52,6 +68,9 @@ private:
     std::string end_reason_;
     std::vector<std::byte> output_;
     std::size_t sent_ = 0;
+    std::multimap<clock::time_point, std::vector<std::byte>> late_; // by the time they are due
+    std::size_t late_size_ = 0;
+    std::size_t longest_answer_ = 0; // since nothing waited
     std::string show_text_;
     std::size_t show_sent_ = 0;
     bool output_broken_ = false; // the peer takes no more; what it has sent still counts

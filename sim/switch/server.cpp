@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <fmt/format.h>
 #include <limits>
+#include <new>
 #include <utility>
 
 namespace desk {
@@ -42,6 +43,15 @@ bool wants_input(peer_connection &peer) {
 
 short wanted_events(peer_connection &peer) {
     return static_cast<short>((wants_input(peer) ? POLLIN : 0) | (peer.has_output() ? POLLOUT : 0));
+}
+
+template <typename Body>
+void as_far_as_memory_goes(Body body) {
+    try {
+        body();
+    } catch (const std::bad_alloc &) {
+        // What it would have said is missing from the log.
+    }
 }
 
 } // namespace
@@ -95,9 +105,9 @@ int server::poll_timeout_ms() const {
         if (peer.pause_until) {
             consider(*peer.pause_until);
         }
-    }
-    for (const late_reply &late : late_replies_) {
-        consider(late.due);
+        if (const auto due = peer.next_due()) {
+            consider(*due);
+        }
     }
     if (!next) {
         return -1;
@@ -106,17 +116,37 @@ int server::poll_timeout_ms() const {
     return static_cast<int>(std::clamp<long long>(left, 0, std::numeric_limits<int>::max()));
 }
 
-void server::serve_connection(connection_id id, short events) {
+// Does something for one connection, unless it was closed since the poll, while the switch caught up.
+template <typename Body>
+void server::attend(connection_id id, Body body) {
     const auto found = peers_.find(id);
     if (found == peers_.end()) {
-        return; // closed since the poll, while the switch caught up
+        return;
     }
-    peer_connection &peer = found->second;
-    if ((events & ~POLLOUT) != 0 && wants_input(peer)) {
-        peer.read_some();
+    try {
+        body(found->second);
+    } catch (const std::bad_alloc &) {
+        close_without_memory(id, found->second);
     }
-    take_frames(id, peer);
-    finish_turn(id, peer);
+}
+
+// A request may have been carried out in part, and what is known of it is lost: its client has to begin anew.
+void server::close_without_memory(connection_id id, peer_connection &peer) {
+    constexpr const char *why = "there is no memory to handle what it sent";
+    peer.forget_messages();
+    as_far_as_memory_goes([&] { log_closing(peer, {true, why}); });
+    as_far_as_memory_goes([&] { handle_loss(vell_, peer.who, why); });
+    peers_.erase(id);
+}
+
+void server::serve_connection(connection_id id, short events) {
+    attend(id, [=, this](peer_connection &peer) {
+        if ((events & ~POLLOUT) != 0 && wants_input(peer)) {
+            peer.read_some();
+        }
+        take_frames(id, peer);
+        finish_turn(id, peer);
+    });
 }
 
 void server::finish_turn(connection_id id, peer_connection &peer) {
@@ -127,23 +157,31 @@ void server::finish_turn(connection_id id, peer_connection &peer) {
 }
 
 void server::take_frames(connection_id id, peer_connection &peer) {
-    take_requests(id, peer);
-    while (!dead_ && has_question(peer) && !peer.show_pending()) {
+    take_requests(peer);
+    while (!dead_ && has_question(peer) && !peer.show_pending() && reads(peer)) {
         catch_up(id);
         if (dead_) {
             return;
         }
         peer.queue_show(answer(vell_, peer.input.front()));
         peer.input.drop_frame();
-        take_requests(id, peer);
+        take_requests(peer);
     }
 }
 
-void server::take_requests(connection_id id, peer_connection &peer) {
-    while (!dead_ && !peer.show_pending() && has_request(peer) && !pauses(peer)) {
-        take_request(id, peer, peer.input.front());
+void server::take_requests(peer_connection &peer) {
+    while (!dead_ && !peer.show_pending() && has_request(peer) && reads(peer) && !pauses(peer)) {
+        take_request(peer, peer.input.front());
         peer.input.drop_frame();
     }
+}
+
+// Whether the peer takes what it is sent. For one that does not nothing more is done.
+bool server::reads(peer_connection &peer) {
+    if (peer.over_limit()) {
+        peer.flush();
+    }
+    return !peer.over_limit();
 }
 
 // Whoever asks for a table sees all that was sent before it asked, also by others who sent more than one turn takes.
@@ -155,15 +193,16 @@ void server::catch_up(connection_id asker) {
         }
     }
     for (const connection_id id : others) {
-        peer_connection &peer = peers_.at(id);
-        std::size_t taken = 0;
-        std::size_t count = 1;
-        while (count > 0 && taken < catch_up_limit && wants_input(peer) && !dead_) {
-            count = peer.read_some();
-            taken += count;
-            take_requests(id, peer);
-        }
-        finish_turn(id, peer);
+        attend(id, [this, id](peer_connection &peer) {
+            std::size_t taken = 0;
+            std::size_t count = 1;
+            while (count > 0 && taken < catch_up_limit && wants_input(peer) && !dead_) {
+                count = peer.read_some();
+                taken += count;
+                take_requests(peer);
+            }
+            finish_turn(id, peer);
+        });
     }
 }
 
@@ -181,14 +220,8 @@ bool server::pauses(peer_connection &peer) const {
     return false;
 }
 
-void server::take_request(connection_id id, peer_connection &peer, const frame_view &asked) {
-    for (reply &answer : handle_request(vell_, peer.who, asked.head, asked.payload)) {
-        if (answer.delay.count() == 0) {
-            peer.queue(std::move(answer.frame));
-        } else {
-            late_replies_.push_back({clock::now() + answer.delay, id, std::move(answer.frame)});
-        }
-    }
+void server::take_request(peer_connection &peer, const frame_view &asked) {
+    peer.queue_replies(handle_request(vell_, peer.who, asked.head, asked.payload), clock::now());
     ++handled_;
     if (vell_.faults.die_after != 0 && handled_ >= vell_.faults.die_after) {
         vell_.log(log_level_error, fmt::format("dies after {} requests, as it was told to", handled_));
@@ -198,7 +231,7 @@ void server::take_request(connection_id id, peer_connection &peer, const frame_v
 
 std::optional<server::closing> server::why_close(peer_connection &peer) const {
     const frame_input::state state = peer.input.look();
-    if (peer.over_limit()) {
+    if (has_whole(peer) && peer.over_limit()) {
         return closing{true, "it does not read its messages"};
     }
     if (state == frame_input::state::broken) {
@@ -215,24 +248,24 @@ std::optional<server::closing> server::why_close(peer_connection &peer) const {
 }
 
 void server::close_connection(connection_id id, const closing &how) {
-    session &who = peers_.at(id).who;
-    if (how.is_error) {
-        vell_.log(log_level_error, fmt::format("{}: {}: connection closed", describe(vell_, who), how.why));
-    }
-    handle_loss(vell_, who, how.why);
+    peer_connection &peer = peers_.at(id);
+    log_closing(peer, how);
+    handle_loss(vell_, peer.who, how.why);
     peers_.erase(id);
+}
+
+void server::log_closing(peer_connection &peer, const closing &how) const {
+    if (how.is_error) {
+        vell_.log(log_level_error, fmt::format("{}: {}: connection closed", describe(vell_, peer.who), how.why));
+    }
 }
 
 void server::send_late_replies() {
     const auto now = clock::now();
-    const auto is_due = [now](const late_reply &late) { return late.due <= now; };
-    for (late_reply &late : late_replies_) {
-        const auto to = peers_.find(late.to);
-        if (is_due(late) && to != peers_.end()) {
-            to->second.queue(std::move(late.frame));
-        }
+    for (auto at = peers_.begin(); at != peers_.end();) {
+        const connection_id id = (at++)->first; // which may be closed
+        attend(id, [now](peer_connection &peer) { peer.queue_due(now); });
     }
-    std::erase_if(late_replies_, is_due);
 }
 
 std::size_t server::all_input() const {

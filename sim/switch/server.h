@@ -5,7 +5,6 @@
 #include "peer_connection.h"
 #include "service.h"
 
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -30,14 +29,9 @@ public:
     outcome run();
 
 private:
-    using clock = std::chrono::steady_clock;
+    using clock = peer_connection::clock;
     using connection_id = std::uint64_t;
 
-    struct late_reply {
-        clock::time_point due;
-        connection_id to;
-        std::vector<std::byte> frame;
-    };
     struct closing {
         bool is_error;
         std::string why;
@@ -45,15 +39,20 @@ private:
 
     std::vector<pollfd> poll_entries(std::vector<connection_id> &ids);
     int poll_timeout_ms() const;
+    template <typename Body>
+    void attend(connection_id id, Body body);
+    void close_without_memory(connection_id id, peer_connection &peer);
     void serve_connection(connection_id id, short events);
     void take_frames(connection_id id, peer_connection &peer);
-    void take_requests(connection_id id, peer_connection &peer);
+    void take_requests(peer_connection &peer);
+    static bool reads(peer_connection &peer);
     void catch_up(connection_id asker);
     void finish_turn(connection_id id, peer_connection &peer);
     bool pauses(peer_connection &peer) const;
-    void take_request(connection_id id, peer_connection &peer, const frame_view &asked);
+    void take_request(peer_connection &peer, const frame_view &asked);
     std::optional<closing> why_close(peer_connection &peer) const;
     void close_connection(connection_id id, const closing &how);
+    void log_closing(peer_connection &peer, const closing &how) const;
     void send_late_replies();
     std::size_t all_input() const;
 
@@ -61,7 +60,6 @@ private:
     acceptor acceptor_;
     int stop_fd_;
     std::map<connection_id, peer_connection> peers_;
-    std::vector<late_reply> late_replies_;
     connection_id last_id_ = 0;
     std::uint64_t handled_ = 0;
     bool dead_ = false;

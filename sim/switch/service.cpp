@@ -149,8 +149,8 @@ void handle_loss(service &vell, session &from, std::string_view how) {
     if (vell.clients.find(from.client_of) == nullptr) {
         return;
     }
-    vell.log(log_level_trace, fmt::format("{} lost: {}", describe(vell, from), how));
     vell.clients.end(from.client_of, client_state::lost);
+    vell.log(log_level_trace, fmt::format("{} lost: {}", describe(vell, from), how));
     from.client_of = 0;
 }
 
