@@ -80,6 +80,7 @@ void add_ltl_options(CLI::App *run, fault_modes &faults) {
         ->check(CLI::Range(1, int{highest_vlan}).description(""))
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->allow_extra_args(false)
         ->type_name("VLAN")
         ->group(group);
     run->add_option("--ltl-pool", faults.ltl_pool,

@@ -114,6 +114,8 @@ TEST_F(LtlProcess, HasItsOptionsListedAndChecked) {
     expect_refusal({"run", "--ltl-answer", "often"}, "--ltl-answer: often is not late:MS");
     expect_refusal({"run", "--ltl-refuse-vlan", "0"}, "--ltl-refuse-vlan: Value 0 not in range 1 to 4094");
     expect_refusal({"run", "--ltl-refuse-vlan", "5", "--ltl-refuse-vlan", "4095"}, "Value 4095 not in range 1 to 4094");
+    expect_refusal({"run", "--ltl-refuse-vlan", "10", "20"}, "vellsim: The following argument was not expected: 20\n");
+    expect_refusal({"run", "--ltl-refuse-vlan", "10", "--ltl-refuse-vlan"}, "--ltl-refuse-vlan");
     expect_refusal({"run", "--ltl-pool", "-1"}, "--ltl-pool");
     expect_refusal({"run", "--ltl-pool", "4294950913"}, "--ltl-pool");
     expect_refusal({"show", "flood", "--vlan", "4095"}, "--vlan");
