@@ -9,7 +9,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+using testing::Contains;
 using testing::HasSubstr;
+using testing::Not;
 
 namespace {
 
@@ -165,6 +167,21 @@ TEST_F(Faults, DieAfterSoManyRequests) {
     EXPECT_EQ(service_log(run_dir, 102).back(), "dies after 3 requests, as it was told to");
     switch_process next(run_dir);
     expect_service(run_dir);
+}
+
+TEST_F(Faults, AreInTheLog) {
+    {
+        switch_process running(run_dir, {"--ltl-pool", "5", "--ltl-refuse-vlan", "10", "--ltl-refuse-vlan", "20",
+                                         "--reject-registration", "--ack", "late:70"});
+    }
+    EXPECT_THAT(service_log(run_dir, 104), Contains("misbehaves on purpose: --reject-registration --ack late:70 "
+                                                    "--ltl-refuse-vlan 10 --ltl-refuse-vlan 20 --ltl-pool 5"));
+}
+
+TEST_F(Faults, AreNotInTheLogOfASwitchThatHasNone) {
+    { switch_process running(run_dir); }
+    EXPECT_THAT(service_log(run_dir, 104), Not(Contains(HasSubstr("on purpose"))));
+    EXPECT_FALSE(service_log(run_dir, 104).empty());
 }
 
 TEST_F(Faults, HaveTheirOptionsChecked) {

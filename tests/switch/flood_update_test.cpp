@@ -140,6 +140,15 @@ TEST(Flood, RequestsThatAreNotRightAreRefusedWhole) {
                     "of 2 VLANs: refused"));
 }
 
+TEST(Flood, TableIsShownUpToALimit) {
+    ltl_service test;
+    test.ask(flood_update, flood_payload({{10, 0}, {11, 0}, {12, 0}}));
+    EXPECT_EQ(desk::answer_show(test.vell, R"(flood {"limit":1})").text,
+              R"({"flood":[{"vlan":10,"line_cards":[],"line_card_mask":0,"client":1,"pid":4711,"interfaces":[]}],)"
+              R"("matched":3})");
+    EXPECT_EQ(test.shown("matched", R"(flood {"limit":9,"vlan":12})"), 1);
+}
+
 TEST(Flood, TableIsNarrowedByVlan) {
     ltl_service test;
     test.ask(flood_update, flood_payload({{10, 1, {7, add}}, {11, 0}}));

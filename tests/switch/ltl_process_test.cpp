@@ -11,7 +11,9 @@
 #include <span>
 #include <unistd.h>
 
+using testing::EndsWith;
 using testing::HasSubstr;
+using testing::Not;
 
 namespace {
 
@@ -60,6 +62,37 @@ TEST_F(LtlProcess, AnswersAndShowsItsTables) {
     EXPECT_THAT(command({"show", "ltl", "--json", "--vlan", "11"}).out, HasSubstr(R"({"ltl":[],"pool":)"));
     EXPECT_EQ(ask(peer, release, release_payload(0x4000, 7)), (test_words{15, 0, 0x99, 1, 0x4000, 7, 0, 0}));
     EXPECT_EQ(command({"show", "ltl"}).out, "0 LTLs; 0 of 1024 in use\n");
+}
+
+TEST_F(LtlProcess, ShowsAsManyRowsAsAskedFor) {
+    switch_process running(run_dir);
+    desk_peer peer(run_dir);
+    ask(peer, flood_update, flood_payload({{10, 0}, {11, 0}, {12, 0}, {13, 0}, {14, 0}}));
+    for (std::uint32_t vlan = 10; vlan < 13; ++vlan) {
+        ask(peer, allocation, ltl_payload(vlan, 7, {}));
+    }
+    EXPECT_THAT(command({"show", "flood", "--limit", "2"}).out, EndsWith("\n2 of 5 flood sets\n"));
+    EXPECT_THAT(command({"show", "flood", "--limit", "2", "--vlan", "13"}).out, EndsWith("\n1 flood set\n"));
+    EXPECT_THAT(command({"show", "flood", "--limit", "2", "--json"}).out, HasSubstr(R"(,"matched":5})"));
+    EXPECT_THAT(command({"show", "flood", "--json"}).out, Not(HasSubstr("matched")));
+    EXPECT_THAT(command({"show", "ltl", "--limit", "1"}).out, EndsWith("\n1 of 3 LTLs; 3 of 1024 in use\n"));
+    EXPECT_THAT(command({"show", "stats", "--limit", "1"}).out, EndsWith("\n0 routes\n"));
+}
+
+TEST_F(LtlProcess, KeepsFloodSetsWhenTheirClientGoes) {
+    switch_process running(run_dir);
+    {
+        desk_peer gone(run_dir);
+        gone.register_client();
+        EXPECT_EQ(ask(gone, flood_update, flood_payload({{10, 8, {0x68030700, 1}}})).at(7), 0u);
+    }
+    desk_peer peer(run_dir);
+    while (peer.ask("clients").at("clients").at(0).at("state") != "lost") {
+    }
+    const auto kept = peer.ask("flood").at("flood");
+    ASSERT_EQ(kept.size(), 1u);
+    EXPECT_EQ(kept[0].at("client"), 1);
+    EXPECT_EQ(kept[0].at("interfaces").at(0).at("name"), "Eth3/7");
 }
 
 TEST_F(LtlProcess, RefusesVlansAndRunsOutOfIndexes) {

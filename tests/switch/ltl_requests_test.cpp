@@ -184,6 +184,15 @@ TEST(Ltl, AnswersComeAsTheFaultModeSays) {
     EXPECT_EQ(ltl_service({.answer = desk::ack_mode::never}).ask(allocation, asked).size(), 1u) << "of statistics";
 }
 
+TEST(Ltl, TableIsShownUpToALimit) {
+    ltl_service test;
+    test.allocate();
+    test.allocate();
+    EXPECT_EQ(desk::answer_show(test.vell, R"(ltl {"limit":1})").text,
+              R"({"ltl":[{"index":16384,"vlan":10,"tag":7,"client":1,"pid":4711,"interfaces":[]}],"matched":2,)"
+              R"("pool":{"first":16384,"size":1024,"in_use":2}})");
+}
+
 TEST(Ltl, TableIsNarrowedByVlan) {
     ltl_service test;
     test.ask(allocation, ltl_payload(10, 1, {}));

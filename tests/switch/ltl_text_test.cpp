@@ -1,5 +1,7 @@
 #include "ltl_text.h"
 
+#include <fmt/format.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace {
@@ -36,4 +38,44 @@ TEST(FloodText, ShowsLineCardsAndInterfaces) {
               "    interfaces: none\n"
               "2 flood sets\n");
     EXPECT_EQ(desk::flood_text(json::parse(R"({"flood":[]})")), "0 flood sets\n");
+}
+
+TEST(FloodText, SaysWhichLineCardsShareABit) {
+    const auto text = [](const char *if_index) {
+        return desk::flood_text(json::parse(fmt::format(R"({{"flood":[
+            {{"vlan":10,"line_cards":[1],"line_card_mask":2,"client":0,"pid":9,
+             "interfaces":[{{"if_index":{},"name":"some"}}]}}]}})",
+                                                        if_index)));
+    };
+    EXPECT_EQ(text("1746994944"), // Eth33/7
+              "VLAN 10  pid 9\n"
+              "    line cards (0x00000002): 1\n"
+              "      slots above 31 count as those 32, 64, ... below them\n"
+              "    interfaces (1): some\n"
+              "1 flood set\n");
+    EXPECT_EQ(text("1746864896"), // Eth31/11
+              "VLAN 10  pid 9\n"
+              "    line cards (0x00000002): 1\n"
+              "    interfaces (1): some\n"
+              "1 flood set\n");
+    EXPECT_THAT(text("402653217"), testing::Not(testing::HasSubstr("slots"))) << "Po33 is on no line card";
+}
+
+TEST(FloodText, SaysHowManyALimitLeftOut) {
+    EXPECT_EQ(desk::flood_text(json::parse(R"({"flood":[
+        {"vlan":10,"line_cards":[],"line_card_mask":0,"client":0,"pid":9,"interfaces":[]},
+        {"vlan":11,"line_cards":[],"line_card_mask":0,"client":0,"pid":9,"interfaces":[]}],"matched":5})")),
+              "VLAN 10  pid 9\n"
+              "    line cards (0x00000000): none\n"
+              "    interfaces: none\n"
+              "VLAN 11  pid 9\n"
+              "    line cards (0x00000000): none\n"
+              "    interfaces: none\n"
+              "2 of 5 flood sets\n");
+    EXPECT_EQ(desk::ltl_text(json::parse(R"({"ltl":[
+        {"index":16384,"vlan":10,"tag":7,"client":0,"pid":9,"interfaces":[]}],"matched":3,
+        "pool":{"first":16384,"size":1024,"in_use":4}})")),
+              "LTL 0x4000  VLAN 10, tag 7, pid 9\n"
+              "    interfaces: none\n"
+              "1 of 3 LTLs; 4 of 1024 in use\n");
 }

@@ -299,6 +299,17 @@ TEST(Count, RefusesWhatNamesNoRoute) {
     EXPECT_TRUE(test.stats().empty());
 }
 
+TEST(Statistics, AreShownUpToALimit) {
+    statistics_service test;
+    test.route();
+    test.count(count_ipv6);
+    const json limited = json::parse(desk::answer_show(test.vell, R"(stats {"limit":1})").text);
+    EXPECT_EQ(limited.at("stats").size(), 1u);
+    EXPECT_EQ(limited.at("matched"), 2);
+    EXPECT_EQ(json::parse(desk::answer_show(test.vell, R"(stats {"limit":5,"table":9})").text).at("matched"), 1);
+    EXPECT_FALSE(json::parse(desk::answer_show(test.vell, "stats").text).contains("matched"));
+}
+
 TEST(StatsText, ShowsARouteInTwoLines) {
     const auto table = nlohmann::ordered_json::parse(R"({"stats":[
         {"table":253,"family":"ipv4","source":"0.0.0.0","source_len":0,"group":"239.1.1.2","group_len":32,
@@ -308,6 +319,9 @@ TEST(StatsText, ShowsARouteInTwoLines) {
               "(*, 239.1.1.2) in table 253\n"
               "                   1                    2               3           4        5\n"
               "1 route\n");
+    nlohmann::ordered_json limited = table;
+    limited["matched"] = 12;
+    EXPECT_TRUE(desk::stats_text(limited).ends_with("\n1 of 12 routes\n"));
     EXPECT_EQ(desk::stats_row_text(table.at("stats").at(0)),
               "(*, 239.1.1.2) in table 253: 1 packet, 2 bytes, 3 wrong-interface packets\n");
 }
