@@ -126,7 +126,9 @@ private:
 
     void add_entry(const json_view &view) {
         view.expect_object("an entry, an object");
-        if (is_wanted(parse_name(view, "dev", "the bridge's name")))
+        const std::string &bridge = parse_name(view, "dev", "the bridge's name");
+        table_.bridges.insert(bridge);
+        if (is_wanted(bridge))
             table_.entries.push_back(parse_entry(view));
         else
             ++table_.other_bridges;
@@ -134,6 +136,7 @@ private:
 
     void add_router_ports(const std::string &bridge, const json_view &ports) {
         const std::size_t count = ports.elements("an array of router ports").size();
+        table_.bridges.insert(bridge);
         table_.router_ports += is_wanted(bridge) ? count : 0;
     }
 

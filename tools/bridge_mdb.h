@@ -32,6 +32,7 @@ struct mdb_entry {
 struct mdb_table {
     std::string name;
     std::vector<mdb_entry> entries;
+    std::set<std::string> bridges; // of all entries and router ports, those left out as well
     std::size_t router_ports = 0;
     std::size_t other_bridges = 0; // entries left out
 

@@ -37,12 +37,16 @@ public:
         view.expect_object("a port, an object");
         const std::size_t entry = table_.entries++;
         constexpr char expected[] = "the port's name";
+        // A network card that switches between its own functions tells of itself once more, as no port of the bridge.
+        if (view.find("hwmode"))
+            return;
         const auto master = view.find("master");
         if (!master) {
             view.member("ifname", expected); // else it is another list, and no port of it would be one
             return;
         }
         const std::string &bridge = parse_name(*master, "the bridge's name");
+        table_.bridges.insert(bridge);
         if (!bridges_.empty() && !bridges_.contains(bridge)) {
             ++table_.other_bridges;
             return;

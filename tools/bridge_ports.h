@@ -23,6 +23,7 @@ struct port_table {
     std::string name;
     std::size_t entries = 0;
     std::vector<bridge_port> ports;
+    std::set<std::string> bridges; // of all ports, those left out as well
     std::size_t other_bridges = 0; // ports left out
 
     // Where a value stands, for error messages, by the way to it from its entry: "/ifname".

@@ -42,6 +42,11 @@ std::string refusal_text(const received_message &message) {
     return "the switch refused the registration; `vellsim show log` says why";
 }
 
+std::pair<std::uint32_t, std::vector<std::uint8_t>> copy_of(const received_message &message) {
+    const auto payload = message.payload();
+    return {message.opcode(), {payload.begin(), payload.end()}};
+}
+
 } // namespace
 
 client_session::client_session(const session_options &options) : timeout_ms_(checked_timeout(options)) {
@@ -64,10 +69,17 @@ void client_session::acknowledge() {
         throw session_error(refusal_text(message));
 }
 
-received_message client_session::await(const expected_action &action) {
+bool client_session::came_before(const received_message &message) const {
+    return message.opcode() == acknowledgment_opcode || answers_.contains(copy_of(message));
+}
+
+received_message client_session::await(const expected_action &action, const answer_test &answers) {
     for (;;) {
         received_message message = queue_.await(action, timeout_ms_);
-        if (message.opcode() != acknowledgment_opcode)
+        const bool answer = answers(message);
+        if (answer)
+            answers_.insert(copy_of(message));
+        if (answer || !came_before(message))
             return message;
     }
 }

@@ -4,8 +4,12 @@
 #include "transport_queue.h"
 
 #include <cstdint>
+#include <functional>
+#include <set>
 #include <span>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace feed {
 
@@ -14,6 +18,9 @@ struct session_options {
     std::string segment = "vellfeed";
     int timeout_ms = 5000;
 };
+
+// Whether a message answers the request that was sent last.
+using answer_test = std::function<bool(const received_message &message)>;
 
 class client_session {
 public:
@@ -30,9 +37,13 @@ public:
     bool send_routes(std::span<std::uint8_t> message, std::uint16_t routes);
     bool send_l2(std::span<std::uint8_t> message, std::uint16_t records, std::uint16_t value);
 
-    // Waits for the next message as long as for the acknowledgment. A switch may acknowledge twice, which is passed
-    // over. Throws session_error.
-    received_message await(const expected_action &action);
+    // A number for a request that is answered with it, another one each time.
+    std::uint32_t new_cookie() { return ++last_cookie_; }
+
+    // Waits for an answer as long as for the acknowledgment. A switch may acknowledge or answer twice: what came before
+    // is passed over, unless it answers this request as well. Any other message is returned, for the caller to say what
+    // is wrong with it. Throws session_error.
+    received_message await(const expected_action &action, const answer_test &answers);
 
     // Deregisters and closes the queue. Throws session_error when the connection was lost, when the switch could not be
     // told, or when a message reference was not released, or wrongly. `teller` is the command that tells what arrived.
@@ -40,10 +51,13 @@ public:
 
 private:
     void acknowledge();
+    bool came_before(const received_message &message) const;
 
     int timeout_ms_;
     transport_queue queue_;
     bool registered_ = false;
+    std::uint32_t last_cookie_ = 0;
+    std::set<std::pair<std::uint32_t, std::vector<std::uint8_t>>> answers_; // opcodes and payloads
 };
 
 // Throws session_error when `what` could not be sent.

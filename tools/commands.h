@@ -135,6 +135,8 @@ struct day_command {
     std::string later_mdb_links;
     std::string ports;
     std::string later_ports;
+    std::vector<std::string> vlans;   // BRIDGE=N
+    std::vector<std::string> bridges; // all, when none
     session_options session;
     void add_to(CLI::App &command);
     int run(std::ostream &out) const;

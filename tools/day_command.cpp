@@ -4,166 +4,74 @@
 #include "compare_l2.h"
 #include "compare_routes.h"
 #include "counted.h"
-#include "flood_update.h"
+#include "day_client.h"
 #include "held_flood.h"
 #include "held_input.h"
 #include "held_l2.h"
 #include "input_error.h"
-#include "json_input.h"
-#include "l2_changes.h"
-#include "l2_message.h"
-#include "ltl_book.h"
-#include "manager_answer.h"
-#include "route_message.h"
-#include "send_all.h"
-#include "stats_request.h"
+#include "printable.h"
 
-#include <vell.h>
-
+#include <algorithm>
 #include <fmt/ostream.h>
 
 namespace feed {
 
 namespace {
 
-constexpr std::uint32_t message_bytes = 65536;
-
-// All that the day brings, read and checked before the switch hears of it.
-struct day_plan {
-    route_plan routes;
-    l2_plans groups;
-    flood_plan ports;
-    flood_plan later_ports;
-};
-
-day_plan load_day(const day_command &day, std::ostream &out) {
+route_plan load_routes(const day_command &day, std::ostream &out) {
     table_options table;
     table.table_path = day.routes;
     table.links_path = day.routes_links;
+    table.numbering_option = numbering::not_offered;
+    return load_plan(table, false, out);
+}
+
+loaded_mdbs load_groups(const day_command &day) {
     mdb_options later;
     later.mdb_path = day.later_mdb;
     later.links_path = day.later_mdb_links;
-    const older_options before{day.mdb, day.mdb_links};
-    const flood_options ports;
-    return {load_plan(table, false, out), load_l2(later, before, out), ports.load(day.ports),
-            ports.load(day.later_ports)};
+    later.numbering_option = numbering::not_offered;
+    later.bridges = day.bridges;
+    return read_mdbs(later, {day.mdb, day.mdb_links, "--mdb-links"});
 }
 
-// The one client of the day, and what it has done.
-class day_client {
-public:
-    day_client(const day_command &day, const day_plan &plan, std::ostream &out)
-        : plan_(plan), out_(out), session_(day.session) {
-        tell("registered");
-    }
-
-    void live() {
-        send_routes();
-        send_groups(all_added(plan_.groups.older.entries));
-        require_sent(vell_send_igmp_download_complete() == 1, "end of the download");
-        update_flood_sets({}, plan_.ports.sets);
-        ltls.follow(session_, plan_.groups.older.entries);
-        tell(fmt::format("allocated {}", counted(ltls.allocated(), "LTL index", "LTL indexes")));
-
-        send_groups(changes(plan_.groups.older.entries, plan_.groups.newer.entries));
-        update_flood_sets(plan_.ports.sets, plan_.later_ports.sets);
-        const std::size_t before = ltls.allocated();
-        ltls.follow(session_, plan_.groups.newer.entries);
-        tell(fmt::format("allocated {} more LTL indexes, changed {}, released {}", ltls.allocated() - before,
-                         ltls.changed(), ltls.released()));
-
-        ask_counters();
-        session_.close("`vellsim show`");
-        tell("deregistered");
-    }
-
-    ltl_book ltls;
-    std::size_t routes_sent = 0;
-    std::size_t records_sent = 0;
-    std::size_t vlans_sent = 0;
-    std::size_t vlans_refused = 0;
-    std::size_t counters_asked = 0;
-
-private:
-    void tell(const std::string &what) { fmt::print(out_, "vellfeed: {}\n", what); }
-
-    void send_routes() {
-        route_messages messages(message_bytes, [&](std::span<std::uint8_t> message, std::uint16_t count) {
-            return session_.send_routes(message, count);
-        });
-        send_all(plan_.routes.routes, messages, "route");
-        routes_sent = messages.records_sent();
-        tell(fmt::format("sent {} in {}", counted(routes_sent, "route"), counted(messages.messages_sent(), "message")));
-    }
-
-    void send_groups(const std::vector<l2_change> &records) {
-        l2_messages messages(message_bytes, true, [&](std::span<std::uint8_t> message, std::uint16_t count) {
-            return session_.send_l2(message, count, 0);
-        });
-        send_all(records, messages, "record");
-        records_sent += messages.records_sent();
-        tell(fmt::format("sent {} in {} between markers", counted(messages.records_sent(), "layer-2 record"),
-                         counted(messages.messages_sent(), "message")));
-    }
-
-    void update_flood_sets(const std::vector<flood_set> &older, const std::vector<flood_set> &newer) {
-        const std::vector<flood_change> vlans = flood_changes(older, newer);
-        if (vlans.empty())
-            return;
-        const flood_answer answer = send_flood_update(session_, vlans);
-        const auto acknowledged = static_cast<std::size_t>(std::ranges::count(answer.acknowledged, true));
-        vlans_sent += vlans.size();
-        vlans_refused += vlans.size() - acknowledged;
-        tell(fmt::format("updated the flood sets of {}, {} acknowledged", counted(vlans.size(), "VLAN"), acknowledged));
-        for (std::size_t i = 0; i < vlans.size(); ++i)
-            if (!answer.acknowledged[i])
-                tell(fmt::format("VLAN {}: refused: {}", vlans[i].vlan, status_text(answer.statuses[i])));
-    }
-
-    void ask_counters() {
-        for (const route &one : plan_.routes.routes) {
-            ask_stats(session_, counters_of(one.key), stats_clearing::none);
-            ++counters_asked;
+// A bridge that is in none of the recordings is mistyped.
+void check_bridges(const day_command &day, const loaded_mdbs &groups, const flood_plan &ports,
+                   const flood_plan &later_ports) {
+    const auto check = [&](const char *option, const std::string &bridge) {
+        for (const auto *bridges :
+             {&groups.older.table.bridges, &groups.newer.table.bridges, &ports.bridges, &later_ports.bridges}) {
+            if (bridges->contains(bridge))
+                return;
         }
-        tell(fmt::format("asked for the counters of {}, all answered", counted(counters_asked, "route")));
-    }
-
-    static stats_route counters_of(const route_key &key) {
-        return {key.table, ipv4_address(key.source), key.source_length, ipv4_address(key.group), key.group_length};
-    }
-
-    const day_plan &plan_;
-    std::ostream &out_;
-    client_session session_;
-};
-
-// How many routes the switch was asked about.
-std::size_t asked_of_switch() {
-    const json_document document = parse_json(read_held({}, "stats"), "`vellsim show stats --json`");
-    constexpr char expected[] = "an array of counters";
-    constexpr char requests[] = "a number of requests";
-    std::size_t asked = 0;
-    for (const json_view &row : json_view(document).member("stats", expected).elements(expected))
-        asked += row.member("requests", requests).number(0, 0xffffffff, requests) > 0 ? 1 : 0;
-    return asked;
+        throw input_error(fmt::format("{} {}: no such bridge is in the recordings", option, in_quotes(bridge)));
+    };
+    for (const std::string &bridge : day.bridges)
+        check("--bridge", bridge);
+    for (const auto &[bridge, vlan] : parse_vlans(day.vlans))
+        check("--vlan", bridge);
 }
 
-comparison compare_counters(std::size_t asked) {
-    comparison result;
-    const std::size_t held = asked_of_switch();
-    result.fed = asked;
-    result.missing = asked > held ? asked - held : 0;
-    result.unexpected = held > asked ? held - asked : 0;
-    return result;
+// Everything is read and checked before the switch hears of it.
+day_plan load_day(const day_command &day, std::ostream &out) {
+    const loaded_mdbs groups = load_groups(day);
+    const bridge_vlans vlans = parse_vlans(day.vlans);
+    flood_options flood;
+    flood.vlans = day.vlans;
+    flood.bridges = day.bridges;
+    const flood_plan ports = flood.load(day.ports);
+    const flood_plan later_ports = flood.load(day.later_ports);
+    check_bridges(day, groups, ports, later_ports);
+    flood.print_left_out(later_ports, out);
+    return {load_routes(day, out), plan_entries(groups, vlans), plan_switch_entries(groups, vlans), ports.sets,
+            later_ports.sets};
 }
 
 // A set that the manager refused to change is not as it was fed, even where it happens to be equal.
-comparison compare_flood_sets(const day_plan &plan, std::size_t refused) {
-    comparison result = compare_flood(plan.later_ports.sets, parse_held_flood(read_held({}, "flood")));
-    if (refused > 0) {
-        result.differing += refused;
-        result.lines.push_back(fmt::format("{} refused", counted(refused, "update was", "updates were")));
-    }
+comparison refused_or(comparison result, const std::vector<std::string> &refusals) {
+    result.differing += refusals.size();
+    if (!refusals.empty())
+        result.lines.push_back(fmt::format("{} refused", counted(refusals.size(), "request was", "requests were")));
     return result;
 }
 
@@ -211,26 +119,39 @@ void day_command::add_to(CLI::App &command) {
     add_file("--later-mdb-links", later_mdb_links, "The links at that time");
     add_file("--ports", ports, "The bridges' ports in the morning: `bridge -j -d link show`");
     add_file("--later-ports", later_ports, "The ports later in the day");
+    add_vlan_option(command, vlans, "whose name does not say it, as br10 does");
+    add_bridge_option(command, bridges, "entries and ports");
     add_session_options(command, session);
-    command.footer("One client registers, sends the routes, the layer-2 entries and the flood sets of the morning,\n"
-                   "allocates an LTL index for each layer-2 entry, follows what changes later, asks for the counters\n"
-                   "of every route, and deregisters. Then a table tells what was sent, what the switch is to hold\n"
-                   "and what it holds, for a switch that held nothing before. Exits with 1 when that differs.\n"
-                   "Example: vellfeed day with all of these; `./dev demo` shows one");
+    command.footer(
+        "All eight files are needed. One client registers, sends the routes, the layer-2 entries and the flood\n"
+        "sets of the morning, allocates an LTL index for each layer-2 entry, follows what changes later, asks\n"
+        "for the counters of every route, and deregisters. Then a table tells what was sent, what the switch\n"
+        "is to hold and what it holds, for a switch that held nothing before. Exits with 1 when that differs.\n"
+        "Example: vellfeed day --routes metro.mroute.json --routes-links metro.links.json \\\n"
+        "             --mdb snooping.mdb.json --mdb-links snooping.links.json \\\n"
+        "             --later-mdb snooping-later.mdb.json --later-mdb-links snooping-later.links.json \\\n"
+        "             --ports flood.ports.json --later-ports flood-later.ports.json");
 }
 
 int day_command::run(std::ostream &out) const {
+    const std::string *inputs[] = {&routes,    &routes_links,    &mdb,   &mdb_links,
+                                   &later_mdb, &later_mdb_links, &ports, &later_ports};
+    if (std::ranges::count_if(inputs, [](const std::string *input) { return *input == "-"; }) > 1)
+        throw usage_error("standard input (-) can be read only once");
     const day_plan plan = load_day(*this, out);
-    day_client client(*this, plan, out);
-    client.live();
+    // Rather now than after the day: that the switch is there, and that what it holds can be asked for.
+    read_held({}, "clients");
+    const day_record done = live_day(plan, session, out);
     const bool agree = print_agreement(
-        {{"routes", client.routes_sent, compare_routes(plan.routes.routes, parse_held_routes(read_held({}, "routes")))},
-         {"layer-2 entries", client.records_sent,
+        {{"routes", done.routes, compare_routes(plan.routes.routes, parse_held_routes(read_held({}, "routes")))},
+         {"layer-2 entries", done.layer2_records,
           compare_l2(plan.groups.newer.entries, parse_held_l2(read_held({}, "l2")))},
-         {"flood sets", client.vlans_sent, compare_flood_sets(plan, client.vlans_refused)},
-         {"LTL indexes", client.ltls.allocated() + client.ltls.changed() + client.ltls.released(),
-          compare_ltls(client.ltls.all(), parse_held_ltls(read_held({}, "ltl")))},
-         {"counters asked", client.counters_asked, compare_counters(client.counters_asked)}},
+         {"flood sets", done.flood_sets,
+          refused_or(compare_flood(plan.later_ports, parse_held_flood(read_held({}, "flood"))), done.flood_refusals)},
+         {"LTL indexes", done.ltls.requests(),
+          refused_or(compare_ltls(done.ltls.all(), parse_held_ltls(read_held({}, "ltl"))), done.ltls.refusals())},
+         {"counters asked", done.counters.size(),
+          compare_counters(done.counters, parse_asked_counters(read_held({}, "stats")))}},
         out);
     return agree ? 0 : 1;
 }

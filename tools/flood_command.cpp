@@ -4,6 +4,7 @@
 #include "flood_update.h"
 #include "input_error.h"
 #include "manager_answer.h"
+#include "nerb_messages.h"
 #include "switch_port.h"
 
 #include <algorithm>
@@ -25,26 +26,51 @@ std::string change_text(const flood_change &change) {
     return text;
 }
 
-void print_changes(const std::vector<flood_change> &changes, const flood_answer &answer, std::ostream &out) {
+struct totals {
+    std::size_t updated = 0;
+    std::size_t unchanged = 0;
     std::size_t added = 0;
     std::size_t removed = 0;
-    for (std::size_t i = 0; i < changes.size(); ++i) {
-        const bool acknowledged = answer.acknowledged[i];
-        fmt::print(out, "VLAN {}: {}; {}\n", changes[i].vlan, change_text(changes[i]),
-                   acknowledged ? "acknowledged" : "refused: " + status_text(answer.statuses[i]));
-        added += acknowledged ? changes[i].added().size() : 0;
-        removed += acknowledged ? changes[i].removed().size() : 0;
-    }
-    fmt::print(out, "vellfeed: updated {}: {} added, {} removed\n",
-               counted(static_cast<std::size_t>(std::ranges::count(answer.acknowledged, true)), "flood set"),
-               counted(added, "interface"), removed);
+};
+
+void count(const flood_change &change, totals &acknowledged) {
+    const std::size_t added = change.added().size();
+    const std::size_t removed = change.removed().size();
+    ++(added + removed > 0 ? acknowledged.updated : acknowledged.unchanged);
+    acknowledged.added += added;
+    acknowledged.removed += removed;
 }
 
-void check_done(const flood_answer &answer) {
+void print_changes(const std::vector<flood_change> &changes, const flood_answer &answer, std::ostream &out) {
+    totals acknowledged;
+    for (std::size_t i = 0; i < changes.size(); ++i) {
+        fmt::print(out, "VLAN {}: {}; {}\n", changes[i].vlan, change_text(changes[i]),
+                   answer.acknowledged[i] ? "acknowledged" : "refused: " + status_text(answer.statuses[i]));
+        if (answer.acknowledged[i])
+            count(changes[i], acknowledged);
+    }
+    fmt::print(out, "vellfeed: updated {}: {} added, {} removed; {} unchanged\n",
+               counted(acknowledged.updated, "flood set"), counted(acknowledged.added, "interface"),
+               acknowledged.removed, acknowledged.unchanged);
+}
+
+// What to do when the manager holds something else than it was taken to hold.
+std::string remedy(const flood_answer &answer, bool older_given) {
+    const auto is_mismatch = [](std::uint32_t status) {
+        return desk::nerb_status{status} == desk::nerb_status::interface_present ||
+               desk::nerb_status{status} == desk::nerb_status::interface_absent;
+    };
+    if (std::ranges::none_of(answer.statuses, is_mismatch))
+        return {};
+    return older_given ? "; it does not hold what OLD says: `vellsim show flood` tells what it holds"
+                       : "; it has flood sets already: name the ports that they were made of as OLD";
+}
+
+void check_done(const flood_answer &answer, bool older_given) {
     const auto refused = std::ranges::count(answer.acknowledged, false);
     if (refused > 0) {
-        throw session_error(
-            fmt::format("the LTL manager refused {} of {}", refused, counted(answer.acknowledged.size(), "flood set")));
+        throw session_error(fmt::format("the LTL manager refused {} of {}{}", refused,
+                                        counted(answer.acknowledged.size(), "flood set"), remedy(answer, older_given)));
     }
     if (!answer.all_done)
         throw session_error("the LTL manager acknowledged every flood set, but says that the update failed");
@@ -83,6 +109,7 @@ int flood_command::run(std::ostream &out) const {
     ports.check(paths);
     const flood_plan newer = ports.live ? ports.load_live() : ports.load(paths.back());
     const flood_plan older = lists == 2 ? ports.load(paths.front()) : flood_plan{};
+    ports.check_bridges(newer, older);
     const std::vector<flood_change> changes = flood_changes(older.sets, newer.sets);
     if (changes.empty()) {
         ports.print_left_out(newer, out);
@@ -92,11 +119,12 @@ int flood_command::run(std::ostream &out) const {
     }
     client_session client(session);
     const flood_answer answer = send_flood_update(client, changes);
-    client.close("`vellfeed flood-compare`");
     ports.print_left_out(newer, out);
+    // Told whatever becomes of the connection: it is not to be had again.
     if (!ports.quiet)
         print_changes(changes, answer, out);
-    check_done(answer);
+    client.close("`vellfeed flood-compare`");
+    check_done(answer, lists == 2);
     return 0;
 }
 

@@ -14,7 +14,7 @@ void flood_compare_command::add_to(CLI::App &command) {
     add_held_option(command, held_path, "flood");
     command.footer("Give the options with which the ports were sent. Prints a line for each VLAN's line cards and\n"
                    "interfaces that differ, each missing and each unexpected VLAN, and one line that says how many\n"
-                   "arrived. A VLAN without interfaces may be held or not.\n"
+                   "arrived. A VLAN that is held without interfaces need not be in the ports.\n"
                    "Example: vellsim show flood --json | vellfeed flood-compare flood.ports.json --held -");
 }
 
@@ -23,6 +23,7 @@ int flood_compare_command::run(std::ostream &out) const {
         throw usage_error("which ports? Name a file, - for standard input, or --live for this machine");
     ports.check({path, held_path});
     const flood_plan plan = ports.live ? ports.load_live() : ports.load(path);
+    ports.check_bridges(plan);
     const comparison result = compare_flood(plan.sets, parse_held_flood(read_held(held_path, "flood")));
     if (!ports.quiet)
         print_comparison(result, "flood sets", out);

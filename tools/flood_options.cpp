@@ -3,6 +3,7 @@
 #include "common_options.h"
 #include "counted.h"
 #include "input_error.h"
+#include "printable.h"
 
 #include <algorithm>
 #include <fmt/ostream.h>
@@ -37,6 +38,17 @@ flood_plan flood_options::load(const std::string &path) const {
 
 flood_plan flood_options::load_live() const {
     return plan_of(read_command({"bridge", "-j", "-d", "link", "show"}), *this);
+}
+
+void flood_options::check_bridges(const flood_plan &newer, const flood_plan &older) const {
+    const auto check = [&](const char *option, const std::string &bridge) {
+        if (!newer.bridges.contains(bridge) && !older.bridges.contains(bridge))
+            throw input_error(fmt::format("{} {}: no bridge of this name has a port", option, in_quotes(bridge)));
+    };
+    for (const std::string &bridge : bridges)
+        check("--bridge", bridge);
+    for (const auto &[bridge, vlan] : parse_vlans(vlans))
+        check("--vlan", bridge);
 }
 
 void flood_options::print_left_out(const flood_plan &plan, std::ostream &out) const {

@@ -26,6 +26,9 @@ struct flood_options {
     flood_plan load(const std::string &path) const;
     flood_plan load_live() const;
 
+    // Throws input_error when an option names a bridge that has a port in neither plan: it is mistyped then.
+    void check_bridges(const flood_plan &newer, const flood_plan &older = {}) const;
+
     // What the sets do not say, unless it is to be quiet.
     void print_left_out(const flood_plan &plan, std::ostream &out) const;
 };

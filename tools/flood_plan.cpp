@@ -28,6 +28,7 @@ public:
         for (const auto &[vlan, grown] : sets_)
             plan.sets.push_back(finished(vlan, grown));
         plan.other_bridges = table_.other_bridges;
+        plan.bridges = table_.bridges;
         return plan;
     }
 

@@ -1,18 +1,16 @@
 #include "held_flood.h"
 
 #include "held_list.h"
-#include "json_input.h"
 #include "vlan.h"
 
 #include <algorithm>
-#include <fmt/format.h>
 #include <limits>
 
 namespace feed {
 
 namespace {
 
-constexpr char producer[] = "`vellsim show flood --json`";
+constexpr held_table table = {"flood", "flood sets"};
 constexpr std::uint32_t largest_word = std::numeric_limits<std::uint32_t>::max();
 
 std::vector<std::uint32_t> parse_interfaces(const json_view &row) {
@@ -40,11 +38,8 @@ flood_set parse_set(const json_view &row) {
 } // namespace
 
 std::vector<flood_set> parse_held_flood(const text_input &input) {
-    const json_document document = parse_json(input, producer);
-    const json_view root(document);
-    root.expect_object(fmt::format("an object with \"flood\", the output of {}", producer));
-    constexpr char expected[] = "an array of flood sets";
-    return parse_held_list(root.member("flood", "what is held").elements(expected), parse_set);
+    const json_document document = parse_held(input, table);
+    return parse_held_list(held_rows(document, table), parse_set);
 }
 
 } // namespace feed

@@ -1,13 +1,26 @@
-// A list of what is held, whatever it is of.
+// Tables of what is held, as `vellsim show NAME --json` prints them.
 #pragma once
 
 #include "json_input.h"
+#include "text_input.h"
 
 #include <fmt/format.h>
 #include <set>
+#include <string>
 #include <vector>
 
 namespace feed {
+
+struct held_table {
+    const char *name; // "ltl"
+    const char *rows; // "LTL indexes"
+};
+
+// Throws input_error when the text is no JSON.
+json_document parse_held(const text_input &input, const held_table &table);
+
+// Throws input_error when the document is another table, or one of which --limit left some rows out.
+std::vector<json_view> held_rows(const json_document &document, const held_table &table);
 
 // Parses each element. Throws input_error, also for a key that stands twice: then the list is none that was held.
 template <typename Held>

@@ -2,19 +2,16 @@
 
 #include "address.h"
 #include "held_list.h"
-#include "input_error.h"
-#include "json_input.h"
 
 #include <algorithm>
 #include <charconv>
-#include <fmt/format.h>
 #include <limits>
 
 namespace feed {
 
 namespace {
 
-constexpr char producer[] = "`vellsim show routes --json`";
+constexpr held_table table = {"routes", "routes"};
 
 std::uint32_t parse_number(const json_view &route, const char *key,
                            std::uint32_t most = std::numeric_limits<std::uint32_t>::max()) {
@@ -92,22 +89,11 @@ held_route parse_route(const json_view &view) {
     return route;
 }
 
-// What --limit left of a table says how much there was.
-void check_whole(const json_view &root) {
-    const std::size_t listed = root.member("routes", "the held routes").elements("an array of routes").size();
-    if (root.find("matched") && parse_number(root, "matched") > listed)
-        root.fail(fmt::format("these are {} of {} routes: print them without --limit", listed,
-                              parse_number(root, "matched")));
-}
-
 } // namespace
 
 std::vector<held_route> parse_held_routes(const text_input &input) {
-    const json_document document = parse_json(input, producer);
-    const json_view root(document);
-    root.expect_object(fmt::format("an object with \"routes\", the output of {}", producer));
-    check_whole(root);
-    return parse_held_list(root.member("routes", "the held routes").elements("an array of routes"), parse_route);
+    const json_document document = parse_held(input, table);
+    return parse_held_list(held_rows(document, table), parse_route);
 }
 
 } // namespace feed

@@ -17,6 +17,12 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+// The switch answered that it will not do what was asked; it goes on with other requests.
+class refused_request : public session_error {
+public:
+    using session_error::session_error;
+};
+
 // The command line makes no sense, in a way that the option parser does not see.
 class usage_error : public std::runtime_error {
 public:

@@ -2,6 +2,7 @@
 
 #include "input_error.h"
 #include "printable.h"
+#include "switch_port.h"
 
 #include <vell.h>
 
@@ -21,8 +22,8 @@ struct growing_entry {
 
 class planner {
 public:
-    planner(const mdb_table &table, const interface_indexes &interfaces, const bridge_vlans &vlans)
-        : table_(table), interfaces_(interfaces), vlans_(vlans) {}
+    planner(const mdb_table &table, const port_numbering &numbering, const bridge_vlans &vlans)
+        : table_(table), numbering_(numbering), vlans_(vlans) {}
 
     l2_plan run() {
         for (std::size_t i = 0; i < table_.entries.size(); ++i)
@@ -79,12 +80,12 @@ private:
 
     // A port may stand in an entry several times: a port that sends to each receiver alone does for each of them.
     void add_port(const l2_key &key, growing_entry &grown, const mdb_entry &entry) {
-        const std::uint32_t index = entry.on_bridge_itself() ? entry.bridge_index : interfaces_.of(entry.port);
+        const std::uint32_t index = numbering_.index(entry, key.vlan);
         const mdb_entry &first = *grown.ports.emplace(index, &entry).first->second;
         if (first.port != entry.port) {
             throw input_error(fmt::format("{}: the port {} of {} has the index {}, and so has {} in {}",
-                                          table_.place(entry, "/port"), in_quotes(entry.port), key_text(key), index,
-                                          in_quotes(first.port), first.label));
+                                          table_.place(entry, "/port"), in_quotes(entry.port), key_text(key),
+                                          numbering_.text(index), in_quotes(first.port), first.label));
         }
     }
 
@@ -100,7 +101,7 @@ private:
     }
 
     const mdb_table &table_;
-    const interface_indexes &interfaces_;
+    const port_numbering &numbering_;
     const bridge_vlans &vlans_;
     l2_plan plan_;
     std::map<l2_key, growing_entry> entries_;
@@ -114,7 +115,7 @@ void check_bridges(const mdb_table &table, const interface_source &source) {
         const std::uint32_t index = source.find(entry.bridge);
         if (index != 0 && index != entry.bridge_index) {
             throw input_error(fmt::format("{}: the bridge {} has the index {} here, and {} says {}: they do not belong "
-                                          "together (--links, --older-links)",
+                                          "together",
                                           table.place(entry, "/index"), in_quotes(entry.bridge), entry.bridge_index,
                                           source.name, index));
         }
@@ -128,8 +129,31 @@ std::set<std::uint32_t> bridge_indexes(const mdb_table &table) {
     return indexes;
 }
 
-l2_plan plan_l2(const mdb_table &table, const interface_indexes &interfaces, const bridge_vlans &vlans) {
-    return planner(table, interfaces, vlans).run();
+port_numbering kernel_numbering(const interface_indexes &interfaces) {
+    return {[&interfaces](const mdb_entry &entry, std::uint32_t) {
+                return entry.on_bridge_itself() ? entry.bridge_index : interfaces.of(entry.port);
+            },
+            [](std::uint32_t index) { return fmt::format("{}", index); }};
+}
+
+port_numbering switch_numbering(const mdb_table &table, const interface_indexes &interfaces) {
+    return {[&](const mdb_entry &entry, std::uint32_t vlan) {
+                if (entry.on_bridge_itself())
+                    return index_of_vlan(vlan);
+                if (const auto said = index_in_link_name(entry.port))
+                    return *said;
+                const std::uint32_t kernel_index = interfaces.of(entry.port);
+                if (const auto index = index_of_link(entry.port, kernel_index))
+                    return *index;
+                throw input_error(fmt::format("{}: the index {} of the port {} is too large for an interface that the "
+                                              "switch knows by it alone",
+                                              table.place(entry, "/port"), kernel_index, in_quotes(entry.port)));
+            },
+            switch_name};
+}
+
+l2_plan plan_l2(const mdb_table &table, const port_numbering &numbering, const bridge_vlans &vlans) {
+    return planner(table, numbering, vlans).run();
 }
 
 } // namespace feed

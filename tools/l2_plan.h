@@ -7,6 +7,7 @@
 #include "l2_entry.h"
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -26,7 +27,22 @@ void check_bridges(const mdb_table &table, const interface_source &source);
 // The bridges' own indexes.
 std::set<std::uint32_t> bridge_indexes(const mdb_table &table);
 
+// How the ports of entries are counted: the index of the port that an entry names, in its VLAN, and such an index in
+// words.
+struct port_numbering {
+    std::function<std::uint32_t(const mdb_entry &entry, std::uint32_t vlan)> index;
+    std::function<std::string(std::uint32_t index)> text;
+};
+
+// By the kernel's indexes, as layer-2 entries have them.
+port_numbering kernel_numbering(const interface_indexes &interfaces);
+
+// As the switch counts them, by which the LTL manager knows them. A port's name may say where it is, else it is known by
+// the kernel's index; the bridge itself is the VLAN's own interface. Its index() throws input_error, with the entry's
+// place in `table`, when the kernel's index is too large for that.
+port_numbering switch_numbering(const mdb_table &table, const interface_indexes &interfaces);
+
 // Throws input_error when a bridge's VLAN is not known, or when entries contradict each other.
-l2_plan plan_l2(const mdb_table &table, const interface_indexes &interfaces, const bridge_vlans &vlans);
+l2_plan plan_l2(const mdb_table &table, const port_numbering &numbering, const bridge_vlans &vlans);
 
 } // namespace feed

@@ -2,41 +2,27 @@
 
 #include "held_list.h"
 #include "input_error.h"
-#include "json_input.h"
 #include "ltl_request.h"
 #include "switch_port.h"
 #include "vlan.h"
 
-#include <vell.h>
-
 #include <algorithm>
 #include <fmt/format.h>
+#include <functional>
+#include <iterator>
 #include <limits>
-#include <set>
 
 namespace feed {
 
 namespace {
 
-constexpr char producer[] = "`vellsim show ltl --json`";
+constexpr held_table table = {"ltl", "LTL indexes"};
 constexpr std::uint32_t largest_word = std::numeric_limits<std::uint32_t>::max();
-
-// A database knows its ports by the kernel's indexes.
-std::uint32_t switch_index(const l2_entry &entry, const l2_port &port) {
-    if (port.flags == VELL_L2_OIF_SVI)
-        return index_of_vlan(entry.key.vlan);
-    const auto index = index_of_link({}, port.if_index);
-    if (!index)
-        throw session_error(
-            fmt::format("{}: port {} is too large an index for the switch", key_text(entry.key), port.if_index));
-    return *index;
-}
 
 std::vector<std::uint32_t> interfaces_of(const l2_entry &entry) {
     std::vector<std::uint32_t> interfaces;
     for (const l2_port &port : entry.ports)
-        interfaces.push_back(switch_index(entry, port));
-    std::sort(interfaces.begin(), interfaces.end());
+        interfaces.push_back(port.if_index);
     return interfaces;
 }
 
@@ -64,15 +50,36 @@ std::string key_text(const ltl_key &key) {
     return fmt::format("LTL {:#x}", key.index);
 }
 
+template <typename Request>
+bool ltl_book::try_request(Request &&request) {
+    try {
+        request();
+        return true;
+    } catch (const refused_request &refusal) {
+        refusals_.emplace_back(refusal.what());
+        return false;
+    }
+}
+
 void ltl_book::allocate(client_session &client, const l2_entry &entry) {
     ltl made{.entry = entry.entry,
              .key = {},
              .vlan = entry.key.vlan,
              .tag = ++last_tag_,
              .interfaces = interfaces_of(entry)};
-    made.key.index = allocate_ltl(client, made.vlan, made.tag, made.interfaces).index;
+    if (!try_request([&] { made.key.index = allocate_ltl(client, made.vlan, made.tag, made.interfaces).index; }))
+        return;
     ltls_.emplace(entry.key, std::move(made));
     ++allocated_;
+}
+
+void ltl_book::release_others(client_session &client, const std::set<l2_key> &wanted) {
+    for (auto held = ltls_.begin(); held != ltls_.end();) {
+        const bool released = !wanted.contains(held->first) &&
+                              try_request([&] { release_ltl(client, held->second.key.index, held->second.tag); });
+        released_ += released ? 1 : 0;
+        held = released ? ltls_.erase(held) : std::next(held);
+    }
 }
 
 void ltl_book::follow(client_session &client, const std::vector<l2_entry> &entries) {
@@ -80,21 +87,15 @@ void ltl_book::follow(client_session &client, const std::vector<l2_entry> &entri
     for (const l2_entry &entry : entries)
         wanted.insert(entry.key);
     // What is given back first can be had again.
-    for (auto held = ltls_.begin(); held != ltls_.end();) {
-        if (wanted.contains(held->first)) {
-            ++held;
-            continue;
-        }
-        release_ltl(client, held->second.key.index, held->second.tag);
-        held = ltls_.erase(held);
-        ++released_;
-    }
+    release_others(client, wanted);
     for (const l2_entry &entry : entries) {
         const auto held = ltls_.find(entry.key);
         if (held == ltls_.end()) {
             allocate(client, entry);
         } else if (const auto interfaces = interfaces_of(entry); interfaces != held->second.interfaces) {
-            change_ltl(client, held->second.key.index, held->second.tag, interfaces);
+            const ltl &old = held->second;
+            if (!try_request([&] { change_ltl(client, old.key.index, old.tag, interfaces); }))
+                continue;
             held->second.interfaces = interfaces;
             ++changed_;
         }
@@ -109,11 +110,8 @@ std::vector<ltl> ltl_book::all() const {
 }
 
 std::vector<ltl> parse_held_ltls(const text_input &input) {
-    const json_document document = parse_json(input, producer);
-    const json_view root(document);
-    root.expect_object(fmt::format("an object with \"ltl\", the output of {}", producer));
-    constexpr char expected[] = "an array of LTL indexes";
-    return parse_held_list(root.member("ltl", "what is held").elements(expected), parse_ltl);
+    const json_document document = parse_held(input, table);
+    return parse_held_list(held_rows(document, table), parse_ltl);
 }
 
 comparison compare_ltls(const std::vector<ltl> &fed, const std::vector<ltl> &held) {
@@ -122,8 +120,7 @@ comparison compare_ltls(const std::vector<ltl> &fed, const std::vector<ltl> &hel
         {"tag", [](const ltl &one) { return fmt::format("{}", one.tag); }},
         {"interfaces", [](const ltl &one) { return switch_names(one.interfaces); }},
     };
-    return compare_by_key<ltl, ltl>(
-        fed, held, [](const ltl &one) { return one; }, fields);
+    return compare_by_key(fed, held, std::identity(), std::span<const compared_field<ltl>>(fields));
 }
 
 } // namespace feed

@@ -37,7 +37,8 @@ void ltl_alloc_command::add_to(CLI::App &command) {
     add_session_options(command, session);
     command.footer(
         "Prints the LTL index. It stays until it is released. The bridge itself, as a port of a group, is the\n"
-        "VLAN's own interface; ports named as eth3-7, po12 or vlan10 are those of the switch.\n"
+        "VLAN's own interface; ports named as eth3-7, po12 or vlan10 are those of the switch,\n"
+        "Eth3/7, Po12 and Vlan10; any other is known by its index alone, as if17.\n"
         "Examples: vellfeed ltl alloc --vlan 10 --tag 7 Eth3/7 Po1\n"
         "          vellfeed ltl alloc --vlan 10 --tag 7 --mdb snooping.mdb.json --links "
         "snooping.links.json --group 239.255.255.250");
@@ -48,16 +49,17 @@ int ltl_alloc_command::run(std::ostream &out) const {
     const std::vector<std::uint32_t> interfaces = ports.load(vlan);
     client_session client(session);
     const ltl_result result = allocate_ltl(client, vlan, tag, interfaces);
-    client.close(teller);
     fmt::print(out, "allocated {}: {}\n", result_text(result), switch_names(interfaces));
+    client.close(teller);
     return 0;
 }
 
 void ltl_modify_command::add_to(CLI::App &command) {
     add_index(command, index);
     add_tag(command, tag, tag_of_allocation);
-    add_vlan(command, vlan, "VLAN of the group");
+    CLI::Option *const of_vlan = add_vlan(command, vlan, "VLAN of the group");
     ports.add_to(command);
+    of_vlan->needs("--group");
     add_session_options(command, session);
     command.footer("The interfaces replace those that the LTL has.\n"
                    "Example: vellfeed ltl modify 0x4000 --tag 7 Eth3/7 Eth3/8");
@@ -68,8 +70,8 @@ int ltl_modify_command::run(std::ostream &out) const {
     const std::vector<std::uint32_t> interfaces = ports.load(vlan);
     client_session client(session);
     const ltl_result result = change_ltl(client, index, tag, interfaces);
-    client.close(teller);
     fmt::print(out, "changed {}: {}\n", result_text(result), switch_names(interfaces));
+    client.close(teller);
     return 0;
 }
 
@@ -83,8 +85,8 @@ void ltl_release_command::add_to(CLI::App &command) {
 int ltl_release_command::run(std::ostream &out) const {
     client_session client(session);
     const ltl_result result = release_ltl(client, index, tag);
-    client.close(teller);
     fmt::print(out, "released LTL {:#x}\n", result.index);
+    client.close(teller);
     return 0;
 }
 

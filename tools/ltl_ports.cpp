@@ -4,7 +4,7 @@
 #include "bridge_vlan.h"
 #include "input_error.h"
 #include "interface_indexes.h"
-#include "l2_entry.h"
+#include "l2_plan.h"
 #include "printable.h"
 #include "switch_port.h"
 
@@ -22,8 +22,13 @@ constexpr std::size_t most_interfaces = std::numeric_limits<std::uint16_t>::max(
 std::uint32_t parse_name(const std::string &name) {
     if (const auto index = index_of_name(name))
         return *index;
+    if (const auto index = index_in_link_name(name))
+        return *index;
     throw usage_error(
-        fmt::format("PORT {}: expected an interface's name, as Eth3/7, Po1, Vlan10 or if12 are", in_quotes(name)));
+        fmt::format("PORT {}: expected an interface's name: Eth3/7 (slot and port, up to 255), Eth3/7/1 (a "
+                    "breakout lane of it), Po1 (up to 65535), Vlan10 (up to 4094), or if12 (any other, by "
+                    "the kernel's index)",
+                    in_quotes(name)));
 }
 
 net_address parse_option(const char *option, const std::string &text, std::optional<net_address> parsed,
@@ -55,34 +60,30 @@ mdb_table group_of(mdb_table table, const l2_key &key, const bridge_vlans &vlans
     return table;
 }
 
-// Of the ports whose names do not say where they are.
-interface_indexes kernel_indexes(const mdb_table &table, const std::string &links_path) {
+// Only a port whose name does not say where it is needs the links.
+std::vector<interface_use> unnamed_ports(const mdb_table &table) {
     std::vector<interface_use> uses = interface_uses(table);
     std::erase_if(uses, [](const interface_use &use) { return index_in_link_name(use.name).has_value(); });
-    const interface_source source = uses.empty() ? recorded_links("", {}) : choose_source(false, links_path);
-    return {uses, source, false};
+    return uses;
 }
 
-// The bridge itself is the VLAN's own interface.
-std::uint32_t index_of_entry(const mdb_table &table, const mdb_entry &entry, std::uint32_t vlan,
-                             const interface_indexes &indexes) {
-    if (entry.on_bridge_itself())
-        return index_of_vlan(vlan);
-    if (const auto said = index_in_link_name(entry.port))
-        return *said;
-    const std::uint32_t kernel_index = indexes.of(entry.port);
-    if (const auto index = index_of_link(entry.port, kernel_index))
-        return *index;
-    throw input_error(fmt::format("{}: the index {} of the port {} is too large for an interface that the switch knows "
-                                  "by it alone",
-                                  table.place(entry, "/port"), kernel_index, in_quotes(entry.port)));
+interface_indexes kernel_indexes(const mdb_table &table, const std::string &links_path) {
+    const std::vector<interface_use> uses = unnamed_ports(table);
+    if (uses.empty())
+        return {uses, recorded_links("", {}), false};
+    const interface_source source = choose_source(false, links_path, numbering::not_offered);
+    check_bridges(table, source);
+    return {uses, source, false};
 }
 
 } // namespace
 
 void ltl_ports::add_to(CLI::App &command) {
     CLI::Option *ports =
-        command.add_option("PORT", names, "An interface, as Eth3/7, Po1 or Vlan10; any number of them")
+        command
+            .add_option(
+                "PORT", names,
+                "An interface: Eth3/7, Eth3/7/1, Po1, Vlan10 or if12 (by the kernel's index); any number of them")
             ->option_text("...");
     CLI::Option *no_ports = command.add_flag("--no-ports", none, "No interface at all")->excludes(ports);
     CLI::Option *of_group =
@@ -132,12 +133,12 @@ std::vector<std::uint32_t> ltl_ports::load(std::uint32_t vlan) const {
     const std::set<std::string> wanted = bridge.empty() ? std::set<std::string>{} : std::set<std::string>{bridge};
     const mdb_table table = group_of(parse_mdb(read_text(mdb_path), wanted), key, vlans);
     const interface_indexes indexes = kernel_indexes(table, links_path);
-    std::set<std::uint32_t> ports; // one may stand there several times
-    for (const mdb_entry &entry : table.entries) {
-        if (entry.forwards)
-            ports.insert(index_of_entry(table, entry, vlan, indexes));
-    }
-    return {ports.begin(), ports.end()};
+    // One entry, since all of the table are of one key.
+    const l2_plan plan = plan_l2(table, switch_numbering(table, indexes), vlans);
+    std::vector<std::uint32_t> interfaces;
+    for (const l2_port &port : plan.entries.at(0).ports)
+        interfaces.push_back(port.if_index);
+    return interfaces;
 }
 
 } // namespace feed

@@ -6,7 +6,10 @@
 
 #include <nerb.h>
 
+#include <cstddef>
+#include <cstring>
 #include <fmt/format.h>
+#include <optional>
 
 namespace feed {
 
@@ -21,19 +24,37 @@ std::vector<std::uint32_t> allocation_status(const received_message &answer) {
     return read && count == 1 ? std::vector{status} : std::vector<std::uint32_t>{};
 }
 
+// Behind the kind and the overall status. None of an answer that is too short to have one.
+std::optional<std::uint32_t> cookie_of(const received_message &answer) {
+    std::uint32_t cookie = 0;
+    constexpr std::size_t offset = 2 * sizeof cookie;
+    const auto payload = answer.payload();
+    if (payload.size() < offset + sizeof cookie)
+        return std::nullopt;
+    std::memcpy(&cookie, payload.data() + offset, sizeof cookie);
+    return cookie;
+}
+
+constexpr char show_ltl[] = "`vellsim show ltl`";
+
 } // namespace
 
-const manager_request flood_update_request = {"flood update", desk::nerb_opcode_flood_update};
-const manager_request ltl_allocation_request = {"LTL allocation", desk::nerb_opcode_allocation, true};
-const manager_request ltl_change_request = {"LTL modification", desk::nerb_opcode_modification};
-const manager_request ltl_release_request = {"LTL release", desk::nerb_opcode_release};
+const manager_request flood_update_request = {"flood update", desk::nerb_opcode_flood_update, "`vellsim show flood`"};
+const manager_request ltl_allocation_request = {"LTL allocation", desk::nerb_opcode_allocation, show_ltl, true};
+const manager_request ltl_change_request = {"LTL modification", desk::nerb_opcode_modification, show_ltl};
+const manager_request ltl_release_request = {"LTL release", desk::nerb_opcode_release, show_ltl};
 
-received_message await_answer(client_session &client, const manager_request &request) {
-    const std::string infinitive = fmt::format("answer the {}", request.name);
-    const std::string gerund = fmt::format("answering the {}", request.name);
-    received_message answer = client.await({infinitive.c_str(), gerund.c_str()});
+received_message await_answer(client_session &client, const manager_request &request, std::uint32_t cookie) {
+    received_message answer = client.await(
+        {fmt::format("answer the {}", request.name), fmt::format("answering the {}", request.name), request.teller},
+        [&](const received_message &message) {
+            return message.opcode() == request.opcode && cookie_of(message) == cookie;
+        });
     if (answer.opcode() != request.opcode) {
         reject_answer(answer, request, fmt::format("opcode {}, expected opcode {}", answer.opcode(), request.opcode));
+    }
+    if (const auto answered = cookie_of(answer); answered && *answered != cookie) {
+        reject_answer(answer, request, fmt::format("cookie {}, expected cookie {}", *answered, cookie));
     }
     return answer;
 }

@@ -13,6 +13,7 @@ namespace feed {
 struct manager_request {
     const char *name; // "flood update"
     std::uint32_t opcode;
+    const char *teller;      // the command that shows what became of it
     bool allocation = false; // whose answers are read with functions of their own
 };
 
@@ -23,8 +24,9 @@ extern const manager_request ltl_release_request;
 
 class client_session;
 
-// Waits for the answer. Throws session_error when nothing comes in time, or something else.
-received_message await_answer(client_session &client, const manager_request &request);
+// Waits for the answer to the request that was sent with this cookie. Throws session_error when nothing comes in time, or
+// something else.
+received_message await_answer(client_session &client, const manager_request &request, std::uint32_t cookie);
 
 // How each of the first `count` entries of an answer ended: 0 for done. Empty when the answer cannot be read, or has
 // fewer entries.

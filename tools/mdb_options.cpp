@@ -2,9 +2,11 @@
 
 #include "common_options.h"
 #include "input_error.h"
+#include "printable.h"
 #include "text_input.h"
 
 #include <algorithm>
+#include <fmt/format.h>
 
 namespace feed {
 
@@ -14,15 +16,9 @@ text_input read_mdb(const mdb_options &options) {
     return options.live ? read_command({"bridge", "-j", "-d", "mdb", "show"}) : read_text(options.mdb_path);
 }
 
-// A database with where its indexes come from.
-struct loaded_mdb {
-    mdb_table table;
-    interface_source source;
-};
-
 loaded_mdb load_newer(const mdb_options &options) {
     loaded_mdb loaded = {parse_mdb(read_mdb(options), options.wanted_bridges()),
-                         choose_source(options.live, options.links_path)};
+                         choose_source(options.live, options.links_path, options.numbering_option)};
     check_bridges(loaded.table, loaded.source);
     return loaded;
 }
@@ -32,19 +28,45 @@ loaded_mdb load_older(const older_options &older, const mdb_options &options, co
         return {{}, source};
     loaded_mdb loaded = {parse_mdb(read_text(older.mdb_path), options.wanted_bridges()),
                          older.links_path.empty() ? source : choose_source(false, older.links_path)};
-    loaded.source.remedy = "; give its own recorded links with --older-links FILE";
+    loaded.source.remedy = fmt::format("; give its own recorded links with {} FILE", older.links_option);
     check_bridges(loaded.table, loaded.source);
     return loaded;
 }
 
 // One numbering for both, in which the older ports keep the numbers that they had when they were alone.
-interface_indexes numbered_together(const loaded_mdb &older, const loaded_mdb &newer) {
+interface_indexes numbered_together(const loaded_mdbs &loaded) {
+    const auto &[newer, older] = loaded;
     std::vector<interface_use> uses = interface_uses(older.table);
     for (interface_use &use : interface_uses(newer.table))
         uses.push_back(std::move(use));
     std::set<std::uint32_t> taken = bridge_indexes(older.table);
     taken.merge(bridge_indexes(newer.table));
     return interface_indexes(uses, newer.source, true, taken);
+}
+
+template <typename Numbering>
+l2_plans plan_both(const loaded_mdbs &loaded, const bridge_vlans &vlans, Numbering &&numbering_of) {
+    const auto plan = [&](const loaded_mdb &one) {
+        const interface_indexes indexes(interface_uses(one.table), one.source, false);
+        return plan_l2(one.table, numbering_of(one, indexes), vlans);
+    };
+    return {plan(loaded.newer), plan(loaded.older)};
+}
+
+// A bridge without entries is in the links all the same; one that is in neither is mistyped.
+void check_named(const mdb_options &options, const loaded_mdbs &loaded) {
+    const auto &[newer, older] = loaded;
+    const auto check = [&, &newer = newer, &older = older](const char *option, const std::string &bridge) {
+        const bool has_entries = newer.table.bridges.contains(bridge) || older.table.bridges.contains(bridge);
+        if (!has_entries && newer.source.find(bridge) == 0) {
+            throw input_error(fmt::format("{} {}: no such bridge is in {} or {}", option, in_quotes(bridge),
+                                          newer.table.name, newer.source.name));
+        }
+    };
+    for (const std::string &bridge : options.bridges)
+        check("--bridge", bridge);
+    for (const auto &[bridge, vlan] : parse_vlans(options.vlans))
+        check("--vlan", bridge);
 }
 
 } // namespace
@@ -98,19 +120,32 @@ std::set<std::string> mdb_options::wanted_bridges() const {
     return {bridges.begin(), bridges.end()};
 }
 
+loaded_mdbs read_mdbs(const mdb_options &options, const older_options &older) {
+    loaded_mdb newer = load_newer(options);
+    loaded_mdb before = load_older(older, options, newer.source);
+    return {std::move(newer), std::move(before)};
+}
+
+l2_plans plan_entries(const loaded_mdbs &loaded, const bridge_vlans &vlans) {
+    return plan_both(loaded, vlans,
+                     [](const loaded_mdb &, const interface_indexes &indexes) { return kernel_numbering(indexes); });
+}
+
+l2_plans plan_switch_entries(const loaded_mdbs &loaded, const bridge_vlans &vlans) {
+    return plan_both(loaded, vlans, [](const loaded_mdb &one, const interface_indexes &indexes) {
+        return switch_numbering(one.table, indexes);
+    });
+}
+
 l2_plans load_l2(const mdb_options &options, const older_options &older_one, std::ostream &out) {
     const bridge_vlans vlans = parse_vlans(options.vlans);
-    const loaded_mdb newer = load_newer(options);
-    const loaded_mdb older = load_older(older_one, options, newer.source);
-    const auto plan_of = [&](const loaded_mdb &loaded, const interface_indexes &indexes) {
-        return plan_l2(loaded.table, indexes, vlans);
-    };
-    if (!options.number_interfaces) {
-        return {plan_of(newer, {interface_uses(newer.table), newer.source, false}),
-                plan_of(older, {interface_uses(older.table), older.source, false})};
-    }
-    const interface_indexes indexes = numbered_together(older, newer);
-    l2_plans plans = {plan_of(newer, indexes), plan_of(older, indexes)};
+    const loaded_mdbs loaded = read_mdbs(options, older_one);
+    check_named(options, loaded);
+    if (!options.number_interfaces)
+        return plan_entries(loaded, vlans);
+    const interface_indexes indexes = numbered_together(loaded);
+    l2_plans plans = {plan_l2(loaded.newer.table, kernel_numbering(indexes), vlans),
+                      plan_l2(loaded.older.table, kernel_numbering(indexes), vlans)};
     if (!options.quiet)
         print_numbered(indexes, out);
     return plans;

@@ -70,6 +70,15 @@ std::string route_text(const stats_route &route) {
                        prefix_text(route.group, route.group_length), route.table);
 }
 
+bool is_stats_answer(const received_message &message, std::uint32_t opcode, const stats_route &route) {
+    const auto payload = message.payload();
+    if (message.opcode() != opcode || payload.size() != sizeof(answer_record))
+        return false;
+    answer_record answer;
+    std::memcpy(&answer, payload.data(), sizeof answer);
+    return answered_route(answer) == route;
+}
+
 stats_answer parse_stats_answer(const received_message &message, std::uint32_t opcode, const stats_route &route,
                                 const char *request) {
     const auto payload = message.payload();

@@ -15,6 +15,7 @@ struct stats_request {
     const char *name;
     std::uint32_t opcode;
     int (*send)(const stats_route &route);
+    const char *teller = nullptr; // of one that changes something, the command that shows what became of it
 };
 
 template <auto Send, auto... Last>
@@ -32,20 +33,24 @@ int send_ipv6(const stats_route &route) {
 constexpr char stats_name[] = "statistics request";
 constexpr char clear_name[] = "clear request";
 
+constexpr char show_stats[] = "`vellsim show stats`";
+
 constexpr stats_request ipv4_stats = {stats_name, 75785, send_ipv4<vell_send_v4_mroute_stats_req, 0>};
-constexpr stats_request ipv4_stats_and_clear = {stats_name, 75785, send_ipv4<vell_send_v4_mroute_stats_req, 1>};
-constexpr stats_request ipv4_clear = {clear_name, 75798, send_ipv4<vell_send_v4_mroute_clear_req>};
+constexpr stats_request ipv4_stats_and_clear = {stats_name, 75785, send_ipv4<vell_send_v4_mroute_stats_req, 1>,
+                                                show_stats};
+constexpr stats_request ipv4_clear = {clear_name, 75798, send_ipv4<vell_send_v4_mroute_clear_req>, show_stats};
 constexpr stats_request ipv6_stats = {stats_name, 75786, send_ipv6<vell_send_v6_mroute_stats_req>};
-constexpr stats_request ipv6_clear = {clear_name, 75799, send_ipv6<vell_send_v6_mroute_clear_req>};
+constexpr stats_request ipv6_clear = {clear_name, 75799, send_ipv6<vell_send_v6_mroute_clear_req>, show_stats};
 
 stats_answer ask(client_session &client, const stats_request &request, const stats_route &route) {
     require_sent(request.send(route) == 1, request.name);
-    const std::string infinitive = fmt::format("answer the {}", request.name);
-    const std::string gerund = fmt::format("answering the {}", request.name);
-    const stats_answer answer =
-        parse_stats_answer(client.await({infinitive.c_str(), gerund.c_str()}), request.opcode, route, request.name);
+    const expected_action action = {fmt::format("answer the {}", request.name),
+                                    fmt::format("answering the {}", request.name), request.teller};
+    const received_message message = client.await(
+        action, [&](const received_message &answer) { return is_stats_answer(answer, request.opcode, route); });
+    const stats_answer answer = parse_stats_answer(message, request.opcode, route, request.name);
     if (!answer.found)
-        throw session_error(fmt::format("the switch has no route {}", route_text(route)));
+        throw refused_request(fmt::format("the switch has no route {}", route_text(route)));
     return answer;
 }
 

@@ -58,7 +58,7 @@ void table_options::check(const std::string &other_input) const {
 
 route_plan load_plan(const table_options &options, bool deletion, std::ostream &out) {
     const mroute_table table = parse_mroute_table(read_table(options));
-    const interface_indexes interfaces(table, choose_source(options.live, options.links_path),
+    const interface_indexes interfaces(table, choose_source(options.live, options.links_path, options.numbering_option),
                                        options.number_interfaces);
     plan_options planning;
     planning.table = options.table.value_or(planning.table);

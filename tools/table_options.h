@@ -1,6 +1,7 @@
 // The options with which a table is read and turned into routes, alike for feeding it and for comparing it.
 #pragma once
 
+#include "interface_source.h"
 #include "route_plan.h"
 
 #include <CLI/CLI.hpp>
@@ -16,6 +17,7 @@ struct table_options {
     bool live = false;
     std::string links_path;
     bool number_interfaces = false;
+    numbering numbering_option = numbering::offered;
     std::optional<std::uint32_t> table;
     std::uint32_t epoch = 0;
     bool quiet = false;

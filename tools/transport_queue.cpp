@@ -18,6 +18,13 @@ std::string run_dir() {
     return kyt_desk_run_dir(path, sizeof path) == 0 ? path : "the run directory (whose path is too long)";
 }
 
+// Behind a complaint that an answer did not come.
+std::string may_be_done(const expected_action &action) {
+    if (action.teller == nullptr)
+        return {};
+    return fmt::format(". The request may have been carried out all the same; {} tells", action.teller);
+}
+
 } // namespace
 
 std::string no_switch() {
@@ -54,13 +61,14 @@ received_message transport_queue::await(const expected_action &action, int timeo
     const int result = kyt_desk_receive(handle_, timeout_ms, &received);
     received_message message(received);
     if (result < 0) {
-        throw session_error(fmt::format(
-            "the switch closed the connection instead of {}; `vellsim show log` may say why", action.gerund));
+        throw session_error(
+            fmt::format("the switch closed the connection instead of {}; `vellsim show log` may say why{}",
+                        action.gerund, may_be_done(action)));
     }
     if (result == 0) {
         throw session_error(
-            fmt::format("the switch did not {} within {} ms; if it is only slow, wait longer with --timeout",
-                        action.infinitive, timeout_ms));
+            fmt::format("the switch did not {} within {} ms; if it is only slow, wait longer with --timeout{}",
+                        action.infinitive, timeout_ms, may_be_done(action)));
     }
     return message;
 }

@@ -27,10 +27,12 @@ private:
     std::unique_ptr<kyt_desk_message, deleter> message_;
 };
 
-// What the switch is waited for to do, twice: "acknowledge the registration", "acknowledging the registration".
+// What the switch is waited for to do, twice: "acknowledge the registration", "acknowledging the registration". Of a
+// request that may have been carried out although nothing tells so, `teller` is the command that does.
 struct expected_action {
-    const char *infinitive;
-    const char *gerund;
+    std::string infinitive;
+    std::string gerund;
+    const char *teller = nullptr;
 };
 
 class transport_queue {

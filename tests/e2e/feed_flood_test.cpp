@@ -1,9 +1,9 @@
 // Recorded bridge ports, fed with vellfeed: what the LTL manager holds afterwards is what the kernel printed, VLAN by
 // VLAN and port by port. And LTL indexes, allocated, changed and released from the command line.
 #include "desk.h"
+#include "recorded.h"
 
 #include <map>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -31,15 +31,9 @@ plain_sets recorded(const json &ports) {
         const std::string name = port["ifname"];
         if (!port["mcast_flood"] || name.starts_with("vlan"))
             continue;
-        if (name.starts_with("eth")) {
-            const std::size_t dash = name.find('-');
+        if (name.starts_with("eth"))
             set.line_cards.insert(std::stoi(name.substr(3)));
-            set.interfaces.insert("Eth" + name.substr(3, dash - 3) + "/" + name.substr(dash + 1));
-        } else if (name.starts_with("po")) {
-            set.interfaces.insert("Po" + name.substr(2));
-        } else {
-            set.interfaces.insert("if" + std::to_string(port["ifindex"].get<int>()));
-        }
+        set.interfaces.insert(switch_name_of(name, port["ifindex"]));
     }
     return sets;
 }
@@ -115,7 +109,7 @@ TEST_F(Flood, FedTwiceIsRefusedAndLeftAlone) {
     const auto again = vellfeed({"flood", before()});
     EXPECT_EQ(again.status, 1);
     EXPECT_NE(again.out.find("refused: an added interface is present already"), std::string::npos) << again.out;
-    EXPECT_NE(again.err.find("refused 7 of 7 flood sets"), std::string::npos) << again.err;
+    EXPECT_NE(again.err.find("refused 7 of 7 flood sets; it has flood sets already"), std::string::npos) << again.err;
     EXPECT_EQ(held_now(), expected("flood"));
 }
 

@@ -1,58 +1,15 @@
 // Recorded snooping databases, fed with vellfeed: what the switch holds afterwards is what the kernel printed, entry by
 // entry and port by port. And the counters of routes, asked for and cleared from the command line.
 #include "desk.h"
+#include "recorded.h"
 
 #include <map>
-#include <set>
 #include <string>
-#include <tuple>
 #include <vector>
 
 namespace {
 
 using nlohmann::json;
-
-// An entry in terms of the recording: VLAN, group and source, empty for any.
-using entry_key = std::tuple<int, std::string, std::string>;
-
-struct plain_entry {
-    bool permanent = false;
-    std::set<std::string> ports;
-
-    bool operator==(const plain_entry &) const = default;
-    friend void PrintTo(const plain_entry &entry, std::ostream *out) {
-        *out << (entry.permanent ? "permanent" : "learned");
-        for (const auto &port : entry.ports)
-            *out << " " << port;
-    }
-};
-using plain_entries = std::map<entry_key, plain_entry>;
-
-int vlan_of(const json &entry) {
-    return entry.contains("vid") ? entry["vid"].get<int>() : std::stoi(entry["dev"].get<std::string>().substr(2));
-}
-
-// Whether the kernel sends the group's packets there: not where the source is blocked, and not for an entry that only
-// lists sources, which have entries of their own.
-bool is_outgoing(const json &entry) {
-    const auto flags = entry["flags"].get<std::vector<std::string>>();
-    const bool blocked = std::find(flags.begin(), flags.end(), "blocked") != flags.end();
-    return !blocked && (entry.contains("src") || entry.value("filter_mode", "exclude") == "exclude");
-}
-
-// The entries of "bridge -j -d mdb show", whose rows are single ports.
-plain_entries recorded(const json &database) {
-    plain_entries entries;
-    for (const auto &bridges : database) {
-        for (const auto &row : bridges["mdb"]) {
-            plain_entry &entry = entries[{vlan_of(row), row["grp"], row.value("src", "")}];
-            entry.permanent |= row["state"] == "permanent";
-            if (is_outgoing(row))
-                entry.ports.insert(row["port"]);
-        }
-    }
-    return entries;
-}
 
 plain_entries held(const json &l2, const json &links) {
     std::map<int, std::string> names;
@@ -77,7 +34,7 @@ class FeedL2 : public desk, public testing::WithParamInterface<std::string> {
 protected:
     std::string database() const { return sample(GetParam() + ".mdb.json"); }
     std::string links() const { return sample(GetParam() + ".links.json"); }
-    plain_entries expected() const { return recorded(sample_json(GetParam() + ".mdb.json")); }
+    plain_entries expected() const { return recorded_groups(sample_json(GetParam() + ".mdb.json")); }
     plain_entries held_now() { return held(show("l2"), sample_json(GetParam() + ".links.json")); }
 };
 
@@ -139,8 +96,8 @@ TEST_F(L2Changes, TheDifferenceToAnOlderDatabaseLeavesTheNewerOne) {
     const auto fed = vellfeed({"l2", newer, "--links", newer_links, "--older", older, "--older-links", older_links});
     ASSERT_EQ(fed.status, 0) << fed.err;
 
-    const auto expected = recorded(sample_json("snooping-later.mdb.json"));
-    ASSERT_NE(expected, recorded(sample_json("snooping.mdb.json")));
+    const auto expected = recorded_groups(sample_json("snooping-later.mdb.json"));
+    ASSERT_NE(expected, recorded_groups(sample_json("snooping.mdb.json")));
     EXPECT_EQ(held(show("l2"), sample_json("snooping-later.links.json")), expected);
     EXPECT_LT(show("l2")["batches"].at(1)["records"].get<std::size_t>(), expected.size());
 }

@@ -29,6 +29,14 @@ TEST(bridge_ports, of_no_bridge_are_passed_over) {
     EXPECT_TRUE(ports_of({}).ports.empty());
 }
 
+TEST(bridge_ports, that_a_network_card_tells_of_once_more_are_passed_over) {
+    const port_table table = ports_of({port_text("br10", "eth1-1", 101),
+                                       R"({"ifindex":101,"ifname":"eth1-1","master":"br10","hwmode":"VEB"})",
+                                       R"({"ifindex":7,"ifname":"ens1f0","master":"bond0","hwmode":"VEPA"})"});
+    ASSERT_EQ(table.ports.size(), 1u);
+    EXPECT_EQ(table.bridges, std::set<std::string>{"br10"});
+}
+
 TEST(bridge_ports, of_other_bridges_are_counted_and_not_looked_at) {
     const port_table table =
         ports_of({R"({"master":"lan"})", port_text("br10", "eth1-1", 101), R"({"master":"wan"})"}, {"br10"});

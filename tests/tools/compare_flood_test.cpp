@@ -63,7 +63,7 @@ TEST(held_flood, that_are_wrong_are_refused_with_their_place) {
     EXPECT_EQ(error_of([] {
                   parse_held_flood({"x", R"({"ltl":[]})"});
               }),
-              "x: expected a member \"flood\" (what is held), found only \"ltl\"");
+              "x: expected a member \"flood\" (the held flood sets), found only \"ltl\"");
 }
 
 } // namespace

@@ -32,7 +32,7 @@ protected:
         desk.answers.insert(desk.answers.end(), answers.begin(), answers.end());
     }
     static fake_answer acknowledged() {
-        return {word_bytes({general_flood, 0, 0, 2, 10, 1, 1, 0, 20, 1, 0, 0}), flood_update};
+        return {word_bytes({general_flood, 0, 1, 2, 10, 1, 1, 0, 20, 1, 0, 0}), flood_update};
     }
 
     // What is said of an answer that is not the one waited for.
@@ -52,16 +52,15 @@ TEST_F(feed_flood, tells_what_changed) {
     EXPECT_EQ(out, "vellfeed: passed over 1 VLAN interface\n"
                    "VLAN 10: added Eth3/1; removed Eth2/1; acknowledged\n"
                    "VLAN 20: added Po1; acknowledged\n"
-                   "vellfeed: updated 2 flood sets: 2 interfaces added, 1 removed\n");
+                   "vellfeed: updated 2 flood sets: 2 interfaces added, 1 removed; 0 unchanged\n");
     ASSERT_EQ(sent_opcodes(), (opcodes{registration, flood_update, deregistration}));
     EXPECT_EQ(desk.requests[1].sap, 230u);
     const bytes &request = desk.requests[1].payload;
-    EXPECT_NE(bytes(request.begin(), request.begin() + 4), bytes(4, 0)) << "the context";
-    EXPECT_EQ(bytes(request.begin() + 4, request.end()),
-              word_bytes({2,                            // VLANs
-                          10, 0, 0, 0x0a, 0, 2,         // line cards, updates
-                          0x68020100, 2, 0x68030100, 1, // a removal, an addition
-                          20, 0, 0, 0, 0, 1, 0x18000001, 1}));
+    EXPECT_EQ(request, word_bytes({1, // the context, which comes back with the answer
+                                   2, // VLANs
+                                   10,         0, 0,          0x0a, 0, 2, // line cards, updates
+                                   0x68020100, 2, 0x68030100, 1,          // a removal, an addition
+                                   20,         0, 0,          0,    0, 1, 0x18000001, 1}));
     expect_all_closed();
 }
 
@@ -69,60 +68,62 @@ TEST_F(feed_flood, without_an_older_list_everything_is_added) {
     answer_with({acknowledged()});
     EXPECT_EQ(run({"flood", newer()}), 0) << err;
     EXPECT_THAT(out, HasSubstr("VLAN 10: added Eth1/1 Eth3/1; acknowledged\n"));
-    EXPECT_THAT(out, EndsWith("vellfeed: updated 2 flood sets: 3 interfaces added, 0 removed\n"));
+    EXPECT_THAT(out, EndsWith("vellfeed: updated 2 flood sets: 3 interfaces added, 0 removed; 0 unchanged\n"));
 }
 
 TEST_F(feed_flood, what_has_not_changed_is_told_with_its_line_cards) {
-    answer_with({fake_answer(word_bytes({general_flood, 0, 0, 1, 10, 0, 0, 0}), flood_update)});
+    answer_with({fake_answer(word_bytes({general_flood, 0, 1, 1, 10, 0, 0, 0}), flood_update)});
     EXPECT_EQ(run({"flood", older(), older()}), 0) << err;
     EXPECT_EQ(out, "VLAN 10: unchanged; acknowledged\n"
-                   "vellfeed: updated 1 flood set: 0 interfaces added, 0 removed\n");
+                   "vellfeed: updated 0 flood sets: 0 interfaces added, 0 removed; 1 unchanged\n");
     const bytes &request = desk.requests.at(1).payload;
     EXPECT_EQ(bytes(request.begin() + 4, request.end()), word_bytes({1, 10, 0, 0, 6, 0, 0}));
 }
 
 TEST_F(feed_flood, a_refusal_is_told_with_its_reason) {
-    const fake_answer refused(word_bytes({general_flood, 1, 0, 2, 10, 0, 0, 6, 20, 1, 0, 0}), flood_update);
+    const fake_answer refused(word_bytes({general_flood, 1, 1, 2, 10, 0, 0, 6, 20, 1, 0, 0}), flood_update);
     answer_with({refused});
     EXPECT_EQ(run({"flood", older(), newer()}), 1);
     EXPECT_THAT(out, HasSubstr("VLAN 10: added Eth3/1; removed Eth2/1; refused: a removed interface is absent (status "
                                "6)\nVLAN 20: added Po1; acknowledged\n"
-                               "vellfeed: updated 1 flood set: 1 interface added, 0 removed\n"));
-    EXPECT_EQ(err, "vellfeed: the LTL manager refused 1 of 2 flood sets\n");
+                               "vellfeed: updated 1 flood set: 1 interface added, 0 removed; 0 unchanged\n"));
+    EXPECT_EQ(err, "vellfeed: the LTL manager refused 1 of 2 flood sets; it does not hold what OLD says: `vellsim show "
+                   "flood` tells what it holds\n");
     expect_all_closed();
     answer_with({refused});
     EXPECT_EQ(run({"flood", older(), newer(), "--quiet"}), 1);
     EXPECT_EQ(out, "");
-    EXPECT_EQ(err, "vellfeed: the LTL manager refused 1 of 2 flood sets\n");
+    EXPECT_EQ(err, "vellfeed: the LTL manager refused 1 of 2 flood sets; it does not hold what OLD says: `vellsim show "
+                   "flood` tells what it holds\n");
 }
 
 TEST_F(feed_flood, a_failure_without_a_refusal_is_told) {
-    answer_with({fake_answer(word_bytes({general_flood, 1, 0, 2, 10, 1, 1, 0, 20, 1, 0, 0}), flood_update)});
+    answer_with({fake_answer(word_bytes({general_flood, 1, 1, 2, 10, 1, 1, 0, 20, 1, 0, 0}), flood_update)});
     EXPECT_EQ(run({"flood", older(), newer()}), 1);
     EXPECT_EQ(err, "vellfeed: the LTL manager acknowledged every flood set, but says that the update failed\n");
 }
 
 TEST_F(feed_flood, an_answer_to_something_else_is_none) {
     const std::string prefix = "vellfeed: the switch answered the flood update with a message of ";
-    EXPECT_EQ(error_with({word_bytes({14, 0, 0, 0}), ltl_modification}),
+    EXPECT_EQ(error_with({word_bytes({14, 0, 1, 0}), ltl_modification}),
               prefix + "16 bytes that is no answer to it: opcode 90002, expected opcode 90004\n");
     const std::string another_form = " bytes that is no answer to it: it has another form\n";
     EXPECT_EQ(error_with({{}, flood_update}), prefix + "0" + another_form);
-    EXPECT_EQ(error_with({word_bytes({general_flood, 0, 0, 0}), flood_update}), prefix + "16" + another_form);
-    EXPECT_EQ(error_with({word_bytes({14, 0, 0, 1, 10, 0, 0, 0}), flood_update}), prefix + "32" + another_form);
+    EXPECT_EQ(error_with({word_bytes({general_flood, 0, 1, 0}), flood_update}), prefix + "16" + another_form);
+    EXPECT_EQ(error_with({word_bytes({14, 0, 1, 1, 10, 0, 0, 0}), flood_update}), prefix + "32" + another_form);
     fake_answer elsewhere = acknowledged();
     elsewhere.sap = 213;
     EXPECT_EQ(error_with(elsewhere), prefix + "48" + another_form);
-    EXPECT_EQ(error_with({word_bytes({general_flood, 0, 0, 1, 10, 1, 1, 0}), flood_update}),
+    EXPECT_EQ(error_with({word_bytes({general_flood, 0, 1, 1, 10, 1, 1, 0}), flood_update}),
               prefix + "32 bytes that is no answer to it: it is of 1 VLANs, expected 2\n");
-    EXPECT_EQ(error_with({word_bytes({general_flood, 0, 0, 2, 10, 1, 1, 0, 30, 0, 0, 0}), flood_update}),
+    EXPECT_EQ(error_with({word_bytes({general_flood, 0, 1, 2, 10, 1, 1, 0, 30, 0, 0, 0}), flood_update}),
               prefix + "48 bytes that is no answer to it: entry 2 is of VLAN 30, expected VLAN 20\n");
 }
 
 TEST_F(feed_flood, a_missing_answer_is_told) {
     EXPECT_EQ(run({"flood", older(), newer(), "--timeout", "70"}), 1);
     EXPECT_EQ(err, "vellfeed: the switch did not answer the flood update within 70 ms; if it is only slow, wait longer "
-                   "with --timeout\n");
+                   "with --timeout. The request may have been carried out all the same; `vellsim show flood` tells\n");
     EXPECT_EQ(desk.last_timeout, 70);
     EXPECT_EQ(sent_opcodes(), (opcodes{registration, flood_update, deregistration}));
     expect_all_closed();
@@ -133,6 +134,48 @@ TEST_F(feed_flood, a_second_answer_is_let_go) {
     EXPECT_EQ(run({"flood", older(), newer()}), 0) << err;
     EXPECT_EQ(desk.received, 3u);
     expect_all_closed();
+}
+
+TEST_F(feed_flood, an_answer_with_another_context_is_none) {
+    EXPECT_EQ(
+        error_with({word_bytes({general_flood, 0, 2, 2, 10, 1, 1, 0, 20, 1, 0, 0}), flood_update}),
+        "vellfeed: the switch answered the flood update with a message of 48 bytes that is no answer to it: cookie "
+        "2, expected cookie 1\n");
+}
+
+TEST_F(feed_flood, of_what_the_manager_has_already_the_older_list_is_asked_for) {
+    answer_with({fake_answer(word_bytes({general_flood, 1, 1, 2, 10, 0, 0, 5, 20, 1, 0, 0}), flood_update)});
+    EXPECT_EQ(run({"flood", newer()}), 1);
+    EXPECT_EQ(err,
+              "vellfeed: the LTL manager refused 1 of 2 flood sets; it has flood sets already: name the ports that "
+              "they were made of as OLD\n");
+    answer_with({fake_answer(word_bytes({general_flood, 1, 1, 2, 10, 0, 0, 1, 20, 1, 0, 0}), flood_update)});
+    EXPECT_EQ(run({"flood", newer()}), 1);
+    EXPECT_EQ(err, "vellfeed: the LTL manager refused 1 of 2 flood sets\n") << "by fault mode: nothing helps";
+}
+
+TEST_F(feed_flood, what_was_acknowledged_is_told_though_the_switch_goes_away) {
+    answer_with({acknowledged()});
+    desk.result_without_answer = -1;
+    EXPECT_EQ(run({"flood", older(), newer()}), 1);
+    EXPECT_THAT(out, HasSubstr("VLAN 10: added Eth3/1; removed Eth2/1; acknowledged\n"));
+    EXPECT_THAT(err, HasSubstr("the switch closed the connection"));
+}
+
+TEST_F(feed_flood, a_bridge_that_is_nowhere_is_mistyped) {
+    for (const auto &[option, bridge] :
+         {std::pair<const char *, const char *>{"--bridge", "br11"}, {"--vlan", "lan=7"}}) {
+        EXPECT_EQ(run({"flood", older(), newer(), option, bridge}), 1);
+        EXPECT_EQ(err, fmt::format("vellfeed: {} \"{}\": no bridge of this name has a port\n", option,
+                                   std::string(bridge).substr(0, std::string(bridge).find('='))));
+        EXPECT_EQ(run({"flood-compare", newer(), option, bridge, "--held", write_file("held", held_text)}), 1);
+        EXPECT_THAT(err, HasSubstr("no bridge of this name has a port"));
+    }
+    EXPECT_TRUE(desk.requests.empty());
+    // Gone since, which is what is to be told.
+    answer_with({fake_answer(word_bytes({general_flood, 0, 1, 1, 20, 0, 1, 0}), flood_update)});
+    EXPECT_EQ(run({"flood", newer(), older(), "--bridge", "br20"}), 0) << err;
+    EXPECT_THAT(out, HasSubstr("VLAN 20: removed Po1; acknowledged\n"));
 }
 
 TEST_F(feed_flood, each_send_may_fail) {
@@ -152,7 +195,7 @@ TEST_F(feed_flood, each_send_may_fail) {
 
 TEST_F(feed_flood, as_many_vlans_as_there_are_go_out_in_one_request) {
     std::string ports;
-    bytes answer = word_bytes({general_flood, 0, 0, 4094});
+    bytes answer = word_bytes({general_flood, 0, 1, 4094});
     for (unsigned vlan = 1; vlan <= 4094; ++vlan) {
         for (unsigned n = 0; n < 4; ++n) {
             ports += (ports.empty() ? "[" : ",") +
@@ -163,7 +206,7 @@ TEST_F(feed_flood, as_many_vlans_as_there_are_go_out_in_one_request) {
     }
     answer_with({fake_answer(answer, flood_update)});
     EXPECT_EQ(run({"flood", write_file("all", ports + "]")}), 0) << err;
-    EXPECT_THAT(out, EndsWith("vellfeed: updated 4094 flood sets: 16376 interfaces added, 0 removed\n"));
+    EXPECT_THAT(out, EndsWith("vellfeed: updated 4094 flood sets: 16376 interfaces added, 0 removed; 0 unchanged\n"));
     ASSERT_EQ(sent_opcodes(), (opcodes{registration, flood_update, deregistration}));
     EXPECT_EQ(desk.requests[1].payload.size(), 4u + 4 + 4094 * 24 + 16376 * 8);
 }
@@ -177,11 +220,11 @@ TEST_F(feed_flood, without_ports_nothing_is_sent) {
 TEST_F(feed_flood, takes_other_bridges_as_it_is_told) {
     const std::string ports =
         write_file("lan", ports_text({port_text("lan", "eth1-1", 1), port_text("wan", "eth1-2", 2)}));
-    answer_with({fake_answer(word_bytes({general_flood, 0, 0, 1, 7, 1, 0, 0}), flood_update)});
+    answer_with({fake_answer(word_bytes({general_flood, 0, 1, 1, 7, 1, 0, 0}), flood_update)});
     EXPECT_EQ(run({"flood", "--vlan", "lan=7", "--bridge", "lan", ports}), 0) << err;
     EXPECT_EQ(out, "vellfeed: left out 1 port of other bridges\n"
                    "VLAN 7: added Eth1/1; acknowledged\n"
-                   "vellfeed: updated 1 flood set: 1 interface added, 0 removed\n");
+                   "vellfeed: updated 1 flood set: 1 interface added, 0 removed; 0 unchanged\n");
     start_over();
     EXPECT_EQ(run({"flood", ports, "--vlan", "lan=7"}), 1);
     EXPECT_THAT(err, HasSubstr("the bridge \"wan\" has no VLAN in its name"));

@@ -14,7 +14,7 @@ public:
     explicit sample(const std::string &name)
         : table(parse_mdb(read_text(path(name, "mdb")), {})),
           source(choose_source(false, path(name, "links"))),
-          plan(plan_l2(table, interface_indexes(interface_uses(table), source, false), {})) {
+          plan(plan_l2(table, kernel_numbering(interface_indexes(interface_uses(table), source, false)), {})) {
         check_bridges(table, source);
     }
 

@@ -86,13 +86,16 @@ TEST_F(ltl, is_released) {
 
 TEST_F(ltl, a_refusal_says_the_reason) {
     EXPECT_EQ(error_with(alloc, {word_bytes({of_allocation, 3, 1, 1, 7, 0, 0, 3}), ltl_allocation}),
-              "vellfeed: the LTL manager refused the LTL allocation: the pool is exhausted (status 3)\n");
+              "vellfeed: the LTL manager refused the LTL allocation for VLAN 10 with tag 7: the pool is exhausted "
+              "(status 3)\n");
     EXPECT_EQ(error_with(modify, {word_bytes({of_modification, 1, 1, 1, 0x4000, 7, 0, 2}), ltl_modification}),
-              "vellfeed: the LTL manager refused the LTL modification: there is no such LTL (status 2)\n");
+              "vellfeed: the LTL manager refused the LTL modification of LTL 0x4000 with tag 7: there is no such LTL "
+              "(status 2)\n");
     EXPECT_EQ(error_with(release, {word_bytes({of_release, 1, 1, 1, 0x4000, 7, 0, 4}), ltl_release}),
-              "vellfeed: the LTL manager refused the LTL release: the tag does not match (status 4)\n");
+              "vellfeed: the LTL manager refused the LTL release of LTL 0x4000 with tag 7: the tag does not match "
+              "(status 4)\n");
     EXPECT_EQ(error_with(release, {word_bytes({of_release, 1, 1, 1, 0x4000, 7, 0, 77}), ltl_release}),
-              "vellfeed: the LTL manager refused the LTL release: unknown (status 77)\n");
+              "vellfeed: the LTL manager refused the LTL release of LTL 0x4000 with tag 7: unknown (status 77)\n");
 }
 
 TEST_F(ltl, an_answer_to_something_else_is_none) {
@@ -121,11 +124,25 @@ TEST_F(ltl, an_answer_that_does_not_fit_is_told) {
               "vellfeed: the LTL manager answered the LTL release for LTL 0x4001, expected LTL 0x4000\n");
 }
 
+TEST_F(ltl, an_answer_with_another_cookie_is_none) {
+    EXPECT_EQ(error_with(alloc, {word_bytes({of_allocation, 0, 2, 1, 7, 0x4000, 3, 0}), ltl_allocation}),
+              "vellfeed: the switch answered the LTL allocation with a message of 32 bytes that is no answer to it: "
+              "cookie 2, expected cookie 1\n");
+}
+
+TEST_F(ltl, what_was_answered_is_told_though_the_switch_goes_away) {
+    answer_with({word_bytes({of_allocation, 0, 1, 1, 7, 0x4000, 3, 0}), ltl_allocation});
+    desk.result_without_answer = -1;
+    EXPECT_EQ(run(alloc), 1);
+    EXPECT_EQ(out, "allocated LTL 0x4000 with 3 interfaces: Eth3/7 Po1 Vlan10\n");
+    EXPECT_THAT(err, HasSubstr("the switch closed the connection"));
+}
+
 TEST_F(ltl, a_missing_answer_is_told) {
     EXPECT_EQ(run(release), 1);
     EXPECT_EQ(err,
               "vellfeed: the switch did not answer the LTL release within 5000 ms; if it is only slow, wait longer "
-              "with --timeout\n");
+              "with --timeout. The request may have been carried out all the same; `vellsim show ltl` tells\n");
     expect_all_closed();
 }
 
@@ -141,9 +158,12 @@ TEST_F(ltl, a_request_that_cannot_be_sent_is_told) {
 
 TEST_F(ltl, what_names_no_interface_is_told) {
     std::vector<std::string> command = alloc;
-    command.emplace_back("eth3-7");
+    command.emplace_back("Eth3-7");
     EXPECT_EQ(run(command), 2);
-    EXPECT_EQ(err, "vellfeed: PORT \"eth3-7\": expected an interface's name, as Eth3/7, Po1, Vlan10 or if12 are\n");
+    EXPECT_EQ(err,
+              "vellfeed: PORT \"Eth3-7\": expected an interface's name: Eth3/7 (slot and port, up to 255), Eth3/7/1 "
+              "(a breakout lane of it), Po1 (up to 65535), Vlan10 (up to 4094), or if12 (any other, by the kernel's "
+              "index)\n");
     EXPECT_TRUE(desk.requests.empty());
 }
 
@@ -163,6 +183,7 @@ TEST_F(ltl, wrong_usage_has_its_own_exit_code) {
         {"ltl", "alloc", "--vlan", "10", "--tag", "7", "--mdb", "-", "--links", "-", "--group", "239.1.1.1"},
         {"ltl", "alloc", "--vlan", "10", "--tag", "7", "--mdb", "x", "--group", "239.1.1"},
         {"ltl", "modify", "--tag", "7", "Po1"},
+        {"ltl", "modify", "0x4000", "--tag", "7", "--vlan", "10", "Po1"},
         {"ltl", "modify", "0x4000", "--tag", "7"},
         {"ltl", "modify", "0x4000", "Po1"},
         {"ltl", "modify", "0x4000", "--tag", "7", "--mdb", "x", "--group", "239.1.1.1"},

@@ -72,6 +72,23 @@ protected:
     }
 };
 
+TEST_F(stats, a_second_answer_is_not_taken_for_the_next_requests) {
+    const fake_answer counted(ipv6_answer().all(), ipv6_stats);
+    answer_bytes clearing = ipv6_answer();
+    clearing.cleared = 1;
+    const fake_answer cleared(clearing.all(), ipv6_clear);
+    answer_with({counted, counted, cleared, cleared});
+    EXPECT_EQ(run(with(ipv6_command, "--clear")), 0) << err;
+    EXPECT_EQ(sent_opcodes(), (opcodes{registration, ipv6_stats, ipv6_clear, deregistration}));
+    expect_all_closed();
+}
+
+TEST_F(stats, an_answer_that_came_before_for_nothing_is_none) {
+    answer_with({fake_answer(ipv6_answer().all(), ipv6_clear), fake_answer(ipv6_answer().all(), ipv6_stats)});
+    EXPECT_EQ(run(ipv6_command), 1);
+    EXPECT_THAT(err, testing::HasSubstr("with a message of opcode 75799 and 72 bytes"));
+}
+
 TEST_F(stats, asks_for_an_ipv4_route) {
     answer_with({fake_answer(answer_bytes().all(), ipv4_stats)});
     EXPECT_EQ(run(ipv4_command), 0) << err;
@@ -236,7 +253,7 @@ TEST_F(stats, no_answer_is_told) {
     EXPECT_EQ(run(with(command, "--clear-only")), 1);
     EXPECT_EQ(err,
               "vellfeed: the switch closed the connection instead of answering the clear request; `vellsim show log` "
-              "may say why\n");
+              "may say why. The request may have been carried out all the same; `vellsim show stats` tells\n");
     expect_all_closed();
 }
 
