@@ -35,6 +35,24 @@
  * Registered: "needs an acknowledged client" means that a client id (from vell_register_ack) and a queue handle (from
  * vell_register or vell_register_kyt_q) are held; without both the function sends nothing and returns 0.
  *
+ * The LTL manager's answers: requests to the LTL manager are answered later, on the queue that they left from. The
+ * library neither waits for an answer nor keeps what was asked. The caller receives the message with the platform's
+ * calls, finds out which request it answers, and hands it to the function that reads such answers:
+ *
+ *     request                             read with
+ *     vell_send_l2_mc_update_flood_ltl    vell_handle_l2_mc_update_flood_ltl_resp
+ *     vell_nerb_l2_ltl_alloc              vell_nerb_handle_l2_alloc_response
+ *     vell_nerb_l2_ltl_modify             vell_nerb_handle_l2_response
+ *     vell_nerb_l2_ltl_dealloc            vell_nerb_handle_l2_response
+ *
+ * How an answer is told from other messages, and where it has its request's cookie or context, is the manager's
+ * business. The reading functions look at neither: they take an answer to another request that is read the same way,
+ * or one that has come before, as readily. 0 from one of them does not tell a refusal from a message that is no such
+ * answer; what it logs does. That a request was sent means that the manager's client library took it, and no more. One
+ * that no answer came to may have been carried out all the same, or may be yet; the library sends nothing again.
+ * examples/ltl_client.c does all of this, with the meanings that the switch on the desk gives the words; they stand in
+ * sim/switch/meanings.h.
+ *
  * Log: messages, errors and traces, go to the platform's event history, its debug console and the log of the client's
  * uuid. Each starts with the function's name and, in brackets, a number that identifies the message and is the same in
  * every release; it is given below with what logs it. "ERROR: " or "TRACE: " follows, but for traces in the client's
@@ -711,15 +729,17 @@ VELL_API int32_t vell_build_nerb_flood_ltl_pyld(void *old_buffer, void *new_buff
 /*
  * vell_send_l2_mc_update_flood_ltl tells the LTL manager in one request how the flood sets of a batch of VLANs changed.
  * The two messages must have records for the same VLANs in the same order. `old_length` and `new_length` are not read,
- * nor checked against the records. `context` goes to the manager's client library as it is, and must not be null. The
+ * nor checked against the records. `context` goes to the manager's client library as it is, beside the request, and
+ * must not be null; what it is for is the manager's business, and the library does not look at what it points to. The
  * request is allocated, and released before the call returns.
  *
  * Needs a queue, not an id. Returns 1 when the manager's client library took the request; the manager's answer comes
- * later, for vell_handle_l2_mc_update_flood_ltl_resp. Returns 0 when a pointer is null (error 1295), when the counts
- * differ (1300), without a queue (1310), when the VLANs of a record differ (1332), when there is no memory (1352), when
- * a delta could not be computed (1361), and when the request was refused (1368). Up to error 1352 the messages are
- * untouched; on error 1361 they are sorted up to and with the VLAN that failed, else wholly. Traces: the number of
- * VLANs (1304), once counts are found equal, and those of vell_build_nerb_flood_ltl_pyld.
+ * later, for vell_handle_l2_mc_update_flood_ltl_resp, and tells of each VLAN whether its change was made. Returns 0
+ * when a pointer is null (error 1295), when the counts differ (1300), without a queue (1310), when the VLANs of a
+ * record differ (1332), when there is no memory (1352), when a delta could not be computed (1361), and when the client
+ * library refused the request (1368). Up to error 1352 the messages are untouched; on error 1361 they are sorted up to
+ * and with the VLAN that failed, else wholly. Traces: the number of VLANs (1304), once counts are found equal, and
+ * those of vell_build_nerb_flood_ltl_pyld.
  */
 VELL_API uint32_t vell_send_l2_mc_update_flood_ltl(void *old_buffer, uint32_t old_length, uint16_t old_count,
                                                    void *new_buffer, uint32_t new_length, uint16_t new_count,
@@ -741,7 +761,9 @@ typedef struct VELL_RECORD vell_flood_result {
 
 /*
  * vell_handle_l2_mc_update_flood_ltl_resp reads the manager's answer to a flood update, `rsp` as the caller received
- * it, which stays the caller's. On success `result`, an aligned pointer, receives a vell_l2_message with one
+ * it, which stays the caller's. The answer has an entry of four words for each VLAN: the first is the VLAN id, the
+ * fourth its status, 0 when its change was made; the other two are not read. The VLANs are told in the answer's order,
+ * and not compared with what was asked. On success `result`, an aligned pointer, receives a vell_l2_message with one
  * vell_flood_result a VLAN, allocated here; the caller releases it with free.
  *
  * Returns 1 when the result was built, also when VLANs were refused; each of those logs error 1454. Returns 0, and null
@@ -754,8 +776,13 @@ VELL_API uint32_t vell_handle_l2_mc_update_flood_ltl_resp(const void *rsp, uint8
  * Multicast LTL indexes
  *
  * An LTL index stands for a set of outgoing interfaces in the hardware. The LTL manager owns them; here one is asked
- * for, its interfaces are changed, or it is given back. What the keys, the cookie and the results mean is the manager's
- * business. Nothing needs a client: requests go out from the queue that is held, 0 included.
+ * for, its interfaces are changed, or it is given back. Nothing needs a client: requests go out from the queue that is
+ * held, 0 included.
+ *
+ * Each request has one entry, and so must its answer. `key1` and `key2` are the entry's first two words, of all three
+ * requests; `cookie` goes to the manager's client library as it is, beside the request. The two results are words of
+ * the answer's entry. The library only carries all these. What they mean is the manager's business: which result is the
+ * index that was allocated, say, and with which keys it is changed and given back.
  * ------------------------------------------------------------------------------------------------------------------ */
 
 /* One multicast LTL index of a request. */
@@ -799,22 +826,24 @@ VELL_API extern vell_ltl_release ltl_dealloc;
  * only read. Their copy is allocated, and released before the call returns; its bytes are 4 `count` modulo 2^32. The
  * list may be null when the count is 0.
  *
- * Returns 1 when the manager's client library took the request. Returns 0 when there is no memory (errors 1484, of
- * vell_nerb_build_mcast_ltl_info, and 1512), and when the request was refused (error 1523).
+ * Returns 1 when the manager's client library took the request; whether there is an index, and which, is in the answer,
+ * for vell_nerb_handle_l2_alloc_response. Returns 0 when there is no memory (errors 1484, of
+ * vell_nerb_build_mcast_ltl_info, and 1512), and when the client library refused the request (error 1523).
  */
 VELL_API int vell_nerb_l2_ltl_alloc(uint32_t key1, uint32_t count, const uint32_t *if_indexes, uint32_t key2,
                                     uint32_t cookie);
 
 /*
  * vell_nerb_l2_ltl_modify asks to change the interfaces of an LTL index, and is like vell_nerb_l2_ltl_alloc otherwise.
- * Its errors are 1484 and 1576 without memory, and 1587, which speaks of an "alloc", when the request was refused.
+ * Its errors are 1484 and 1576 without memory, and 1587, which speaks of an "alloc", when the client library refused
+ * the request. Its answer is for vell_nerb_handle_l2_response.
  */
 VELL_API int vell_nerb_l2_ltl_modify(uint32_t key1, uint32_t count, const uint32_t *if_indexes, uint32_t key2,
                                      uint32_t cookie);
 
 /*
  * vell_nerb_l2_ltl_dealloc gives an LTL index back. Returns 1 when the manager's client library took the request, and 0
- * when it refused (error 1551).
+ * when it refused (error 1551). Its answer is for vell_nerb_handle_l2_response.
  */
 VELL_API int vell_nerb_l2_ltl_dealloc(uint32_t key1, uint32_t key2, uint32_t cookie);
 
@@ -828,8 +857,9 @@ VELL_API int vell_nerb_build_mcast_ltl_info(uint32_t key1, uint32_t count, const
                                             vell_ltl_entry *entry);
 
 /*
- * vell_nerb_handle_l2_response reads a general answer of the manager, `rsp` as the caller received it, which stays the
- * caller's. The two result words may go to any address.
+ * vell_nerb_handle_l2_response reads a general answer of the manager, to a modification or a release, `rsp` as the
+ * caller received it, which stays the caller's. Of the four words of its entry, `result1` receives the first and
+ * `result2` the third, at any address; the second is not read, and the fourth is the entry's status, 0 for success.
  *
  * Returns 1 when the answer reports success, overall and for its one entry, whose result words are stored then. Returns
  * 0 when it does not, when it cannot be read, and when it has another number of entries than one: the status (error
@@ -839,8 +869,9 @@ VELL_API int vell_nerb_handle_l2_response(const void *rsp, uint32_t *result1, ui
 
 /*
  * vell_nerb_handle_l2_alloc_response reads the answer to vell_nerb_l2_ltl_alloc, and is like
- * vell_nerb_handle_l2_response otherwise. Its errors are 1616 for the status and the number of entries, and 1623 for
- * the entry, with which the status is looked at again.
+ * vell_nerb_handle_l2_response otherwise. An allocation's entry has three words: `result1` receives the second and
+ * `result2` the third, and the first is not read; its status is the answer's. Its errors are 1616 for the status and
+ * the number of entries, and 1623 for the entry, with which the status is looked at again.
  */
 VELL_API int vell_nerb_handle_l2_alloc_response(const void *rsp, uint32_t *result1, uint32_t *result2);
 
