@@ -25,25 +25,28 @@
 //                    of the same kind, all zero for any source; entries of kind 2, each a port's interface index with
 //                    its flags.
 //   MBD entry        its key is VLAN, kind of the addresses, group and source. An add makes the entry when it is new,
-//                    adds the ports it lists, or gives them other flags, and sets bridge and entry flags. A delete takes
-//                    the ports it lists; an entry left without ports goes, and a delete that lists none removes it.
-//                    Entries stay when their client goes away; an entry belongs to the client that added to it last.
+//                    adds the ports it lists, or gives them other flags, and sets bridge and entry flags. A delete
+//                    takes the ports it lists; an entry left without ports goes, and a delete that lists none removes
+//                    it. Entries stay when their client goes away; an entry belongs to the client that added to it last.
 //   absent entry     deleting it, or a port it does not have, is no error: it is logged and counted as a missed delete.
 //   client id 0      in a layer-2 message: the sender has a queue, but no id yet. Layer-2 messages, out-of-band
 //                    markers, overlay notifications and requests to the LTL manager need none; everything else does.
 //   markers          1 begins a batch of layer-2 messages of its connection, 2 ends it; others are kept as they come.
-//   overlay          type 1 disables the feature, type 3 does so with the flag, type 2 disables the VLANs that it lists,
-//                    u16 each. A route update is kept as it comes.
+//   overlay          type 1 disables the feature, type 3 does so with the flag, type 2 disables the VLANs that it
+//                    lists, u16 each. A route update is kept as it comes.
 //   statistics       a counter exists for every IPv4 route held and for every route that `vellsim count` names, which
 //                    it keeps when the route goes; the desk forwards nothing, so only `vellsim count` moves them. An
 //                    answer holds them as they were before a clearing. An IPv4 statistics request clears too when its
 //                    clear word is not 0.
-//   LTL allocation   key word 1 is a VLAN id, key word 2 a tag of the client's own choice. It takes the smallest free
-//                    LTL index of the pool, which has 1024 from 0x4000 up unless `vellsim run` is told otherwise. An
-//                    LTL stays until it is released, also when its client goes away; it belongs to the client that
-//                    allocated it or changed it last. Any client that knows its tag may change or release it.
+//   LTL allocation   key word 1 (vell.h: key1) is a VLAN id, key word 2 (key2) a tag of the client's own choice, which
+//                    need not be unique. It takes the smallest free LTL index of the pool, which has 1024 from 0x4000
+//                    up unless `vellsim run` is told otherwise. An LTL stays until it is released, also when its
+//                    client goes away; it belongs to the client that allocated it or changed it last. Any client that
+//                    knows its tag may change or release it.
 //   LTL change       and release: key word 1 is the LTL index, key word 2 the tag that it was allocated with. A
 //                    modification replaces the interfaces. A list of interfaces is a set: none may be in it twice.
+//   LTL results      of vell.h's reading functions, for allocation, change and release alike: result 1 is the LTL
+//                    index, result 2 the number of interfaces that it has now, 0 once it is released.
 //   flood update     adds interfaces to a VLAN's flood set (operation 1) and removes some (operation 2), whole or not
 //                    at all; the other VLANs of the request go on. An interface may be named once only, an addition
 //                    must be absent before, a removal present. The line-card mask is kept as sent with the last update
@@ -55,7 +58,12 @@
 //                    So an SVI that a client lists as a member in its old list is removed although it may never have
 //                    been added, which the desk refuses (status 6). Leave it out of both lists.
 //   LTL requests     need a queue, but no client id. Entries are applied in their order; what becomes of each is in the
-//                    answer, which nerb_desk.h describes with its statuses.
+//                    answer: status 0 that it was done, any other why it was refused and changed nothing. Answers and
+//                    statuses are described in nerb_desk.h, which also reads them.
+//   cookie, context  of a request to the LTL manager: of the client's own choice. The answer has it as it was given, a
+//                    context as the pointer that it is; nothing else is done with it.
+//   LTL answers      come in the requests' order, unless `vellsim run` is told otherwise. A request that cannot be
+//                    decoded is logged, and gets no answer. One that gets none may have been carried out.
 //   client id        goes back to the pool when its client deregisters or its connection ends; the smallest free one is
 //                    handed out.
 #pragma once
