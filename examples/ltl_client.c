@@ -15,9 +15,9 @@
 #include <vell.h>
 
 #include <arpa/inet.h>
+#include <nerb_desk.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <string.h>
 #include <time.h>
 
 enum { client_uuid = 502, answer_timeout_ms = 5000, n_vlans = 2, most_entries = 3, ltl_vlan = 10, ltl_tag = 7 };
@@ -25,17 +25,16 @@ enum { client_uuid = 502, answer_timeout_ms = 5000, n_vlans = 2, most_entries = 
 /* What an interface index is made of is the platform's business; these are the desk's, as in qarnutils_desk.h. */
 enum { vlan10 = 0x1400000a, po1 = 0x18000001, eth3_7 = 0x68030700, eth3_8 = 0x68030800, eth4_1 = 0x68040100 };
 
-/* How an answer is told is the manager's business. On the desk it has its request's opcode, and this word of its
- * payload is the request's cookie or context. */
-enum { cookie_word = 2 };
+/* How an answer is told is the manager's business. On the desk it has its request's opcode, and its cookie or context:
+ * nerb_desk.h describes answers, and reads what the library does not. */
 typedef struct request {
     const char *name;
     uint32_t opcode;
 } request;
-static request allocation = {"LTL allocation", 90001};
-static request modification = {"LTL modification", 90002};
-static request release = {"LTL release", 90003};
-static request flood_update = {"flood update", 90004};
+static request allocation = {"LTL allocation", NERB_DESK_OPCODE_ALLOCATION};
+static request modification = {"LTL modification", NERB_DESK_OPCODE_MODIFICATION};
+static request release = {"LTL release", NERB_DESK_OPCODE_RELEASE};
+static request flood_update = {"flood update", NERB_DESK_OPCODE_FLOOD_UPDATE};
 
 /* An address will do, since each request is sent once. One that is sent again needs another cookie, lest a late answer
  * to the first is taken for the answer to the second. */
@@ -69,14 +68,20 @@ static int64_t now_ms(void) {
     return (int64_t)now.tv_sec * 1000 + now.tv_nsec / 1000000;
 }
 
-static int is_answer(kyt_desk_message *message, const request *asked) {
-    const uint32_t offset = cookie_word * sizeof(uint32_t);
-    uint32_t cookie;
+static int is_answer(const kyt_desk_message *message, const request *asked) {
+    struct nerb_desk_answer head;
 
-    if (kyt_desk_message_opcode(message) != asked->opcode || kyt_desk_message_length(message) < offset + sizeof(cookie))
-        return 0;
-    memcpy(&cookie, (const uint8_t *)kyt_payload_get(message) + offset, sizeof(cookie));
-    return cookie == cookie_of(asked);
+    return kyt_desk_message_opcode(message) == asked->opcode &&
+           nerb_desk_answer_head(message, &head) == NERB_DESK_READ && head.cookie == cookie_of(asked);
+}
+
+/* Why the first entry of an answer was refused, in words. */
+static const char *refusal(const kyt_desk_message *answer) {
+    uint32_t words[4];
+
+    return nerb_desk_answer_entry(answer, 0, words) == NERB_DESK_READ && words[3] != NERB_DESK_DONE
+               ? nerb_desk_status_name(words[3])
+               : "its answer could not be read; vellsim show log says why";
 }
 
 /* Waits for the answer to a request, for the caller to free. What else comes is passed over: an earlier answer may come
@@ -179,10 +184,10 @@ static int take_ltl_answer(uint32_t queue, const request *asked, ltl_reader *rea
 
     if (answer == NULL)
         return 0;
-    done = read(answer, &answered->index, &answered->n_ports);
+    done = read(answer, &answered->index, &answered->n_ports) || fail(asked, refusal(answer));
     kyt_desk_message_free(answer);
     if (!done)
-        return fail(asked, "it was refused, or its answer could not be read; vellsim show log says why");
+        return 0;
     printf("%s: done, LTL 0x%x has %u ports\n", asked->name, (unsigned)answered->index, (unsigned)answered->n_ports);
     return 1;
 }

@@ -58,8 +58,7 @@ flood_answer read_flood_answer(const received_message &message, const std::vecto
         check_vlan(message, ntohl(record.vlan), changes[i].vlan, i);
         answer.acknowledged.push_back((record.flags & VELL_FLOOD_ACKNOWLEDGED) != 0);
     }
-    answer.statuses =
-        entry_statuses(message, flood_update_request, static_cast<std::uint32_t>(answer.acknowledged.size()));
+    answer.statuses = entry_statuses(message, static_cast<std::uint32_t>(answer.acknowledged.size()));
     return answer;
 }
 

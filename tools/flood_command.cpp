@@ -4,11 +4,11 @@
 #include "flood_update.h"
 #include "input_error.h"
 #include "manager_answer.h"
-#include "nerb_messages.h"
 #include "switch_port.h"
 
 #include <algorithm>
 #include <fmt/ostream.h>
+#include <nerb_desk.h>
 
 namespace feed {
 
@@ -57,8 +57,7 @@ void print_changes(const std::vector<flood_change> &changes, const flood_answer 
 // What to do when the manager holds something else than it was taken to hold.
 std::string remedy(const flood_answer &answer, bool older_given) {
     const auto is_mismatch = [](std::uint32_t status) {
-        return desk::nerb_status{status} == desk::nerb_status::interface_present ||
-               desk::nerb_status{status} == desk::nerb_status::interface_absent;
+        return status == NERB_DESK_INTERFACE_PRESENT || status == NERB_DESK_INTERFACE_ABSENT;
     };
     if (std::ranges::none_of(answer.statuses, is_mismatch))
         return {};

@@ -26,7 +26,7 @@ struct question {
 
 // Why the library did not take an answer.
 [[noreturn]] void refuse(const received_message &answer, const question &asked) {
-    const std::vector<std::uint32_t> statuses = entry_statuses(answer, asked.request, 1);
+    const std::vector<std::uint32_t> statuses = entry_statuses(answer, 1);
     if (statuses.empty() || statuses[0] == 0)
         reject_answer(answer, asked.request, "it is not of one LTL");
     throw refused_request(fmt::format("the LTL manager refused the {}: {}", asked.text(), status_text(statuses[0])));

@@ -2,47 +2,29 @@
 
 #include "client_session.h"
 #include "input_error.h"
-#include "nerb_messages.h"
 
-#include <nerb.h>
-
-#include <cstddef>
-#include <cstring>
 #include <fmt/format.h>
+#include <nerb_desk.h>
 #include <optional>
 
 namespace feed {
 
 namespace {
 
-// Allocations are of one entry, and their status is the answer's.
-std::vector<std::uint32_t> allocation_status(const received_message &answer) {
-    std::uint32_t status = 0;
-    std::uint16_t count = 0;
-    const bool read =
-        nerb_parse_alloc_ltl_get_entry_count(answer.handle(), &status, desk::nerb_kind_allocation, &count) == 0;
-    return read && count == 1 ? std::vector{status} : std::vector<std::uint32_t>{};
-}
-
-// Behind the kind and the overall status. None of an answer that is too short to have one.
-std::optional<std::uint32_t> cookie_of(const received_message &answer) {
-    std::uint32_t cookie = 0;
-    constexpr std::size_t offset = 2 * sizeof cookie;
-    const auto payload = answer.payload();
-    if (payload.size() < offset + sizeof cookie)
-        return std::nullopt;
-    std::memcpy(&cookie, payload.data() + offset, sizeof cookie);
-    return cookie;
+// None of a message that is no answer.
+std::optional<std::uint32_t> cookie_of(const received_message &message) {
+    nerb_desk_answer head{};
+    return nerb_desk_answer_head(message.handle(), &head) == NERB_DESK_READ ? std::optional(head.cookie) : std::nullopt;
 }
 
 constexpr char show_ltl[] = "`vellsim show ltl`";
 
 } // namespace
 
-const manager_request flood_update_request = {"flood update", desk::nerb_opcode_flood_update, "`vellsim show flood`"};
-const manager_request ltl_allocation_request = {"LTL allocation", desk::nerb_opcode_allocation, show_ltl, true};
-const manager_request ltl_change_request = {"LTL modification", desk::nerb_opcode_modification, show_ltl};
-const manager_request ltl_release_request = {"LTL release", desk::nerb_opcode_release, show_ltl};
+const manager_request flood_update_request = {"flood update", NERB_DESK_OPCODE_FLOOD_UPDATE, "`vellsim show flood`"};
+const manager_request ltl_allocation_request = {"LTL allocation", NERB_DESK_OPCODE_ALLOCATION, show_ltl, true};
+const manager_request ltl_change_request = {"LTL modification", NERB_DESK_OPCODE_MODIFICATION, show_ltl};
+const manager_request ltl_release_request = {"LTL release", NERB_DESK_OPCODE_RELEASE, show_ltl};
 
 received_message await_answer(client_session &client, const manager_request &request, std::uint32_t cookie) {
     received_message answer = client.await(
@@ -59,25 +41,20 @@ received_message await_answer(client_session &client, const manager_request &req
     return answer;
 }
 
-std::vector<std::uint32_t> entry_statuses(const received_message &answer, const manager_request &request,
-                                          std::uint32_t count) {
-    if (request.allocation)
-        return allocation_status(answer);
-    std::uint32_t entries = 0;
-    // The count is looked at first: it may be any number, whatever was asked for.
-    if (nerb_parse_rsp_get_entry_count(answer.handle(), &entries) != 0 || entries < count)
-        return {};
-    std::vector<nerb_rsp_info> infos(count);
-    if (nerb_parse_rsp_get_rsp_info(answer.handle(), count, infos.data()) != 0)
-        return {};
+std::vector<std::uint32_t> entry_statuses(const received_message &answer, std::uint32_t count) {
     std::vector<std::uint32_t> statuses;
-    for (const nerb_rsp_info &info : infos)
-        statuses.push_back(info.word[3]);
+    std::uint32_t words[4];
+    while (statuses.size() < count) {
+        const auto number = static_cast<std::uint32_t>(statuses.size());
+        if (nerb_desk_answer_entry(answer.handle(), number, words) != NERB_DESK_READ)
+            return {};
+        statuses.push_back(words[3]);
+    }
     return statuses;
 }
 
 std::string status_text(std::uint32_t status) {
-    return fmt::format("{} (status {})", desk::nerb_status_name(desk::nerb_status{status}), status);
+    return fmt::format("{} (status {})", nerb_desk_status_name(status), status);
 }
 
 void reject_answer(const received_message &answer, const manager_request &request, const std::string &why) {

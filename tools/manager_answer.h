@@ -30,8 +30,7 @@ received_message await_answer(client_session &client, const manager_request &req
 
 // How each of the first `count` entries of an answer ended: 0 for done. Empty when the answer cannot be read, or has
 // fewer entries.
-std::vector<std::uint32_t> entry_statuses(const received_message &answer, const manager_request &request,
-                                          std::uint32_t count);
+std::vector<std::uint32_t> entry_statuses(const received_message &answer, std::uint32_t count);
 
 // Why an entry was refused, in words: "the pool is exhausted".
 std::string status_text(std::uint32_t status);
