@@ -1,6 +1,6 @@
 #include "comparison.h"
 
-#include <fmt/ostream.h>
+#include "print.h"
 
 namespace feed {
 

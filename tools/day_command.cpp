@@ -9,10 +9,11 @@
 #include "held_input.h"
 #include "held_l2.h"
 #include "input_error.h"
+#include "print.h"
 #include "printable.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
-#include <fmt/ostream.h>
 
 namespace feed {
 

@@ -4,10 +4,11 @@
 #include "flood_update.h"
 #include "input_error.h"
 #include "manager_answer.h"
+#include "print.h"
 #include "switch_port.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
-#include <fmt/ostream.h>
 #include <nerb_desk.h>
 
 namespace feed {

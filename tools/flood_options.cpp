@@ -3,10 +3,11 @@
 #include "common_options.h"
 #include "counted.h"
 #include "input_error.h"
+#include "print.h"
 #include "printable.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
-#include <fmt/ostream.h>
 
 namespace feed {
 

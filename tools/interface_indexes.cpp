@@ -1,10 +1,10 @@
 #include "interface_indexes.h"
 
 #include "input_error.h"
+#include "print.h"
 #include "printable.h"
 
 #include <charconv>
-#include <fmt/ostream.h>
 #include <set>
 
 namespace feed {

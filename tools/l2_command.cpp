@@ -3,12 +3,12 @@
 #include "counted.h"
 #include "l2_changes.h"
 #include "l2_message.h"
+#include "print.h"
 #include "send_all.h"
 
 #include <vell.h>
 
 #include <algorithm>
-#include <fmt/ostream.h>
 
 namespace feed {
 

@@ -1,10 +1,9 @@
 #include "commands.h"
 #include "common_options.h"
 #include "ltl_request.h"
+#include "print.h"
 #include "switch_port.h"
 #include "vlan.h"
-
-#include <fmt/ostream.h>
 
 namespace feed {
 

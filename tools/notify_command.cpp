@@ -1,9 +1,8 @@
 #include "commands.h"
 #include "common_options.h"
+#include "print.h"
 
 #include <vell.h>
-
-#include <fmt/ostream.h>
 
 namespace feed {
 

@@ -2,6 +2,7 @@
 #include "common_options.h"
 #include "counted.h"
 #include "input_error.h"
+#include "print.h"
 #include "printable.h"
 #include "vlan.h"
 
@@ -10,7 +11,6 @@
 
 #include <charconv>
 #include <cstring>
-#include <fmt/ostream.h>
 #include <limits>
 #include <set>
 

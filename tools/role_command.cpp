@@ -1,11 +1,11 @@
 #include "commands.h"
 #include "common_options.h"
 #include "input_error.h"
+#include "print.h"
 #include "printable.h"
 
 #include <vell.h>
 
-#include <fmt/ostream.h>
 #include <string>
 
 namespace feed {

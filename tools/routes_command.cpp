@@ -1,10 +1,9 @@
 #include "commands.h"
 #include "common_options.h"
 #include "counted.h"
+#include "print.h"
 #include "route_message.h"
 #include "send_all.h"
-
-#include <fmt/ostream.h>
 
 namespace feed {
 

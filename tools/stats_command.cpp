@@ -2,10 +2,9 @@
 #include "common_options.h"
 #include "counted.h"
 #include "input_error.h"
+#include "print.h"
 #include "printable.h"
 #include "stats_request.h"
-
-#include <fmt/ostream.h>
 
 namespace feed {
 

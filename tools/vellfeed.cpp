@@ -2,10 +2,10 @@
 
 #include "commands.h"
 #include "input_error.h"
+#include "print.h"
 #include "usage.h"
 
 #include <CLI/CLI.hpp>
-#include <fmt/ostream.h>
 #include <functional>
 #include <new>
 
