@@ -4,6 +4,7 @@
 #include "printable.h"
 #include "vlan.h"
 
+#include <CLI/CLI.hpp>
 #include <charconv>
 #include <fmt/format.h>
 #include <string_view>

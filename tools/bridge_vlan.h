@@ -1,7 +1,8 @@
 // Which VLAN a bridge is: a kernel without VLAN filtering has a bridge for each.
 #pragma once
 
-#include <CLI/CLI.hpp>
+#include "cli_fwd.h"
+
 #include <cstdint>
 #include <map>
 #include <string>

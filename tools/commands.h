@@ -2,13 +2,13 @@
 // throws what input_error.h declares.
 #pragma once
 
+#include "cli_fwd.h"
 #include "client_session.h"
 #include "flood_options.h"
 #include "ltl_ports.h"
 #include "mdb_options.h"
 #include "table_options.h"
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <optional>
 #include <ostream>

@@ -1,5 +1,6 @@
 #include "common_options.h"
 
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <limits>
 

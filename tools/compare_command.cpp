@@ -4,6 +4,8 @@
 #include "held_input.h"
 #include "held_routes.h"
 
+#include <CLI/CLI.hpp>
+
 namespace feed {
 
 void compare_command::add_to(CLI::App &command) {

@@ -15,6 +15,8 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 
+#include <CLI/CLI.hpp>
+
 namespace feed {
 
 namespace {

@@ -5,6 +5,8 @@
 #include "held_input.h"
 #include "input_error.h"
 
+#include <CLI/CLI.hpp>
+
 namespace feed {
 
 void flood_compare_command::add_to(CLI::App &command) {

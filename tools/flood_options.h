@@ -2,9 +2,9 @@
 // comparing them.
 #pragma once
 
+#include "cli_fwd.h"
 #include "flood_plan.h"
 
-#include <CLI/CLI.hpp>
 #include <ostream>
 #include <string>
 #include <vector>

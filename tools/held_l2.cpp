@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <fmt/format.h>
 #include <limits>
+#include <nlohmann/json.hpp>
 
 namespace feed {
 

@@ -4,7 +4,8 @@
 #include "text_input.h"
 
 #include <cstdint>
-#include <nlohmann/json.hpp>
+#include <memory>
+#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -15,7 +16,8 @@ namespace feed {
 
 struct json_document {
     std::string name;
-    nlohmann::json root;
+    std::shared_ptr<const nlohmann::json> owned; // never null
+    const nlohmann::json &root = *owned;
 };
 
 // Reads a text as JSON. Throws input_error with file, line and column for a syntax error, for an object that has a

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <memory>
+#include <nlohmann/json.hpp>
 #include <set>
 
 namespace feed {
@@ -140,7 +142,7 @@ json_document parse_json(const text_input &input, std::string_view producer) {
             fmt::format("{}: is empty, not even an empty JSON value; did {} fail?", input.name, producer));
     }
     try {
-        return {input.name, document_builder(input).build()};
+        return {input.name, std::make_shared<const json>(document_builder(input).build())};
     } catch (const input_error &error) {
         const char first = input.text[input.text.find_first_not_of(" \t\r\n")];
         if (first == '[' || first == '{')

@@ -8,6 +8,7 @@
 
 #include <vell.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 
 namespace feed {

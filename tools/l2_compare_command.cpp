@@ -4,6 +4,8 @@
 #include "held_input.h"
 #include "held_l2.h"
 
+#include <CLI/CLI.hpp>
+
 namespace feed {
 
 void l2_compare_command::add_to(CLI::App &command) {

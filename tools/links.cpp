@@ -6,6 +6,7 @@
 
 #include <fmt/format.h>
 #include <limits>
+#include <nlohmann/json.hpp>
 
 namespace feed {
 

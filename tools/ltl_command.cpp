@@ -5,6 +5,8 @@
 #include "switch_port.h"
 #include "vlan.h"
 
+#include <CLI/CLI.hpp>
+
 namespace feed {
 
 namespace {

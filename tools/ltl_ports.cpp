@@ -8,6 +8,7 @@
 #include "printable.h"
 #include "switch_port.h"
 
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <limits>
 #include <set>

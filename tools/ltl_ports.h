@@ -1,7 +1,8 @@
 // The interfaces that an LTL index is to stand for: named one by one, or a group's.
 #pragma once
 
-#include <CLI/CLI.hpp>
+#include "cli_fwd.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>

@@ -5,6 +5,7 @@
 #include "printable.h"
 #include "text_input.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <fmt/format.h>
 

@@ -2,10 +2,10 @@
 // comparing it.
 #pragma once
 
+#include "cli_fwd.h"
 #include "interface_source.h"
 #include "l2_plan.h"
 
-#include <CLI/CLI.hpp>
 #include <ostream>
 #include <set>
 #include <string>

@@ -8,6 +8,7 @@
 #include <charconv>
 #include <fmt/format.h>
 #include <limits>
+#include <nlohmann/json.hpp>
 #include <string_view>
 
 namespace feed {

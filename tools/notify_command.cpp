@@ -4,6 +4,8 @@
 
 #include <vell.h>
 
+#include <CLI/CLI.hpp>
+
 namespace feed {
 
 namespace {

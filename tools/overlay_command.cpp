@@ -9,6 +9,7 @@
 #include <kyt.h>
 #include <vell.h>
 
+#include <CLI/CLI.hpp>
 #include <charconv>
 #include <cstring>
 #include <limits>

@@ -6,6 +6,7 @@
 
 #include <vell.h>
 
+#include <CLI/CLI.hpp>
 #include <string>
 
 namespace feed {

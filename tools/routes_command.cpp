@@ -5,6 +5,8 @@
 #include "route_message.h"
 #include "send_all.h"
 
+#include <CLI/CLI.hpp>
+
 namespace feed {
 
 void routes_command::add_to(CLI::App &command) {

@@ -6,6 +6,8 @@
 #include "printable.h"
 #include "stats_request.h"
 
+#include <CLI/CLI.hpp>
+
 namespace feed {
 
 namespace {

@@ -6,6 +6,7 @@
 #include "mroute_table.h"
 #include "text_input.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <limits>

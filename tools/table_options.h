@@ -1,10 +1,10 @@
 // The options with which a table is read and turned into routes, alike for feeding it and for comparing it.
 #pragma once
 
+#include "cli_fwd.h"
 #include "interface_source.h"
 #include "route_plan.h"
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <optional>
 #include <ostream>

@@ -1,5 +1,6 @@
 #include "fault_options.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <chrono>
 #include <cstdint>

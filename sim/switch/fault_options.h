@@ -1,9 +1,9 @@
 // The options of `vellsim run` that make the switch misbehave.
 #pragma once
 
+#include "cli_fwd.h"
 #include "fault_modes.h"
 
-#include <CLI/CLI.hpp>
 #include <string>
 
 namespace desk {

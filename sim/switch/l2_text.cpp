@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <fmt/format.h>
 #include <iterator>
+#include <nlohmann/json.hpp>
 #include <vector>
 
 namespace desk {

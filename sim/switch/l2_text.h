@@ -1,7 +1,7 @@
 // The layer-2 tables as text for a terminal of 80 columns.
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 
 namespace desk {

@@ -17,6 +17,7 @@
 #include <cstring>
 #include <fmt/format.h>
 #include <iterator>
+#include <nlohmann/json.hpp>
 
 namespace desk {
 

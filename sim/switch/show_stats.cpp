@@ -3,6 +3,8 @@
 #include "row_list.h"
 #include "statistics.h"
 
+#include <nlohmann/json.hpp>
+
 namespace desk {
 
 using json = nlohmann::ordered_json;

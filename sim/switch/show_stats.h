@@ -4,7 +4,7 @@
 #include "service.h"
 #include "show_query.h"
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 
 namespace desk {

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <fmt/format.h>
 #include <iterator>
+#include <nlohmann/json.hpp>
 #include <string_view>
 
 namespace desk {

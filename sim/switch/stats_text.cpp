@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 namespace desk {
 

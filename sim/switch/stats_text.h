@@ -1,7 +1,7 @@
 // The counters as text for a terminal.
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 
 namespace desk {

@@ -1,6 +1,7 @@
 #include "l2_text.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 namespace {
 

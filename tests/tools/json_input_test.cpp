@@ -2,6 +2,7 @@
 #include "json_input.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 namespace feed {
 namespace {
