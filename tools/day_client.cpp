@@ -5,6 +5,7 @@
 #include "input_error.h"
 #include "l2_message.h"
 #include "manager_answer.h"
+#include "print.h"
 #include "route_message.h"
 #include "send_all.h"
 #include "stats_request.h"
@@ -12,7 +13,6 @@
 #include <vell.h>
 
 #include <algorithm>
-#include <fmt/ostream.h>
 #include <utility>
 
 namespace feed {

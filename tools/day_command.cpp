@@ -15,8 +15,6 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 
-#include <CLI/CLI.hpp>
-
 namespace feed {
 
 namespace {

@@ -113,7 +113,8 @@ TEST_F(LtlClient, ASecondRunIsRefusedSinceTheInterfacesAreThere) {
 TEST_F(LtlClient, AnExhaustedPoolIsTold) {
     start_switch({"--ltl-pool", "0"});
     const auto run = run_client();
-    expect_failed(run, "LTL allocation: it was refused");
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.err, "ltl_client: LTL allocation: the pool is exhausted\n");
     EXPECT_THAT(run.out, HasSubstr("deregistered"));
     EXPECT_THAT(service_log(), testing::Contains(HasSubstr("the pool is exhausted")));
     expect_flood_sets();
