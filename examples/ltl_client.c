@@ -2,7 +2,7 @@
  * A client of the LTL manager: registers, tells it what two VLANs flood to, asks it for an LTL index for three ports,
  * changes them, gives the index back, and deregisters. Every answer is waited for.
  *
- *     vellsim run &
+ *     vellsim run --detach
  *     ltl_client && vellsim show flood
  *
  * The flood sets stay, and the manager adds no interface twice: a second run is refused until the switch is started
@@ -12,10 +12,10 @@
 
 #include <kyt.h>
 #include <kyt_desk.h>
+#include <nerb_desk.h>
 #include <vell.h>
 
 #include <arpa/inet.h>
-#include <nerb_desk.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <time.h>
@@ -81,7 +81,7 @@ static const char *refusal(const kyt_desk_message *answer) {
 
     return nerb_desk_answer_entry(answer, 0, words) == NERB_DESK_READ && words[3] != NERB_DESK_DONE
                ? nerb_desk_status_name(words[3])
-               : "its answer could not be read; vellsim show log says why";
+               : "it failed, or its answer could not be read; vellsim show log says why";
 }
 
 /* Waits for the answer to a request, for the caller to free. What else comes is passed over: an earlier answer may come

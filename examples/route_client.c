@@ -1,7 +1,7 @@
 /*
  * The smallest client: registers, sends two routes in one message, and deregisters.
  *
- *     vellsim run &
+ *     vellsim run --detach
  *     route_client && vellsim show routes
  */
 #include <kyt.h>

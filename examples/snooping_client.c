@@ -2,7 +2,7 @@
  * A snooping client: registers, hands over two groups of VLAN 10 with their ports, then takes a port from one of them,
  * and deregisters.
  *
- *     vellsim run &
+ *     vellsim run --detach
  *     snooping_client && vellsim show l2
  */
 #include <kyt.h>

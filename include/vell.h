@@ -47,11 +47,11 @@
  *
  * How an answer is told from other messages, and where it has its request's cookie or context, is the manager's
  * business. The reading functions look at neither: they take an answer to another request that is read the same way,
- * or one that has come before, as readily. 0 from one of them does not tell a refusal from a message that is no such
- * answer; what it logs does. That a request was sent means that the manager's client library took it, and no more. One
- * that no answer came to may have been carried out all the same, or may be yet; the library sends nothing again.
- * examples/ltl_client.c does all of this, with the meanings that the switch on the desk gives the words; they stand in
- * sim/switch/meanings.h.
+ * or one that has come before, as readily. 0 from vell_nerb_handle_l2_response or vell_nerb_handle_l2_alloc_response
+ * does not tell a refusal from a message that is no such answer; what it logs does. That a request was sent means that
+ * the manager's client library took it, and no more. One that no answer came to may have been carried out all the same,
+ * or may be yet; the library sends nothing again.
+ * Of the switch on the desk, nerb_desk.h says what its manager answers.
  *
  * Log: messages, errors and traces, go to the platform's event history, its debug console and the log of the client's
  * uuid. Each starts with the function's name and, in brackets, a number that identifies the message and is the same in

@@ -32,7 +32,8 @@ uint32_t nerb_send_batched_mcast_mod_req(uint32_t queue, const void *payload, ui
 /* Releases multicast LTL indexes. `entries` are `count` records of 12 bytes. */
 uint32_t nerb_send_batched_mcast_dealloc_msg(uint32_t queue, uint32_t count, const void *entries, uint32_t cookie);
 
-/* Sends one flood LTL update. The payload carries its own counts; `context` is the client library's. */
+/* Sends one flood LTL update. The payload carries its own counts; `context` is the caller's own:
+ * it is not looked at, and comes back with the answer. */
 uint32_t nerb_send_flood_ltl_update_req(uint32_t queue, const void *payload, void *context);
 
 /* Stores a reply's overall status. */

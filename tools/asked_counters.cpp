@@ -4,19 +4,12 @@
 
 #include <fmt/format.h>
 #include <functional>
-#include <limits>
 
 namespace feed {
 
 namespace {
 
 constexpr held_table table = {"stats", "counters"};
-
-std::uint32_t parse_number(const json_view &row, const char *key,
-                           std::uint32_t most = std::numeric_limits<std::uint32_t>::max()) {
-    constexpr char expected[] = "a number";
-    return row.member(key, expected).number(0, most, expected);
-}
 
 net_address parse_address(const json_view &row, const char *key) {
     constexpr char expected[] = "an IPv4 or IPv6 address";
@@ -31,10 +24,10 @@ asked_counter parse_counter(const json_view &row) {
     constexpr std::uint32_t longest = 128;
     row.expect_object("a route's counters, an object");
     asked_counter counter;
-    counter.key = {parse_number(row, "table"), parse_address(row, "source"),
-                   static_cast<std::uint8_t>(parse_number(row, "source_len", longest)), parse_address(row, "group"),
-                   static_cast<std::uint8_t>(parse_number(row, "group_len", longest))};
-    counter.requests = parse_number(row, "requests");
+    counter.key = {held_number(row, "table"), parse_address(row, "source"),
+                   static_cast<std::uint8_t>(held_number(row, "source_len", longest)), parse_address(row, "group"),
+                   static_cast<std::uint8_t>(held_number(row, "group_len", longest))};
+    counter.requests = held_number(row, "requests");
     return counter;
 }
 

@@ -65,4 +65,16 @@ void add_bridge_option(CLI::App &command, std::vector<std::string> &bridges, con
         ->allow_extra_args(false);
 }
 
+void check_named_bridges(const std::vector<std::string> &bridges, const std::vector<std::string> &vlans,
+                         const std::function<bool(const std::string &bridge)> &is_known, const std::string &why) {
+    const auto check = [&](const char *option, const std::string &bridge) {
+        if (!is_known(bridge))
+            throw input_error(fmt::format("{} {}: {}", option, in_quotes(bridge), why));
+    };
+    for (const std::string &bridge : bridges)
+        check("--bridge", bridge);
+    for (const auto &[bridge, vlan] : parse_vlans(vlans))
+        check("--vlan", bridge);
+}
+
 } // namespace feed

@@ -6,6 +6,8 @@
 #include <kyt.h>
 #include <vell.h>
 
+#include <algorithm>
+#include <chrono>
 #include <fmt/format.h>
 #include <utility>
 
@@ -74,8 +76,12 @@ bool client_session::came_before(const received_message &message) const {
 }
 
 received_message client_session::await(const expected_action &action, const answer_test &answers) {
+    using clock = std::chrono::steady_clock;
+    const clock::time_point began = clock::now();
     for (;;) {
-        received_message message = queue_.await(action, timeout_ms_);
+        const auto passed = std::chrono::duration_cast<std::chrono::milliseconds>(clock::now() - began).count();
+        received_message message =
+            queue_.await(action, timeout_ms_, static_cast<int>(std::min<long long>(passed, timeout_ms_)));
         const bool answer = answers(message);
         if (answer)
             answers_.insert(copy_of(message));

@@ -10,7 +10,6 @@
 #include "held_l2.h"
 #include "input_error.h"
 #include "print.h"
-#include "printable.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -36,23 +35,6 @@ loaded_mdbs load_groups(const day_command &day) {
     return read_mdbs(later, {day.mdb, day.mdb_links, "--mdb-links"});
 }
 
-// A bridge that is in none of the recordings is mistyped.
-void check_bridges(const day_command &day, const loaded_mdbs &groups, const flood_plan &ports,
-                   const flood_plan &later_ports) {
-    const auto check = [&](const char *option, const std::string &bridge) {
-        for (const auto *bridges :
-             {&groups.older.table.bridges, &groups.newer.table.bridges, &ports.bridges, &later_ports.bridges}) {
-            if (bridges->contains(bridge))
-                return;
-        }
-        throw input_error(fmt::format("{} {}: no such bridge is in the recordings", option, in_quotes(bridge)));
-    };
-    for (const std::string &bridge : day.bridges)
-        check("--bridge", bridge);
-    for (const auto &[bridge, vlan] : parse_vlans(day.vlans))
-        check("--vlan", bridge);
-}
-
 // Everything is read and checked before the switch hears of it.
 day_plan load_day(const day_command &day, std::ostream &out) {
     const loaded_mdbs groups = load_groups(day);
@@ -62,13 +44,29 @@ day_plan load_day(const day_command &day, std::ostream &out) {
     flood.bridges = day.bridges;
     const flood_plan ports = flood.load(day.ports);
     const flood_plan later_ports = flood.load(day.later_ports);
-    check_bridges(day, groups, ports, later_ports);
+    check_named_bridges(
+        day.bridges, day.vlans,
+        [&](const std::string &bridge) {
+            return groups.older.table.bridges.contains(bridge) || groups.newer.table.bridges.contains(bridge) ||
+                   ports.bridges.contains(bridge) || later_ports.bridges.contains(bridge);
+        },
+        "no such bridge is in the recordings");
+    day_plan plan = {load_routes(day, out), plan_entries(groups, vlans), plan_switch_entries(groups, vlans), ports.sets,
+                     later_ports.sets};
     flood.print_left_out(later_ports, out);
-    return {load_routes(day, out), plan_entries(groups, vlans), plan_switch_entries(groups, vlans), ports.sets,
-            later_ports.sets};
+    return plan;
 }
 
-// A set that the manager refused to change is not as it was fed, even where it happens to be equal.
+// Each group is to have an LTL index, also one that it was refused.
+comparison compare_groups_ltls(const day_plan &plan, const ltl_book &ltls) {
+    comparison result = compare_ltls(ltls.all(), parse_held_ltls(read_held({}, "ltl")));
+    const std::size_t wanted = std::max(plan.ltls.newer.entries.size(), result.fed);
+    result.missing += wanted - result.fed;
+    result.fed = wanted;
+    return result;
+}
+
+// What the manager refused to change is not as it was fed, even where it happens to be equal.
 comparison refused_or(comparison result, const std::vector<std::string> &refusals) {
     result.differing += refusals.size();
     if (!refusals.empty())
@@ -89,6 +87,16 @@ void print_row(const day_row &row, std::ostream &out) {
                result.equal() ? "yes" : "no");
 }
 
+// What differs, as much of it as leaves the table on the screen.
+void print_lines(const day_row &row, std::ostream &out) {
+    constexpr std::size_t most = 10;
+    const auto &lines = row.result.lines;
+    for (std::size_t i = 0; i < std::min(lines.size(), most); ++i)
+        fmt::print(out, "{}: {}\n", row.what, lines[i]);
+    if (lines.size() > most)
+        fmt::print(out, "{}: and {} more lines\n", row.what, lines.size() - most);
+}
+
 // Returns whether everything agrees.
 bool print_agreement(const std::vector<day_row> &rows, std::ostream &out) {
     fmt::print(out, "\n{:<16} {:>13} {:>11} {:>6}  {}\n", "", "Records sent", "To be held", "Held", "Agree");
@@ -98,11 +106,11 @@ bool print_agreement(const std::vector<day_row> &rows, std::ostream &out) {
         differing += row.result.equal() ? 0 : 1;
     }
     for (const day_row &row : rows)
-        for (const std::string &line : row.result.lines)
-            fmt::print(out, "{}: {}\n", row.what, line);
+        print_lines(row, out);
     fmt::print(out, "{}\n",
                differing == 0 ? "What was sent and what the service and the LTL manager hold agree."
-                              : fmt::format("Of {} kinds, {} do not agree.", rows.size(), differing));
+                              : fmt::format("Of {} kinds, {} not agree.", rows.size(),
+                                            differing == 1 ? "1 does" : fmt::format("{} do", differing)));
     return differing == 0;
 }
 
@@ -110,7 +118,7 @@ bool print_agreement(const std::vector<day_row> &rows, std::ostream &out) {
 
 void day_command::add_to(CLI::App &command) {
     const auto add_file = [&command](const char *name, std::string &path, const char *description) {
-        command.add_option(name, path, description)->option_text("FILE")->required();
+        command.add_option(name, path, description)->option_text("FILE REQUIRED")->required();
     };
     add_file("--routes", routes, "Multicast routing table: `ip -j mroute show`");
     add_file("--routes-links", routes_links, "The links of its router: `ip -j link show`");
@@ -124,7 +132,7 @@ void day_command::add_to(CLI::App &command) {
     add_bridge_option(command, bridges, "entries and ports");
     add_session_options(command, session);
     command.footer(
-        "All eight files are needed. One client registers, sends the routes, the layer-2 entries and the flood\n"
+        "One client registers, sends the routes, the layer-2 entries and the flood\n"
         "sets of the morning, allocates an LTL index for each layer-2 entry, follows what changes later, asks\n"
         "for the counters of every route, and deregisters. Then a table tells what was sent, what the switch\n"
         "is to hold and what it holds, for a switch that held nothing before. Exits with 1 when that differs.\n"
@@ -149,8 +157,7 @@ int day_command::run(std::ostream &out) const {
           compare_l2(plan.groups.newer.entries, parse_held_l2(read_held({}, "l2")))},
          {"flood sets", done.flood_sets,
           refused_or(compare_flood(plan.later_ports, parse_held_flood(read_held({}, "flood"))), done.flood_refusals)},
-         {"LTL indexes", done.ltls.requests(),
-          refused_or(compare_ltls(done.ltls.all(), parse_held_ltls(read_held({}, "ltl"))), done.ltls.refusals())},
+         {"LTL indexes", done.ltls.requests(), refused_or(compare_groups_ltls(plan, done.ltls), done.ltls.refusals())},
          {"counters asked", done.counters.size(),
           compare_counters(done.counters, parse_asked_counters(read_held({}, "stats")))}},
         out);

@@ -7,9 +7,10 @@
 #include "print.h"
 #include "switch_port.h"
 
+#include <nerb_desk.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <nerb_desk.h>
 
 namespace feed {
 

@@ -4,7 +4,6 @@
 #include "counted.h"
 #include "input_error.h"
 #include "print.h"
-#include "printable.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -42,14 +41,10 @@ flood_plan flood_options::load_live() const {
 }
 
 void flood_options::check_bridges(const flood_plan &newer, const flood_plan &older) const {
-    const auto check = [&](const char *option, const std::string &bridge) {
-        if (!newer.bridges.contains(bridge) && !older.bridges.contains(bridge))
-            throw input_error(fmt::format("{} {}: no bridge of this name has a port", option, in_quotes(bridge)));
-    };
-    for (const std::string &bridge : bridges)
-        check("--bridge", bridge);
-    for (const auto &[bridge, vlan] : parse_vlans(vlans))
-        check("--vlan", bridge);
+    check_named_bridges(
+        bridges, vlans,
+        [&](const std::string &bridge) { return newer.bridges.contains(bridge) || older.bridges.contains(bridge); },
+        "no bridge of this name has a port");
 }
 
 void flood_options::print_left_out(const flood_plan &plan, std::ostream &out) const {

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <fmt/format.h>
-#include <limits>
 #include <nlohmann/json.hpp>
 
 namespace feed {
@@ -14,11 +13,6 @@ namespace feed {
 namespace {
 
 constexpr char producer[] = "`vellsim show l2 --json`";
-
-std::uint32_t parse_number(const json_view &view, const char *key) {
-    constexpr char expected[] = "a number";
-    return view.member(key, expected).number(0, std::numeric_limits<std::uint32_t>::max(), expected);
-}
 
 address_kind parse_kind(const json_view &entry) {
     constexpr char expected[] = "\"ipv4\", \"ipv6\" or \"mac\"";
@@ -42,7 +36,7 @@ net_address parse_address(const json_view &view, address_kind kind) {
 l2_key parse_key(const json_view &entry) {
     const address_kind kind = parse_kind(entry);
     l2_key key;
-    key.vlan = parse_number(entry, "vlan");
+    key.vlan = held_number(entry, "vlan");
     key.group = parse_address(entry.member("group", "an address"), kind);
     const json_view source = entry.member("source", "an address or null");
     if (!source.value().is_null())
@@ -54,7 +48,7 @@ std::vector<l2_port> parse_ports(const json_view &entry) {
     std::vector<l2_port> ports;
     constexpr char expected[] = "an array of ports";
     for (const json_view &port : entry.member("ports", expected).elements(expected))
-        ports.push_back({parse_number(port, "if_index"), parse_number(port, "flags")});
+        ports.push_back({held_number(port, "if_index"), held_number(port, "flags")});
     std::sort(ports.begin(), ports.end());
     return ports;
 }
@@ -64,7 +58,7 @@ l2_entry parse_entry(const json_view &view) {
     constexpr char truth[] = "true or false";
     l2_entry entry;
     entry.key = parse_key(view);
-    entry.bridge = parse_number(view, "bridge");
+    entry.bridge = held_number(view, "bridge");
     entry.permanent = view.member("permanent", truth).boolean(truth);
     entry.ports = parse_ports(view);
     return entry;

@@ -8,6 +8,8 @@ namespace {
 
 // What --limit left of a table says how much there was.
 void check_whole(const json_view &root, const std::string &name, std::size_t listed) {
+    if (root.find("narrowed"))
+        root.fail(fmt::format("these are some of the {} only: print them without the options that narrow them", name));
     const auto matched = root.find("matched");
     if (!matched)
         return;
@@ -26,6 +28,11 @@ std::vector<json_view> held_rows(const json_document &document, const held_table
     std::vector<json_view> rows = root.member(table.name, fmt::format("the held {}", table.rows)).elements(expected);
     check_whole(root, table.rows, rows.size());
     return rows;
+}
+
+std::uint32_t held_number(const json_view &row, const char *key, std::uint32_t most) {
+    constexpr char expected[] = "a number";
+    return row.member(key, expected).number(0, most, expected);
 }
 
 json_document parse_held(const text_input &input, const held_table &table) {

@@ -5,19 +5,12 @@
 
 #include <algorithm>
 #include <charconv>
-#include <limits>
 
 namespace feed {
 
 namespace {
 
 constexpr held_table table = {"routes", "routes"};
-
-std::uint32_t parse_number(const json_view &route, const char *key,
-                           std::uint32_t most = std::numeric_limits<std::uint32_t>::max()) {
-    constexpr char expected[] = "a number";
-    return route.member(key, expected).number(0, most, expected);
-}
 
 std::uint32_t parse_address(const json_view &route, const char *key) {
     constexpr char expected[] = "an IPv4 address";
@@ -30,11 +23,11 @@ std::uint32_t parse_address(const json_view &route, const char *key) {
 
 route_key parse_key(const json_view &route) {
     route_key key;
-    key.table = parse_number(route, "table");
+    key.table = held_number(route, "table");
     key.source = parse_address(route, "source");
-    key.source_length = static_cast<std::uint8_t>(parse_number(route, "source_len", 32));
+    key.source_length = static_cast<std::uint8_t>(held_number(route, "source_len", 32));
     key.group = parse_address(route, "group");
-    key.group_length = static_cast<std::uint8_t>(parse_number(route, "group_len", 32));
+    key.group_length = static_cast<std::uint8_t>(held_number(route, "group_len", 32));
     return key;
 }
 
@@ -64,7 +57,7 @@ std::vector<held_oif> parse_oifs(const json_view &route) {
     std::vector<held_oif> oifs;
     constexpr char expected[] = "an array of outgoing interfaces";
     for (const json_view &oif : route.member("oifs", expected).elements(expected))
-        oifs.push_back({parse_number(oif, "if_index"), parse_number(oif, "kind")});
+        oifs.push_back({held_number(oif, "if_index"), held_number(oif, "kind")});
     return oifs;
 }
 
@@ -77,12 +70,12 @@ held_route parse_route(const json_view &view) {
     view.expect_object("a route, an object");
     held_route route;
     route.key = parse_key(view);
-    route.opcode = parse_number(view, "opcode");
+    route.opcode = held_number(view, "opcode");
     route.flags = parse_flags(view);
     route.flags_word = parse_flags_word(view);
-    route.epoch = parse_number(view, "epoch");
-    route.rpf_if = parse_number(view, "rpf_if");
-    route.df_ordinal = parse_number(view, "df_ordinal");
+    route.epoch = held_number(view, "epoch");
+    route.rpf_if = held_number(view, "rpf_if");
+    route.df_ordinal = held_number(view, "df_ordinal");
     route.oifs = parse_oifs(view);
     route.mti = count_entries(view, "mti");
     route.glt = count_entries(view, "glt");

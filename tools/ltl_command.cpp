@@ -20,7 +20,7 @@ CLI::Option *add_vlan(CLI::App &command, std::uint32_t &vlan, const char *descri
 }
 
 void add_tag(CLI::App &command, std::uint32_t &tag, const char *description) {
-    add_number(command, "--tag", tag, description)->option_text("N")->required();
+    add_number(command, "--tag", tag, description)->option_text("N REQUIRED")->required();
 }
 
 void add_index(CLI::App &command, std::uint32_t &index) {
@@ -32,7 +32,7 @@ constexpr char tag_of_allocation[] = "The tag that it was allocated with";
 } // namespace
 
 void ltl_alloc_command::add_to(CLI::App &command) {
-    add_vlan(command, vlan, "VLAN of the interfaces, and of the group")->required();
+    add_vlan(command, vlan, "VLAN of the interfaces, and of the group")->option_text("N REQUIRED")->required();
     add_tag(command, tag, "A number of your own, without which the LTL index cannot be changed or released");
     ports.add_to(command);
     add_session_options(command, session);

@@ -3,8 +3,9 @@
 #include "client_session.h"
 #include "input_error.h"
 
-#include <fmt/format.h>
 #include <nerb_desk.h>
+
+#include <fmt/format.h>
 #include <optional>
 
 namespace feed {

@@ -2,7 +2,6 @@
 
 #include "common_options.h"
 #include "input_error.h"
-#include "printable.h"
 #include "text_input.h"
 
 #include <CLI/CLI.hpp>
@@ -54,20 +53,15 @@ l2_plans plan_both(const loaded_mdbs &loaded, const bridge_vlans &vlans, Numberi
     return {plan(loaded.newer), plan(loaded.older)};
 }
 
-// A bridge without entries is in the links all the same; one that is in neither is mistyped.
+// A bridge without entries is in the links all the same.
 void check_named(const mdb_options &options, const loaded_mdbs &loaded) {
-    const auto &[newer, older] = loaded;
-    const auto check = [&, &newer = newer, &older = older](const char *option, const std::string &bridge) {
-        const bool has_entries = newer.table.bridges.contains(bridge) || older.table.bridges.contains(bridge);
-        if (!has_entries && newer.source.find(bridge) == 0) {
-            throw input_error(fmt::format("{} {}: no such bridge is in {} or {}", option, in_quotes(bridge),
-                                          newer.table.name, newer.source.name));
-        }
+    const auto is_in = [](const loaded_mdb &one, const std::string &bridge) {
+        return one.table.bridges.contains(bridge) || one.source.find(bridge) != 0;
     };
-    for (const std::string &bridge : options.bridges)
-        check("--bridge", bridge);
-    for (const auto &[bridge, vlan] : parse_vlans(options.vlans))
-        check("--vlan", bridge);
+    check_named_bridges(
+        options.bridges, options.vlans,
+        [&](const std::string &bridge) { return is_in(loaded.newer, bridge) || is_in(loaded.older, bridge); },
+        fmt::format("no such bridge is in {} or {}", loaded.newer.table.name, loaded.newer.source.name));
 }
 
 } // namespace

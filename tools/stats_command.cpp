@@ -42,9 +42,11 @@ stats_route route_of(const stats_command &command) {
 
 void stats_command::add_to(CLI::App &command) {
     command.add_option("--source", source, "Source of the route, an IPv4 or IPv6 address")
-        ->option_text("ADDRESS")
+        ->option_text("ADDRESS REQUIRED")
         ->required();
-    command.add_option("--group", group, "Group of the route, of the same family")->option_text("ADDRESS")->required();
+    command.add_option("--group", group, "Group of the route, of the same family")
+        ->option_text("ADDRESS REQUIRED")
+        ->required();
     add_number(command, "--table", table, "Table id of the route (default 253)")->option_text("N");
     add_number(command, "--source-len", source_length, "Mask length of the source (default 32 or 128)")
         ->option_text("N");

@@ -5,6 +5,7 @@
 #include <kyt.h>
 #include <kyt_desk.h>
 
+#include <algorithm>
 #include <fmt/format.h>
 #include <limits.h>
 #include <utility>
@@ -22,7 +23,7 @@ std::string run_dir() {
 std::string may_be_done(const expected_action &action) {
     if (action.teller == nullptr)
         return {};
-    return fmt::format(". The request may have been carried out all the same; {} tells", action.teller);
+    return fmt::format("; the request may have been carried out all the same, which {} tells", action.teller);
 }
 
 } // namespace
@@ -56,9 +57,9 @@ transport_queue::~transport_queue() {
         kyt_desk_queue_close(handle_);
 }
 
-received_message transport_queue::await(const expected_action &action, int timeout_ms) {
+received_message transport_queue::await(const expected_action &action, int timeout_ms, int passed_ms) {
     kyt_desk_message *received = nullptr;
-    const int result = kyt_desk_receive(handle_, timeout_ms, &received);
+    const int result = kyt_desk_receive(handle_, std::max(timeout_ms - passed_ms, 0), &received);
     received_message message(received);
     if (result < 0) {
         throw session_error(
@@ -66,9 +67,10 @@ received_message transport_queue::await(const expected_action &action, int timeo
                         action.gerund, may_be_done(action)));
     }
     if (result == 0) {
-        throw session_error(
-            fmt::format("the switch did not {} within {} ms; if it is only slow, wait longer with --timeout{}",
-                        action.infinitive, timeout_ms, may_be_done(action)));
+        throw session_error(fmt::format("the switch did not {} within {} ms{}", action.infinitive, timeout_ms,
+                                        action.teller == nullptr
+                                            ? "; if it is only slow, wait longer with --timeout"
+                                            : may_be_done(action) + " (to wait longer: --timeout)"));
     }
     return message;
 }

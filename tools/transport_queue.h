@@ -45,8 +45,8 @@ public:
 
     std::uint32_t handle() const { return handle_; }
 
-    // Throws session_error when nothing came in time, or the connection was lost.
-    received_message await(const expected_action &action, int timeout_ms);
+    // Throws session_error when nothing came in time, or the connection was lost. `passed_ms` of the time is over.
+    received_message await(const expected_action &action, int timeout_ms, int passed_ms = 0);
 
     // A send only hands a message over; that nobody took it may show later. Throws session_error when the connection was
     // lost; `teller` is the command that tells what arrived all the same.

@@ -1,5 +1,9 @@
-// The fmt library, compiled once: a 64-bit machine's package holds it for 64 bits only, and as headers alone it would be
-// compiled anew into every object that formats a text.
+// The fmt library, compiled once: a 64-bit machine's package holds it for 64 bits only, and as headers alone it would
+// be compiled anew into every object that formats a text. What there is to compile is a version's own: print.h says of
+// which this is done.
+#include "print.h"
+
+#ifndef FMT_HEADER_ONLY
 #include <fmt/format-inl.h>
 
 FMT_BEGIN_NAMESPACE
@@ -15,3 +19,4 @@ template FMT_API auto dragonbox::to_decimal(double) noexcept -> dragonbox::decim
 
 } // namespace detail
 FMT_END_NAMESPACE
+#endif

@@ -14,9 +14,10 @@
 // Answers are described in nerb_desk.h: four words, which are struct nerb_desk_answer, and four words an entry.
 #pragma once
 
+#include <nerb_desk.h>
+
 #include <cstddef>
 #include <cstdint>
-#include <nerb_desk.h>
 
 namespace desk {
 

@@ -1,9 +1,10 @@
 // fmt::print() into a stream. The formatting behind it, which fmt's own header would compile anew for every file that
-// prints, is compiled once, in fmt.cpp.
+// prints, is compiled once, in fmt.cpp. Of fmt other than 9, the build defines FMT_HEADER_ONLY instead.
 #pragma once
 
 #include <fmt/ostream.h>
 
+#ifndef FMT_HEADER_ONLY
 FMT_BEGIN_NAMESPACE
 namespace detail {
 
@@ -11,3 +12,4 @@ extern template void vformat_to(buffer<char> &, string_view, format_args, locale
 
 } // namespace detail
 FMT_END_NAMESPACE
+#endif

@@ -3,6 +3,5 @@
 
 #pragma GCC visibility push(default)
 #include <nerb.h>
-
 #include <nerb_desk.h>
 #pragma GCC visibility pop

@@ -60,7 +60,7 @@ enum nerb_desk_status {
     NERB_DESK_INTERFACE_PRESENT = 5,     /* an interface was to be added that the flood set has */
     NERB_DESK_INTERFACE_ABSENT = 6,      /* an interface was to be removed that the flood set does not have */
     NERB_DESK_NO_VLAN_ID = 7,            /* it is not 1 to 4094 */
-    NERB_DESK_INTERFACE_TWICE = 8,       /* a list has an interface twice */
+    NERB_DESK_INTERFACE_TWICE = 8,       /* a list, or a flood update, names an interface twice */
     NERB_DESK_NO_OPERATION = 9           /* a flood update's operation is neither 1, which adds, nor 2, which removes */
 };
 
@@ -68,7 +68,7 @@ enum nerb_desk_status {
 enum nerb_desk_send {
     NERB_DESK_SENT = 0,
     NERB_DESK_NOT_SENT = 1,     /* kyt_send failed */
-    NERB_DESK_NULL_POINTER = 2, /* the payload is null, or a list of interfaces that is not empty */
+    NERB_DESK_NULL_POINTER = 2, /* the payload is null, or a list of interfaces whose count is not 0 */
     NERB_DESK_OUT_OF_MEMORY = 3
 };
 

@@ -2,6 +2,8 @@
 
 #include "meanings.h"
 
+#include <utility>
+
 namespace desk {
 
 namespace {
@@ -39,7 +41,10 @@ ltl_outcome apply_flood_update(flood_table &table, const flood_update &update, c
     if (const ltl_outcome checked = check(table, update); checked.status != nerb_status::done) {
         return checked;
     }
-    flood_set &updated = table[static_cast<std::uint16_t>(update.vlan)];
+    // Nothing is changed before all that takes memory is done.
+    const auto vlan = static_cast<std::uint16_t>(update.vlan);
+    const auto held = table.find(vlan);
+    flood_set updated = held == table.end() ? flood_set{} : held->second;
     updated.line_card_mask = update.line_card_mask;
     updated.from = from;
     for (const auto &[if_index, operation] : update.updates) {
@@ -49,6 +54,7 @@ ltl_outcome apply_flood_update(flood_table &table, const flood_update &update, c
             updated.interfaces.erase(if_index);
         }
     }
+    table.insert_or_assign(vlan, std::move(updated));
     return {};
 }
 

@@ -47,7 +47,7 @@ void frame_input::drop_frame() {
     consumed_ += sizeof(frame_head) + head()->length;
     // A client that once sent megabytes does not keep them.
     if (consumed_ == bytes_.size()) {
-        bytes_ = {};
+        bytes_ = std::vector<std::byte>();
         consumed_ = 0;
     }
 }

@@ -25,11 +25,11 @@ public:
     service &vell() const { return asked_.vell; }
 
     // What it was about is the format with the number in it; it is for the log.
-    void add(const std::array<std::uint32_t, 3> &words, const ltl_outcome &outcome, const char *format,
-             std::uint32_t number) {
+    void add(const std::array<std::uint32_t, 3> &words, const ltl_outcome &outcome,
+             fmt::format_string<std::uint32_t &> format, std::uint32_t number) {
         answer_.results.push_back({words, outcome.status});
         if (outcome.status != nerb_status::done && ++refused_ <= refused_entries_logged) {
-            log(fmt::format(fmt::runtime(format), number) + ": " + outcome_text(outcome));
+            log(fmt::format(format, number) + ": " + outcome_text(outcome));
         }
     }
 

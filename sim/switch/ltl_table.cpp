@@ -32,8 +32,10 @@ ltl_outcome ltl_table::allocate(const ltl_entry &entry, const sender_name &from,
     if (ltls_.size() >= size) {
         return {nerb_status::pool_exhausted};
     }
-    index = take_free_index();
+    index = free_index();
     ltls_[index] = {static_cast<std::uint16_t>(vlan), tag, from, set_of(entry.interfaces)};
+    released_.erase(index);
+    unused_ = std::max(unused_, index + 1);
     return {};
 }
 
@@ -45,16 +47,16 @@ ltl_outcome ltl_table::modify(const ltl_entry &entry, const sender_name &from) {
         return {nerb_status::interface_twice, *twice};
     }
     ltl &changed = ltls_.at(entry.keys.first);
-    changed.from = from;
     changed.interfaces = set_of(entry.interfaces);
+    changed.from = from;
     return {};
 }
 
 ltl_outcome ltl_table::release(const ltl_keys &keys) {
     const ltl_outcome checked = check(keys);
     if (checked.status == nerb_status::done) {
-        ltls_.erase(keys.first);
         released_.insert(keys.first);
+        ltls_.erase(keys.first);
     }
     return checked;
 }
@@ -76,11 +78,9 @@ ltl_outcome ltl_table::check(const ltl_keys &keys) const {
     return {};
 }
 
-std::uint32_t ltl_table::take_free_index() {
-    if (released_.empty()) {
-        return unused_++;
-    }
-    return released_.extract(released_.begin()).value();
+// The smallest one. It stays free until an LTL has it.
+std::uint32_t ltl_table::free_index() const {
+    return released_.empty() ? unused_ : *released_.begin();
 }
 
 } // namespace desk

@@ -20,6 +20,7 @@ struct ltl {
     std::set<std::uint32_t> interfaces{};
 };
 
+// Each entry is applied whole or not at all, also when there is no memory.
 class ltl_table {
 public:
     // Allocates the smallest free index, `index`, unless `size` are in use. A refused entry changes nothing.
@@ -34,7 +35,7 @@ public:
 
 private:
     ltl_outcome check(const ltl_keys &keys) const;
-    std::uint32_t take_free_index();
+    std::uint32_t free_index() const;
 
     std::map<std::uint32_t, ltl> ltls_;
     std::set<std::uint32_t> released_;      // and not allocated again

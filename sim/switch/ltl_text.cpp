@@ -41,7 +41,8 @@ bool shares_bits(const json &interfaces) {
         std::uint8_t slot = 0;
         std::uint8_t port = 0;
         std::uint32_t lane = 0;
-        const int result = if_index_phy_eth_get_fields(one.at("if_index").get<std::uint32_t>(), &slot, &port, &lane);
+        const std::uint32_t result =
+            if_index_phy_eth_get_fields(one.at("if_index").get<std::uint32_t>(), &slot, &port, &lane);
         return result == 0 && slot > 31;
     });
 }

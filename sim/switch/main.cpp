@@ -40,6 +40,9 @@ void add_run(CLI::App &app, desk::run_options &options) {
     run->add_flag("--quiet", options.quiet,
                   "Keep the service log off standard error; it is in\n"
                   "<run dir>/log/service all the same");
+    run->add_flag("--detach", options.detach,
+                  "Go on in the background, and return once clients can\n"
+                  "reach the switch; its log is then in its file alone");
     desk::add_fault_options(run, options.faults);
     run->final_callback([run, &options] { options.fault_text = desk::fault_text(*run); });
     run->footer("Environment of the switch, of vellfeed and of other clients:\n"

@@ -62,8 +62,8 @@
 //                    statuses are described in nerb_desk.h, which also reads them.
 //   cookie, context  of a request to the LTL manager: of the client's own choice. The answer has it as it was given, a
 //                    context as the pointer that it is; nothing else is done with it.
-//   LTL answers      come in the requests' order, unless `vellsim run` is told otherwise. A request that cannot be
-//                    decoded is logged, and gets no answer. One that gets none may have been carried out.
+//   LTL answers      come in the requests' order. A request that cannot be decoded is logged, and gets no answer. In the
+//                    fault modes of answers (late, twice, never) a request is carried out at once all the same.
 //   client id        goes back to the pool when its client deregisters or its connection ends; the smallest free one is
 //                    handed out.
 #pragma once

@@ -93,17 +93,17 @@ void peer_connection::queue_show_frame(std::uint32_t opcode) {
     queue(std::move(frame));
     show_sent_ += size;
     if (is_last) {
-        show_text_ = {};
+        show_text_ = std::string();
         show_sent_ = 0;
     }
 }
 
 void peer_connection::drop_output() {
-    output_ = {};
+    output_ = std::vector<std::byte>();
     sent_ = 0;
     late_.clear();
     late_size_ = 0;
-    show_text_ = {};
+    show_text_ = std::string();
     show_sent_ = 0;
 }
 
@@ -127,9 +127,9 @@ bool peer_connection::send_some() {
 void peer_connection::flush() {
     while (has_output() && send_some()) {
     }
-    // A client that was once sent megabytes does not keep them.
+    // A client that was once sent megabytes does not keep them: to assign {} would keep the room.
     if (!has_output()) {
-        output_ = {};
+        output_ = std::vector<std::byte>();
         sent_ = 0;
     }
     // The next part of a long reply waits for the next round, so that a fast reader does not hold up everybody else.

@@ -52,6 +52,9 @@ public:
     // What has been answered and not sent, late replies included.
     std::size_t waiting() const { return output_.size() - sent_ + late_size_; }
 
+    // Whether most of it is not due yet.
+    bool waits_late() const { return late_size_ > output_.size() - sent_; }
+
     // The replies to one request, however long, never make it so by themselves.
     bool over_limit() const { return waiting() > output_limit + longest_answer_; }
 

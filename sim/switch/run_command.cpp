@@ -1,6 +1,7 @@
 #include "run_command.h"
 
 #include "console.h"
+#include "detach.h"
 #include "listener.h"
 #include "server.h"
 #include "switch_log.h"
@@ -11,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fmt/format.h>
+#include <functional>
 #include <sys/signalfd.h>
 
 namespace desk {
@@ -38,9 +40,7 @@ void print_ready(const std::string &path) {
     }
 }
 
-} // namespace
-
-int run_switch(const run_options &options) {
+int serve(const run_options &options, const std::function<void()> &ready) {
     const file_descriptor stop = catch_stop_signals();
     listener place = open_listener(options.run_directory);
     if (!place.error.empty() || !stop) {
@@ -58,6 +58,7 @@ int run_switch(const run_options &options) {
     }
     server serving(vell, place.socket.get(), stop.get());
     print_ready(place.path);
+    ready();
     const server::outcome how = serving.run();
     if (how == server::outcome::died) {
         return exit_died;
@@ -65,6 +66,15 @@ int run_switch(const run_options &options) {
     vell.log(log_level_trace, "ends");
     place.close();
     return EXIT_SUCCESS;
+}
+
+} // namespace
+
+int run_switch(const run_options &options) {
+    if (!options.detach) {
+        return serve(options, [] {});
+    }
+    return run_detached([&options](const std::function<void()> &ready) { return serve(options, ready); });
 }
 
 } // namespace desk

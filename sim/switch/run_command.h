@@ -10,6 +10,7 @@ namespace desk {
 struct run_options {
     std::string run_directory;
     bool quiet = false;
+    bool detach = false; // go on in the background once clients can reach it
     fault_modes faults{};
     std::string fault_text{}; // as they were asked for, for the log
 };

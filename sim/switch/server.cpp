@@ -232,7 +232,9 @@ void server::take_request(peer_connection &peer, const frame_view &asked) {
 std::optional<server::closing> server::why_close(peer_connection &peer) const {
     const frame_input::state state = peer.input.look();
     if (has_whole(peer) && peer.over_limit()) {
-        return closing{true, "it does not read its messages"};
+        return closing{true, peer.waits_late()
+                                 ? fmt::format("more than {} bytes of late answers wait for it", output_limit)
+                                 : "it does not read its messages"};
     }
     if (state == frame_input::state::broken) {
         return closing{true, peer.input.broken_reason()};

@@ -1,8 +1,9 @@
 // Answers read whole, of whatever kind, and the names of their statuses.
 #include "nerb_fixture.h"
 
-#include <gtest/gtest.h>
 #include <nerb_desk.h>
+
+#include <gtest/gtest.h>
 #include <string>
 
 namespace {

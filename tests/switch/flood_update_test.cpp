@@ -153,5 +153,6 @@ TEST(Flood, TableIsNarrowedByVlan) {
     ltl_service test;
     test.ask(flood_update, flood_payload({{10, 1, {7, add}}, {11, 0}}));
     EXPECT_EQ(desk::answer_show(test.vell, R"(flood {"vlan":11})").text,
-              R"({"flood":[{"vlan":11,"line_cards":[],"line_card_mask":0,"client":1,"pid":4711,"interfaces":[]}]})");
+              R"({"flood":[{"vlan":11,"line_cards":[],"line_card_mask":0,"client":1,"pid":4711,"interfaces":[]}],)"
+              R"("narrowed":true})");
 }

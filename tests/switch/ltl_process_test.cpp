@@ -59,7 +59,8 @@ TEST_F(LtlProcess, AnswersAndShowsItsTables) {
     EXPECT_EQ(command({"show", "flood", "--vlan", "10"}).out,
               "VLAN 10  " + client + "\n    line cards (0x00000008): 3\n    interfaces (1): Eth3/7\n1 flood set\n");
     EXPECT_THAT(command({"show", "flood", "--json"}).out, HasSubstr(R"({"if_index":1745028864,"name":"Eth3/7"})"));
-    EXPECT_THAT(command({"show", "ltl", "--json", "--vlan", "11"}).out, HasSubstr(R"({"ltl":[],"pool":)"));
+    EXPECT_THAT(command({"show", "ltl", "--json", "--vlan", "11"}).out,
+                HasSubstr(R"({"ltl":[],"narrowed":true,"pool":)"));
     EXPECT_EQ(ask(peer, release, release_payload(0x4000, 7)), (test_words{15, 0, 0x99, 1, 0x4000, 7, 0, 0}));
     EXPECT_EQ(command({"show", "ltl"}).out, "0 LTLs; 0 of 1024 in use\n");
 }

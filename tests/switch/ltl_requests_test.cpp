@@ -199,5 +199,5 @@ TEST(Ltl, TableIsNarrowedByVlan) {
     test.ask(allocation, ltl_payload(11, 2, {}));
     EXPECT_EQ(desk::answer_show(test.vell, R"(ltl {"vlan":11})").text,
               R"({"ltl":[{"index":16385,"vlan":11,"tag":2,"client":1,"pid":4711,"interfaces":[]}],)"
-              R"("pool":{"first":16384,"size":1024,"in_use":2}})");
+              R"("narrowed":true,"pool":{"first":16384,"size":1024,"in_use":2}})");
 }

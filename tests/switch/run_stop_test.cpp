@@ -42,6 +42,23 @@ TEST_F(RunAndStop, MakesItsDirectoryAndSaysWhenItIsReady) {
     expect_service(run_dir);
 }
 
+TEST_F(RunAndStop, GoesOnInTheBackgroundOnceItCanBeReached) {
+    const command_result run = vellsim({"run", "--run-dir", run_dir, "--detach"});
+    EXPECT_EQ(run.exit_code, 0) << run.err;
+    EXPECT_EQ(run.out, "vellsim: ready, " + socket_path + "\n");
+    expect_service(run_dir);
+    EXPECT_EQ(vellsim({"stop", "--run-dir", run_dir}).exit_code, 0);
+    EXPECT_FALSE(is_there(socket_path));
+}
+
+TEST_F(RunAndStop, InTheBackgroundFailsAsItDoesOtherwise) {
+    switch_process running(run_dir);
+    const command_result second = vellsim({"run", "--run-dir", run_dir, "--detach"});
+    EXPECT_EQ(second.exit_code, 1);
+    EXPECT_EQ(second.out, "");
+    EXPECT_EQ(second.err, vellsim({"run", "--run-dir", run_dir}).err);
+}
+
 TEST_F(RunAndStop, EndsCleanlyOnSigtermAndSigint) {
     for (const int number : {SIGTERM, SIGINT}) {
         switch_process running(run_dir);

@@ -90,6 +90,10 @@ TEST(ShowRoutes, SaysHowManyThereAreWhenLimited) {
         shown(filled_service(), desk::encode_show_query({.name = "routes", .table = 9, .limit = 2})));
     EXPECT_EQ(table.at("routes").size(), 2u);
     EXPECT_EQ(table.at("matched"), 4);
+    EXPECT_FALSE(table.contains("narrowed")) << "a table is a whole";
+    const auto narrowed =
+        nlohmann::json::parse(shown(filled_service(), desk::encode_show_query({.name = "routes", .source = 0})));
+    EXPECT_EQ(narrowed.at("narrowed"), true);
 }
 
 TEST(ShowRoutes, IsSummedUpPerTable) {

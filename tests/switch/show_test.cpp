@@ -72,7 +72,7 @@ TEST_F(Show, PrintsRoutesAsTextAndAsJson) {
     EXPECT_EQ(shown({"routes", "--group", "239.1.1.2", "--json"}),
               R"({"routes":[{"table":253,"source":"10.0.0.9","source_len":32,"group":"239.1.1.2","group_len":32,)"
               R"("opcode":1,"flags":["download"],"flags_word":"0x80","epoch":0,"rpf_if":4,"df_ordinal":0,"client":1,)"
-              R"("oifs":[{"if_index":5,"kind":0}],"mti":[],"glt":[]}]})"
+              R"("oifs":[{"if_index":5,"kind":0}],"mti":[],"glt":[]}],"narrowed":true})"
               "\n");
     EXPECT_THAT(shown({"routes"}), EndsWith("\n3 routes\n"));
     EXPECT_THAT(shown({"routes", "--limit", "2"}), EndsWith("\n2 of 3 routes\n"));

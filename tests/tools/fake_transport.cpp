@@ -3,7 +3,9 @@
 #include <kyt_desk.h>
 #include <vell.h>
 
+#include <chrono>
 #include <cstring>
+#include <thread>
 
 using feed::fake_transport;
 
@@ -77,6 +79,7 @@ int kyt_desk_receive(uint32_t, int timeout_ms, kyt_desk_message **message) {
     const auto &answer = transport.answers[transport.received++];
     if (!answer)
         return 0;
+    std::this_thread::sleep_for(std::chrono::milliseconds(transport.delay_ms));
     *message = new kyt_desk_message{*answer};
     ++transport.messages_alive;
     return 1;

@@ -29,6 +29,7 @@ struct fake_transport {
     std::size_t fail_send = 1000000;                 // this send and those behind it fail
     std::vector<std::optional<fake_answer>> answers; // what arrives, in order; none: nothing does
     int result_without_answer = 0;                   // of a receive: 0 nothing came, -1 connection lost
+    int delay_ms = 0;                                // of a receive that something comes of
     bool lose_drops = false;                         // keep counting references that are released
 
     // What it saw.

@@ -122,8 +122,8 @@ TEST_F(feed_flood, an_answer_to_something_else_is_none) {
 
 TEST_F(feed_flood, a_missing_answer_is_told) {
     EXPECT_EQ(run({"flood", older(), newer(), "--timeout", "70"}), 1);
-    EXPECT_EQ(err, "vellfeed: the switch did not answer the flood update within 70 ms; if it is only slow, wait longer "
-                   "with --timeout. The request may have been carried out all the same; `vellsim show flood` tells\n");
+    EXPECT_EQ(err, "vellfeed: the switch did not answer the flood update within 70 ms; the request may have been "
+                   "carried out all the same, which `vellsim show flood` tells (to wait longer: --timeout)\n");
     EXPECT_EQ(desk.last_timeout, 70);
     EXPECT_EQ(sent_opcodes(), (opcodes{registration, flood_update, deregistration}));
     expect_all_closed();

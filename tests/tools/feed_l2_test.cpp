@@ -168,6 +168,10 @@ TEST_F(feed_l2, takes_some_bridges_and_names_their_vlans) {
     EXPECT_EQ(run({"l2", mdb, "--links", links(), "--bridge", "lan"}), 1);
     EXPECT_THAT(err, HasSubstr("the bridge \"lan\" has no VLAN in its name"));
     EXPECT_TRUE(desk.requests.empty());
+    EXPECT_EQ(run({"l2", mdb, "--links", links(), "--bridge", "nal"}), 1);
+    EXPECT_THAT(err, testing::HasSubstr("--bridge \"nal\": no such bridge is in " + mdb + " or " + links() + "\n"));
+    EXPECT_EQ(run({"l2-compare", mdb, "--links", links(), "--vlan", "nal=7"}), 1);
+    EXPECT_THAT(err, testing::HasSubstr("--vlan \"nal\": no such bridge is in "));
 }
 
 TEST_F(feed_l2, sends_nothing_of_databases_that_are_wrong) {

@@ -148,6 +148,8 @@ TEST(held_ltls, that_are_something_else_are_refused) {
               "held.json: /ltl/0/vlan: expected a VLAN id from 1 to 4094, found the number 0");
     EXPECT_EQ(error(R"({"ltl":[],"matched":3})"),
               "held.json: these are 0 of 3 LTL indexes: print them without --limit");
+    EXPECT_EQ(error(R"({"ltl":[],"narrowed":true})"),
+              "held.json: these are some of the LTL indexes only: print them without the options that narrow them");
     EXPECT_EQ(
         error(R"({"ltl":[{"index":1,"vlan":1,"tag":1,"interfaces":[]},{"index":1,"vlan":2,"tag":1,"interfaces":[]}]})"),
         "held.json: /ltl/1: LTL 0x1 stands twice");

@@ -140,9 +140,8 @@ TEST_F(ltl, what_was_answered_is_told_though_the_switch_goes_away) {
 
 TEST_F(ltl, a_missing_answer_is_told) {
     EXPECT_EQ(run(release), 1);
-    EXPECT_EQ(err,
-              "vellfeed: the switch did not answer the LTL release within 5000 ms; if it is only slow, wait longer "
-              "with --timeout. The request may have been carried out all the same; `vellsim show ltl` tells\n");
+    EXPECT_EQ(err, "vellfeed: the switch did not answer the LTL release within 5000 ms; the request may have been "
+                   "carried out all the same, which `vellsim show ltl` tells (to wait longer: --timeout)\n");
     expect_all_closed();
 }
 

@@ -57,6 +57,15 @@ TEST_F(session, registers_sends_and_deregisters) {
     EXPECT_EQ(desk.wrong_drops, 0);
 }
 
+TEST_F(session, waits_no_longer_for_what_is_passed_over) {
+    desk.answers = {accepted, fake_answer(accepted, 75796), fake_answer(accepted, 75796)};
+    client_session client({.uuid = 1, .segment = "seg", .timeout_ms = 1000});
+    desk.delay_ms = 20;
+    EXPECT_THROW(client.await({"answer", "answering"}, [](const received_message &) { return false; }), session_error);
+    EXPECT_EQ(desk.received, 3u);
+    EXPECT_LE(desk.last_timeout, 960);
+}
+
 TEST_F(session, deregisters_when_it_is_given_up) {
     desk.answers = {accepted};
     { const client_session client({}); }

@@ -253,7 +253,7 @@ TEST_F(stats, no_answer_is_told) {
     EXPECT_EQ(run(with(command, "--clear-only")), 1);
     EXPECT_EQ(err,
               "vellfeed: the switch closed the connection instead of answering the clear request; `vellsim show log` "
-              "may say why. The request may have been carried out all the same; `vellsim show stats` tells\n");
+              "may say why; the request may have been carried out all the same, which `vellsim show stats` tells\n");
     expect_all_closed();
 }
 

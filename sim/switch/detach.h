@@ -1,0 +1,13 @@
+// `vellsim run --detach`: the switch goes on in the background once clients can reach it.
+#pragma once
+
+#include <functional>
+
+namespace desk {
+
+// Runs `serve` in a child process of its own session, and returns once that has called `ready`, which it is given, with
+// 0, or has ended before, with its exit code. In the child, whose standard streams lead nowhere then, this does not
+// return.
+int run_detached(const std::function<int(const std::function<void()> &ready)> &serve);
+
+} // namespace desk
