@@ -12,12 +12,6 @@ namespace {
 
 using namespace desk_test;
 
-constexpr std::uint32_t sentinel = 0xe1e2e3e4;
-
-struct kind_of_answer {
-    std::uint32_t opcode;
-    std::uint32_t kind;
-};
 constexpr kind_of_answer general[] = {{90002, 14}, {90003, 15}, {90004, 16}};
 
 // The status of each parser. What a parser stores on success is told apart from what it must leave alone on failure.

@@ -10,12 +10,6 @@ namespace {
 
 using namespace desk_test;
 
-constexpr std::uint32_t sentinel = 0xe1e2e3e4;
-
-struct kind_of_answer {
-    std::uint32_t opcode;
-    std::uint32_t kind;
-};
 constexpr kind_of_answer kinds[] = {{NERB_DESK_OPCODE_ALLOCATION, NERB_DESK_KIND_ALLOCATION},
                                     {NERB_DESK_OPCODE_MODIFICATION, NERB_DESK_KIND_MODIFICATION},
                                     {NERB_DESK_OPCODE_RELEASE, NERB_DESK_KIND_RELEASE},

@@ -12,6 +12,14 @@ namespace desk_test {
 
 using words = std::vector<std::uint32_t>;
 
+// What a reader that fails must leave where it was.
+constexpr std::uint32_t sentinel = 0xe1e2e3e4;
+
+struct kind_of_answer {
+    std::uint32_t opcode;
+    std::uint32_t kind;
+};
+
 // Two entries; every word is another.
 inline words two_entries(std::uint32_t kind) {
     return {kind,       0x31323334, 0x35363738, 2,          0x41424344, 0x45464748,

@@ -10,10 +10,6 @@ namespace {
 using opcodes = std::vector<std::uint32_t>;
 using texts = std::vector<std::string>;
 
-constexpr std::uint32_t of_allocation = 13;
-constexpr std::uint32_t of_modification = 14;
-constexpr std::uint32_t of_release = 15;
-
 constexpr std::uint32_t port1 = 0x68010100;
 constexpr std::uint32_t port2 = 0x68010200;
 

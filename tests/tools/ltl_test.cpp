@@ -9,11 +9,6 @@ namespace {
 using testing::HasSubstr;
 using opcodes = std::vector<std::uint32_t>;
 
-// The kinds of answers.
-constexpr std::uint32_t of_allocation = 13;
-constexpr std::uint32_t of_modification = 14;
-constexpr std::uint32_t of_release = 15;
-
 class ltl : public program_fixture {
 protected:
     void answer_with(const fake_answer &answer) {

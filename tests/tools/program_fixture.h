@@ -36,6 +36,11 @@ constexpr std::uint32_t ltl_modification = 90002;
 constexpr std::uint32_t ltl_release = 90003;
 constexpr std::uint32_t flood_update = 90004;
 
+// Kinds of the LTL manager's answers.
+constexpr std::uint32_t of_allocation = 13;
+constexpr std::uint32_t of_modification = 14;
+constexpr std::uint32_t of_release = 15;
+
 // As words in host byte order.
 inline bytes word_bytes(std::initializer_list<std::uint32_t> words) {
     bytes made;
