@@ -1,8 +1,9 @@
-// What a flood update costs, against a plain version: the same merge, but with every list sorted whether it is in order
-// or not, and two snprintf calls a trace.
+// What a flood update costs, against a plain version: the same merge, but with every list sorted
+// whether it is in order or not, and two snprintf calls a trace.
 //
-// Both versions run in turn within each round, so that whatever else the machine does weighs on both alike, and the
-// figures are medians over the rounds. Run it under callgrind with --once to count instructions instead.
+// Both versions run in turn within each round, so that whatever else the machine does weighs on
+// both alike, and the figures are medians over the rounds. Run it under callgrind with --once to
+// count instructions instead.
 #include "median.h"
 #include "plain_log.h"
 
@@ -27,8 +28,8 @@ std::uint32_t if_index_get_type(std::uint32_t, std::uint8_t *type) {
     *type = IF_INDEX_TYPE_PHY_ETH;
     return 0;
 }
-std::uint32_t if_index_phy_eth_get_fields(std::uint32_t if_index, std::uint8_t *slot, std::uint8_t *port,
-                                          std::uint32_t *third) {
+std::uint32_t if_index_phy_eth_get_fields(std::uint32_t if_index, std::uint8_t *slot,
+                                          std::uint8_t *port, std::uint32_t *third) {
     *slot = static_cast<std::uint8_t>(if_index >> 12 & 31);
     *port = static_cast<std::uint8_t>(if_index);
     *third = 0;
@@ -65,7 +66,8 @@ constexpr std::size_t first_record = 8;
 namespace plain {
 
 template <typename... Values>
-void trace(const char *function, int line, const char *marked, const char *unmarked, Values... values) {
+void trace(const char *function, int line, const char *marked, const char *unmarked,
+           Values... values) {
     plain_log(104, function, line, marked, unmarked, values...);
 }
 
@@ -108,32 +110,36 @@ void merge(const vell_l2_vlan_record *was, const vell_l2_vlan_record *is, vell_f
 
 void trace_delta(const vell_flood_delta *delta) {
     static const char function[] = "vell_find_oiflist_delta";
-    trace(function, 1201, "%s(%d):TRACE: FLC_BITMASK: 0x%x\n", "%s(%d):FLC_BITMASK: 0x%x\n", delta->flc_bitmask);
+    trace(function, 1201, "%s(%d):TRACE: FLC_BITMASK: 0x%x\n", "%s(%d):FLC_BITMASK: 0x%x\n",
+          delta->flc_bitmask);
     trace(function, 1202, "%s(%d):TRACE: Update list:\n", "%s(%d):Update list:\n");
     const auto *const updates = reinterpret_cast<const vell_flood_update *>(delta + 1);
     for (std::uint32_t i = 0; i < delta->update_count; ++i)
-        trace(function, 1206, "%s(%d):TRACE: IfIdx: %d Op: %d\n", "%s(%d):IfIdx: %d Op: %d\n", updates[i].if_index,
-              updates[i].operation);
+        trace(function, 1206, "%s(%d):TRACE: IfIdx: %d Op: %d\n", "%s(%d):IfIdx: %d Op: %d\n",
+              updates[i].if_index, updates[i].operation);
 }
 
 void send(std::uint8_t *was, std::uint8_t *is) {
-    trace("vell_send_l2_mc_update_flood_ltl", 1304, "%s(%d):TRACE: Num of msgs %d\n", "%s(%d):Num of msgs %d\n", vlans);
-    auto *const payload = static_cast<std::uint8_t *>(std::calloc(1, 4 + vlans * (24 + 2 * interfaces * 8)));
+    trace("vell_send_l2_mc_update_flood_ltl", 1304, "%s(%d):TRACE: Num of msgs %d\n",
+          "%s(%d):Num of msgs %d\n", vlans);
+    auto *const payload =
+        static_cast<std::uint8_t *>(std::calloc(1, 4 + vlans * (24 + 2 * interfaces * 8)));
     const std::uint32_t count = vlans;
     std::memcpy(payload, &count, sizeof(count));
     auto *delta = reinterpret_cast<vell_flood_delta *>(payload + 4);
-    for (std::size_t at = first_record; at < first_record + vlans * record_size; at += record_size) {
+    for (std::size_t at = first_record; at < first_record + vlans * record_size;
+         at += record_size) {
         auto *const old_record = reinterpret_cast<vell_l2_vlan_record *>(was + at);
         auto *const new_record = reinterpret_cast<vell_l2_vlan_record *>(is + at);
         delta->vlan = old_record->vlan;
-        trace("vell_build_nerb_flood_ltl_pyld", 1244, "%s(%d):TRACE: Delta for vlan %d\n", "%s(%d):Delta for vlan %d\n",
-              delta->vlan);
+        trace("vell_build_nerb_flood_ltl_pyld", 1244, "%s(%d):TRACE: Delta for vlan %d\n",
+              "%s(%d):Delta for vlan %d\n", delta->vlan);
         std::qsort(old_record + 1, old_record->count, sizeof(vell_l2_oif), compare);
         std::qsort(new_record + 1, new_record->count, sizeof(vell_l2_oif), compare);
         merge(old_record, new_record, delta);
         trace_delta(delta);
-        delta = reinterpret_cast<vell_flood_delta *>(reinterpret_cast<vell_flood_update *>(delta + 1) +
-                                                     delta->update_count);
+        delta = reinterpret_cast<vell_flood_delta *>(
+            reinterpret_cast<vell_flood_update *>(delta + 1) + delta->update_count);
     }
     nerb_send_flood_ltl_update_req(vell_client_q, payload, &records_seen);
     std::free(payload);
@@ -160,7 +166,8 @@ Message message_of(std::uint32_t changed, bool shuffled) {
     std::mt19937 random(7);
     Message message(first_record + vlans * record_size);
     for (std::uint32_t vlan = 0; vlan < vlans; ++vlan) {
-        auto *const record = reinterpret_cast<vell_l2_vlan_record *>(&message[first_record + vlan * record_size]);
+        auto *const record =
+            reinterpret_cast<vell_l2_vlan_record *>(&message[first_record + vlan * record_size]);
         auto *const oifs = reinterpret_cast<vell_l2_oif *>(record + 1);
         record->vlan = vlan + 1;
         record->count = interfaces;
@@ -182,7 +189,8 @@ std::vector<Workload> workloads() {
             {"shuffled", message_of(tenth, true), message_of(tenth, true)}};
 }
 
-// The messages are sorted where they lie, so each send starts from a copy, which is not part of the time.
+// The messages are sorted where they lie, so each send starts from a copy, which is not part of the
+// time.
 double microseconds_each(Sender send, const Workload &workload, unsigned count) {
     std::chrono::duration<double, std::micro> taken{};
     Message was, is;
@@ -217,8 +225,8 @@ bool compare(const Workload &workload, bool history) {
         plain_times.push_back(microseconds_each(plain::send, workload, sends));
         ratios.push_back(fast_times.back() / plain_times.back());
     }
-    std::printf("%-16s  %-7s  %9.1f  %9.1f  %6.2f\n", workload.name, history ? "open" : "closed", median(fast_times),
-                median(plain_times), median(ratios));
+    std::printf("%-16s  %-7s  %9.1f  %9.1f  %6.2f\n", workload.name, history ? "open" : "closed",
+                median(fast_times), median(plain_times), median(ratios));
     return true;
 }
 
@@ -239,8 +247,8 @@ int run_once(std::string_view version) {
 int main(int argc, char **argv) {
     if (argc == 3 && std::string_view(argv[1]) == "--once")
         return run_once(argv[2]);
-    std::printf("%u VLANs of %u interfaces\n%-16s  %-7s  %9s  %9s  %6s\n", vlans, interfaces, "flood update", "history",
-                "vell us", "plain us", "ratio");
+    std::printf("%u VLANs of %u interfaces\n%-16s  %-7s  %9s  %9s  %6s\n", vlans, interfaces,
+                "flood update", "history", "vell us", "plain us", "ratio");
     bool comparable = true;
     for (const bool history : {true, false})
         for (const auto &workload : workloads())

@@ -1,9 +1,10 @@
-// What converting layer-2 records to network order costs: one routine that reads a table of record types, against a
-// loop for each type that swaps the same fields where they lie.
+// What converting layer-2 records to network order costs: one routine that reads a table of record
+// types, against a loop for each type that swaps the same fields where they lie.
 //
-// Both versions convert equal messages in turn within each round, so that whatever else the machine does weighs on both
-// alike, and the figures are medians over the rounds. A message is filled anew before it is timed: its counts and kinds
-// are in network order afterwards. That both come to the same bytes is checked first.
+// Both versions convert equal messages in turn within each round, so that whatever else the machine
+// does weighs on both alike, and the figures are medians over the rounds. A message is filled anew
+// before it is timed: its counts and kinds are in network order afterwards. That both come to the
+// same bytes is checked first.
 #include "l2/l2_records.h"
 #include "median.h"
 
@@ -125,7 +126,8 @@ double microseconds(void (*convert)(std::uint8_t *, unsigned), const message_sha
     message = fresh;
     const auto start = std::chrono::steady_clock::now();
     convert(message.data() + shape.misalignment, shape.records);
-    const std::chrono::duration<double, std::micro> taken = std::chrono::steady_clock::now() - start;
+    const std::chrono::duration<double, std::micro> taken =
+        std::chrono::steady_clock::now() - start;
     return taken.count();
 }
 
@@ -142,14 +144,16 @@ bool compare(const message_shape &shape) {
         if (by_table != plain)
             return false;
     }
-    std::printf("%-6s  %7u  %7u  %10u  %9.1f  %9.1f  %6.2f\n", shape.name, shape.records, shape.entries,
-                shape.misalignment, median(table_times), median(plain_times), median(ratios));
+    std::printf("%-6s  %7u  %7u  %10u  %9.1f  %9.1f  %6.2f\n", shape.name, shape.records,
+                shape.entries, shape.misalignment, median(table_times), median(plain_times),
+                median(ratios));
     return true;
 }
 
 constexpr message_shape shapes[] = {
-    {"pairs", pairs_type, 1, 2000, 0},     {"pairs", pairs_type, 1, 2000, 1},     {"pairs", pairs_type, 10000, 4, 0},
-    {"pairs", pairs_type, 10000, 4, 1},    {"mbd", vell_l2_mbd_add, 1, 2000, 0},  {"mbd", vell_l2_mbd_add, 1, 2000, 1},
+    {"pairs", pairs_type, 1, 2000, 0},     {"pairs", pairs_type, 1, 2000, 1},
+    {"pairs", pairs_type, 10000, 4, 0},    {"pairs", pairs_type, 10000, 4, 1},
+    {"mbd", vell_l2_mbd_add, 1, 2000, 0},  {"mbd", vell_l2_mbd_add, 1, 2000, 1},
     {"mbd", vell_l2_mbd_add, 10000, 1, 0}, {"mbd", vell_l2_mbd_add, 10000, 1, 1},
 };
 
@@ -161,7 +165,8 @@ int run_once(std::string_view version) {
     }
     for (const message_shape &shape : shapes) {
         std::vector<std::uint8_t> message = message_of(shape);
-        (version == "table" ? convert_by_table : convert_plainly)(message.data() + shape.misalignment, shape.records);
+        (version == "table" ? convert_by_table
+                            : convert_plainly)(message.data() + shape.misalignment, shape.records);
     }
     return 0;
 }
@@ -171,8 +176,8 @@ int run_once(std::string_view version) {
 int main(int argc, char **argv) {
     if (argc == 3 && std::string_view(argv[1]) == "--once")
         return run_once(argv[2]);
-    std::printf("%-6s  %7s  %7s  %10s  %9s  %9s  %6s\n", "record", "records", "entries", "misaligned", "table us",
-                "plain us", "ratio");
+    std::printf("%-6s  %7s  %7s  %10s  %9s  %9s  %6s\n", "record", "records", "entries",
+                "misaligned", "table us", "plain us", "ratio");
     for (const message_shape &shape : shapes)
         if (!compare(shape)) {
             std::fprintf(stderr, "l2_bench: the versions differ\n");

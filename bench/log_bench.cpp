@@ -1,7 +1,8 @@
 // What a log message costs, against the plain way of writing one: two snprintf calls.
 //
-// Both versions run in turn within each round, so that whatever else the machine does weighs on both alike, and the
-// figures are medians over the rounds. Run it under callgrind with --once to count instructions instead.
+// Both versions run in turn within each round, so that whatever else the machine does weighs on
+// both alike, and the figures are medians over the rounds. Run it under callgrind with --once to
+// count instructions instead.
 #include "client/log.h"
 #include "median.h"
 #include "plain_log.h"
@@ -17,17 +18,18 @@ namespace {
 
 // A per-interface trace of a flood update, the message that is logged most.
 void fast_message(unsigned i) {
-    vell::vell_log(vell::log_trace, "vell_find_oiflist_delta", 1206, "%s(%d):TRACE: IfIdx: %d Op: %d\n",
-                   0x1a000000u + i, 1 + i % 2);
+    vell::vell_log(vell::log_trace, "vell_find_oiflist_delta", 1206,
+                   "%s(%d):TRACE: IfIdx: %d Op: %d\n", 0x1a000000u + i, 1 + i % 2);
 }
 void plain_message(unsigned i) {
-    plain_log(104, "vell_find_oiflist_delta", 1206, "%s(%d):TRACE: IfIdx: %d Op: %d\n", "%s(%d):IfIdx: %d Op: %d\n",
-              0x1a000000u + i, 1 + i % 2);
+    plain_log(104, "vell_find_oiflist_delta", 1206, "%s(%d):TRACE: IfIdx: %d Op: %d\n",
+              "%s(%d):IfIdx: %d Op: %d\n", 0x1a000000u + i, 1 + i % 2);
 }
 
 // An error without values: function, line and text.
 void fast_error(unsigned) {
-    vell::vell_log(vell::log_error, "vell_send_v6_mroute_update", 700, "%s(%d):ERROR: Client not registered\n");
+    vell::vell_log(vell::log_error, "vell_send_v6_mroute_update", 700,
+                   "%s(%d):ERROR: Client not registered\n");
 }
 void plain_error(unsigned) {
     plain_log(102, "vell_send_v6_mroute_update", 700, "%s(%d):ERROR: Client not registered\n",
@@ -52,13 +54,15 @@ void compare(const char *name, void (*fast)(unsigned), void (*plain)(unsigned), 
         plain_times.push_back(nanoseconds_each(plain, messages));
         ratios.push_back(fast_times.back() / plain_times.back());
     }
-    std::printf("%-16s  %-7s  %9.1f  %9.1f  %6.2f\n", name, history ? "open" : "closed", median(fast_times),
-                median(plain_times), median(ratios));
+    std::printf("%-16s  %-7s  %9.1f  %9.1f  %6.2f\n", name, history ? "open" : "closed",
+                median(fast_times), median(plain_times), median(ratios));
 }
 
 // A thousand messages of one version, for an instruction count.
 int run_once(std::string_view version) {
-    void (*const message)(unsigned) = version == "fast" ? fast_message : version == "plain" ? plain_message : nullptr;
+    void (*const message)(unsigned) = version == "fast"    ? fast_message
+                                      : version == "plain" ? plain_message
+                                                           : nullptr;
     if (message == nullptr) {
         std::fprintf(stderr, "log_bench: --once takes fast or plain\n");
         return 2;
@@ -73,7 +77,8 @@ int run_once(std::string_view version) {
 int main(int argc, char **argv) {
     if (argc == 3 && std::string_view(argv[1]) == "--once")
         return run_once(argv[2]);
-    std::printf("%-16s  %-7s  %9s  %9s  %6s\n", "message", "history", "vell ns", "plain ns", "ratio");
+    std::printf("%-16s  %-7s  %9s  %9s  %6s\n", "message", "history", "vell ns", "plain ns",
+                "ratio");
     for (const bool history : {true, false}) {
         compare("interface trace", fast_message, plain_message, history);
         compare("error", fast_error, plain_error, history);

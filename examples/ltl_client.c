@@ -1,12 +1,13 @@
 /*
- * A client of the LTL manager: registers, tells it what two VLANs flood to, asks it for an LTL index for three ports,
- * changes them, gives the index back, and deregisters. Every answer is waited for.
+ * A client of the LTL manager: registers, tells it what two VLANs flood to, asks it for an LTL
+ * index for three ports, changes them, gives the index back, and deregisters. Every answer is
+ * waited for.
  *
  *     vellsim run --detach
  *     ltl_client && vellsim show flood
  *
- * The flood sets stay, and the manager adds no interface twice: a second run is refused until the switch is started
- * anew.
+ * The flood sets stay, and the manager adds no interface twice: a second run is refused until the
+ * switch is started anew.
  */
 #define _POSIX_C_SOURCE 199309L /* clock_gettime */
 
@@ -20,13 +21,27 @@
 #include <stdlib.h>
 #include <time.h>
 
-enum { client_uuid = 502, answer_timeout_ms = 5000, n_vlans = 2, most_entries = 3, ltl_vlan = 10, ltl_tag = 7 };
+enum {
+    client_uuid = 502,
+    answer_timeout_ms = 5000,
+    n_vlans = 2,
+    most_entries = 3,
+    ltl_vlan = 10,
+    ltl_tag = 7
+};
 
-/* What an interface index is made of is the platform's business; these are the desk's, as in qarnutils_desk.h. */
-enum { vlan10 = 0x1400000a, po1 = 0x18000001, eth3_7 = 0x68030700, eth3_8 = 0x68030800, eth4_1 = 0x68040100 };
+/* What an interface index is made of is the platform's business; these are the desk's, as in
+ * qarnutils_desk.h. */
+enum {
+    vlan10 = 0x1400000a,
+    po1 = 0x18000001,
+    eth3_7 = 0x68030700,
+    eth3_8 = 0x68030800,
+    eth4_1 = 0x68040100
+};
 
-/* How an answer is told is the manager's business. On the desk it has its request's opcode, and its cookie or context:
- * nerb_desk.h describes answers, and reads what the library does not. */
+/* How an answer is told is the manager's business. On the desk it has its request's opcode, and its
+ * cookie or context: nerb_desk.h describes answers, and reads what the library does not. */
 typedef struct request {
     const char *name;
     uint32_t opcode;
@@ -36,8 +51,8 @@ static request modification = {"LTL modification", NERB_DESK_OPCODE_MODIFICATION
 static request release = {"LTL release", NERB_DESK_OPCODE_RELEASE};
 static request flood_update = {"flood update", NERB_DESK_OPCODE_FLOOD_UPDATE};
 
-/* An address will do, since each request is sent once. One that is sent again needs another cookie, lest a late answer
- * to the first is taken for the answer to the second. */
+/* An address will do, since each request is sent once. One that is sent again needs another cookie,
+ * lest a late answer to the first is taken for the answer to the second. */
 static uint32_t cookie_of(const request *asked) {
     return (uint32_t)(uintptr_t)asked;
 }
@@ -47,7 +62,8 @@ static int fail(const request *asked, const char *why) {
     return 0;
 }
 
-/* Registers and waits for the service's answer, which arrives on the queue. Returns NULL, or what went wrong. */
+/* Registers and waits for the service's answer, which arrives on the queue. Returns NULL, or what
+ * went wrong. */
 static const char *register_client(uint32_t queue) {
     kyt_desk_message *answer = NULL;
     uint32_t accepted = 0;
@@ -72,7 +88,8 @@ static int is_answer(const kyt_desk_message *message, const request *asked) {
     struct nerb_desk_answer head;
 
     return kyt_desk_message_opcode(message) == asked->opcode &&
-           nerb_desk_answer_head(message, &head) == NERB_DESK_READ && head.cookie == cookie_of(asked);
+           nerb_desk_answer_head(message, &head) == NERB_DESK_READ &&
+           head.cookie == cookie_of(asked);
 }
 
 /* Why the first entry of an answer was refused, in words. */
@@ -84,8 +101,8 @@ static const char *refusal(const kyt_desk_message *answer) {
                : "it failed, or its answer could not be read; vellsim show log says why";
 }
 
-/* Waits for the answer to a request, for the caller to free. What else comes is passed over: an earlier answer may come
- * again. Without an answer it returns NULL, having said so. */
+/* Waits for the answer to a request, for the caller to free. What else comes is passed over: an
+ * earlier answer may come again. Without an answer it returns NULL, having said so. */
 static kyt_desk_message *await_answer(uint32_t queue, const request *asked) {
     const int64_t deadline = now_ms() + answer_timeout_ms;
     int64_t left = answer_timeout_ms;
@@ -100,15 +117,20 @@ static kyt_desk_message *await_answer(uint32_t queue, const request *asked) {
         kyt_desk_message_free(message);
         left = deadline - now_ms();
     }
-    fail(asked, received == -1 ? "the switch went away before it answered; it may have been carried out all the same"
-                               : "no answer came in time; it may have been carried out all the same");
+    fail(asked,
+         received == -1
+             ? "the switch went away before it answered; it may have been carried out all the same"
+             : "no answer came in time; it may have been carried out all the same");
     return NULL;
 }
 
-/* Fills a VLAN's record, in host byte order, and returns its size. Without entries the VLAN is flooded to nothing. */
-static uint32_t fill_vlan(uint8_t *at, uint32_t vlan, const vell_l2_oif *entries, uint32_t n_entries) {
+/* Fills a VLAN's record, in host byte order, and returns its size. Without entries the VLAN is
+ * flooded to nothing. */
+static uint32_t fill_vlan(uint8_t *at, uint32_t vlan, const vell_l2_oif *entries,
+                          uint32_t n_entries) {
     vell_l2_vlan_record *record = (vell_l2_vlan_record *)at;
-    vell_l2_oif *oifs = (vell_l2_oif *)(record + 1); /* which is inside the record's VELL_L2_RECORD_BYTES */
+    vell_l2_oif *oifs =
+        (vell_l2_oif *)(record + 1); /* which is inside the record's VELL_L2_RECORD_BYTES */
     uint32_t i;
 
     record->vlan = vlan;
@@ -120,11 +142,13 @@ static uint32_t fill_vlan(uint8_t *at, uint32_t vlan, const vell_l2_oif *entries
 
 /* Describes the VLANs twice, as they were and as they are; the library sends the difference. */
 static int send_flood_update(void) {
-    /* Frames are flooded to ports, not to the VLAN's own interface; its flag tells the library to pass it over. That
-     * works here because its index is below the ports': vell_find_oiflist_delta has the whole rule. */
-    static const vell_l2_oif of_vlan_10[] = {{vell_l2_oif_if_index, VELL_L2_OIF_SVI, {0, 0}, {vlan10}},
-                                             {vell_l2_oif_if_index, 0, {0, 0}, {po1}},
-                                             {vell_l2_oif_if_index, 0, {0, 0}, {eth3_7}}};
+    /* Frames are flooded to ports, not to the VLAN's own interface; its flag tells the library to
+     * pass it over. That works here because its index is below the ports': vell_find_oiflist_delta
+     * has the whole rule. */
+    static const vell_l2_oif of_vlan_10[] = {
+        {vell_l2_oif_if_index, VELL_L2_OIF_SVI, {0, 0}, {vlan10}},
+        {vell_l2_oif_if_index, 0, {0, 0}, {po1}},
+        {vell_l2_oif_if_index, 0, {0, 0}, {eth3_7}}};
     static const vell_l2_oif of_vlan_20[] = {{vell_l2_oif_if_index, 0, {0, 0}, {eth4_1}}};
     static uint8_t older[sizeof(vell_l2_message) + n_vlans * VELL_L2_RECORD_BYTES];
     static uint8_t newer[sizeof(older) + n_vlans * most_entries * sizeof(vell_l2_oif)];
@@ -135,7 +159,8 @@ static int send_flood_update(void) {
     old_length += fill_vlan(older + old_length, 20, NULL, 0);
     new_length += fill_vlan(newer + new_length, 10, of_vlan_10, 3);
     new_length += fill_vlan(newer + new_length, 20, of_vlan_20, 1);
-    return vell_send_l2_mc_update_flood_ltl(older, old_length, n_vlans, newer, new_length, n_vlans, &flood_update) ||
+    return vell_send_l2_mc_update_flood_ltl(older, old_length, n_vlans, newer, new_length, n_vlans,
+                                            &flood_update) ||
            fail(&flood_update, "it could not be sent");
 }
 
@@ -148,7 +173,8 @@ static int read_flood_result(const uint8_t *result) {
 
     for (i = 0; i < ntohs(head->count); i++) {
         const int done = (vlans[i].flags & VELL_FLOOD_ACKNOWLEDGED) != 0;
-        printf("%s: VLAN %u: %s\n", flood_update.name, (unsigned)ntohl(vlans[i].vlan), done ? "done" : "refused");
+        printf("%s: VLAN %u: %s\n", flood_update.name, (unsigned)ntohl(vlans[i].vlan),
+               done ? "done" : "refused");
         n_done += done;
     }
     return (n_done == n_vlans && ntohs(head->flags) == 1) ||
@@ -170,8 +196,8 @@ static int update_flood_sets(uint32_t queue) {
     return done;
 }
 
-/* What the library's functions read in an answer of the manager's. What it means is the manager's business; this is
- * what the desk means by it. */
+/* What the library's functions read in an answer of the manager's. What it means is the manager's
+ * business; this is what the desk means by it. */
 typedef struct ltl {
     uint32_t index;
     uint32_t n_ports; /* that it has now */
@@ -188,7 +214,8 @@ static int take_ltl_answer(uint32_t queue, const request *asked, ltl_reader *rea
     kyt_desk_message_free(answer);
     if (!done)
         return 0;
-    printf("%s: done, LTL 0x%x has %u ports\n", asked->name, (unsigned)answered->index, (unsigned)answered->n_ports);
+    printf("%s: done, LTL 0x%x has %u ports\n", asked->name, (unsigned)answered->index,
+           (unsigned)answered->n_ports);
     return 1;
 }
 
@@ -226,7 +253,8 @@ static int use_ltl(uint32_t queue) {
         return fail(&allocation, "it could not be sent");
     if (!take_ltl_answer(queue, &allocation, vell_nerb_handle_l2_alloc_response, &allocated))
         return 0;
-    used = expect_ltl(&allocation, &allocated, allocated.index, 3) && change_ltl(queue, allocated.index);
+    used = expect_ltl(&allocation, &allocated, allocated.index, 3) &&
+           change_ltl(queue, allocated.index);
     return release_ltl(queue, allocated.index) && used;
 }
 

@@ -15,7 +15,8 @@ enum {
     client_uuid = 500,
     answer_timeout_ms = 5000,
     table_id = 253,
-    route_add = 1, /* what the opcodes mean is the service's business; 1 is the desk's "add or replace" */
+    route_add =
+        1, /* what the opcodes mean is the service's business; 1 is the desk's "add or replace" */
     max_oifs = 2,
     routes_in_message = 2
 };
@@ -25,7 +26,8 @@ static uint32_t ipv4(uint32_t a, uint32_t b, uint32_t c, uint32_t d) {
     return a << 24 | b << 16 | c << 8 | d;
 }
 
-/* Registers and waits for the service's answer, which arrives on the queue. Returns NULL, or what went wrong. */
+/* Registers and waits for the service's answer, which arrives on the queue. Returns NULL, or what
+ * went wrong. */
 static const char *register_client(uint32_t queue) {
     kyt_desk_message *answer = NULL;
     uint32_t accepted = 0;
@@ -46,7 +48,8 @@ static const char *register_client(uint32_t queue) {
 }
 
 /* Fills one (S,G) route and returns its size in the message. */
-static uint32_t fill_route(vell_mrib_route *route, uint32_t group, uint32_t rpf_if, const uint32_t *oifs, int n_oifs) {
+static uint32_t fill_route(vell_mrib_route *route, uint32_t group, uint32_t rpf_if,
+                           const uint32_t *oifs, int n_oifs) {
     int i;
 
     vell_mrib_set_opcode(route, route_add);
@@ -67,8 +70,8 @@ static uint32_t fill_route(vell_mrib_route *route, uint32_t group, uint32_t rpf_
 
 static uint32_t send_routes(uint32_t queue) {
     static const uint32_t oifs[max_oifs] = {5, 7};
-    /* Room for the head and two routes of at most two OIFs, as vell_mrib_get_max_route_size gives it. Zeroed, since the
-     * library writes no reserved byte. */
+    /* Room for the head and two routes of at most two OIFs, as vell_mrib_get_max_route_size gives
+     * it. Zeroed, since the library writes no reserved byte. */
     static uint8_t message[sizeof(vell_mrib_message) + routes_in_message * (8 * max_oifs + 56)];
     uint32_t length = sizeof(vell_mrib_message);
     kyt_msg_ref reference;

@@ -1,6 +1,6 @@
 /*
- * A snooping client: registers, hands over two groups of VLAN 10 with their ports, then takes a port from one of them,
- * and deregisters.
+ * A snooping client: registers, hands over two groups of VLAN 10 with their ports, then takes a
+ * port from one of them, and deregisters.
  *
  *     vellsim run --detach
  *     snooping_client && vellsim show l2
@@ -12,21 +12,29 @@
 #include <stdio.h>
 #include <string.h>
 
-enum { client_uuid = 501, answer_timeout_ms = 5000, bridge_if = 4, vlan_id = 10, most_ports = 4, most_records = 2 };
+enum {
+    client_uuid = 501,
+    answer_timeout_ms = 5000,
+    bridge_if = 4,
+    vlan_id = 10,
+    most_ports = 4,
+    most_records = 2
+};
 
 /* What the words of an MBD record are is the service's business; these are the desk's. */
 enum { bridge_word = 0, vlan_word = 3 };
 
 /* Room for the most that this client sends. */
-static uint8_t
-    message[sizeof(vell_l2_message) + most_records * (VELL_L2_RECORD_BYTES + most_ports * sizeof(vell_l2_oif))];
+static uint8_t message[sizeof(vell_l2_message) +
+                       most_records * (VELL_L2_RECORD_BYTES + most_ports * sizeof(vell_l2_oif))];
 
 /* An IPv4 address as a number in host byte order. */
 static uint32_t ipv4(uint32_t a, uint32_t b, uint32_t c, uint32_t d) {
     return a << 24 | b << 16 | c << 8 | d;
 }
 
-/* Registers and waits for the service's answer, which arrives on the queue. Returns NULL, or what went wrong. */
+/* Registers and waits for the service's answer, which arrives on the queue. Returns NULL, or what
+ * went wrong. */
 static const char *register_client(uint32_t queue) {
     kyt_desk_message *answer = NULL;
     uint32_t accepted = 0;
@@ -45,8 +53,10 @@ static void fill_ipv4(vell_l2_address *block, uint32_t address) {
     memcpy(block->area, &address, sizeof(address));
 }
 
-/* Fills a record that adds ports to a group or takes them from it, for any source, and returns its size. */
-static uint32_t fill_record(uint8_t *at, uint8_t type, uint32_t group, const uint32_t *ports, uint32_t n_ports) {
+/* Fills a record that adds ports to a group or takes them from it, for any source, and returns its
+ * size. */
+static uint32_t fill_record(uint8_t *at, uint8_t type, uint32_t group, const uint32_t *ports,
+                            uint32_t n_ports) {
     vell_l2_mbd_record *record = (vell_l2_mbd_record *)at;
     vell_l2_oif *oifs = (vell_l2_oif *)(record + 1);
     uint32_t i;
@@ -64,7 +74,8 @@ static uint32_t fill_record(uint8_t *at, uint8_t type, uint32_t group, const uin
     return (uint32_t)(VELL_L2_RECORD_BYTES + n_ports * sizeof(vell_l2_oif));
 }
 
-/* Sends what was filled in, between markers. The message is converted then, so the next one is begun anew. */
+/* Sends what was filled in, between markers. The message is converted then, so the next one is
+ * begun anew. */
 static int send_message(uint32_t queue, uint32_t length, uint16_t records) {
     kyt_msg_ref reference;
 

@@ -1,8 +1,8 @@
 /*
  * The message transport: what libvell calls of libkyt.
  *
- * A queue handle names one of the process's own queues; 0 is no queue. Every request leaves from a queue and is
- * addressed by destination node, service access point and opcode.
+ * A queue handle names one of the process's own queues; 0 is no queue. Every request leaves from a
+ * queue and is addressed by destination node, service access point and opcode.
  */
 #ifndef KYT_H
 #define KYT_H
@@ -13,7 +13,8 @@
 extern "C" {
 #endif
 
-/* What kyt_send knows a message by once it is sent. Opaque; the transport writes it and reads it back in kyt_drop. */
+/* What kyt_send knows a message by once it is sent. Opaque; the transport writes it and reads it
+ * back in kyt_drop. */
 typedef struct kyt_msg_ref {
     uint8_t opaque[64];
 } kyt_msg_ref;
@@ -22,11 +23,12 @@ typedef struct kyt_msg_ref {
 #define KYT_SEND_OPTION_WORDS 19
 
 /*
- * Sends one message and fills in its reference. Returns -1 when the send failed, in which case there is no reference
- * to release; every other value is success. The payload is not needed any more once the call returns.
+ * Sends one message and fills in its reference. Returns -1 when the send failed, in which case
+ * there is no reference to release; every other value is success. The payload is not needed any
+ * more once the call returns.
  */
-int32_t kyt_send(uint32_t queue, uint32_t node, uint32_t sap, uint32_t opcode, const void *payload, uint32_t length,
-                 kyt_msg_ref *reference, uint32_t flags, const uint32_t *options);
+int32_t kyt_send(uint32_t queue, uint32_t node, uint32_t sap, uint32_t opcode, const void *payload,
+                 uint32_t length, kyt_msg_ref *reference, uint32_t flags, const uint32_t *options);
 
 /* Releases the reference of a message that was sent from this queue. */
 void kyt_drop(uint32_t queue, kyt_msg_ref *reference);

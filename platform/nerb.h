@@ -1,8 +1,9 @@
 /*
  * The LTL manager's client: what libvell calls of libnerb.
  *
- * Every function returns 0 for success and a non-zero status otherwise. A send function has consumed its payload, and
- * everything the payload points to, by the time it returns. A reply stays the property of the process that received it.
+ * Every function returns 0 for success and a non-zero status otherwise. A send function has
+ * consumed its payload, and everything the payload points to, by the time it returns. A reply stays
+ * the property of the process that received it.
  */
 #ifndef NERB_H
 #define NERB_H
@@ -13,7 +14,8 @@
 extern "C" {
 #endif
 
-/* One entry of a reply: four words. A flood update's reply has the VLAN id in word 0; word 3 is the entry's status. */
+/* One entry of a reply: four words. A flood update's reply has the VLAN id in word 0; word 3 is the
+ * entry's status. */
 typedef struct nerb_rsp_info {
     uint32_t word[4];
 } nerb_rsp_info;
@@ -23,14 +25,17 @@ typedef struct nerb_alloc_ltl_rsp_parm {
     uint32_t word[3];
 } nerb_alloc_ltl_rsp_parm;
 
-/* Asks for multicast LTL indexes. `payload` is a 16-bit entry count and, directly behind it, 24-byte entries. */
+/* Asks for multicast LTL indexes. `payload` is a 16-bit entry count and, directly behind it,
+ * 24-byte entries. */
 uint32_t nerb_send_batched_mcast_alloc_req(uint32_t queue, const void *payload, uint32_t cookie);
 
-/* Asks to change the interface lists of multicast LTL indexes. The payload is laid out as in an allocation. */
+/* Asks to change the interface lists of multicast LTL indexes. The payload is laid out as in an
+ * allocation. */
 uint32_t nerb_send_batched_mcast_mod_req(uint32_t queue, const void *payload, uint32_t cookie);
 
 /* Releases multicast LTL indexes. `entries` are `count` records of 12 bytes. */
-uint32_t nerb_send_batched_mcast_dealloc_msg(uint32_t queue, uint32_t count, const void *entries, uint32_t cookie);
+uint32_t nerb_send_batched_mcast_dealloc_msg(uint32_t queue, uint32_t count, const void *entries,
+                                             uint32_t cookie);
 
 /* Sends one flood LTL update. The payload carries its own counts; `context` is the caller's own:
  * it is not looked at, and comes back with the answer. */
@@ -45,11 +50,15 @@ uint32_t nerb_parse_rsp_get_entry_count(const void *rsp, uint32_t *count);
 /* Stores the first `count` entries of a reply. */
 uint32_t nerb_parse_rsp_get_rsp_info(const void *rsp, uint32_t count, nerb_rsp_info *info);
 
-/* Stores the status and the number of entries of an allocation's reply. `kind` is the manager's; it is always 13. */
-uint32_t nerb_parse_alloc_ltl_get_entry_count(const void *rsp, uint32_t *status, uint32_t kind, uint16_t *count);
+/* Stores the status and the number of entries of an allocation's reply. `kind` is the manager's; it
+ * is always 13. */
+uint32_t nerb_parse_alloc_ltl_get_entry_count(const void *rsp, uint32_t *status, uint32_t kind,
+                                              uint16_t *count);
 
-/* Stores the status and the parameters of an allocation's reply. `kind` is the manager's; it is always 13. */
-uint32_t nerb_parse_alloc_ltl_rsp_parm(const void *rsp, uint32_t *status, uint32_t kind, nerb_alloc_ltl_rsp_parm *parm);
+/* Stores the status and the parameters of an allocation's reply. `kind` is the manager's; it is
+ * always 13. */
+uint32_t nerb_parse_alloc_ltl_rsp_parm(const void *rsp, uint32_t *status, uint32_t kind,
+                                       nerb_alloc_ltl_rsp_parm *parm);
 
 #ifdef __cplusplus
 }

@@ -1,7 +1,8 @@
 /*
  * Debug and event history: what libvell calls of libtessel.
  *
- * A record is what the caller says it is: the history and the per-client log take its length in bytes and its address.
+ * A record is what the caller says it is: the history and the per-client log take its length in
+ * bytes and its address.
  */
 #ifndef TESSEL_H
 #define TESSEL_H
@@ -25,8 +26,8 @@ uint32_t tessel_hist_event(uint32_t module, uint32_t length, const void *record)
 uint32_t tessel_chk_int(uint32_t level, uint32_t first, uint32_t second, uint32_t third);
 
 /* Writes a record to the log of the client process with this uuid. */
-uint32_t tessel_his_log_event_for_uuid_inst(uint32_t uuid, uint32_t module, uint32_t first, uint32_t second,
-                                            uint32_t length, const void *record);
+uint32_t tessel_his_log_event_for_uuid_inst(uint32_t uuid, uint32_t module, uint32_t first,
+                                            uint32_t second, uint32_t length, const void *record);
 
 /* Prints on the debug console; formats as printf does. */
 void debug_print(uint32_t first, void *modname, uint32_t second, const char *format, ...)

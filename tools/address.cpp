@@ -14,7 +14,8 @@ std::optional<std::uint32_t> parse_ipv4(const std::string &text) {
 }
 
 std::string ipv4_text(std::uint32_t address) {
-    return fmt::format("{}.{}.{}.{}", address >> 24, address >> 16 & 0xff, address >> 8 & 0xff, address & 0xff);
+    return fmt::format("{}.{}.{}.{}", address >> 24, address >> 16 & 0xff, address >> 8 & 0xff,
+                       address & 0xff);
 }
 
 } // namespace feed

@@ -25,7 +25,8 @@ asked_counter parse_counter(const json_view &row) {
     row.expect_object("a route's counters, an object");
     asked_counter counter;
     counter.key = {held_number(row, "table"), parse_address(row, "source"),
-                   static_cast<std::uint8_t>(held_number(row, "source_len", longest)), parse_address(row, "group"),
+                   static_cast<std::uint8_t>(held_number(row, "source_len", longest)),
+                   parse_address(row, "group"),
                    static_cast<std::uint8_t>(held_number(row, "group_len", longest))};
     counter.requests = held_number(row, "requests");
     return counter;
@@ -45,13 +46,16 @@ std::string key_text(const stats_route &key) {
 
 std::vector<asked_counter> parse_asked_counters(const text_input &input) {
     const json_document document = parse_held(input, table);
-    std::vector<asked_counter> counters = parse_held_list(held_rows(document, table), parse_counter);
+    std::vector<asked_counter> counters =
+        parse_held_list(held_rows(document, table), parse_counter);
     std::erase_if(counters, [](const asked_counter &counter) { return counter.requests == 0; });
     return counters;
 }
 
-comparison compare_counters(const std::vector<asked_counter> &asked, const std::vector<asked_counter> &held) {
-    return compare_by_key(asked, held, std::identity(), std::span<const compared_field<asked_counter>>(fields));
+comparison compare_counters(const std::vector<asked_counter> &asked,
+                            const std::vector<asked_counter> &held) {
+    return compare_by_key(asked, held, std::identity(),
+                          std::span<const compared_field<asked_counter>>(fields));
 }
 
 } // namespace feed

@@ -21,9 +21,11 @@ struct asked_counter {
 // "(10.0.0.9, 239.1.1.2) in table 253"
 std::string key_text(const stats_route &key);
 
-// What `vellsim show stats --json` prints, without the routes that nobody has asked about. Throws input_error.
+// What `vellsim show stats --json` prints, without the routes that nobody has asked about. Throws
+// input_error.
 std::vector<asked_counter> parse_asked_counters(const text_input &input);
 
-comparison compare_counters(const std::vector<asked_counter> &asked, const std::vector<asked_counter> &held);
+comparison compare_counters(const std::vector<asked_counter> &asked,
+                            const std::vector<asked_counter> &held);
 
 } // namespace feed

@@ -42,14 +42,16 @@ std::optional<net_address> parse_source(const json_view &entry, const net_addres
         return std::nullopt;
     if (group.kind == address_kind::mac)
         view->fail("a MAC group has no source");
-    const char *expected = group.kind == address_kind::ipv4 ? "the source, an IPv4 address as the group is"
-                                                            : "the source, an IPv6 address as the group is";
+    const char *expected = group.kind == address_kind::ipv4
+                               ? "the source, an IPv4 address as the group is"
+                               : "the source, an IPv6 address as the group is";
     const auto source = parse_ip(view->string(expected));
     if (!source || source->kind != group.kind)
         view->reject(expected);
     // Any source is said by leaving it away.
     if (is_multicast(*source) || is_any(*source))
-        view->fail(fmt::format("the source {} is not the address of a host", address_text(*source)));
+        view->fail(
+            fmt::format("the source {} is not the address of a host", address_text(*source)));
     return source;
 }
 
@@ -72,7 +74,8 @@ bool is_blocked(const json_view &entry) {
     return blocked;
 }
 
-// Without a source, a port in this mode is there for its list of sources, which have entries of their own.
+// Without a source, a port in this mode is there for its list of sources, which have entries of
+// their own.
 bool takes_listed_sources_only(const json_view &entry, const mdb_entry &parsed) {
     constexpr char expected[] = "\"include\" or \"exclude\"";
     const auto mode = entry.find("filter_mode");
@@ -89,10 +92,12 @@ mdb_entry parse_entry(const json_view &view) {
     entry.label = view.entry();
     entry.pointer = view.pointer();
     entry.bridge = parse_name(view, "dev", "the bridge's name");
-    entry.bridge_index = view.member("index", "the bridge's index").number(1, largest_index, "an interface index");
+    entry.bridge_index =
+        view.member("index", "the bridge's index").number(1, largest_index, "an interface index");
     entry.port = parse_name(view, "port", "the port's name");
     if (const auto remote = view.find("dst"))
-        remote->fail("is the far end of a tunnel; a layer-2 entry has ports only: leave the bridge out with --bridge");
+        remote->fail("is the far end of a tunnel; a layer-2 entry has ports only: leave the bridge "
+                     "out with --bridge");
     entry.group = parse_group(view);
     entry.source = parse_source(view, entry.group);
     if (const auto vid = view.find("vid"))
@@ -114,7 +119,8 @@ public:
         for (const json_view &view : database.member("mdb", expected).entries(expected))
             add_entry(view);
         if (const auto router = database.find("router")) {
-            for (const auto &[bridge, ports] : router->members("the bridges' router ports, an object"))
+            for (const auto &[bridge, ports] :
+                 router->members("the bridges' router ports, an object"))
                 add_router_ports(bridge, ports);
         }
     }
@@ -122,7 +128,9 @@ public:
     mdb_table take() { return std::move(table_); }
 
 private:
-    bool is_wanted(const std::string &bridge) const { return bridges_.empty() || bridges_.contains(bridge); }
+    bool is_wanted(const std::string &bridge) const {
+        return bridges_.empty() || bridges_.contains(bridge);
+    }
 
     void add_entry(const json_view &view) {
         view.expect_object("an entry, an object");
@@ -153,8 +161,8 @@ std::string mdb_table::place(const mdb_entry &entry, const std::string &pointer)
 mdb_table parse_mdb(const text_input &input, const std::set<std::string> &bridges) {
     const json_document document = parse_json(input, producer);
     mdb_parser parser(input.name, bridges);
-    for (const json_view &database :
-         json_view(document).elements(fmt::format("an array with the databases, the output of {}", producer)))
+    for (const json_view &database : json_view(document).elements(
+             fmt::format("an array with the databases, the output of {}", producer)))
         parser.add(database);
     return parser.take();
 }

@@ -21,7 +21,8 @@ struct mdb_entry {
     std::optional<net_address> source; // of the group's kind; none: any source
     std::optional<std::uint32_t> vid;
     bool permanent = false;
-    bool forwards = true; // false: kept for what is known of its sources, but the kernel sends nothing there
+    bool forwards =
+        true; // false: kept for what is known of its sources, but the kernel sends nothing there
 
     std::string label;   // "entry 6 of 55"
     std::string pointer; // to it, in the document
@@ -40,8 +41,8 @@ struct mdb_table {
     std::string place(const mdb_entry &entry, const std::string &pointer) const;
 };
 
-// Throws input_error when the text is anything but such databases. Of bridges other than these, unless there are none,
-// nothing is looked at.
+// Throws input_error when the text is anything but such databases. Of bridges other than these,
+// unless there are none, nothing is looked at.
 mdb_table parse_mdb(const text_input &input, const std::set<std::string> &bridges);
 
 } // namespace feed

@@ -37,12 +37,14 @@ public:
         view.expect_object("a port, an object");
         const std::size_t entry = table_.entries++;
         constexpr char expected[] = "the port's name";
-        // A network card that switches between its own functions tells of itself once more, as no port of the bridge.
+        // A network card that switches between its own functions tells of itself once more, as no
+        // port of the bridge.
         if (view.find("hwmode"))
             return;
         const auto master = view.find("master");
         if (!master) {
-            view.member("ifname", expected); // else it is another list, and no port of it would be one
+            view.member("ifname",
+                        expected); // else it is another list, and no port of it would be one
             return;
         }
         const std::string &bridge = parse_name(*master, "the bridge's name");
@@ -53,10 +55,12 @@ public:
         }
         const json_view name = view.member("ifname", expected);
         bridge_port port = {entry, parse_name(name, expected), 0, bridge, parse_flooding(view)};
-        port.index = view.member("ifindex", "the port's index").number(1, largest_index, "an interface index");
+        port.index = view.member("ifindex", "the port's index")
+                         .number(1, largest_index, "an interface index");
         const auto [first, is_new] = entries_.emplace(port.name, entry);
         if (!is_new)
-            name.fail(fmt::format("the port {} stands in entry {} already", in_quotes(port.name), first->second + 1));
+            name.fail(fmt::format("the port {} stands in entry {} already", in_quotes(port.name),
+                                  first->second + 1));
         table_.ports.push_back(std::move(port));
     }
 
@@ -71,7 +75,8 @@ private:
 } // namespace
 
 std::string port_table::place(const bridge_port &port, const std::string &pointer) const {
-    return fmt::format("{}: entry {} of {} (/{}{})", name, port.entry + 1, entries, port.entry, pointer);
+    return fmt::format("{}: entry {} of {} (/{}{})", name, port.entry + 1, entries, port.entry,
+                       pointer);
 }
 
 port_table parse_bridge_ports(const text_input &input, const std::set<std::string> &bridges) {

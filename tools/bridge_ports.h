@@ -30,8 +30,8 @@ struct port_table {
     std::string place(const bridge_port &port, const std::string &pointer) const;
 };
 
-// Throws input_error when the text is anything but such a list. Of bridges other than these, unless there are none,
-// nothing is looked at; nor is it of an interface that is no bridge's.
+// Throws input_error when the text is anything but such a list. Of bridges other than these, unless
+// there are none, nothing is looked at; nor is it of an interface that is no bridge's.
 port_table parse_bridge_ports(const text_input &input, const std::set<std::string> &bridges);
 
 } // namespace feed

@@ -25,11 +25,12 @@ std::uint32_t parse_id(std::string_view text) {
 std::pair<std::string, std::uint32_t> parse_vlan(const std::string &text) {
     const std::size_t equals = text.rfind('=');
     if (equals != 0 && equals != std::string::npos) {
-        if (const std::uint32_t vlan = parse_id(std::string_view(text).substr(equals + 1)); vlan != 0)
+        if (const std::uint32_t vlan = parse_id(std::string_view(text).substr(equals + 1));
+            vlan != 0)
             return {text.substr(0, equals), vlan};
     }
-    throw usage_error(
-        fmt::format("--vlan {}: expected BRIDGE=N with a VLAN id N from 1 to {}", printable(text), largest_vlan));
+    throw usage_error(fmt::format("--vlan {}: expected BRIDGE=N with a VLAN id N from 1 to {}",
+                                  printable(text), largest_vlan));
 }
 
 } // namespace
@@ -38,35 +39,46 @@ std::uint32_t vlan_of_bridge(const std::string &bridge, const bridge_vlans &vlan
     const auto named = vlans.find(bridge);
     if (named != vlans.end())
         return named->second;
-    return bridge.starts_with("br") && !bridge.starts_with("br0") ? parse_id(std::string_view(bridge).substr(2)) : 0;
+    return bridge.starts_with("br") && !bridge.starts_with("br0")
+               ? parse_id(std::string_view(bridge).substr(2))
+               : 0;
 }
 
 std::string vlan_remedy(const std::string &bridge) {
-    return fmt::format("name the VLAN with --vlan {}=N, or take other bridges alone with --bridge NAME",
-                       printable(bridge));
+    return fmt::format(
+        "name the VLAN with --vlan {}=N, or take other bridges alone with --bridge NAME",
+        printable(bridge));
 }
 
 void add_vlan_option(CLI::App &command, std::vector<std::string> &texts, const std::string &which) {
-    command.add_option("--vlan", texts, "VLAN of a bridge " + which)->option_text("BRIDGE=N")->allow_extra_args(false);
+    command.add_option("--vlan", texts, "VLAN of a bridge " + which)
+        ->option_text("BRIDGE=N")
+        ->allow_extra_args(false);
 }
 
 bridge_vlans parse_vlans(const std::vector<std::string> &texts) {
     bridge_vlans vlans;
     for (const std::string &text : texts) {
         if (!vlans.insert(parse_vlan(text)).second)
-            throw usage_error(fmt::format("--vlan {}: the bridge has a VLAN already", printable(text)));
+            throw usage_error(
+                fmt::format("--vlan {}: the bridge has a VLAN already", printable(text)));
     }
     return vlans;
 }
 
-void add_bridge_option(CLI::App &command, std::vector<std::string> &bridges, const std::string &what) {
-    command.add_option("--bridge", bridges, "Take this bridge's " + what + " only; may be given several times")
+void add_bridge_option(CLI::App &command, std::vector<std::string> &bridges,
+                       const std::string &what) {
+    command
+        .add_option("--bridge", bridges,
+                    "Take this bridge's " + what + " only; may be given several times")
         ->option_text("NAME")
         ->allow_extra_args(false);
 }
 
-void check_named_bridges(const std::vector<std::string> &bridges, const std::vector<std::string> &vlans,
-                         const std::function<bool(const std::string &bridge)> &is_known, const std::string &why) {
+void check_named_bridges(const std::vector<std::string> &bridges,
+                         const std::vector<std::string> &vlans,
+                         const std::function<bool(const std::string &bridge)> &is_known,
+                         const std::string &why) {
     const auto check = [&](const char *option, const std::string &bridge) {
         if (!is_known(bridge))
             throw input_error(fmt::format("{} {}: {}", option, in_quotes(bridge), why));

@@ -25,11 +25,14 @@ void add_vlan_option(CLI::App &command, std::vector<std::string> &texts, const s
 bridge_vlans parse_vlans(const std::vector<std::string> &texts);
 
 // --bridge NAME; `what` is what is taken of these bridges only.
-void add_bridge_option(CLI::App &command, std::vector<std::string> &bridges, const std::string &what);
+void add_bridge_option(CLI::App &command, std::vector<std::string> &bridges,
+                       const std::string &what);
 
-// Throws input_error when --bridge or --vlan names a bridge that `is_known` does not know: it is mistyped then. `why` says
-// where it was looked for.
-void check_named_bridges(const std::vector<std::string> &bridges, const std::vector<std::string> &vlans,
-                         const std::function<bool(const std::string &bridge)> &is_known, const std::string &why);
+// Throws input_error when --bridge or --vlan names a bridge that `is_known` does not know: it is
+// mistyped then. `why` says where it was looked for.
+void check_named_bridges(const std::vector<std::string> &bridges,
+                         const std::vector<std::string> &vlans,
+                         const std::function<bool(const std::string &bridge)> &is_known,
+                         const std::string &why);
 
 } // namespace feed

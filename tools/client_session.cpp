@@ -30,8 +30,9 @@ bool needs_segment(std::uint32_t uuid) {
 // Before anything is opened.
 int checked_timeout(const session_options &options) {
     if (needs_segment(options.uuid) && options.segment.size() > VELL_SHM_NAME_MAX) {
-        throw usage_error(fmt::format("the segment name is {} bytes long, {} is the most (--segment)",
-                                      options.segment.size(), VELL_SHM_NAME_MAX));
+        throw usage_error(
+            fmt::format("the segment name is {} bytes long, {} is the most (--segment)",
+                        options.segment.size(), VELL_SHM_NAME_MAX));
     }
     return options.timeout_ms;
 }
@@ -51,7 +52,8 @@ std::pair<std::uint32_t, std::vector<std::uint8_t>> copy_of(const received_messa
 
 } // namespace
 
-client_session::client_session(const session_options &options) : timeout_ms_(checked_timeout(options)) {
+client_session::client_session(const session_options &options)
+    : timeout_ms_(checked_timeout(options)) {
     if (vell_register(queue_.handle(), options.uuid, options.segment.c_str()) == 0)
         throw session_error(no_switch());
     acknowledge();
@@ -59,13 +61,14 @@ client_session::client_session(const session_options &options) : timeout_ms_(che
 }
 
 void client_session::acknowledge() {
-    const received_message message =
-        queue_.await({"acknowledge the registration", "acknowledging the registration"}, timeout_ms_);
+    const received_message message = queue_.await(
+        {"acknowledge the registration", "acknowledging the registration"}, timeout_ms_);
     const std::size_t length = message.payload().size();
     if (length < acknowledgment_bytes) {
-        throw session_error(fmt::format("the switch answered the registration with a message of {} bytes, an "
-                                        "acknowledgment has {}",
-                                        length, acknowledgment_bytes));
+        throw session_error(
+            fmt::format("the switch answered the registration with a message of {} bytes, an "
+                        "acknowledgment has {}",
+                        length, acknowledgment_bytes));
     }
     if (vell_register_ack(message.handle()) == 0)
         throw session_error(refusal_text(message));
@@ -79,9 +82,10 @@ received_message client_session::await(const expected_action &action, const answ
     using clock = std::chrono::steady_clock;
     const clock::time_point began = clock::now();
     for (;;) {
-        const auto passed = std::chrono::duration_cast<std::chrono::milliseconds>(clock::now() - began).count();
-        received_message message =
-            queue_.await(action, timeout_ms_, static_cast<int>(std::min<long long>(passed, timeout_ms_)));
+        const auto passed =
+            std::chrono::duration_cast<std::chrono::milliseconds>(clock::now() - began).count();
+        received_message message = queue_.await(
+            action, timeout_ms_, static_cast<int>(std::min<long long>(passed, timeout_ms_)));
         const bool answer = answers(message);
         if (answer)
             answers_.insert(copy_of(message));
@@ -104,7 +108,8 @@ bool client_session::send_routes(std::span<std::uint8_t> message, std::uint16_t 
     return true;
 }
 
-bool client_session::send_l2(std::span<std::uint8_t> message, std::uint16_t records, std::uint16_t value) {
+bool client_session::send_l2(std::span<std::uint8_t> message, std::uint16_t records,
+                             std::uint16_t value) {
     kyt_msg_ref reference{};
     const auto length = static_cast<std::uint32_t>(message.size());
     const auto address = static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(&reference));
@@ -119,7 +124,8 @@ void client_session::close(const char *teller) {
     registered_ = false;
     const bool deregistered = vell_deregister() == 1;
     if (!deregistered)
-        throw session_error("everything was sent, but the switch went away before the client could deregister");
+        throw session_error(
+            "everything was sent, but the switch went away before the client could deregister");
     queue_.close();
 }
 

@@ -32,21 +32,22 @@ public:
     // Deregisters if close() did not, whatever comes of it, and closes the queue.
     ~client_session();
 
-    // Each sends one message and releases its reference. False when it could not be sent. A layer-2 message is in
-    // network byte order then.
+    // Each sends one message and releases its reference. False when it could not be sent. A layer-2
+    // message is in network byte order then.
     bool send_routes(std::span<std::uint8_t> message, std::uint16_t routes);
     bool send_l2(std::span<std::uint8_t> message, std::uint16_t records, std::uint16_t value);
 
     // A number for a request that is answered with it, another one each time.
     std::uint32_t new_cookie() { return ++last_cookie_; }
 
-    // Waits for an answer as long as for the acknowledgment. A switch may acknowledge or answer twice: what came before
-    // is passed over, unless it answers this request as well. Any other message is returned, for the caller to say what
-    // is wrong with it. Throws session_error.
+    // Waits for an answer as long as for the acknowledgment. A switch may acknowledge or answer
+    // twice: what came before is passed over, unless it answers this request as well. Any other
+    // message is returned, for the caller to say what is wrong with it. Throws session_error.
     received_message await(const expected_action &action, const answer_test &answers);
 
-    // Deregisters and closes the queue. Throws session_error when the connection was lost, when the switch could not be
-    // told, or when a message reference was not released, or wrongly. `teller` is the command that tells what arrived.
+    // Deregisters and closes the queue. Throws session_error when the connection was lost, when the
+    // switch could not be told, or when a message reference was not released, or wrongly. `teller`
+    // is the command that tells what arrived.
     void close(const char *teller = "`vellfeed compare`");
 
 private:

@@ -1,5 +1,5 @@
-// What vellfeed's commands do once their options are read, and what these options are. Each returns the exit code, and
-// throws what input_error.h declares.
+// What vellfeed's commands do once their options are read, and what these options are. Each returns
+// the exit code, and throws what input_error.h declares.
 #pragma once
 
 #include "cli_fwd.h"
@@ -71,7 +71,8 @@ struct l2_compare_command {
 };
 
 struct flood_command {
-    std::vector<std::string> paths; // the older list of ports, if there is one, and the newer one unless it is live
+    std::vector<std::string>
+        paths; // the older list of ports, if there is one, and the newer one unless it is live
     flood_options ports;
     session_options session;
     void add_to(CLI::App &command);

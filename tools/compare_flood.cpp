@@ -22,7 +22,8 @@ std::string interfaces_text(const flood_set &set) {
     return switch_names(set.interfaces);
 }
 
-constexpr compared_field<flood_set> fields[] = {{"line cards", line_cards_text}, {"interfaces", interfaces_text}};
+constexpr compared_field<flood_set> fields[] = {{"line cards", line_cards_text},
+                                                {"interfaces", interfaces_text}};
 
 } // namespace
 
@@ -30,8 +31,11 @@ comparison compare_flood(const std::vector<flood_set> &fed, std::vector<flood_se
     std::set<flood_key> fed_keys;
     for (const flood_set &set : fed)
         fed_keys.insert(set.key);
-    std::erase_if(held, [&](const flood_set &set) { return set.interfaces.empty() && !fed_keys.contains(set.key); });
-    return compare_by_key(fed, held, std::identity(), std::span<const compared_field<flood_set>>(fields));
+    std::erase_if(held, [&](const flood_set &set) {
+        return set.interfaces.empty() && !fed_keys.contains(set.key);
+    });
+    return compare_by_key(fed, held, std::identity(),
+                          std::span<const compared_field<flood_set>>(fields));
 }
 
 } // namespace feed

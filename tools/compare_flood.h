@@ -8,8 +8,8 @@
 
 namespace feed {
 
-// VLAN interfaces are not to be held. A set that is held without an interface, of a VLAN that was not fed, is as good
-// as none: the manager keeps the VLANs that once had one.
+// VLAN interfaces are not to be held. A set that is held without an interface, of a VLAN that was
+// not fed, is as good as none: the manager keeps the VLANs that once had one.
 comparison compare_flood(const std::vector<flood_set> &fed, std::vector<flood_set> held);
 
 } // namespace feed

@@ -32,7 +32,8 @@ constexpr compared_field<l2_entry> fields[] = {
 } // namespace
 
 comparison compare_l2(const std::vector<l2_entry> &fed, const std::vector<l2_entry> &held) {
-    return compare_by_key(fed, held, std::identity(), std::span<const compared_field<l2_entry>>(fields));
+    return compare_by_key(fed, held, std::identity(),
+                          std::span<const compared_field<l2_entry>>(fields));
 }
 
 } // namespace feed

@@ -15,7 +15,8 @@ struct flag_row {
     std::uint64_t mask;
 };
 
-// The flag word's bits are said here once more on purpose: what is expected owes nothing to the library that fed it.
+// The flag word's bits are said here once more on purpose: what is expected owes nothing to the
+// library that fed it.
 constexpr flag_row flag_rows[] = {
     {&route_flags::drop_route, "drop_route", 0x4},
     {&route_flags::local_group, "local_group", 0x8},
@@ -68,16 +69,21 @@ std::string number_text(const held_route &route) {
 }
 
 constexpr compared_field<held_route> fields[] = {
-    {"opcode", number_text<&held_route::opcode>},         {"flags", flags_text},
-    {"epoch", number_text<&held_route::epoch>},           {"rpf_if", number_text<&held_route::rpf_if>},
-    {"df_ordinal", number_text<&held_route::df_ordinal>}, {"oifs", oifs_text},
-    {"mti entries", number_text<&held_route::mti>},       {"glt entries", number_text<&held_route::glt>},
+    {"opcode", number_text<&held_route::opcode>},
+    {"flags", flags_text},
+    {"epoch", number_text<&held_route::epoch>},
+    {"rpf_if", number_text<&held_route::rpf_if>},
+    {"df_ordinal", number_text<&held_route::df_ordinal>},
+    {"oifs", oifs_text},
+    {"mti entries", number_text<&held_route::mti>},
+    {"glt entries", number_text<&held_route::glt>},
 };
 
 } // namespace
 
 comparison compare_routes(const std::vector<route> &fed, const std::vector<held_route> &held) {
-    return compare_by_key(fed, held, expected_of, std::span<const compared_field<held_route>>(fields));
+    return compare_by_key(fed, held, expected_of,
+                          std::span<const compared_field<held_route>>(fields));
 }
 
 } // namespace feed

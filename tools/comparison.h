@@ -35,15 +35,16 @@ struct compared_field {
 };
 
 template <typename Held>
-bool add_differences(const Held &expected, const Held &held, std::span<const compared_field<Held>> fields,
+bool add_differences(const Held &expected, const Held &held,
+                     std::span<const compared_field<Held>> fields,
                      std::vector<std::string> &lines) {
     const std::size_t before = lines.size();
     for (const compared_field<Held> &field : fields) {
         const std::string fed_text = field.text(expected);
         const std::string held_text = field.text(held);
         if (fed_text != held_text) {
-            lines.push_back(
-                fmt::format("{}: {}: fed {}, held {}", key_text(expected.key), field.name, fed_text, held_text));
+            lines.push_back(fmt::format("{}: {}: fed {}, held {}", key_text(expected.key),
+                                        field.name, fed_text, held_text));
         }
     }
     return lines.size() > before;
@@ -51,8 +52,8 @@ bool add_differences(const Held &expected, const Held &held, std::span<const com
 
 // `expected_of` makes what is to be held of what was fed.
 template <typename Fed, typename Held, typename Expect>
-comparison compare_by_key(const std::vector<Fed> &fed, const std::vector<Held> &held, Expect &&expected_of,
-                          std::span<const compared_field<Held>> fields) {
+comparison compare_by_key(const std::vector<Fed> &fed, const std::vector<Held> &held,
+                          Expect &&expected_of, std::span<const compared_field<Held>> fields) {
     std::map<decltype(Held::key), const Held *> left;
     for (const Held &one : held)
         left.emplace(one.key, &one);
@@ -61,12 +62,13 @@ comparison compare_by_key(const std::vector<Fed> &fed, const std::vector<Held> &
     for (const Fed &one : fed) {
         const auto found = left.find(one.key);
         if (found == left.end()) {
-            result.lines.push_back(
-                fmt::format("{}: missing: fed from entry {}, not held", key_text(one.key), one.entry + 1));
+            result.lines.push_back(fmt::format("{}: missing: fed from entry {}, not held",
+                                               key_text(one.key), one.entry + 1));
             ++result.missing;
             continue;
         }
-        result.differing += add_differences<Held>(expected_of(one), *found->second, fields, result.lines) ? 1 : 0;
+        result.differing +=
+            add_differences<Held>(expected_of(one), *found->second, fields, result.lines) ? 1 : 0;
         left.erase(found);
     }
     for (const Held &one : held) {

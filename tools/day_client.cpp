@@ -49,9 +49,10 @@ private:
     void tell(const std::string &what) { fmt::print(out_, "vellfeed: {}\n", what); }
 
     void send_routes() {
-        route_messages messages(message_bytes, [&](std::span<std::uint8_t> message, std::uint16_t count) {
-            return session_.send_routes(message, count);
-        });
+        route_messages messages(message_bytes,
+                                [&](std::span<std::uint8_t> message, std::uint16_t count) {
+                                    return session_.send_routes(message, count);
+                                });
         send_all(plan_.routes.routes, messages, "route");
         record_.routes = messages.records_sent();
         tell(fmt::format("sent {} in {}", counted(record_.routes, "route"),
@@ -59,29 +60,35 @@ private:
     }
 
     void send_groups(const std::vector<l2_change> &records) {
-        l2_messages messages(message_bytes, true, [&](std::span<std::uint8_t> message, std::uint16_t count) {
-            return session_.send_l2(message, count, 0);
-        });
+        l2_messages messages(message_bytes, true,
+                             [&](std::span<std::uint8_t> message, std::uint16_t count) {
+                                 return session_.send_l2(message, count, 0);
+                             });
         send_all(records, messages, "record");
         record_.layer2_records += messages.records_sent();
-        tell(fmt::format("sent {} in {} between markers", counted(messages.records_sent(), "layer-2 record"),
+        tell(fmt::format("sent {} in {} between markers",
+                         counted(messages.records_sent(), "layer-2 record"),
                          counted(messages.messages_sent(), "message")));
     }
 
-    void update_flood_sets(const std::vector<flood_set> &older, const std::vector<flood_set> &newer) {
+    void update_flood_sets(const std::vector<flood_set> &older,
+                           const std::vector<flood_set> &newer) {
         const std::vector<flood_change> vlans = flood_changes(older, newer);
         if (vlans.empty())
             return;
         const flood_answer answer = send_flood_update(session_, vlans);
         record_.flood_sets += vlans.size();
-        tell(fmt::format("sent the flood sets of {}, {} acknowledged", counted(vlans.size(), "VLAN"),
+        tell(fmt::format("sent the flood sets of {}, {} acknowledged",
+                         counted(vlans.size(), "VLAN"),
                          std::ranges::count(answer.acknowledged, true)));
         for (std::size_t i = 0; i < vlans.size(); ++i) {
             if (!answer.acknowledged[i])
-                refuse_flood(fmt::format("VLAN {}: refused: {}", vlans[i].vlan, status_text(answer.statuses[i])));
+                refuse_flood(fmt::format("VLAN {}: refused: {}", vlans[i].vlan,
+                                         status_text(answer.statuses[i])));
         }
         if (!answer.all_done && std::ranges::count(answer.acknowledged, false) == 0)
-            refuse_flood("the LTL manager acknowledged every flood set, but says that the update failed");
+            refuse_flood(
+                "the LTL manager acknowledged every flood set, but says that the update failed");
     }
 
     void refuse_flood(const std::string &why) {
@@ -99,22 +106,22 @@ private:
         for (std::size_t i = refused; i < book.refusals().size(); ++i)
             tell(book.refusals()[i]);
         tell(fmt::format("allocated {}, changed {}, released {}",
-                         counted(book.allocated() - allocated, "LTL index", "LTL indexes"), book.changed() - changed,
-                         book.released() - released));
+                         counted(book.allocated() - allocated, "LTL index", "LTL indexes"),
+                         book.changed() - changed, book.released() - released));
     }
 
     void ask_counters() {
         std::size_t answered = 0;
         for (const route &one : plan_.routes.routes)
             answered += ask_counters_of(one) ? 1 : 0;
-        tell(fmt::format("asked for the counters of {}, {} answered", counted(record_.counters.size(), "route"),
-                         answered));
+        tell(fmt::format("asked for the counters of {}, {} answered",
+                         counted(record_.counters.size(), "route"), answered));
     }
 
     bool ask_counters_of(const route &one) {
         const route_key &key = one.key;
-        const stats_route wanted = {key.table, ipv4_address(key.source), key.source_length, ipv4_address(key.group),
-                                    key.group_length};
+        const stats_route wanted = {key.table, ipv4_address(key.source), key.source_length,
+                                    ipv4_address(key.group), key.group_length};
         record_.counters.push_back({one.entry, wanted, 1});
         try {
             ask_stats(session_, wanted, stats_clearing::none);

@@ -35,8 +35,8 @@ struct day_record {
     std::vector<asked_counter> counters;
 };
 
-// Registers, lives the day and deregisters, and tells of each step. Throws session_error when the switch does not answer
-// or goes away; what it refuses is part of the record.
+// Registers, lives the day and deregisters, and tells of each step. Throws session_error when the
+// switch does not answer or goes away; what it refuses is part of the record.
 day_record live_day(const day_plan &plan, const session_options &session, std::ostream &out);
 
 } // namespace feed

@@ -47,12 +47,13 @@ day_plan load_day(const day_command &day, std::ostream &out) {
     check_named_bridges(
         day.bridges, day.vlans,
         [&](const std::string &bridge) {
-            return groups.older.table.bridges.contains(bridge) || groups.newer.table.bridges.contains(bridge) ||
-                   ports.bridges.contains(bridge) || later_ports.bridges.contains(bridge);
+            return groups.older.table.bridges.contains(bridge) ||
+                   groups.newer.table.bridges.contains(bridge) || ports.bridges.contains(bridge) ||
+                   later_ports.bridges.contains(bridge);
         },
         "no such bridge is in the recordings");
-    day_plan plan = {load_routes(day, out), plan_entries(groups, vlans), plan_switch_entries(groups, vlans), ports.sets,
-                     later_ports.sets};
+    day_plan plan = {load_routes(day, out), plan_entries(groups, vlans),
+                     plan_switch_entries(groups, vlans), ports.sets, later_ports.sets};
     flood.print_left_out(later_ports, out);
     return plan;
 }
@@ -70,7 +71,8 @@ comparison compare_groups_ltls(const day_plan &plan, const ltl_book &ltls) {
 comparison refused_or(comparison result, const std::vector<std::string> &refusals) {
     result.differing += refusals.size();
     if (!refusals.empty())
-        result.lines.push_back(fmt::format("{} refused", counted(refusals.size(), "request was", "requests were")));
+        result.lines.push_back(
+            fmt::format("{} refused", counted(refusals.size(), "request was", "requests were")));
     return result;
 }
 
@@ -99,7 +101,8 @@ void print_lines(const day_row &row, std::ostream &out) {
 
 // Returns whether everything agrees.
 bool print_agreement(const std::vector<day_row> &rows, std::ostream &out) {
-    fmt::print(out, "\n{:<16} {:>13} {:>11} {:>6}  {}\n", "", "Records sent", "To be held", "Held", "Agree");
+    fmt::print(out, "\n{:<16} {:>13} {:>11} {:>6}  {}\n", "", "Records sent", "To be held", "Held",
+               "Agree");
     std::size_t differing = 0;
     for (const day_row &row : rows) {
         print_row(row, out);
@@ -108,9 +111,10 @@ bool print_agreement(const std::vector<day_row> &rows, std::ostream &out) {
     for (const day_row &row : rows)
         print_lines(row, out);
     fmt::print(out, "{}\n",
-               differing == 0 ? "What was sent and what the service and the LTL manager hold agree."
-                              : fmt::format("Of {} kinds, {} not agree.", rows.size(),
-                                            differing == 1 ? "1 does" : fmt::format("{} do", differing)));
+               differing == 0
+                   ? "What was sent and what the service and the LTL manager hold agree."
+                   : fmt::format("Of {} kinds, {} not agree.", rows.size(),
+                                 differing == 1 ? "1 does" : fmt::format("{} do", differing)));
     return differing == 0;
 }
 
@@ -133,12 +137,16 @@ void day_command::add_to(CLI::App &command) {
     add_session_options(command, session);
     command.footer(
         "One client registers, sends the routes, the layer-2 entries and the flood\n"
-        "sets of the morning, allocates an LTL index for each layer-2 entry, follows what changes later, asks\n"
-        "for the counters of every route, and deregisters. Then a table tells what was sent, what the switch\n"
-        "is to hold and what it holds, for a switch that held nothing before. Exits with 1 when that differs.\n"
+        "sets of the morning, allocates an LTL index for each layer-2 entry, follows what changes "
+        "later, asks\n"
+        "for the counters of every route, and deregisters. Then a table tells what was sent, what "
+        "the switch\n"
+        "is to hold and what it holds, for a switch that held nothing before. Exits with 1 when "
+        "that differs.\n"
         "Example: vellfeed day --routes metro.mroute.json --routes-links metro.links.json \\\n"
         "             --mdb snooping.mdb.json --mdb-links snooping.links.json \\\n"
-        "             --later-mdb snooping-later.mdb.json --later-mdb-links snooping-later.links.json \\\n"
+        "             --later-mdb snooping-later.mdb.json --later-mdb-links "
+        "snooping-later.links.json \\\n"
         "             --ports flood.ports.json --later-ports flood-later.ports.json");
 }
 
@@ -148,16 +156,20 @@ int day_command::run(std::ostream &out) const {
     if (std::ranges::count_if(inputs, [](const std::string *input) { return *input == "-"; }) > 1)
         throw usage_error("standard input (-) can be read only once");
     const day_plan plan = load_day(*this, out);
-    // Rather now than after the day: that the switch is there, and that what it holds can be asked for.
+    // Rather now than after the day: that the switch is there, and that what it holds can be asked
+    // for.
     read_held({}, "clients");
     const day_record done = live_day(plan, session, out);
     const bool agree = print_agreement(
-        {{"routes", done.routes, compare_routes(plan.routes.routes, parse_held_routes(read_held({}, "routes")))},
+        {{"routes", done.routes,
+          compare_routes(plan.routes.routes, parse_held_routes(read_held({}, "routes")))},
          {"layer-2 entries", done.layer2_records,
           compare_l2(plan.groups.newer.entries, parse_held_l2(read_held({}, "l2")))},
          {"flood sets", done.flood_sets,
-          refused_or(compare_flood(plan.later_ports, parse_held_flood(read_held({}, "flood"))), done.flood_refusals)},
-         {"LTL indexes", done.ltls.requests(), refused_or(compare_groups_ltls(plan, done.ltls), done.ltls.refusals())},
+          refused_or(compare_flood(plan.later_ports, parse_held_flood(read_held({}, "flood"))),
+                     done.flood_refusals)},
+         {"LTL indexes", done.ltls.requests(),
+          refused_or(compare_groups_ltls(plan, done.ltls), done.ltls.refusals())},
          {"counters asked", done.counters.size(),
           compare_counters(done.counters, parse_asked_counters(read_held({}, "stats")))}},
         out);

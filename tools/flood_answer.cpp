@@ -35,30 +35,36 @@ Record read_record(const std::uint8_t *from) {
     return record;
 }
 
-void check_vlan(const received_message &message, std::uint32_t answered, std::uint32_t asked, std::size_t number) {
+void check_vlan(const received_message &message, std::uint32_t answered, std::uint32_t asked,
+                std::size_t number) {
     if (answered != asked) {
-        reject_answer(message, flood_update_request,
-                      fmt::format("entry {} is of VLAN {}, expected VLAN {}", number + 1, answered, asked));
+        reject_answer(
+            message, flood_update_request,
+            fmt::format("entry {} is of VLAN {}, expected VLAN {}", number + 1, answered, asked));
     }
 }
 
 } // namespace
 
-flood_answer read_flood_answer(const received_message &message, const std::vector<flood_change> &changes) {
+flood_answer read_flood_answer(const received_message &message,
+                               const std::vector<flood_change> &changes) {
     const result_buffer result = take_result(message);
     const auto head = read_record<vell_l2_message>(result.get());
     if (ntohs(head.count) != changes.size()) {
-        reject_answer(message, flood_update_request,
-                      fmt::format("it is of {} VLANs, expected {}", ntohs(head.count), changes.size()));
+        reject_answer(
+            message, flood_update_request,
+            fmt::format("it is of {} VLANs, expected {}", ntohs(head.count), changes.size()));
     }
     flood_answer answer;
     answer.all_done = head.flags != 0;
     for (std::size_t i = 0; i < changes.size(); ++i) {
-        const auto record = read_record<vell_flood_result>(result.get() + sizeof head + i * sizeof(vell_flood_result));
+        const auto record = read_record<vell_flood_result>(result.get() + sizeof head +
+                                                           i * sizeof(vell_flood_result));
         check_vlan(message, ntohl(record.vlan), changes[i].vlan, i);
         answer.acknowledged.push_back((record.flags & VELL_FLOOD_ACKNOWLEDGED) != 0);
     }
-    answer.statuses = entry_statuses(message, static_cast<std::uint32_t>(answer.acknowledged.size()));
+    answer.statuses =
+        entry_statuses(message, static_cast<std::uint32_t>(answer.acknowledged.size()));
     return answer;
 }
 

@@ -15,7 +15,9 @@ struct flood_answer {
     std::vector<std::uint32_t> statuses; // the same; why one was refused
 };
 
-// Has the library read the answer to an update of these VLANs. Throws session_error when it is anything else.
-flood_answer read_flood_answer(const received_message &message, const std::vector<flood_change> &changes);
+// Has the library read the answer to an update of these VLANs. Throws session_error when it is
+// anything else.
+flood_answer read_flood_answer(const received_message &message,
+                               const std::vector<flood_change> &changes);
 
 } // namespace feed

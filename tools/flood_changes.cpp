@@ -25,7 +25,8 @@ std::vector<std::uint32_t> flood_change::removed() const {
     return without(older, newer);
 }
 
-std::vector<flood_change> flood_changes(const std::vector<flood_set> &older, const std::vector<flood_set> &newer) {
+std::vector<flood_change> flood_changes(const std::vector<flood_set> &older,
+                                        const std::vector<flood_set> &newer) {
     std::map<std::uint32_t, flood_change> by_vlan;
     for (const flood_set &set : older)
         by_vlan[set.key.vlan].older = set.interfaces;

@@ -20,6 +20,7 @@ struct flood_change {
 };
 
 // One for each VLAN of either, also for one that stays as it is, in their order.
-std::vector<flood_change> flood_changes(const std::vector<flood_set> &older, const std::vector<flood_set> &newer);
+std::vector<flood_change> flood_changes(const std::vector<flood_set> &older,
+                                        const std::vector<flood_set> &newer);
 
 } // namespace feed

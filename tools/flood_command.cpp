@@ -43,11 +43,13 @@ void count(const flood_change &change, totals &acknowledged) {
     acknowledged.removed += removed;
 }
 
-void print_changes(const std::vector<flood_change> &changes, const flood_answer &answer, std::ostream &out) {
+void print_changes(const std::vector<flood_change> &changes, const flood_answer &answer,
+                   std::ostream &out) {
     totals acknowledged;
     for (std::size_t i = 0; i < changes.size(); ++i) {
         fmt::print(out, "VLAN {}: {}; {}\n", changes[i].vlan, change_text(changes[i]),
-                   answer.acknowledged[i] ? "acknowledged" : "refused: " + status_text(answer.statuses[i]));
+                   answer.acknowledged[i] ? "acknowledged"
+                                          : "refused: " + status_text(answer.statuses[i]));
         if (answer.acknowledged[i])
             count(changes[i], acknowledged);
     }
@@ -63,18 +65,21 @@ std::string remedy(const flood_answer &answer, bool older_given) {
     };
     if (std::ranges::none_of(answer.statuses, is_mismatch))
         return {};
-    return older_given ? "; it does not hold what OLD says: `vellsim show flood` tells what it holds"
-                       : "; it has flood sets already: name the ports that they were made of as OLD";
+    return older_given
+               ? "; it does not hold what OLD says: `vellsim show flood` tells what it holds"
+               : "; it has flood sets already: name the ports that they were made of as OLD";
 }
 
 void check_done(const flood_answer &answer, bool older_given) {
     const auto refused = std::ranges::count(answer.acknowledged, false);
     if (refused > 0) {
         throw session_error(fmt::format("the LTL manager refused {} of {}{}", refused,
-                                        counted(answer.acknowledged.size(), "flood set"), remedy(answer, older_given)));
+                                        counted(answer.acknowledged.size(), "flood set"),
+                                        remedy(answer, older_given)));
     }
     if (!answer.all_done)
-        throw session_error("the LTL manager acknowledged every flood set, but says that the update failed");
+        throw session_error(
+            "the LTL manager acknowledged every flood set, but says that the update failed");
 }
 
 } // namespace
@@ -82,31 +87,37 @@ void check_done(const flood_answer &answer, bool older_given) {
 void flood_command::add_to(CLI::App &command) {
     command
         .add_option("PORTS", paths,
-                    "What `bridge -j -d link show` printed, a file or - for standard input: of before, and of now. "
+                    "What `bridge -j -d link show` printed, a file or - for standard input: of "
+                    "before, and of now. "
                     "Without OLD the manager is taken to have no flood sets")
         ->option_text("[OLD] NEW");
     ports.add_to(command);
     add_session_options(command, session);
-    command.footer(
-        "Of each VLAN, the ports with \"mcast_flood\" are its flood set. The VLAN is what --vlan says of the bridge, "
-        "else\n"
-        "the number in its name. A port's name says where it is: eth3-7 is port 7 of line card 3, po12 a "
-        "port-channel,\n"
-        "vlan10 a VLAN interface; any other is known by its index. VLAN interfaces are passed over. All VLANs go out "
-        "in\n"
-        "one request; an unchanged one as well, with its line cards. Prints what the manager says of each, and exits "
-        "with\n"
-        "1 when it refused one. `vellfeed flood-compare` tells what it holds.\n"
-        "Example: vellfeed flood flood.ports.json && vellfeed flood flood.ports.json flood-later.ports.json");
+    command.footer("Of each VLAN, the ports with \"mcast_flood\" are its flood set. The VLAN is "
+                   "what --vlan says of the bridge, "
+                   "else\n"
+                   "the number in its name. A port's name says where it is: eth3-7 is port 7 of "
+                   "line card 3, po12 a "
+                   "port-channel,\n"
+                   "vlan10 a VLAN interface; any other is known by its index. VLAN interfaces are "
+                   "passed over. All VLANs go out "
+                   "in\n"
+                   "one request; an unchanged one as well, with its line cards. Prints what the "
+                   "manager says of each, and exits "
+                   "with\n"
+                   "1 when it refused one. `vellfeed flood-compare` tells what it holds.\n"
+                   "Example: vellfeed flood flood.ports.json && vellfeed flood flood.ports.json "
+                   "flood-later.ports.json");
 }
 
 int flood_command::run(std::ostream &out) const {
     const std::size_t lists = paths.size() + (ports.live ? 1 : 0);
     if (lists == 0)
-        throw usage_error("which ports? Name a file, - for standard input, or --live for this machine");
-    if (lists > 2)
         throw usage_error(
-            "there are too many lists of ports: an older one and a newer one, for which --live may stand");
+            "which ports? Name a file, - for standard input, or --live for this machine");
+    if (lists > 2)
+        throw usage_error("there are too many lists of ports: an older one and a newer one, for "
+                          "which --live may stand");
     ports.check(paths);
     const flood_plan newer = ports.live ? ports.load_live() : ports.load(paths.back());
     const flood_plan older = lists == 2 ? ports.load(paths.front()) : flood_plan{};

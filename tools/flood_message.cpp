@@ -32,8 +32,8 @@ entries entries_of(const std::vector<std::uint32_t> &interfaces) {
     return made;
 }
 
-// The library passes over a VLAN interface while there are old entries left to compare with, or as long as it has not
-// come to a port; then it would add it, though it was never to be flooded to.
+// The library passes over a VLAN interface while there are old entries left to compare with, or as
+// long as it has not come to a port; then it would add it, though it was never to be flooded to.
 bool is_passed_over(std::uint32_t vlan_interface, const flood_change &change) {
     const bool old_ones_left = !change.older.empty() && change.older.back() > vlan_interface;
     const bool before_all_ports = change.newer.empty() || change.newer.front() > vlan_interface;

@@ -13,7 +13,8 @@ namespace feed {
 namespace {
 
 flood_plan plan_of(const text_input &input, const flood_options &options) {
-    const port_table table = parse_bridge_ports(input, {options.bridges.begin(), options.bridges.end()});
+    const port_table table =
+        parse_bridge_ports(input, {options.bridges.begin(), options.bridges.end()});
     return plan_flood(table, parse_vlans(options.vlans));
 }
 
@@ -43,7 +44,9 @@ flood_plan flood_options::load_live() const {
 void flood_options::check_bridges(const flood_plan &newer, const flood_plan &older) const {
     check_named_bridges(
         bridges, vlans,
-        [&](const std::string &bridge) { return newer.bridges.contains(bridge) || older.bridges.contains(bridge); },
+        [&](const std::string &bridge) {
+            return newer.bridges.contains(bridge) || older.bridges.contains(bridge);
+        },
         "no bridge of this name has a port");
 }
 
@@ -51,7 +54,8 @@ void flood_options::print_left_out(const flood_plan &plan, std::ostream &out) co
     if (quiet)
         return;
     if (plan.other_bridges > 0)
-        fmt::print(out, "vellfeed: left out {} of other bridges\n", counted(plan.other_bridges, "port"));
+        fmt::print(out, "vellfeed: left out {} of other bridges\n",
+                   counted(plan.other_bridges, "port"));
     std::size_t vlan_interfaces = 0;
     for (const flood_set &set : plan.sets)
         vlan_interfaces += set.vlan_interfaces.size();

@@ -1,5 +1,5 @@
-// The options with which the ports of bridges are read and turned into flood sets, alike for feeding them and for
-// comparing them.
+// The options with which the ports of bridges are read and turned into flood sets, alike for
+// feeding them and for comparing them.
 #pragma once
 
 #include "cli_fwd.h"
@@ -26,7 +26,8 @@ struct flood_options {
     flood_plan load(const std::string &path) const;
     flood_plan load_live() const;
 
-    // Throws input_error when an option names a bridge that has a port in neither plan: it is mistyped then.
+    // Throws input_error when an option names a bridge that has a port in neither plan: it is
+    // mistyped then.
     void check_bridges(const flood_plan &newer, const flood_plan &older = {}) const;
 
     // What the sets do not say, unless it is to be quiet.

@@ -37,9 +37,10 @@ private:
         const std::uint32_t vlan = vlan_of(port);
         growing_set &grown = sets_.emplace(vlan, growing_set{&port, {}}).first->second;
         if (grown.first->bridge != port.bridge) {
-            throw input_error(fmt::format("{}: VLAN {} is the bridge {} here and {} in entry {}; a VLAN has one bridge",
-                                          table_.place(port, "/master"), vlan, in_quotes(port.bridge),
-                                          in_quotes(grown.first->bridge), grown.first->entry + 1));
+            throw input_error(fmt::format(
+                "{}: VLAN {} is the bridge {} here and {} in entry {}; a VLAN has one bridge",
+                table_.place(port, "/master"), vlan, in_quotes(port.bridge),
+                in_quotes(grown.first->bridge), grown.first->entry + 1));
         }
         if (port.floods)
             add_port(grown, port);
@@ -48,9 +49,9 @@ private:
     std::uint32_t vlan_of(const bridge_port &port) const {
         const std::uint32_t vlan = vlan_of_bridge(port.bridge, vlans_);
         if (vlan == 0) {
-            throw input_error(fmt::format("{}: the bridge {} has no VLAN in its name, as br10 has; {}",
-                                          table_.place(port, "/master"), in_quotes(port.bridge),
-                                          vlan_remedy(port.bridge)));
+            throw input_error(fmt::format(
+                "{}: the bridge {} has no VLAN in its name, as br10 has; {}",
+                table_.place(port, "/master"), in_quotes(port.bridge), vlan_remedy(port.bridge)));
         }
         return vlan;
     }
@@ -58,15 +59,17 @@ private:
     void add_port(growing_set &grown, const bridge_port &port) const {
         const auto index = index_of_link(port.name, port.index);
         if (!index) {
-            throw input_error(fmt::format("{}: the index {} of the port {} is too large for an interface that the "
-                                          "switch knows by it alone",
-                                          table_.place(port, "/ifindex"), port.index, in_quotes(port.name)));
+            throw input_error(fmt::format(
+                "{}: the index {} of the port {} is too large for an interface that the "
+                "switch knows by it alone",
+                table_.place(port, "/ifindex"), port.index, in_quotes(port.name)));
         }
         const bridge_port &first = *grown.ports.emplace(*index, &port).first->second;
         if (&first != &port) {
-            throw input_error(fmt::format("{}: the port {} is {} for the switch, and so is {} in entry {}",
-                                          table_.place(port, "/ifindex"), in_quotes(port.name), switch_name(*index),
-                                          in_quotes(first.name), first.entry + 1));
+            throw input_error(
+                fmt::format("{}: the port {} is {} for the switch, and so is {} in entry {}",
+                            table_.place(port, "/ifindex"), in_quotes(port.name),
+                            switch_name(*index), in_quotes(first.name), first.entry + 1));
         }
     }
 

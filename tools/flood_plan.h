@@ -13,7 +13,8 @@
 namespace feed {
 
 struct flood_plan {
-    std::vector<flood_set> sets;   // one for each VLAN, in their order, also for one that is flooded to no port
+    std::vector<flood_set>
+        sets; // one for each VLAN, in their order, also for one that is flooded to no port
     std::size_t other_bridges = 0; // ports of bridges that were left out
     std::set<std::string> bridges; // those that have ports, left out or not
 };

@@ -14,8 +14,9 @@ flood_answer send_flood_update(client_session &client, const std::vector<flood_c
     void *const context = reinterpret_cast<void *>(std::uintptr_t{cookie});
     const bool sent =
         vell_send_l2_mc_update_flood_ltl(
-            messages.older.data(), static_cast<std::uint32_t>(messages.older.size()), messages.vlans,
-            messages.newer.data(), static_cast<std::uint32_t>(messages.newer.size()), messages.vlans, context) == 1;
+            messages.older.data(), static_cast<std::uint32_t>(messages.older.size()),
+            messages.vlans, messages.newer.data(),
+            static_cast<std::uint32_t>(messages.newer.size()), messages.vlans, context) == 1;
     require_sent(sent, flood_update_request.name);
     return read_flood_answer(await_answer(client, flood_update_request, cookie), changes);
 }

@@ -9,23 +9,28 @@ namespace {
 // What --limit left of a table says how much there was.
 void check_whole(const json_view &root, const std::string &name, std::size_t listed) {
     if (root.find("narrowed"))
-        root.fail(fmt::format("these are some of the {} only: print them without the options that narrow them", name));
+        root.fail(fmt::format(
+            "these are some of the {} only: print them without the options that narrow them",
+            name));
     const auto matched = root.find("matched");
     if (!matched)
         return;
-    const std::uint32_t there_were = matched->number(0, std::numeric_limits<std::uint32_t>::max(), "a number");
+    const std::uint32_t there_were =
+        matched->number(0, std::numeric_limits<std::uint32_t>::max(), "a number");
     if (there_were > listed)
-        root.fail(fmt::format("these are {} of {} {}: print them without --limit", listed, there_were, name));
+        root.fail(fmt::format("these are {} of {} {}: print them without --limit", listed,
+                              there_were, name));
 }
 
 } // namespace
 
 std::vector<json_view> held_rows(const json_document &document, const held_table &table) {
     const json_view root(document);
-    root.expect_object(
-        fmt::format("an object with \"{}\", the output of `vellsim show {} --json`", table.name, table.name));
+    root.expect_object(fmt::format("an object with \"{}\", the output of `vellsim show {} --json`",
+                                   table.name, table.name));
     const std::string expected = fmt::format("an array of {}", table.rows);
-    std::vector<json_view> rows = root.member(table.name, fmt::format("the held {}", table.rows)).elements(expected);
+    std::vector<json_view> rows =
+        root.member(table.name, fmt::format("the held {}", table.rows)).elements(expected);
     check_whole(root, table.rows, rows.size());
     return rows;
 }

@@ -21,16 +21,19 @@ struct held_table {
 // Throws input_error when the text is no JSON.
 json_document parse_held(const text_input &input, const held_table &table);
 
-// Throws input_error when the document is another table, or one of which --limit left some rows out.
+// Throws input_error when the document is another table, or one of which --limit left some rows
+// out.
 std::vector<json_view> held_rows(const json_document &document, const held_table &table);
 
 // The number that a row has as this member. Throws input_error when there is none, or a larger one.
 std::uint32_t held_number(const json_view &row, const char *key,
                           std::uint32_t most = std::numeric_limits<std::uint32_t>::max());
 
-// Parses each element. Throws input_error, also for a key that stands twice: then the list is none that was held.
+// Parses each element. Throws input_error, also for a key that stands twice: then the list is none
+// that was held.
 template <typename Held>
-std::vector<Held> parse_held_list(const std::vector<json_view> &views, Held (*parse)(const json_view &)) {
+std::vector<Held> parse_held_list(const std::vector<json_view> &views,
+                                  Held (*parse)(const json_view &)) {
     std::vector<Held> held;
     std::set<decltype(Held::key)> keys;
     for (const json_view &view : views) {

@@ -33,7 +33,8 @@ route_key parse_key(const json_view &route) {
 
 std::vector<std::string> parse_flags(const json_view &route) {
     std::vector<std::string> flags;
-    for (const json_view &flag : route.member("flags", "an array of names").elements("an array of names"))
+    for (const json_view &flag :
+         route.member("flags", "an array of names").elements("an array of names"))
         flags.push_back(flag.string("the name of a flag"));
     std::sort(flags.begin(), flags.end());
     return flags;

@@ -5,7 +5,8 @@
 
 namespace feed {
 
-// The table, or another input, is not what it has to be. The text names the input and the place in it.
+// The table, or another input, is not what it has to be. The text names the input and the place in
+// it.
 class input_error : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

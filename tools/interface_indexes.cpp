@@ -18,7 +18,9 @@ std::uint32_t index_in_name(const std::string &name) {
     std::int32_t index = 0;
     const char *end = name.data() + name.size();
     const auto result = std::from_chars(name.data() + 2, end, index);
-    return result.ec == std::errc() && result.ptr == end && index > 0 ? static_cast<std::uint32_t>(index) : 0;
+    return result.ec == std::errc() && result.ptr == end && index > 0
+               ? static_cast<std::uint32_t>(index)
+               : 0;
 }
 
 // Takes each name once; where it stands is worked out for the first time only.
@@ -46,7 +48,8 @@ std::vector<interface_use> interface_uses(const mroute_table &table) {
             continue;
         uses.add(entry.iif, [&] { return table.place(i, "/iif"); });
         for (std::size_t n = 0; n < entry.oifs.size(); ++n)
-            uses.add(entry.oifs[n].name, [&] { return table.place(i, fmt::format("/multipath/{}/oif", n)); });
+            uses.add(entry.oifs[n].name,
+                     [&] { return table.place(i, fmt::format("/multipath/{}/oif", n)); });
     }
     return uses.take();
 }
@@ -60,8 +63,9 @@ std::vector<interface_use> interface_uses(const mdb_table &table) {
     return uses.take();
 }
 
-interface_indexes::interface_indexes(const std::vector<interface_use> &uses, const interface_source &source,
-                                     bool number_unknown, std::set<std::uint32_t> taken) {
+interface_indexes::interface_indexes(const std::vector<interface_use> &uses,
+                                     const interface_source &source, bool number_unknown,
+                                     std::set<std::uint32_t> taken) {
     for (const auto &[name, place] : uses) {
         if (indexes_.contains(name))
             continue;
@@ -69,8 +73,8 @@ interface_indexes::interface_indexes(const std::vector<interface_use> &uses, con
         if (index == 0)
             index = index_in_name(name);
         if (index == 0 && !number_unknown) {
-            throw input_error(
-                fmt::format("{}: {} has no interface {}{}", place, source.name, in_quotes(name), source.remedy));
+            throw input_error(fmt::format("{}: {} has no interface {}{}", place, source.name,
+                                          in_quotes(name), source.remedy));
         }
         if (index == 0)
             numbered_.emplace_back(name, 0);

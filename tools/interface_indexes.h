@@ -21,19 +21,20 @@ struct interface_use {
     std::string place;
 };
 
-// The interfaces of all resolved entries, and the ports of all entries but the bridges themselves, in order of
-// appearance.
+// The interfaces of all resolved entries, and the ports of all entries but the bridges themselves,
+// in order of appearance.
 std::vector<interface_use> interface_uses(const mroute_table &table);
 std::vector<interface_use> interface_uses(const mdb_table &table);
 
 class interface_indexes {
 public:
-    // Learns the names. A name that the source does not know is the index N when it is if<N>, as `ip` writes an
-    // interface that is gone; else it gets the smallest free number that is not in `taken`, in order of appearance, when
-    // `number_unknown` is set; else it is an input_error.
-    interface_indexes(const std::vector<interface_use> &uses, const interface_source &source, bool number_unknown,
-                      std::set<std::uint32_t> taken = {});
-    interface_indexes(const mroute_table &table, const interface_source &source, bool number_unknown)
+    // Learns the names. A name that the source does not know is the index N when it is if<N>, as
+    // `ip` writes an interface that is gone; else it gets the smallest free number that is not in
+    // `taken`, in order of appearance, when `number_unknown` is set; else it is an input_error.
+    interface_indexes(const std::vector<interface_use> &uses, const interface_source &source,
+                      bool number_unknown, std::set<std::uint32_t> taken = {});
+    interface_indexes(const mroute_table &table, const interface_source &source,
+                      bool number_unknown)
         : interface_indexes(interface_uses(table), source, number_unknown) {}
 
     std::uint32_t of(const std::string &name) const { return indexes_.at(name); }

@@ -25,7 +25,8 @@ std::string text_place(const text_input &input, std::size_t offset) {
     return fmt::format("{}:{}:{}", input.name, line, before.size() - line_start + 1);
 }
 
-// An iterator over the text that lets others see how far it has come: the parser's events carry no position.
+// An iterator over the text that lets others see how far it has come: the parser's events carry no
+// position.
 struct watched_iterator {
     using iterator_category = std::input_iterator_tag;
     using value_type = char;
@@ -50,15 +51,16 @@ struct watched_iterator {
     bool operator!=(const watched_iterator &other) const { return at != other.at; }
 };
 
-// Builds the value, and refuses what the parser would let pass: members that stand twice, of which one would be lost,
-// and excessive nesting.
+// Builds the value, and refuses what the parser would let pass: members that stand twice, of which
+// one would be lost, and excessive nesting.
 class document_builder : public nlohmann::json_sax<json> {
 public:
     explicit document_builder(const text_input &input) : input_(input), seen_(input.text.data()) {}
 
     json build() {
         const char *begin = input_.text.data();
-        json::sax_parse(watched_iterator{begin, &seen_}, watched_iterator{begin + input_.text.size(), &seen_}, this);
+        json::sax_parse(watched_iterator{begin, &seen_},
+                        watched_iterator{begin + input_.text.size(), &seen_}, this);
         return std::move(root_);
     }
 
@@ -82,7 +84,8 @@ public:
         return true;
     }
 
-    bool parse_error(std::size_t, const std::string &, const nlohmann::detail::exception &error) override {
+    bool parse_error(std::size_t, const std::string &,
+                     const nlohmann::detail::exception &error) override {
         // Behind the parser's own account of the place, which counts differently.
         const std::string_view what = error.what();
         const std::size_t start = std::min(what.find("syntax error"), what.find("number overflow"));
@@ -92,7 +95,8 @@ public:
 private:
     [[noreturn]] void fail(const std::string &what) const {
         const auto consumed = static_cast<std::size_t>(seen_ - input_.text.data());
-        throw input_error(fmt::format("{}: {}", text_place(input_, consumed == 0 ? 0 : consumed - 1), what));
+        throw input_error(
+            fmt::format("{}: {}", text_place(input_, consumed == 0 ? 0 : consumed - 1), what));
     }
 
     json *place(json &&value) {
@@ -138,8 +142,8 @@ private:
 
 json_document parse_json(const text_input &input, std::string_view producer) {
     if (input.text.find_first_not_of(" \t\r\n") == std::string::npos) {
-        throw input_error(
-            fmt::format("{}: is empty, not even an empty JSON value; did {} fail?", input.name, producer));
+        throw input_error(fmt::format("{}: is empty, not even an empty JSON value; did {} fail?",
+                                      input.name, producer));
     }
     try {
         return {input.name, std::make_shared<const json>(document_builder(input).build())};

@@ -61,7 +61,8 @@ std::string json_place(const json_document &document, const std::string &pointer
     if (!document.root.is_array())
         return fmt::format("{}: {}", document.name, pointer);
     const std::string first = pointer.substr(1, pointer.find('/', 1) - 1);
-    return fmt::format("{}: entry {} of {} ({})", document.name, std::stoul(first) + 1, document.root.size(), pointer);
+    return fmt::format("{}: entry {} of {} ({})", document.name, std::stoul(first) + 1,
+                       document.root.size(), pointer);
 }
 
 std::string json_view::place() const {
@@ -87,7 +88,8 @@ json_view json_view::member(const char *key, std::string_view expected) const {
     expect_object("an object");
     if (const auto found = find(key))
         return *found;
-    fail(fmt::format("expected a member \"{}\" ({}), found {}", key, expected, member_names(*value_)));
+    fail(fmt::format("expected a member \"{}\" ({}), found {}", key, expected,
+                     member_names(*value_)));
 }
 
 void json_view::expect_object(std::string_view expected) const {
@@ -132,7 +134,8 @@ const std::string &json_view::string(std::string_view expected) const {
     return value_->get_ref<const std::string &>();
 }
 
-std::uint32_t json_view::number(std::uint32_t least, std::uint32_t most, std::string_view expected) const {
+std::uint32_t json_view::number(std::uint32_t least, std::uint32_t most,
+                                std::string_view expected) const {
     if (!value_->is_number_unsigned())
         reject(expected);
     const std::uint64_t number = value_->get<std::uint64_t>();

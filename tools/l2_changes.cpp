@@ -8,9 +8,11 @@ namespace feed {
 
 namespace {
 
-std::vector<l2_port> without(const std::vector<l2_port> &ports, const std::vector<l2_port> &others) {
+std::vector<l2_port> without(const std::vector<l2_port> &ports,
+                             const std::vector<l2_port> &others) {
     std::vector<l2_port> left;
-    std::set_difference(ports.begin(), ports.end(), others.begin(), others.end(), std::back_inserter(left));
+    std::set_difference(ports.begin(), ports.end(), others.begin(), others.end(),
+                        std::back_inserter(left));
     return left;
 }
 
@@ -67,7 +69,8 @@ std::vector<l2_change> all_added(const std::vector<l2_entry> &entries) {
     return list.take();
 }
 
-std::vector<l2_change> changes(const std::vector<l2_entry> &older, const std::vector<l2_entry> &newer) {
+std::vector<l2_change> changes(const std::vector<l2_entry> &older,
+                               const std::vector<l2_entry> &newer) {
     std::map<l2_key, const l2_entry *> left;
     for (const l2_entry &entry : older)
         left.emplace(entry.key, &entry);

@@ -22,6 +22,7 @@ struct l2_change {
 std::vector<l2_change> all_added(const std::vector<l2_entry> &entries);
 
 // What makes `older` into `newer`, removals first. Both are in the order of their keys.
-std::vector<l2_change> changes(const std::vector<l2_entry> &older, const std::vector<l2_entry> &newer);
+std::vector<l2_change> changes(const std::vector<l2_entry> &older,
+                               const std::vector<l2_entry> &newer);
 
 } // namespace feed

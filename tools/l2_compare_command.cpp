@@ -11,10 +11,12 @@ namespace feed {
 void l2_compare_command::add_to(CLI::App &command) {
     mdb.add_to(command);
     add_held_option(command, held_path, "l2");
-    command.footer("Give the options with which the database was sent. Prints a line for each field that differs, "
-                   "each\nmissing and each unexpected entry, and one line that says how many arrived.\n"
-                   "Example: vellsim show l2 --json | vellfeed l2-compare snooping.mdb.json --links "
-                   "snooping.links.json --held -");
+    command.footer(
+        "Give the options with which the database was sent. Prints a line for each field that "
+        "differs, "
+        "each\nmissing and each unexpected entry, and one line that says how many arrived.\n"
+        "Example: vellsim show l2 --json | vellfeed l2-compare snooping.mdb.json --links "
+        "snooping.links.json --held -");
 }
 
 int l2_compare_command::run(std::ostream &out) const {

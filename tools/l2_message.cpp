@@ -24,7 +24,8 @@ std::size_t record_bytes(const l2_entry &entry) {
 }
 
 vell_l2_address_kind wire_kind(address_kind kind) {
-    constexpr vell_l2_address_kind kinds[] = {vell_l2_address_ipv4, vell_l2_address_ipv6, vell_l2_address_mac};
+    constexpr vell_l2_address_kind kinds[] = {vell_l2_address_ipv4, vell_l2_address_ipv6,
+                                              vell_l2_address_mac};
     return kinds[static_cast<std::size_t>(kind)];
 }
 
@@ -46,7 +47,8 @@ void fill_record(const l2_change &change, vell_l2_mbd_record &record) {
     record.words[vlan_word] = entry.key.vlan;
     record.half = entry.permanent ? permanent_flag : 0;
     fill_address(entry.key.group, record.addresses[0]);
-    fill_address(entry.key.source.value_or(net_address{entry.key.group.kind, {}}), record.addresses[1]);
+    fill_address(entry.key.source.value_or(net_address{entry.key.group.kind, {}}),
+                 record.addresses[1]);
     record.count = static_cast<std::uint32_t>(entry.ports.size());
 }
 
@@ -68,9 +70,10 @@ bool send_marked(const full_message &message, bool markers, const l2_sender &sen
 } // namespace
 
 l2_messages::l2_messages(std::uint32_t message_bytes, bool markers, l2_sender send)
-    : batch_(sizeof(vell_l2_message), message_bytes, [markers, send = std::move(send)](const full_message &message) {
-          return send_marked(message, markers, send);
-      }) {}
+    : batch_(sizeof(vell_l2_message), message_bytes,
+             [markers, send = std::move(send)](const full_message &message) {
+                 return send_marked(message, markers, send);
+             }) {}
 
 bool l2_messages::add(const l2_change &change) {
     const std::size_t size = record_bytes(change.entry);

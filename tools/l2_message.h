@@ -15,10 +15,12 @@ using l2_sender = std::function<bool(std::span<std::uint8_t> message, std::uint1
 
 class l2_messages {
 public:
-    // See message_batch. With `markers` the first message asks for the begin marker and the last one for the end marker.
+    // See message_batch. With `markers` the first message asks for the begin marker and the last
+    // one for the end marker.
     l2_messages(std::uint32_t message_bytes, bool markers, l2_sender send);
 
-    // Adds a record, after sending the message so far when it has no room for one more. False when that failed.
+    // Adds a record, after sending the message so far when it has no room for one more. False when
+    // that failed.
     bool add(const l2_change &change);
 
     // Sends what is left. False when that failed.

@@ -39,7 +39,8 @@ private:
     void add(std::size_t number, const mdb_entry &entry) {
         check_index(entry);
         const l2_key key = {vlan_of(entry), entry.group, entry.source};
-        growing_entry &grown = entries_.emplace(key, growing_entry{&entry, number, false, {}}).first->second;
+        growing_entry &grown =
+            entries_.emplace(key, growing_entry{&entry, number, false, {}}).first->second;
         check_bridge(key, *grown.first, entry);
         // The kernel keeps this for each port, the service for the whole entry.
         grown.permanent |= entry.permanent;
@@ -54,9 +55,10 @@ private:
             return *entry.vid;
         const std::uint32_t vlan = vlan_of_bridge(entry.bridge, vlans_);
         if (vlan == 0) {
-            throw input_error(
-                fmt::format("{}: the bridge {} has no VLAN in its name, as br10 has, and its entry no \"vid\"; {}",
-                            table_.place(entry, "/dev"), in_quotes(entry.bridge), vlan_remedy(entry.bridge)));
+            throw input_error(fmt::format("{}: the bridge {} has no VLAN in its name, as br10 has, "
+                                          "and its entry no \"vid\"; {}",
+                                          table_.place(entry, "/dev"), in_quotes(entry.bridge),
+                                          vlan_remedy(entry.bridge)));
         }
         return vlan;
     }
@@ -65,27 +67,30 @@ private:
         const mdb_entry &first = *bridges_.emplace(entry.bridge, &entry).first->second;
         if (first.bridge_index != entry.bridge_index) {
             throw input_error(fmt::format("{}: the bridge {} has the index {} here and {} in {}",
-                                          table_.place(entry, "/index"), in_quotes(entry.bridge), entry.bridge_index,
-                                          first.bridge_index, first.label));
+                                          table_.place(entry, "/index"), in_quotes(entry.bridge),
+                                          entry.bridge_index, first.bridge_index, first.label));
         }
     }
 
     void check_bridge(const l2_key &key, const mdb_entry &first, const mdb_entry &entry) const {
         if (first.bridge != entry.bridge) {
-            throw input_error(fmt::format("{}: {} is on the bridge {} here and on {} in {}; an entry has one bridge",
-                                          table_.place(entry, "/dev"), key_text(key), in_quotes(entry.bridge),
-                                          in_quotes(first.bridge), first.label));
+            throw input_error(fmt::format(
+                "{}: {} is on the bridge {} here and on {} in {}; an entry has one bridge",
+                table_.place(entry, "/dev"), key_text(key), in_quotes(entry.bridge),
+                in_quotes(first.bridge), first.label));
         }
     }
 
-    // A port may stand in an entry several times: a port that sends to each receiver alone does for each of them.
+    // A port may stand in an entry several times: a port that sends to each receiver alone does for
+    // each of them.
     void add_port(const l2_key &key, growing_entry &grown, const mdb_entry &entry) {
         const std::uint32_t index = numbering_.index(entry, key.vlan);
         const mdb_entry &first = *grown.ports.emplace(index, &entry).first->second;
         if (first.port != entry.port) {
-            throw input_error(fmt::format("{}: the port {} of {} has the index {}, and so has {} in {}",
-                                          table_.place(entry, "/port"), in_quotes(entry.port), key_text(key),
-                                          numbering_.text(index), in_quotes(first.port), first.label));
+            throw input_error(
+                fmt::format("{}: the port {} of {} has the index {}, and so has {} in {}",
+                            table_.place(entry, "/port"), in_quotes(entry.port), key_text(key),
+                            numbering_.text(index), in_quotes(first.port), first.label));
         }
     }
 
@@ -96,7 +101,8 @@ private:
         entry.bridge = grown.first->bridge_index;
         entry.permanent = grown.permanent;
         for (const auto &[index, port] : grown.ports)
-            entry.ports.push_back({index, port->on_bridge_itself() ? std::uint32_t{VELL_L2_OIF_SVI} : 0});
+            entry.ports.push_back(
+                {index, port->on_bridge_itself() ? std::uint32_t{VELL_L2_OIF_SVI} : 0});
         return entry;
     }
 
@@ -114,10 +120,11 @@ void check_bridges(const mdb_table &table, const interface_source &source) {
     for (const mdb_entry &entry : table.entries) {
         const std::uint32_t index = source.find(entry.bridge);
         if (index != 0 && index != entry.bridge_index) {
-            throw input_error(fmt::format("{}: the bridge {} has the index {} here, and {} says {}: they do not belong "
-                                          "together",
-                                          table.place(entry, "/index"), in_quotes(entry.bridge), entry.bridge_index,
-                                          source.name, index));
+            throw input_error(fmt::format(
+                "{}: the bridge {} has the index {} here, and {} says {}: they do not belong "
+                "together",
+                table.place(entry, "/index"), in_quotes(entry.bridge), entry.bridge_index,
+                source.name, index));
         }
     }
 }
@@ -145,14 +152,16 @@ port_numbering switch_numbering(const mdb_table &table, const interface_indexes 
                 const std::uint32_t kernel_index = interfaces.of(entry.port);
                 if (const auto index = index_of_link(entry.port, kernel_index))
                     return *index;
-                throw input_error(fmt::format("{}: the index {} of the port {} is too large for an interface that the "
-                                              "switch knows by it alone",
-                                              table.place(entry, "/port"), kernel_index, in_quotes(entry.port)));
+                throw input_error(fmt::format(
+                    "{}: the index {} of the port {} is too large for an interface that the "
+                    "switch knows by it alone",
+                    table.place(entry, "/port"), kernel_index, in_quotes(entry.port)));
             },
             switch_name};
 }
 
-l2_plan plan_l2(const mdb_table &table, const port_numbering &numbering, const bridge_vlans &vlans) {
+l2_plan plan_l2(const mdb_table &table, const port_numbering &numbering,
+                const bridge_vlans &vlans) {
     return planner(table, numbering, vlans).run();
 }
 

@@ -26,8 +26,8 @@ std::vector<std::uint32_t> interfaces_of(const l2_entry &entry) {
     return interfaces;
 }
 
-std::uint32_t parse_word(const json_view &row, const char *key, const char *expected, std::uint32_t least = 0,
-                         std::uint32_t most = largest_word) {
+std::uint32_t parse_word(const json_view &row, const char *key, const char *expected,
+                         std::uint32_t least = 0, std::uint32_t most = largest_word) {
     return row.member(key, expected).number(least, most, expected);
 }
 
@@ -67,7 +67,9 @@ void ltl_book::allocate(client_session &client, const l2_entry &entry) {
              .vlan = entry.key.vlan,
              .tag = ++last_tag_,
              .interfaces = interfaces_of(entry)};
-    if (!try_request([&] { made.key.index = allocate_ltl(client, made.vlan, made.tag, made.interfaces).index; }))
+    if (!try_request([&] {
+            made.key.index = allocate_ltl(client, made.vlan, made.tag, made.interfaces).index;
+        }))
         return;
     ltls_.emplace(entry.key, std::move(made));
     ++allocated_;
@@ -75,8 +77,9 @@ void ltl_book::allocate(client_session &client, const l2_entry &entry) {
 
 void ltl_book::release_others(client_session &client, const std::set<l2_key> &wanted) {
     for (auto held = ltls_.begin(); held != ltls_.end();) {
-        const bool released = !wanted.contains(held->first) &&
-                              try_request([&] { release_ltl(client, held->second.key.index, held->second.tag); });
+        const bool released = !wanted.contains(held->first) && try_request([&] {
+            release_ltl(client, held->second.key.index, held->second.tag);
+        });
         released_ += released ? 1 : 0;
         held = released ? ltls_.erase(held) : std::next(held);
     }
@@ -92,7 +95,8 @@ void ltl_book::follow(client_session &client, const std::vector<l2_entry> &entri
         const auto held = ltls_.find(entry.key);
         if (held == ltls_.end()) {
             allocate(client, entry);
-        } else if (const auto interfaces = interfaces_of(entry); interfaces != held->second.interfaces) {
+        } else if (const auto interfaces = interfaces_of(entry);
+                   interfaces != held->second.interfaces) {
             const ltl &old = held->second;
             if (!try_request([&] { change_ltl(client, old.key.index, old.tag, interfaces); }))
                 continue;

@@ -33,8 +33,9 @@ struct ltl {
 
 class ltl_book {
 public:
-    // Allocates, changes and releases LTL indexes until there is one for each entry's ports, which are counted as the
-    // switch does. What the LTL manager refuses stays undone. Throws session_error.
+    // Allocates, changes and releases LTL indexes until there is one for each entry's ports, which
+    // are counted as the switch does. What the LTL manager refuses stays undone. Throws
+    // session_error.
     void follow(client_session &client, const std::vector<l2_entry> &entries);
 
     std::size_t allocated() const { return allocated_; }

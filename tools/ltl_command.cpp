@@ -24,7 +24,9 @@ void add_tag(CLI::App &command, std::uint32_t &tag, const char *description) {
 }
 
 void add_index(CLI::App &command, std::uint32_t &index) {
-    add_number(command, "INDEX", index, "The LTL index, in decimal or as 0x4000")->option_text("")->required();
+    add_number(command, "INDEX", index, "The LTL index, in decimal or as 0x4000")
+        ->option_text("")
+        ->required();
 }
 
 constexpr char tag_of_allocation[] = "The tag that it was allocated with";
@@ -32,12 +34,16 @@ constexpr char tag_of_allocation[] = "The tag that it was allocated with";
 } // namespace
 
 void ltl_alloc_command::add_to(CLI::App &command) {
-    add_vlan(command, vlan, "VLAN of the interfaces, and of the group")->option_text("N REQUIRED")->required();
-    add_tag(command, tag, "A number of your own, without which the LTL index cannot be changed or released");
+    add_vlan(command, vlan, "VLAN of the interfaces, and of the group")
+        ->option_text("N REQUIRED")
+        ->required();
+    add_tag(command, tag,
+            "A number of your own, without which the LTL index cannot be changed or released");
     ports.add_to(command);
     add_session_options(command, session);
     command.footer(
-        "Prints the LTL index. It stays until it is released. The bridge itself, as a port of a group, is the\n"
+        "Prints the LTL index. It stays until it is released. The bridge itself, as a port of a "
+        "group, is the\n"
         "VLAN's own interface; ports named as eth3-7, po12 or vlan10 are those of the switch,\n"
         "Eth3/7, Po12 and Vlan10; any other is known by its index alone, as if17.\n"
         "Examples: vellfeed ltl alloc --vlan 10 --tag 7 Eth3/7 Po1\n"

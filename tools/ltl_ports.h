@@ -20,12 +20,13 @@ struct ltl_ports {
 
     void add_to(CLI::App &command);
 
-    // Throws usage_error when the options do not say which interfaces, or say it twice. A group is one of `vlan`, 0 for
-    // none.
+    // Throws usage_error when the options do not say which interfaces, or say it twice. A group is
+    // one of `vlan`, 0 for none.
     void check(std::uint32_t vlan) const;
 
-    // Their indexes, in the order in which they are named, or sorted when they are a group's. Throws usage_error for
-    // what is no interface's name, input_error for databases that are wrong or do not have the group.
+    // Their indexes, in the order in which they are named, or sorted when they are a group's.
+    // Throws usage_error for what is no interface's name, input_error for databases that are wrong
+    // or do not have the group.
     std::vector<std::uint32_t> load(std::uint32_t vlan) const;
 };
 

@@ -15,29 +15,39 @@ namespace {
 // None of a message that is no answer.
 std::optional<std::uint32_t> cookie_of(const received_message &message) {
     nerb_desk_answer head{};
-    return nerb_desk_answer_head(message.handle(), &head) == NERB_DESK_READ ? std::optional(head.cookie) : std::nullopt;
+    return nerb_desk_answer_head(message.handle(), &head) == NERB_DESK_READ
+               ? std::optional(head.cookie)
+               : std::nullopt;
 }
 
 constexpr char show_ltl[] = "`vellsim show ltl`";
 
 } // namespace
 
-const manager_request flood_update_request = {"flood update", NERB_DESK_OPCODE_FLOOD_UPDATE, "`vellsim show flood`"};
-const manager_request ltl_allocation_request = {"LTL allocation", NERB_DESK_OPCODE_ALLOCATION, show_ltl, true};
-const manager_request ltl_change_request = {"LTL modification", NERB_DESK_OPCODE_MODIFICATION, show_ltl};
+const manager_request flood_update_request = {"flood update", NERB_DESK_OPCODE_FLOOD_UPDATE,
+                                              "`vellsim show flood`"};
+const manager_request ltl_allocation_request = {"LTL allocation", NERB_DESK_OPCODE_ALLOCATION,
+                                                show_ltl, true};
+const manager_request ltl_change_request = {"LTL modification", NERB_DESK_OPCODE_MODIFICATION,
+                                            show_ltl};
 const manager_request ltl_release_request = {"LTL release", NERB_DESK_OPCODE_RELEASE, show_ltl};
 
-received_message await_answer(client_session &client, const manager_request &request, std::uint32_t cookie) {
-    received_message answer = client.await(
-        {fmt::format("answer the {}", request.name), fmt::format("answering the {}", request.name), request.teller},
-        [&](const received_message &message) {
-            return message.opcode() == request.opcode && cookie_of(message) == cookie;
-        });
+received_message await_answer(client_session &client, const manager_request &request,
+                              std::uint32_t cookie) {
+    received_message answer =
+        client.await({fmt::format("answer the {}", request.name),
+                      fmt::format("answering the {}", request.name), request.teller},
+                     [&](const received_message &message) {
+                         return message.opcode() == request.opcode && cookie_of(message) == cookie;
+                     });
     if (answer.opcode() != request.opcode) {
-        reject_answer(answer, request, fmt::format("opcode {}, expected opcode {}", answer.opcode(), request.opcode));
+        reject_answer(
+            answer, request,
+            fmt::format("opcode {}, expected opcode {}", answer.opcode(), request.opcode));
     }
     if (const auto answered = cookie_of(answer); answered && *answered != cookie) {
-        reject_answer(answer, request, fmt::format("cookie {}, expected cookie {}", *answered, cookie));
+        reject_answer(answer, request,
+                      fmt::format("cookie {}, expected cookie {}", *answered, cookie));
     }
     return answer;
 }
@@ -58,9 +68,11 @@ std::string status_text(std::uint32_t status) {
     return fmt::format("{} (status {})", nerb_desk_status_name(status), status);
 }
 
-void reject_answer(const received_message &answer, const manager_request &request, const std::string &why) {
-    throw session_error(fmt::format("the switch answered the {} with a message of {} bytes that is no answer to it: {}",
-                                    request.name, answer.payload().size(), why));
+void reject_answer(const received_message &answer, const manager_request &request,
+                   const std::string &why) {
+    throw session_error(fmt::format(
+        "the switch answered the {} with a message of {} bytes that is no answer to it: {}",
+        request.name, answer.payload().size(), why));
 }
 
 } // namespace feed

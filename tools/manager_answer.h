@@ -24,18 +24,20 @@ extern const manager_request ltl_release_request;
 
 class client_session;
 
-// Waits for the answer to the request that was sent with this cookie. Throws session_error when nothing comes in time, or
-// something else.
-received_message await_answer(client_session &client, const manager_request &request, std::uint32_t cookie);
+// Waits for the answer to the request that was sent with this cookie. Throws session_error when
+// nothing comes in time, or something else.
+received_message await_answer(client_session &client, const manager_request &request,
+                              std::uint32_t cookie);
 
-// How each of the first `count` entries of an answer ended: 0 for done. Empty when the answer cannot be read, or has
-// fewer entries.
+// How each of the first `count` entries of an answer ended: 0 for done. Empty when the answer
+// cannot be read, or has fewer entries.
 std::vector<std::uint32_t> entry_statuses(const received_message &answer, std::uint32_t count);
 
 // Why an entry was refused, in words: "the pool is exhausted".
 std::string status_text(std::uint32_t status);
 
 // An answer of the right opcode that makes no sense otherwise.
-[[noreturn]] void reject_answer(const received_message &answer, const manager_request &request, const std::string &why);
+[[noreturn]] void reject_answer(const received_message &answer, const manager_request &request,
+                                const std::string &why);
 
 } // namespace feed

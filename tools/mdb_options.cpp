@@ -13,7 +13,8 @@ namespace feed {
 namespace {
 
 text_input read_mdb(const mdb_options &options) {
-    return options.live ? read_command({"bridge", "-j", "-d", "mdb", "show"}) : read_text(options.mdb_path);
+    return options.live ? read_command({"bridge", "-j", "-d", "mdb", "show"})
+                        : read_text(options.mdb_path);
 }
 
 loaded_mdb load_newer(const mdb_options &options) {
@@ -23,17 +24,21 @@ loaded_mdb load_newer(const mdb_options &options) {
     return loaded;
 }
 
-loaded_mdb load_older(const older_options &older, const mdb_options &options, const interface_source &source) {
+loaded_mdb load_older(const older_options &older, const mdb_options &options,
+                      const interface_source &source) {
     if (older.mdb_path.empty())
         return {{}, source};
     loaded_mdb loaded = {parse_mdb(read_text(older.mdb_path), options.wanted_bridges()),
-                         older.links_path.empty() ? source : choose_source(false, older.links_path)};
-    loaded.source.remedy = fmt::format("; give its own recorded links with {} FILE", older.links_option);
+                         older.links_path.empty() ? source
+                                                  : choose_source(false, older.links_path)};
+    loaded.source.remedy =
+        fmt::format("; give its own recorded links with {} FILE", older.links_option);
     check_bridges(loaded.table, loaded.source);
     return loaded;
 }
 
-// One numbering for both, in which the older ports keep the numbers that they had when they were alone.
+// One numbering for both, in which the older ports keep the numbers that they had when they were
+// alone.
 interface_indexes numbered_together(const loaded_mdbs &loaded) {
     const auto &[newer, older] = loaded;
     std::vector<interface_use> uses = interface_uses(older.table);
@@ -60,34 +65,42 @@ void check_named(const mdb_options &options, const loaded_mdbs &loaded) {
     };
     check_named_bridges(
         options.bridges, options.vlans,
-        [&](const std::string &bridge) { return is_in(loaded.newer, bridge) || is_in(loaded.older, bridge); },
-        fmt::format("no such bridge is in {} or {}", loaded.newer.table.name, loaded.newer.source.name));
+        [&](const std::string &bridge) {
+            return is_in(loaded.newer, bridge) || is_in(loaded.older, bridge);
+        },
+        fmt::format("no such bridge is in {} or {}", loaded.newer.table.name,
+                    loaded.newer.source.name));
 }
 
 } // namespace
 
 void mdb_options::add_to(CLI::App &command) {
-    CLI::Option *path =
-        command.add_option("MDB", mdb_path, "What `bridge -j -d mdb show` printed: a file, or - for standard input");
+    CLI::Option *path = command.add_option(
+        "MDB", mdb_path, "What `bridge -j -d mdb show` printed: a file, or - for standard input");
     CLI::Option *from_kernel = command.add_flag(
-        "--live", live, "Take this machine's databases and links instead of MDB; runs `bridge` and `ip`");
+        "--live", live,
+        "Take this machine's databases and links instead of MDB; runs `bridge` and `ip`");
     from_kernel->excludes(path);
     path->option_text("FILE");
     command
         .add_option("--links", links_path,
-                    "What `ip -j link show` printed, for the ports' indexes; without it they are this machine's")
+                    "What `ip -j link show` printed, for the ports' indexes; without it they are "
+                    "this machine's")
         ->option_text("FILE")
         ->excludes(from_kernel);
-    command.add_flag("--number-interfaces", number_interfaces,
-                     "Number unknown port names from 1 in order of appearance, and print which got which");
-    add_vlan_option(command, vlans, "whose name does not say it, as br10 does, and whose entries have no \"vid\"");
+    command.add_flag(
+        "--number-interfaces", number_interfaces,
+        "Number unknown port names from 1 in order of appearance, and print which got which");
+    add_vlan_option(command, vlans,
+                    "whose name does not say it, as br10 does, and whose entries have no \"vid\"");
     add_bridge_option(command, bridges, "entries");
     add_quiet_option(command, quiet);
 }
 
 void mdb_options::check(const std::vector<std::string> &other_inputs) const {
     if (!live && mdb_path.empty())
-        throw usage_error("which database? Name a file, - for standard input, or --live for this machine");
+        throw usage_error(
+            "which database? Name a file, - for standard input, or --live for this machine");
     std::vector<std::string> inputs = {mdb_path, links_path};
     inputs.insert(inputs.end(), other_inputs.begin(), other_inputs.end());
     if (std::count(inputs.begin(), inputs.end(), "-") > 1)
@@ -97,10 +110,13 @@ void mdb_options::check(const std::vector<std::string> &other_inputs) const {
 
 void older_options::add_to(CLI::App &command) {
     CLI::Option *older =
-        command.add_option("--older", mdb_path, "A database that was sent before: only what changed since is sent")
+        command
+            .add_option("--older", mdb_path,
+                        "A database that was sent before: only what changed since is sent")
             ->option_text("FILE");
     command
-        .add_option("--older-links", links_path, "The links of --older, where its ports are not all in the newer ones")
+        .add_option("--older-links", links_path,
+                    "The links of --older, where its ports are not all in the newer ones")
         ->option_text("FILE")
         ->needs(older);
 }
@@ -108,7 +124,8 @@ void older_options::add_to(CLI::App &command) {
 void older_options::check(const mdb_options &newer) const {
     newer.check({mdb_path, links_path});
     if (!links_path.empty() && newer.number_interfaces)
-        throw usage_error("--number-interfaces numbers the ports of one list of links; leave out --older-links");
+        throw usage_error(
+            "--number-interfaces numbers the ports of one list of links; leave out --older-links");
 }
 
 std::set<std::string> mdb_options::wanted_bridges() const {
@@ -122,8 +139,9 @@ loaded_mdbs read_mdbs(const mdb_options &options, const older_options &older) {
 }
 
 l2_plans plan_entries(const loaded_mdbs &loaded, const bridge_vlans &vlans) {
-    return plan_both(loaded, vlans,
-                     [](const loaded_mdb &, const interface_indexes &indexes) { return kernel_numbering(indexes); });
+    return plan_both(loaded, vlans, [](const loaded_mdb &, const interface_indexes &indexes) {
+        return kernel_numbering(indexes);
+    });
 }
 
 l2_plans plan_switch_entries(const loaded_mdbs &loaded, const bridge_vlans &vlans) {

@@ -1,5 +1,5 @@
-// The options with which a snooping database is read and turned into layer-2 entries, alike for feeding it and for
-// comparing it.
+// The options with which a snooping database is read and turned into layer-2 entries, alike for
+// feeding it and for comparing it.
 #pragma once
 
 #include "cli_fwd.h"
@@ -25,7 +25,8 @@ struct mdb_options {
 
     void add_to(CLI::App &command);
 
-    // Throws usage_error when the options do not fit together. `other_inputs` are further files that the command reads.
+    // Throws usage_error when the options do not fit together. `other_inputs` are further files
+    // that the command reads.
     void check(const std::vector<std::string> &other_inputs) const;
 
     std::set<std::string> wanted_bridges() const; // empty: all
@@ -60,12 +61,13 @@ struct l2_plans {
     l2_plan older; // empty when there is none
 };
 
-// The layer-2 entries of databases that were read, without --number-interfaces, and the same with their ports as the
-// switch counts them.
+// The layer-2 entries of databases that were read, without --number-interfaces, and the same with
+// their ports as the switch counts them.
 l2_plans plan_entries(const loaded_mdbs &loaded, const bridge_vlans &vlans);
 l2_plans plan_switch_entries(const loaded_mdbs &loaded, const bridge_vlans &vlans);
 
-// Reads the whole databases and checks them; the numbers given to interfaces are printed unless it is to be quiet.
+// Reads the whole databases and checks them; the numbers given to interfaces are printed unless it
+// is to be quiet.
 l2_plans load_l2(const mdb_options &options, const older_options &older, std::ostream &out);
 
 } // namespace feed

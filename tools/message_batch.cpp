@@ -16,7 +16,8 @@ void message_batch::start(std::size_t first_record_bytes) {
 }
 
 std::uint8_t *message_batch::room(std::size_t most_bytes) {
-    const bool full = records_ == std::numeric_limits<std::uint16_t>::max() || buffer_.size() - used_ < most_bytes;
+    const bool full = records_ == std::numeric_limits<std::uint16_t>::max() ||
+                      buffer_.size() - used_ < most_bytes;
     if (records_ > 0 && full && !send(false))
         return nullptr;
     if (records_ == 0)

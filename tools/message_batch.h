@@ -21,11 +21,12 @@ using batch_sender = std::function<bool(const full_message &)>;
 
 class message_batch {
 public:
-    // No message gets longer than `message_bytes`, unless a single record needs more: that one has a message to itself.
+    // No message gets longer than `message_bytes`, unless a single record needs more: that one has
+    // a message to itself.
     message_batch(std::size_t head_bytes, std::uint32_t message_bytes, batch_sender send);
 
-    // Zeroed room for a record of up to so many bytes, after sending the message so far when it has no room for it. Null
-    // when that failed.
+    // Zeroed room for a record of up to so many bytes, after sending the message so far when it has
+    // no room for it. Null when that failed.
     std::uint8_t *room(std::size_t most_bytes);
 
     // The record is in its room, and took so many bytes of it.

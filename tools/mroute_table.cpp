@@ -25,9 +25,10 @@ std::uint32_t parse_address(const json_view &view, std::string_view expected) {
     if (const auto address = parse_ipv4(text))
         return *address;
     if (text.find(':') != std::string::npos) {
-        view.fail(fmt::format("{} is an IPv6 address; a route record carries IPv4 only: record the table with "
-                              "`ip -4 -j mroute show`",
-                              in_quotes(text)));
+        view.fail(fmt::format(
+            "{} is an IPv6 address; a route record carries IPv4 only: record the table with "
+            "`ip -4 -j mroute show`",
+            in_quotes(text)));
     }
     view.reject(expected);
 }
@@ -47,7 +48,8 @@ std::uint32_t parse_group(const json_view &entry, std::uint32_t source) {
     const json_view view = entry.member("dst", expected);
     const std::uint32_t group = parse_address(view, expected);
     if (!is_multicast(group) && !(group == 0 && source == 0))
-        view.fail(fmt::format("the group {} is not a multicast address (224.0.0.0/4)", ipv4_text(group)));
+        view.fail(
+            fmt::format("the group {} is not a multicast address (224.0.0.0/4)", ipv4_text(group)));
     return group;
 }
 
@@ -92,10 +94,10 @@ std::uint32_t parse_table_text(const json_view &view, const std::string &text) {
         return number;
     if (!text.empty() && text.find_first_not_of("0123456789") == std::string::npos)
         view.reject("a table number from 1 to 4294967295");
-    view.fail(
-        fmt::format("the table name {} is none of default, main and local; `ip -N -j mroute show table all` prints "
-                    "numbers for names of /etc/iproute2/rt_tables",
-                    in_quotes(text)));
+    view.fail(fmt::format("the table name {} is none of default, main and local; `ip -N -j mroute "
+                          "show table all` prints "
+                          "numbers for names of /etc/iproute2/rt_tables",
+                          in_quotes(text)));
 }
 
 std::optional<std::uint32_t> parse_table(const json_view &entry) {
@@ -140,14 +142,15 @@ mroute_entry parse_entry(const json_view &view) {
 } // namespace
 
 std::string mroute_table::place(std::size_t entry, const std::string &pointer) const {
-    return fmt::format("{}: entry {} of {} (/{}{})", name, entry + 1, entries.size(), entry, pointer);
+    return fmt::format("{}: entry {} of {} (/{}{})", name, entry + 1, entries.size(), entry,
+                       pointer);
 }
 
 mroute_table parse_mroute_table(const text_input &input) {
     const json_document document = parse_json(input, producer);
     mroute_table table{input.name, {}};
-    const auto views =
-        json_view(document).elements(fmt::format("an array of multicast routes, the output of {}", producer));
+    const auto views = json_view(document).elements(
+        fmt::format("an array of multicast routes, the output of {}", producer));
     table.entries.reserve(views.size());
     for (const json_view &view : views)
         table.entries.push_back(parse_entry(view));

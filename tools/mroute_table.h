@@ -34,7 +34,8 @@ struct mroute_table {
     std::string name;
     std::vector<mroute_entry> entries; // all of them, in the order of the input
 
-    // Where a value stands, for error messages, by the way to it from its entry: "/multipath/2/oif".
+    // Where a value stands, for error messages, by the way to it from its entry:
+    // "/multipath/2/oif".
     std::string place(std::size_t entry, const std::string &pointer) const;
 };
 

@@ -17,7 +17,8 @@ constexpr std::size_t mac_text_length = 3 * mac_bytes - 1;
 std::optional<net_address> parse_ipv6(const std::string &text) {
     net_address address{address_kind::ipv6, {}};
     // A NUL inside would end the C string early and hide what follows.
-    if (text.find('\0') != std::string::npos || inet_pton(AF_INET6, text.c_str(), address.bytes.data()) != 1)
+    if (text.find('\0') != std::string::npos ||
+        inet_pton(AF_INET6, text.c_str(), address.bytes.data()) != 1)
         return std::nullopt;
     return address;
 }
@@ -77,7 +78,8 @@ bool is_multicast(const net_address &address) {
 }
 
 bool is_any(const net_address &address) {
-    return std::all_of(address.bytes.begin(), address.bytes.end(), [](std::uint8_t byte) { return byte == 0; });
+    return std::all_of(address.bytes.begin(), address.bytes.end(),
+                       [](std::uint8_t byte) { return byte == 0; });
 }
 
 std::uint32_t ipv4_number(const net_address &address) {

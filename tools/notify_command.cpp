@@ -15,7 +15,8 @@ constexpr char teller[] = "`vellsim show log`";
 } // namespace
 
 void marker_command::add_to(CLI::App &command) {
-    add_number(command, "N", marker, "1 begins a batch of layer-2 messages, 2 ends it; any other value is sent, too")
+    add_number(command, "N", marker,
+               "1 begins a batch of layer-2 messages, 2 ends it; any other value is sent, too")
         ->required();
     add_quiet_option(command, quiet);
     add_session_options(command, session);

@@ -21,10 +21,12 @@ namespace {
 
 using bytes = std::vector<std::uint8_t>;
 
-constexpr std::size_t most_body_bytes = std::numeric_limits<std::uint16_t>::max() - sizeof(vell_zeb_message);
+constexpr std::size_t most_body_bytes =
+    std::numeric_limits<std::uint16_t>::max() - sizeof(vell_zeb_message);
 
 bytes overlay_message(std::uint16_t type, const void *body, std::size_t body_bytes) {
-    const vell_zeb_message head = {type, static_cast<std::uint16_t>(sizeof(vell_zeb_message) + body_bytes)};
+    const vell_zeb_message head = {
+        type, static_cast<std::uint16_t>(sizeof(vell_zeb_message) + body_bytes)};
     bytes message(head.length);
     std::memcpy(message.data(), &head, sizeof head);
     if (body_bytes > 0)
@@ -34,16 +36,18 @@ bytes overlay_message(std::uint16_t type, const void *body, std::size_t body_byt
 
 bytes parse_hex(const std::string &text) {
     if (text.size() % 2 != 0)
-        throw usage_error(fmt::format("the body has {} hexadecimal digits; two make a byte", text.size()));
+        throw usage_error(
+            fmt::format("the body has {} hexadecimal digits; two make a byte", text.size()));
     if (text.size() / 2 > most_body_bytes)
-        throw usage_error(fmt::format("the body has {} bytes, {} are the most", text.size() / 2, most_body_bytes));
+        throw usage_error(fmt::format("the body has {} bytes, {} are the most", text.size() / 2,
+                                      most_body_bytes));
     bytes body(text.size() / 2);
     for (std::size_t i = 0; i < body.size(); ++i) {
         const char *pair = text.data() + 2 * i;
         const auto result = std::from_chars(pair, pair + 2, body[i], 16);
         if (result.ec != std::errc() || result.ptr != pair + 2)
-            throw usage_error(
-                fmt::format("{} is no byte in hexadecimal (byte {} of the body)", in_quotes({pair, 2}), i));
+            throw usage_error(fmt::format("{} is no byte in hexadecimal (byte {} of the body)",
+                                          in_quotes({pair, 2}), i));
     }
     return body;
 }
@@ -61,16 +65,19 @@ void notify(const char *what, Send &&send) {
 } // namespace
 
 void overlay_disable_command::add_to(CLI::App &command) {
-    command.add_flag("--flag", flag, "Send it with the flag, which makes it another type of notification");
+    command.add_flag("--flag", flag,
+                     "Send it with the flag, which makes it another type of notification");
     add_quiet_option(command, quiet);
     command.footer("Example: vellfeed overlay disable");
 }
 
 int overlay_disable_command::run(std::ostream &out) const {
-    notify("notification",
-           [&](std::uint32_t queue) { return vell_send_zeb_feature_disable(queue, flag ? 1 : 0) == 1; });
+    notify("notification", [&](std::uint32_t queue) {
+        return vell_send_zeb_feature_disable(queue, flag ? 1 : 0) == 1;
+    });
     if (!quiet)
-        fmt::print(out, "vellfeed: sent that the overlay is disabled{}\n", flag ? ", with the flag" : "");
+        fmt::print(out, "vellfeed: sent that the overlay is disabled{}\n",
+                   flag ? ", with the flag" : "");
     return 0;
 }
 
@@ -92,10 +99,12 @@ int overlay_vlans_command::run(std::ostream &out) const {
     }
     // The type is the library's to write.
     bytes message = overlay_message(0, vlans.data(), vlans.size() * sizeof vlans[0]);
-    notify("notification",
-           [&](std::uint32_t queue) { return vell_send_zeb_vlans_disable(queue, message.data()) == 1; });
+    notify("notification", [&](std::uint32_t queue) {
+        return vell_send_zeb_vlans_disable(queue, message.data()) == 1;
+    });
     if (!quiet)
-        fmt::print(out, "vellfeed: sent that the overlay is disabled for {}\n", counted(vlans.size(), "VLAN"));
+        fmt::print(out, "vellfeed: sent that the overlay is disabled for {}\n",
+                   counted(vlans.size(), "VLAN"));
     return 0;
 }
 
@@ -117,7 +126,8 @@ int overlay_route_command::run(std::ostream &out) const {
         return true;
     });
     if (!quiet)
-        fmt::print(out, "vellfeed: sent an overlay route of type {} with {}\n", type, counted(content.size(), "byte"));
+        fmt::print(out, "vellfeed: sent an overlay route of type {} with {}\n", type,
+                   counted(content.size(), "byte"));
     return 0;
 }
 

@@ -6,7 +6,8 @@
 
 namespace feed {
 
-// In double quotes, on one line, not too long, and free of bytes that a terminal would take for something else.
+// In double quotes, on one line, not too long, and free of bytes that a terminal would take for
+// something else.
 std::string in_quotes(std::string_view text);
 
 // The same without the quotes.

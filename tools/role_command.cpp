@@ -31,8 +31,8 @@ const role_row &find_role(const std::string &name) {
         if (name == role.name || name == std::string("forward_") + role.name)
             return role;
     }
-    throw usage_error(
-        fmt::format("there is no role {}: all, even, odd or none, or forward_all and so on", in_quotes(name)));
+    throw usage_error(fmt::format(
+        "there is no role {}: all, even, odd or none, or forward_all and so on", in_quotes(name)));
 }
 
 void check_choice(bool named, bool numbered) {
@@ -46,7 +46,9 @@ void check_choice(bool named, bool numbered) {
 
 void role_command::add_to(CLI::App &command) {
     command.add_option("ROLE", name, "The role: all, even, odd or none");
-    add_number(command, "--value", value, "A role by its number, meaningful or not, instead of ROLE")->option_text("N");
+    add_number(command, "--value", value,
+               "A role by its number, meaningful or not, instead of ROLE")
+        ->option_text("N");
     add_quiet_option(command, quiet);
     add_session_options(command, session);
     command.footer("Example: vellfeed role even");

@@ -13,7 +13,8 @@ namespace {
 constexpr std::size_t tlv_head_margin = 12;
 
 std::size_t most_bytes(const route &route) {
-    return vell_mrib_get_max_route_size(static_cast<std::uint32_t>(route.oifs.size()), 0, 0) + tlv_head_margin;
+    return vell_mrib_get_max_route_size(static_cast<std::uint32_t>(route.oifs.size()), 0, 0) +
+           tlv_head_margin;
 }
 
 struct flag_setter {
@@ -57,7 +58,9 @@ void fill_oifs(const route &route, vell_mrib_route *record) {
 
 route_messages::route_messages(std::uint32_t message_bytes, message_sender send)
     : batch_(sizeof(vell_mrib_message), message_bytes,
-             [send = std::move(send)](const full_message &message) { return send(message.bytes, message.records); }) {}
+             [send = std::move(send)](const full_message &message) {
+                 return send(message.bytes, message.records);
+             }) {}
 
 bool route_messages::add(const route &route) {
     const std::size_t needed = most_bytes(route);
@@ -69,7 +72,8 @@ bool route_messages::add(const route &route) {
     fill_oifs(route, record);
     const std::size_t size = vell_mrib_get_route_size(record);
     if (size > needed)
-        throw std::logic_error("a route record came out larger than its bound: this TLV format is not supported");
+        throw std::logic_error(
+            "a route record came out larger than its bound: this TLV format is not supported");
     batch_.take(size);
     return true;
 }

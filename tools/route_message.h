@@ -18,7 +18,8 @@ public:
     // See message_batch.
     route_messages(std::uint32_t message_bytes, message_sender send);
 
-    // Adds a route, after sending the message so far when it has no room for one more. False when that failed.
+    // Adds a route, after sending the message so far when it has no room for one more. False when
+    // that failed.
     bool add(const route &route);
 
     // Sends what is left. False when that failed.

@@ -18,7 +18,8 @@ constexpr std::size_t most_oifs = (0xffff - 4) / 8;
 
 class planner {
 public:
-    planner(const mroute_table &table, const interface_indexes &interfaces, const plan_options &options)
+    planner(const mroute_table &table, const interface_indexes &interfaces,
+            const plan_options &options)
         : table_(table), interfaces_(interfaces), options_(options) {}
 
     route_plan run() {
@@ -68,16 +69,18 @@ private:
         key.group_length = entry.group == 0 ? 0 : 32;
         const auto [other, is_new] = entries_.emplace(key, number);
         if (!is_new) {
-            throw input_error(fmt::format("{}: {} stands in entry {} already, and the service holds one route of each",
-                                          table_.place(number, ""), key_text(key), other->second + 1));
+            throw input_error(fmt::format(
+                "{}: {} stands in entry {} already, and the service holds one route of each",
+                table_.place(number, ""), key_text(key), other->second + 1));
         }
         return key;
     }
 
     std::vector<std::uint32_t> make_oifs(std::size_t number, const mroute_entry &entry) {
         if (entry.oifs.size() > most_oifs) {
-            throw input_error(fmt::format("{}: {} outgoing interfaces; a route record holds up to {}",
-                                          table_.place(number, "/multipath"), entry.oifs.size(), most_oifs));
+            throw input_error(
+                fmt::format("{}: {} outgoing interfaces; a route record holds up to {}",
+                            table_.place(number, "/multipath"), entry.oifs.size(), most_oifs));
         }
         std::vector<std::uint32_t> oifs;
         std::map<std::uint32_t, std::size_t> seen;
@@ -85,10 +88,10 @@ private:
             const std::uint32_t index = interfaces_.of(oif.name);
             const auto [other, is_new] = seen.emplace(index, oifs.size());
             if (!is_new) {
-                throw input_error(
-                    fmt::format("{}: the outgoing interface {} (index {}) stands in /multipath/{} already",
-                                table_.place(number, fmt::format("/multipath/{}/oif", oifs.size())),
-                                in_quotes(oif.name), index, other->second));
+                throw input_error(fmt::format(
+                    "{}: the outgoing interface {} (index {}) stands in /multipath/{} already",
+                    table_.place(number, fmt::format("/multipath/{}/oif", oifs.size())),
+                    in_quotes(oif.name), index, other->second));
             }
             oifs.push_back(index);
             plan_.ttl_thresholds += oif.ttl > 1 ? 1 : 0;
@@ -105,7 +108,8 @@ private:
 
 } // namespace
 
-route_plan plan_routes(const mroute_table &table, const interface_indexes &interfaces, const plan_options &options) {
+route_plan plan_routes(const mroute_table &table, const interface_indexes &interfaces,
+                       const plan_options &options) {
     return planner(table, interfaces, options).run();
 }
 
@@ -114,8 +118,8 @@ std::string skipped_text(const route_plan &plan) {
     if (plan.unresolved > 0)
         text = fmt::format("{} unresolved skipped", plan.unresolved);
     if (plan.interface_gone > 0) {
-        text +=
-            fmt::format("{}{} skipped whose incoming interface is gone", text.empty() ? "" : ", ", plan.interface_gone);
+        text += fmt::format("{}{} skipped whose incoming interface is gone",
+                            text.empty() ? "" : ", ", plan.interface_gone);
     }
     return text;
 }

@@ -8,7 +8,8 @@
 
 namespace feed {
 
-// Adds each record and sends what is left. Throws session_error with how far it came. `one` is what a record is.
+// Adds each record and sends what is left. Throws session_error with how far it came. `one` is what
+// a record is.
 template <typename Records, typename Messages>
 void send_all(const Records &records, Messages &messages, const char *one) {
     bool sent = true;
@@ -16,10 +17,10 @@ void send_all(const Records &records, Messages &messages, const char *one) {
         sent = messages.add(*record);
     if (sent && messages.finish())
         return;
-    throw session_error(
-        fmt::format("message {} could not be sent: the switch went away; {} of {} in {} went out before",
-                    messages.messages_sent() + 1, messages.records_sent(), counted(records.size(), one),
-                    counted(messages.messages_sent(), "message")));
+    throw session_error(fmt::format(
+        "message {} could not be sent: the switch went away; {} of {} in {} went out before",
+        messages.messages_sent() + 1, messages.records_sent(), counted(records.size(), one),
+        counted(messages.messages_sent(), "message")));
 }
 
 } // namespace feed

@@ -53,13 +53,14 @@ std::string prefix_text(const net_address &address, std::uint8_t length) {
 
 void check_route(const answer_record &answer, const stats_route &route, const char *request) {
     if (answer.family != 4 && answer.family != 6) {
-        throw session_error(fmt::format("the switch answered the {} for a route of family {}, expected 4 or 6", request,
-                                        answer.family));
+        throw session_error(
+            fmt::format("the switch answered the {} for a route of family {}, expected 4 or 6",
+                        request, answer.family));
     }
     const stats_route answered = answered_route(answer);
     if (answered != route) {
-        throw session_error(fmt::format("the switch answered the {} for the route {}, expected {}", request,
-                                        route_text(answered), route_text(route)));
+        throw session_error(fmt::format("the switch answered the {} for the route {}, expected {}",
+                                        request, route_text(answered), route_text(route)));
     }
 }
 
@@ -70,7 +71,8 @@ std::string route_text(const stats_route &route) {
                        prefix_text(route.group, route.group_length), route.table);
 }
 
-bool is_stats_answer(const received_message &message, std::uint32_t opcode, const stats_route &route) {
+bool is_stats_answer(const received_message &message, std::uint32_t opcode,
+                     const stats_route &route) {
     const auto payload = message.payload();
     if (message.opcode() != opcode || payload.size() != sizeof(answer_record))
         return false;
@@ -79,24 +81,26 @@ bool is_stats_answer(const received_message &message, std::uint32_t opcode, cons
     return answered_route(answer) == route;
 }
 
-stats_answer parse_stats_answer(const received_message &message, std::uint32_t opcode, const stats_route &route,
-                                const char *request) {
+stats_answer parse_stats_answer(const received_message &message, std::uint32_t opcode,
+                                const stats_route &route, const char *request) {
     const auto payload = message.payload();
     if (message.opcode() != opcode || payload.size() != sizeof(answer_record)) {
-        throw session_error(fmt::format("the switch answered the {} with a message of opcode {} and {} bytes, expected "
-                                        "opcode {} and {} bytes",
-                                        request, message.opcode(), payload.size(), opcode, sizeof(answer_record)));
+        throw session_error(fmt::format(
+            "the switch answered the {} with a message of opcode {} and {} bytes, expected "
+            "opcode {} and {} bytes",
+            request, message.opcode(), payload.size(), opcode, sizeof(answer_record)));
     }
     answer_record answer;
     std::memcpy(&answer, payload.data(), sizeof answer);
     check_route(answer, route, request);
     if (answer.status != route_found && answer.status != no_such_route) {
-        throw session_error(
-            fmt::format("the switch answered the {} with the status {}, expected {} for found or {} for "
-                        "no such route",
-                        request, answer.status, std::uint32_t{route_found}, std::uint32_t{no_such_route}));
+        throw session_error(fmt::format(
+            "the switch answered the {} with the status {}, expected {} for found or {} for "
+            "no such route",
+            request, answer.status, std::uint32_t{route_found}, std::uint32_t{no_such_route}));
     }
-    return {answer.status == route_found, answer.cleared != 0, answer.packets, answer.bytes, answer.wrong_interface};
+    return {answer.status == route_found, answer.cleared != 0, answer.packets, answer.bytes,
+            answer.wrong_interface};
 }
 
 } // namespace feed

@@ -33,11 +33,12 @@ struct stats_answer {
 };
 
 // Whether a message is the answer to a request of that opcode for that route.
-bool is_stats_answer(const received_message &message, std::uint32_t opcode, const stats_route &route);
+bool is_stats_answer(const received_message &message, std::uint32_t opcode,
+                     const stats_route &route);
 
-// Reads the answer to a request of that opcode for that route; `request` is what it is called. Throws session_error when
-// the message is anything else.
-stats_answer parse_stats_answer(const received_message &message, std::uint32_t opcode, const stats_route &route,
-                                const char *request);
+// Reads the answer to a request of that opcode for that route; `request` is what it is called.
+// Throws session_error when the message is anything else.
+stats_answer parse_stats_answer(const received_message &message, std::uint32_t opcode,
+                                const stats_route &route, const char *request);
 
 } // namespace feed

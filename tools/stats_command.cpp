@@ -15,11 +15,13 @@ namespace {
 net_address parse_option(const char *option, const std::string &text) {
     const auto address = parse_ip(text);
     if (!address)
-        throw usage_error(fmt::format("{} {}: expected an IPv4 or an IPv6 address", option, in_quotes(text)));
+        throw usage_error(
+            fmt::format("{} {}: expected an IPv4 or an IPv6 address", option, in_quotes(text)));
     return *address;
 }
 
-std::uint8_t checked_length(const char *option, std::optional<std::uint8_t> length, std::uint8_t most) {
+std::uint8_t checked_length(const char *option, std::optional<std::uint8_t> length,
+                            std::uint8_t most) {
     if (length.value_or(0) > most)
         throw usage_error(fmt::format("{} {}: an address has {} bits", option, *length, most));
     return length.value_or(most);
@@ -48,13 +50,18 @@ void stats_command::add_to(CLI::App &command) {
         ->option_text("ADDRESS REQUIRED")
         ->required();
     add_number(command, "--table", table, "Table id of the route (default 253)")->option_text("N");
-    add_number(command, "--source-len", source_length, "Mask length of the source (default 32 or 128)")
+    add_number(command, "--source-len", source_length,
+               "Mask length of the source (default 32 or 128)")
         ->option_text("N");
-    add_number(command, "--group-len", group_length, "Mask length of the group (default 32 or 128)")->option_text("N");
-    CLI::Option *clearing = command.add_flag("--clear", clear, "Clear the counters once they are read");
-    command.add_flag("--clear-only", clear_only, "Send the clear request alone")->excludes(clearing);
+    add_number(command, "--group-len", group_length, "Mask length of the group (default 32 or 128)")
+        ->option_text("N");
+    CLI::Option *clearing =
+        command.add_flag("--clear", clear, "Clear the counters once they are read");
+    command.add_flag("--clear-only", clear_only, "Send the clear request alone")
+        ->excludes(clearing);
     add_session_options(command, session);
-    command.footer("Prints the counters as they were before they were cleared. A route for any source is named with\n"
+    command.footer("Prints the counters as they were before they were cleared. A route for any "
+                   "source is named with\n"
                    "--source 0.0.0.0 --source-len 0.\n"
                    "Example: vellfeed stats --source 10.0.0.9 --group 239.1.1.2 --clear");
 }
@@ -67,7 +74,8 @@ int stats_command::run(std::ostream &out) const {
                                                : stats_clearing::none;
     const stats_answer answer = ask_stats(client, route, clearing);
     fmt::print(out, "{}: {}, {}, {}{}\n", route_text(route), counted(answer.packets, "packet"),
-               counted(answer.bytes, "byte"), counted(answer.wrong_interface, "wrong-interface packet"),
+               counted(answer.bytes, "byte"),
+               counted(answer.wrong_interface, "wrong-interface packet"),
                answer.cleared ? "; cleared" : "");
     if ((clear || clear_only) && !answer.cleared)
         throw session_error("the switch did not clear the counters");

@@ -8,8 +8,8 @@ namespace feed {
 
 enum class stats_clearing { none, as_well, alone };
 
-// Throws refused_request when the switch has no such route, session_error when a request could not be sent or was not
-// answered.
+// Throws refused_request when the switch has no such route, session_error when a request could not
+// be sent or was not answered.
 stats_answer ask_stats(client_session &client, const stats_route &route, stats_clearing clearing);
 
 } // namespace feed

@@ -18,12 +18,14 @@ struct name_pattern {
 
 constexpr name_pattern patterns[] = {{"eth", "Eth", '-'}, {"po", "Po", 0}, {"vlan", "Vlan", 0}};
 
-// Empty when the Linux name is not of this pattern. What is left may still be no name: the switch's side knows.
+// Empty when the Linux name is not of this pattern. What is left may still be no name: the switch's
+// side knows.
 std::string translated(const std::string &interface, const name_pattern &pattern) {
     const bool has_slash = interface.find('/') != std::string::npos;
     if (!interface.starts_with(pattern.linux_prefix) || has_slash)
         return {};
-    std::string name = pattern.switch_prefix + interface.substr(std::string_view(pattern.linux_prefix).size());
+    std::string name =
+        pattern.switch_prefix + interface.substr(std::string_view(pattern.linux_prefix).size());
     const auto separator = std::find(name.begin(), name.end(), pattern.linux_separator);
     if (separator != name.end())
         *separator = '/';
@@ -36,7 +38,8 @@ std::optional<std::uint32_t> index_of_name(const std::string &name) {
     std::uint32_t index = 0;
     // What is behind a NUL would not be looked at.
     const bool whole = name.find('\0') == std::string::npos;
-    return whole && qarnutils_desk_if_index(name.c_str(), &index) == 0 ? std::optional(index) : std::nullopt;
+    return whole && qarnutils_desk_if_index(name.c_str(), &index) == 0 ? std::optional(index)
+                                                                       : std::nullopt;
 }
 
 std::optional<std::uint32_t> index_in_link_name(const std::string &interface) {
@@ -47,7 +50,8 @@ std::optional<std::uint32_t> index_in_link_name(const std::string &interface) {
     return std::nullopt;
 }
 
-std::optional<std::uint32_t> index_of_link(const std::string &interface, std::uint32_t kernel_index) {
+std::optional<std::uint32_t> index_of_link(const std::string &interface,
+                                           std::uint32_t kernel_index) {
     const auto index = index_in_link_name(interface);
     return index ? index : index_of_name(fmt::format("if{}", kernel_index));
 }
@@ -58,7 +62,9 @@ std::uint32_t index_of_vlan(std::uint32_t vlan) {
 
 std::string switch_name(std::uint32_t if_index) {
     char name[QARNUTILS_DESK_NAME_SIZE];
-    return qarnutils_desk_if_name(if_index, name, sizeof name) == 0 ? name : fmt::format("{:#010x}", if_index);
+    return qarnutils_desk_if_name(if_index, name, sizeof name) == 0
+               ? name
+               : fmt::format("{:#010x}", if_index);
 }
 
 std::string switch_names(const std::vector<std::uint32_t> &if_indexes) {

@@ -1,4 +1,5 @@
-// Interfaces as the switch counts and names them. They have indexes of their own, which say where a port is.
+// Interfaces as the switch counts and names them. They have indexes of their own, which say where a
+// port is.
 #pragma once
 
 #include <cstdint>
@@ -8,13 +9,15 @@
 
 namespace feed {
 
-// The index that the name of a Linux interface says: eth3-7 is the port "Eth3/7", po12 the port-channel "Po12", vlan10
-// the VLAN interface "Vlan10". None for any other, whose place in the switch is unknown.
+// The index that the name of a Linux interface says: eth3-7 is the port "Eth3/7", po12 the
+// port-channel "Po12", vlan10 the VLAN interface "Vlan10". None for any other, whose place in the
+// switch is unknown.
 std::optional<std::uint32_t> index_in_link_name(const std::string &interface);
 
-// The same, and of any other the one by which the switch knows it: that of "if17" for the kernel's index 17. None when
-// that is too large for it.
-std::optional<std::uint32_t> index_of_link(const std::string &interface, std::uint32_t kernel_index);
+// The same, and of any other the one by which the switch knows it: that of "if17" for the kernel's
+// index 17. None when that is too large for it.
+std::optional<std::uint32_t> index_of_link(const std::string &interface,
+                                           std::uint32_t kernel_index);
 
 // Of a VLAN's own interface.
 std::uint32_t index_of_vlan(std::uint32_t vlan);

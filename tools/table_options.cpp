@@ -27,22 +27,25 @@ text_input read_table(const table_options &options) {
 } // namespace
 
 void table_options::add_to(CLI::App &command) {
-    CLI::Option *path =
-        command.add_option("TABLE", table_path, "What `ip -j mroute show` printed: a file, or - for standard input");
-    CLI::Option *from_kernel =
-        command.add_flag("--live", live, "Take this machine's table and links instead of TABLE; runs `ip`");
+    CLI::Option *path = command.add_option(
+        "TABLE", table_path, "What `ip -j mroute show` printed: a file, or - for standard input");
+    CLI::Option *from_kernel = command.add_flag(
+        "--live", live, "Take this machine's table and links instead of TABLE; runs `ip`");
     from_kernel->excludes(path);
     path->option_text("FILE");
     command
         .add_option("--links", links_path,
-                    "What `ip -j link show` printed, for the interface indexes; without it they are this machine's")
+                    "What `ip -j link show` printed, for the interface indexes; without it they "
+                    "are this machine's")
         ->option_text("FILE")
         ->excludes(from_kernel);
-    command.add_flag("--number-interfaces", number_interfaces,
-                     "Number unknown interface names from 1 in order of appearance, and print which got which");
+    command.add_flag(
+        "--number-interfaces", number_interfaces,
+        "Number unknown interface names from 1 in order of appearance, and print which got which");
     command
-        .add_option("--table", table,
-                    "Table id of entries that name no table (default 253); with --live, the table to take")
+        .add_option(
+            "--table", table,
+            "Table id of entries that name no table (default 253); with --live, the table to take")
         ->option_text("N")
         ->check(CLI::Range(std::uint32_t{1}, std::numeric_limits<std::uint32_t>::max()));
     add_number(command, "--epoch", epoch, "Epoch of every route (default 0)")->option_text("N");
@@ -51,7 +54,8 @@ void table_options::add_to(CLI::App &command) {
 
 void table_options::check(const std::string &other_input) const {
     if (!live && table_path.empty())
-        throw usage_error("which table? Name a file, - for standard input, or --live for this machine");
+        throw usage_error(
+            "which table? Name a file, - for standard input, or --live for this machine");
     const std::array<std::string, 3> inputs = {table_path, links_path, other_input};
     if (std::count(inputs.begin(), inputs.end(), "-") > 1)
         throw usage_error("standard input (-) can be read only once");
@@ -59,8 +63,9 @@ void table_options::check(const std::string &other_input) const {
 
 route_plan load_plan(const table_options &options, bool deletion, std::ostream &out) {
     const mroute_table table = parse_mroute_table(read_table(options));
-    const interface_indexes interfaces(table, choose_source(options.live, options.links_path, options.numbering_option),
-                                       options.number_interfaces);
+    const interface_indexes interfaces(
+        table, choose_source(options.live, options.links_path, options.numbering_option),
+        options.number_interfaces);
     plan_options planning;
     planning.table = options.table.value_or(planning.table);
     planning.epoch = options.epoch;

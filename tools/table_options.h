@@ -1,4 +1,5 @@
-// The options with which a table is read and turned into routes, alike for feeding it and for comparing it.
+// The options with which a table is read and turned into routes, alike for feeding it and for
+// comparing it.
 #pragma once
 
 #include "cli_fwd.h"
@@ -24,11 +25,13 @@ struct table_options {
 
     void add_to(CLI::App &command);
 
-    // Throws usage_error when the options do not fit together. `other_input` is a further file that the command reads.
+    // Throws usage_error when the options do not fit together. `other_input` is a further file that
+    // the command reads.
     void check(const std::string &other_input = {}) const;
 };
 
-// Reads the whole table and checks it; the numbers given to interfaces are printed unless it is to be quiet.
+// Reads the whole table and checks it; the numbers given to interfaces are printed unless it is to
+// be quiet.
 route_plan load_plan(const table_options &options, bool deletion, std::ostream &out);
 
 } // namespace feed

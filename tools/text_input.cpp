@@ -90,10 +90,11 @@ public:
         for (const std::string &argument : arguments)
             pointers.push_back(const_cast<char *>(argument.c_str()));
         pointers.push_back(nullptr);
-        const int status = posix_spawnp(&pid_, pointers[0], actions.get(), nullptr, pointers.data(), environ);
+        const int status =
+            posix_spawnp(&pid_, pointers[0], actions.get(), nullptr, pointers.data(), environ);
         if (status != 0)
-            throw input_error(fmt::format("{} cannot be run: {}; is it installed and on the PATH?", arguments[0],
-                                          std::strerror(status)));
+            throw input_error(fmt::format("{} cannot be run: {}; is it installed and on the PATH?",
+                                          arguments[0], std::strerror(status)));
     }
     child_process(const child_process &) = delete;
     child_process &operator=(const child_process &) = delete;
@@ -115,11 +116,13 @@ private:
 };
 
 // Both at once, so that a program that fills one pipe never waits for a reader of the other.
-void read_both(const std::string &name, descriptor &output, std::string &text, descriptor &errors, std::string &said) {
+void read_both(const std::string &name, descriptor &output, std::string &text, descriptor &errors,
+               std::string &said) {
     while (output.get() >= 0 || errors.get() >= 0) {
         pollfd waits[] = {{output.get(), POLLIN, 0}, {errors.get(), POLLIN, 0}};
         if (poll(waits, 2, -1) < 0 && errno != EINTR)
-            throw input_error(fmt::format("{}: cannot be waited for: {}", name, std::strerror(errno)));
+            throw input_error(
+                fmt::format("{}: cannot be waited for: {}", name, std::strerror(errno)));
         if (waits[0].revents != 0 && !read_some(output.get(), name, text))
             output.close();
         if (waits[1].revents != 0 && !read_some(errors.get(), name, said))
@@ -185,8 +188,8 @@ text_input read_command(const std::vector<std::string> &arguments) {
     }
     const int status = child.wait();
     if (status != 0) {
-        throw input_error(
-            fmt::format("{} {}{}{}", input.name, ending(status), said.empty() ? "" : ": ", one_line(said)));
+        throw input_error(fmt::format("{} {}{}{}", input.name, ending(status),
+                                      said.empty() ? "" : ": ", one_line(said)));
     }
     return input;
 }

@@ -16,20 +16,23 @@ namespace {
 
 std::string run_dir() {
     char path[PATH_MAX];
-    return kyt_desk_run_dir(path, sizeof path) == 0 ? path : "the run directory (whose path is too long)";
+    return kyt_desk_run_dir(path, sizeof path) == 0 ? path
+                                                    : "the run directory (whose path is too long)";
 }
 
 // Behind a complaint that an answer did not come.
 std::string may_be_done(const expected_action &action) {
     if (action.teller == nullptr)
         return {};
-    return fmt::format("; the request may have been carried out all the same, which {} tells", action.teller);
+    return fmt::format("; the request may have been carried out all the same, which {} tells",
+                       action.teller);
 }
 
 } // namespace
 
 std::string no_switch() {
-    return fmt::format("no switch answers in {}; start one with `vellsim run`, or point VELLSIM_RUN_DIR at its run "
+    return fmt::format("no switch answers in {}; start one with `vellsim run`, or point "
+                       "VELLSIM_RUN_DIR at its run "
                        "directory",
                        run_dir());
 }
@@ -57,20 +60,21 @@ transport_queue::~transport_queue() {
         kyt_desk_queue_close(handle_);
 }
 
-received_message transport_queue::await(const expected_action &action, int timeout_ms, int passed_ms) {
+received_message transport_queue::await(const expected_action &action, int timeout_ms,
+                                        int passed_ms) {
     kyt_desk_message *received = nullptr;
     const int result = kyt_desk_receive(handle_, std::max(timeout_ms - passed_ms, 0), &received);
     received_message message(received);
     if (result < 0) {
-        throw session_error(
-            fmt::format("the switch closed the connection instead of {}; `vellsim show log` may say why{}",
-                        action.gerund, may_be_done(action)));
+        throw session_error(fmt::format(
+            "the switch closed the connection instead of {}; `vellsim show log` may say why{}",
+            action.gerund, may_be_done(action)));
     }
     if (result == 0) {
-        throw session_error(fmt::format("the switch did not {} within {} ms{}", action.infinitive, timeout_ms,
-                                        action.teller == nullptr
-                                            ? "; if it is only slow, wait longer with --timeout"
-                                            : may_be_done(action) + " (to wait longer: --timeout)"));
+        throw session_error(fmt::format(
+            "the switch did not {} within {} ms{}", action.infinitive, timeout_ms,
+            action.teller == nullptr ? "; if it is only slow, wait longer with --timeout"
+                                     : may_be_done(action) + " (to wait longer: --timeout)"));
     }
     return message;
 }
@@ -83,8 +87,9 @@ void transport_queue::check_connection(const char *teller) {
         kyt_desk_message_free(received);
     } while (result > 0);
     if (result < 0) {
-        throw session_error(
-            fmt::format("everything was sent, but the switch closed the connection; {} tells what arrived", teller));
+        throw session_error(fmt::format(
+            "everything was sent, but the switch closed the connection; {} tells what arrived",
+            teller));
     }
 }
 
@@ -93,8 +98,9 @@ void transport_queue::close() {
     kyt_desk_counts counts{};
     kyt_desk_get_counts(&counts);
     if (counts.open_references > 0 || counts.wrong_drops > 0) {
-        throw session_error(fmt::format("the transport counts {} message references left open and {} wrong releases",
-                                        counts.open_references, counts.wrong_drops));
+        throw session_error(fmt::format(
+            "the transport counts {} message references left open and {} wrong releases",
+            counts.open_references, counts.wrong_drops));
     }
 }
 

@@ -27,8 +27,9 @@ private:
     std::unique_ptr<kyt_desk_message, deleter> message_;
 };
 
-// What the switch is waited for to do, twice: "acknowledge the registration", "acknowledging the registration". Of a
-// request that may have been carried out although nothing tells so, `teller` is the command that does.
+// What the switch is waited for to do, twice: "acknowledge the registration", "acknowledging the
+// registration". Of a request that may have been carried out although nothing tells so, `teller` is
+// the command that does.
 struct expected_action {
     std::string infinitive;
     std::string gerund;
@@ -45,11 +46,12 @@ public:
 
     std::uint32_t handle() const { return handle_; }
 
-    // Throws session_error when nothing came in time, or the connection was lost. `passed_ms` of the time is over.
+    // Throws session_error when nothing came in time, or the connection was lost. `passed_ms` of
+    // the time is over.
     received_message await(const expected_action &action, int timeout_ms, int passed_ms = 0);
 
-    // A send only hands a message over; that nobody took it may show later. Throws session_error when the connection was
-    // lost; `teller` is the command that tells what arrived all the same.
+    // A send only hands a message over; that nobody took it may show later. Throws session_error
+    // when the connection was lost; `teller` is the command that tells what arrived all the same.
     void check_connection(const char *teller);
 
     // Closes the queue. Throws session_error when a message reference was not released, or wrongly.

@@ -18,7 +18,9 @@ constexpr int exit_usage = 2;
 
 class program {
 public:
-    program() : app_("Hands multicast forwarding state to the vell service, and checks what arrived.", "vellfeed") {
+    program()
+        : app_("Hands multicast forwarding state to the vell service, and checks what arrived.",
+               "vellfeed") {
         app_.require_subcommand(1);
         app_.get_formatter()->column_width(34);
         app_.failure_message(desk::usage_text);
@@ -26,18 +28,25 @@ public:
         app_.footer("The switch is found in VELLSIM_RUN_DIR; start one with `vellsim run`.\n"
                     "Exit codes: 0 done, 1 not done or not equal, 2 wrong usage.\n"
                     "Example: vellfeed routes --live && vellfeed compare --live");
-        add_command(app_, "routes", "Send a kernel's multicast routing table to the service", routes_);
-        add_command(app_, "compare", "Compare a table, entry by entry, with what the switch holds", compare_);
+        add_command(app_, "routes", "Send a kernel's multicast routing table to the service",
+                    routes_);
+        add_command(app_, "compare", "Compare a table, entry by entry, with what the switch holds",
+                    compare_);
         add_command(app_, "role", "Send a dux role update", role_);
-        add_command(app_, "notice6", "Send an IPv6 route notice: two words and a 16-bit value", notice6_);
+        add_command(app_, "notice6", "Send an IPv6 route notice: two words and a 16-bit value",
+                    notice6_);
         add_command(app_, "stats", "Ask for the counters of a route, or clear them", stats_);
         add_command(app_, "l2", "Send a kernel's multicast snooping databases to the service", l2_);
-        add_command(app_, "l2-compare", "Compare databases, entry by entry, with what the switch holds", l2_compare_);
-        add_command(app_, "flood", "Tell the LTL manager how the VLANs' flood sets changed", flood_);
-        add_command(app_, "flood-compare", "Compare flood sets, port by port, with what the LTL manager holds",
+        add_command(app_, "l2-compare",
+                    "Compare databases, entry by entry, with what the switch holds", l2_compare_);
+        add_command(app_, "flood", "Tell the LTL manager how the VLANs' flood sets changed",
+                    flood_);
+        add_command(app_, "flood-compare",
+                    "Compare flood sets, port by port, with what the LTL manager holds",
                     flood_compare_);
         add_ltl();
-        add_command(app_, "day", "Live a whole day of a switch with one client, and check what is held", day_);
+        add_command(app_, "day",
+                    "Live a whole day of a switch with one client, and check what is held", day_);
         add_command(app_, "marker", "Send an out-of-band marker", marker_);
         add_command(app_, "download-complete", "Tell that everything was sent", download_complete_);
         add_overlay();
@@ -64,23 +73,29 @@ public:
 
 private:
     template <typename Command>
-    void add_command(CLI::App &parent, const char *name, const char *description, Command &command) {
+    void add_command(CLI::App &parent, const char *name, const char *description,
+                     Command &command) {
         CLI::App *added = parent.add_subcommand(name, description);
         command.add_to(*added);
-        added->callback([this, &command] { chosen_ = [&command](std::ostream &out) { return command.run(out); }; });
+        added->callback([this, &command] {
+            chosen_ = [&command](std::ostream &out) { return command.run(out); };
+        });
     }
 
     void add_overlay() {
-        CLI::App *overlay = app_.add_subcommand("overlay", "Send an overlay notification; needs no registration");
+        CLI::App *overlay =
+            app_.add_subcommand("overlay", "Send an overlay notification; needs no registration");
         overlay->require_subcommand(1);
         add_command(*overlay, "disable", "Tell that the overlay is disabled", overlay_disable_);
-        add_command(*overlay, "vlans", "Tell which VLANs the overlay is disabled for", overlay_vlans_);
+        add_command(*overlay, "vlans", "Tell which VLANs the overlay is disabled for",
+                    overlay_vlans_);
         add_command(*overlay, "route", "Send an overlay route message", overlay_route_);
         overlay->footer("Example: vellfeed overlay disable");
     }
 
     void add_ltl() {
-        CLI::App *ltl = app_.add_subcommand("ltl", "Ask the LTL manager for LTL indexes, change or release them");
+        CLI::App *ltl = app_.add_subcommand(
+            "ltl", "Ask the LTL manager for LTL indexes, change or release them");
         ltl->require_subcommand(1);
         add_command(*ltl, "alloc", "Allocate an LTL index for some interfaces", ltl_alloc_);
         add_command(*ltl, "modify", "Give an LTL index other interfaces", ltl_modify_);

@@ -1,4 +1,5 @@
-// The command line's class by its name alone, for headers that only pass it on: what defines it takes long to compile.
+// The command line's class by its name alone, for headers that only pass it on: what defines it
+// takes long to compile.
 #pragma once
 
 namespace CLI {

@@ -1,4 +1,5 @@
-// A moment on the monotonic clock, so that a wait that a signal cuts short goes on with the time that is left.
+// A moment on the monotonic clock, so that a wait that a signal cuts short goes on with the time
+// that is left.
 #pragma once
 
 #include <algorithm>
@@ -18,12 +19,13 @@ public:
         return result;
     }
 
-    // The time left in the form that poll() takes: 0 when it has passed, -1 when it never comes. Rounded up, so that a
-    // wait for it does not end before it.
+    // The time left in the form that poll() takes: 0 when it has passed, -1 when it never comes.
+    // Rounded up, so that a wait for it does not end before it.
     int left_ms() const {
         if (!when_)
             return -1;
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(*when_ - clock::now()).count();
+        const auto left =
+            std::chrono::ceil<std::chrono::milliseconds>(*when_ - clock::now()).count();
         return static_cast<int>(std::clamp<long long>(left, 0, std::numeric_limits<int>::max()));
     }
 

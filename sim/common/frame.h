@@ -1,7 +1,7 @@
 // What travels over the desk's Unix stream sockets: frames, each a fixed head and a payload.
 //
-// All words are in host byte order; both ends are on one machine. A frame whose magic is wrong cannot be skipped, since
-// nothing says where the next one starts: the connection is closed.
+// All words are in host byte order; both ends are on one machine. A frame whose magic is wrong
+// cannot be skipped, since nothing says where the next one starts: the connection is closed.
 #pragma once
 
 #include <cstdint>

@@ -15,8 +15,8 @@ namespace {
 
 constexpr char peer_has_closed[] = "the other end has closed the connection";
 
-// Waits for the events. False when the deadline has come first. May be true too early, as after a signal: the caller
-// finds nothing to read or no room to write, and waits again.
+// Waits for the events. False when the deadline has come first. May be true too early, as after a
+// signal: the caller finds nothing to read or no room to write, and waits again.
 bool wait_for(int fd, short events, const deadline &until) {
     pollfd entry{fd, events, 0};
     return poll(&entry, 1, until.left_ms()) != 0;
@@ -34,8 +34,10 @@ ssize_t send_rest(int fd, const frame_head &head, const void *payload, std::size
     const std::size_t of_payload = sent - of_head;
     // sendmsg takes writable pointers but does not write.
     iovec parts[2] = {
-        {const_cast<char *>(reinterpret_cast<const char *>(&head)) + of_head, sizeof head - of_head},
-        {const_cast<char *>(static_cast<const char *>(payload)) + of_payload, head.length - of_payload},
+        {const_cast<char *>(reinterpret_cast<const char *>(&head)) + of_head,
+         sizeof head - of_head},
+        {const_cast<char *>(static_cast<const char *>(payload)) + of_payload,
+         head.length - of_payload},
     };
     msghdr message{};
     message.msg_iov = parts;
@@ -48,11 +50,14 @@ ssize_t send_rest(int fd, const frame_head &head, const void *payload, std::size
 std::string check_frame_head(const frame_head &head, const std::vector<frame_kind> &kinds) {
     char text[96];
     if (head.magic != frame_magic)
-        std::snprintf(text, sizeof text, "frame magic is 0x%08x, not 0x%08x", head.magic, frame_magic);
+        std::snprintf(text, sizeof text, "frame magic is 0x%08x, not 0x%08x", head.magic,
+                      frame_magic);
     else if (std::find(kinds.begin(), kinds.end(), head.kind) == kinds.end())
-        std::snprintf(text, sizeof text, "frame kind %u does not belong here", static_cast<unsigned>(head.kind));
+        std::snprintf(text, sizeof text, "frame kind %u does not belong here",
+                      static_cast<unsigned>(head.kind));
     else if (head.length > frame_max_payload)
-        std::snprintf(text, sizeof text, "frame length %u exceeds %u bytes", head.length, frame_max_payload);
+        std::snprintf(text, sizeof text, "frame length %u exceeds %u bytes", head.length,
+                      frame_max_payload);
     else
         return {};
     return text;
@@ -79,15 +84,18 @@ frame_result send_frame(int fd, const frame_head &head, const void *payload, int
 frame_result frame_reader::ended(std::string reason) const {
     if (head_filled_ == 0)
         return {frame_status::closed, std::move(reason)};
-    const std::size_t expected = sizeof(frame_head) + (head_filled_ < sizeof(frame_head) ? 0 : partial_.head.length);
-    return {frame_status::broken, reason + " within a frame, after " + std::to_string(head_filled_ + payload_filled_) +
-                                      " of " + (head_filled_ < sizeof(frame_head) ? "at least " : "") +
+    const std::size_t expected =
+        sizeof(frame_head) + (head_filled_ < sizeof(frame_head) ? 0 : partial_.head.length);
+    return {frame_status::broken, reason + " within a frame, after " +
+                                      std::to_string(head_filled_ + payload_filled_) + " of " +
+                                      (head_filled_ < sizeof(frame_head) ? "at least " : "") +
                                       std::to_string(expected) + " bytes"};
 }
 
 frame_result frame_reader::take(int fd, void *to, std::size_t size, std::size_t &filled) {
     while (filled < size) {
-        const ssize_t count = recv(fd, static_cast<char *>(to) + filled, size - filled, MSG_DONTWAIT);
+        const ssize_t count =
+            recv(fd, static_cast<char *>(to) + filled, size - filled, MSG_DONTWAIT);
         if (count > 0)
             filled += static_cast<std::size_t>(count);
         else if (count == 0 || errno == ECONNRESET)

@@ -1,8 +1,10 @@
-// Frames on a connected Unix stream socket: sending one, and putting one together from what has arrived so far.
+// Frames on a connected Unix stream socket: sending one, and putting one together from what has
+// arrived so far.
 //
-// Nothing here raises SIGPIPE, and a signal that interrupts a call never shows: the call goes on. The socket itself may
-// be in blocking or in non-blocking mode. After `closed` or `broken`, and after a send that timed out, the stream is no
-// longer at the start of a frame, or not there at all: close it.
+// Nothing here raises SIGPIPE, and a signal that interrupts a call never shows: the call goes on.
+// The socket itself may be in blocking or in non-blocking mode. After `closed` or `broken`, and
+// after a send that timed out, the stream is no longer at the start of a frame, or not there at
+// all: close it.
 #pragma once
 
 #include "deadline.h"
@@ -33,11 +35,13 @@ struct frame {
     std::vector<std::uint8_t> payload;
 };
 
-// Whether a frame of one of these kinds may begin with this head: an empty string, or what is wrong with it.
+// Whether a frame of one of these kinds may begin with this head: an empty string, or what is wrong
+// with it.
 std::string check_frame_head(const frame_head &head, const std::vector<frame_kind> &kinds);
 
-// Sends the head and head.length bytes of payload, which must not exceed frame_max_payload. Gives up, with the frame
-// perhaps cut, when the peer takes not a byte for stall_ms milliseconds (negative: never gives up).
+// Sends the head and head.length bytes of payload, which must not exceed frame_max_payload. Gives
+// up, with the frame perhaps cut, when the peer takes not a byte for stall_ms milliseconds
+// (negative: never gives up).
 frame_result send_frame(int fd, const frame_head &head, const void *payload, int stall_ms);
 
 // Puts together the frames of one connection; one reader per connection, for as long as it lasts.
@@ -46,8 +50,8 @@ public:
     // Frames of other kinds than these are refused.
     explicit frame_reader(std::initializer_list<frame_kind> kinds) : kinds_(kinds) {}
 
-    // Takes what has arrived, but not beyond the end of the frame, and returns without waiting. What has come of an
-    // unfinished frame is kept for the next call.
+    // Takes what has arrived, but not beyond the end of the frame, and returns without waiting.
+    // What has come of an unfinished frame is kept for the next call.
     frame_result read(int fd, frame &whole);
 
 private:

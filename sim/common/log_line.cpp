@@ -51,7 +51,8 @@ std::optional<char> take_escape(std::string_view &text) {
     if (kind == 'x') {
         unsigned value = 0;
         const std::string_view digits = text.substr(2, 2);
-        const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value, 16);
+        const auto [end, error] =
+            std::from_chars(digits.data(), digits.data() + digits.size(), value, 16);
         if (error != std::errc() || end != digits.data() + 2)
             return std::nullopt;
         text.remove_prefix(4);
@@ -110,7 +111,8 @@ bool take_number(std::string_view &text, std::string_view prefix, int base, std:
 
 bool is_time(std::string_view text) {
     constexpr std::string_view form = "0000-00-00T00:00:00.000000Z";
-    return text.size() == form.size() && std::equal(form.begin(), form.end(), text.begin(), [](char want, char byte) {
+    return text.size() == form.size() &&
+           std::equal(form.begin(), form.end(), text.begin(), [](char want, char byte) {
                return want == '0' ? is_digit(byte) : want == byte;
            });
 }
@@ -119,7 +121,8 @@ bool is_time(std::string_view text) {
 
 std::string format_log_line(const log_line &line) {
     char numbers[64];
-    std::snprintf(numbers, sizeof numbers, " %u %u 0x%x %u ", line.pid, line.uuid, line.module, line.level);
+    std::snprintf(numbers, sizeof numbers, " %u %u 0x%x %u ", line.pid, line.uuid, line.module,
+                  line.level);
     std::string result = line.time + " " + line.sink + numbers;
     for (const char byte : line.text)
         append_escaped(result, byte);
@@ -130,9 +133,9 @@ std::optional<log_line> parse_log_line(std::string_view text) {
     const std::optional<std::string_view> time = take_field(text);
     const std::optional<std::string_view> sink = take_field(text);
     log_line line;
-    if (!time || !is_time(*time) || !sink || !is_sink(*sink) || !take_number(text, "", 10, line.pid) ||
-        !take_number(text, "", 10, line.uuid) || !take_number(text, "0x", 16, line.module) ||
-        !take_number(text, "", 10, line.level))
+    if (!time || !is_time(*time) || !sink || !is_sink(*sink) ||
+        !take_number(text, "", 10, line.pid) || !take_number(text, "", 10, line.uuid) ||
+        !take_number(text, "0x", 16, line.module) || !take_number(text, "", 10, line.level))
         return std::nullopt;
     std::optional<std::string> unescaped = unescape(text);
     if (!unescaped)
@@ -161,7 +164,8 @@ bool append_log_line(const std::string &run_directory, const log_line &line) {
         return false;
     }
     const std::string path = run_directory + "/log/" + line.sink;
-    const file_descriptor file(open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+    const file_descriptor file(
+        open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
     if (!file)
         return false;
     const std::string text = format_log_line(line) + "\n";

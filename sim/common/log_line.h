@@ -1,5 +1,5 @@
-// One line of the desk's log files, <run directory>/log/history, client and service: written by libtessel and by the
-// switch, read by people and by "vellsim show log".
+// One line of the desk's log files, <run directory>/log/history, client and service: written by
+// libtessel and by the switch, read by people and by "vellsim show log".
 #pragma once
 
 #include <cstdint>
@@ -19,16 +19,17 @@ struct log_line {
     std::string text;
 };
 
-// The fields in the order above, a blank between each, the module in hexadecimal, the text last; backslashes and bytes
-// that are not printable ASCII are escaped (\n, \t, \\, \xNN), so that every record is one line. No line feed at the
-// end.
+// The fields in the order above, a blank between each, the module in hexadecimal, the text last;
+// backslashes and bytes that are not printable ASCII are escaped (\n, \t, \\, \xNN), so that every
+// record is one line. No line feed at the end.
 std::string format_log_line(const log_line &line);
 std::optional<log_line> parse_log_line(std::string_view text);
 
 // The time now, in the form of log_line::time.
 std::string log_time_now();
 
-// Appends one line to <run directory>/log/<sink> in one write. False when the file cannot be written.
+// Appends one line to <run directory>/log/<sink> in one write. False when the file cannot be
+// written.
 bool append_log_line(const std::string &run_directory, const log_line &line);
 
 } // namespace desk

@@ -1,7 +1,7 @@
 // The messages between libnerb and the desk's LTL manager.
 //
-// Requests go to SAP 230 of the switch's node. An answer comes on the client's queue as a message of SAP 230, under its
-// request's opcode. All words are u32 in host byte order.
+// Requests go to SAP 230 of the switch's node. An answer comes on the client's queue as a message
+// of SAP 230, under its request's opcode. All words are u32 in host byte order.
 //
 //   allocation, modification   cookie, number of entries, and each entry: key word 1, key word 2, number of interfaces
 //                              and as many interface indexes
@@ -11,7 +11,8 @@
 //                              mask, a word that is not read, number of updates, and each update: interface index,
 //                              operation (1 adds, 2 removes)
 //
-// Answers are described in nerb_desk.h: four words, which are struct nerb_desk_answer, and four words an entry.
+// Answers are described in nerb_desk.h: four words, which are struct nerb_desk_answer, and four
+// words an entry.
 #pragma once
 
 #include <nerb_desk.h>

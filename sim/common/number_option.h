@@ -1,4 +1,5 @@
-// Options that are numbers: anything else, and what does not fit, is refused with what would have been right.
+// Options that are numbers: anything else, and what does not fit, is refused with what would have
+// been right.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -16,22 +17,25 @@ inline std::optional<std::uint64_t> parse_number(const std::string &text) {
     const bool is_hex = text.starts_with("0x");
     const char *const end = text.data() + text.size();
     std::uint64_t number = 0;
-    const auto result = std::from_chars(text.data() + (is_hex ? 2 : 0), end, number, is_hex ? 16 : 10);
+    const auto result =
+        std::from_chars(text.data() + (is_hex ? 2 : 0), end, number, is_hex ? 16 : 10);
     return result.ec == std::errc() && result.ptr == end ? std::optional(number) : std::nullopt;
 }
 
 inline CLI::Validator number_up_to(std::uint64_t largest) {
     const auto check = [largest](const std::string &text) {
         const std::optional<std::uint64_t> number = parse_number(text);
-        return number && *number <= largest ? std::string()
-                                            : fmt::format("{} is not a number from 0 to {}", text, largest);
+        return number && *number <= largest
+                   ? std::string()
+                   : fmt::format("{} is not a number from 0 to {}", text, largest);
     };
     return CLI::Validator(check, "");
 }
 
 // `target` is an unsigned integer, or an optional one.
 template <typename Target, typename Number = Target>
-CLI::Option *add_number(CLI::App &command, const char *name, Target &target, const std::string &description) {
+CLI::Option *add_number(CLI::App &command, const char *name, Target &target,
+                        const std::string &description) {
     constexpr std::uint64_t largest = std::numeric_limits<Number>::max();
     return command.add_option(name, target, description)
         ->option_text("0 to " + std::to_string(largest))

@@ -1,5 +1,6 @@
-// fmt::print() into a stream. The formatting behind it, which fmt's own header would compile anew for every file that
-// prints, is compiled once, in fmt.cpp. Of fmt other than 9, the build defines FMT_HEADER_ONLY instead.
+// fmt::print() into a stream. The formatting behind it, which fmt's own header would compile anew
+// for every file that prints, is compiled once, in fmt.cpp. Of fmt other than 9, the build defines
+// FMT_HEADER_ONLY instead.
 #pragma once
 
 #include <fmt/ostream.h>

@@ -41,7 +41,8 @@ std::string check_own_directory(const std::string &path) {
         return path + ": belongs to user " + std::to_string(entry.st_uid) + ", not to user " +
                std::to_string(geteuid());
     if ((entry.st_mode & 077u) != 0)
-        return path + ": is open to other users (mode " + mode_text(entry.st_mode) + ", it must be 0700)";
+        return path + ": is open to other users (mode " + mode_text(entry.st_mode) +
+               ", it must be 0700)";
     return {};
 }
 

@@ -14,7 +14,8 @@ namespace desk {
 
 namespace {
 
-// The send timeout of a Unix socket also bounds how long connect() waits for a place in the listener's queue.
+// The send timeout of a Unix socket also bounds how long connect() waits for a place in the
+// listener's queue.
 void bound_connect(int fd, int left_ms) {
     if (left_ms < 0)
         return;
@@ -24,7 +25,8 @@ void bound_connect(int fd, int left_ms) {
 
 // Returns 0 or the errno.
 int connect_until(int fd, const sockaddr_un &address, const deadline &until) {
-    // Never 0, which would mean to wait for ever. The first attempt may be made whatever the time left.
+    // Never 0, which would mean to wait for ever. The first attempt may be made whatever the time
+    // left.
     for (int left = until.left_ms();; left = until.left_ms()) {
         bound_connect(fd, left == 0 ? 1 : left);
         if (connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0)
@@ -43,8 +45,9 @@ std::string service_address(const std::string &run_directory, sockaddr_un &addre
     address = {};
     address.sun_family = AF_UNIX;
     if (path.size() >= sizeof address.sun_path)
-        return path + ": is too long for a socket (" + std::to_string(path.size()) + " bytes, at most " +
-               std::to_string(sizeof address.sun_path - 1) + "); choose a shorter VELLSIM_RUN_DIR";
+        return path + ": is too long for a socket (" + std::to_string(path.size()) +
+               " bytes, at most " + std::to_string(sizeof address.sun_path - 1) +
+               "); choose a shorter VELLSIM_RUN_DIR";
     std::memcpy(address.sun_path, path.data(), path.size());
     return {};
 }
@@ -55,7 +58,8 @@ std::string check_peer(int fd, uid_t user) {
     if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0)
         return std::string("the other end's user is unknown: ") + std::strerror(errno);
     if (peer.uid != user)
-        return "the other end is of user " + std::to_string(peer.uid) + ", not of user " + std::to_string(user);
+        return "the other end is of user " + std::to_string(peer.uid) + ", not of user " +
+               std::to_string(user);
     return {};
 }
 
@@ -68,7 +72,8 @@ connection connect_service(const std::string &run_directory, int timeout_ms) {
     file_descriptor fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (!fd)
         return {{}, std::string("no socket: ") + std::strerror(errno)};
-    if (const int error = connect_until(fd.get(), address, deadline::after_ms(timeout_ms)); error != 0)
+    if (const int error = connect_until(fd.get(), address, deadline::after_ms(timeout_ms));
+        error != 0)
         return {{}, std::string(address.sun_path) + ": " + std::strerror(error)};
     if (std::string reason = check_peer(fd.get()); !reason.empty())
         return {{}, std::string(address.sun_path) + ": " + reason};

@@ -10,7 +10,8 @@
 
 namespace desk {
 
-// The innermost command that was given, and its words after the program's name, each followed by a blank.
+// The innermost command that was given, and its words after the program's name, each followed by a
+// blank.
 inline const CLI::App *chosen_command(const CLI::App *app, std::string &words) {
     while (!app->get_subcommands().empty()) {
         app = app->get_subcommands().front();
@@ -23,7 +24,8 @@ inline const CLI::App *chosen_command(const CLI::App *app, std::string &words) {
 inline std::string usage_text(const CLI::App *app, const CLI::Error &error) {
     std::string words;
     chosen_command(app, words);
-    return fmt::format("{0}: {1}\nRun `{0} {2}--help` for more information.\n", app->get_name(), error.what(), words);
+    return fmt::format("{0}: {1}\nRun `{0} {2}--help` for more information.\n", app->get_name(),
+                       error.what(), words);
 }
 
 // That a command is missing is no help to someone who misspelt one.
@@ -39,9 +41,10 @@ inline CLI::Error explained(const CLI::App &app, const CLI::ParseError &error) {
     for (const CLI::App *one : offered) {
         names.push_back(one->get_name());
     }
-    return CLI::Error("ExtrasError", fmt::format("there is no {} \"{}\"; the commands are {}",
-                                                 unknown.front().starts_with('-') ? "option" : "command",
-                                                 printable(unknown.front()), fmt::join(names, ", ")));
+    return CLI::Error("ExtrasError",
+                      fmt::format("there is no {} \"{}\"; the commands are {}",
+                                  unknown.front().starts_with('-') ? "option" : "command",
+                                  printable(unknown.front()), fmt::join(names, ", ")));
 }
 
 } // namespace desk

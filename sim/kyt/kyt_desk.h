@@ -1,18 +1,20 @@
 /*
- * The desk transport's own side: what a client process needs around kyt_send, kyt_drop and kyt_payload_get.
+ * The desk transport's own side: what a client process needs around kyt_send, kyt_drop and
+ * kyt_payload_get.
  *
- * On a switch a process opens its queues and receives its messages with the platform's own calls. On the desk these
- * functions stand in for them. A queue is one Unix stream connection to the switch on the desk, made by the first send
- * and found under the run directory: the environment variable VELLSIM_RUN_DIR, else $XDG_RUNTIME_DIR/vellsim, else
- * /tmp/vellsim-<uid>; a directory that is not this user's alone is refused. When the switch goes away, the send that
- * finds out returns -1 and the connection is dropped; the next send connects anew. A switch that takes no byte of a
- * message for 5 seconds, or as many milliseconds as the environment variable VELLSIM_SEND_TIMEOUT_MS says, counts as
- * gone. Messages that arrived before can still be received.
+ * On a switch a process opens its queues and receives its messages with the platform's own calls.
+ * On the desk these functions stand in for them. A queue is one Unix stream connection to the
+ * switch on the desk, made by the first send and found under the run directory: the environment
+ * variable VELLSIM_RUN_DIR, else $XDG_RUNTIME_DIR/vellsim, else /tmp/vellsim-<uid>; a directory
+ * that is not this user's alone is refused. When the switch goes away, the send that finds out
+ * returns -1 and the connection is dropped; the next send connects anew. A switch that takes no
+ * byte of a message for 5 seconds, or as many milliseconds as the environment variable
+ * VELLSIM_SEND_TIMEOUT_MS says, counts as gone. Messages that arrived before can still be received.
  *
  * Why a call failed is said on stderr, once for each cause until a send succeeds again.
  *
- * No function starts a thread or raises a signal; like libvell itself, they expect one thread at a time. A queue is of
- * the process that opened it: a forked child opens its own.
+ * No function starts a thread or raises a signal; like libvell itself, they expect one thread at a
+ * time. A queue is of the process that opened it: a forked child opens its own.
  */
 #ifndef KYT_DESK_H
 #define KYT_DESK_H
@@ -36,8 +38,9 @@ uint32_t kyt_desk_queue_open(void);
 void kyt_desk_queue_close(uint32_t queue);
 
 /*
- * Waits up to timeout_ms milliseconds (negative: for ever) for a message on the queue. Returns 1 with a message that
- * the caller frees, 0 when none came in time, -1 when the queue has no connection or lost it.
+ * Waits up to timeout_ms milliseconds (negative: for ever) for a message on the queue. Returns 1
+ * with a message that the caller frees, 0 when none came in time, -1 when the queue has no
+ * connection or lost it.
  */
 int kyt_desk_receive(uint32_t queue, int timeout_ms, kyt_desk_message **message);
 
@@ -49,8 +52,8 @@ uint32_t kyt_desk_message_length(const kyt_desk_message *message);
 /* Frees a received message. Null is ignored. */
 void kyt_desk_message_free(kyt_desk_message *message);
 
-/* How many messages this process has sent, how many references it still holds, and how many wrong kyt_drop calls (not
- * a reference, released before, or from another queue) it made. */
+/* How many messages this process has sent, how many references it still holds, and how many wrong
+ * kyt_drop calls (not a reference, released before, or from another queue) it made. */
 typedef struct kyt_desk_counts {
     uint64_t sent;
     uint64_t open_references;
@@ -59,8 +62,8 @@ typedef struct kyt_desk_counts {
 void kyt_desk_get_counts(kyt_desk_counts *counts);
 
 /*
- * Writes the run directory's path, NUL-terminated, into `path`. Returns 0, or -1 when it does not fit. The directory is
- * made (0700) by the switch, not by this call.
+ * Writes the run directory's path, NUL-terminated, into `path`. Returns 0, or -1 when it does not
+ * fit. The directory is made (0700) by the switch, not by this call.
  */
 int kyt_desk_run_dir(char *path, size_t size);
 

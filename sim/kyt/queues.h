@@ -29,7 +29,8 @@ queue *find_queue(std::uint32_t handle);
 // Connects a queue that has no connection. Returns an empty string, or why it could not.
 std::string connect_queue(queue &q);
 
-// Closes a connection that can send no more. The messages that it has brought are kept for the client to receive.
+// Closes a connection that can send no more. The messages that it has brought are kept for the
+// client to receive.
 void give_up_connection(queue &q);
 
 // How long the switch may take no byte of a message, or no connection, before a send fails.

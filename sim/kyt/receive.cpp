@@ -23,21 +23,24 @@ int receive_into(queue &q, int timeout_ms, frame &into) {
         return 1;
     if (!q.socket)
         return -1;
-    const frame_result result = receive_frame(q.socket.get(), q.reader, deadline::after_ms(timeout_ms), into);
+    const frame_result result =
+        receive_frame(q.socket.get(), q.reader, deadline::after_ms(timeout_ms), into);
     if (result.status == frame_status::done)
         return 1;
     if (result.status == frame_status::timed_out)
         return 0;
     q.socket.reset();
     if (result.status == frame_status::broken)
-        complain("queue " + std::to_string(q.handle) + " has lost its connection to the switch: " + result.reason);
+        complain("queue " + std::to_string(q.handle) +
+                 " has lost its connection to the switch: " + result.reason);
     return -1;
 }
 
 int receive(std::uint32_t handle, int timeout_ms, kyt_desk_message **message) {
     queue *q = find_queue(handle);
     if (q == nullptr) {
-        complain_once(cause::queue, "kyt_desk_receive: there is no queue " + std::to_string(handle));
+        complain_once(cause::queue,
+                      "kyt_desk_receive: there is no queue " + std::to_string(handle));
         return -1;
     }
     auto received = std::make_unique<kyt_desk_message>();
@@ -75,5 +78,6 @@ void kyt_desk_message_free(kyt_desk_message *message) {
 
 void *kyt_payload_get(void *message) {
     auto *received = static_cast<kyt_desk_message *>(message);
-    return received == nullptr || received->frame.payload.empty() ? nullptr : received->frame.payload.data();
+    return received == nullptr || received->frame.payload.empty() ? nullptr
+                                                                  : received->frame.payload.data();
 }

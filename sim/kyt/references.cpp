@@ -38,7 +38,8 @@ void reference_ledger::cancel(std::uint64_t serial) {
     sent_ -= open_.erase(serial);
 }
 
-std::string reference_ledger::why_not_open(std::uint32_t queue, const kyt_msg_ref *reference) const {
+std::string reference_ledger::why_not_open(std::uint32_t queue,
+                                           const kyt_msg_ref *reference) const {
     if (reference == nullptr)
         return "the reference is null";
     const reference_body body = body_of(reference);
@@ -50,7 +51,8 @@ std::string reference_ledger::why_not_open(std::uint32_t queue, const kyt_msg_re
     if (entry != open_.end() && entry->second == queue)
         return {};
     return "the reference of message " + std::to_string(body.serial) +
-           (entry == open_.end() ? " was released before" : " belongs to queue " + std::to_string(entry->second));
+           (entry == open_.end() ? " was released before"
+                                 : " belongs to queue " + std::to_string(entry->second));
 }
 
 std::string reference_ledger::close(std::uint32_t queue, const kyt_msg_ref *reference) {

@@ -11,15 +11,15 @@ namespace desk {
 
 class reference_ledger {
 public:
-    // Opens the reference of a message that is about to be sent from this queue and returns its serial number. Numbers
-    // are not used again, so that a second release is noticed.
+    // Opens the reference of a message that is about to be sent from this queue and returns its
+    // serial number. Numbers are not used again, so that a second release is noticed.
     std::uint64_t open(std::uint32_t queue);
 
     // The message was not sent after all.
     void cancel(std::uint64_t serial);
 
-    // Closes the reference. Returns an empty string, or why it is not one to close; then only the count of wrong drops
-    // changes.
+    // Closes the reference. Returns an empty string, or why it is not one to close; then only the
+    // count of wrong drops changes.
     std::string close(std::uint32_t queue, const kyt_msg_ref *reference);
 
     kyt_desk_counts counts() const { return {sent_, open_.size(), wrong_drops_}; }

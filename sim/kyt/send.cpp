@@ -31,7 +31,8 @@ struct refusal {
 };
 using outcome = std::optional<refusal>; // empty: all is well
 
-// The reference of a message on its way: open from the start, so that a sent message always has one.
+// The reference of a message on its way: open from the start, so that a sent message always has
+// one.
 class pending_reference {
 public:
     explicit pending_reference(std::uint32_t queue) : serial_(references().open(queue)) {}
@@ -60,15 +61,17 @@ std::string node_text(std::uint32_t node) {
 
 outcome check_address_and_length(const frame_head &head) {
     if (head.node != switch_node)
-        return refusal{cause::node, "there is no node " + node_text(head.node) + ", only " + node_text(switch_node)};
+        return refusal{cause::node, "there is no node " + node_text(head.node) + ", only " +
+                                        node_text(switch_node)};
     if (head.length > frame_max_payload)
-        return refusal{cause::length, "a payload of " + std::to_string(head.length) + " bytes is longer than " +
+        return refusal{cause::length, "a payload of " + std::to_string(head.length) +
+                                          " bytes is longer than " +
                                           std::to_string(frame_max_payload)};
     return {};
 }
 
-// A message into a connection that the switch has closed would look as if it were sent. The hang-up shows even while
-// messages from before it wait to be received.
+// A message into a connection that the switch has closed would look as if it were sent. The hang-up
+// shows even while messages from before it wait to be received.
 bool has_hung_up(int fd) {
     pollfd entry{fd, POLLRDHUP, 0};
     while (poll(&entry, 1, 0) < 0 && errno == EINTR)
@@ -77,11 +80,13 @@ bool has_hung_up(int fd) {
 }
 
 frame_result send_connected(queue &q, const request &r) {
-    // Out of the queue's hands meanwhile: should memory run out half-way through a frame, the connection goes with it.
+    // Out of the queue's hands meanwhile: should memory run out half-way through a frame, the
+    // connection goes with it.
     file_descriptor socket = std::move(q.socket);
-    frame_result result = has_hung_up(socket.get())
-                              ? frame_result{frame_status::closed, "the switch has closed the connection"}
-                              : send_frame(socket.get(), r.head, r.payload, send_timeout_ms());
+    frame_result result =
+        has_hung_up(socket.get())
+            ? frame_result{frame_status::closed, "the switch has closed the connection"}
+            : send_frame(socket.get(), r.head, r.payload, send_timeout_ms());
     q.socket = std::move(socket);
     return result;
 }
@@ -109,7 +114,8 @@ outcome check_and_deliver(const request &r) {
 std::int32_t send_request(const request &r, kyt_msg_ref *reference) {
     pending_reference pending(r.queue);
     if (const outcome refused = check_and_deliver(r)) {
-        complain_once(refused->why, "kyt_send from queue " + std::to_string(r.queue) + " failed: " + refused->reason);
+        complain_once(refused->why, "kyt_send from queue " + std::to_string(r.queue) +
+                                        " failed: " + refused->reason);
         return -1;
     }
     write_reference(reference, r.queue, pending.keep());
@@ -121,16 +127,19 @@ std::int32_t send_request(const request &r, kyt_msg_ref *reference) {
 
 } // namespace desk
 
-int32_t kyt_send(uint32_t queue, uint32_t node, uint32_t sap, uint32_t opcode, const void *payload, uint32_t length,
-                 kyt_msg_ref *reference, uint32_t flags, const uint32_t *options) {
+int32_t kyt_send(uint32_t queue, uint32_t node, uint32_t sap, uint32_t opcode, const void *payload,
+                 uint32_t length, kyt_msg_ref *reference, uint32_t flags, const uint32_t *options) {
     return desk::guarded(-1, [=] {
         if (reference == nullptr || options == nullptr || (payload == nullptr && length != 0)) {
-            desk::complain_once(desk::cause::argument,
-                                "kyt_send failed: its payload, reference or send-options block is null");
+            desk::complain_once(
+                desk::cause::argument,
+                "kyt_send failed: its payload, reference or send-options block is null");
             return -1;
         }
         desk::request r{
-            queue, {desk::frame_magic, desk::frame_kind::request, length, node, sap, opcode, flags, {}}, payload};
+            queue,
+            {desk::frame_magic, desk::frame_kind::request, length, node, sap, opcode, flags, {}},
+            payload};
         std::copy_n(options, desk::send_option_words, r.head.options);
         return desk::send_request(r, reference);
     });

@@ -31,7 +31,8 @@ std::optional<received_answer> read_answer(const void *rsp) {
     const auto *payload = static_cast<const std::byte *>(kyt_payload_get(const_cast<void *>(rsp)));
     received_answer received{{}, payload + nerb_answer_head_size};
     std::memcpy(&received.head, payload, sizeof received.head);
-    const std::uint64_t needed = nerb_answer_head_size + std::uint64_t{received.head.entry_count} * nerb_info_size;
+    const std::uint64_t needed =
+        nerb_answer_head_size + std::uint64_t{received.head.entry_count} * nerb_info_size;
     const nerb_answer_kind *expected = find_nerb_answer_kind(kyt_desk_message_opcode(message));
     const bool right_kind = expected != nullptr && received.head.kind == expected->kind;
     return right_kind && length == needed ? std::optional(received) : std::nullopt;
@@ -45,7 +46,8 @@ std::optional<received_answer> read_general(const void *rsp) {
 
 std::optional<received_answer> read_allocation(const void *rsp, std::uint32_t kind) {
     const auto received = read_answer(rsp);
-    return received && kind == nerb_kind_allocation && received->head.kind == kind ? received : std::nullopt;
+    return received && kind == nerb_kind_allocation && received->head.kind == kind ? received
+                                                                                   : std::nullopt;
 }
 
 } // namespace
@@ -79,7 +81,8 @@ uint32_t nerb_parse_rsp_get_rsp_info(const void *rsp, uint32_t count, nerb_rsp_i
     return NERB_DESK_READ;
 }
 
-uint32_t nerb_parse_alloc_ltl_get_entry_count(const void *rsp, uint32_t *status, uint32_t kind, uint16_t *count) {
+uint32_t nerb_parse_alloc_ltl_get_entry_count(const void *rsp, uint32_t *status, uint32_t kind,
+                                              uint16_t *count) {
     const auto received = desk::read_allocation(rsp, kind);
     // A request cannot have had more entries than its own 16-bit count says.
     if (!received || received->head.entry_count > std::numeric_limits<std::uint16_t>::max())
@@ -120,6 +123,7 @@ int nerb_desk_answer_entry(const void *rsp, uint32_t number, uint32_t words[4]) 
         return NERB_DESK_NO_ANSWER;
     if (number >= received->head.entry_count)
         return NERB_DESK_NOT_SO_MANY;
-    std::memcpy(words, received->infos + std::size_t{number} * desk::nerb_info_size, desk::nerb_info_size);
+    std::memcpy(words, received->infos + std::size_t{number} * desk::nerb_info_size,
+                desk::nerb_info_size);
     return NERB_DESK_READ;
 }

@@ -1,4 +1,5 @@
-// libnerb's interface, as its sources include it: what it declares is exported, everything else stays inside.
+// libnerb's interface, as its sources include it: what it declares is exported, everything else
+// stays inside.
 #pragma once
 
 #pragma GCC visibility push(default)

@@ -1,10 +1,11 @@
 /*
  * What the desk's LTL manager answers, and how to read it.
  *
- * A request that libnerb has sent is answered by one message on the queue that it was sent from, as kyt_desk_receive
- * hands it out: its service access point is NERB_DESK_SAP, its opcode the request's. A request that is malformed is not
- * answered; the switch's service log says why. An answer carries, of every entry of the request and in their order, four
- * words. Which they are depends on the answer's kind:
+ * A request that libnerb has sent is answered by one message on the queue that it was sent from, as
+ * kyt_desk_receive hands it out: its service access point is NERB_DESK_SAP, its opcode the
+ * request's. A request that is malformed is not answered; the switch's service log says why. An
+ * answer carries, of every entry of the request and in their order, four words. Which they are
+ * depends on the answer's kind:
  *
  *   kind                          word 0      word 1           word 2                                 word 3
  *   NERB_DESK_KIND_ALLOCATION     key word 2  LTL index        its number of interfaces               status
@@ -12,17 +13,18 @@
  *   NERB_DESK_KIND_RELEASE        LTL index   key word 2       0                                      status
  *   NERB_DESK_KIND_FLOOD_UPDATE   VLAN id     interfaces added interfaces removed                     status
  *
- * Word 3 is one of enum nerb_desk_status. Key word 2 is the tag that the client chose for an LTL; of an entry that was
- * refused, an allocation's words 1 and 2 and a flood update's are 0.
+ * Word 3 is one of enum nerb_desk_status. Key word 2 is the tag that the client chose for an LTL;
+ * of an entry that was refused, an allocation's words 1 and 2 and a flood update's are 0.
  *
- * The answer as a whole has a status too: 0 when every entry's is 0. Otherwise it is, of a request of exactly one entry
- * that is no flood update, that entry's own status, and of any other request 1, which says no more than that the
- * entries' have to be looked at.
+ * The answer as a whole has a status too: 0 when every entry's is 0. Otherwise it is, of a request
+ * of exactly one entry that is no flood update, that entry's own status, and of any other request
+ * 1, which says no more than that the entries' have to be looked at.
  *
- * The functions below read answers of every kind and change nothing. Those of nerb.h read them too, and return what
- * enum nerb_desk_read says: nerb_parse_rsp_* all kinds but allocations, nerb_parse_alloc_ltl_* allocations alone. Of an
- * allocation nerb_parse_alloc_ltl_rsp_parm reads the first entry only, its words 0 to 2; those behind the first, of a
- * batched allocation, are read with nerb_desk_answer_entry.
+ * The functions below read answers of every kind and change nothing. Those of nerb.h read them too,
+ * and return what enum nerb_desk_read says: nerb_parse_rsp_* all kinds but allocations,
+ * nerb_parse_alloc_ltl_* allocations alone. Of an allocation nerb_parse_alloc_ltl_rsp_parm reads
+ * the first entry only, its words 0 to 2; those behind the first, of a batched allocation, are read
+ * with nerb_desk_answer_entry.
  */
 #ifndef NERB_DESK_H
 #define NERB_DESK_H
@@ -58,28 +60,34 @@ enum nerb_desk_status {
     NERB_DESK_POOL_EXHAUSTED = 3,        /* all LTL indexes are allocated */
     NERB_DESK_TAG_MISMATCH = 4,          /* the LTL was allocated with another key word 2 */
     NERB_DESK_INTERFACE_PRESENT = 5,     /* an interface was to be added that the flood set has */
-    NERB_DESK_INTERFACE_ABSENT = 6,      /* an interface was to be removed that the flood set does not have */
-    NERB_DESK_NO_VLAN_ID = 7,            /* it is not 1 to 4094 */
-    NERB_DESK_INTERFACE_TWICE = 8,       /* a list, or a flood update, names an interface twice */
-    NERB_DESK_NO_OPERATION = 9           /* a flood update's operation is neither 1, which adds, nor 2, which removes */
+    NERB_DESK_INTERFACE_ABSENT =
+        6,                    /* an interface was to be removed that the flood set does not have */
+    NERB_DESK_NO_VLAN_ID = 7, /* it is not 1 to 4094 */
+    NERB_DESK_INTERFACE_TWICE = 8, /* a list, or a flood update, names an interface twice */
+    NERB_DESK_NO_OPERATION =
+        9 /* a flood update's operation is neither 1, which adds, nor 2, which removes */
 };
 
 /* What libnerb's send functions return. Unless it is NERB_DESK_SENT, nothing was sent. */
 enum nerb_desk_send {
     NERB_DESK_SENT = 0,
-    NERB_DESK_NOT_SENT = 1,     /* kyt_send failed */
-    NERB_DESK_NULL_POINTER = 2, /* the payload is null, or a list of interfaces whose count is not 0 */
+    NERB_DESK_NOT_SENT = 1, /* kyt_send failed */
+    NERB_DESK_NULL_POINTER =
+        2, /* the payload is null, or a list of interfaces whose count is not 0 */
     NERB_DESK_OUT_OF_MEMORY = 3
 };
 
-/* What the functions that read an answer return. Unless it is NERB_DESK_READ, nothing was stored. */
+/* What the functions that read an answer return. Unless it is NERB_DESK_READ, nothing was
+ * stored. */
 enum nerb_desk_read {
     NERB_DESK_READ = 0,
-    NERB_DESK_NO_ANSWER = 1, /* it is null, no message of the manager's, or of a kind that the function does not read */
+    NERB_DESK_NO_ANSWER =
+        1, /* it is null, no message of the manager's, or of a kind that the function does not read */
     NERB_DESK_NOT_SO_MANY = 2 /* it has fewer entries than were asked for */
 };
 
-/* A status in words: "the pool is exhausted". Never null: a number that is no status is "unknown". */
+/* A status in words: "the pool is exhausted". Never null: a number that is no status is
+ * "unknown". */
 const char *nerb_desk_status_name(uint32_t status);
 
 /* What an answer begins with. */

@@ -1,4 +1,5 @@
-// Requests to the LTL manager. Nothing of the caller's is kept: a request is copied into one message and sent.
+// Requests to the LTL manager. Nothing of the caller's is kept: a request is copied into one
+// message and sent.
 #include "interface.h"
 #include "nerb_messages.h"
 
@@ -46,8 +47,8 @@ std::size_t checked_size(std::uint64_t size) {
 
 nerb_desk_send send(std::uint32_t queue, std::uint32_t opcode, const message &sent) {
     kyt_msg_ref reference;
-    if (kyt_send(queue, switch_node, nerb_sap, opcode, sent.data(), static_cast<std::uint32_t>(sent.size()), &reference,
-                 0, send_options) == -1)
+    if (kyt_send(queue, switch_node, nerb_sap, opcode, sent.data(),
+                 static_cast<std::uint32_t>(sent.size()), &reference, 0, send_options) == -1)
         return NERB_DESK_NOT_SENT;
     kyt_drop(queue, &reference);
     return NERB_DESK_SENT;
@@ -61,7 +62,9 @@ struct ltl_entry {
 
     const std::byte *at;
 
-    std::uint32_t key(std::size_t word) const { return read<std::uint32_t>(at + word * sizeof(std::uint32_t)); }
+    std::uint32_t key(std::size_t word) const {
+        return read<std::uint32_t>(at + word * sizeof(std::uint32_t));
+    }
     std::uint16_t interface_count() const { return read<std::uint16_t>(at + interface_count_at); }
     const void *interfaces() const { return read<const void *>(at + interfaces_at); }
 };
@@ -78,7 +81,8 @@ nerb_desk_send append_ltl_entry(message &to, const ltl_entry &entry) {
     return NERB_DESK_SENT;
 }
 
-nerb_desk_send send_ltl_entries(std::uint32_t queue, std::uint32_t opcode, const void *payload, std::uint32_t cookie) {
+nerb_desk_send send_ltl_entries(std::uint32_t queue, std::uint32_t opcode, const void *payload,
+                                std::uint32_t cookie) {
     if (payload == nullptr)
         return NERB_DESK_NULL_POINTER;
     const auto *bytes = static_cast<const std::byte *>(payload);
@@ -87,13 +91,15 @@ nerb_desk_send send_ltl_entries(std::uint32_t queue, std::uint32_t opcode, const
     append_word(sent, cookie);
     append_word(sent, count);
     for (std::size_t i = 0; i < count; ++i)
-        if (const nerb_desk_send wrong = append_ltl_entry(sent, {bytes + sizeof count + i * ltl_entry::size});
+        if (const nerb_desk_send wrong =
+                append_ltl_entry(sent, {bytes + sizeof count + i * ltl_entry::size});
             wrong != NERB_DESK_SENT)
             return wrong;
     return send(queue, opcode, sent);
 }
 
-nerb_desk_send send_release(std::uint32_t queue, std::uint32_t count, const void *entries, std::uint32_t cookie) {
+nerb_desk_send send_release(std::uint32_t queue, std::uint32_t count, const void *entries,
+                            std::uint32_t cookie) {
     constexpr std::uint64_t entry_size = 12;
     if (entries == nullptr)
         return NERB_DESK_NULL_POINTER;
@@ -144,15 +150,19 @@ std::uint32_t guarded(Body body) noexcept {
 } // namespace desk
 
 uint32_t nerb_send_batched_mcast_alloc_req(uint32_t queue, const void *payload, uint32_t cookie) {
-    return desk::guarded([=] { return desk::send_ltl_entries(queue, desk::nerb_opcode_allocation, payload, cookie); });
+    return desk::guarded([=] {
+        return desk::send_ltl_entries(queue, desk::nerb_opcode_allocation, payload, cookie);
+    });
 }
 
 uint32_t nerb_send_batched_mcast_mod_req(uint32_t queue, const void *payload, uint32_t cookie) {
-    return desk::guarded(
-        [=] { return desk::send_ltl_entries(queue, desk::nerb_opcode_modification, payload, cookie); });
+    return desk::guarded([=] {
+        return desk::send_ltl_entries(queue, desk::nerb_opcode_modification, payload, cookie);
+    });
 }
 
-uint32_t nerb_send_batched_mcast_dealloc_msg(uint32_t queue, uint32_t count, const void *entries, uint32_t cookie) {
+uint32_t nerb_send_batched_mcast_dealloc_msg(uint32_t queue, uint32_t count, const void *entries,
+                                             uint32_t cookie) {
     return desk::guarded([=] { return desk::send_release(queue, count, entries, cookie); });
 }
 

@@ -15,7 +15,8 @@ uint32_t if_index_get_type(uint32_t if_index, uint8_t *type) {
     return ok;
 }
 
-uint32_t if_index_phy_eth_get_fields(uint32_t if_index, uint8_t *slot, uint8_t *port, uint32_t *third) {
+uint32_t if_index_phy_eth_get_fields(uint32_t if_index, uint8_t *slot, uint8_t *port,
+                                     uint32_t *third) {
     const desk::if_parts parts = desk::take_apart(if_index);
     if (desk::find_kind(parts) == nullptr)
         return no_type;

@@ -11,7 +11,8 @@ namespace desk {
 
 namespace {
 
-// Takes a number off the front of the text. It is written in one way only, so that no interface has two names.
+// Takes a number off the front of the text. It is written in one way only, so that no interface has
+// two names.
 template <class Number>
 bool take_number(std::string_view &text, Number &number) {
     const char *end = text.data() + text.size();
@@ -47,9 +48,10 @@ std::optional<if_parts> parse_name(std::string_view name) {
             continue;
         name.remove_prefix(std::strlen(kind.prefix));
         if_parts parts{kind.type, 0};
-        const bool taken =
-            kind.type == IF_INDEX_TYPE_PHY_ETH ? take_eth_number(name, parts.number) : take_number(name, parts.number);
-        return taken && name.empty() && find_kind(parts) != nullptr ? std::optional(parts) : std::nullopt;
+        const bool taken = kind.type == IF_INDEX_TYPE_PHY_ETH ? take_eth_number(name, parts.number)
+                                                              : take_number(name, parts.number);
+        return taken && name.empty() && find_kind(parts) != nullptr ? std::optional(parts)
+                                                                    : std::nullopt;
     }
     return std::nullopt;
 }
@@ -66,7 +68,8 @@ name_text name_of(const if_kind &kind, std::uint32_t number) {
     else if (eth.lane == 0)
         std::snprintf(name.text, sizeof name.text, "%s%u/%u", kind.prefix, eth.slot, eth.port);
     else
-        std::snprintf(name.text, sizeof name.text, "%s%u/%u/%u", kind.prefix, eth.slot, eth.port, eth.lane);
+        std::snprintf(name.text, sizeof name.text, "%s%u/%u/%u", kind.prefix, eth.slot, eth.port,
+                      eth.lane);
     return name;
 }
 

@@ -1,4 +1,5 @@
-// libqarnutils' interface, as its sources include it: what it declares is exported, everything else stays inside.
+// libqarnutils' interface, as its sources include it: what it declares is exported, everything else
+// stays inside.
 #pragma once
 
 #pragma GCC visibility push(default)

@@ -11,9 +11,9 @@
  *
  * An index that is not made like this has no type and no name.
  *
- * if_index_get_type returns 1 for an index without a type. if_index_phy_eth_get_fields stores slot, port and, as the
- * third field, the lane; it returns 1 for an index without a type, 2 for one of another type. Neither touches its
- * outputs when it fails.
+ * if_index_get_type returns 1 for an index without a type. if_index_phy_eth_get_fields stores slot,
+ * port and, as the third field, the lane; it returns 1 for an index without a type, 2 for one of
+ * another type. Neither touches its outputs when it fails.
  */
 #ifndef QARNUTILS_DESK_H
 #define QARNUTILS_DESK_H
@@ -36,14 +36,15 @@ extern "C" {
 #define QARNUTILS_DESK_NAME_SIZE 16
 
 /*
- * Stores the index of the interface of this name. Returns 0, or -1 when that is no interface's name. A name is written
- * exactly as above: upper and lower case count, numbers have no leading zeros, signs or blanks.
+ * Stores the index of the interface of this name. Returns 0, or -1 when that is no interface's
+ * name. A name is written exactly as above: upper and lower case count, numbers have no leading
+ * zeros, signs or blanks.
  */
 int qarnutils_desk_if_index(const char *name, uint32_t *if_index);
 
 /*
- * Writes the interface's name, NUL-terminated, into `name`. Returns 0, or -1 when the index has no name or `size` bytes
- * are no room for it; nothing is written then.
+ * Writes the interface's name, NUL-terminated, into `name`. Returns 0, or -1 when the index has no
+ * name or `size` bytes are no room for it; nothing is written then.
  */
 int qarnutils_desk_if_name(uint32_t if_index, char *name, size_t size);
 

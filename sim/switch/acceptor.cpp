@@ -17,7 +17,8 @@ namespace {
 
 constexpr std::chrono::milliseconds pause_after_failure{250};
 
-// All client ids several times over; a few descriptors are left for the log and for what the process began with.
+// All client ids several times over; a few descriptors are left for the log and for what the
+// process began with.
 std::size_t most_connections() {
     constexpr rlim_t most = 1024;
     constexpr rlim_t spare = 16;
@@ -25,13 +26,16 @@ std::size_t most_connections() {
     if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY) {
         return most;
     }
-    return static_cast<std::size_t>(std::clamp<rlim_t>(limit.rlim_cur, spare + 1, most + spare) - spare);
+    return static_cast<std::size_t>(std::clamp<rlim_t>(limit.rlim_cur, spare + 1, most + spare) -
+                                    spare);
 }
 
 std::uint32_t peer_pid(int fd) {
     ucred peer{};
     socklen_t size = sizeof peer;
-    return getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 ? static_cast<std::uint32_t>(peer.pid) : 0;
+    return getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0
+               ? static_cast<std::uint32_t>(peer.pid)
+               : 0;
 }
 
 } // namespace
@@ -51,7 +55,8 @@ bool acceptor::is_open(std::size_t connections, clock::time_point now) {
     }
     again_.reset();
     if (connections >= most_connections_) {
-        say_trouble(fmt::format("{} connections are open: no more are accepted until one ends", connections));
+        say_trouble(fmt::format("{} connections are open: no more are accepted until one ends",
+                                connections));
         return false;
     }
     return true;
@@ -64,7 +69,8 @@ void acceptor::take(std::size_t connections, const admit_function &admit) {
 }
 
 bool acceptor::take_one(const admit_function &admit) {
-    file_descriptor accepted(accept4(listening_fd_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    file_descriptor accepted(
+        accept4(listening_fd_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
     if (!accepted) {
         const int error = errno;
         if (error == EAGAIN) {

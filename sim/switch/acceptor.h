@@ -22,8 +22,9 @@ public:
 
     int fd() const { return listening_fd_; }
 
-    // Whether to look for new connections now, while so many are open. At the limit, and for a moment after the system
-    // had no descriptor left, they wait in the socket's queue: looking would find them again and again.
+    // Whether to look for new connections now, while so many are open. At the limit, and for a
+    // moment after the system had no descriptor left, they wait in the socket's queue: looking
+    // would find them again and again.
     bool is_open(std::size_t connections, clock::time_point now);
 
     // When to look again, while a pause is on.

@@ -6,7 +6,8 @@
 namespace desk {
 
 std::string ipv4_text(std::uint32_t address) {
-    return fmt::format("{}.{}.{}.{}", address >> 24, address >> 16 & 0xff, address >> 8 & 0xff, address & 0xff);
+    return fmt::format("{}.{}.{}.{}", address >> 24, address >> 16 & 0xff, address >> 8 & 0xff,
+                       address & 0xff);
 }
 
 std::optional<std::uint32_t> parse_ipv4(const std::string &text) {

@@ -12,12 +12,15 @@
 
 namespace desk {
 
-static_assert(std::endian::native == std::endian::little, "messages are little-endian and read as they are");
+static_assert(std::endian::native == std::endian::little,
+              "messages are little-endian and read as they are");
 
 class byte_reader {
 public:
-    // `whole` says in a refusal what it was that ended; `base` is the offset of its first byte in the message.
-    explicit byte_reader(std::span<const std::byte> bytes, std::string_view whole = "message", std::size_t base = 0)
+    // `whole` says in a refusal what it was that ended; `base` is the offset of its first byte in
+    // the message.
+    explicit byte_reader(std::span<const std::byte> bytes, std::string_view whole = "message",
+                         std::size_t base = 0)
         : bytes_(bytes), whole_(whole), base_(base) {}
 
     std::size_t offset() const { return base_ + position_; }
@@ -25,7 +28,8 @@ public:
 
     std::span<const std::byte> take(std::size_t count, std::string_view what) {
         if (count > left()) {
-            refuse_at(offset(), "the {} has {} bytes left here, {} needs {}", whole_, left(), what, count);
+            refuse_at(offset(), "the {} has {} bytes left here, {} needs {}", whole_, left(), what,
+                      count);
         }
         const auto taken = bytes_.subspan(position_, count);
         position_ += count;
@@ -61,8 +65,8 @@ private:
 // For the messages that have one length only.
 inline void require_length(std::span<const std::byte> message, std::size_t length) {
     if (message.size() != length) {
-        refuse_at(message.size() < length ? message.size() : length, "the message is {} bytes long, it must be {}",
-                  message.size(), length);
+        refuse_at(message.size() < length ? message.size() : length,
+                  "the message is {} bytes long, it must be {}", message.size(), length);
     }
 }
 

@@ -24,7 +24,8 @@ struct client {
     std::uint32_t pid = 0;
     client_state state = client_state::registered;
     std::string segment{};
-    std::uint64_t messages = 0;      // every request since registration, this one and refused ones included
+    std::uint64_t messages =
+        0; // every request since registration, this one and refused ones included
     std::uint64_t route_records = 0; // adds and deletes that changed a table
     std::uint64_t refused = 0;
     std::uint64_t missed_deletes = 0;
@@ -44,7 +45,8 @@ public:
 
     client_key add(const client &added);
 
-    // Takes back the id of a registered client and remembers it as gone, the longest gone one forgotten for it.
+    // Takes back the id of a registered client and remembers it as gone, the longest gone one
+    // forgotten for it.
     void end(client_key key, client_state how);
 
     // Null when the client is gone and forgotten.
@@ -57,8 +59,9 @@ private:
     void forget_oldest_gone();
 
     std::map<client_key, client> clients_;
-    std::map<std::uint64_t, client_key> gone_;    // by the order in which they went
-    std::array<std::uint32_t, 256> id_holders_{}; // counts, since a fault mode may hand one id to several clients
+    std::map<std::uint64_t, client_key> gone_; // by the order in which they went
+    std::array<std::uint32_t, 256>
+        id_holders_{}; // counts, since a fault mode may hand one id to several clients
     client_key last_key_ = 0;
     std::uint64_t departures_ = 0;
 };

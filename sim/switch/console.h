@@ -1,4 +1,5 @@
-// Text for whoever started the command. A reader that is gone, or a full disk, is no reason to fail.
+// Text for whoever started the command. A reader that is gone, or a full disk, is no reason to
+// fail.
 #pragma once
 
 #include <cstdio>

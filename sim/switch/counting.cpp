@@ -13,7 +13,8 @@ namespace {
 
 using json = nlohmann::json;
 
-std::optional<l2_address> parse_internet_address(const char *name, const std::string &text, std::string &error) {
+std::optional<l2_address> parse_internet_address(const char *name, const std::string &text,
+                                                 std::string &error) {
     const std::optional<l2_address> parsed = parse_l2_address(text);
     if (!parsed || parsed->kind == l2_address_kind::mac) {
         error = fmt::format("--{}: {} is no IPv4 or IPv6 address", name, text);
@@ -26,7 +27,8 @@ std::uint32_t longest_mask(const l2_address &address) {
     return address.kind == l2_address_kind::ipv4 ? 32 : 128;
 }
 
-std::string check_key(const counter_key &key, std::uint32_t source_length, std::uint32_t group_length) {
+std::string check_key(const counter_key &key, std::uint32_t source_length,
+                      std::uint32_t group_length) {
     const std::uint32_t most = longest_mask(key.group);
     if (key.source.kind != key.group.kind) {
         return fmt::format("--source: {} is not of the group's family", address_text(key.source));
@@ -48,7 +50,8 @@ count_request read_request(const json &members) {
     count_request wanted{.source = members.at("source").get<std::string>(),
                          .group = members.at("group").get<std::string>(),
                          .table = members.at("table").get<std::uint32_t>(),
-                         .added = {members.at("packets").get<std::uint64_t>(), members.at("bytes").get<std::uint64_t>(),
+                         .added = {members.at("packets").get<std::uint64_t>(),
+                                   members.at("bytes").get<std::uint64_t>(),
                                    members.at("wrong_if").get<std::uint64_t>()}};
     if (members.contains("source_len")) {
         wanted.source_length = members.at("source_len").get<std::uint32_t>();
@@ -70,7 +73,8 @@ constexpr counter_member counter_members[] = {
 std::string check_room(const traffic &seen, const traffic &added) {
     for (const auto &[name, value] : counter_members) {
         if (added.*value > UINT64_MAX - seen.*value) {
-            return fmt::format("--{}: {} more than {} are more than a counter holds", name, added.*value, seen.*value);
+            return fmt::format("--{}: {} more than {} are more than a counter holds", name,
+                               added.*value, seen.*value);
         }
     }
     return {};
@@ -100,8 +104,9 @@ show_answer count(service &vell, const counter_key &key, const traffic &added) {
 } // namespace
 
 std::string encode_count_request(const count_request &wanted) {
-    json members{{"source", wanted.source},         {"group", wanted.group},       {"table", wanted.table},
-                 {"packets", wanted.added.packets}, {"bytes", wanted.added.bytes}, {"wrong_if", wanted.added.wrong_if}};
+    json members{{"source", wanted.source},     {"group", wanted.group},
+                 {"table", wanted.table},       {"packets", wanted.added.packets},
+                 {"bytes", wanted.added.bytes}, {"wrong_if", wanted.added.wrong_if}};
     if (wanted.source_length) {
         members["source_len"] = *wanted.source_length;
     }

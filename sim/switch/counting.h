@@ -1,7 +1,8 @@
 // `vellsim count`: traffic for a route's counters, which no packet on the desk would move.
 //
-// The request is one frame of kind count_request, its payload a JSON object of source, group, table, source_len,
-// group_len, packets, bytes and wrong_if. The reply comes as that of a show request: the route's counters, or an error.
+// The request is one frame of kind count_request, its payload a JSON object of source, group,
+// table, source_len, group_len, packets, bytes and wrong_if. The reply comes as that of a show
+// request: the route's counters, or an error.
 #pragma once
 
 #include "service.h"

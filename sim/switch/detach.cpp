@@ -17,7 +17,8 @@ namespace desk {
 namespace {
 
 int fail(const char *what) {
-    complain(fmt::format("the switch cannot go on in the background: {}: {}", what, std::strerror(errno)));
+    complain(fmt::format("the switch cannot go on in the background: {}: {}", what,
+                         std::strerror(errno)));
     return EXIT_FAILURE;
 }
 

@@ -5,9 +5,9 @@
 
 namespace desk {
 
-// Runs `serve` in a child process of its own session, and returns once that has called `ready`, which it is given, with
-// 0, or has ended before, with its exit code. In the child, whose standard streams lead nowhere then, this does not
-// return.
+// Runs `serve` in a child process of its own session, and returns once that has called `ready`,
+// which it is given, with 0, or has ended before, with its exit code. In the child, whose standard
+// streams lead nowhere then, this does not return.
 int run_detached(const std::function<int(const std::function<void()> &ready)> &serve);
 
 } // namespace desk

@@ -21,24 +21,28 @@ constexpr const char *group = "Fault modes, for testing clients";
 
 std::optional<int> parse_delay(const std::string &text) {
     int delay = 0;
-    const bool fits = !text.empty() && text.size() < 9 &&
-                      std::ranges::all_of(text, [](char digit) { return digit >= '0' && digit <= '9'; });
+    const bool fits = !text.empty() && text.size() < 9 && std::ranges::all_of(text, [](char digit) {
+        return digit >= '0' && digit <= '9';
+    });
     delay = fits ? std::stoi(text) : -1;
     return delay >= 0 && delay <= longest_delay_ms ? std::optional(delay) : std::nullopt;
 }
 
 // Returns an empty string or what is wrong, as CLI11 wants it of a validator.
-std::string parse_ack_mode(const std::string &text, ack_mode &mode, std::chrono::milliseconds &late_by) {
+std::string parse_ack_mode(const std::string &text, ack_mode &mode,
+                           std::chrono::milliseconds &late_by) {
     constexpr std::string_view late = "late:";
     if (text == "twice") {
         mode = ack_mode::twice;
     } else if (text == "never") {
         mode = ack_mode::never;
-    } else if (const auto delay = text.starts_with(late) ? parse_delay(text.substr(late.size())) : std::nullopt) {
+    } else if (const auto delay =
+                   text.starts_with(late) ? parse_delay(text.substr(late.size())) : std::nullopt) {
         mode = ack_mode::late;
         late_by = std::chrono::milliseconds(*delay);
     } else {
-        return fmt::format("{} is not late:MS (0 to {} milliseconds), twice or never", text, longest_delay_ms);
+        return fmt::format("{} is not late:MS (0 to {} milliseconds), twice or never", text,
+                           longest_delay_ms);
     }
     return {};
 }
@@ -53,12 +57,14 @@ struct answer_option {
 
 constexpr answer_option answer_options[] = {
     {"--ack",
-     "How to acknowledge registrations: late:MS (so many\nmilliseconds later), twice or never; what was asked for\nis "
+     "How to acknowledge registrations: late:MS (so many\nmilliseconds later), twice or never; "
+     "what was asked for\nis "
      "done at once all the same",
      &fault_modes::ack, &fault_modes::ack_delay},
     {"--answer", "How to answer statistics and clear requests, likewise", &fault_modes::answer,
      &fault_modes::answer_delay},
-    {"--ltl-answer", "How the LTL manager answers, likewise", &fault_modes::ltl_answer, &fault_modes::ltl_answer_delay},
+    {"--ltl-answer", "How the LTL manager answers, likewise", &fault_modes::ltl_answer,
+     &fault_modes::ltl_answer_delay},
 };
 
 void add_answer_option(CLI::App *run, fault_modes &faults, const answer_option &option) {
@@ -66,7 +72,8 @@ void add_answer_option(CLI::App *run, fault_modes &faults, const answer_option &
     milliseconds &delay = faults.*option.delay;
     run->add_option_function<std::string>(
            option.name, [](const std::string &) {}, option.help)
-        ->check(CLI::Validator([&mode, &delay](std::string &text) { return parse_ack_mode(text, mode, delay); }, ""))
+        ->check(CLI::Validator(
+            [&mode, &delay](std::string &text) { return parse_ack_mode(text, mode, delay); }, ""))
         ->type_name("MODE")
         ->group(group);
 }
@@ -85,7 +92,8 @@ void add_ltl_options(CLI::App *run, fault_modes &faults) {
         ->type_name("VLAN")
         ->group(group);
     run->add_option("--ltl-pool", faults.ltl_pool,
-                    fmt::format("How many LTL indexes there are; 0: always exhausted;\ndefault {}", ltl_pool_size))
+                    fmt::format("How many LTL indexes there are; 0: always exhausted;\ndefault {}",
+                                ltl_pool_size))
         ->check(CLI::Range(0u, UINT32_MAX - ltl_pool_first).description(""))
         ->type_name("N")
         ->group(group);
@@ -94,7 +102,8 @@ void add_ltl_options(CLI::App *run, fault_modes &faults) {
 } // namespace
 
 void add_fault_options(CLI::App *run, fault_modes &faults) {
-    run->add_flag("--reject-registration", faults.reject_registration, "Answer every registration with a rejection")
+    run->add_flag("--reject-registration", faults.reject_registration,
+                  "Answer every registration with a rejection")
         ->group(group);
     for (const answer_option &option : answer_options) {
         add_answer_option(run, faults, option);

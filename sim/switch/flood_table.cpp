@@ -9,7 +9,8 @@ namespace desk {
 namespace {
 
 // The first of the updates that cannot be applied decides.
-ltl_outcome check_updates(const std::set<std::uint32_t> &present, const std::vector<interface_update> &updates) {
+ltl_outcome check_updates(const std::set<std::uint32_t> &present,
+                          const std::vector<interface_update> &updates) {
     std::set<std::uint32_t> named;
     for (const auto &[if_index, operation] : updates) {
         if (operation != flood_operation_add && operation != flood_operation_remove) {
@@ -20,7 +21,8 @@ ltl_outcome check_updates(const std::set<std::uint32_t> &present, const std::vec
         }
         const bool adds = operation == flood_operation_add;
         if (present.contains(if_index) == adds) {
-            return {adds ? nerb_status::interface_present : nerb_status::interface_absent, if_index};
+            return {adds ? nerb_status::interface_present : nerb_status::interface_absent,
+                    if_index};
         }
     }
     return {};
@@ -37,7 +39,8 @@ ltl_outcome check(const flood_table &table, const flood_update &update) {
 
 } // namespace
 
-ltl_outcome apply_flood_update(flood_table &table, const flood_update &update, const sender_name &from) {
+ltl_outcome apply_flood_update(flood_table &table, const flood_update &update,
+                               const sender_name &from) {
     if (const ltl_outcome checked = check(table, update); checked.status != nerb_status::done) {
         return checked;
     }

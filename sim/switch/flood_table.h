@@ -1,4 +1,5 @@
-// The flood sets: to which interfaces each VLAN is flooded, as the flood LTL updates have made them.
+// The flood sets: to which interfaces each VLAN is flooded, as the flood LTL updates have made
+// them.
 #pragma once
 
 #include "l2_tables.h"
@@ -20,6 +21,7 @@ struct flood_set {
 using flood_table = std::map<std::uint16_t, flood_set>; // by VLAN
 
 // Updates one VLAN whole or not at all. A VLAN stays in the table when its last interface goes.
-ltl_outcome apply_flood_update(flood_table &table, const flood_update &update, const sender_name &from);
+ltl_outcome apply_flood_update(flood_table &table, const flood_update &update,
+                               const sender_name &from);
 
 } // namespace desk

@@ -9,7 +9,8 @@
 namespace desk {
 
 void frame_input::receive(std::span<const std::byte> bytes) {
-    // Consumed bytes are dropped here, once per read, so that many small frames in one read cost no moves.
+    // Consumed bytes are dropped here, once per read, so that many small frames in one read cost no
+    // moves.
     bytes_.erase(bytes_.begin(), bytes_.begin() + static_cast<std::ptrdiff_t>(consumed_));
     consumed_ = 0;
     bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());
@@ -29,8 +30,8 @@ frame_input::state frame_input::look() {
     if (!read) {
         return state::incomplete;
     }
-    static const std::vector<frame_kind> from_peers = {frame_kind::request, frame_kind::show_request,
-                                                       frame_kind::count_request};
+    static const std::vector<frame_kind> from_peers = {
+        frame_kind::request, frame_kind::show_request, frame_kind::count_request};
     broken_reason_ = check_frame_head(*read, from_peers);
     if (!broken_reason_.empty()) {
         return state::broken;

@@ -20,9 +20,10 @@ void begin_batch(request &asked) {
     batch_table &batches = asked.vell.batches;
     if (asked.from.batch != 0) {
         batches.abandon(asked.from.batch);
-        asked.vell.log(log_level_trace,
-                       fmt::format("{}: begin marker inside a batch: the batch ends without an end marker",
-                                   describe(asked.vell, asked.from)));
+        asked.vell.log(
+            log_level_trace,
+            fmt::format("{}: begin marker inside a batch: the batch ends without an end marker",
+                        describe(asked.vell, asked.from)));
     }
     asked.from.batch = batches.begin(name_sender(asked));
 }
@@ -32,8 +33,8 @@ void end_batch(request &asked) {
         return asked.vell.batches.end(open);
     }
     asked.vell.batches.add_lone_end(name_sender(asked));
-    asked.vell.log(log_level_trace,
-                   fmt::format("{}: end marker without a begin marker", describe(asked.vell, asked.from)));
+    asked.vell.log(log_level_trace, fmt::format("{}: end marker without a begin marker",
+                                                describe(asked.vell, asked.from)));
 }
 
 } // namespace

@@ -57,7 +57,8 @@ std::optional<l2_address> parse_mac(std::string_view text) {
 } // namespace
 
 std::size_t l2_address_size(std::uint32_t kind) {
-    const auto found = std::ranges::find(kinds, static_cast<l2_address_kind>(kind), &kind_row::kind);
+    const auto found =
+        std::ranges::find(kinds, static_cast<l2_address_kind>(kind), &kind_row::kind);
     return found == std::end(kinds) ? 0 : found->size;
 }
 

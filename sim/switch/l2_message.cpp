@@ -55,7 +55,8 @@ bool is_mbd(const record_layout &layout) {
 // One record, of a length that has been checked; refusals count from the start of the message.
 class record_view {
 public:
-    record_view(std::span<const std::byte> bytes, std::size_t start) : bytes_(bytes), start_(start) {}
+    record_view(std::span<const std::byte> bytes, std::size_t start)
+        : bytes_(bytes), start_(start) {}
 
     std::size_t offset(std::size_t at) const { return start_ + at; }
     std::uint16_t u16(std::size_t at) const { return static_cast<std::uint16_t>(number(at, 2)); }
@@ -81,7 +82,10 @@ private:
 const record_layout &find_layout(std::uint8_t type, std::size_t offset) {
     const auto found = std::ranges::find(layouts, type, &record_layout::type);
     if (found == std::end(layouts)) {
-        refuse_at(offset, "record type {} is not convertible to network byte order; 8 to 15, 18, 21 and 22 are", type);
+        refuse_at(
+            offset,
+            "record type {} is not convertible to network byte order; 8 to 15, 18, 21 and 22 are",
+            type);
     }
     return *found;
 }
@@ -92,21 +96,24 @@ std::uint32_t host_u32(std::span<const std::byte> bytes, std::size_t at) {
     return value;
 }
 
-// Takes the next record, its length and its count of entries agreeing with each other and with the message.
-record_view take_record(byte_reader &reader, const record_layout &layout, std::span<const std::byte> message) {
+// Takes the next record, its length and its count of entries agreeing with each other and with the
+// message.
+record_view take_record(byte_reader &reader, const record_layout &layout,
+                        std::span<const std::byte> message) {
     const std::size_t start = reader.offset();
     const std::uint64_t count = record_view(message.subspan(start), start).u32(layout.count);
     const std::uint64_t needed = fixed_block_size + count * entry_size(layout.form);
     const std::uint32_t length = host_u32(message.subspan(start), length_at);
     if (length != needed) {
-        refuse_at(start + length_at,
-                  "record length is {} (in host byte order), with {} entries of {} bytes it must be {}", length, count,
-                  entry_size(layout.form), needed);
+        refuse_at(
+            start + length_at,
+            "record length is {} (in host byte order), with {} entries of {} bytes it must be {}",
+            length, count, entry_size(layout.form), needed);
     }
     if (needed > reader.left()) {
         refuse_at(start + layout.count,
-                  "{} entries make the record {} bytes long, the message has {} from its start on", count, needed,
-                  reader.left());
+                  "{} entries make the record {} bytes long, the message has {} from its start on",
+                  count, needed, reader.left());
     }
     return record_view(reader.take(static_cast<std::size_t>(needed), "record"), start);
 }
@@ -123,7 +130,8 @@ l2_address read_address(const record_view &view, std::size_t at, std::size_t blo
     const std::uint32_t kind = view.u32(at);
     const std::size_t size = l2_address_size(kind);
     if (size == 0) {
-        refuse_at(view.offset(at), "kind {} of address block {} is not 4 (IPv4), 8 (IPv6) or 2 (MAC)", kind, block);
+        refuse_at(view.offset(at),
+                  "kind {} of address block {} is not 4 (IPv4), 8 (IPv6) or 2 (MAC)", kind, block);
     }
     l2_address address{static_cast<l2_address_kind>(kind)};
     view.copy(at + 4, size, address.bytes);
@@ -133,11 +141,13 @@ l2_address read_address(const record_view &view, std::size_t at, std::size_t blo
 l2_oif read_oif(const record_view &view, std::size_t at, bool is_port) {
     const std::uint32_t kind = view.u32(at);
     if (kind > 2) {
-        refuse_at(view.offset(at), "entry kind {} is not 0, 1 (IPv6 address) or 2 (interface index)", kind);
+        refuse_at(view.offset(at),
+                  "entry kind {} is not 0, 1 (IPv6 address) or 2 (interface index)", kind);
     }
     l2_oif oif{.kind = static_cast<l2_oif_kind>(kind), .flags = view.u32(at + 4)};
     if (is_port && oif.kind != l2_oif_kind::if_index) {
-        refuse_at(view.offset(at), "entry kind {} names no port, which takes 2 (interface index)", kind);
+        refuse_at(view.offset(at), "entry kind {} names no port, which takes 2 (interface index)",
+                  kind);
     }
     oif.words = {view.u32(at + 8), view.u32(at + 12)};
     if (oif.kind == l2_oif_kind::if_index) {
@@ -148,10 +158,12 @@ l2_oif read_oif(const record_view &view, std::size_t at, bool is_port) {
     return oif;
 }
 
-void check_mbd_addresses(const record_view &view, const record_layout &layout, const l2_record &record) {
+void check_mbd_addresses(const record_view &view, const record_layout &layout,
+                         const l2_record &record) {
     const auto &[group, source] = record.addresses;
     if (!is_multicast(group)) {
-        refuse_at(view.offset(layout.addresses[0] + 4), "group {} is not multicast", address_text(group));
+        refuse_at(view.offset(layout.addresses[0] + 4), "group {} is not multicast",
+                  address_text(group));
     }
     if (source.kind != group.kind) {
         refuse_at(view.offset(layout.addresses[1]), "source is of kind {}, its group of kind {}",
@@ -184,7 +196,8 @@ l2_record read_fields(const record_view &view, const record_layout &layout) {
     if (layout.vlan != 0) {
         record.vlan = read_vlan(view, layout.vlan);
         record.flags = view.u16(layout.flags);
-        record.addresses = {read_address(view, layout.addresses[0], 1), read_address(view, layout.addresses[1], 2)};
+        record.addresses = {read_address(view, layout.addresses[0], 1),
+                            read_address(view, layout.addresses[1], 2)};
     }
     if (is_mbd(layout)) {
         check_mbd_addresses(view, layout, record);
@@ -206,8 +219,8 @@ l2_message decode_l2_message(std::span<const std::byte> message) {
     for (std::uint16_t i = 0; i < count; ++i) {
         const std::size_t start = reader.offset();
         if (reader.left() < fixed_block_size) {
-            refuse_at(start, "the message has {} bytes left here, record {} of {} needs {} or more", reader.left(),
-                      i + 1, count, fixed_block_size);
+            refuse_at(start, "the message has {} bytes left here, record {} of {} needs {} or more",
+                      reader.left(), i + 1, count, fixed_block_size);
         }
         const auto type = std::to_integer<std::uint8_t>(message[start + type_at]);
         const record_layout &layout = find_layout(type, start);

@@ -1,4 +1,5 @@
-// The layer-2 multicast message. All its numbers are in network byte order, but the records' lengths.
+// The layer-2 multicast message. All its numbers are in network byte order, but the records'
+// lengths.
 //
 //   message   u8 client id, 1 reserved, u16 number of records, u16 value, u16 marker flags, the records back to back
 //   record    at 0 u8 type, 8 u32 length in host byte order, 12 the fields of its type, then its entries; it is as long

@@ -1,4 +1,5 @@
-// What the switch holds of layer 2: snooping entries, flood lists, and what else records of its messages carry.
+// What the switch holds of layer 2: snooping entries, flood lists, and what else records of its
+// messages carry.
 #pragma once
 
 #include "l2_message.h"
@@ -17,7 +18,8 @@ struct sender_name {
     std::uint32_t pid = 0;
 };
 
-// The members stand in the order in which entries are sorted; the group's kind comes before its bytes.
+// The members stand in the order in which entries are sorted; the group's kind comes before its
+// bytes.
 struct mbd_key {
     std::uint16_t vlan = 0;
     l2_address group;

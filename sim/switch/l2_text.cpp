@@ -31,7 +31,9 @@ std::string sender_text(const json &row) {
 }
 
 std::string flags_text(std::uint64_t flags) {
-    return flags == 0 ? "" : flags == l2_port_flag_svi ? " (svi)" : fmt::format(" (flags {:#x})", flags);
+    return flags == 0                  ? ""
+           : flags == l2_port_flag_svi ? " (svi)"
+                                       : fmt::format(" (flags {:#x})", flags);
 }
 
 std::string oif_text(const json &oif) {
@@ -52,36 +54,44 @@ std::vector<std::string> texts(const json &list, Text text) {
 }
 
 std::string oif_lines(const char *name, const json &oifs) {
-    return oifs.empty() ? fmt::format("    {}: none\n", name)
-                        : wrapped(fmt::format("    {} ({}): ", name, oifs.size()), texts(oifs, oif_text));
+    return oifs.empty()
+               ? fmt::format("    {}: none\n", name)
+               : wrapped(fmt::format("    {} ({}): ", name, oifs.size()), texts(oifs, oif_text));
 }
 
 std::string entry_lines(const json &entry) {
-    const std::string source = entry.at("source").is_null() ? "*" : entry.at("source").get<std::string>();
+    const std::string source =
+        entry.at("source").is_null() ? "*" : entry.at("source").get<std::string>();
     return fmt::format("VLAN {} ({}, {})  bridge {}, {}, {}\n", number(entry, "vlan"), source,
                        entry.at("group").get<std::string>(), number(entry, "bridge"),
-                       entry.at("permanent").get<bool>() ? "permanent" : "learned", sender_text(entry)) +
+                       entry.at("permanent").get<bool>() ? "permanent" : "learned",
+                       sender_text(entry)) +
            oif_lines("ports", entry.at("ports"));
 }
 
 std::string flood_lines(const json &flood) {
-    return fmt::format("VLAN {} flood list  type {}, {}\n", number(flood, "vlan"), number(flood, "type"),
-                       sender_text(flood)) +
+    return fmt::format("VLAN {} flood list  type {}, {}\n", number(flood, "vlan"),
+                       number(flood, "type"), sender_text(flood)) +
            oif_lines("OIFs", flood.at("oifs"));
 }
 
 std::string pairs_lines(const json &record) {
-    const auto word_text = [](const json &word) { return fmt::format("{}", word.get<std::uint32_t>()); };
-    const auto pair_text = [](const json &pair) {
-        return fmt::format("{}/{}", pair.at(0).get<std::uint32_t>(), pair.at(1).get<std::uint32_t>());
+    const auto word_text = [](const json &word) {
+        return fmt::format("{}", word.get<std::uint32_t>());
     };
-    std::string text = fmt::format("Record of type {}, {}\n", number(record, "type"), sender_text(record));
+    const auto pair_text = [](const json &pair) {
+        return fmt::format("{}/{}", pair.at(0).get<std::uint32_t>(),
+                           pair.at(1).get<std::uint32_t>());
+    };
+    std::string text =
+        fmt::format("Record of type {}, {}\n", number(record, "type"), sender_text(record));
     if (!record.at("words").empty()) {
         text += wrapped("    words: ", texts(record.at("words"), word_text));
     }
     const json &pairs = record.at("pairs");
     return text + (pairs.empty() ? "    pairs: none\n"
-                                 : wrapped(fmt::format("    pairs ({}): ", pairs.size()), texts(pairs, pair_text)));
+                                 : wrapped(fmt::format("    pairs ({}): ", pairs.size()),
+                                           texts(pairs, pair_text)));
 }
 
 std::string lookup_mode_lines(const json &modes) {
@@ -93,7 +103,8 @@ std::string lookup_mode_lines(const json &modes) {
 
 std::string batch_line(const json &batch) {
     return fmt::format("Batch of {}: {}, {}{}\n    begun {}, ended {}\n", sender_text(batch),
-                       counted(number(batch, "messages"), "message"), counted(number(batch, "records"), "record"),
+                       counted(number(batch, "messages"), "message"),
+                       counted(number(batch, "records"), "record"),
                        batch.at("open").get<bool>() ? ", open" : "", or_dash(batch.at("begun")),
                        or_dash(batch.at("ended")));
 }
@@ -104,8 +115,8 @@ std::string marker_line(const json &other) {
 }
 
 std::string download_line(const json &row) {
-    return fmt::format("Download complete from client {} (pid {}): {}\n", number(row, "client"), number(row, "pid"),
-                       counted(number(row, "count"), "time"));
+    return fmt::format("Download complete from client {} (pid {}): {}\n", number(row, "client"),
+                       number(row, "pid"), counted(number(row, "count"), "time"));
 }
 
 // The rows and an empty line behind them, or nothing.

@@ -20,9 +20,11 @@ void check_client_id(const request &asked, std::uint8_t id) {
 }
 
 void log_missed_delete(request &asked, const l2_record &record) {
-    const char *missing = asked.vell.l2.entries.contains(key_of(record)) ? "no such port" : "no such entry or port";
-    asked.vell.log(log_level_trace, fmt::format("{}: delete of {}: {}", describe(asked.vell, asked.from),
-                                                key_text(key_of(record)), missing));
+    const char *missing =
+        asked.vell.l2.entries.contains(key_of(record)) ? "no such port" : "no such entry or port";
+    asked.vell.log(log_level_trace,
+                   fmt::format("{}: delete of {}: {}", describe(asked.vell, asked.from),
+                               key_text(key_of(record)), missing));
 }
 
 void apply(request &asked, const l2_message &message) {
@@ -34,8 +36,10 @@ void apply(request &asked, const l2_message &message) {
         }
     }
     if (missed > missed_deletes_logged) {
-        asked.vell.log(log_level_trace, fmt::format("{}: {} more deletes of absent layer-2 entries in the same message",
-                                                    describe(asked.vell, asked.from), missed - missed_deletes_logged));
+        asked.vell.log(
+            log_level_trace,
+            fmt::format("{}: {} more deletes of absent layer-2 entries in the same message",
+                        describe(asked.vell, asked.from), missed - missed_deletes_logged));
     }
     if (client *sender = asked.vell.clients.find(asked.from.client_of)) {
         sender->missed_deletes += missed;

@@ -59,7 +59,8 @@ std::string bind_and_listen(const sockaddr_un &address, listener &made) {
     // The mode has to be right from the first moment on, so it comes from the umask.
     const mode_t old_mask = umask(0177);
     const bool bound =
-        made.socket && bind(made.socket.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
+        made.socket &&
+        bind(made.socket.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
     const int bind_error = errno;
     umask(old_mask);
     if (!bound) {
@@ -79,8 +80,8 @@ std::string missing_parent(const std::string &run_directory) {
     }
     const std::filesystem::path parent = path.parent_path();
     std::error_code unknown;
-    const bool missing =
-        !parent.empty() && std::filesystem::status(parent, unknown).type() == std::filesystem::file_type::not_found;
+    const bool missing = !parent.empty() && std::filesystem::status(parent, unknown).type() ==
+                                                std::filesystem::file_type::not_found;
     return missing ? fmt::format(" (the parent directory {} is missing)", parent.string()) : "";
 }
 

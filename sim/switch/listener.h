@@ -17,7 +17,8 @@ struct listener {
     void close();
 };
 
-// Prepares the run directory and listens, non-blocking, on its socket. Replaces a socket that nobody answers on.
+// Prepares the run directory and listens, non-blocking, on its socket. Replaces a socket that
+// nobody answers on.
 listener open_listener(const std::string &run_directory);
 
 } // namespace desk

@@ -25,7 +25,8 @@ void read_file(const std::string &path, log_contents &contents) {
         if (std::optional<log_line> line = parse_log_line(text)) {
             contents.lines.push_back(std::move(*line));
         } else {
-            contents.complaints.push_back(fmt::format("{}: line {} is no log line, left out", path, number));
+            contents.complaints.push_back(
+                fmt::format("{}: line {} is no log line, left out", path, number));
         }
     }
 }

@@ -10,7 +10,7 @@
 namespace desk {
 
 struct log_contents {
-    std::vector<log_line> lines;         // by time; lines of the same time in the order of the files
+    std::vector<log_line> lines; // by time; lines of the same time in the order of the files
     std::vector<std::string> complaints; // files and lines that cannot be read
     std::string error;                   // not empty: there is no log at all
 };

@@ -47,7 +47,8 @@ struct flood_request {
 };
 
 // All throw refusal.
-ltl_request decode_ltl_request(std::span<const std::byte> message); // an allocation or a modification
+ltl_request
+decode_ltl_request(std::span<const std::byte> message); // an allocation or a modification
 ltl_release_request decode_ltl_release(std::span<const std::byte> message);
 flood_request decode_flood_request(std::span<const std::byte> message);
 

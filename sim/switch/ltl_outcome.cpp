@@ -30,8 +30,8 @@ std::string culprit_text(const ltl_outcome &outcome) {
 } // namespace
 
 std::string outcome_text(const ltl_outcome &outcome) {
-    return fmt::format("status {}: {}{}", static_cast<std::uint32_t>(outcome.status), nerb_status_name(outcome.status),
-                       culprit_text(outcome));
+    return fmt::format("status {}: {}{}", static_cast<std::uint32_t>(outcome.status),
+                       nerb_status_name(outcome.status), culprit_text(outcome));
 }
 
 } // namespace desk

@@ -10,7 +10,8 @@ namespace desk {
 
 struct ltl_outcome {
     nerb_status status = nerb_status::done;
-    std::uint32_t culprit = 0; // the interface, tag, operation or VLAN id that the status is about, if it is about one
+    std::uint32_t culprit =
+        0; // the interface, tag, operation or VLAN id that the status is about, if it is about one
 };
 
 // For the log: "status 6: a removed interface is absent: Vlan20".

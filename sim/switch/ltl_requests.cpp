@@ -12,7 +12,8 @@ namespace desk {
 
 namespace {
 
-// A request can hold thousands of entries; the log gets the first few that are refused, and a line for the rest.
+// A request can hold thousands of entries; the log gets the first few that are refused, and a line
+// for the rest.
 constexpr std::uint64_t refused_entries_logged = 8;
 
 // What a request does to the tables, entry by entry, and what it answers.
@@ -35,11 +36,13 @@ public:
 
     void answer() {
         if (refused_ > refused_entries_logged) {
-            log(fmt::format("{} more entries of the same request refused", refused_ - refused_entries_logged));
+            log(fmt::format("{} more entries of the same request refused",
+                            refused_ - refused_entries_logged));
         }
         const fault_modes &faults = vell().faults;
-        const reply answered{message_frame(asked_.head.sap, asked_.head.opcode, encode_ltl_answer(answer_)),
-                             faults.ltl_answer_delay};
+        const reply answered{
+            message_frame(asked_.head.sap, asked_.head.opcode, encode_ltl_answer(answer_)),
+            faults.ltl_answer_delay};
         asked_.replies.insert(asked_.replies.end(), copies(faults.ltl_answer), answered);
     }
 
@@ -55,25 +58,27 @@ private:
 };
 
 bool is_refused_vlan(const service &vell, std::uint32_t vlan) {
-    return is_vlan_id(vlan) && vell.faults.ltl_refused_vlans.contains(static_cast<std::uint16_t>(vlan));
+    return is_vlan_id(vlan) &&
+           vell.faults.ltl_refused_vlans.contains(static_cast<std::uint16_t>(vlan));
 }
 
 void allocate(ltl_run &run, const ltl_entry &entry) {
     const auto [vlan, tag] = entry.keys;
     std::uint32_t index = 0;
-    const ltl_outcome outcome = is_refused_vlan(run.vell(), vlan)
-                                    ? ltl_outcome{nerb_status::refused_by_fault_mode}
-                                    : run.vell().ltls.allocate(entry, run.from(), run.vell().faults.ltl_pool, index);
-    run.add({tag, index, static_cast<std::uint32_t>(run.vell().ltls.interface_count(index))}, outcome,
-            "LTL allocation for VLAN {}", vlan);
+    const ltl_outcome outcome =
+        is_refused_vlan(run.vell(), vlan)
+            ? ltl_outcome{nerb_status::refused_by_fault_mode}
+            : run.vell().ltls.allocate(entry, run.from(), run.vell().faults.ltl_pool, index);
+    run.add({tag, index, static_cast<std::uint32_t>(run.vell().ltls.interface_count(index))},
+            outcome, "LTL allocation for VLAN {}", vlan);
 }
 
 void modify(ltl_run &run, const ltl_entry &entry) {
     const auto [index, tag] = entry.keys;
     ltl_table &ltls = run.vell().ltls;
     const ltl_outcome outcome = ltls.modify(entry, run.from());
-    run.add({index, tag, static_cast<std::uint32_t>(ltls.interface_count(index))}, outcome, "modification of LTL {:#x}",
-            index);
+    run.add({index, tag, static_cast<std::uint32_t>(ltls.interface_count(index))}, outcome,
+            "modification of LTL {:#x}", index);
 }
 
 void release(ltl_run &run, const ltl_keys &keys) {

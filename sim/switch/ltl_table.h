@@ -23,8 +23,10 @@ struct ltl {
 // Each entry is applied whole or not at all, also when there is no memory.
 class ltl_table {
 public:
-    // Allocates the smallest free index, `index`, unless `size` are in use. A refused entry changes nothing.
-    ltl_outcome allocate(const ltl_entry &entry, const sender_name &from, std::uint32_t size, std::uint32_t &index);
+    // Allocates the smallest free index, `index`, unless `size` are in use. A refused entry changes
+    // nothing.
+    ltl_outcome allocate(const ltl_entry &entry, const sender_name &from, std::uint32_t size,
+                         std::uint32_t &index);
     ltl_outcome modify(const ltl_entry &entry, const sender_name &from);
     ltl_outcome release(const ltl_keys &keys);
 

@@ -23,7 +23,8 @@ std::uint64_t number(const json &row, const char *name) {
 // "client 3 (pid 4711)", or "pid 4711" for a sender without an id.
 std::string sender_text(const json &row) {
     const std::string pid = fmt::format("pid {}", number(row, "pid"));
-    return number(row, "client") == 0 ? pid : fmt::format("client {} ({})", number(row, "client"), pid);
+    return number(row, "client") == 0 ? pid
+                                      : fmt::format("client {} ({})", number(row, "client"), pid);
 }
 
 std::string interface_lines(const json &interfaces) {
@@ -41,8 +42,8 @@ bool shares_bits(const json &interfaces) {
         std::uint8_t slot = 0;
         std::uint8_t port = 0;
         std::uint32_t lane = 0;
-        const std::uint32_t result =
-            if_index_phy_eth_get_fields(one.at("if_index").get<std::uint32_t>(), &slot, &port, &lane);
+        const std::uint32_t result = if_index_phy_eth_get_fields(
+            one.at("if_index").get<std::uint32_t>(), &slot, &port, &lane);
         return result == 0 && slot > 31;
     });
 }
@@ -54,7 +55,9 @@ std::string line_card_lines(const json &row) {
     }
     return wrapped(fmt::format("    line cards ({:#010x}): ", number(row, "line_card_mask")),
                    cards.empty() ? std::vector<std::string>{"none"} : cards) +
-           (shares_bits(row.at("interfaces")) ? "      slots above 31 count as those 32, 64, ... below them\n" : "");
+           (shares_bits(row.at("interfaces"))
+                ? "      slots above 31 count as those 32, 64, ... below them\n"
+                : "");
 }
 
 } // namespace
@@ -62,20 +65,20 @@ std::string line_card_lines(const json &row) {
 std::string ltl_text(const json &table) {
     std::string text;
     for (const json &row : table.at("ltl")) {
-        text += fmt::format("LTL {:#x}  VLAN {}, tag {}, {}\n", number(row, "index"), number(row, "vlan"),
-                            number(row, "tag"), sender_text(row)) +
+        text += fmt::format("LTL {:#x}  VLAN {}, tag {}, {}\n", number(row, "index"),
+                            number(row, "vlan"), number(row, "tag"), sender_text(row)) +
                 interface_lines(row.at("interfaces"));
     }
     const json &pool = table.at("pool");
-    return text + fmt::format("{}; {} of {} in use\n", counted_rows(table, "ltl", "LTL"), number(pool, "in_use"),
-                              number(pool, "size"));
+    return text + fmt::format("{}; {} of {} in use\n", counted_rows(table, "ltl", "LTL"),
+                              number(pool, "in_use"), number(pool, "size"));
 }
 
 std::string flood_text(const json &table) {
     std::string text;
     for (const json &row : table.at("flood")) {
-        text += fmt::format("VLAN {}  {}\n", number(row, "vlan"), sender_text(row)) + line_card_lines(row) +
-                interface_lines(row.at("interfaces"));
+        text += fmt::format("VLAN {}  {}\n", number(row, "vlan"), sender_text(row)) +
+                line_card_lines(row) + interface_lines(row.at("interfaces"));
     }
     return text + counted_rows(table, "flood", "flood set") + "\n";
 }

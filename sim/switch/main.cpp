@@ -77,9 +77,9 @@ void check_combinations(const CLI::App &show, const std::string &table) {
     for (const show_option &option : show_options_by_table) {
         const bool fits = std::ranges::find(option.tables, table) != option.tables.end();
         if (show.get_option(option.name)->count() > 0 && !fits) {
-            throw CLI::ValidationError(option.name,
-                                       fmt::format("goes with `show {}`, not with `show {}`",
-                                                   CLI::detail::join(option.tables, "` and `show "), table));
+            throw CLI::ValidationError(
+                option.name, fmt::format("goes with `show {}`, not with `show {}`",
+                                         CLI::detail::join(option.tables, "` and `show "), table));
         }
     }
     if (show.get_option("--summary")->count() > 0 && show.get_option("--limit")->count() > 0) {
@@ -87,10 +87,12 @@ void check_combinations(const CLI::App &show, const std::string &table) {
     }
 }
 
-void add_address(CLI::App *show, const char *name, const char *help, std::optional<std::uint32_t> &address) {
+void add_address(CLI::App *show, const char *name, const char *help,
+                 std::optional<std::uint32_t> &address) {
     const auto parse = [&address](const std::string &text) {
         address = desk::parse_ipv4(text);
-        return address ? std::string() : fmt::format("{} is not an IPv4 address such as 239.1.1.2", text);
+        return address ? std::string()
+                       : fmt::format("{} is not an IPv4 address such as 239.1.1.2", text);
     };
     show->add_option_function<std::string>(
             name, [](const std::string &) {}, help)
@@ -106,10 +108,12 @@ void read_group(const std::string &text, desk::show_query &query) {
     const std::optional<desk::l2_address> l2_group = desk::parse_l2_address(text);
     query.group = desk::parse_ipv4(text);
     if (query.name == "routes" && !query.group) {
-        throw CLI::ValidationError("--group", fmt::format("{} is not an IPv4 address such as 239.1.1.2", text));
+        throw CLI::ValidationError(
+            "--group", fmt::format("{} is not an IPv4 address such as 239.1.1.2", text));
     }
     if (query.name == "l2" && !l2_group) {
-        throw CLI::ValidationError("--group", fmt::format("{} is no IPv4, IPv6 or MAC address", text));
+        throw CLI::ValidationError("--group",
+                                   fmt::format("{} is no IPv4, IPv6 or MAC address", text));
     }
     if (query.name == "l2") {
         query.group.reset();
@@ -123,22 +127,28 @@ void add_show(CLI::App &app, desk::show_options &options) {
                      "What to print; the log is read from its files and\n"
                      "needs no running switch")
         ->required()
-        ->check(CLI::IsMember({"clients", "routes", "stats", "l2", "flood", "ltl", "overlay", "log"}).description(""))
+        ->check(
+            CLI::IsMember({"clients", "routes", "stats", "l2", "flood", "ltl", "overlay", "log"})
+                .description(""))
         ->type_name("clients|routes|stats|l2|flood|ltl|overlay|log");
     add_run_directory(show, options.run_directory);
     show->add_flag("--json", options.json, "Print JSON, for programs");
     show->add_option("--client", options.query.client, "clients, routes: only of this client id")
         ->check(CLI::Range(0, 255).description(""))
         ->type_name("ID");
-    desk::add_number(*show, "--table", options.query.table, "routes, stats: only of this route table")
+    desk::add_number(*show, "--table", options.query.table,
+                     "routes, stats: only of this route table")
         ->option_text("N");
-    show->add_option("--group", options.group, "routes, l2: only of this group; of l2 an IPv4, IPv6 or\nMAC address")
+    show->add_option("--group", options.group,
+                     "routes, l2: only of this group; of l2 an IPv4, IPv6 or\nMAC address")
         ->type_name("ADDRESS");
     show->add_option("--vlan", options.query.vlan, "l2, flood, ltl: only of this VLAN")
         ->check(CLI::Range(1, 4094).description(""))
         ->type_name("N");
-    add_address(show, "--source", "routes: only of this source; 0.0.0.0 is any source", options.query.source);
-    show->add_flag("--summary", options.query.summary, "routes: counts per table instead of the routes");
+    add_address(show, "--source", "routes: only of this source; 0.0.0.0 is any source",
+                options.query.source);
+    show->add_flag("--summary", options.query.summary,
+                   "routes: counts per table instead of the routes");
     show->add_option("--limit", options.query.limit,
                      "At most so many: the first of a table (not of l2 and\n"
                      "overlay), the latest of the log")
@@ -165,21 +175,27 @@ struct count_options {
 };
 
 void add_count(CLI::App &app, count_options &options) {
-    CLI::App *count =
-        app.add_subcommand("count", "Count traffic for a route of the running switch, which forwards none");
+    CLI::App *count = app.add_subcommand(
+        "count", "Count traffic for a route of the running switch, which forwards none");
     add_run_directory(count, options.run_directory);
     desk::count_request &wanted = options.wanted;
-    count->add_option("--source", wanted.source, "The route's source, IPv4 or IPv6")->required()->type_name("ADDRESS");
+    count->add_option("--source", wanted.source, "The route's source, IPv4 or IPv6")
+        ->required()
+        ->type_name("ADDRESS");
     count->add_option("--group", wanted.group, "The route's group, of the same family")
         ->required()
         ->type_name("ADDRESS");
-    desk::add_number(*count, "--table", wanted.table, "The route's table; default 253")->option_text("N");
-    desk::add_number(*count, "--source-len", wanted.source_length, "Source mask length; the whole address by default")
+    desk::add_number(*count, "--table", wanted.table, "The route's table; default 253")
         ->option_text("N");
-    desk::add_number(*count, "--group-len", wanted.group_length, "Group mask length, likewise")->option_text("N");
+    desk::add_number(*count, "--source-len", wanted.source_length,
+                     "Source mask length; the whole address by default")
+        ->option_text("N");
+    desk::add_number(*count, "--group-len", wanted.group_length, "Group mask length, likewise")
+        ->option_text("N");
     desk::add_number(*count, "--packets", wanted.added.packets, "Packets to add")->option_text("N");
     desk::add_number(*count, "--bytes", wanted.added.bytes, "Bytes to add")->option_text("N");
-    desk::add_number(*count, "--wrong-if", wanted.added.wrong_if, "Packets on a wrong interface to add")
+    desk::add_number(*count, "--wrong-if", wanted.added.wrong_if,
+                     "Packets on a wrong interface to add")
         ->option_text("N");
     count->add_flag("--json", options.json, "Print JSON, for programs");
     count->final_callback([&wanted] {
@@ -204,7 +220,8 @@ void add_stop(CLI::App &app, stop_options &options) {
 }
 
 int stop(const stop_options &options) {
-    if (const std::string error = desk::stop_switch(options.run_directory, options.limit_s); !error.empty()) {
+    if (const std::string error = desk::stop_switch(options.run_directory, options.limit_s);
+        !error.empty()) {
         desk::complain(error);
         return EXIT_FAILURE;
     }
@@ -214,7 +231,8 @@ int stop(const stop_options &options) {
 } // namespace
 
 int main(int argc, char **argv) {
-    CLI::App app("The switch on the desk: a vell service for clients of libvell to talk to.", "vellsim");
+    CLI::App app("The switch on the desk: a vell service for clients of libvell to talk to.",
+                 "vellsim");
     app.set_version_flag("--version", "vellsim " VELLSIM_VERSION);
     app.require_subcommand(1);
     app.failure_message(desk::usage_text);

@@ -1,7 +1,7 @@
 // What the desk's switch takes the fields of a request to mean.
 //
-// libvell carries these values without looking at them; on a switch the service gives them their meaning. The desk
-// needs one too, and this is the one place that says it.
+// libvell carries these values without looking at them; on a switch the service gives them their
+// meaning. The desk needs one too, and this is the one place that says it.
 //
 //   route opcode     1 adds the route or replaces the one held, 2 deletes it, 23 is a dux role update and touches no
 //                    route; any other is refused.
@@ -111,7 +111,8 @@ inline constexpr std::uint16_t overlay_type_disable = 1;
 inline constexpr std::uint16_t overlay_type_disable_vlans = 2;
 inline constexpr std::uint16_t overlay_type_disable_with_flag = 3;
 
-// Clients with these uuids share no memory segment with the service: the name in their registration is not read.
+// Clients with these uuids share no memory segment with the service: the name in their registration
+// is not read.
 inline constexpr std::uint32_t uuids_without_segment[] = {286, 592};
 
 } // namespace desk

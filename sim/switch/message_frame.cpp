@@ -6,7 +6,8 @@
 
 namespace desk {
 
-std::vector<std::byte> message_frame(std::uint32_t sap, std::uint32_t opcode, std::span<const std::byte> payload) {
+std::vector<std::byte> message_frame(std::uint32_t sap, std::uint32_t opcode,
+                                     std::span<const std::byte> payload) {
     frame_head head{};
     head.magic = frame_magic;
     head.kind = frame_kind::message;

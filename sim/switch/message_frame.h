@@ -8,6 +8,7 @@
 
 namespace desk {
 
-std::vector<std::byte> message_frame(std::uint32_t sap, std::uint32_t opcode, std::span<const std::byte> payload);
+std::vector<std::byte> message_frame(std::uint32_t sap, std::uint32_t opcode,
+                                     std::span<const std::byte> payload);
 
 } // namespace desk

@@ -68,7 +68,8 @@ overlay_notice decode_overlay_notice(std::span<const std::byte> message) {
         decoded.vlans = read_vlans(reader);
         break;
     default:
-        refuse_at(0, "type {} is not 1 (disable), 2 (disable VLANs) or 3 (disable with flag)", decoded.type);
+        refuse_at(0, "type {} is not 1 (disable), 2 (disable VLANs) or 3 (disable with flag)",
+                  decoded.type);
     }
     return decoded;
 }
@@ -88,8 +89,8 @@ void handle_overlay_notice(request &asked) {
     if (notice.type == overlay_type_disable_vlans) {
         overlay.vlans_disabled.insert(notice.vlans.begin(), notice.vlans.end());
     } else {
-        overlay.feature =
-            notice.type == overlay_type_disable ? overlay_feature::disabled : overlay_feature::disabled_with_flag;
+        overlay.feature = notice.type == overlay_type_disable ? overlay_feature::disabled
+                                                              : overlay_feature::disabled_with_flag;
     }
 }
 

@@ -25,8 +25,9 @@ std::size_t peer_connection::read_some() {
         input.receive(std::span(buffer).first(static_cast<std::size_t>(count)));
     } else if (count == 0 || errno == ECONNRESET) {
         const bool cut = input.held() > 0 && input.look() == frame_input::state::incomplete;
-        end_reason_ = cut ? fmt::format("it left in the middle of a frame, after {}", input.progress())
-                          : std::string("it closed its connection");
+        end_reason_ =
+            cut ? fmt::format("it left in the middle of a frame, after {}", input.progress())
+                : std::string("it closed its connection");
     } else if (errno != EAGAIN && errno != EINTR) {
         end_reason_ = fmt::format("its connection failed: {}", std::strerror(errno));
     }
@@ -113,7 +114,8 @@ void peer_connection::forget_messages() {
 }
 
 bool peer_connection::send_some() {
-    const ssize_t count = send(fd(), output_.data() + sent_, output_.size() - sent_, MSG_NOSIGNAL | MSG_DONTWAIT);
+    const ssize_t count =
+        send(fd(), output_.data() + sent_, output_.size() - sent_, MSG_NOSIGNAL | MSG_DONTWAIT);
     if (count < 0 && errno != EINTR && errno != EAGAIN) {
         output_broken_ = true;
         drop_output();
@@ -132,7 +134,8 @@ void peer_connection::flush() {
         output_ = std::vector<std::byte>();
         sent_ = 0;
     }
-    // The next part of a long reply waits for the next round, so that a fast reader does not hold up everybody else.
+    // The next part of a long reply waits for the next round, so that a fast reader does not hold
+    // up everybody else.
     if (!has_output() && show_pending()) {
         queue_show_frame(0);
     }

@@ -1,4 +1,5 @@
-// One accepted connection: its socket, and what has arrived and what has yet to leave. The socket does not block.
+// One accepted connection: its socket, and what has arrived and what has yet to leave. The socket
+// does not block.
 #pragma once
 
 #include "file_descriptor.h"
@@ -17,15 +18,17 @@
 
 namespace desk {
 
-// How much may wait for a peer that does not read, beside the longest answer to one request and a show reply, of which
-// it has one at a time.
+// How much may wait for a peer that does not read, beside the longest answer to one request and a
+// show reply, of which it has one at a time.
 inline constexpr std::size_t output_limit = 1u << 20;
 
 class peer_connection {
 public:
     using clock = std::chrono::steady_clock;
 
-    peer_connection(file_descriptor socket, std::uint32_t pid) : socket_(std::move(socket)) { who.pid = pid; }
+    peer_connection(file_descriptor socket, std::uint32_t pid) : socket_(std::move(socket)) {
+        who.pid = pid;
+    }
 
     session who;
     frame_input input;

@@ -1,5 +1,5 @@
-// Why a request is refused. Thrown by the decoders and the checks, caught once, where requests are dispatched: so a
-// request is applied whole or not at all.
+// Why a request is refused. Thrown by the decoders and the checks, caught once, where requests are
+// dispatched: so a request is applied whole or not at all.
 #pragma once
 
 #include <cstddef>
@@ -23,8 +23,10 @@ inline std::string describe(const refusal &why) {
 }
 
 template <typename... Values>
-[[noreturn]] void refuse_at(std::size_t offset, fmt::format_string<Values...> format, Values &&...values) {
-    throw refusal{refusal::place::payload, offset, fmt::format(format, std::forward<Values>(values)...)};
+[[noreturn]] void refuse_at(std::size_t offset, fmt::format_string<Values...> format,
+                            Values &&...values) {
+    throw refusal{refusal::place::payload, offset,
+                  fmt::format(format, std::forward<Values>(values)...)};
 }
 
 } // namespace desk

@@ -25,7 +25,8 @@ std::string read_segment(byte_reader &reader) {
     if (end == field.end()) {
         refuse_at(start, "the segment name has no NUL within its {} bytes", segment_size);
     }
-    return std::string(reinterpret_cast<const char *>(field.data()), static_cast<std::size_t>(end - field.begin()));
+    return std::string(reinterpret_cast<const char *>(field.data()),
+                       static_cast<std::size_t>(end - field.begin()));
 }
 
 void acknowledge(request &asked, std::uint8_t id, bool accepted) {
@@ -36,8 +37,9 @@ void acknowledge(request &asked, std::uint8_t id, bool accepted) {
 
 void reject(request &asked, client &&rejected, std::string_view why) {
     rejected.state = client_state::rejected;
-    asked.vell.log(log_level_error, fmt::format("{}: registration with uuid {} rejected: {}",
-                                                describe(asked.vell, asked.from), rejected.uuid, why));
+    asked.vell.log(log_level_error,
+                   fmt::format("{}: registration with uuid {} rejected: {}",
+                               describe(asked.vell, asked.from), rejected.uuid, why));
     asked.vell.clients.add(rejected);
     acknowledge(asked, 0, false);
 }
@@ -76,9 +78,11 @@ void handle_register(request &asked) {
         refuse_at(0, "this connection is registered already, as client {}", known->id);
     }
 
-    client added{.uuid = wanted.uuid, .pid = asked.from.pid, .segment = wanted.segment, .messages = 1};
+    client added{
+        .uuid = wanted.uuid, .pid = asked.from.pid, .segment = wanted.segment, .messages = 1};
     const fault_modes &faults = asked.vell.faults;
-    const std::optional<std::uint8_t> id = faults.ack_id ? faults.ack_id : asked.vell.clients.free_id();
+    const std::optional<std::uint8_t> id =
+        faults.ack_id ? faults.ack_id : asked.vell.clients.free_id();
     if (faults.reject_registration) {
         return reject(asked, std::move(added), "--reject-registration");
     }
@@ -87,15 +91,17 @@ void handle_register(request &asked) {
     }
     added.id = *id;
     asked.from.client_of = asked.vell.clients.add(added);
-    asked.vell.log(log_level_trace, fmt::format("{} registered: uuid {}, segment \"{}\"",
-                                                describe(asked.vell, asked.from), added.uuid, added.segment));
+    asked.vell.log(log_level_trace,
+                   fmt::format("{} registered: uuid {}, segment \"{}\"",
+                               describe(asked.vell, asked.from), added.uuid, added.segment));
     acknowledge(asked, *id, true);
 }
 
 void handle_deregister(request &asked) {
     require_option_word_1(asked, 0);
     require_client(asked, decode_deregister_request(asked.payload));
-    asked.vell.log(log_level_trace, fmt::format("{} deregistered", describe(asked.vell, asked.from)));
+    asked.vell.log(log_level_trace,
+                   fmt::format("{} deregistered", describe(asked.vell, asked.from)));
     asked.vell.clients.end(asked.from.client_of, client_state::deregistered);
     asked.vell.batches.abandon(asked.from.batch);
     asked.from.client_of = 0;

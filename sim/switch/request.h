@@ -1,4 +1,5 @@
-// What the handlers of requests share. A new kind of request is a handler, declared below, and a row in service.cpp.
+// What the handlers of requests share. A new kind of request is a handler, declared below, and a
+// row in service.cpp.
 #pragma once
 
 #include "service.h"
@@ -35,7 +36,8 @@ void handle_flood_update(request &asked);
 // The second word of the send-options block; what it has to be depends on the request.
 void require_option_word_1(const request &asked, std::uint32_t value);
 
-// The sender's own row in the client table. Refuses an id that is not the one that this connection was given.
+// The sender's own row in the client table. Refuses an id that is not the one that this connection
+// was given.
 client &require_client(const request &asked, std::uint8_t id);
 
 // The same for requests that carry no id.

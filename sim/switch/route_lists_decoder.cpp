@@ -62,8 +62,8 @@ constexpr list_kind list_kinds[] = {
 std::size_t entries_that_fit(const list_kind &kind, std::size_t length, std::size_t length_offset) {
     constexpr std::size_t count_size = 4;
     if (length < count_size || (length - count_size) % kind.entry_size != 0) {
-        refuse_at(length_offset, "TLV length {} of the {} is not 4 plus whole entries of {} bytes", length, kind.name,
-                  kind.entry_size);
+        refuse_at(length_offset, "TLV length {} of the {} is not 4 plus whole entries of {} bytes",
+                  length, kind.name, kind.entry_size);
     }
     return (length - count_size) / kind.entry_size;
 }
@@ -72,7 +72,8 @@ void read_tlv(byte_reader &array, bool (&seen)[std::size(list_kinds)], route_lis
     const std::size_t type_offset = array.offset();
     const std::uint16_t type = array.u16("TLV type");
     if (type >= std::size(list_kinds)) {
-        refuse_at(type_offset, "TLV type {} is not 0 (OIF list), 1 (MTI list) or 2 (GLT list)", type);
+        refuse_at(type_offset, "TLV type {} is not 0 (OIF list), 1 (MTI list) or 2 (GLT list)",
+                  type);
     }
     const list_kind &kind = list_kinds[type];
     if (std::exchange(seen[type], true)) {
@@ -88,7 +89,8 @@ void read_tlv(byte_reader &array, bool (&seen)[std::size(list_kinds)], route_lis
     const std::size_t count_offset = value.offset();
     const std::uint32_t count = value.u32("entry count");
     if (count != fitting) {
-        refuse_at(count_offset, "{} says {} entries but its TLV has room for {}", kind.name, count, fitting);
+        refuse_at(count_offset, "{} says {} entries but its TLV has room for {}", kind.name, count,
+                  fitting);
     }
     while (value.left() > 0) {
         kind.read(value, lists);
@@ -108,7 +110,8 @@ route_lists decode_route_lists(byte_reader &reader) {
         read_tlv(array, seen, lists);
     }
     if (array.left() > 0) {
-        refuse_at(array.offset(), "{} bytes follow the last of {} TLVs in the TLV array", array.left(), count);
+        refuse_at(array.offset(), "{} bytes follow the last of {} TLVs in the TLV array",
+                  array.left(), count);
     }
     return lists;
 }

@@ -24,9 +24,10 @@ std::uint8_t read_mask_length(byte_reader &reader, std::string_view what) {
 }
 
 void check_opcode(std::uint8_t opcode, std::size_t offset) {
-    if (opcode != route_opcode_add && opcode != route_opcode_delete && opcode != route_opcode_dux_role) {
-        refuse_at(offset, "route opcode {} is not {} (add), {} (delete) or {} (dux role)", opcode, route_opcode_add,
-                  route_opcode_delete, route_opcode_dux_role);
+    if (opcode != route_opcode_add && opcode != route_opcode_delete &&
+        opcode != route_opcode_dux_role) {
+        refuse_at(offset, "route opcode {} is not {} (add), {} (delete) or {} (dux role)", opcode,
+                  route_opcode_add, route_opcode_delete, route_opcode_dux_role);
     }
 }
 
@@ -69,7 +70,8 @@ route_record read_record(byte_reader &reader) {
     return record;
 }
 
-// A dux role update carries its role and nothing else; whatever else is in it was not meant to be sent.
+// A dux role update carries its role and nothing else; whatever else is in it was not meant to be
+// sent.
 void check_role_update(std::span<const std::byte> message) {
     struct field {
         std::size_t offset;
@@ -118,13 +120,15 @@ route_message decode_route_message(std::span<const std::byte> message) {
     reader.skip(2, "reserved");
     for (std::uint16_t i = 0; i < count; ++i) {
         if (reader.left() < smallest_record) {
-            refuse_at(reader.offset(), "the message has {} bytes left here, route record {} of {} needs {} or more",
+            refuse_at(reader.offset(),
+                      "the message has {} bytes left here, route record {} of {} needs {} or more",
                       reader.left(), i + 1, count, smallest_record);
         }
         decoded.records.push_back(read_record(reader));
     }
     if (reader.left() > 0) {
-        refuse_at(reader.offset(), "{} bytes follow the last of {} route records", reader.left(), count);
+        refuse_at(reader.offset(), "{} bytes follow the last of {} route records", reader.left(),
+                  count);
     }
     if (is_dux_role_update(decoded)) {
         check_role_update(message);

@@ -33,7 +33,8 @@ struct route_message {
 // Throws refusal.
 route_message decode_route_message(std::span<const std::byte> message);
 
-// Whether the message is what the library's role operations send: their marker, and one record, of opcode 23.
+// Whether the message is what the library's role operations send: their marker, and one record, of
+// opcode 23.
 bool is_dux_role_update(const route_message &message);
 
 } // namespace desk

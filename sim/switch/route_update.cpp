@@ -32,8 +32,8 @@ std::string_view dux_role_name(std::uint64_t flags) {
 }
 
 std::string key_text(const route_key &key) {
-    return fmt::format("({}/{}, {}/{}) in table {}", ipv4_text(key.source), key.source_length, ipv4_text(key.group),
-                       key.group_length, key.table);
+    return fmt::format("({}/{}, {}/{}) in table {}", ipv4_text(key.source), key.source_length,
+                       ipv4_text(key.group), key.group_length, key.table);
 }
 
 void add_route(request &asked, client &sender, route_record &record) {
@@ -56,8 +56,9 @@ bool delete_route(request &asked, client &sender, const route_record &record) {
 }
 
 void log_missed_delete(request &asked, const route_record &record) {
-    asked.vell.log(log_level_trace, fmt::format("{}: delete of {}: no such route", describe(asked.vell, asked.from),
-                                                key_text(record.key)));
+    asked.vell.log(log_level_trace,
+                   fmt::format("{}: delete of {}: no such route", describe(asked.vell, asked.from),
+                               key_text(record.key)));
 }
 
 void apply(request &asked, client &sender, route_message &message) {
@@ -78,8 +79,10 @@ void apply(request &asked, client &sender, route_message &message) {
         }
     }
     if (missed > missed_deletes_logged) {
-        asked.vell.log(log_level_trace, fmt::format("{}: {} more deletes of absent routes in the same message",
-                                                    describe(asked.vell, asked.from), missed - missed_deletes_logged));
+        asked.vell.log(log_level_trace,
+                       fmt::format("{}: {} more deletes of absent routes in the same message",
+                                   describe(asked.vell, asked.from),
+                                   missed - missed_deletes_logged));
     }
 }
 

@@ -12,11 +12,13 @@
 
 namespace desk {
 
-// Collects a table's rows, as many as the query's limit lets through, and makes the whole answer of them.
+// Collects a table's rows, as many as the query's limit lets through, and makes the whole answer of
+// them.
 class row_list {
 public:
     explicit row_list(const show_query &query)
-        : limit_(query.limit), narrowed_(query.client || query.group || query.source || query.vlan) {}
+        : limit_(query.limit),
+          narrowed_(query.client || query.group || query.source || query.vlan) {}
 
     bool wants_row() {
         ++matched_;
@@ -31,8 +33,8 @@ public:
         add(row.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
     }
 
-    // Only a limited answer says how many rows there are without the limit, and only a narrowed one that it is; a route
-    // table is a whole of its own. `more` are further members.
+    // Only a limited answer says how many rows there are without the limit, and only a narrowed one
+    // that it is; a route table is a whole of its own. `more` are further members.
     std::string text(std::string_view name, std::string_view more = {}) const {
         const std::string matched = limit_ ? fmt::format(",\"matched\":{}", matched_) : "";
         const char *const narrowed = narrowed_ ? ",\"narrowed\":true" : "";

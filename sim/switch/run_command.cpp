@@ -74,7 +74,8 @@ int run_switch(const run_options &options) {
     if (!options.detach) {
         return serve(options, [] {});
     }
-    return run_detached([&options](const std::function<void()> &ready) { return serve(options, ready); });
+    return run_detached(
+        [&options](const std::function<void()> &ready) { return serve(options, ready); });
 }
 
 } // namespace desk

@@ -16,7 +16,8 @@ namespace {
 // Below this a connection's unfinished frame is not worth counting all the others' for.
 constexpr std::size_t small_input = 64u << 10;
 
-// More than a socket holds for a peer that sent before somebody else asked, and an end for one that never stops.
+// More than a socket holds for a peer that sent before somebody else asked, and an end for one that
+// never stops.
 constexpr std::size_t catch_up_limit = 1u << 20;
 
 bool has_whole(peer_connection &peer) {
@@ -33,12 +34,15 @@ bool has_question(peer_connection &peer) {
 }
 
 show_answer answer(service &vell, const frame_view &question) {
-    const std::string_view text(reinterpret_cast<const char *>(question.payload.data()), question.payload.size());
-    return question.head.kind == frame_kind::count_request ? answer_count(vell, text) : answer_show(vell, text);
+    const std::string_view text(reinterpret_cast<const char *>(question.payload.data()),
+                                question.payload.size());
+    return question.head.kind == frame_kind::count_request ? answer_count(vell, text)
+                                                           : answer_show(vell, text);
 }
 
 bool wants_input(peer_connection &peer) {
-    return !peer.end_of_input() && !peer.show_pending() && peer.input.look() == frame_input::state::incomplete;
+    return !peer.end_of_input() && !peer.show_pending() &&
+           peer.input.look() == frame_input::state::incomplete;
 }
 
 short wanted_events(peer_connection &peer) {
@@ -87,10 +91,12 @@ server::outcome server::run() {
 std::vector<pollfd> server::poll_entries(std::vector<connection_id> &ids) {
     std::vector<pollfd> entries;
     entries.push_back({stop_fd_, POLLIN, 0});
-    entries.push_back({acceptor_.is_open(peers_.size(), clock::now()) ? acceptor_.fd() : -1, POLLIN, 0});
+    entries.push_back(
+        {acceptor_.is_open(peers_.size(), clock::now()) ? acceptor_.fd() : -1, POLLIN, 0});
     ids.clear();
     for (auto &[id, peer] : peers_) {
-        // A connection that nothing is wanted of is left out whole: its hang-up would end every poll at once.
+        // A connection that nothing is wanted of is left out whole: its hang-up would end every
+        // poll at once.
         const short events = wanted_events(peer);
         entries.push_back({events == 0 ? -1 : peer.fd(), events, 0});
         ids.push_back(id);
@@ -100,7 +106,9 @@ std::vector<pollfd> server::poll_entries(std::vector<connection_id> &ids) {
 
 int server::poll_timeout_ms() const {
     std::optional<clock::time_point> next = acceptor_.again();
-    const auto consider = [&next](clock::time_point when) { next = next ? std::min(*next, when) : when; };
+    const auto consider = [&next](clock::time_point when) {
+        next = next ? std::min(*next, when) : when;
+    };
     for (const auto &[id, peer] : peers_) {
         if (peer.pause_until) {
             consider(*peer.pause_until);
@@ -116,7 +124,8 @@ int server::poll_timeout_ms() const {
     return static_cast<int>(std::clamp<long long>(left, 0, std::numeric_limits<int>::max()));
 }
 
-// Does something for one connection, unless it was closed since the poll, while the switch caught up.
+// Does something for one connection, unless it was closed since the poll, while the switch caught
+// up.
 template <typename Body>
 void server::attend(connection_id id, Body body) {
     const auto found = peers_.find(id);
@@ -130,7 +139,8 @@ void server::attend(connection_id id, Body body) {
     }
 }
 
-// A request may have been carried out in part, and what is known of it is lost: its client has to begin anew.
+// A request may have been carried out in part, and what is known of it is lost: its client has to
+// begin anew.
 void server::close_without_memory(connection_id id, peer_connection &peer) {
     constexpr const char *why = "there is no memory to handle what it sent";
     peer.forget_messages();
@@ -184,7 +194,8 @@ bool server::reads(peer_connection &peer) {
     return !peer.over_limit();
 }
 
-// Whoever asks for a table sees all that was sent before it asked, also by others who sent more than one turn takes.
+// Whoever asks for a table sees all that was sent before it asked, also by others who sent more
+// than one turn takes.
 void server::catch_up(connection_id asker) {
     std::vector<connection_id> others;
     for (const auto &[id, peer] : peers_) {
@@ -224,7 +235,8 @@ void server::take_request(peer_connection &peer, const frame_view &asked) {
     peer.queue_replies(handle_request(vell_, peer.who, asked.head, asked.payload), clock::now());
     ++handled_;
     if (vell_.faults.die_after != 0 && handled_ >= vell_.faults.die_after) {
-        vell_.log(log_level_error, fmt::format("dies after {} requests, as it was told to", handled_));
+        vell_.log(log_level_error,
+                  fmt::format("dies after {} requests, as it was told to", handled_));
         dead_ = true;
     }
 }
@@ -232,9 +244,10 @@ void server::take_request(peer_connection &peer, const frame_view &asked) {
 std::optional<server::closing> server::why_close(peer_connection &peer) const {
     const frame_input::state state = peer.input.look();
     if (has_whole(peer) && peer.over_limit()) {
-        return closing{true, peer.waits_late()
-                                 ? fmt::format("more than {} bytes of late answers wait for it", output_limit)
-                                 : "it does not read its messages"};
+        return closing{
+            true, peer.waits_late()
+                      ? fmt::format("more than {} bytes of late answers wait for it", output_limit)
+                      : "it does not read its messages"};
     }
     if (state == frame_input::state::broken) {
         return closing{true, peer.input.broken_reason()};
@@ -242,7 +255,8 @@ std::optional<server::closing> server::why_close(peer_connection &peer) const {
     if (peer.input.held() > small_input && all_input() > input_limit) {
         return closing{true, fmt::format("unfinished frames take more than {} bytes", input_limit)};
     }
-    const bool finished = state == frame_input::state::incomplete && !peer.has_output() && !peer.show_pending();
+    const bool finished =
+        state == frame_input::state::incomplete && !peer.has_output() && !peer.show_pending();
     if (peer.end_of_input() && finished) {
         return closing{peer.input.held() > 0, peer.end_reason()};
     }
@@ -258,7 +272,8 @@ void server::close_connection(connection_id id, const closing &how) {
 
 void server::log_closing(peer_connection &peer, const closing &how) const {
     if (how.is_error) {
-        vell_.log(log_level_error, fmt::format("{}: {}: connection closed", describe(vell_, peer.who), how.why));
+        vell_.log(log_level_error,
+                  fmt::format("{}: {}: connection closed", describe(vell_, peer.who), how.why));
     }
 }
 

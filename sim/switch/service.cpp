@@ -49,8 +49,10 @@ const request_kind *find_kind(std::uint32_t opcode) {
 }
 
 template <typename... Values>
-[[noreturn]] void refuse_head(std::size_t offset, fmt::format_string<Values...> format, Values &&...values) {
-    throw refusal{refusal::place::frame_head, offset, fmt::format(format, std::forward<Values>(values)...)};
+[[noreturn]] void refuse_head(std::size_t offset, fmt::format_string<Values...> format,
+                              Values &&...values) {
+    throw refusal{refusal::place::frame_head, offset,
+                  fmt::format(format, std::forward<Values>(values)...)};
 }
 
 std::size_t option_offset(std::size_t word) {
@@ -59,13 +61,15 @@ std::size_t option_offset(std::size_t word) {
 
 void require_option_word(const frame_head &head, std::size_t word, std::uint32_t value) {
     if (head.options[word] != value) {
-        refuse_head(option_offset(word), "send-options word {} is {}, it must be {}", word, head.options[word], value);
+        refuse_head(option_offset(word), "send-options word {} is {}, it must be {}", word,
+                    head.options[word], value);
     }
 }
 
 void check_head(const request_kind &kind, const frame_head &head) {
     if (head.node != service_node) {
-        refuse_head(offsetof(frame_head, node), "node is {:#x}, it must be {:#x}", head.node, service_node);
+        refuse_head(offsetof(frame_head, node), "node is {:#x}, it must be {:#x}", head.node,
+                    service_node);
     }
     if (head.sap != kind.sap) {
         refuse_head(offsetof(frame_head, sap), "SAP is {}, it must be {}", head.sap, kind.sap);
@@ -139,7 +143,8 @@ std::vector<reply> handle_request(service &vell, session &from, const frame_head
         }
         vell.log(log_level_error,
                  fmt::format("{}: {} (opcode {}): {}: refused", describe(vell, from),
-                             kind == nullptr ? "unknown request" : kind->name, head.opcode, describe(why)));
+                             kind == nullptr ? "unknown request" : kind->name, head.opcode,
+                             describe(why)));
     }
     return std::move(asked.replies);
 }

@@ -1,4 +1,5 @@
-// The vell service of the desk: its tables, and what a request does to them. Knows nothing of sockets.
+// The vell service of the desk: its tables, and what a request does to them. Knows nothing of
+// sockets.
 #pragma once
 
 #include "client_table.h"
@@ -53,7 +54,8 @@ struct reply {
     std::chrono::milliseconds delay{0};
 };
 
-// Handles one request of a peer, whole or not at all: what is malformed is refused with a line in the log.
+// Handles one request of a peer, whole or not at all: what is malformed is refused with a line in
+// the log.
 std::vector<reply> handle_request(service &vell, session &from, const frame_head &head,
                                   std::span<const std::byte> payload);
 

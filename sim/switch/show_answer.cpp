@@ -67,8 +67,8 @@ std::string show_clients(const service &vell, const show_query &query) {
     return rows.text("clients");
 }
 
-// Routes come in tens of thousands while clients wait, so their rows are written directly; nothing in them needs JSON's
-// escapes.
+// Routes come in tens of thousands while clients wait, so their rows are written directly; nothing
+// in them needs JSON's escapes.
 std::string oif_text(const oif_entry &oif) {
     return fmt::format(R"({{"if_index":{},"kind":{}}})", oif.if_index, oif.kind);
 }
@@ -79,8 +79,8 @@ std::string mti_text(const mti_entry &words) {
 
 std::string glt_text(const glt_entry &glt) {
     const auto in_use = std::span(glt.data).first(glt.length);
-    return fmt::format(R"({{"words":[{}],"data":"{:02x}","length":{},"last":{}}})", fmt::join(glt.words, ","),
-                       fmt::join(in_use, ""), glt.length, glt.last);
+    return fmt::format(R"({{"words":[{}],"data":"{:02x}","length":{},"last":{}}})",
+                       fmt::join(glt.words, ","), fmt::join(in_use, ""), glt.length, glt.last);
 }
 
 std::string flag_text(const std::string &name) {
@@ -98,18 +98,21 @@ std::string list_text(const std::vector<Item> &items, std::string (*text)(const 
 }
 
 std::string route_row(const route_key &key, const route &shown) {
-    return fmt::format(R"({{"table":{},"source":"{}","source_len":{},"group":"{}","group_len":{},"opcode":{},)"
-                       R"("flags":{},"flags_word":"{:#x}","epoch":{},"rpf_if":{},"df_ordinal":{},"client":{},)"
-                       R"("oifs":{},"mti":{},"glt":{}}})",
-                       key.table, ipv4_text(key.source), key.source_length, ipv4_text(key.group), key.group_length,
-                       shown.opcode, list_text(flag_names(shown.flags), flag_text), shown.flags, shown.epoch,
-                       shown.rpf_if, shown.df_ordinal, shown.client, list_text(shown.lists.oifs, oif_text),
-                       list_text(shown.lists.mti, mti_text), list_text(shown.lists.glt, glt_text));
+    return fmt::format(
+        R"({{"table":{},"source":"{}","source_len":{},"group":"{}","group_len":{},"opcode":{},)"
+        R"("flags":{},"flags_word":"{:#x}","epoch":{},"rpf_if":{},"df_ordinal":{},"client":{},)"
+        R"("oifs":{},"mti":{},"glt":{}}})",
+        key.table, ipv4_text(key.source), key.source_length, ipv4_text(key.group), key.group_length,
+        shown.opcode, list_text(flag_names(shown.flags), flag_text), shown.flags, shown.epoch,
+        shown.rpf_if, shown.df_ordinal, shown.client, list_text(shown.lists.oifs, oif_text),
+        list_text(shown.lists.mti, mti_text), list_text(shown.lists.glt, glt_text));
 }
 
 bool matches(const show_query &query, const route_key &key, const route &held) {
-    return (!query.client || *query.client == held.client) && (!query.table || *query.table == key.table) &&
-           (!query.group || *query.group == key.group) && (!query.source || *query.source == key.source);
+    return (!query.client || *query.client == held.client) &&
+           (!query.table || *query.table == key.table) &&
+           (!query.group || *query.group == key.group) &&
+           (!query.source || *query.source == key.source);
 }
 
 struct route_summary {
@@ -170,8 +173,8 @@ constexpr shown_table shown_tables[] = {
 
 show_answer answer_show(const service &vell, std::string_view request) {
     if (request.size() > longest_request) {
-        return {true,
-                fmt::format("the request is {} bytes long, at most {} are read", request.size(), longest_request)};
+        return {true, fmt::format("the request is {} bytes long, at most {} are read",
+                                  request.size(), longest_request)};
     }
     std::string error;
     const std::optional<show_query> query = decode_show_query(request, error);

@@ -66,8 +66,10 @@ int show_log(const show_options &options) {
     }
     const std::size_t matched = contents.lines.size();
     // The latest lines are the ones a limit is to leave.
-    const std::size_t shown = std::min<std::size_t>(matched, options.query.limit.value_or(UINT32_MAX));
-    contents.lines.erase(contents.lines.begin(), contents.lines.end() - static_cast<std::ptrdiff_t>(shown));
+    const std::size_t shown =
+        std::min<std::size_t>(matched, options.query.limit.value_or(UINT32_MAX));
+    contents.lines.erase(contents.lines.begin(),
+                         contents.lines.end() - static_cast<std::ptrdiff_t>(shown));
     if (!options.json) {
         return print(log_text(contents.lines, matched));
     }
@@ -76,8 +78,8 @@ int show_log(const show_options &options) {
 }
 
 int show_table(const show_options &options, std::string (*text)(const json &table)) {
-    const switch_answer answer =
-        ask_switch(options.run_directory, frame_kind::show_request, encode_show_query(options.query));
+    const switch_answer answer = ask_switch(options.run_directory, frame_kind::show_request,
+                                            encode_show_query(options.query));
     if (!answer.error.empty()) {
         return fail(answer.error);
     }
@@ -95,7 +97,8 @@ int count(const std::string &run_directory, const count_request &wanted, bool as
     if (!counter_key_of(wanted, error)) {
         return fail(error);
     }
-    const switch_answer answer = ask_switch(run_directory, frame_kind::count_request, encode_count_request(wanted));
+    const switch_answer answer =
+        ask_switch(run_directory, frame_kind::count_request, encode_count_request(wanted));
     if (!answer.error.empty()) {
         return fail(answer.error);
     }
@@ -124,11 +127,12 @@ int show(const show_options &options) {
         std::string (*text)(const json &table);
     };
     constexpr table_text texts[] = {
-        {"clients", clients_text}, {"routes", routes_text}, {"l2", l2_text},   {"stats", stats_text},
-        {"overlay", overlay_text}, {"flood", flood_text},   {"ltl", ltl_text},
+        {"clients", clients_text}, {"routes", routes_text},   {"l2", l2_text},
+        {"stats", stats_text},     {"overlay", overlay_text}, {"flood", flood_text},
+        {"ltl", ltl_text},
     };
-    const auto found =
-        std::ranges::find_if(texts, [&](const table_text &row) { return options.query.name == row.name; });
+    const auto found = std::ranges::find_if(
+        texts, [&](const table_text &row) { return options.query.name == row.name; });
     return found == std::end(texts) ? fail("no such table") : show_table(options, found->text);
 }
 

@@ -52,13 +52,17 @@ json oif_row(const l2_oif &oif) {
 json flood_row(std::uint16_t vlan, const kept_record &kept) {
     json addresses = json::array();
     for (const l2_address &address : kept.record.addresses) {
-        addresses.push_back({{"kind", kind_name(address.kind)}, {"address", address_text(address)}});
+        addresses.push_back(
+            {{"kind", kind_name(address.kind)}, {"address", address_text(address)}});
     }
     json oifs = json::array();
     for (const l2_oif &oif : kept.record.oifs) {
         oifs.push_back(oif_row(oif));
     }
-    json row{{"vlan", vlan}, {"type", kept.record.type}, {"words", kept.record.words}, {"flags", kept.record.flags}};
+    json row{{"vlan", vlan},
+             {"type", kept.record.type},
+             {"words", kept.record.words},
+             {"flags", kept.record.flags}};
     add_sender(row, kept.from);
     row["addresses"] = std::move(addresses);
     row["oifs"] = std::move(oifs);
@@ -118,9 +122,10 @@ json rows_of(const Items &items, Row row) {
 }
 
 json download_row(const client &known) {
-    return known.downloads_complete == 0
-               ? json()
-               : json{{"client", known.id}, {"pid", known.pid}, {"count", known.downloads_complete}};
+    return known.downloads_complete == 0 ? json()
+                                         : json{{"client", known.id},
+                                                {"pid", known.pid},
+                                                {"count", known.downloads_complete}};
 }
 
 } // namespace
@@ -133,20 +138,25 @@ std::string show_l2(const service &vell, const show_query &query) {
     json shown;
     shown["entries"] = entry_rows(tables, query);
     shown["flood"] = rows_of(tables.flood, [&](const auto &item) {
-        return !of_group && of_vlan(query, item.first) ? flood_row(item.first, item.second) : json();
+        return !of_group && of_vlan(query, item.first) ? flood_row(item.first, item.second)
+                                                       : json();
     });
-    shown["pairs"] =
-        rows_of(tables.pairs, [&](const auto &item) { return narrowed ? json() : pairs_row(item.second); });
+    shown["pairs"] = rows_of(
+        tables.pairs, [&](const auto &item) { return narrowed ? json() : pairs_row(item.second); });
     shown["lookup_modes"] = rows_of(tables.lookup_modes, [&](const auto &item) {
-        return !of_group && of_vlan(query, item.first) ? json{{"vlan", item.first}, {"mode", item.second}} : json();
+        return !of_group && of_vlan(query, item.first)
+                   ? json{{"vlan", item.first}, {"mode", item.second}}
+                   : json();
     });
     shown["lookup_mode_word"] = tables.lookup_mode_word;
-    shown["batches"] =
-        rows_of(vell.batches.all(), [&](const auto &item) { return narrowed ? json() : batch_row(item); });
-    shown["other_markers"] =
-        rows_of(vell.batches.others(), [&](const auto &item) { return narrowed ? json() : marker_row(item); });
-    shown["download_complete"] =
-        rows_of(vell.clients.all(), [&](const auto &item) { return narrowed ? json() : download_row(item.second); });
+    shown["batches"] = rows_of(
+        vell.batches.all(), [&](const auto &item) { return narrowed ? json() : batch_row(item); });
+    shown["other_markers"] = rows_of(vell.batches.others(), [&](const auto &item) {
+        return narrowed ? json() : marker_row(item);
+    });
+    shown["download_complete"] = rows_of(vell.clients.all(), [&](const auto &item) {
+        return narrowed ? json() : download_row(item.second);
+    });
     if (narrowed) {
         shown["narrowed"] = true; // for programs that would take it for all there is
     }

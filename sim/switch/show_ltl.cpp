@@ -30,7 +30,8 @@ json line_cards(std::uint32_t mask) {
     return numbers;
 }
 
-void add_sender_and_interfaces(json &row, const sender_name &from, const std::set<std::uint32_t> &interfaces) {
+void add_sender_and_interfaces(json &row, const sender_name &from,
+                               const std::set<std::uint32_t> &interfaces) {
     row["client"] = from.client;
     row["pid"] = from.pid;
     row["interfaces"] = interface_rows(interfaces);
@@ -43,8 +44,9 @@ json ltl_row(std::uint32_t index, const ltl &shown) {
 }
 
 json flood_row(std::uint16_t vlan, const flood_set &shown) {
-    json row{
-        {"vlan", vlan}, {"line_cards", line_cards(shown.line_card_mask)}, {"line_card_mask", shown.line_card_mask}};
+    json row{{"vlan", vlan},
+             {"line_cards", line_cards(shown.line_card_mask)},
+             {"line_card_mask", shown.line_card_mask}};
     add_sender_and_interfaces(row, shown.from, shown.interfaces);
     return row;
 }
@@ -63,8 +65,9 @@ std::string show_ltls(const service &vell, const show_query &query) {
             rows.add(ltl_row(index, held));
         }
     }
-    return rows.text("ltl", fmt::format(R"(,"pool":{{"first":{},"size":{},"in_use":{}}})", ltl_pool_first,
-                                        vell.faults.ltl_pool, vell.ltls.all().size()));
+    return rows.text("ltl",
+                     fmt::format(R"(,"pool":{{"first":{},"size":{},"in_use":{}}})", ltl_pool_first,
+                                 vell.faults.ltl_pool, vell.ltls.all().size()));
 }
 
 std::string show_flood(const service &vell, const show_query &query) {

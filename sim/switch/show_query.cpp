@@ -29,7 +29,8 @@ bool read_member(const std::string &name, const nlohmann::json &value, show_quer
         return true;
     }
     for (const number_member &member : number_members) {
-        if (name == member.name && value.is_number_unsigned() && value.get<std::uint64_t>() <= UINT32_MAX) {
+        if (name == member.name && value.is_number_unsigned() &&
+            value.get<std::uint64_t>() <= UINT32_MAX) {
             query.*member.value = value.get<std::uint32_t>();
             return true;
         }
@@ -64,13 +65,14 @@ std::optional<show_query> decode_show_query(std::string_view text, std::string &
     }
     const nlohmann::json narrowed = nlohmann::json::parse(text.substr(blank + 1), nullptr, false);
     if (!narrowed.is_object()) {
-        error = fmt::format("show {}: what follows the table's name is no JSON object", printable(query.name));
+        error = fmt::format("show {}: what follows the table's name is no JSON object",
+                            printable(query.name));
         return std::nullopt;
     }
     for (const auto &[name, value] : narrowed.items()) {
         if (!read_member(name, value, query)) {
-            error = fmt::format("show {}: member {} is unknown or of the wrong type", printable(query.name),
-                                printable(name));
+            error = fmt::format("show {}: member {} is unknown or of the wrong type",
+                                printable(query.name), printable(name));
             return std::nullopt;
         }
     }

@@ -1,9 +1,10 @@
 // What `vellsim show` asks the running switch, and how the answer comes.
 //
-// The request is one frame of kind show_request; its payload is the table's name, followed, when the answer is to be
-// narrowed, by a blank and a JSON object of the members below. The reply is one or more frames of kind show_reply whose
-// payloads together are the text; every frame but the last has flags show_more_follows, so that a table may be longer
-// than a frame. A reply of non-zero opcode is an error text.
+// The request is one frame of kind show_request; its payload is the table's name, followed, when
+// the answer is to be narrowed, by a blank and a JSON object of the members below. The reply is one
+// or more frames of kind show_reply whose payloads together are the text; every frame but the last
+// has flags show_more_follows, so that a table may be longer than a frame. A reply of non-zero
+// opcode is an error text.
 #pragma once
 
 #include <cstdint>

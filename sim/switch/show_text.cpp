@@ -25,9 +25,10 @@ std::string masked(const std::string &address, unsigned length) {
 }
 
 std::string key_text(const json &route) {
-    return fmt::format("({}, {})",
-                       masked(route.at("source").get<std::string>(), route.at("source_len").get<unsigned>()),
-                       masked(route.at("group").get<std::string>(), route.at("group_len").get<unsigned>()));
+    return fmt::format(
+        "({}, {})",
+        masked(route.at("source").get<std::string>(), route.at("source_len").get<unsigned>()),
+        masked(route.at("group").get<std::string>(), route.at("group_len").get<unsigned>()));
 }
 
 std::string oif_text(const json &oif) {
@@ -66,13 +67,15 @@ template <typename Text>
 std::string list_lines(std::string_view name, const json &list, Text text) {
     std::vector<std::string> items;
     std::ranges::transform(list, std::back_inserter(items), text);
-    return list.empty() ? std::string() : wrapped(fmt::format("    {} ({}): ", name, list.size()), items);
+    return list.empty() ? std::string()
+                        : wrapped(fmt::format("    {} ({}): ", name, list.size()), items);
 }
 
 std::string route_lines(const json &route) {
-    std::string text = fmt::format("{}  RPF {}, DF {}, epoch {}, client {}\n", key_text(route),
-                                   route.at("rpf_if").get<std::uint32_t>(), route.at("df_ordinal").get<unsigned>(),
-                                   route.at("epoch").get<std::uint32_t>(), route.at("client").get<unsigned>());
+    std::string text =
+        fmt::format("{}  RPF {}, DF {}, epoch {}, client {}\n", key_text(route),
+                    route.at("rpf_if").get<std::uint32_t>(), route.at("df_ordinal").get<unsigned>(),
+                    route.at("epoch").get<std::uint32_t>(), route.at("client").get<unsigned>());
     const auto flags = route.at("flags").get<std::vector<std::string>>();
     text += wrapped("    flags: ", flags.empty() ? std::vector<std::string>{"none"} : flags);
     const json &oifs = route.at("oifs");
@@ -83,26 +86,32 @@ std::string route_lines(const json &route) {
 }
 
 std::string notice_text(const json &notice) {
-    return notice.is_null() ? std::string() : fmt::format("    last IPv6 notice: {}\n", words_text(notice));
+    return notice.is_null() ? std::string()
+                            : fmt::format("    last IPv6 notice: {}\n", words_text(notice));
 }
 
 std::string level_name(std::uint32_t level) {
-    return level == log_level_error ? "error" : level == log_level_trace ? "trace" : fmt::format("level {}", level);
+    return level == log_level_error   ? "error"
+           : level == log_level_trace ? "trace"
+                                      : fmt::format("level {}", level);
 }
 
 } // namespace
 
 std::string clients_text(const json &table) {
-    std::string text = fmt::format("{:>3} {:>8} {:>10} {:12} {:>9} {:>9} {:>7} {:>6} {:>5} {}\n", "Id", "Pid", "Uuid",
-                                   "State", "Messages", "Records", "Refused", "Missed", "IPv6", "Dux role");
+    std::string text = fmt::format("{:>3} {:>8} {:>10} {:12} {:>9} {:>9} {:>7} {:>6} {:>5} {}\n",
+                                   "Id", "Pid", "Uuid", "State", "Messages", "Records", "Refused",
+                                   "Missed", "IPv6", "Dux role");
     for (const json &row : table.at("clients")) {
         const json &role = row.at("dux_role");
-        text += fmt::format("{:>3} {:>8} {:>10} {:12} {:>9} {:>9} {:>7} {:>6} {:>5} {}\n", row.at("id").get<unsigned>(),
-                            row.at("pid").get<std::uint32_t>(), row.at("uuid").get<std::uint32_t>(),
-                            row.at("state").get<std::string>(), row.at("messages").get<std::uint64_t>(),
-                            row.at("route_records").get<std::uint64_t>(), row.at("refused").get<std::uint64_t>(),
-                            row.at("missed_deletes").get<std::uint64_t>(), row.at("ipv6_notices").get<std::uint64_t>(),
-                            role.is_null() ? "-" : role.get<std::string>());
+        text += fmt::format(
+            "{:>3} {:>8} {:>10} {:12} {:>9} {:>9} {:>7} {:>6} {:>5} {}\n",
+            row.at("id").get<unsigned>(), row.at("pid").get<std::uint32_t>(),
+            row.at("uuid").get<std::uint32_t>(), row.at("state").get<std::string>(),
+            row.at("messages").get<std::uint64_t>(), row.at("route_records").get<std::uint64_t>(),
+            row.at("refused").get<std::uint64_t>(), row.at("missed_deletes").get<std::uint64_t>(),
+            row.at("ipv6_notices").get<std::uint64_t>(),
+            role.is_null() ? "-" : role.get<std::string>());
         if (const auto segment = row.at("segment").get<std::string>(); !segment.empty()) {
             text += fmt::format("    segment: {}\n", printable(segment));
         }
@@ -116,8 +125,8 @@ std::string routes_text(const json &table) {
     const json *previous = nullptr;
     for (const json &route : table.at("routes")) {
         if (previous == nullptr || previous->at("table") != route.at("table")) {
-            text +=
-                fmt::format("{}Table {}\n\n", previous == nullptr ? "" : "\n", route.at("table").get<std::uint32_t>());
+            text += fmt::format("{}Table {}\n\n", previous == nullptr ? "" : "\n",
+                                route.at("table").get<std::uint32_t>());
         }
         text += route_lines(route);
         previous = &route;
@@ -126,13 +135,15 @@ std::string routes_text(const json &table) {
 }
 
 std::string route_summary_text(const json &table) {
-    constexpr const char *columns[] = {"routes", "sg", "star_g", "with_oifs", "without_oifs", "oifs"};
+    constexpr const char *columns[] = {"routes",    "sg",           "star_g",
+                                       "with_oifs", "without_oifs", "oifs"};
     std::uint64_t sums[std::size(columns)] = {};
-    std::string text = fmt::format("{:>10} {:>9} {:>9} {:>9} {:>10} {:>13} {:>9}\n", "Table", "Routes", "(S,G)",
-                                   "(*,G)", "With OIFs", "Without OIFs", "OIFs");
-    const auto line = [](const std::string &name, const std::uint64_t(&values)[std::size(columns)]) {
-        return fmt::format("{:>10} {:>9} {:>9} {:>9} {:>10} {:>13} {:>9}\n", name, values[0], values[1], values[2],
-                           values[3], values[4], values[5]);
+    std::string text = fmt::format("{:>10} {:>9} {:>9} {:>9} {:>10} {:>13} {:>9}\n", "Table",
+                                   "Routes", "(S,G)", "(*,G)", "With OIFs", "Without OIFs", "OIFs");
+    const auto line = [](const std::string &name,
+                         const std::uint64_t(&values)[std::size(columns)]) {
+        return fmt::format("{:>10} {:>9} {:>9} {:>9} {:>10} {:>13} {:>9}\n", name, values[0],
+                           values[1], values[2], values[3], values[4], values[5]);
     };
     for (const json &row : table.at("summary")) {
         std::uint64_t values[std::size(columns)];
@@ -143,7 +154,8 @@ std::string route_summary_text(const json &table) {
         text += line(fmt::format("{}", row.at("table").get<std::uint32_t>()), values);
     }
     return text + line("Total", sums) +
-           fmt::format("{} in {}\n", counted(sums[0], "route"), counted(table.at("summary").size(), "table"));
+           fmt::format("{} in {}\n", counted(sums[0], "route"),
+                       counted(table.at("summary").size(), "table"));
 }
 
 std::string log_text(const std::vector<log_line> &lines, std::size_t matched) {
@@ -152,9 +164,10 @@ std::string log_text(const std::vector<log_line> &lines, std::size_t matched) {
         std::string_view said = line.text;
         // Clients end their lines with a line feed; as an escape it would only be noise.
         said = said.substr(0, said.find_last_not_of('\n') + 1);
-        const std::string uuid = line.uuid == 0 ? std::string() : fmt::format(" uuid {}", line.uuid);
-        text += fmt::format("{} {:7} {} pid {}{}: {}\n", line.time, line.sink, level_name(line.level), line.pid, uuid,
-                            printable(said));
+        const std::string uuid =
+            line.uuid == 0 ? std::string() : fmt::format(" uuid {}", line.uuid);
+        text += fmt::format("{} {:7} {} pid {}{}: {}\n", line.time, line.sink,
+                            level_name(line.level), line.pid, uuid, printable(said));
     }
     return text + counted_of(lines.size(), matched, "line") + "\n";
 }

@@ -39,7 +39,8 @@ std::uint8_t read_length(byte_reader &reader, std::string_view what, unsigned mo
 
 l2_address read_ipv6(byte_reader &reader, std::string_view what) {
     l2_address address{l2_address_kind::ipv6};
-    std::memcpy(address.bytes.data(), reader.take(address.bytes.size(), what).data(), address.bytes.size());
+    std::memcpy(address.bytes.data(), reader.take(address.bytes.size(), what).data(),
+                address.bytes.size());
     return address;
 }
 
@@ -100,7 +101,8 @@ void forget_uncounted(counter_table &counters, const route_key &gone) {
     }
 }
 
-statistics_request decode_ipv4_statistics_request(std::span<const std::byte> message, bool is_clear_request) {
+statistics_request decode_ipv4_statistics_request(std::span<const std::byte> message,
+                                                  bool is_clear_request) {
     require_length(message, is_clear_request ? 16 : 20);
     byte_reader reader(message);
     statistics_request decoded{.key = read_head(reader, 32)};
@@ -111,7 +113,8 @@ statistics_request decode_ipv4_statistics_request(std::span<const std::byte> mes
     return decoded;
 }
 
-statistics_request decode_ipv6_statistics_request(std::span<const std::byte> message, bool is_clear_request) {
+statistics_request decode_ipv6_statistics_request(std::span<const std::byte> message,
+                                                  bool is_clear_request) {
     require_length(message, 40);
     byte_reader reader(message);
     statistics_request decoded{.key = read_head(reader, 128), .clear = is_clear_request};
@@ -120,11 +123,17 @@ statistics_request decode_ipv6_statistics_request(std::span<const std::byte> mes
     return decoded;
 }
 
-std::vector<std::byte> encode_statistics_answer(const counter_key &key, const statistics_answer &answer) {
+std::vector<std::byte> encode_statistics_answer(const counter_key &key,
+                                                const statistics_answer &answer) {
     const bool is_ipv4 = key.group.kind == l2_address_kind::ipv4;
     byte_writer writer(answer_size);
-    writer.put(std::uint32_t{answer.found ? 0u : 1u}).put(key.table).put(key.source_length).put(key.group_length);
-    writer.put(static_cast<std::uint16_t>(is_ipv4 ? 4 : 6)).put_address(key.source).put_address(key.group);
+    writer.put(std::uint32_t{answer.found ? 0u : 1u})
+        .put(key.table)
+        .put(key.source_length)
+        .put(key.group_length);
+    writer.put(static_cast<std::uint16_t>(is_ipv4 ? 4 : 6))
+        .put_address(key.source)
+        .put_address(key.group);
     writer.put(std::uint32_t{answer.cleared ? 1u : 0u});
     writer.put(answer.seen.packets).put(answer.seen.bytes).put(answer.seen.wrong_if);
     return writer.take();

@@ -60,9 +60,12 @@ struct statistics_request {
     bool clear = false;
 };
 
-// Both throw refusal. Of an IPv4 request only the statistics request says whether to clear; a clear request always does.
-statistics_request decode_ipv4_statistics_request(std::span<const std::byte> message, bool is_clear_request);
-statistics_request decode_ipv6_statistics_request(std::span<const std::byte> message, bool is_clear_request);
+// Both throw refusal. Of an IPv4 request only the statistics request says whether to clear; a clear
+// request always does.
+statistics_request decode_ipv4_statistics_request(std::span<const std::byte> message,
+                                                  bool is_clear_request);
+statistics_request decode_ipv6_statistics_request(std::span<const std::byte> message,
+                                                  bool is_clear_request);
 
 struct statistics_answer {
     bool found = false;
@@ -71,6 +74,7 @@ struct statistics_answer {
 };
 
 // The payload.
-std::vector<std::byte> encode_statistics_answer(const counter_key &key, const statistics_answer &answer);
+std::vector<std::byte> encode_statistics_answer(const counter_key &key,
+                                                const statistics_answer &answer);
 
 } // namespace desk

@@ -37,7 +37,8 @@ void answer(request &asked, const statistics_request &wanted) {
     require_registered(asked);
     const auto payload = encode_statistics_answer(wanted.key, look_up(asked.vell, wanted));
     const fault_modes &faults = asked.vell.faults;
-    const reply answered{message_frame(asked.head.sap, asked.head.opcode, payload), faults.answer_delay};
+    const reply answered{message_frame(asked.head.sap, asked.head.opcode, payload),
+                         faults.answer_delay};
     asked.replies.insert(asked.replies.end(), copies(faults.answer), answered);
 }
 

@@ -26,9 +26,11 @@ connection connect_to_switch(const std::string &run_directory) {
     connection made = connect_service(run_directory, silence_ms);
     if (!made.socket) {
         const std::string path = run_directory + "/" + service_socket;
-        const std::string why =
-            made.reason.starts_with(path + ": ") ? made.reason.substr(path.size() + 2) : made.reason;
-        made.reason = fmt::format("no switch answers on {} ({}); `vellsim run` starts one", path, why);
+        const std::string why = made.reason.starts_with(path + ": ")
+                                    ? made.reason.substr(path.size() + 2)
+                                    : made.reason;
+        made.reason =
+            fmt::format("no switch answers on {} ({}); `vellsim run` starts one", path, why);
     }
     return made;
 }
@@ -39,7 +41,8 @@ std::string send_query(int fd, frame_kind kind, const std::string &text) {
     head.kind = kind;
     head.length = static_cast<std::uint32_t>(text.size());
     const frame_result sent = send_frame(fd, head, text.data(), silence_ms);
-    return sent.status == frame_status::done ? std::string() : fmt::format("the switch is gone: {}", sent.reason);
+    return sent.status == frame_status::done ? std::string()
+                                             : fmt::format("the switch is gone: {}", sent.reason);
 }
 
 std::string receive_reply(int fd, switch_answer &answer) {
@@ -53,12 +56,14 @@ std::string receive_reply(int fd, switch_answer &answer) {
         if (got.status != frame_status::done) {
             return fmt::format("the switch's answer is cut: {}", got.reason);
         }
-        answer.text.append(reinterpret_cast<const char *>(part.payload.data()), part.payload.size());
+        answer.text.append(reinterpret_cast<const char *>(part.payload.data()),
+                           part.payload.size());
     } while ((part.head.flags & show_more_follows) != 0);
     return part.head.opcode == 0 ? std::string() : std::exchange(answer.text, {});
 }
 
-// The process's end, where the system can tell it; the connection's end comes first and says nearly as much.
+// The process's end, where the system can tell it; the connection's end comes first and says nearly
+// as much.
 file_descriptor watch_process(pid_t pid) {
 #ifdef SYS_pidfd_open
     return file_descriptor(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
@@ -86,7 +91,8 @@ bool wait_for_end(const file_descriptor &watched, const deadline &until) {
 
 } // namespace
 
-switch_answer ask_switch(const std::string &run_directory, frame_kind kind, const std::string &text) {
+switch_answer ask_switch(const std::string &run_directory, frame_kind kind,
+                         const std::string &text) {
     switch_answer answer;
     const connection to = connect_to_switch(run_directory);
     answer.error = to.reason;
@@ -112,11 +118,13 @@ std::string stop_switch(const std::string &run_directory, int limit_s) {
     }
     const file_descriptor process = watch_process(peer.pid);
     if (kill(peer.pid, SIGTERM) != 0) {
-        return fmt::format("the switch (pid {}) cannot be told to end: {}", peer.pid, std::strerror(errno));
+        return fmt::format("the switch (pid {}) cannot be told to end: {}", peer.pid,
+                           std::strerror(errno));
     }
     const deadline until = deadline::after_ms(limit_s * 1000);
     if (!wait_for_end(to.socket, until) || !wait_for_end(process, until)) {
-        return fmt::format("the switch (pid {}) has not ended within {} seconds", peer.pid, limit_s);
+        return fmt::format("the switch (pid {}) has not ended within {} seconds", peer.pid,
+                           limit_s);
     }
     return {};
 }

@@ -50,7 +50,8 @@ void switch_log::write(std::uint32_t level, const std::string &text) {
     const bool written = append(line);
     // Said once per outage, even when quiet: lines are being lost.
     if (!written && !std::exchange(file_failed_, true)) {
-        complain(fmt::format("{}/log/service: {}: lines are lost", run_directory_, std::strerror(errno)));
+        complain(fmt::format("{}/log/service: {}: lines are lost", run_directory_,
+                             std::strerror(errno)));
     }
     if (written) {
         file_failed_ = false;

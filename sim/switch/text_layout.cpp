@@ -26,10 +26,12 @@ std::string counted(std::uint64_t count, std::string_view noun, std::string_view
 }
 
 std::string counted_of(std::uint64_t shown, std::uint64_t matched, std::string_view noun) {
-    return shown == matched ? counted(shown, noun) : fmt::format("{} of {}", shown, counted(matched, noun));
+    return shown == matched ? counted(shown, noun)
+                            : fmt::format("{} of {}", shown, counted(matched, noun));
 }
 
-std::string counted_rows(const nlohmann::ordered_json &table, const char *rows, std::string_view noun) {
+std::string counted_rows(const nlohmann::ordered_json &table, const char *rows,
+                         std::string_view noun) {
     const std::uint64_t shown = table.at(rows).size();
     return counted_of(shown, table.value("matched", shown), noun);
 }

@@ -12,7 +12,8 @@ namespace desk {
 
 inline constexpr std::size_t text_width = 80;
 
-// Items with a comma between them, broken into lines behind commas; the lines after the first are indented under it.
+// Items with a comma between them, broken into lines behind commas; the lines after the first are
+// indented under it.
 std::string wrapped(const std::string &lead, const std::vector<std::string> &items);
 
 // "1 route", "2 routes".
@@ -22,6 +23,7 @@ std::string counted(std::uint64_t count, std::string_view noun, std::string_view
 std::string counted_of(std::uint64_t shown, std::uint64_t matched, std::string_view noun);
 
 // The same of the rows that the switch answered, which are the table's member `rows`.
-std::string counted_rows(const nlohmann::ordered_json &table, const char *rows, std::string_view noun);
+std::string counted_rows(const nlohmann::ordered_json &table, const char *rows,
+                         std::string_view noun);
 
 } // namespace desk

@@ -1,4 +1,5 @@
-// Logging happens between a call that failed and the look at why it did, so it leaves errno as it found it.
+// Logging happens between a call that failed and the look at why it did, so it leaves errno as it
+// found it.
 #pragma once
 
 #include <cerrno>

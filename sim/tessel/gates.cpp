@@ -1,5 +1,5 @@
-// The gates: which levels the history takes and the console prints. They are read at each call, so that a debugger or a
-// test can change them while the process runs:
+// The gates: which levels the history takes and the console prints. They are read at each call, so
+// that a debugger or a test can change them while the process runs:
 //
 //   TESSEL_HISTORY   all (the default), error or off
 //   TESSEL_CONSOLE   all, error or off (the default)
@@ -40,8 +40,9 @@ void complain_once(gate &which, const char *value) {
     if (which.complained)
         return;
     which.complained = true;
-    std::fprintf(stderr, "libtessel: %s is \"%s\", which is none of all, error and off; taken as %s\n", which.variable,
-                 value, text_of(which.preset));
+    std::fprintf(stderr,
+                 "libtessel: %s is \"%s\", which is none of all, error and off; taken as %s\n",
+                 which.variable, value, text_of(which.preset));
 }
 
 setting read(gate &which) {

@@ -1,4 +1,5 @@
-// The history and the per-client log: text files, <run directory>/log/history and client, one line a record.
+// The history and the per-client log: text files, <run directory>/log/history and client, one line
+// a record.
 #include "errno_keeper.h"
 #include "interface.h"
 #include "log_line.h"
@@ -24,7 +25,8 @@ outcome drop(const std::string &reason) {
     return dropped;
 }
 
-// A record is a level and a text that ends in a NUL, and the length counts both; but only the length is relied on.
+// A record is a level and a text that ends in a NUL, and the length counts both; but only the
+// length is relied on.
 bool take_record(const void *record, uint32_t length, desk::log_line &line) {
     if (record == nullptr || length <= sizeof line.level)
         return false;
@@ -47,7 +49,8 @@ outcome append_record(desk::log_line line, const void *record, uint32_t length) 
     return written;
 }
 
-uint32_t log_record(const char *sink, uint32_t uuid, uint32_t module, const void *record, uint32_t length) {
+uint32_t log_record(const char *sink, uint32_t uuid, uint32_t module, const void *record,
+                    uint32_t length) {
     const desk::errno_keeper keeper;
     try {
         desk::log_line line;
@@ -66,7 +69,7 @@ uint32_t tessel_hist_event(uint32_t module, uint32_t length, const void *record)
     return log_record("history", 0, module, record, length);
 }
 
-uint32_t tessel_his_log_event_for_uuid_inst(uint32_t uuid, uint32_t module, uint32_t, uint32_t, uint32_t length,
-                                            const void *record) {
+uint32_t tessel_his_log_event_for_uuid_inst(uint32_t uuid, uint32_t module, uint32_t, uint32_t,
+                                            uint32_t length, const void *record) {
     return log_record("client", uuid, module, record, length);
 }

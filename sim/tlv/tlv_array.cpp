@@ -10,7 +10,8 @@ namespace {
 
 using namespace desk;
 
-static_assert(sizeof(void *) == sizeof(std::uint32_t), "an append state holds an address in 32 bits");
+static_assert(sizeof(void *) == sizeof(std::uint32_t),
+              "an append state holds an address in 32 bits");
 
 constexpr std::uint32_t field_max = std::numeric_limits<std::uint16_t>::max();
 
@@ -36,12 +37,15 @@ std::uint32_t padded(std::uint32_t length) {
 }
 
 std::uint32_t address_behind(const std::uint8_t *array, std::uint32_t size) {
-    return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(array)) + sizeof(tlv_array_head) + size;
+    return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(array)) +
+           sizeof(tlv_array_head) + size;
 }
 
-// A caller resets its append state once a message is sent, not between the records of one message. So a state that does
-// not fit this array is one that another array has left behind, and this array has not been begun.
-tlv_array_head begun_or_fresh(const std::uint8_t *array, std::uint32_t position, std::uint32_t size) {
+// A caller resets its append state once a message is sent, not between the records of one message.
+// So a state that does not fit this array is one that another array has left behind, and this array
+// has not been begun.
+tlv_array_head begun_or_fresh(const std::uint8_t *array, std::uint32_t position,
+                              std::uint32_t size) {
     if (size == 0 || position != address_behind(array, size))
         return {};
     const auto head = read_at<tlv_array_head>(array);
@@ -57,15 +61,18 @@ void write_tlv(std::uint8_t *to, tlv_head head, const void *value) {
 
 } // namespace
 
-uint32_t tlv_aligned_array_append_tlv(void *array, uint32_t *position, uint32_t *size, uint32_t capacity, uint16_t type,
-                                      uint16_t length, const void *value, uint32_t) {
-    if (array == nullptr || position == nullptr || size == nullptr || (value == nullptr && length != 0))
+uint32_t tlv_aligned_array_append_tlv(void *array, uint32_t *position, uint32_t *size,
+                                      uint32_t capacity, uint16_t type, uint16_t length,
+                                      const void *value, uint32_t) {
+    if (array == nullptr || position == nullptr || size == nullptr ||
+        (value == nullptr && length != 0))
         return tlv_bad_argument;
     auto *bytes = static_cast<std::uint8_t *>(array);
     tlv_array_head head = begun_or_fresh(bytes, *position, *size);
     const std::uint32_t old_size = size_of(head);
     const std::uint32_t new_size = old_size + sizeof(tlv_head) + padded(length);
-    if (sizeof head + new_size > capacity || new_size / tlv_unit > field_max || head.count == field_max)
+    if (sizeof head + new_size > capacity || new_size / tlv_unit > field_max ||
+        head.count == field_max)
         return tlv_no_room;
 
     write_tlv(bytes + sizeof head + old_size, {type, length}, value);
@@ -77,9 +84,10 @@ uint32_t tlv_aligned_array_append_tlv(void *array, uint32_t *position, uint32_t 
     return tlv_ok;
 }
 
-uint32_t tlv_aligned_array_get_next_tlv(const void *array, uint16_t *type, uint16_t *length, const void **value,
-                                        uint32_t, uint32_t *cursor) {
-    if (array == nullptr || type == nullptr || length == nullptr || value == nullptr || cursor == nullptr)
+uint32_t tlv_aligned_array_get_next_tlv(const void *array, uint16_t *type, uint16_t *length,
+                                        const void **value, uint32_t, uint32_t *cursor) {
+    if (array == nullptr || type == nullptr || length == nullptr || value == nullptr ||
+        cursor == nullptr)
         return tlv_bad_argument;
     const auto *bytes = static_cast<const std::uint8_t *>(array);
     const std::uint32_t size = size_of(read_at<tlv_array_head>(bytes));
@@ -100,9 +108,13 @@ uint32_t tlv_aligned_array_get_next_tlv(const void *array, uint16_t *type, uint1
 }
 
 int32_t tlv_aligned_array_get_num_tlvs(const void *array, uint32_t) {
-    return array == nullptr ? 0 : read_at<tlv_array_head>(static_cast<const std::uint8_t *>(array)).count;
+    return array == nullptr
+               ? 0
+               : read_at<tlv_array_head>(static_cast<const std::uint8_t *>(array)).count;
 }
 
 uint32_t tlv_aligned_array_size_get(const void *array, uint32_t) {
-    return array == nullptr ? 0 : size_of(read_at<tlv_array_head>(static_cast<const std::uint8_t *>(array)));
+    return array == nullptr
+               ? 0
+               : size_of(read_at<tlv_array_head>(static_cast<const std::uint8_t *>(array)));
 }

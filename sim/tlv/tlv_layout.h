@@ -7,9 +7,10 @@
 //      +-------+-------+-------+-------+------------+---------+-------+-------+-- - -
 //      |<--- head ---->|<------------ one TLV --------------->|<---- the next TLV
 //
-// `count` is the number of TLVs, `words` the bytes that they take in units of 4. A TLV's length is that of its value
-// alone, without the zeros that bring the next TLV to a multiple of 4 from the array's start. All numbers are in host
-// byte order, and nothing is expected of the array's own address. So 4 zero bytes are an array with no TLV in it.
+// `count` is the number of TLVs, `words` the bytes that they take in units of 4. A TLV's length is
+// that of its value alone, without the zeros that bring the next TLV to a multiple of 4 from the
+// array's start. All numbers are in host byte order, and nothing is expected of the array's own
+// address. So 4 zero bytes are an array with no TLV in it.
 #pragma once
 
 #include <cstdint>

@@ -24,7 +24,8 @@ constexpr std::uint16_t swapped(std::uint16_t value) {
 constexpr std::uint32_t swapped(std::uint32_t value) {
     return __builtin_bswap32(value);
 }
-static_assert(swapped(std::uint16_t{0x1122}) == 0x2211 && swapped(std::uint32_t{0x11223344}) == 0x44332211);
+static_assert(swapped(std::uint16_t{0x1122}) == 0x2211 &&
+              swapped(std::uint32_t{0x11223344}) == 0x44332211);
 
 // Turns a field from host to network order where it lies, or back.
 template <typename Value>

@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
-// C linkage so that a debugger or a core dump reader finds them by these names; hidden so that no client depends on
-// them.
+// C linkage so that a debugger or a core dump reader finds them by these names; hidden so that no
+// client depends on them.
 extern "C" {
 
 // The id the service gave in its acknowledgment; 0 when none is held.

@@ -6,9 +6,9 @@ namespace vell {
 
 namespace {
 
-// Every put function writes at `at`, never at or behind `end`, and returns where the next character goes. Positions are
-// passed and returned rather than kept in a record: text that is stored through a char pointer could be that record, and
-// the compiler would read it again after every character.
+// Every put function writes at `at`, never at or behind `end`, and returns where the next character
+// goes. Positions are passed and returned rather than kept in a record: text that is stored through
+// a char pointer could be that record, and the compiler would read it again after every character.
 
 char *put_char(char *at, const char *end, char c) {
     if (at != end)
@@ -24,8 +24,8 @@ char *put_string(char *at, const char *end, const char *string) {
     return at;
 }
 
-// Writes the `count` digits of a number, or as many of the first ones as there is room for. They are made from the last to
-// the first and go straight to their places.
+// Writes the `count` digits of a number, or as many of the first ones as there is room for. They
+// are made from the last to the first and go straight to their places.
 template <std::uint32_t base>
 char *put_digits(char *at, const char *end, std::uint32_t number, int count) {
     for (const auto room = end - at; count > room; --count)
@@ -83,7 +83,8 @@ std::uint32_t fill_log_record(log_record &record, const log_message &message) {
         }
     }
     *at = '\0';
-    return static_cast<std::uint32_t>(sizeof(record.level) + static_cast<std::size_t>(at - record.text) + 1);
+    return static_cast<std::uint32_t>(sizeof(record.level) +
+                                      static_cast<std::size_t>(at - record.text) + 1);
 }
 
 } // namespace vell

@@ -1,12 +1,14 @@
-// Diagnostic messages: every one goes to the event history, the debug console and the log of the client process.
+// Diagnostic messages: every one goes to the event history, the debug console and the log of the
+// client process.
 //
-//     vell_log(log_error, "vell_register", 106, "%s(%d):ERROR: shared memory segment name length error\n");
+//     vell_log(log_error, "vell_register", 135, "%s(%d):ERROR: kyt_send failed : %d\n", -1);
 //
-// The format is the history's, level marker included. It is checked at compile time: its prefix, its marker against the
-// level, and each conversion against the value it is given. The client log leaves a trace's marker out.
+// The format is the history's, level marker included. It is checked at compile time: its prefix,
+// its marker against the level, and each conversion against the value it is given. The client log
+// leaves a trace's marker out.
 //
-// Nothing is allocated, and the record is on the stack, so that a message may be logged from within a platform call
-// that a message made.
+// Nothing is allocated, and the record is on the stack, so that a message may be logged from within
+// a platform call that a message made.
 #pragma once
 
 #include "client/client_state.h"
@@ -52,21 +54,25 @@ union log_value {
 };
 
 template <typename Value>
-inline constexpr bool is_log_text = std::is_same_v<Value, const char *> || std::is_same_v<Value, char *>;
+inline constexpr bool is_log_text =
+    std::is_same_v<Value, const char *> || std::is_same_v<Value, char *>;
 
 template <typename Value>
-inline constexpr bool is_log_number = std::is_integral_v<Value> && sizeof(Value) <= sizeof(std::uint32_t);
+inline constexpr bool is_log_number = std::is_integral_v<Value> &&
+                                      sizeof(Value) <= sizeof(std::uint32_t);
 
 template <typename Value>
 constexpr log_value to_log_value(Value value) {
-    static_assert(is_log_text<Value> || is_log_number<Value>, "a message carries strings and 32-bit numbers only");
+    static_assert(is_log_text<Value> || is_log_number<Value>,
+                  "a message carries strings and 32-bit numbers only");
     if constexpr (is_log_text<Value>)
         return {.text = value};
     else
         return {.number = static_cast<std::uint32_t>(value)};
 }
 
-// Undefined, so that reaching a call of one of them while a format is checked stops the compiler with its name.
+// Undefined, so that reaching a call of one of them while a format is checked stops the compiler
+// with its name.
 void log_format_lacks_function_and_line();
 void log_format_lacks_the_marker_of_its_level();
 void log_format_conversion_does_not_fit_its_value();
@@ -130,15 +136,18 @@ struct log_message {
     const log_value *values;
 };
 
-// Formats the message into the record, cut to 511 characters, and returns the record's length: level, text and NUL.
+// Formats the message into the record, cut to 511 characters, and returns the record's length:
+// level, text and NUL.
 std::uint32_t fill_log_record(log_record &record, const log_message &message);
 
 template <typename Level, typename... Values>
 [[gnu::noinline]] void vell_log(Level, const char *function, int line,
-                                std::type_identity_t<log_format<Level, Values...>> format, Values... values) {
+                                std::type_identity_t<log_format<Level, Values...>> format,
+                                Values... values) {
     const log_value words[] = {to_log_value(values)..., {.number = 0}};
     const char *const marked = format.text + log_prefix_length;
-    const char *const client_body = Level::marked_in_client_log ? marked : marked + log_marker_length;
+    const char *const client_body =
+        Level::marked_in_client_log ? marked : marked + log_marker_length;
     log_record record;
 
     if (tessel_hist_event_subtype_check(log_module, Level::number) == 0) {
@@ -148,7 +157,8 @@ template <typename Level, typename... Values>
     if (tessel_chk_int(Level::number, 0, 0, 1) != 0)
         debug_print(1, tessel_dbg_modname, 0, format.text, function, line, values...);
 
-    const auto length = fill_log_record(record, {Level::number, function, line, client_body, words});
+    const auto length =
+        fill_log_record(record, {Level::number, function, line, client_body, words});
     tessel_his_log_event_for_uuid_inst(vell_client_uuid, log_module, 1, 0, length, &record);
 }
 

@@ -53,8 +53,8 @@ using namespace vell;
 std::uint32_t vell_register(std::uint32_t queue, std::uint32_t uuid, const char *shm_name) {
     if (vell_client_id != 0 || vell_client_q != 0) {
         vell_log(log_trace, "vell_register", 93,
-                 "%s(%d):TRACE: client already registered? client-id: %d, vell_client_q: %d\n", vell_client_id,
-                 vell_client_q);
+                 "%s(%d):TRACE: client already registered? client-id: %d, vell_client_q: %d\n",
+                 vell_client_id, vell_client_q);
         return 0;
     }
 
@@ -62,7 +62,8 @@ std::uint32_t vell_register(std::uint32_t queue, std::uint32_t uuid, const char 
     payload.uuid = uuid;
     if (has_shm_segment(uuid)) {
         if (std::strlen(shm_name) > VELL_SHM_NAME_MAX) {
-            vell_log(log_error, "vell_register", 106, "%s(%d):ERROR: shared memory segment name length error\n");
+            vell_log(log_error, "vell_register", 106,
+                     "%s(%d):ERROR: shared memory segment name length error\n");
             return 0;
         }
         std::strncpy(payload.shm_name, shm_name, sizeof(payload.shm_name));
@@ -73,7 +74,8 @@ std::uint32_t vell_register(std::uint32_t queue, std::uint32_t uuid, const char 
         vell_log(log_error, "vell_register", 135, "%s(%d):ERROR: kyt_send failed : %d\n", -1);
         return 0;
     }
-    // The queue is held before the reference is released: a transport that calls back finds the client registered.
+    // The queue is held before the reference is released: a transport that calls back finds the
+    // client registered.
     vell_client_q = queue;
     vell_client_uuid = uuid;
     kyt_drop(queue, &reference);

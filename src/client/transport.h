@@ -36,18 +36,21 @@ inline constexpr service_request ipv6_stats_clear = {sap_routes, 75799, 0};
 inline constexpr service_request igmp_oob_marker = {sap_notifications, 75804, 0};
 inline constexpr service_request igmp_download_complete = {sap_notifications, 75789, 0};
 inline constexpr service_request l2_update = {sap_notifications, 75821, 1};
-inline constexpr service_request overlay_feature_disable = {sap_notifications, opcode_overlay_disable, 0};
-inline constexpr service_request overlay_vlans_disable = {sap_notifications, opcode_overlay_disable, 1};
+inline constexpr service_request overlay_feature_disable = {sap_notifications,
+                                                            opcode_overlay_disable, 0};
+inline constexpr service_request overlay_vlans_disable = {sap_notifications, opcode_overlay_disable,
+                                                          1};
 inline constexpr service_request overlay_route_update = {sap_notifications, 75818, 1};
 
 } // namespace request
 
-// Sends `length` bytes of payload from `queue`. When it returns true, `reference` holds a message reference that
-// somebody must release: the caller of the library, or the sender with kyt_drop.
-bool send_request(const service_request &request, std::uint32_t queue, const void *payload, std::uint32_t length,
-                  kyt_msg_ref *reference);
+// Sends `length` bytes of payload from `queue`. When it returns true, `reference` holds a message
+// reference that somebody must release: the caller of the library, or the sender with kyt_drop.
+bool send_request(const service_request &request, std::uint32_t queue, const void *payload,
+                  std::uint32_t length, kyt_msg_ref *reference);
 
 // Sends as above and releases the message reference at once.
-bool send_and_release(const service_request &request, std::uint32_t queue, const void *payload, std::uint32_t length);
+bool send_and_release(const service_request &request, std::uint32_t queue, const void *payload,
+                      std::uint32_t length);
 
 } // namespace vell

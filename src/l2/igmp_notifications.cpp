@@ -18,7 +18,8 @@ bool send_oob_marker(std::uint32_t marker) {
         return false;
     }
     if (!send_and_release(request::igmp_oob_marker, vell_client_q, &marker, sizeof(marker))) {
-        vell_log(log_error, function, 609, "%s(%d):ERROR: KYT send fail for KYT_OPC_VELL_IGMP_OOB_MSG\n");
+        vell_log(log_error, function, 609,
+                 "%s(%d):ERROR: KYT send fail for KYT_OPC_VELL_IGMP_OOB_MSG\n");
         return false;
     }
     return true;
@@ -34,11 +35,13 @@ int vell_send_igmp_oob_notification(std::uint32_t marker) {
 
 int vell_send_igmp_download_complete(void) {
     if (!client_acknowledged()) {
-        vell_log(log_error, "vell_send_igmp_download_complete", 548, "%s(%d):ERROR: Client not registered\n");
+        vell_log(log_error, "vell_send_igmp_download_complete", 548,
+                 "%s(%d):ERROR: Client not registered\n");
         return 0;
     }
     const std::uint32_t payload = 0;
-    return send_and_release(request::igmp_download_complete, vell_client_q, &payload, sizeof(payload));
+    return send_and_release(request::igmp_download_complete, vell_client_q, &payload,
+                            sizeof(payload));
 }
 
 int vell_send_igmp_snoop_update(void) {

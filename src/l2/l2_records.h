@@ -1,4 +1,5 @@
-// The records of a layer-2 multicast message: how each type is laid out, and its conversion to network order.
+// The records of a layer-2 multicast message: how each type is laid out, and its conversion to
+// network order.
 #pragma once
 
 #include <cstdint>

@@ -34,8 +34,9 @@ void trace_record(std::uint8_t type) {
     }
 }
 
-// Converts `count` records. One that cannot be converted takes over the length of the one before it, so that the walk
-// goes on from there by that much; the first one's is 0, and the walk stays where it is.
+// Converts `count` records. One that cannot be converted takes over the length of the one before
+// it, so that the walk goes on from there by that much; the first one's is 0, and the walk stays
+// where it is.
 void convert_records(std::uint8_t *first, std::uint16_t count) {
     std::uint32_t length = 0;
     // A number, not a pointer: behind the last record it may say any address.
@@ -56,8 +57,8 @@ void convert_records(std::uint8_t *first, std::uint16_t count) {
 
 using namespace vell;
 
-int vell_send_l2_mc_update(std::uint8_t *buffer, std::uint32_t length, std::uint16_t count, std::uint16_t value,
-                           std::uint32_t msg_ref) {
+int vell_send_l2_mc_update(std::uint8_t *buffer, std::uint32_t length, std::uint16_t count,
+                           std::uint16_t value, std::uint32_t msg_ref) {
     if (vell_client_q == 0) {
         vell_log(log_error, function, 422, "%s(%d):ERROR: Client not registered\n");
         return 0;
@@ -76,7 +77,8 @@ int vell_send_l2_mc_update(std::uint8_t *buffer, std::uint32_t length, std::uint
 
     convert_records(buffer + sizeof(*message), count);
 
-    if (!send_request(request::l2_update, vell_client_q, buffer, length, reinterpret_cast<kyt_msg_ref *>(msg_ref)))
+    if (!send_request(request::l2_update, vell_client_q, buffer, length,
+                      reinterpret_cast<kyt_msg_ref *>(msg_ref)))
         return 0;
     if ((flags & vell_l2_end_marker) != 0) {
         send_oob_marker(oob_end_marker);

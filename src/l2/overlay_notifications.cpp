@@ -15,7 +15,11 @@ namespace vell {
 namespace {
 
 // What a message of the overlay's disable opcode is about.
-enum disable_type : std::uint16_t { feature_disable = 1, vlans_disable = 2, feature_disable_flagged = 3 };
+enum disable_type : std::uint16_t {
+    feature_disable = 1,
+    vlans_disable = 2,
+    feature_disable_flagged = 3
+};
 
 struct feature_disable_payload {
     vell_zeb_message head;

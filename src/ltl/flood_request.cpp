@@ -41,8 +41,10 @@ record_pair first_pair(const batches &vlans) {
 }
 
 vell_l2_vlan_record *record_behind(vell_l2_vlan_record *record) {
-    const std::uint32_t length = VELL_L2_RECORD_BYTES + record->count * std::uint32_t{sizeof(vell_l2_oif)};
-    return reinterpret_cast<vell_l2_vlan_record *>(reinterpret_cast<std::uint8_t *>(record) + length);
+    const std::uint32_t length =
+        VELL_L2_RECORD_BYTES + record->count * std::uint32_t{sizeof(vell_l2_oif)};
+    return reinterpret_cast<vell_l2_vlan_record *>(reinterpret_cast<std::uint8_t *>(record) +
+                                                   length);
 }
 
 record_pair pair_behind(const record_pair &pair) {
@@ -66,7 +68,8 @@ std::uint32_t fill_payload(const batches &vlans, vell_flood_payload *payload) {
     record_pair pair = first_pair(vlans);
     for (std::uint16_t left = vlans.count; left != 0; --left) {
         delta->vlan = pair.was->vlan;
-        vell_log(log_trace, "vell_build_nerb_flood_ltl_pyld", 1244, "%s(%d):TRACE: Delta for vlan %d\n", delta->vlan);
+        vell_log(log_trace, "vell_build_nerb_flood_ltl_pyld", 1244,
+                 "%s(%d):TRACE: Delta for vlan %d\n", delta->vlan);
         if (const std::uint32_t status = find_oif_delta(oifs_of(pair.was), oifs_of(pair.is), delta))
             return status;
         pair = pair_behind(pair);
@@ -75,14 +78,16 @@ std::uint32_t fill_payload(const batches &vlans, vell_flood_payload *payload) {
     return 0;
 }
 
-// The most that the deltas of a batch can take, or 0 when its VLANs are not the same ones in the same order. The size
-// itself is never 0: the head makes it 4 modulo 8.
+// The most that the deltas of a batch can take, or 0 when its VLANs are not the same ones in the
+// same order. The size itself is never 0: the head makes it 4 modulo 8.
 std::uint32_t payload_size(const batches &vlans) {
-    std::uint32_t size = sizeof(vell_flood_payload) + vlans.count * std::uint32_t{sizeof(vell_flood_delta)};
+    std::uint32_t size =
+        sizeof(vell_flood_payload) + vlans.count * std::uint32_t{sizeof(vell_flood_delta)};
     record_pair pair = first_pair(vlans);
     for (std::uint16_t i = 0; i < vlans.count; ++i, pair = pair_behind(pair)) {
         if (pair.was->vlan != pair.is->vlan) {
-            vell_log(log_error, function, 1332, "%s(%d):ERROR: At index %d old VLAN %d not equal to new VLAN %d\n", i,
+            vell_log(log_error, function, 1332,
+                     "%s(%d):ERROR: At index %d old VLAN %d not equal to new VLAN %d\n", i,
                      pair.was->vlan, pair.is->vlan);
             return 0;
         }
@@ -93,11 +98,14 @@ std::uint32_t payload_size(const batches &vlans) {
 
 bool fill_and_send(const batches &vlans, vell_flood_payload *payload, void *context) {
     if (const std::uint32_t status = fill_payload(vlans, payload)) {
-        vell_log(log_error, function, 1361, "%s(%d):ERROR: Building NERB request payload failed 0x%x\n", status);
+        vell_log(log_error, function, 1361,
+                 "%s(%d):ERROR: Building NERB request payload failed 0x%x\n", status);
         return false;
     }
-    if (const std::uint32_t status = nerb_send_flood_ltl_update_req(vell_client_q, payload, context)) {
-        vell_log(log_error, function, 1368, "%s(%d):ERROR: Sending LTL update to NERB failed 0x%x\n", status);
+    if (const std::uint32_t status =
+            nerb_send_flood_ltl_update_req(vell_client_q, payload, context)) {
+        vell_log(log_error, function, 1368,
+                 "%s(%d):ERROR: Sending LTL update to NERB failed 0x%x\n", status);
         return false;
     }
     return true;
@@ -123,21 +131,22 @@ bool send_batch(const batches &vlans, void *context) {
 
 using namespace vell;
 
-std::int32_t vell_build_nerb_flood_ltl_pyld(void *old_buffer, void *new_buffer, std::uint16_t vlan_count,
-                                            vell_flood_payload *payload) {
+std::int32_t vell_build_nerb_flood_ltl_pyld(void *old_buffer, void *new_buffer,
+                                            std::uint16_t vlan_count, vell_flood_payload *payload) {
     return static_cast<std::int32_t>(fill_payload({old_buffer, new_buffer, vlan_count}, payload));
 }
 
-std::uint32_t vell_send_l2_mc_update_flood_ltl(void *old_buffer, std::uint32_t, std::uint16_t old_count,
-                                               void *new_buffer, std::uint32_t, std::uint16_t new_count,
+std::uint32_t vell_send_l2_mc_update_flood_ltl(void *old_buffer, std::uint32_t,
+                                               std::uint16_t old_count, void *new_buffer,
+                                               std::uint32_t, std::uint16_t new_count,
                                                void *context) {
     if (old_buffer == nullptr || new_buffer == nullptr || context == nullptr) {
         vell_log(log_error, function, 1295, "%s(%d):ERROR: Null parameters\n");
         return 0;
     }
     if (old_count != new_count) {
-        vell_log(log_error, function, 1300, "%s(%d):ERROR: Old count %d not equal to new count %d\n", old_count,
-                 new_count);
+        vell_log(log_error, function, 1300,
+                 "%s(%d):ERROR: Old count %d not equal to new count %d\n", old_count, new_count);
         return 0;
     }
     vell_log(log_trace, function, 1304, "%s(%d):TRACE: Num of msgs %d\n", new_count);

@@ -36,7 +36,8 @@ std::uint32_t status_of(const nerb_rsp_info &info) {
     return info.word[3];
 }
 
-// Of a large record only what may be read is cleared: a parser may fail before it has stored anything.
+// Of a large record only what may be read is cleared: a parser may fail before it has stored
+// anything.
 bool read_answer(const void *rsp, answer &read) {
     read.status = 0;
     if (const std::uint32_t failure = nerb_parse_rsp_status(rsp, &read.status)) {
@@ -46,13 +47,15 @@ bool read_answer(const void *rsp, answer &read) {
     read.count = 0;
     const std::uint32_t no_count = nerb_parse_rsp_get_entry_count(rsp, &read.count);
     if (no_count != 0 || read.count == 0 || read.count > most_vlans) {
-        vell_log(log_error, function, 1411, "%s(%d):ERROR: NERB returned status=%d with entry count (%d)\n", no_count,
+        vell_log(log_error, function, 1411,
+                 "%s(%d):ERROR: NERB returned status=%d with entry count (%d)\n", no_count,
                  read.count);
         return false;
     }
     std::memset(read.vlans, 0, read.count * sizeof(read.vlans[0]));
     if (const std::uint32_t failure = nerb_parse_rsp_get_rsp_info(rsp, read.count, read.vlans)) {
-        vell_log(log_error, function, 1418, "%s(%d):ERROR: NERB returned status=%d for get resp info\n", failure);
+        vell_log(log_error, function, 1418,
+                 "%s(%d):ERROR: NERB returned status=%d for get resp info\n", failure);
         return false;
     }
     return true;
@@ -63,8 +66,8 @@ void fill_record(vell_flood_result &record, const nerb_rsp_info &info) {
     if (status_of(info) == 0)
         record.flags |= VELL_FLOOD_ACKNOWLEDGED;
     else
-        vell_log(log_error, function, 1454, "%s(%d):ERROR: Nack for vlan %d status %d\n", vlan_of(info),
-                 status_of(info));
+        vell_log(log_error, function, 1454, "%s(%d):ERROR: Nack for vlan %d status %d\n",
+                 vlan_of(info), status_of(info));
 }
 
 void fill_message(vell_l2_message *message, const answer &read) {
@@ -88,7 +91,8 @@ std::uint32_t vell_handle_l2_mc_update_flood_ltl_resp(const void *rsp, std::uint
     if (!read_answer(rsp, read))
         return 0;
 
-    void *const buffer = std::calloc(1, sizeof(vell_l2_message) + read.count * sizeof(vell_flood_result));
+    void *const buffer =
+        std::calloc(1, sizeof(vell_l2_message) + read.count * sizeof(vell_flood_result));
     if (buffer == nullptr) {
         vell_log(log_error, function, 1428, "%s(%d):ERROR: Memory allocation failed\n");
         return 0;

@@ -19,9 +19,10 @@ constexpr char function[] = "vell_find_oiflist_delta";
 static_assert(sizeof(vell_flood_update) == 8 && alignof(vell_flood_update) == 1 &&
               offsetof(vell_flood_update, operation) == 4);
 static_assert(sizeof(vell_flood_delta) == 24 && alignof(vell_flood_delta) == 1 &&
-              offsetof(vell_flood_delta, flc_bitmask) == 12 && offsetof(vell_flood_delta, update_count) == 20);
-static_assert(sizeof(vell_l2_oif) == 32 && alignof(vell_l2_oif) == 1 && offsetof(vell_l2_oif, flags) == 4 &&
-              offsetof(vell_l2_oif, value.if_index) == 16);
+              offsetof(vell_flood_delta, flc_bitmask) == 12 &&
+              offsetof(vell_flood_delta, update_count) == 20);
+static_assert(sizeof(vell_l2_oif) == 32 && alignof(vell_l2_oif) == 1 &&
+              offsetof(vell_l2_oif, flags) == 4 && offsetof(vell_l2_oif, value.if_index) == 16);
 
 // What is left of an array to be merged.
 struct oif_rest {
@@ -29,7 +30,8 @@ struct oif_rest {
     const vell_l2_oif *end;
 };
 
-// A delta and the updates written to it so far. The delta's own count is written when it is complete.
+// A delta and the updates written to it so far. The delta's own count is written when it is
+// complete.
 struct delta_writer {
     vell_flood_delta *delta;
     std::uint32_t updates;
@@ -48,7 +50,8 @@ std::uint32_t set_line_card_bit(std::uint8_t *bitmask, std::uint32_t if_index) {
     static constexpr char setter[] = "vell_set_flc_bitmask";
     std::uint8_t type = 0;
     if (const std::uint32_t status = if_index_get_type(if_index, &type)) {
-        vell_log(log_error, setter, 1055, "%s(%d):ERROR: Failed to get if_index type for 0x%x, status 0x%x\n", if_index,
+        vell_log(log_error, setter, 1055,
+                 "%s(%d):ERROR: Failed to get if_index type for 0x%x, status 0x%x\n", if_index,
                  status);
         return status;
     }
@@ -57,9 +60,11 @@ std::uint32_t set_line_card_bit(std::uint8_t *bitmask, std::uint32_t if_index) {
 
     std::uint8_t line_card = 0, port = 0;
     std::uint32_t third = 0;
-    if (const std::uint32_t status = if_index_phy_eth_get_fields(if_index, &line_card, &port, &third)) {
-        vell_log(log_error, setter, 1063, "%s(%d):ERROR: Failed to get if_index fields for 0x%x, status 0x%x\n",
-                 if_index, status);
+    if (const std::uint32_t status =
+            if_index_phy_eth_get_fields(if_index, &line_card, &port, &third)) {
+        vell_log(log_error, setter, 1063,
+                 "%s(%d):ERROR: Failed to get if_index fields for 0x%x, status 0x%x\n", if_index,
+                 status);
         return status;
     }
     store(bitmask, load<std::uint32_t>(bitmask) | std::uint32_t{1} << line_card % 32);
@@ -68,7 +73,8 @@ std::uint32_t set_line_card_bit(std::uint8_t *bitmask, std::uint32_t if_index) {
 
 // Has the VLAN flood to the interface's line card. `line` is that of the error when it cannot.
 std::uint32_t flood_to(delta_writer &out, std::uint32_t if_index, int line) {
-    auto *const bitmask = reinterpret_cast<std::uint8_t *>(out.delta) + offsetof(vell_flood_delta, flc_bitmask);
+    auto *const bitmask =
+        reinterpret_cast<std::uint8_t *>(out.delta) + offsetof(vell_flood_delta, flc_bitmask);
     const std::uint32_t status = set_line_card_bit(bitmask, if_index);
     if (status != 0)
         vell_log(log_error, function, line, "%s(%d):ERROR: Set LC bitmask failed\n");
@@ -112,7 +118,8 @@ std::uint32_t merge(delta_writer &out, oif_rest was, oif_rest is) {
     for (; is.at != is.end; ++is.at) {
         const std::uint32_t if_index = is.at->value.if_index;
         if ((is.at->flags & VELL_L2_OIF_SVI) != 0) {
-            vell_log(log_trace, function, 1121, "%s(%d):TRACE: Skipping SVI interface: %x\n", if_index);
+            vell_log(log_trace, function, 1121, "%s(%d):TRACE: Skipping SVI interface: %x\n",
+                     if_index);
             continue;
         }
         remove_below(out, was, if_index);
@@ -154,7 +161,8 @@ void trace_delta(vell_flood_delta *delta) {
 
 std::uint32_t find_oif_delta(const oif_array &was, const oif_array &is, vell_flood_delta *delta) {
     if (was.count == 0 && is.count == 0) {
-        vell_log(log_trace, function, 1109, "%s(%d):TRACE: Old and new OIF lists both NULL, return SUCCESS\n");
+        vell_log(log_trace, function, 1109,
+                 "%s(%d):TRACE: Old and new OIF lists both NULL, return SUCCESS\n");
         return 0;
     }
     const oif_rest old_oifs = sorted(was);
@@ -181,7 +189,9 @@ std::uint32_t vell_set_flc_bitmask(std::uint32_t *flc_bitmask, std::uint32_t if_
     return set_line_card_bit(reinterpret_cast<std::uint8_t *>(flc_bitmask), if_index);
 }
 
-std::int32_t vell_find_oiflist_delta(vell_l2_oif *old_entries, std::uint32_t old_count, vell_l2_oif *new_entries,
-                                     std::uint32_t new_count, vell_flood_delta *delta) {
-    return static_cast<std::int32_t>(find_oif_delta({old_entries, old_count}, {new_entries, new_count}, delta));
+std::int32_t vell_find_oiflist_delta(vell_l2_oif *old_entries, std::uint32_t old_count,
+                                     vell_l2_oif *new_entries, std::uint32_t new_count,
+                                     vell_flood_delta *delta) {
+    return static_cast<std::int32_t>(
+        find_oif_delta({old_entries, old_count}, {new_entries, new_count}, delta));
 }

@@ -5,19 +5,21 @@
 
 static_assert(sizeof(vell_mrib_route) == 40 && alignof(vell_mrib_route) == 1);
 static_assert(offsetof(vell_mrib_route, opcode) == 0 && offsetof(vell_mrib_route, flags) == 4);
-static_assert(offsetof(vell_mrib_route, source_length) == 12 && offsetof(vell_mrib_route, group_length) == 13);
+static_assert(offsetof(vell_mrib_route, source_length) == 12 &&
+              offsetof(vell_mrib_route, group_length) == 13);
 static_assert(offsetof(vell_mrib_route, epoch) == 16 && offsetof(vell_mrib_route, source) == 20);
 static_assert(offsetof(vell_mrib_route, group) == 24 && offsetof(vell_mrib_route, rpf_if) == 28);
-static_assert(offsetof(vell_mrib_route, df_ordinal) == 32 && offsetof(vell_mrib_route, table_id) == 36);
+static_assert(offsetof(vell_mrib_route, df_ordinal) == 32 &&
+              offsetof(vell_mrib_route, table_id) == 36);
 
-#define DEFINE_SETTER(bit, setter)                                                                                     \
-    void vell_mrib_set_flags_##setter(vell_mrib_route *route) {                                                        \
-        route->flags |= vell_mrib_flag_##setter;                                                                       \
+#define DEFINE_SETTER(bit, setter)                                                                 \
+    void vell_mrib_set_flags_##setter(vell_mrib_route *route) {                                    \
+        route->flags |= vell_mrib_flag_##setter;                                                   \
     }
-#define DEFINE_SETTER_AND_TESTER(bit, setter, tester)                                                                  \
-    DEFINE_SETTER(bit, setter)                                                                                         \
-    int vell_mrib_is_flags_##tester(const vell_mrib_route *route) {                                                    \
-        return (route->flags & vell_mrib_flag_##setter) != 0;                                                          \
+#define DEFINE_SETTER_AND_TESTER(bit, setter, tester)                                              \
+    DEFINE_SETTER(bit, setter)                                                                     \
+    int vell_mrib_is_flags_##tester(const vell_mrib_route *route) {                                \
+        return (route->flags & vell_mrib_flag_##setter) != 0;                                      \
     }
 VELL_MRIB_FLAG_TABLE(DEFINE_SETTER_AND_TESTER, DEFINE_SETTER)
 #undef DEFINE_SETTER_AND_TESTER

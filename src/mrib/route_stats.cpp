@@ -22,16 +22,18 @@ struct ipv4_route_key {
     std::uint32_t group;
 };
 static_assert(sizeof(ipv4_route_key) == 16 && offsetof(ipv4_route_key, source_length) == 4 &&
-              offsetof(ipv4_route_key, group_length) == 5 && offsetof(ipv4_route_key, source) == 8 &&
-              offsetof(ipv4_route_key, group) == 12);
+              offsetof(ipv4_route_key, group_length) == 5 &&
+              offsetof(ipv4_route_key, source) == 8 && offsetof(ipv4_route_key, group) == 12);
 
 struct ipv4_stats_request {
     ipv4_route_key route;
     std::uint32_t clear_counters;
 };
-static_assert(sizeof(ipv4_stats_request) == 20 && offsetof(ipv4_stats_request, clear_counters) == 16);
+static_assert(sizeof(ipv4_stats_request) == 20 &&
+              offsetof(ipv4_stats_request, clear_counters) == 16);
 
-// The addresses follow the mask lengths without a gap, at addresses that no wider access would suit.
+// The addresses follow the mask lengths without a gap, at addresses that no wider access would
+// suit.
 struct ipv6_route_key {
     std::uint32_t table_id;
     std::uint8_t source_length;
@@ -58,7 +60,8 @@ constexpr stats_sender v6_clear = {"vell_send_v6_mroute_clear_req", 999, 1022};
 bool may_send(const stats_sender &sender) {
     if (client_acknowledged())
         return true;
-    vell_log(log_error, sender.function, sender.not_registered_line, "%s(%d):ERROR: Client not registered\n");
+    vell_log(log_error, sender.function, sender.not_registered_line,
+             "%s(%d):ERROR: Client not registered\n");
     return false;
 }
 
@@ -69,8 +72,8 @@ void log_send_failure(const stats_sender &sender) {
                  "%s(%d):ERROR: Send stat req to vell failed.. \n");
 }
 
-ipv4_route_key ipv4_key(std::uint32_t table_id, std::uint32_t source, std::uint8_t source_length, std::uint32_t group,
-                        std::uint8_t group_length) {
+ipv4_route_key ipv4_key(std::uint32_t table_id, std::uint32_t source, std::uint8_t source_length,
+                        std::uint32_t group, std::uint8_t group_length) {
     ipv4_route_key key = {};
     key.table_id = table_id;
     key.source_length = source_length;
@@ -80,8 +83,9 @@ ipv4_route_key ipv4_key(std::uint32_t table_id, std::uint32_t source, std::uint8
     return key;
 }
 
-int send_ipv6_key(const stats_sender &sender, const service_request &request, std::uint32_t table_id,
-                  const void *source, std::uint8_t source_length, const void *group, std::uint8_t group_length) {
+int send_ipv6_key(const stats_sender &sender, const service_request &request,
+                  std::uint32_t table_id, const void *source, std::uint8_t source_length,
+                  const void *group, std::uint8_t group_length) {
     if (!may_send(sender))
         return 0;
 
@@ -104,8 +108,9 @@ int send_ipv6_key(const stats_sender &sender, const service_request &request, st
 
 using namespace vell;
 
-int vell_send_v4_mroute_stats_req(std::uint32_t table_id, std::uint32_t source, std::uint8_t source_length,
-                                  std::uint32_t group, std::uint8_t group_length, std::uint32_t clear_counters) {
+int vell_send_v4_mroute_stats_req(std::uint32_t table_id, std::uint32_t source,
+                                  std::uint8_t source_length, std::uint32_t group,
+                                  std::uint8_t group_length, std::uint32_t clear_counters) {
     if (!may_send(v4_stats))
         return 0;
 
@@ -118,14 +123,15 @@ int vell_send_v4_mroute_stats_req(std::uint32_t table_id, std::uint32_t source, 
         return 0;
     }
     if (clear_counters != 0)
-        vell_log(log_trace, v4_stats.function, 851, "%s(%d):TRACE: %s: Sent Clear counters request\n",
-                 v4_stats.function);
+        vell_log(log_trace, v4_stats.function, 851,
+                 "%s(%d):TRACE: %s: Sent Clear counters request\n", v4_stats.function);
     kyt_drop(vell_client_q, &reference);
     return 1;
 }
 
-int vell_send_v4_mroute_clear_req(std::uint32_t table_id, std::uint32_t source, std::uint8_t source_length,
-                                  std::uint32_t group, std::uint8_t group_length) {
+int vell_send_v4_mroute_clear_req(std::uint32_t table_id, std::uint32_t source,
+                                  std::uint8_t source_length, std::uint32_t group,
+                                  std::uint8_t group_length) {
     if (!may_send(v4_clear))
         return 0;
 
@@ -137,12 +143,16 @@ int vell_send_v4_mroute_clear_req(std::uint32_t table_id, std::uint32_t source, 
     return 1;
 }
 
-int vell_send_v6_mroute_stats_req(std::uint32_t table_id, const void *source, std::uint8_t source_length,
-                                  const void *group, std::uint8_t group_length) {
-    return send_ipv6_key(v6_stats, request::ipv6_stats, table_id, source, source_length, group, group_length);
+int vell_send_v6_mroute_stats_req(std::uint32_t table_id, const void *source,
+                                  std::uint8_t source_length, const void *group,
+                                  std::uint8_t group_length) {
+    return send_ipv6_key(v6_stats, request::ipv6_stats, table_id, source, source_length, group,
+                         group_length);
 }
 
-int vell_send_v6_mroute_clear_req(std::uint32_t table_id, const void *source, std::uint8_t source_length,
-                                  const void *group, std::uint8_t group_length) {
-    return send_ipv6_key(v6_clear, request::ipv6_stats_clear, table_id, source, source_length, group, group_length);
+int vell_send_v6_mroute_clear_req(std::uint32_t table_id, const void *source,
+                                  std::uint8_t source_length, const void *group,
+                                  std::uint8_t group_length) {
+    return send_ipv6_key(v6_clear, request::ipv6_stats_clear, table_id, source, source_length,
+                         group, group_length);
 }

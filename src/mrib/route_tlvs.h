@@ -1,4 +1,5 @@
-// A route record's TLV array: where it lies, how large it makes the record, and the types of its lists.
+// A route record's TLV array: where it lies, how large it makes the record, and the types of its
+// lists.
 #pragma once
 
 #include <tlv.h>

@@ -12,7 +12,8 @@
 #include <cstring>
 
 static_assert(sizeof(vell_mrib_message) == 8 && alignof(vell_mrib_message) == 1 &&
-              offsetof(vell_mrib_message, route_count) == 2 && offsetof(vell_mrib_message, marker) == 4);
+              offsetof(vell_mrib_message, route_count) == 2 &&
+              offsetof(vell_mrib_message, marker) == 4);
 
 namespace vell {
 
@@ -42,8 +43,8 @@ constexpr std::uint8_t dux_role_opcode = 23;
 
 std::uint64_t dux_role_flag(std::uint32_t role) {
     switch (role) {
-#define ROLE_FLAG(value, name)                                                                                         \
-    case value:                                                                                                        \
+#define ROLE_FLAG(value, name)                                                                     \
+    case value:                                                                                    \
         return vell_mrib_flag_dux_##name;
         VELL_DUX_ROLE_TABLE(ROLE_FLAG)
 #undef ROLE_FLAG
@@ -73,8 +74,9 @@ std::uint32_t send_dux_role(std::uint32_t role) {
 
 using namespace vell;
 
-std::uint32_t vell_send_v4_mroute_update(void *message, std::uint32_t length, std::uint16_t route_count,
-                                         std::uint16_t marker, kyt_msg_ref *reference) {
+std::uint32_t vell_send_v4_mroute_update(void *message, std::uint32_t length,
+                                         std::uint16_t route_count, std::uint16_t marker,
+                                         kyt_msg_ref *reference) {
     if (!client_acknowledged())
         return 0;
 
@@ -83,15 +85,18 @@ std::uint32_t vell_send_v4_mroute_update(void *message, std::uint32_t length, st
     head->route_count = route_count;
     head->marker = marker;
 
-    const bool sent = send_request(request::ipv4_route_update, vell_client_q, message, length, reference);
+    const bool sent =
+        send_request(request::ipv4_route_update, vell_client_q, message, length, reference);
     p_current_tlv_addr = 0;
     current_tlv_size = 0;
     return sent;
 }
 
-std::uint32_t vell_send_v6_mroute_update(std::uint32_t first, std::uint32_t second, std::uint16_t third) {
+std::uint32_t vell_send_v6_mroute_update(std::uint32_t first, std::uint32_t second,
+                                         std::uint16_t third) {
     if (!client_acknowledged()) {
-        vell_log(log_error, "vell_send_v6_mroute_update", 700, "%s(%d):ERROR: Client not registered\n");
+        vell_log(log_error, "vell_send_v6_mroute_update", 700,
+                 "%s(%d):ERROR: Client not registered\n");
         return 0;
     }
 
@@ -107,15 +112,15 @@ std::uint32_t vell_mrib_send_dux_role_update(std::uint32_t role) {
     return send_dux_role(role);
 }
 
-#define DEFINE_ROLE_SENDER(value, name)                                                                                \
-    std::uint32_t vell_mrib_send_dux_role_##name(void) {                                                               \
-        return send_dux_role(value);                                                                                   \
+#define DEFINE_ROLE_SENDER(value, name)                                                            \
+    std::uint32_t vell_mrib_send_dux_role_##name(void) {                                           \
+        return send_dux_role(value);                                                               \
     }
 VELL_DUX_ROLE_TABLE(DEFINE_ROLE_SENDER)
 #undef DEFINE_ROLE_SENDER
 
-std::uint32_t vell_mrib_get_mroute_tlv_info(const vell_mrib_route *route, std::uint32_t *n_oif, std::uint32_t *n_mti,
-                                            std::uint32_t *n_glt) {
+std::uint32_t vell_mrib_get_mroute_tlv_info(const vell_mrib_route *route, std::uint32_t *n_oif,
+                                            std::uint32_t *n_mti, std::uint32_t *n_glt) {
     if (route == nullptr)
         return 0;
 

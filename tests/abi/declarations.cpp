@@ -44,7 +44,8 @@ declarations read_declarations(const std::string &preprocessed_path, bool export
         std::smatch match;
         if (std::regex_search(declaration, match, function))
             found.functions.insert(match[1]);
-        else if (declaration.find("extern ") != std::string::npos && std::regex_search(declaration, match, variable))
+        else if (declaration.find("extern ") != std::string::npos &&
+                 std::regex_search(declaration, match, variable))
             found.variables.insert(match[1]);
     }
     return found;

@@ -18,8 +18,9 @@ public:
             throw std::runtime_error("cannot read " + path);
         bytes.assign(std::istreambuf_iterator<char>(file), {});
         const auto head = at<Elf32_Ehdr>(0);
-        if (std::memcmp(head.e_ident, ELFMAG, SELFMAG) != 0 || head.e_ident[EI_CLASS] != ELFCLASS32 ||
-            head.e_machine != EM_386 || head.e_type != ET_DYN)
+        if (std::memcmp(head.e_ident, ELFMAG, SELFMAG) != 0 ||
+            head.e_ident[EI_CLASS] != ELFCLASS32 || head.e_machine != EM_386 ||
+            head.e_type != ET_DYN)
             throw std::runtime_error(path + " is not a 32-bit x86 shared object");
         for (std::uint32_t i = 0; i < head.e_shnum; ++i)
             sections.push_back(at<Elf32_Shdr>(head.e_shoff + i * head.e_shentsize));
@@ -44,7 +45,8 @@ public:
     std::vector<Elf32_Rel> relocations() const {
         std::vector<Elf32_Rel> all;
         for (const auto &table : sections)
-            for (std::uint32_t i = 0; table.sh_type == SHT_REL && i < table.sh_size / sizeof(Elf32_Rel); ++i)
+            for (std::uint32_t i = 0;
+                 table.sh_type == SHT_REL && i < table.sh_size / sizeof(Elf32_Rel); ++i)
                 all.push_back(at<Elf32_Rel>(table.sh_offset + i * sizeof(Elf32_Rel)));
         return all;
     }
@@ -85,14 +87,17 @@ void read_symbols(const image &file, shared_object &object) {
     const auto versions = needed_versions(file);
     for (std::uint32_t i = 1; i < table->sh_size / sizeof(Elf32_Sym); ++i) {
         const auto entry = file.at<Elf32_Sym>(table->sh_offset + i * sizeof(Elf32_Sym));
-        symbol found = {ELF32_ST_TYPE(entry.st_info) == STT_FUNC, entry.st_value, entry.st_size, {}};
+        symbol found = {
+            ELF32_ST_TYPE(entry.st_info) == STT_FUNC, entry.st_value, entry.st_size, {}};
         const bool undefined = entry.st_shndx == SHN_UNDEF;
         if (undefined && version_table != nullptr) {
-            const auto index = file.at<std::uint16_t>(version_table->sh_offset + i * sizeof(std::uint16_t));
+            const auto index =
+                file.at<std::uint16_t>(version_table->sh_offset + i * sizeof(std::uint16_t));
             if (const auto version = versions.find(index); version != versions.end())
                 found.version = version->second;
         }
-        (undefined ? object.undefined : object.exported)[file.string(*table, entry.st_name)] = found;
+        (undefined ? object.undefined : object.exported)[file.string(*table, entry.st_name)] =
+            found;
     }
 }
 

@@ -19,7 +19,8 @@ struct symbol {
 struct shared_object {
     std::map<std::string, symbol> exported;
     std::map<std::string, symbol> undefined;
-    std::set<std::string> needed_at_load; // undefined symbols that are not looked up as late as their first call
+    std::set<std::string>
+        needed_at_load; // undefined symbols that are not looked up as late as their first call
     std::vector<std::string> needed;
     std::set<std::int32_t> dynamic_tags;
     std::string soname;

@@ -1,7 +1,8 @@
 /*
- * A client that looks at ltl_payload and ltl_dealloc. Position independent, or with the library linked into it, it sees
- * the request whole, where the library has it. At a fixed address it has a copy of the count, in the middle of its own
- * variables: the count must show there, and nothing be written behind it.
+ * A client that looks at ltl_payload and ltl_dealloc. Position independent, or with the library
+ * linked into it, it sees the request whole, where the library has it. At a fixed address it has a
+ * copy of the count, in the middle of its own variables: the count must show there, and nothing be
+ * written behind it.
  */
 #include <kyt.h>
 #include <nerb.h>
@@ -25,7 +26,8 @@ static void expect(int holds, const char *what) {
 
 enum kind { none, alloc, modify };
 
-/* What the platform saw last. Not all zeros at first, so that it lies among other data than the copy of ltl_payload. */
+/* What the platform saw last. Not all zeros at first, so that it lies among other data than the
+ * copy of ltl_payload. */
 static struct {
     const uint8_t *payload;
     vell_ltl_entry entry;
@@ -51,7 +53,8 @@ uint32_t nerb_send_batched_mcast_alloc_req(uint32_t queue, const void *payload, 
 uint32_t nerb_send_batched_mcast_mod_req(uint32_t queue, const void *payload, uint32_t cookie) {
     return take(modify, payload, queue + cookie);
 }
-uint32_t nerb_send_batched_mcast_dealloc_msg(uint32_t queue, uint32_t count, const void *entries, uint32_t cookie) {
+uint32_t nerb_send_batched_mcast_dealloc_msg(uint32_t queue, uint32_t count, const void *entries,
+                                             uint32_t cookie) {
     expect(entries == &ltl_dealloc, "the release is not sent from where the client sees it");
     return queue + cookie + count - 1;
 }
@@ -68,22 +71,26 @@ uint32_t tessel_hist_event(uint32_t module, uint32_t length, const void *record)
 uint32_t tessel_chk_int(uint32_t level, uint32_t first, uint32_t second, uint32_t third) {
     return level == 0 && first == second + third;
 }
-uint32_t tessel_his_log_event_for_uuid_inst(uint32_t uuid, uint32_t module, uint32_t first, uint32_t second,
-                                            uint32_t length, const void *record) {
+uint32_t tessel_his_log_event_for_uuid_inst(uint32_t uuid, uint32_t module, uint32_t first,
+                                            uint32_t second, uint32_t length, const void *record) {
     const char *const text = (const char *)record + sizeof(uint32_t);
-    expect(uuid == 384 && module == 0x730000 && first == 1 && second == 0, "the log is not the client's");
-    expect(length > sizeof(uint32_t) && length <= sizeof(uint32_t) + sizeof(seen.error), "the log record is no record");
+    expect(uuid == 384 && module == 0x730000 && first == 1 && second == 0,
+           "the log is not the client's");
+    expect(length > sizeof(uint32_t) && length <= sizeof(uint32_t) + sizeof(seen.error),
+           "the log record is no record");
     memcpy(seen.error, text, strlen(text) + 1);
     return 0;
 }
 void debug_print(uint32_t first, void *modname, uint32_t second, const char *format, ...) {
-    expect(first == 0 && modname == NULL && second == 0 && format == NULL, "the console was to get nothing");
+    expect(first == 0 && modname == NULL && second == 0 && format == NULL,
+           "the console was to get nothing");
 }
 
 /* The library's objects name these; nothing here is sent to the service. */
-int32_t kyt_send(uint32_t queue, uint32_t node, uint32_t sap, uint32_t opcode, const void *payload, uint32_t length,
-                 kyt_msg_ref *reference, uint32_t flags, const uint32_t *options) {
-    expect(queue + node + sap + opcode + length + flags == 0 && payload == reference && options == NULL,
+int32_t kyt_send(uint32_t queue, uint32_t node, uint32_t sap, uint32_t opcode, const void *payload,
+                 uint32_t length, kyt_msg_ref *reference, uint32_t flags, const uint32_t *options) {
+    expect(queue + node + sap + opcode + length + flags == 0 && payload == reference &&
+               options == NULL,
            "the service was to get nothing");
     return -1;
 }
@@ -122,7 +129,8 @@ static void expect_behind(const vell_ltl_entry *entry, const uint8_t *before) {
     uint8_t behind[sizeof(*entry)];
     read_behind(behind);
     if (COUNT_IS_A_COPY)
-        expect(memcmp(behind, before, sizeof(behind)) == 0, "the client's own variables were overwritten");
+        expect(memcmp(behind, before, sizeof(behind)) == 0,
+               "the client's own variables were overwritten");
     else
         expect(memcmp(behind, entry, sizeof(behind)) == 0, "the entry does not show");
 }
@@ -133,10 +141,12 @@ static void expect_request(const struct operation *operation, uint32_t cookie, c
 
     memset(&seen, 0, sizeof(seen));
     read_behind(before);
-    expect(operation->call(0x11121314, 2, if_indexes, 0x21222324, cookie) == (cookie == 0), "the result is wrong");
+    expect(operation->call(0x11121314, 2, if_indexes, 0x21222324, cookie) == (cookie == 0),
+           "the result is wrong");
     expect(seen.kind == operation->kind, "the request is not the operation's");
     expect(seen.count == 1, "one entry was to be sent");
-    expect(memcmp(seen.if_indexes, if_indexes, sizeof(if_indexes)) == 0, "the interfaces were not sent");
+    expect(memcmp(seen.if_indexes, if_indexes, sizeof(if_indexes)) == 0,
+           "the interfaces were not sent");
     expect((seen.payload == (const uint8_t *)&ltl_payload) == !COUNT_IS_A_COPY,
            "the request is not where it should be");
     expect(strcmp(seen.error, error) == 0, "the last error is another");
@@ -153,7 +163,8 @@ static void expect_no_memory(const struct operation *operation, uint16_t count) 
 
     memset(&seen, 0, sizeof(seen));
     read_behind(before);
-    expect(operation->call(0x31323334, too_many, if_indexes, 0x41424344, 0) == 0, "the result is wrong");
+    expect(operation->call(0x31323334, too_many, if_indexes, 0x41424344, 0) == 0,
+           "the result is wrong");
     expect(seen.kind == none, "nothing was to be sent");
     expect(strcmp(seen.error, operation->not_built) == 0, "the last error is another");
     expect(ltl_payload.count == count, "the count is not as before");
@@ -174,14 +185,17 @@ static void expect_zeros_at_first(void) {
     read_behind(before);
     expect(ltl_payload.count == 0, "the count is not 0");
     expect_behind(&zeros, before);
-    expect(ltl_dealloc.key1 == 0 && ltl_dealloc.key2 == 0 && ltl_dealloc.reserved == 0, "the release is not 0");
+    expect(ltl_dealloc.key1 == 0 && ltl_dealloc.key2 == 0 && ltl_dealloc.reserved == 0,
+           "the release is not 0");
 }
 
 int main(void) {
     const struct operation operations[] = {
-        {alloc, vell_nerb_l2_ltl_alloc, "vell_nerb_l2_ltl_alloc(1512):ERROR: failure to build nerb payload\n",
+        {alloc, vell_nerb_l2_ltl_alloc,
+         "vell_nerb_l2_ltl_alloc(1512):ERROR: failure to build nerb payload\n",
          "vell_nerb_l2_ltl_alloc(1523):ERROR: NERB ltl alloc API returned error 98\n"},
-        {modify, vell_nerb_l2_ltl_modify, "vell_nerb_l2_ltl_modify(1576):ERROR: failure to build nerb payload\n",
+        {modify, vell_nerb_l2_ltl_modify,
+         "vell_nerb_l2_ltl_modify(1576):ERROR: failure to build nerb payload\n",
          "vell_nerb_l2_ltl_modify(1587):ERROR: NERB ltl alloc API returned error 98\n"},
     };
     size_t i;
@@ -200,6 +214,7 @@ int main(void) {
     }
     step = "release";
     expect_release(7, 0, "");
-    expect_release(9, 98, "vell_nerb_l2_ltl_dealloc(1551):ERROR: NERB ltl dealloc API returned error 98\n");
+    expect_release(
+        9, 98, "vell_nerb_l2_ltl_dealloc(1551):ERROR: NERB ltl dealloc API returned error 98\n");
     return failures == 0 ? 0 : 1;
 }

@@ -6,8 +6,8 @@
 
 namespace {
 
-#define EXPECT_FIELD(record, field, offset, width)                                                                     \
-    EXPECT_EQ(offsetof(record, field), std::size_t{offset});                                                           \
+#define EXPECT_FIELD(record, field, offset, width)                                                 \
+    EXPECT_EQ(offsetof(record, field), std::size_t{offset});                                       \
     EXPECT_EQ(sizeof(record::field), std::size_t{width})
 
 TEST(RecordLayout, Route) {

@@ -1,4 +1,5 @@
-// libvell.so held against the headers: what it exports, what it needs, and that it does nothing when it is loaded.
+// libvell.so held against the headers: what it exports, what it needs, and that it does nothing
+// when it is loaded.
 #include "declarations.h"
 #include "elf32.h"
 #include "signatures.h"
@@ -37,7 +38,8 @@ std::set<std::string> exported(bool functions) {
 }
 
 TEST(SharedObject, TheHeaderDeclaresTheFunctionsThatItIsReadFor) {
-    // The reader of declarations itself: written by hand, generated, and with a result of each type.
+    // The reader of declarations itself: written by hand, generated, and with a result of each
+    // type.
     EXPECT_TRUE(header().functions.contains("vell_register"));
     EXPECT_TRUE(header().functions.contains("vell_mrib_set_flags_dux_forward_none"));
     EXPECT_TRUE(header().functions.contains("vell_mrib_is_flags_dux_rpf_check"));
@@ -54,8 +56,8 @@ TEST(SharedObject, HasNoFunctionWhoseTypeIsNotHeld) {
 #define FUNCTION_NAME(name, result, arguments) #name,
 #define SETTER_NAME(name) "vell_mrib_set_flags_" #name,
 #define TESTER_NAME(name) "vell_mrib_is_flags_" #name,
-    const std::set<std::string> held = {VELL_SIGNATURES(FUNCTION_NAME) VELL_FLAG_SETTERS(SETTER_NAME)
-                                            VELL_FLAG_TESTERS(TESTER_NAME)};
+    const std::set<std::string> held = {VELL_SIGNATURES(FUNCTION_NAME) VELL_FLAG_SETTERS(
+        SETTER_NAME) VELL_FLAG_TESTERS(TESTER_NAME)};
     EXPECT_EQ(exported(true), held);
 }
 
@@ -95,7 +97,9 @@ TEST(SharedObject, TheRoomBehindLtlPayloadIsNoOtherVariables) {
     for (const auto &[name, symbol] : library().exported) {
         if (name == "ltl_payload")
             continue;
-        EXPECT_TRUE(symbol.address + symbol.size <= payload.address || symbol.address >= payload.address + 26) << name;
+        EXPECT_TRUE(symbol.address + symbol.size <= payload.address ||
+                    symbol.address >= payload.address + 26)
+            << name;
     }
 }
 
@@ -111,13 +115,14 @@ TEST(SharedObject, LeavesThePlatformsSymbolsAndTheCLibrarysUndefinedAndNoOthers)
     declarations platform;
     for (const char *path : {VELL_PLATFORM_PREPROCESSED})
         platform.merge(read_declarations(path, false));
-    const std::set<std::string> c_library = {"calloc", "free",  "malloc", "memcpy",  "memmove",
-                                             "memset", "qsort", "strlen", "strncpy", "__stack_chk_fail"};
+    const std::set<std::string> c_library = {
+        "calloc", "free",  "malloc", "memcpy",  "memmove",
+        "memset", "qsort", "strlen", "strncpy", "__stack_chk_fail"};
     std::vector<std::string> others;
     for (const auto &[name, symbol] : library().undefined) {
         const bool is_c_library = c_library.contains(name) && symbol.version.starts_with("GLIBC_");
-        const bool is_platform =
-            symbol.version.empty() && (platform.functions.contains(name) || platform.variables.contains(name));
+        const bool is_platform = symbol.version.empty() && (platform.functions.contains(name) ||
+                                                            platform.variables.contains(name));
         if (!is_c_library && !is_platform)
             others.push_back(name + (symbol.version.empty() ? "" : "@" + symbol.version));
     }

@@ -1,13 +1,14 @@
-// Clients are compiled against the types of the functions: they never change. Whoever changes one does not get past
-// the compiler.
+// Clients are compiled against the types of the functions: they never change. Whoever changes one
+// does not get past the compiler.
 #include "signatures.h"
 
 #include <type_traits>
 
 namespace {
 
-#define HELD(name, result, arguments)                                                                                  \
-    static_assert(std::is_same_v<decltype(&name), result(*) arguments>, #name " has changed its type");
+#define HELD(name, result, arguments)                                                              \
+    static_assert(std::is_same_v<decltype(&name), result(*) arguments>,                            \
+                  #name " has changed its type");
 VELL_SIGNATURES(HELD)
 
 #define HELD_SETTER(name) HELD(vell_mrib_set_flags_##name, void, (vell_mrib_route *))

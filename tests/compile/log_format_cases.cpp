@@ -32,7 +32,8 @@ void log_case(unsigned char byte, unsigned int word, unsigned long long wide, co
 #elif LOG_CASE == 12
     vell_log(log_error, "f", 1, "%s(%d):ERROR: cut\0short %d\n", word);
 #elif LOG_CASE == 13
-    static constexpr char unterminated[] = {'%', 's', '(', '%', 'd', ')', ':', 'E', 'R', 'R', 'O', 'R', ':', ' ', 'x'};
+    static constexpr char unterminated[] = {'%', 's', '(', '%', 'd', ')', ':', 'E',
+                                            'R', 'R', 'O', 'R', ':', ' ', 'x'};
     vell_log(log_error, "f", 1, unterminated);
 #elif LOG_CASE == 14
     vell_log(log_error, "f", 1, "%s(%d):ERROR: %s\n", nullptr);

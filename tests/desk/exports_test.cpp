@@ -20,21 +20,25 @@ std::string contents(const std::string &path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// The functions and objects that C headers declare: what precedes a "(" or a "[];" outside of comments.
+// The functions and objects that C headers declare: what precedes a "(" or a "[];" outside of
+// comments.
 names declared_in(const std::vector<std::string> &headers) {
     const std::regex comment(R"(/\*[^]*?\*/)");
-    const std::regex declaration(R"(^[a-z][a-z0-9_ *]*[ *]([a-z0-9_]+)(\(|\[\];))", std::regex::multiline);
+    const std::regex declaration(R"(^[a-z][a-z0-9_ *]*[ *]([a-z0-9_]+)(\(|\[\];))",
+                                 std::regex::multiline);
     names result;
     for (const std::string &header : headers) {
         const std::string code = std::regex_replace(contents(header), comment, "");
-        for (std::sregex_iterator match(code.begin(), code.end(), declaration), end; match != end; ++match)
+        for (std::sregex_iterator match(code.begin(), code.end(), declaration), end; match != end;
+             ++match)
             result.insert((*match)[1]);
     }
     return result;
 }
 
 names exported_by(const std::string &library) {
-    const std::string command = std::string(NM) + " -D --defined-only --format=posix '" + library + "'";
+    const std::string command =
+        std::string(NM) + " -D --defined-only --format=posix '" + library + "'";
     const std::unique_ptr<FILE, int (*)(FILE *)> pipe(popen(command.c_str(), "r"), pclose);
     names result;
     char line[512];
@@ -59,7 +63,8 @@ TEST(Exports, OfLibtlvAreItsInterface) {
 }
 
 TEST(Exports, OfLibqarnutilsAreItsInterface) {
-    const names interface = declared_in({PLATFORM_DIR "/qarnutils.h", QARNUTILS_DIR "/qarnutils_desk.h"});
+    const names interface =
+        declared_in({PLATFORM_DIR "/qarnutils.h", QARNUTILS_DIR "/qarnutils_desk.h"});
     EXPECT_EQ(interface.size(), 5u);
     EXPECT_EQ(exported_by(LIBQARNUTILS), interface);
 }

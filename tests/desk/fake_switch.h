@@ -1,4 +1,5 @@
-// A switch that a test plays: it listens in a run directory of its own, and the test takes and answers connections.
+// A switch that a test plays: it listens in a run directory of its own, and the test takes and
+// answers connections.
 #pragma once
 
 #include "file_descriptor.h"

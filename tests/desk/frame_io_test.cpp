@@ -26,28 +26,36 @@ long long ms_since(clock::time_point start) {
 TEST(CheckFrameHead, TakesEachOfTheExpectedKinds) {
     const std::vector<frame_kind> kinds = {frame_kind::request, frame_kind::show_request};
     EXPECT_EQ(desk::check_frame_head(head_of(frame_kind::request, 1, 0), kinds), "");
-    EXPECT_EQ(desk::check_frame_head(head_of(frame_kind::show_request, 1, desk::frame_max_payload), kinds), "");
+    EXPECT_EQ(desk::check_frame_head(head_of(frame_kind::show_request, 1, desk::frame_max_payload),
+                                     kinds),
+              "");
 }
 
 TEST(CheckFrameHead, SaysWhatIsWrong) {
     auto head = head_of(frame_kind::message, 1, 0);
-    EXPECT_EQ(desk::check_frame_head(head, {frame_kind::request}), "frame kind 2 does not belong here");
+    EXPECT_EQ(desk::check_frame_head(head, {frame_kind::request}),
+              "frame kind 2 does not belong here");
     head = head_of(frame_kind::request, 1, desk::frame_max_payload + 1);
-    EXPECT_EQ(desk::check_frame_head(head, {frame_kind::request}), "frame length 16777217 exceeds 16777216 bytes");
+    EXPECT_EQ(desk::check_frame_head(head, {frame_kind::request}),
+              "frame length 16777217 exceeds 16777216 bytes");
     head = head_of(static_cast<frame_kind>(0), 1, 0);
-    EXPECT_EQ(desk::check_frame_head(head, {frame_kind::request}), "frame kind 0 does not belong here");
+    EXPECT_EQ(desk::check_frame_head(head, {frame_kind::request}),
+              "frame kind 0 does not belong here");
     head.magic = 0x3254594b;
-    EXPECT_EQ(desk::check_frame_head(head, {frame_kind::request}), "frame magic is 0x3254594b, not 0x3154594b");
+    EXPECT_EQ(desk::check_frame_head(head, {frame_kind::request}),
+              "frame magic is 0x3254594b, not 0x3154594b");
 }
 
 TEST(SendFrame, WritesTheHeadAndThePayloadAsTheyAre) {
     const auto [here, there] = make_stream_pair();
-    const desk::frame_head head{desk::frame_magic, frame_kind::request, 3,          0x04030201,
-                                0x08070605,        0x0c0b0a09,          0x100f0e0d, {0x14131211, 0x18171615}};
+    const desk::frame_head head{
+        desk::frame_magic, frame_kind::request, 3,          0x04030201,
+        0x08070605,        0x0c0b0a09,          0x100f0e0d, {0x14131211, 0x18171615}};
     ASSERT_EQ(desk::send_frame(here.get(), head, "abc", -1).status, frame_status::done);
-    const bytes expected = bytes{'K', 'Y', 'T', '1', 1,  0,  0,  0,  3,  0,  0,  0,  1,  2,  3,  4,  5,  6,
-                                 7,   8,   9,   10,  11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24} +
-                           bytes(68, 0) + bytes{'a', 'b', 'c'};
+    const bytes expected =
+        bytes{'K', 'Y', 'T', '1', 1,  0,  0,  0,  3,  0,  0,  0,  1,  2,  3,  4,  5,  6,
+              7,   8,   9,   10,  11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24} +
+        bytes(68, 0) + bytes{'a', 'b', 'c'};
     EXPECT_EQ(read_up_to(there.get(), expected.size()), expected);
     EXPECT_TRUE(is_quiet(there.get()));
 }
@@ -65,9 +73,11 @@ TEST(SendFrame, SendsTheLargestFrameInWhateverPiecesItIsTakenAndUnderSignals) {
     const bytes payload = pattern(desk::frame_max_payload);
     const auto head = head_of(frame_kind::request, 7, payload.size());
     const int fd = there.get();
-    auto reader = std::async(std::launch::async, [=] { return read_up_to(fd, sizeof head + desk::frame_max_payload); });
+    auto reader = std::async(std::launch::async,
+                             [=] { return read_up_to(fd, sizeof head + desk::frame_max_payload); });
     const signal_rain rain;
-    ASSERT_EQ(desk::send_frame(here.get(), head, payload.data(), patience_ms).status, frame_status::done);
+    ASSERT_EQ(desk::send_frame(here.get(), head, payload.data(), patience_ms).status,
+              frame_status::done);
     EXPECT_TRUE(reader.get() == bytes_of(head) + payload);
 }
 
@@ -76,8 +86,8 @@ TEST(SendFrame, GivesUpWhenThePeerTakesNothing) {
     const bytes payload = pattern(4u << 20);
     const signal_rain rain;
     const auto start = clock::now();
-    const auto result =
-        desk::send_frame(here.get(), head_of(frame_kind::request, 7, payload.size()), payload.data(), 30);
+    const auto result = desk::send_frame(
+        here.get(), head_of(frame_kind::request, 7, payload.size()), payload.data(), 30);
     EXPECT_EQ(result.status, frame_status::timed_out);
     EXPECT_EQ(result.reason, "the other end has stopped reading");
     EXPECT_THAT(ms_since(start), Ge(30));
@@ -161,10 +171,11 @@ TEST(FrameReader, SaysWhereAFrameWasCutOffByAResetAsWell) {
 
 TEST(FrameReader, SaysWhereAFrameWasCutOff) {
     const bytes data = message(1, {10, 11, 12});
-    for (const auto &[length, text] : {std::pair<std::size_t, const char *>(1, "after 1 of at least 104 bytes"),
-                                       {103, "after 103 of at least 104 bytes"},
-                                       {104, "after 104 of 107 bytes"},
-                                       {106, "after 106 of 107 bytes"}}) {
+    for (const auto &[length, text] :
+         {std::pair<std::size_t, const char *>(1, "after 1 of at least 104 bytes"),
+          {103, "after 103 of at least 104 bytes"},
+          {104, "after 104 of 107 bytes"},
+          {106, "after 106 of 107 bytes"}}) {
         auto [here, there] = make_stream_pair();
         write_all(there.get(), part(data, 0, length));
         there.reset();
@@ -201,7 +212,8 @@ TEST(ReceiveFrame, WaitsUntilTheDeadlineAndNotLess) {
     frame_reader reader{frame_kind::message};
     frame whole;
     const auto start = clock::now();
-    EXPECT_EQ(desk::receive_frame(here.get(), reader, deadline::after_ms(20), whole).status, frame_status::timed_out);
+    EXPECT_EQ(desk::receive_frame(here.get(), reader, deadline::after_ms(20), whole).status,
+              frame_status::timed_out);
     EXPECT_THAT(ms_since(start), Ge(20));
 }
 
@@ -211,7 +223,8 @@ TEST(ReceiveFrame, GoesOnAfterASignalWithTheTimeThatIsLeft) {
     frame whole;
     const signal_rain rain;
     const auto start = clock::now();
-    EXPECT_EQ(desk::receive_frame(here.get(), reader, deadline::after_ms(50), whole).status, frame_status::timed_out);
+    EXPECT_EQ(desk::receive_frame(here.get(), reader, deadline::after_ms(50), whole).status,
+              frame_status::timed_out);
     EXPECT_THAT(ms_since(start), Ge(50));
     EXPECT_GT(signals_seen, 0);
 }
@@ -222,9 +235,11 @@ TEST(ReceiveFrame, KeepsAnUnfinishedFrameForTheNextCall) {
     frame_reader reader{frame_kind::message};
     frame whole;
     write_all(there.get(), part(data, 0, 105));
-    EXPECT_EQ(desk::receive_frame(here.get(), reader, deadline::after_ms(1), whole).status, frame_status::timed_out);
+    EXPECT_EQ(desk::receive_frame(here.get(), reader, deadline::after_ms(1), whole).status,
+              frame_status::timed_out);
     write_all(there.get(), part(data, 105, data.size()));
-    EXPECT_EQ(desk::receive_frame(here.get(), reader, deadline::after_ms(0), whole).status, frame_status::done);
+    EXPECT_EQ(desk::receive_frame(here.get(), reader, deadline::after_ms(0), whole).status,
+              frame_status::done);
     EXPECT_EQ(whole.payload, (bytes{1, 2, 3, 4}));
 }
 
@@ -239,8 +254,9 @@ TEST(ReceiveFrame, TakesTheLargestFrameUnderSignals) {
     frame_reader reader{frame_kind::message};
     frame whole;
     const signal_rain rain;
-    ASSERT_EQ(desk::receive_frame(here.get(), reader, deadline::after_ms(patience_ms), whole).status,
-              frame_status::done);
+    ASSERT_EQ(
+        desk::receive_frame(here.get(), reader, deadline::after_ms(patience_ms), whole).status,
+        frame_status::done);
     EXPECT_EQ(writer.get(), frame_status::done);
     EXPECT_TRUE(whole.payload == payload);
 }

@@ -50,7 +50,8 @@ TEST(IfIndexGetType, FailsForWhatIsNotMadeLikeAnIndex) {
              0x14000000u, 0x14000fffu, 0x1400ffffu, // VLAN 0, 4095, 65535
              0x14010001u, 0x16000001u,              // VLAN 1 with higher bits
              0x04000000u,                           // kernel index 0
-             0x00000000u, 0x00000007u, 0x08000001u, 0x10000001u, 0x1c000001u, 0x64000001u, 0x6c000001u, 0xffffffffu,
+             0x00000000u, 0x00000007u, 0x08000001u, 0x10000001u,
+             0x1c000001u, 0x64000001u, 0x6c000001u, 0xffffffffu,
          })
         EXPECT_EQ(type_of(if_index), std::nullopt) << std::hex << if_index;
 }
@@ -79,7 +80,8 @@ TEST(IfIndexPhyEthGetFields, FailsForOtherTypesAndTouchesNothing) {
 }
 
 TEST(IfIndexPhyEthGetFields, FailsForWhatHasNoTypeAndTouchesNothing) {
-    for (const std::uint32_t if_index : {0u, 0x69030700u, 0x14000fffu, 0x18010000u, 0x04000000u, 0xffffffffu})
+    for (const std::uint32_t if_index :
+         {0u, 0x69030700u, 0x14000fffu, 0x18010000u, 0x04000000u, 0xffffffffu})
         EXPECT_EQ(eth_fields_of(if_index), std::pair(1u, untouched)) << std::hex << if_index;
 }
 

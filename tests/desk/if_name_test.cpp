@@ -34,10 +34,12 @@ struct named {
 };
 
 constexpr named interfaces[] = {
-    {0x68000000, "Eth0/0"},      {0x68000001, "Eth0/0/1"},   {0x68030700, "Eth3/7"},         {0x68030702, "Eth3/7/2"},
-    {0x680a0b0c, "Eth10/11/12"}, {0x68ffff00, "Eth255/255"}, {0x68ffffff, "Eth255/255/255"}, {0x18000000, "Po0"},
-    {0x1800000c, "Po12"},        {0x1800ffff, "Po65535"},    {0x14000001, "Vlan1"},          {0x1400000a, "Vlan10"},
-    {0x14000ffe, "Vlan4094"},    {0x04000001, "if1"},        {0x0400000c, "if12"},           {0x07ffffff, "if67108863"},
+    {0x68000000, "Eth0/0"},         {0x68000001, "Eth0/0/1"},    {0x68030700, "Eth3/7"},
+    {0x68030702, "Eth3/7/2"},       {0x680a0b0c, "Eth10/11/12"}, {0x68ffff00, "Eth255/255"},
+    {0x68ffffff, "Eth255/255/255"}, {0x18000000, "Po0"},         {0x1800000c, "Po12"},
+    {0x1800ffff, "Po65535"},        {0x14000001, "Vlan1"},       {0x1400000a, "Vlan10"},
+    {0x14000ffe, "Vlan4094"},       {0x04000001, "if1"},         {0x0400000c, "if12"},
+    {0x07ffffff, "if67108863"},
 };
 
 TEST(InterfaceNames, AreThoseOfTheirIndexes) {
@@ -47,7 +49,8 @@ TEST(InterfaceNames, AreThoseOfTheirIndexes) {
     }
 }
 
-// Every number of the small types, and every slot, port and lane once beside two values of the others.
+// Every number of the small types, and every slot, port and lane once beside two values of the
+// others.
 TEST(InterfaceNames, SurviveTheWayThereAndBack) {
     std::size_t count = 0;
     const auto expect_same = [&count](std::uint32_t if_index) {
@@ -72,22 +75,23 @@ TEST(InterfaceNames, SurviveTheWayThereAndBack) {
 }
 
 TEST(InterfaceNames, AreNotGivenToWhatHasNoType) {
-    for (const std::uint32_t if_index :
-         {0u, 9u, 0x69030700u, 0x18010000u, 0x14000000u, 0x14000fffu, 0x04000000u, 0x64000001u, 0xffffffffu})
+    for (const std::uint32_t if_index : {0u, 9u, 0x69030700u, 0x18010000u, 0x14000000u, 0x14000fffu,
+                                         0x04000000u, 0x64000001u, 0xffffffffu})
         EXPECT_EQ(name_of(if_index), "none") << std::hex << if_index;
 }
 
 TEST(InterfaceNames, AreWrittenInOneWayOnly) {
     for (const char *name :
-         {"",           "Eth",      "Eth3",     "Eth3/",        "Eth/7",        "Eth3/7/", "Eth3/7/0",
-          "Eth3/7/2/1", "Eth256/7", "Eth3/256", "Eth3/7/256",   "Eth03/7",      "Eth3/07", "Eth3/7/02",
-          "Eth00/0",    "eth3/7",   "ETH3/7",   "Ethernet3/7",  "Eth 3/7",      " Eth3/7", "Eth3/7 ",
-          "Eth3 /7",    "Eth-3/7",  "Eth+3/7",  "Eth3-7",       "Eth3//7",      "Eth3/+7", "Eth0x3/7",
-          "3/7",        "Po",       "Po65536",  "Po012",        "Po-1",         "Po+1",    "po12",
-          "PO12",       "Po12/1",   "Po 12",    "Po4294967308", "Po12x",        "Vlan",    "Vlan0",
-          "Vlan4095",   "Vlan010",  "vlan10",   "VLAN10",       "Vlan10.1",     "Vlan-10", "Vlan65537",
-          "if",         "if0",      "if01",     "if67108864",   "if4294967297", "If12",    "if-1",
-          "if1\n",      "lo",       "12",       "0x68030700"})
+         {"",          "Eth",        "Eth3",         "Eth3/",    "Eth/7",      "Eth3/7/",
+          "Eth3/7/0",  "Eth3/7/2/1", "Eth256/7",     "Eth3/256", "Eth3/7/256", "Eth03/7",
+          "Eth3/07",   "Eth3/7/02",  "Eth00/0",      "eth3/7",   "ETH3/7",     "Ethernet3/7",
+          "Eth 3/7",   " Eth3/7",    "Eth3/7 ",      "Eth3 /7",  "Eth-3/7",    "Eth+3/7",
+          "Eth3-7",    "Eth3//7",    "Eth3/+7",      "Eth0x3/7", "3/7",        "Po",
+          "Po65536",   "Po012",      "Po-1",         "Po+1",     "po12",       "PO12",
+          "Po12/1",    "Po 12",      "Po4294967308", "Po12x",    "Vlan",       "Vlan0",
+          "Vlan4095",  "Vlan010",    "vlan10",       "VLAN10",   "Vlan10.1",   "Vlan-10",
+          "Vlan65537", "if",         "if0",          "if01",     "if67108864", "if4294967297",
+          "If12",      "if-1",       "if1\n",        "lo",       "12",         "0x68030700"})
         EXPECT_EQ(index_of(name), 0xdeadbeef) << name;
 }
 

@@ -38,7 +38,8 @@ using message_ptr = std::unique_ptr<kyt_desk_message, message_deleter>;
 
 inline bytes payload_of(const message_ptr &message) {
     const auto *payload = static_cast<const std::uint8_t *>(kyt_payload_get(message.get()));
-    return payload == nullptr ? bytes() : bytes(payload, payload + kyt_desk_message_length(message.get()));
+    return payload == nullptr ? bytes()
+                              : bytes(payload, payload + kyt_desk_message_length(message.get()));
 }
 
 class kyt_test : public testing::Test {
@@ -52,8 +53,9 @@ protected:
     // Sends, and hands the reference back at once.
     std::int32_t send(const bytes &payload, std::uint32_t opcode = 75796) {
         kyt_msg_ref reference;
-        const std::int32_t result = kyt_send(queue, node, 212, opcode, payload.data(),
-                                             static_cast<std::uint32_t>(payload.size()), &reference, 0, options.data());
+        const std::int32_t result =
+            kyt_send(queue, node, 212, opcode, payload.data(),
+                     static_cast<std::uint32_t>(payload.size()), &reference, 0, options.data());
         if (result != -1)
             kyt_drop(queue, &reference);
         return result;
@@ -63,7 +65,8 @@ protected:
     desk::file_descriptor connect() {
         EXPECT_EQ(send({1, 2, 3}), 0);
         desk::file_descriptor end = there.accept();
-        EXPECT_EQ(read_up_to(end.get(), sizeof(desk::frame_head) + 3).size(), sizeof(desk::frame_head) + 3);
+        EXPECT_EQ(read_up_to(end.get(), sizeof(desk::frame_head) + 3).size(),
+                  sizeof(desk::frame_head) + 3);
         return end;
     }
 

@@ -1,5 +1,6 @@
-// Memory that runs out: every allocation within a call is made to fail in turn. The call fails or succeeds, but it never
-// throws into its C caller, never miscounts and never leaves a connection in the middle of a frame.
+// Memory that runs out: every allocation within a call is made to fail in turn. The call fails or
+// succeeds, but it never throws into its C caller, never miscounts and never leaves a connection in
+// the middle of a frame.
 #include "failing_new.h"
 #include "kyt_fixture.h"
 
@@ -12,11 +13,13 @@ using namespace desk_test;
 class KytOutOfMemory : public kyt_test {
 protected:
     // Returns whether an allocation failed.
-    bool send_with_failing_allocation(long nth, std::int32_t &result, std::uint32_t to_node = node) {
+    bool send_with_failing_allocation(long nth, std::int32_t &result,
+                                      std::uint32_t to_node = node) {
         kyt_msg_ref reference;
         const kyt_desk_counts before = counts();
-        const bool failed = with_failing_allocation(
-            nth, [&] { result = kyt_send(queue, to_node, 212, 1, "abc", 3, &reference, 0, options.data()); });
+        const bool failed = with_failing_allocation(nth, [&] {
+            result = kyt_send(queue, to_node, 212, 1, "abc", 3, &reference, 0, options.data());
+        });
         const std::uint64_t sent = result == -1 ? 0 : 1;
         EXPECT_EQ(counts().sent, before.sent + sent);
         EXPECT_EQ(counts().open_references, before.open_references + sent);
@@ -76,7 +79,8 @@ TEST_F(KytOutOfMemory, LosesNoMessageThatHasArrived) {
     kyt_desk_message *received = nullptr;
     int result = -1;
     long nth = 1;
-    for (; with_failing_allocation(nth, [&] { result = kyt_desk_receive(queue, 0, &received); }); ++nth)
+    for (; with_failing_allocation(nth, [&] { result = kyt_desk_receive(queue, 0, &received); });
+         ++nth)
         EXPECT_EQ(result, -1);
     EXPECT_GT(nth, 2);
     ASSERT_EQ(result, 1);

@@ -68,7 +68,8 @@ TEST_F(KytQueues, DoNotPassTheirConnectionsOnToOtherPrograms) {
     for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd")) {
         const int fd = std::stoi(entry.path().filename().string());
         std::error_code gone;
-        const bool is_socket = std::filesystem::read_symlink(entry.path(), gone).string().starts_with("socket:");
+        const bool is_socket =
+            std::filesystem::read_symlink(entry.path(), gone).string().starts_with("socket:");
         EXPECT_TRUE(!is_socket || (fcntl(fd, F_GETFD) & FD_CLOEXEC) != 0) << fd;
     }
 }
@@ -106,10 +107,12 @@ TEST_F(KytTimeout, ThatIsNoNumberIsNamedOnceAndTheDefaultTaken) {
     for (const char *value : {"soon", "5s", "0", "-1", "99999999999", " 5"}) {
         const desk::file_descriptor end = connect();
         const scoped_environment timeout("VELLSIM_SEND_TIMEOUT_MS", value);
-        const auto child = run_in_child([this] { return send({1}) == 0 && send({2}) == 0 ? 0 : 1; });
+        const auto child =
+            run_in_child([this] { return send({1}) == 0 && send({2}) == 0 ? 0 : 1; });
         EXPECT_EQ(child.exit_code, 0);
-        EXPECT_EQ(child.error_output, std::string("libkyt: VELLSIM_SEND_TIMEOUT_MS is \"") + value +
-                                          "\", not a number of milliseconds above 0; taken as 5000\n");
+        EXPECT_EQ(child.error_output,
+                  std::string("libkyt: VELLSIM_SEND_TIMEOUT_MS is \"") + value +
+                      "\", not a number of milliseconds above 0; taken as 5000\n");
         kyt_desk_queue_close(queue);
         queue = kyt_desk_queue_open();
     }

@@ -61,7 +61,8 @@ TEST_F(KytReceive, KeepsTheOrder) {
 
 TEST_F(KytReceive, TakesTheLargestMessage) {
     const bytes payload = pattern(desk::frame_max_payload);
-    auto writer = std::async(std::launch::async, [&] { write_all(end.get(), message(7, payload)); });
+    auto writer =
+        std::async(std::launch::async, [&] { write_all(end.get(), message(7, payload)); });
     ASSERT_EQ(receive(received, patience_ms), 1);
     writer.get();
     EXPECT_TRUE(payload_of(received) == payload);
@@ -117,7 +118,8 @@ protected:
     }
 
     std::string lost(const std::string &reason) const {
-        return "libkyt: queue " + std::to_string(queue) + " has lost its connection to the switch: " + reason + "\n";
+        return "libkyt: queue " + std::to_string(queue) +
+               " has lost its connection to the switch: " + reason + "\n";
     }
 };
 
@@ -137,7 +139,9 @@ TEST_F(KytReceiveLoses, NoMessageThatCameBeforeTheEnd) {
 TEST_F(KytReceiveLoses, TheConnectionThatEndsWithinAMessage) {
     write_all(end.get(), part(message(7, {1, 2, 3}), 0, 105));
     end.reset();
-    EXPECT_EQ(expect_loss(), lost("the other end has closed the connection within a frame, after 105 of 107 bytes"));
+    EXPECT_EQ(
+        expect_loss(),
+        lost("the other end has closed the connection within a frame, after 105 of 107 bytes"));
 }
 
 TEST_F(KytReceiveLoses, TheConnectionThatBringsAWrongMagic) {
@@ -154,7 +158,8 @@ TEST_F(KytReceiveLoses, TheConnectionThatBringsAnotherKindOfFrame) {
 }
 
 TEST_F(KytReceiveLoses, TheConnectionThatBringsAnExcessiveLength) {
-    write_all(end.get(), bytes_of(head_of(desk::frame_kind::message, 7, desk::frame_max_payload + 1)));
+    write_all(end.get(),
+              bytes_of(head_of(desk::frame_kind::message, 7, desk::frame_max_payload + 1)));
     EXPECT_EQ(expect_loss(), lost("frame length 16777217 exceeds 16777216 bytes"));
 }
 

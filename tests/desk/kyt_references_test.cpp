@@ -83,8 +83,9 @@ TEST_F(KytReference, IsNotReleasedTwice) {
     kyt_msg_ref copy = reference;
     kyt_drop(queue, &reference);
     const std::string said = expect_wrong_drop(queue, &reference);
-    EXPECT_THAT(said, AllOf(StartsWith("libkyt: wrong kyt_drop from queue " + std::to_string(queue)),
-                            EndsWith(" was released before\n")));
+    EXPECT_THAT(said,
+                AllOf(StartsWith("libkyt: wrong kyt_drop from queue " + std::to_string(queue)),
+                      EndsWith(" was released before\n")));
     EXPECT_NE(expect_wrong_drop(queue, &copy), "");
 }
 
@@ -101,7 +102,8 @@ TEST_F(KytReference, IsNotReleasedTwiceEvenWhenOthersAreOpen) {
 TEST_F(KytReference, IsNotReleasedFromAnotherQueue) {
     kyt_msg_ref reference = sent_reference();
     const std::uint32_t other = kyt_desk_queue_open();
-    EXPECT_THAT(expect_wrong_drop(other, &reference), EndsWith(" belongs to queue " + std::to_string(queue) + "\n"));
+    EXPECT_THAT(expect_wrong_drop(other, &reference),
+                EndsWith(" belongs to queue " + std::to_string(queue) + "\n"));
     EXPECT_NE(expect_wrong_drop(0, &reference), "");
     kyt_desk_queue_close(other);
     const std::uint64_t open = counts().open_references;

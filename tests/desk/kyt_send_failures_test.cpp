@@ -39,7 +39,8 @@ protected:
         const std::size_t files = open_files();
         kyt_msg_ref reference;
         std::fill_n(reference.opaque, sizeof reference, std::uint8_t{0x5a});
-        EXPECT_EQ(kyt_send(c.queue, c.node, 212, 1, c.payload, c.length, &reference, 0, c.options), -1);
+        EXPECT_EQ(kyt_send(c.queue, c.node, 212, 1, c.payload, c.length, &reference, 0, c.options),
+                  -1);
         EXPECT_EQ(content(reference), bytes(sizeof reference, 0x5a));
         EXPECT_EQ(counts().open_references, before.open_references);
         EXPECT_EQ(counts().sent, before.sent);
@@ -72,7 +73,8 @@ TEST_F(KytSendFails, ToAnotherNode) {
 }
 
 TEST_F(KytSendFails, FromAQueueThatIsNone) {
-    EXPECT_EQ(expect_refusal({.queue = 0}), "libkyt: kyt_send from queue 0 failed: there is no such queue\n");
+    EXPECT_EQ(expect_refusal({.queue = 0}),
+              "libkyt: kyt_send from queue 0 failed: there is no such queue\n");
     const std::uint32_t closed = kyt_desk_queue_open();
     kyt_desk_queue_close(closed);
     EXPECT_EQ(expect_refusal({.queue = closed}), ""); // said before
@@ -81,8 +83,10 @@ TEST_F(KytSendFails, FromAQueueThatIsNone) {
 
 TEST_F(KytSendFails, WithAPayloadThatIsTooLong) {
     const bytes payload(desk::frame_max_payload + 1);
-    EXPECT_EQ(expect_refusal({.queue = queue, .payload = payload.data(), .length = desk::frame_max_payload + 1}),
-              failed("a payload of 16777217 bytes is longer than 16777216"));
+    EXPECT_EQ(
+        expect_refusal(
+            {.queue = queue, .payload = payload.data(), .length = desk::frame_max_payload + 1}),
+        failed("a payload of 16777217 bytes is longer than 16777216"));
     EXPECT_TRUE(there.nobody_has_come());
     expect_usable_again();
 }
@@ -108,7 +112,8 @@ TEST_F(KytSendFails, WhenThereIsNoRunDirectory) {
 TEST_F(KytSendFails, WhenTheRunDirectoryIsOpenToOthers) {
     ASSERT_EQ(chmod(there.directory().path().c_str(), 0770), 0);
     EXPECT_EQ(expect_refusal(),
-              unreachable(there.directory().path() + ": is open to other users (mode 0770, it must be 0700)"));
+              unreachable(there.directory().path() +
+                          ": is open to other users (mode 0770, it must be 0700)"));
     EXPECT_TRUE(there.nobody_has_come());
     ASSERT_EQ(chmod(there.directory().path().c_str(), 0700), 0);
     expect_usable_again();
@@ -134,7 +139,8 @@ TEST_F(KytSendFails, AtOnceWhenNobodyListens) {
     there.start();
     expect_usable_again();
     there.stop();
-    EXPECT_THAT(expect_refusal(), StartsWith("libkyt: ")); // the queue is connected, and its switch gone
+    EXPECT_THAT(expect_refusal(),
+                StartsWith("libkyt: ")); // the queue is connected, and its switch gone
 }
 
 TEST_F(KytSendFails, WhenTheSwitchIsOfAnotherUser) {
@@ -144,18 +150,22 @@ TEST_F(KytSendFails, WhenTheSwitchIsOfAnotherUser) {
     sockaddr_un address;
     ASSERT_EQ(desk::service_address(scratch.path(), address), "");
     const desk::file_descriptor listener(socket(AF_UNIX, SOCK_STREAM, 0));
-    ASSERT_EQ(bind(listener.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+    ASSERT_EQ(bind(listener.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address),
+              0);
     // A listener is known by the user that it had when it began to listen.
-    const auto child = run_in_child([&] { return setuid(65534) == 0 && listen(listener.get(), 8) == 0 ? 0 : 1; });
+    const auto child =
+        run_in_child([&] { return setuid(65534) == 0 && listen(listener.get(), 8) == 0 ? 0 : 1; });
     ASSERT_EQ(child.exit_code, 0);
     const scoped_environment run_dir("VELLSIM_RUN_DIR", scratch.path());
-    EXPECT_EQ(expect_refusal(), unreachable(scratch / "vell.sock: the other end is of user 65534, not of user 0"));
+    EXPECT_EQ(expect_refusal(),
+              unreachable(scratch / "vell.sock: the other end is of user 65534, not of user 0"));
 }
 
 TEST_F(KytSendFails, WhenTheSwitchHasClosedTheConnection) {
     desk::file_descriptor end = connect();
     end.reset();
-    EXPECT_EQ(expect_refusal(), failed("the connection to the switch is lost: the switch has closed the connection"));
+    EXPECT_EQ(expect_refusal(),
+              failed("the connection to the switch is lost: the switch has closed the connection"));
     expect_usable_again();
 }
 
@@ -171,8 +181,9 @@ TEST_F(KytSendFails, AndKeepsTheMessagesThatCameBeforeTheSwitchClosed) {
     desk::file_descriptor end = connect();
     write_all(end.get(), message(41, {1, 2}) + message(42, {}) + part(message(43, {3}), 0, 20));
     end.reset();
-    EXPECT_THAT(expect_refusal(), HasSubstr("has lost a message: the other end has closed the connection within a "
-                                            "frame, after 20 of at least 104 bytes\n"));
+    EXPECT_THAT(expect_refusal(),
+                HasSubstr("has lost a message: the other end has closed the connection within a "
+                          "frame, after 20 of at least 104 bytes\n"));
     message_ptr received;
     ASSERT_EQ(receive(received), 1);
     EXPECT_EQ(kyt_desk_message_opcode(received.get()), 41u);
@@ -196,7 +207,8 @@ TEST_F(KytSendFails, WhenTheSwitchVanishesWithinAFrame) {
     });
     const bytes payload = pattern(8u << 20);
     kyt_msg_ref reference;
-    EXPECT_EQ(kyt_send(queue, node, 212, 1, payload.data(), 8u << 20, &reference, 0, options.data()), -1);
+    EXPECT_EQ(
+        kyt_send(queue, node, 212, 1, payload.data(), 8u << 20, &reference, 0, options.data()), -1);
     EXPECT_EQ(reader.get(), 100000u);
     expect_usable_again();
 }

@@ -21,7 +21,8 @@ TEST_F(KytSend, SendsExactlyTheBytesOfTheRequest) {
         0x68676665, 0x6c6b6a69, 0x706f6e6d, 0x74737271, 0x78777675};
     const bytes payload = {0xa1, 0xa2, 0xa3, 0xa4, 0xa5};
     kyt_msg_ref reference;
-    ASSERT_EQ(kyt_send(queue, node, 0x13121110, 0x17161514, payload.data(), 5, &reference, 0x1b1a1918, words.data()),
+    ASSERT_EQ(kyt_send(queue, node, 0x13121110, 0x17161514, payload.data(), 5, &reference,
+                       0x1b1a1918, words.data()),
               0);
     const desk::file_descriptor end = there.accept();
 
@@ -31,7 +32,7 @@ TEST_F(KytSend, SendsExactlyTheBytesOfTheRequest) {
                       0,    0,    0,    0xfe,                         // node
                       0x10, 0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17, // sap, opcode
                       0x18, 0x19, 0x1a, 0x1b,                         // flags
-                      1,    0,    0,    0};                           // options, counting up from here
+                      1,    0,    0,    0}; // options, counting up from here
     for (std::uint8_t byte = 0x31; byte < 0x79; ++byte)
         expected.push_back(byte);
     expected = expected + payload;
@@ -63,7 +64,8 @@ TEST_F(KytSend, IsDoneWithThePayloadWhenItReturns) {
     ASSERT_EQ(send(payload), 0);
     std::fill(payload.begin(), payload.end(), 0xee);
     const desk::file_descriptor end = there.accept();
-    EXPECT_EQ(part(read_up_to(end.get(), head_size + 1000), head_size, head_size + 1000), pattern(1000));
+    EXPECT_EQ(part(read_up_to(end.get(), head_size + 1000), head_size, head_size + 1000),
+              pattern(1000));
 }
 
 TEST_F(KytSend, SendsTheLargestPayloadToASwitchThatReadsInSmallPieces) {
@@ -73,8 +75,8 @@ TEST_F(KytSend, SendsTheLargestPayloadToASwitchThatReadsInSmallPieces) {
     auto reader = std::async(std::launch::async, [fd] {
         bytes all;
         while (all.size() < head_size + desk::frame_max_payload) {
-            const bytes piece =
-                read_up_to(fd, std::min<std::size_t>(65537, head_size + desk::frame_max_payload - all.size()));
+            const bytes piece = read_up_to(
+                fd, std::min<std::size_t>(65537, head_size + desk::frame_max_payload - all.size()));
             if (piece.empty())
                 break;
             all.insert(all.end(), piece.begin(), piece.end());

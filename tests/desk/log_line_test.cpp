@@ -38,20 +38,23 @@ void expect_same(const log_line &left, const log_line &right) {
 
 TEST(FormatLogLine, PutsTheFieldsInOrderAndTheTextLast) {
     EXPECT_EQ(desk::format_log_line(sample("vell_register(93):client already registered?")),
-              "2026-01-31T23:59:59.123456Z client 4711 384 0x730000 104 vell_register(93):client already registered?");
+              "2026-01-31T23:59:59.123456Z client 4711 384 0x730000 104 vell_register(93):client "
+              "already registered?");
 }
 
 TEST(FormatLogLine, KeepsEveryRecordOnOneLine) {
     EXPECT_EQ(desk::format_log_line(sample("a\tb\\c\r\x1b[1m\x7f\xe4\xff\n")),
-              "2026-01-31T23:59:59.123456Z client 4711 384 0x730000 104 a\\tb\\\\c\\x0d\\x1b[1m\\x7f\\xe4\\xff\\n");
+              "2026-01-31T23:59:59.123456Z client 4711 384 0x730000 104 "
+              "a\\tb\\\\c\\x0d\\x1b[1m\\x7f\\xe4\\xff\\n");
 }
 
 TEST(ParseLogLine, ReadsBackWhatWasFormatted) {
     std::string every_byte;
     for (int byte = 0; byte < 256; ++byte)
         every_byte += static_cast<char>(byte);
-    for (const std::string &text : {std::string(), std::string(" blanks  around "), std::string("\\n is no line feed"),
-                                    every_byte, std::string(5000, '\xff')}) {
+    for (const std::string &text :
+         {std::string(), std::string(" blanks  around "), std::string("\\n is no line feed"),
+          every_byte, std::string(5000, '\xff')}) {
         const auto parsed = desk::parse_log_line(desk::format_log_line(sample(text)));
         ASSERT_TRUE(parsed);
         expect_same(*parsed, sample(text));
@@ -60,7 +63,13 @@ TEST(ParseLogLine, ReadsBackWhatWasFormatted) {
 
 TEST(ParseLogLine, ReadsTheLargestNumbersAndEverySink) {
     for (const char *sink : {"history", "client", "console", "service"}) {
-        const log_line line{"0000-00-00T00:00:00.000000Z", sink, 0xffffffff, 0xfffffffe, 0xfffffffd, 0xfffffffc, "x"};
+        const log_line line{"0000-00-00T00:00:00.000000Z",
+                            sink,
+                            0xffffffff,
+                            0xfffffffe,
+                            0xfffffffd,
+                            0xfffffffc,
+                            "x"};
         const auto parsed = desk::parse_log_line(desk::format_log_line(line));
         ASSERT_TRUE(parsed);
         expect_same(*parsed, line);
@@ -70,19 +79,23 @@ TEST(ParseLogLine, ReadsTheLargestNumbersAndEverySink) {
 TEST(ParseLogLine, RefusesWhatIsNoLine) {
     const std::string time = "2026-01-31T23:59:59.123456Z";
     for (const std::string &text :
-         {std::string(), time, time + " client 1 2 0x3 102", std::string("yesterday client 1 2 0x3 102 text"),
-          std::string("2026-01-31 23:59:59.123456Z client 1 2 0x3 102 text"), time + " elsewhere 1 2 0x3 102 text",
-          time + "  client 1 2 0x3 102 text", time + " client -1 2 0x3 102 text", time + " client 1 0x2 0x3 102 text",
-          time + " client 4294967296 2 0x3 102 text", time + " client 1 2 3 102 text", time + " client 1 2 0x 102 text",
-          time + " client 1 2 0x3 1o2 text", time + " client 1 2 0x3  text"})
+         {std::string(), time, time + " client 1 2 0x3 102",
+          std::string("yesterday client 1 2 0x3 102 text"),
+          std::string("2026-01-31 23:59:59.123456Z client 1 2 0x3 102 text"),
+          time + " elsewhere 1 2 0x3 102 text", time + "  client 1 2 0x3 102 text",
+          time + " client -1 2 0x3 102 text", time + " client 1 0x2 0x3 102 text",
+          time + " client 4294967296 2 0x3 102 text", time + " client 1 2 3 102 text",
+          time + " client 1 2 0x 102 text", time + " client 1 2 0x3 1o2 text",
+          time + " client 1 2 0x3  text"})
         EXPECT_FALSE(desk::parse_log_line(text)) << text;
 }
 
 TEST(ParseLogLine, RefusesTextsThatFormattingDoesNotMake) {
     const std::string head = "2026-01-31T23:59:59.123456Z client 1 2 0x3 102 ";
     for (const std::string &text :
-         {std::string("\\"), std::string("\\q"), std::string("\\x"), std::string("\\x1"), std::string("\\xg0"),
-          std::string("\\x-1"), std::string("line\nfeed"), std::string("\xe4"), std::string(1, '\0')})
+         {std::string("\\"), std::string("\\q"), std::string("\\x"), std::string("\\x1"),
+          std::string("\\xg0"), std::string("\\x-1"), std::string("line\nfeed"),
+          std::string("\xe4"), std::string(1, '\0')})
         EXPECT_FALSE(desk::parse_log_line(head + text)) << text;
     EXPECT_TRUE(desk::parse_log_line(head + "text"));
 }
@@ -99,15 +112,16 @@ TEST(AppendLogLine, AppendsOneLineToTheSinksFile) {
     fs::create_directory(scratch / "log");
     EXPECT_TRUE(desk::append_log_line(scratch.path(), sample("first\n")));
     EXPECT_TRUE(desk::append_log_line(scratch.path(), sample("second")));
-    EXPECT_EQ(contents(scratch / "log/client"),
-              desk::format_log_line(sample("first\n")) + "\n" + desk::format_log_line(sample("second")) + "\n");
+    EXPECT_EQ(contents(scratch / "log/client"), desk::format_log_line(sample("first\n")) + "\n" +
+                                                    desk::format_log_line(sample("second")) + "\n");
 }
 
 TEST(AppendLogLine, MakesAFileForThisUserOnly) {
     const scratch_directory scratch;
     fs::create_directory(scratch / "log");
     ASSERT_TRUE(desk::append_log_line(scratch.path(), sample("text")));
-    EXPECT_EQ(fs::status(scratch / "log/client").permissions(), fs::perms::owner_read | fs::perms::owner_write);
+    EXPECT_EQ(fs::status(scratch / "log/client").permissions(),
+              fs::perms::owner_read | fs::perms::owner_write);
 }
 
 TEST(AppendLogLine, RefusesASinkThatIsNone) {
@@ -134,8 +148,8 @@ TEST(AppendLogLine, DoesNotFollowALink) {
     EXPECT_FALSE(fs::exists(scratch / "elsewhere"));
 }
 
-// Whether a line is written, and why not, when the file may grow by so many bytes only. A limit on its size stands in
-// for a full disk.
+// Whether a line is written, and why not, when the file may grow by so many bytes only. A limit on
+// its size stands in for a full disk.
 child_result append_with_room_for(const scratch_directory &scratch, std::size_t room) {
     return desk_test::run_in_child([&] {
         const auto size = static_cast<rlim_t>(fs::file_size(scratch / "log/client") + room);

@@ -14,7 +14,8 @@ using namespace desk_test;
 
 constexpr kind_of_answer general[] = {{90002, 14}, {90003, 15}, {90004, 16}};
 
-// The status of each parser. What a parser stores on success is told apart from what it must leave alone on failure.
+// The status of each parser. What a parser stores on success is told apart from what it must leave
+// alone on failure.
 struct parsed {
     std::uint32_t result;
     std::optional<std::uint32_t> status{};
@@ -52,8 +53,8 @@ parsed parse_allocation_count(const void *rsp, std::uint32_t kind = 13) {
 parsed parse_allocation(const void *rsp, std::uint32_t kind = 13) {
     std::uint32_t status = sentinel;
     words parm(3, sentinel);
-    const std::uint32_t result =
-        nerb_parse_alloc_ltl_rsp_parm(rsp, &status, kind, reinterpret_cast<nerb_alloc_ltl_rsp_parm *>(parm.data()));
+    const std::uint32_t result = nerb_parse_alloc_ltl_rsp_parm(
+        rsp, &status, kind, reinterpret_cast<nerb_alloc_ltl_rsp_parm *>(parm.data()));
     return {result, status, {}, parm};
 }
 

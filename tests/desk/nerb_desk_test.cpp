@@ -51,9 +51,11 @@ TEST_F(NerbDesk, ReadsAnswersOfEveryKind) {
         EXPECT_EQ(head_of_answer(answer.get()).result, 0);
         EXPECT_EQ(head_of_answer(answer.get()).stored, (words{kind, 0x31323334, 0x35363738, 2}));
         EXPECT_EQ(entry_of_answer(answer.get(), 0).result, 0);
-        EXPECT_EQ(entry_of_answer(answer.get(), 0).stored, (words{0x41424344, 0x45464748, 0x494a4b4c, 0x4d4e4f50}));
+        EXPECT_EQ(entry_of_answer(answer.get(), 0).stored,
+                  (words{0x41424344, 0x45464748, 0x494a4b4c, 0x4d4e4f50}));
         EXPECT_EQ(entry_of_answer(answer.get(), 1).result, 0);
-        EXPECT_EQ(entry_of_answer(answer.get(), 1).stored, (words{0x51525354, 0x55565758, 0x595a5b5c, 0x5d5e5f60}));
+        EXPECT_EQ(entry_of_answer(answer.get(), 1).stored,
+                  (words{0x51525354, 0x55565758, 0x595a5b5c, 0x5d5e5f60}));
     }
 }
 

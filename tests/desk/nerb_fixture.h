@@ -37,7 +37,8 @@ protected:
         desk::frame_head head = head_of(desk::frame_kind::message, opcode, payload.size());
         head.sap = sap;
         // Apart, since a long answer takes more than a socket holds.
-        const auto written = std::async(std::launch::async, [&] { write_all(end.get(), bytes_of(head) + payload); });
+        const auto written =
+            std::async(std::launch::async, [&] { write_all(end.get(), bytes_of(head) + payload); });
         message_ptr made;
         EXPECT_EQ(receive(made, patience_ms), 1);
         return made;

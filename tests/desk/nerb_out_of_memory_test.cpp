@@ -1,5 +1,5 @@
-// Memory that runs out: every allocation within a request is made to fail in turn. The request goes out whole or not at
-// all, says which, and never throws into its C caller.
+// Memory that runs out: every allocation within a request is made to fail in turn. The request goes
+// out whole or not at all, says which, and never throws into its C caller.
 #include "failing_new.h"
 #include "kyt_fixture.h"
 
@@ -45,7 +45,8 @@ TEST_F(NerbOutOfMemory, SendsAllocationsWholeOrNotAtAll) {
 
 TEST_F(NerbOutOfMemory, SendsReleasesWholeOrNotAtAll) {
     const std::uint32_t entry[3] = {0x4000, 7, 0};
-    expect_whole_or_nothing([&] { return nerb_send_batched_mcast_dealloc_msg(queue, 1, entry, 9); });
+    expect_whole_or_nothing(
+        [&] { return nerb_send_batched_mcast_dealloc_msg(queue, 1, entry, 9); });
 }
 
 TEST_F(NerbOutOfMemory, SendsFloodUpdatesWholeOrNotAtAll) {

@@ -28,10 +28,13 @@ std::uint32_t address_of(const void *what) {
     return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(what));
 }
 
-// An entry of an allocation or modification, as libvell lays it out; the words that are not sent are not zero.
-bytes ltl_entry(std::uint32_t key1, std::uint32_t key2, std::uint16_t count, const void *interfaces) {
+// An entry of an allocation or modification, as libvell lays it out; the words that are not sent
+// are not zero.
+bytes ltl_entry(std::uint32_t key1, std::uint32_t key2, std::uint16_t count,
+                const void *interfaces) {
     return words({key1, key2, 0xeeeeeeee}) +
-           bytes{static_cast<std::uint8_t>(count & 0xff), static_cast<std::uint8_t>(count >> 8), 0xee, 0xee} +
+           bytes{static_cast<std::uint8_t>(count & 0xff), static_cast<std::uint8_t>(count >> 8),
+                 0xee, 0xee} +
            words({address_of(interfaces), 0xeeeeeeee});
 }
 
@@ -101,14 +104,16 @@ bytes head(std::uint8_t length, std::uint8_t opcode) {
 
 TEST_F(NerbRequests, AskForAllocations) {
     const bytes payload = two_entries();
-    // clang-format off
-    const bytes expected = {
-        0x04, 0x03, 0x02, 0x01, 2,    0,    0,    0,                            // cookie, 2 entries
-        0x14, 0x13, 0x12, 0x11, 0x18, 0x17, 0x16, 0x15, 3, 0, 0, 0,             // keys, 3 interfaces
-        0x00, 0x07, 0x03, 0x68, 0x0c, 0x00, 0x00, 0x18, 0x0a, 0x00, 0x00, 0x14, // Eth3/7, Po12, Vlan10
-        0x24, 0x23, 0x22, 0x21, 0x28, 0x27, 0x26, 0x25, 0, 0, 0, 0};            // keys, no interface
-    // clang-format on
-    EXPECT_EQ(frame_of([&] { return nerb_send_batched_mcast_alloc_req(queue, payload.data(), 0x01020304); }),
+    const bytes expected = {0x04, 0x03, 0x02, 0x01, 2,    0,    0,    0, // cookie, 2 entries
+                            0x14, 0x13, 0x12, 0x11, 0x18, 0x17, 0x16, 0x15,
+                            3,    0,    0,    0, // keys, 3 interfaces
+                            0x00, 0x07, 0x03, 0x68, 0x0c, 0x00, 0x00, 0x18,
+                            0x0a, 0x00, 0x00, 0x14, // Eth3/7, Po12, Vlan10
+                            0x24, 0x23, 0x22, 0x21, 0x28, 0x27, 0x26, 0x25,
+                            0,    0,    0,    0}; // keys, no interface
+    EXPECT_EQ(frame_of([&] {
+                  return nerb_send_batched_mcast_alloc_req(queue, payload.data(), 0x01020304);
+              }),
               head(44, 0x91) + expected);
 }
 
@@ -119,28 +124,35 @@ TEST_F(NerbRequests, AskForModifications) {
 }
 
 TEST_F(NerbRequests, AskForReleases) {
-    const bytes entries = words({0x81828384, 0x85868788, 0x898a8b8c, 0x91929394, 0x95969798, 0x999a9b9c});
-    EXPECT_EQ(frame_of([&] { return nerb_send_batched_mcast_dealloc_msg(queue, 2, entries.data(), 9); }),
-              head(32, 0x93) + words({9, 2}) + entries);
+    const bytes entries =
+        words({0x81828384, 0x85868788, 0x898a8b8c, 0x91929394, 0x95969798, 0x999a9b9c});
+    EXPECT_EQ(
+        frame_of([&] { return nerb_send_batched_mcast_dealloc_msg(queue, 2, entries.data(), 9); }),
+        head(32, 0x93) + words({9, 2}) + entries);
 }
 
 TEST_F(NerbRequests, AskForFloodUpdates) {
     const bytes payload = flood_payload();
     int context = 0;
-    EXPECT_EQ(frame_of([&] { return nerb_send_flood_ltl_update_req(queue, payload.data(), &context); }),
-              head(72, 0x94) + words({address_of(&context)}) + part(payload, 0, 68));
+    EXPECT_EQ(
+        frame_of([&] { return nerb_send_flood_ltl_update_req(queue, payload.data(), &context); }),
+        head(72, 0x94) + words({address_of(&context)}) + part(payload, 0, 68));
 }
 
 TEST_F(NerbRequests, MayHaveNoEntries) {
     const bytes none = {0, 0, 0, 0};
-    EXPECT_EQ(payload_sent_by([&] { return nerb_send_batched_mcast_alloc_req(queue, none.data(), 9); }), words({9, 0}));
+    EXPECT_EQ(
+        payload_sent_by([&] { return nerb_send_batched_mcast_alloc_req(queue, none.data(), 9); }),
+        words({9, 0}));
     kyt_desk_queue_close(queue);
     queue = kyt_desk_queue_open();
-    EXPECT_EQ(payload_sent_by([&] { return nerb_send_flood_ltl_update_req(queue, none.data(), &queue); }),
-              words({address_of(&queue), 0}));
+    EXPECT_EQ(
+        payload_sent_by([&] { return nerb_send_flood_ltl_update_req(queue, none.data(), &queue); }),
+        words({address_of(&queue), 0}));
     kyt_desk_queue_close(queue);
     queue = kyt_desk_queue_open();
-    EXPECT_EQ(payload_sent_by([&] { return nerb_send_batched_mcast_dealloc_msg(queue, 0, none.data(), 9); }),
+    EXPECT_EQ(payload_sent_by(
+                  [&] { return nerb_send_batched_mcast_dealloc_msg(queue, 0, none.data(), 9); }),
               words({9, 0}));
 }
 
@@ -152,7 +164,8 @@ TEST_F(NerbRequests, TakeAllInterfacesThatSixteenBitsCount) {
     const bytes payload = bytes{1, 0} + ltl_entry(1, 2, 65535, many.data());
     std::uint32_t result = 99;
     const desk::file_descriptor other = connect();
-    std::thread sender([&] { result = nerb_send_batched_mcast_alloc_req(queue, payload.data(), 9); });
+    std::thread sender(
+        [&] { result = nerb_send_batched_mcast_alloc_req(queue, payload.data(), 9); });
     const bytes frame = read_up_to(other.get(), head_size + 20 + 4 * 65535);
     sender.join();
     EXPECT_EQ(result, 0u);
@@ -170,7 +183,8 @@ TEST_F(NerbRequests, MayLieAnywhereInMemory) {
     kyt_desk_queue_close(queue);
     queue = kyt_desk_queue_open();
     const bytes flood = bytes{0xee} + flood_payload();
-    EXPECT_EQ(payload_sent_by([&] { return nerb_send_flood_ltl_update_req(queue, flood.data() + 1, &queue); }),
+    EXPECT_EQ(payload_sent_by(
+                  [&] { return nerb_send_flood_ltl_update_req(queue, flood.data() + 1, &queue); }),
               words({address_of(&queue)}) + part(flood, 1, 69));
 }
 
@@ -178,7 +192,8 @@ TEST_F(NerbRequests, AreDoneWithThePayloadWhenTheyReturn) {
     std::array<std::uint32_t, 3> list = ports;
     bytes payload = bytes{1, 0} + ltl_entry(1, 2, 3, list.data());
     EXPECT_EQ(payload_sent_by([&] {
-                  const std::uint32_t result = nerb_send_batched_mcast_mod_req(queue, payload.data(), 9);
+                  const std::uint32_t result =
+                      nerb_send_batched_mcast_mod_req(queue, payload.data(), 9);
                   list.fill(0xeeeeeeee);
                   std::ranges::fill(payload, 0xee);
                   return result;
@@ -189,15 +204,22 @@ TEST_F(NerbRequests, AreDoneWithThePayloadWhenTheyReturn) {
 TEST_F(NerbRequests, NeedAPayload) {
     EXPECT_EQ(failure_of([&] { return nerb_send_batched_mcast_alloc_req(queue, nullptr, 9); }), 2u);
     EXPECT_EQ(failure_of([&] { return nerb_send_batched_mcast_mod_req(queue, nullptr, 9); }), 2u);
-    EXPECT_EQ(failure_of([&] { return nerb_send_batched_mcast_dealloc_msg(queue, 1, nullptr, 9); }), 2u);
-    EXPECT_EQ(failure_of([&] { return nerb_send_batched_mcast_dealloc_msg(queue, 0, nullptr, 9); }), 2u);
-    EXPECT_EQ(failure_of([&] { return nerb_send_flood_ltl_update_req(queue, nullptr, &queue); }), 2u);
+    EXPECT_EQ(failure_of([&] { return nerb_send_batched_mcast_dealloc_msg(queue, 1, nullptr, 9); }),
+              2u);
+    EXPECT_EQ(failure_of([&] { return nerb_send_batched_mcast_dealloc_msg(queue, 0, nullptr, 9); }),
+              2u);
+    EXPECT_EQ(failure_of([&] { return nerb_send_flood_ltl_update_req(queue, nullptr, &queue); }),
+              2u);
 }
 
 TEST_F(NerbRequests, NeedTheInterfacesThatTheyCount) {
-    const bytes payload = bytes{2, 0} + ltl_entry(1, 2, 3, ports.data()) + ltl_entry(3, 4, 1, nullptr);
-    EXPECT_EQ(failure_of([&] { return nerb_send_batched_mcast_alloc_req(queue, payload.data(), 9); }), 2u);
-    EXPECT_EQ(failure_of([&] { return nerb_send_batched_mcast_mod_req(queue, payload.data(), 9); }), 2u);
+    const bytes payload =
+        bytes{2, 0} + ltl_entry(1, 2, 3, ports.data()) + ltl_entry(3, 4, 1, nullptr);
+    EXPECT_EQ(
+        failure_of([&] { return nerb_send_batched_mcast_alloc_req(queue, payload.data(), 9); }),
+        2u);
+    EXPECT_EQ(failure_of([&] { return nerb_send_batched_mcast_mod_req(queue, payload.data(), 9); }),
+              2u);
 }
 
 TEST_F(NerbRequests, FailWhenTheyCannotBeSent) {
@@ -222,16 +244,27 @@ TEST_F(NerbRequests, FailWhenTheyCannotBeSent) {
 TEST_F(NerbRequests, FailWhenTheyAreLongerThanAMessageMayBe) {
     const std::vector<std::uint32_t> entries(3 * 1'400'000);
     testing::internal::CaptureStderr();
-    EXPECT_EQ(failure_of([&] { return nerb_send_batched_mcast_dealloc_msg(queue, 1'400'000, entries.data(), 9); }), 1u);
+    EXPECT_EQ(failure_of([&] {
+                  return nerb_send_batched_mcast_dealloc_msg(queue, 1'400'000, entries.data(), 9);
+              }),
+              1u);
     EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("longer than 16777216"));
 }
 
 TEST_F(NerbRequests, FailWhenNoProcessHasSoMuchMemory) {
     const bytes entry = words({1, 2, 3});
-    EXPECT_EQ(failure_of([&] { return nerb_send_batched_mcast_dealloc_msg(queue, 0xffffffff, entry.data(), 9); }), 3u);
-    EXPECT_EQ(failure_of([&] { return nerb_send_batched_mcast_dealloc_msg(queue, 0x0aaaaaab, entry.data(), 9); }), 3u);
+    EXPECT_EQ(failure_of([&] {
+                  return nerb_send_batched_mcast_dealloc_msg(queue, 0xffffffff, entry.data(), 9);
+              }),
+              3u);
+    EXPECT_EQ(failure_of([&] {
+                  return nerb_send_batched_mcast_dealloc_msg(queue, 0x0aaaaaab, entry.data(), 9);
+              }),
+              3u);
     const bytes flood = words({1, 10, 0, 0, 0, 0, 0xffffffff});
-    EXPECT_EQ(failure_of([&] { return nerb_send_flood_ltl_update_req(queue, flood.data(), &queue); }), 3u);
+    EXPECT_EQ(
+        failure_of([&] { return nerb_send_flood_ltl_update_req(queue, flood.data(), &queue); }),
+        3u);
 }
 
 } // namespace

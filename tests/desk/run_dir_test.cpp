@@ -46,8 +46,8 @@ TEST(RunDir, IsInTheUsersRuntimeDirectoryWhenTheVariableIsNotSetOrEmpty) {
 
 TEST(RunDir, IsInTmpWhenThereIsNoUsableRuntimeDirectory) {
     const scoped_environment own("VELLSIM_RUN_DIR", std::nullopt);
-    for (const auto &value :
-         {std::optional<std::string>(), std::optional<std::string>(""), std::optional<std::string>("relative/path")}) {
+    for (const auto &value : {std::optional<std::string>(), std::optional<std::string>(""),
+                              std::optional<std::string>("relative/path")}) {
         const scoped_environment xdg("XDG_RUNTIME_DIR", value);
         EXPECT_EQ(desk::run_dir(), default_run_dir());
     }
@@ -94,7 +94,8 @@ TEST(PrepareRunDir, RefusesAFileInItsPlace) {
 
 TEST(PrepareRunDir, RefusesADirectoryThatOthersMayEnter) {
     const scratch_directory scratch;
-    for (const auto &[mode, text] : {std::pair(0750u, "0750"), std::pair(0701u, "0701"), std::pair(0702u, "0702")}) {
+    for (const auto &[mode, text] :
+         {std::pair(0750u, "0750"), std::pair(0701u, "0701"), std::pair(0702u, "0702")}) {
         ASSERT_EQ(chmod(scratch.path().c_str(), mode), 0);
         EXPECT_EQ(desk::prepare_run_dir(scratch.path()),
                   scratch.path() + ": is open to other users (mode " + text + ", it must be 0700)");
@@ -108,7 +109,8 @@ TEST(PrepareRunDir, RefusesAnotherUsersDirectory) {
         GTEST_SKIP() << "only root can give a directory away";
     const scratch_directory scratch;
     ASSERT_EQ(chown(scratch.path().c_str(), 65534, 65534), 0);
-    EXPECT_EQ(desk::prepare_run_dir(scratch.path()), scratch.path() + ": belongs to user 65534, not to user 0");
+    EXPECT_EQ(desk::prepare_run_dir(scratch.path()),
+              scratch.path() + ": belongs to user 65534, not to user 0");
 }
 
 TEST(PrepareRunDir, RefusesALogFolderThatIsNotItsOwn) {

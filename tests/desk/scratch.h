@@ -36,7 +36,8 @@ private:
 // Sets an environment variable, or with no value removes it.
 class scoped_environment {
 public:
-    scoped_environment(std::string name, std::optional<std::string> value) : name_(std::move(name)) {
+    scoped_environment(std::string name, std::optional<std::string> value)
+        : name_(std::move(name)) {
         if (const char *before = std::getenv(name_.c_str()))
             before_ = before;
         set(value);

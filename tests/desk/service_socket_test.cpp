@@ -27,17 +27,20 @@ TEST(ServiceAddress, HasRoomFor107BytesAndRefusesOneMore) {
     const std::string longest = "/" + std::string(96, 'd'); // with "/vell.sock": 107
     EXPECT_EQ(desk::service_address(longest, address), "");
     EXPECT_EQ(address.sun_path, longest + "/vell.sock");
-    EXPECT_EQ(desk::service_address(longest + "d", address),
-              longest + "d/vell.sock: is too long for a socket (108 bytes, at most 107); choose a shorter "
-                        "VELLSIM_RUN_DIR");
+    EXPECT_EQ(
+        desk::service_address(longest + "d", address),
+        longest +
+            "d/vell.sock: is too long for a socket (108 bytes, at most 107); choose a shorter "
+            "VELLSIM_RUN_DIR");
 }
 
 TEST(CheckPeer, TakesThisUserOnly) {
     const auto [here, there] = make_stream_pair();
     EXPECT_EQ(desk::check_peer(here.get()), "");
     const uid_t me = geteuid();
-    EXPECT_EQ(desk::check_peer(here.get(), me + 1),
-              "the other end is of user " + std::to_string(me) + ", not of user " + std::to_string(me + 1));
+    EXPECT_EQ(desk::check_peer(here.get(), me + 1), "the other end is of user " +
+                                                        std::to_string(me) + ", not of user " +
+                                                        std::to_string(me + 1));
 }
 
 TEST(CheckPeer, RefusesWhatIsNoSocket) {
@@ -55,7 +58,8 @@ TEST(ConnectService, ReachesTheSwitch) {
 
 TEST(ConnectService, SaysWhenNobodyListens) {
     const scratch_directory scratch;
-    EXPECT_EQ(desk::connect_service(scratch.path(), 10).reason, scratch / "vell.sock: No such file or directory");
+    EXPECT_EQ(desk::connect_service(scratch.path(), 10).reason,
+              scratch / "vell.sock: No such file or directory");
     listen_in(scratch.path()).reset();
     const desk::connection made = desk::connect_service(scratch.path(), 10);
     EXPECT_FALSE(made.socket);
@@ -64,7 +68,8 @@ TEST(ConnectService, SaysWhenNobodyListens) {
 
 TEST(ConnectService, SaysWhenThereIsNoRunDirectory) {
     const scratch_directory scratch;
-    EXPECT_EQ(desk::connect_service(scratch / "run", 10).reason, scratch / "run: No such file or directory");
+    EXPECT_EQ(desk::connect_service(scratch / "run", 10).reason,
+              scratch / "run: No such file or directory");
 }
 
 TEST(ConnectService, DoesNotTrustADirectoryThatIsOpenToOthers) {

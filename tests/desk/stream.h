@@ -1,5 +1,5 @@
-// The other end of a connection, as a test holds it. Nothing here waits for longer than a few seconds: a test whose
-// bytes never come fails instead of hanging.
+// The other end of a connection, as a test holds it. Nothing here waits for longer than a few
+// seconds: a test whose bytes never come fails instead of hanging.
 #pragma once
 
 #include "file_descriptor.h"
@@ -41,8 +41,8 @@ inline bytes read_up_to(int fd, std::size_t size) {
     bytes result(size);
     std::size_t filled = 0;
     while (filled < size && readable(fd, patience_ms)) {
-        const ssize_t count =
-            through_signals([&] { return recv(fd, result.data() + filled, size - filled, MSG_DONTWAIT); });
+        const ssize_t count = through_signals(
+            [&] { return recv(fd, result.data() + filled, size - filled, MSG_DONTWAIT); });
         if (count <= 0)
             break;
         filled += static_cast<std::size_t>(count);
@@ -54,7 +54,8 @@ inline bytes read_up_to(int fd, std::size_t size) {
 // Whether the other end has closed, with nothing left to read.
 inline bool at_end(int fd) {
     char byte;
-    return readable(fd, patience_ms) && through_signals([&] { return recv(fd, &byte, 1, MSG_DONTWAIT); }) <= 0;
+    return readable(fd, patience_ms) &&
+           through_signals([&] { return recv(fd, &byte, 1, MSG_DONTWAIT); }) <= 0;
 }
 
 // Whether there is neither a byte to read nor an end.
@@ -65,8 +66,8 @@ inline bool is_quiet(int fd) {
 inline void write_all(int fd, const bytes &data) {
     std::size_t written = 0;
     while (written < data.size()) {
-        const ssize_t count =
-            through_signals([&] { return send(fd, data.data() + written, data.size() - written, MSG_NOSIGNAL); });
+        const ssize_t count = through_signals(
+            [&] { return send(fd, data.data() + written, data.size() - written, MSG_NOSIGNAL); });
         if (count <= 0)
             throw std::runtime_error("the other end of the test's connection is gone");
         written += static_cast<std::size_t>(count);
@@ -91,7 +92,8 @@ inline bytes operator+(bytes left, const bytes &right) {
 }
 
 inline bytes part(const bytes &whole, std::size_t from, std::size_t to) {
-    return {whole.begin() + static_cast<std::ptrdiff_t>(from), whole.begin() + static_cast<std::ptrdiff_t>(to)};
+    return {whole.begin() + static_cast<std::ptrdiff_t>(from),
+            whole.begin() + static_cast<std::ptrdiff_t>(to)};
 }
 
 inline bytes bytes_of(const desk::frame_head &head) {

@@ -21,8 +21,8 @@ std::string printed(Body body) {
 
 TEST(DebugPrint, FormatsBehindTheModulesName) {
     EXPECT_EQ(printed([] {
-                  debug_print(1, tessel_dbg_modname, 0, "%s(%d):TRACE: %u of 0x%08x %c%%\n", "f", -7, 4000000000u, 0xab,
-                              'z');
+                  debug_print(1, tessel_dbg_modname, 0, "%s(%d):TRACE: %u of 0x%08x %c%%\n", "f",
+                              -7, 4000000000u, 0xab, 'z');
               }),
               "vell: f(-7):TRACE: 4000000000 of 0x000000ab z%\n");
 }
@@ -40,7 +40,8 @@ TEST(DebugPrint, UsesTheNameThatItIsGiven) {
 
 TEST(DebugPrint, CutsNothing) {
     const std::string text(5000, 'x');
-    EXPECT_EQ(printed([&] { debug_print(1, tessel_dbg_modname, 0, "%s\n", text.c_str()); }), "vell: " + text + "\n");
+    EXPECT_EQ(printed([&] { debug_print(1, tessel_dbg_modname, 0, "%s\n", text.c_str()); }),
+              "vell: " + text + "\n");
 }
 
 TEST(DebugPrint, IsOutBeforeItReturns) {

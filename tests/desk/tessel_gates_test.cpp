@@ -69,7 +69,8 @@ TEST_P(TesselGate, TakesTheDefaultForAWordItDoesNotKnowAndSaysSoOnce) {
             return 0;
         });
         EXPECT_EQ(child.exit_code, 0);
-        EXPECT_EQ(child.error_output, std::string("libtessel: ") + GetParam().variable + " is \"" + value +
+        EXPECT_EQ(child.error_output, std::string("libtessel: ") + GetParam().variable + " is \"" +
+                                          value +
                                           "\", which is none of all, error and off; taken as " +
                                           GetParam().default_text + "\n");
     }

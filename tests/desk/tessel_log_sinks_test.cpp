@@ -21,10 +21,12 @@ using namespace desk_test;
 
 constexpr std::uint32_t module = 0x730000;
 
-// A record as long as it says and no longer, so that a read beyond it is a read beyond the allocation.
+// A record as long as it says and no longer, so that a read beyond it is a read beyond the
+// allocation.
 class record {
 public:
-    record(std::uint32_t level, const std::string &text) : size_(static_cast<std::uint32_t>(4 + text.size())) {
+    record(std::uint32_t level, const std::string &text)
+        : size_(static_cast<std::uint32_t>(4 + text.size())) {
         bytes_ = std::make_unique<char[]>(size_);
         std::memcpy(bytes_.get(), &level, 4);
         std::memcpy(bytes_.get() + 4, text.data(), text.size());
@@ -81,7 +83,9 @@ TEST_F(TesselLog, KeepsTheHistory) {
 TEST_F(TesselLog, KeepsTheClientsLogUnderItsUuid) {
     const record event(104, with_nul("text"));
     EXPECT_EQ(tessel_his_log_event_for_uuid_inst(384, module, 1, 0, event.size(), event.get()), 0u);
-    EXPECT_EQ(tessel_his_log_event_for_uuid_inst(0xffffffff, 0x740001, 1, 0, event.size(), event.get()), 0u);
+    EXPECT_EQ(
+        tessel_his_log_event_for_uuid_inst(0xffffffff, 0x740001, 1, 0, event.size(), event.get()),
+        0u);
     const auto found = lines("client");
     ASSERT_EQ(found.size(), 2u);
     EXPECT_EQ(found[0].sink, "client");
@@ -94,7 +98,8 @@ TEST_F(TesselLog, KeepsTheClientsLogUnderItsUuid) {
 }
 
 TEST_F(TesselLog, TakesTextsOfEveryLengthAndByte) {
-    for (const std::string &text : {std::string(), std::string(511, 'x'), std::string("\t\\\x01\x7f\x80\xff\n")}) {
+    for (const std::string &text :
+         {std::string(), std::string(511, 'x'), std::string("\t\\\x01\x7f\x80\xff\n")}) {
         const record event(104, with_nul(text));
         EXPECT_EQ(tessel_hist_event(module, event.size(), event.get()), 0u);
         EXPECT_EQ(lines("history").back().text, text);
@@ -134,7 +139,8 @@ TEST_F(TesselLog, DropsWhatIsNoRecordAndSaysSo) {
         return dropped;
     });
     EXPECT_EQ(child.exit_code, 7);
-    EXPECT_EQ(child.error_output, "libtessel: log records are dropped: a record of 0 bytes is no level with a text\n");
+    EXPECT_EQ(child.error_output,
+              "libtessel: log records are dropped: a record of 0 bytes is no level with a text\n");
     EXPECT_TRUE(nothing_was_written());
 }
 
@@ -147,7 +153,8 @@ protected:
             errno = EXDEV;
             for (int call = 0; call < 3; ++call)
                 if (tessel_hist_event(module, event.size(), event.get()) == 0 ||
-                    tessel_his_log_event_for_uuid_inst(384, module, 1, 0, event.size(), event.get()) == 0)
+                    tessel_his_log_event_for_uuid_inst(384, module, 1, 0, event.size(),
+                                                       event.get()) == 0)
                     return 1;
             return errno == EXDEV ? 0 : 2;
         });
@@ -213,7 +220,8 @@ TEST_F(TesselLog, KeepsTheRecordsOfSeveralProcessesApart) {
     const auto found = lines("history");
     EXPECT_EQ(found.size(), 100u);
     for (const auto &line : found)
-        EXPECT_EQ(line.text, std::string(500, line.pid == static_cast<std::uint32_t>(other) ? 'b' : 'a'));
+        EXPECT_EQ(line.text,
+                  std::string(500, line.pid == static_cast<std::uint32_t>(other) ? 'b' : 'a'));
 }
 
 } // namespace

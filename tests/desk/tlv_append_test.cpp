@@ -17,7 +17,8 @@ protected:
     void expect_array(const bytes &expected) const {
         const std::size_t from = 8 + GetParam();
         bytes whole(room.size(), untouched);
-        std::copy(expected.begin(), expected.end(), whole.begin() + static_cast<std::ptrdiff_t>(from));
+        std::copy(expected.begin(), expected.end(),
+                  whole.begin() + static_cast<std::ptrdiff_t>(from));
         EXPECT_EQ(room, whole);
     }
 
@@ -27,7 +28,8 @@ protected:
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(AtOffset, TlvAppend, testing::Values(0, 1, 2, 3), testing::PrintToStringParamName());
+INSTANTIATE_TEST_SUITE_P(AtOffset, TlvAppend, testing::Values(0, 1, 2, 3),
+                         testing::PrintToStringParamName());
 
 TEST_P(TlvAppend, WritesTheHeadAndTheFirstTlv) {
     ASSERT_EQ(state.append(array, 400, 0x1234, {0xa1, 0xa2, 0xa3, 0xa4}), 0u);
@@ -59,11 +61,13 @@ TEST_P(TlvAppend, StartsAFreshArrayOverWhatWasThere) {
 TEST_P(TlvAppend, GivesEachOfTwoRecordsItsArrayWithOneState) {
     ASSERT_EQ(state.append(array, 400, 0, {1, 2, 3, 4}), 0u);
     ASSERT_EQ(state.append(array, 400, 2, {5, 6, 7, 8}), 0u);
-    std::uint8_t *second = array + 20 + 44; // behind the first array, and the head of a second record
+    std::uint8_t *second =
+        array + 20 + 44; // behind the first array, and the head of a second record
     ASSERT_EQ(state.append(second, 400, 0, {9}), 0u);
     ASSERT_EQ(state.append(second, 400, 1, {10, 11}), 0u);
 
-    expect_array(bytes{2, 0, 4, 0, 0, 0, 4, 0, 1, 2, 3, 4, 2, 0, 4, 0, 5, 6, 7, 8} + bytes(44, untouched) +
+    expect_array(bytes{2, 0, 4, 0, 0, 0, 4, 0, 1, 2, 3, 4, 2, 0, 4, 0, 5, 6, 7, 8} +
+                 bytes(44, untouched) +
                  bytes{2, 0, 4, 0, 0, 0, 1, 0, 9, 0, 0, 0, 1, 0, 2, 0, 10, 11, 0, 0});
     EXPECT_EQ(state, (append_state{address_of(second) + 20, 16}));
 }
@@ -132,23 +136,29 @@ TEST_P(TlvAppend, RefusesNullPointersAndChangesNothing) {
     const bytes value = {1, 2, 3, 4};
     std::uint32_t *position = &state.position;
     std::uint32_t *size = &state.size;
-    EXPECT_EQ(tlv_aligned_array_append_tlv(nullptr, position, size, 400, 1, 4, value.data(), 0), 3u);
+    EXPECT_EQ(tlv_aligned_array_append_tlv(nullptr, position, size, 400, 1, 4, value.data(), 0),
+              3u);
     EXPECT_EQ(tlv_aligned_array_append_tlv(array, nullptr, size, 400, 1, 4, value.data(), 0), 3u);
-    EXPECT_EQ(tlv_aligned_array_append_tlv(array, position, nullptr, 400, 1, 4, value.data(), 0), 3u);
+    EXPECT_EQ(tlv_aligned_array_append_tlv(array, position, nullptr, 400, 1, 4, value.data(), 0),
+              3u);
     EXPECT_EQ(tlv_aligned_array_append_tlv(array, position, size, 400, 1, 4, nullptr, 0), 3u);
     EXPECT_EQ(state, append_state{});
     expect_array({});
 }
 
 TEST_P(TlvAppend, TakesNoValueForALengthOfZero) {
-    EXPECT_EQ(tlv_aligned_array_append_tlv(array, &state.position, &state.size, 400, 9, 0, nullptr, 0), 0u);
+    EXPECT_EQ(
+        tlv_aligned_array_append_tlv(array, &state.position, &state.size, 400, 9, 0, nullptr, 0),
+        0u);
     expect_array({1, 0, 1, 0, 9, 0, 0, 0});
 }
 
 TEST(TlvAppendLimits, TakesTheLongestValue) {
     bytes room(4 + 4 + 65536, untouched);
     append_state state;
-    ASSERT_EQ(state.append(room.data(), static_cast<std::uint32_t>(room.size()), 1, bytes(65535, 0x11)), 0u);
+    ASSERT_EQ(
+        state.append(room.data(), static_cast<std::uint32_t>(room.size()), 1, bytes(65535, 0x11)),
+        0u);
     EXPECT_EQ(bytes(room.begin(), room.begin() + 8), (bytes{1, 0, 0x01, 0x40, 1, 0, 0xff, 0xff}));
     EXPECT_EQ(room[room.size() - 2], 0x11);
     EXPECT_EQ(room.back(), 0);

@@ -27,9 +27,11 @@ struct append_state {
     std::uint32_t position = 0;
     std::uint32_t size = 0;
 
-    std::uint32_t append(void *array, std::uint32_t capacity, std::uint16_t type, const bytes &value) {
+    std::uint32_t append(void *array, std::uint32_t capacity, std::uint16_t type,
+                         const bytes &value) {
         return tlv_aligned_array_append_tlv(array, &position, &size, capacity, type,
-                                            static_cast<std::uint16_t>(value.size()), value.data(), 0);
+                                            static_cast<std::uint16_t>(value.size()), value.data(),
+                                            0);
     }
 
     bool operator==(const append_state &) const = default;

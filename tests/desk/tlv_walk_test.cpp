@@ -8,7 +8,8 @@ namespace {
 
 using namespace desk_test;
 
-// Bytes at one of the four alignments, with nothing behind them: a read beyond them is a read beyond the allocation.
+// Bytes at one of the four alignments, with nothing behind them: a read beyond them is a read
+// beyond the allocation.
 class placed_array {
 public:
     placed_array(std::size_t offset, const bytes &content)
@@ -38,7 +39,8 @@ protected:
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(AtOffset, TlvWalk, testing::Values(0, 1, 2, 3), testing::PrintToStringParamName());
+INSTANTIATE_TEST_SUITE_P(AtOffset, TlvWalk, testing::Values(0, 1, 2, 3),
+                         testing::PrintToStringParamName());
 
 TEST_P(TlvWalk, FindsEveryTlvInOrder) {
     const placed_array array = place({3,    0,    7,    0,                         //
@@ -52,7 +54,9 @@ TEST_P(TlvWalk, FindsEveryTlvInOrder) {
     const struct {
         found_tlv tlv;
         std::uint32_t cursor;
-    } expected[] = {{{0x1234, 5, array.get() + 8}, 12}, {{9, 0, array.get() + 20}, 16}, {{2, 8, array.get() + 24}, 28}};
+    } expected[] = {{{0x1234, 5, array.get() + 8}, 12},
+                    {{9, 0, array.get() + 20}, 16},
+                    {{2, 8, array.get() + 24}, 28}};
     std::uint32_t cursor = 0;
     for (const auto &[tlv, behind] : expected) {
         found_tlv found;
@@ -106,9 +110,11 @@ TEST(TlvWalkRefuses, NullPointers) {
     const void *value = nullptr;
     std::uint32_t cursor = 0;
     EXPECT_EQ(tlv_aligned_array_get_next_tlv(nullptr, &type, &length, &value, 0, &cursor), 3u);
-    EXPECT_EQ(tlv_aligned_array_get_next_tlv(array.data(), nullptr, &length, &value, 0, &cursor), 3u);
+    EXPECT_EQ(tlv_aligned_array_get_next_tlv(array.data(), nullptr, &length, &value, 0, &cursor),
+              3u);
     EXPECT_EQ(tlv_aligned_array_get_next_tlv(array.data(), &type, nullptr, &value, 0, &cursor), 3u);
-    EXPECT_EQ(tlv_aligned_array_get_next_tlv(array.data(), &type, &length, nullptr, 0, &cursor), 3u);
+    EXPECT_EQ(tlv_aligned_array_get_next_tlv(array.data(), &type, &length, nullptr, 0, &cursor),
+              3u);
     EXPECT_EQ(tlv_aligned_array_get_next_tlv(array.data(), &type, &length, &value, 0, nullptr), 3u);
     EXPECT_EQ(type, 0xdddd);
     EXPECT_EQ(length, 0xeeee);

@@ -20,8 +20,10 @@ public:
         kyt_desk_queue_close(handle);
     }
 
-    // Registers and waits for the answer. Returns the result of vell_register_ack, 0 when none came.
-    std::uint32_t register_client(std::uint32_t uuid, const char *segment, int timeout_ms = 20000) const {
+    // Registers and waits for the answer. Returns the result of vell_register_ack, 0 when none
+    // came.
+    std::uint32_t register_client(std::uint32_t uuid, const char *segment,
+                                  int timeout_ms = 20000) const {
         return vell_register(handle, uuid, segment) != 0 ? take_answer(timeout_ms) : 0;
     }
 

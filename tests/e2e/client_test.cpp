@@ -1,4 +1,5 @@
-// A client process on the desk, as a daemon would be: the library, the desk's transport and a real service.
+// A client process on the desk, as a daemon would be: the library, the desk's transport and a real
+// service.
 #include "client.h"
 #include "desk.h"
 
@@ -121,11 +122,13 @@ TEST_F(Client, EveryFieldAndListOfARouteArrives) {
     EXPECT_EQ(held["df_ordinal"], 0xfe);
     EXPECT_EQ(held["table"], 0x21222324);
     EXPECT_EQ(held["flags_word"], "0x10000801000");
-    const json oifs = json::parse(R"([{"if_index":1001,"kind":0},{"if_index":1002,"kind":1},{"if_index":1003,"kind":4},
+    const json oifs = json::parse(
+        R"([{"if_index":1001,"kind":0},{"if_index":1002,"kind":1},{"if_index":1003,"kind":4},
                                       {"if_index":1004,"kind":8},{"if_index":1005,"kind":12}])");
     EXPECT_EQ(held["oifs"], oifs);
     EXPECT_EQ(held["mti"], json::parse("[[1,2,3,4]]"));
-    EXPECT_EQ(held["glt"], json::parse(R"([{"words":[5,6,7,8],"data":"0a0b0c","length":3,"last":9}])"));
+    EXPECT_EQ(held["glt"],
+              json::parse(R"([{"words":[5,6,7,8],"data":"0a0b0c","length":3,"last":9}])"));
     EXPECT_EQ(vell_deregister(), 1u);
     expect_no_reference_leaked();
 }
@@ -151,7 +154,8 @@ TEST_F(Client, SeveralRecordsInOneMessageEachKeepTheirOwnLists) {
 
     EXPECT_EQ(route_of("239.1.1.1")["oifs"].size(), 1u);
     EXPECT_EQ(route_of("239.1.1.2")["oifs"].size(), 2u);
-    EXPECT_EQ(route_of("239.1.1.3")["oifs"], json::parse(R"([{"if_index":200,"kind":0},{"if_index":201,"kind":0},
+    EXPECT_EQ(route_of("239.1.1.3")["oifs"],
+              json::parse(R"([{"if_index":200,"kind":0},{"if_index":201,"kind":0},
                                                              {"if_index":202,"kind":0}])"));
     EXPECT_EQ(route_of("239.1.1.4")["oifs"].size(), 0u);
     EXPECT_EQ(route_of("239.1.1.5")["oifs"].size(), 1u);
@@ -255,7 +259,8 @@ TEST_F(Client, AKilledServiceMakesSendsFailCleanlyAndARestartedOneIsUsableAfterR
     expect_no_reference_leaked();
 
     start_switch();
-    EXPECT_EQ(vell_register(queue.handle, 500, "survivor"), 0u) << "still registered, as far as the library knows";
+    EXPECT_EQ(vell_register(queue.handle, 500, "survivor"), 0u)
+        << "still registered, as far as the library knows";
     EXPECT_EQ(vell_deregister(), 1u);
     ASSERT_EQ(queue.register_client(501, "survivor"), 1u);
     route_message message;
@@ -284,10 +289,12 @@ TEST_F(Client, ARejectedRegistrationIsTracedInTheLogs) {
             EXPECT_EQ(line["pid"], getpid());
         }
     }
-    EXPECT_THAT(history, testing::ElementsAre("vell_register_ack(180):TRACE: Failed to update client_id\n",
-                                              "vell_send_v6_mroute_update(700):ERROR: Client not registered\n"));
-    EXPECT_THAT(client, testing::ElementsAre("vell_register_ack(180):Failed to update client_id\n",
-                                             "vell_send_v6_mroute_update(700):ERROR: Client not registered\n"));
+    EXPECT_THAT(history, testing::ElementsAre(
+                             "vell_register_ack(180):TRACE: Failed to update client_id\n",
+                             "vell_send_v6_mroute_update(700):ERROR: Client not registered\n"));
+    EXPECT_THAT(client, testing::ElementsAre(
+                            "vell_register_ack(180):Failed to update client_id\n",
+                            "vell_send_v6_mroute_update(700):ERROR: Client not registered\n"));
 }
 
 TEST_F(Client, AnAcknowledgmentThatComesTwiceIsTakenTwice) {
@@ -342,7 +349,8 @@ TEST_F(Client, TheExampleClientWithoutASwitchSaysWhatToDo) {
 }
 
 TEST_F(Client, AClientThatIsNoPositionIndependentExecutableSharesTheCursorsWithTheLibrary) {
-    // Such a program carries copies of the library's exported variables; the library must use the copies.
+    // Such a program carries copies of the library's exported variables; the library must use the
+    // copies.
     const auto client = run_program({FIXED_ADDRESS_CLIENT_PATH});
     EXPECT_EQ(client.status, 0) << client.err;
 }

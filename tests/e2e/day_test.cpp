@@ -59,21 +59,23 @@ protected:
         return path;
     }
 
-    std::map<std::string, std::string> files = {{"--routes", sample("campus.mroute.json")},
-                                                {"--routes-links", sample("campus.links.json")},
-                                                {"--mdb", sample("snooping.mdb.json")},
-                                                {"--mdb-links", sample("snooping.links.json")},
-                                                {"--later-mdb", sample("snooping-later.mdb.json")},
-                                                {"--later-mdb-links", sample("snooping-later.links.json")},
-                                                {"--ports", sample("flood.ports.json")},
-                                                {"--later-ports", sample("flood-later.ports.json")}};
+    std::map<std::string, std::string> files = {
+        {"--routes", sample("campus.mroute.json")},
+        {"--routes-links", sample("campus.links.json")},
+        {"--mdb", sample("snooping.mdb.json")},
+        {"--mdb-links", sample("snooping.links.json")},
+        {"--later-mdb", sample("snooping-later.mdb.json")},
+        {"--later-mdb-links", sample("snooping-later.links.json")},
+        {"--ports", sample("flood.ports.json")},
+        {"--later-ports", sample("flood-later.ports.json")}};
 };
 
 TEST_F(Day, EndsWithEverythingHeldThatWasSent) {
     start_switch();
     const auto day = live();
     EXPECT_EQ(day.status, 0) << day.out << day.err;
-    EXPECT_NE(day.out.find("What was sent and what the service and the LTL manager hold agree.\n"), std::string::npos)
+    EXPECT_NE(day.out.find("What was sent and what the service and the LTL manager hold agree.\n"),
+              std::string::npos)
         << day.out;
     for (const char *row : {"routes                      29          29     29  yes\n",
                             "layer-2 entries             56          30     30  yes\n",
@@ -88,7 +90,8 @@ TEST_F(Day, EndsWithEverythingHeldThatWasSent) {
     EXPECT_EQ(show("l2")["entries"].size(), 30u);
     const plain_ltls ltls = held_ltls(show("ltl"));
     EXPECT_EQ(ltls.size(), 30u);
-    EXPECT_EQ(ltls, recorded_ltls(sample_json("snooping-later.mdb.json"), sample_json("snooping-later.links.json")));
+    EXPECT_EQ(ltls, recorded_ltls(sample_json("snooping-later.mdb.json"),
+                                  sample_json("snooping-later.links.json")));
     EXPECT_GE(show("flood").size(), 7u);
 }
 
@@ -96,7 +99,8 @@ TEST_F(Day, WithARefusedVlanSaysWhichFloodSetIsNotHeld) {
     start_switch({"--ltl-refuse-vlan", "80"}); // which comes later in the day, without a group
     const auto day = live();
     EXPECT_EQ(day.status, 1);
-    EXPECT_NE(day.out.find("flood sets: VLAN 80: missing"), std::string::npos) << day.out << day.err;
+    EXPECT_NE(day.out.find("flood sets: VLAN 80: missing"), std::string::npos)
+        << day.out << day.err;
     EXPECT_NE(day.out.find("Of 5 kinds, 1 does not agree.\n"), std::string::npos) << day.out;
 }
 
@@ -105,7 +109,8 @@ TEST_F(Day, OnASwitchThatHeldSomethingBeforeFindsIt) {
     ASSERT_EQ(vellfeed({"ltl", "alloc", "--vlan", "77", "--tag", "9", "Eth3/7"}).status, 0);
     const auto day = live();
     EXPECT_EQ(day.status, 1);
-    EXPECT_NE(day.out.find("LTL indexes: LTL 0x4000: unexpected"), std::string::npos) << day.out << day.err;
+    EXPECT_NE(day.out.find("LTL indexes: LTL 0x4000: unexpected"), std::string::npos)
+        << day.out << day.err;
 }
 
 TEST_F(Day, DoesNotAgreeWhereFloodUpdatesWereRefused) {
@@ -122,7 +127,8 @@ TEST_F(Day, GoesOnWhenThePoolOfLtlIndexesIsExhausted) {
     start_switch({"--ltl-pool", "5"});
     const auto day = live();
     EXPECT_EQ(day.status, 1);
-    EXPECT_NE(day.out.find("vellfeed: the LTL manager refused the LTL allocation for VLAN "), std::string::npos)
+    EXPECT_NE(day.out.find("vellfeed: the LTL manager refused the LTL allocation for VLAN "),
+              std::string::npos)
         << day.out << day.err;
     EXPECT_NE(day.out.find(" requests were refused\n"), std::string::npos) << day.out;
     EXPECT_NE(day.out.find("Of 5 kinds, 1 does not agree.\n"), std::string::npos) << day.out;
@@ -145,10 +151,12 @@ TEST_F(Day, LivedTwiceAsksForTheCountersTwice) {
     ASSERT_EQ(live().status, 0);
     const auto again = live();
     EXPECT_EQ(again.status, 1);
-    EXPECT_NE(again.out.find("counters asked              29          29     29  no\n"), std::string::npos)
+    EXPECT_NE(again.out.find("counters asked              29          29     29  no\n"),
+              std::string::npos)
         << again.out;
     EXPECT_NE(again.out.find(": requests: fed 1, held 2\n"), std::string::npos) << again.out;
-    EXPECT_NE(again.out.find("counters asked: and 19 more lines\n"), std::string::npos) << again.out;
+    EXPECT_NE(again.out.find("counters asked: and 19 more lines\n"), std::string::npos)
+        << again.out;
 }
 
 class DayWithAnswers : public Day, public testing::WithParamInterface<std::vector<std::string>> {};
@@ -159,23 +167,27 @@ TEST_P(DayWithAnswers, OutlivesThem) {
     EXPECT_EQ(day.status, 0) << day.out << day.err;
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    LateOrTwice, DayWithAnswers,
-    testing::Values(std::vector<std::string>{"--ack", "twice"}, std::vector<std::string>{"--ltl-answer", "twice"},
-                    std::vector<std::string>{"--answer", "twice"},
-                    std::vector<std::string>{"--ack", "twice", "--answer", "twice", "--ltl-answer", "twice"},
-                    std::vector<std::string>{"--ltl-answer", "late:20", "--answer", "late:20"}));
+INSTANTIATE_TEST_SUITE_P(LateOrTwice, DayWithAnswers,
+                         testing::Values(std::vector<std::string>{"--ack", "twice"},
+                                         std::vector<std::string>{"--ltl-answer", "twice"},
+                                         std::vector<std::string>{"--answer", "twice"},
+                                         std::vector<std::string>{"--ack", "twice", "--answer",
+                                                                  "twice", "--ltl-answer", "twice"},
+                                         std::vector<std::string>{"--ltl-answer", "late:20",
+                                                                  "--answer", "late:20"}));
 
 TEST_F(Day, EndsWhenAnAnswerNeverComes) {
     start_switch({"--ltl-answer", "never"});
     const auto day = live({"--timeout", "100"});
     EXPECT_EQ(day.status, 1);
-    EXPECT_NE(day.err.find("did not answer the flood update within 100 ms"), std::string::npos) << day.err;
+    EXPECT_NE(day.err.find("did not answer the flood update within 100 ms"), std::string::npos)
+        << day.err;
     EXPECT_NE(day.err.find("which `vellsim show flood` tells"), std::string::npos) << day.err;
     EXPECT_EQ(show("clients").at(0)["state"], "deregistered");
 }
 
-// Ports named after their places in the switch are these places for the LTL indexes as they are for the flood sets.
+// Ports named after their places in the switch are these places for the LTL indexes as they are for
+// the flood sets.
 TEST_F(Day, KnowsAPortByItsPlaceInTheSwitchThroughout) {
     const json links = json::array({{{"ifindex", 2}, {"ifname", "br10"}},
                                     {{"ifindex", 17}, {"ifname", "lan1"}},
@@ -191,7 +203,8 @@ TEST_F(Day, KnowsAPortByItsPlaceInTheSwitchThroughout) {
                           {"state", "temp"},
                           {"flags", json::array()}});
         const int index = name == std::string("lan1") ? 17 : name == std::string("po1") ? 18 : 19;
-        ports.push_back({{"ifindex", index}, {"ifname", name}, {"master", "br10"}, {"mcast_flood", true}});
+        ports.push_back(
+            {{"ifindex", index}, {"ifname", name}, {"master", "br10"}, {"mcast_flood", true}});
     }
     const json database = json::array({{{"mdb", groups}, {"router", json::object()}}});
     files["--mdb"] = files["--later-mdb"] = write_file("mdb.json", database);
@@ -212,9 +225,11 @@ TEST_F(Day, TakesOtherBridgesAsItIsTold) {
                                   {"grp", "239.1.1.1"},
                                   {"state", "temp"},
                                   {"flags", json::array()}});
-    const json links = json::array({{{"ifindex", 2}, {"ifname", "lan"}}, {{"ifindex", 17}, {"ifname", "eth1-1"}}});
-    const json ports = json::array({{{"ifindex", 17}, {"ifname", "eth1-1"}, {"master", "lan"}, {"mcast_flood", true}},
-                                    {{"ifindex", 18}, {"ifname", "eth1-2"}, {"master", "wan"}, {"mcast_flood", true}}});
+    const json links =
+        json::array({{{"ifindex", 2}, {"ifname", "lan"}}, {{"ifindex", 17}, {"ifname", "eth1-1"}}});
+    const json ports = json::array(
+        {{{"ifindex", 17}, {"ifname", "eth1-1"}, {"master", "lan"}, {"mcast_flood", true}},
+         {{"ifindex", 18}, {"ifname", "eth1-2"}, {"master", "wan"}, {"mcast_flood", true}}});
     files["--mdb"] = files["--later-mdb"] = write_file("mdb.json", database);
     files["--mdb-links"] = files["--later-mdb-links"] = write_file("links.json", links);
     files["--ports"] = files["--later-ports"] = write_file("ports.json", ports);
@@ -223,7 +238,8 @@ TEST_F(Day, TakesOtherBridgesAsItIsTold) {
     EXPECT_EQ(unknown.status, 1);
     EXPECT_NE(unknown.err.find("name the VLAN with --vlan "), std::string::npos) << unknown.err;
     const auto mistyped = live({"--vlan", "lan=7", "--bridge", "lna"});
-    EXPECT_NE(mistyped.err.find("--bridge \"lna\": no such bridge is in the recordings"), std::string::npos)
+    EXPECT_NE(mistyped.err.find("--bridge \"lna\": no such bridge is in the recordings"),
+              std::string::npos)
         << mistyped.err;
     EXPECT_EQ(show("clients").size(), 0u);
     const auto day = live({"--vlan", "lan=7", "--bridge", "lan"});
@@ -240,7 +256,9 @@ TEST_F(Day, FindsAnIndexThatIsTooLargeBeforeItSendsAnything) {
     start_switch();
     const auto day = live();
     EXPECT_EQ(day.status, 1);
-    EXPECT_NE(day.err.find("the index 67108864 of the port \"lan1\" is too large"), std::string::npos) << day.err;
+    EXPECT_NE(day.err.find("the index 67108864 of the port \"lan1\" is too large"),
+              std::string::npos)
+        << day.err;
     EXPECT_EQ(show("clients").size(), 0u);
 }
 
@@ -255,11 +273,14 @@ TEST_F(Day, SendsNothingWhenARecordingIsWrong) {
 TEST_F(Day, NamesItsOwnOptionsWhereLinksAreMissing) {
     start_switch();
     files["--mdb-links"] = write_file("links.json", json::array());
-    EXPECT_NE(live().err.find("give its own recorded links with --mdb-links FILE"), std::string::npos);
+    EXPECT_NE(live().err.find("give its own recorded links with --mdb-links FILE"),
+              std::string::npos);
     files["--mdb-links"] = sample("snooping.links.json");
     files["--later-mdb-links"] = write_file("links.json", json::array());
     const auto day = live();
-    EXPECT_NE(day.err.find("give the links that were recorded with this table\n"), std::string::npos) << day.err;
+    EXPECT_NE(day.err.find("give the links that were recorded with this table\n"),
+              std::string::npos)
+        << day.err;
 }
 
 TEST_F(Day, ReadsStandardInputOnce) {
@@ -267,7 +288,8 @@ TEST_F(Day, ReadsStandardInputOnce) {
     files["--ports"] = files["--later-ports"] = "-";
     const auto day = live();
     EXPECT_EQ(day.status, 2);
-    EXPECT_NE(day.err.find("standard input (-) can be read only once"), std::string::npos) << day.err;
+    EXPECT_NE(day.err.find("standard input (-) can be read only once"), std::string::npos)
+        << day.err;
 }
 
 TEST_F(Day, WithoutASwitchSaysSo) {

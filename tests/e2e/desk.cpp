@@ -20,7 +20,8 @@ void desk::start_switch(const std::vector<std::string> &options) {
     std::vector<std::string> command = {VELLSIM_PATH, "run", "--quiet"};
     command.insert(command.end(), options.begin(), options.end());
     switch_program = std::make_unique<running_program>(command);
-    ASSERT_NE(the_switch().first_line().find("ready"), std::string::npos) << the_switch().first_line();
+    ASSERT_NE(the_switch().first_line().find("ready"), std::string::npos)
+        << the_switch().first_line();
 }
 
 nlohmann::json desk::show(const std::string &table) {
@@ -28,7 +29,8 @@ nlohmann::json desk::show(const std::string &table) {
     EXPECT_EQ(result.status, 0) << result.err;
     const auto shown = nlohmann::json::parse(result.out, nullptr, false);
     EXPECT_TRUE(shown.is_object() && shown.contains(table)) << result.out;
-    return shown.is_object() ? shown.value(table, nlohmann::json::array()) : nlohmann::json::array();
+    return shown.is_object() ? shown.value(table, nlohmann::json::array())
+                             : nlohmann::json::array();
 }
 
 nlohmann::json desk::route_of(const std::string &group) {

@@ -1,5 +1,6 @@
-// Recorded bridge ports, fed with vellfeed: what the LTL manager holds afterwards is what the kernel printed, VLAN by
-// VLAN and port by port. And LTL indexes, allocated, changed and released from the command line.
+// Recorded bridge ports, fed with vellfeed: what the LTL manager holds afterwards is what the
+// kernel printed, VLAN by VLAN and port by port. And LTL indexes, allocated, changed and released
+// from the command line.
 #include "desk.h"
 #include "recorded.h"
 
@@ -23,7 +24,8 @@ struct plain_set {
 };
 using plain_sets = std::map<int, plain_set>; // by VLAN
 
-// As the manager is to have them: eth3-7 is Eth3/7 on line card 3, po1 Po1, and cam1 if141; vlan10 is not there.
+// As the manager is to have them: eth3-7 is Eth3/7 on line card 3, po1 Po1, and cam1 if141; vlan10
+// is not there.
 plain_sets recorded(const json &ports) {
     plain_sets sets;
     for (const auto &port : ports) {
@@ -56,7 +58,9 @@ class Flood : public desk {
 protected:
     static std::string before() { return sample("flood.ports.json"); }
     static std::string after() { return sample("flood-later.ports.json"); }
-    static plain_sets expected(const char *name) { return recorded(sample_json(std::string(name) + ".ports.json")); }
+    static plain_sets expected(const char *name) {
+        return recorded(sample_json(std::string(name) + ".ports.json"));
+    }
     plain_sets held_now() { return held(show("flood")); }
 
     void expect_fed(std::vector<std::string> ports) {
@@ -108,8 +112,11 @@ TEST_F(Flood, FedTwiceIsRefusedAndLeftAlone) {
     expect_fed({before()});
     const auto again = vellfeed({"flood", before()});
     EXPECT_EQ(again.status, 1);
-    EXPECT_NE(again.out.find("refused: an added interface is present already"), std::string::npos) << again.out;
-    EXPECT_NE(again.err.find("refused 7 of 7 flood sets; it has flood sets already"), std::string::npos) << again.err;
+    EXPECT_NE(again.out.find("refused: an added interface is present already"), std::string::npos)
+        << again.out;
+    EXPECT_NE(again.err.find("refused 7 of 7 flood sets; it has flood sets already"),
+              std::string::npos)
+        << again.err;
     EXPECT_EQ(held_now(), expected("flood"));
 }
 
@@ -150,7 +157,8 @@ TEST_F(Flood, AnAnswerThatNeverComesIsAnErrorInTimeThoughItWasDone) {
     start_switch({"--ltl-answer", "never"});
     const auto fed = vellfeed({"flood", before(), "--timeout", "100"});
     EXPECT_EQ(fed.status, 1);
-    EXPECT_NE(fed.err.find("did not answer the flood update within 100 ms"), std::string::npos) << fed.err;
+    EXPECT_NE(fed.err.find("did not answer the flood update within 100 ms"), std::string::npos)
+        << fed.err;
     EXPECT_EQ(held_now(), expected("flood"));
     expect_compared(before(), 0);
 }
@@ -204,14 +212,18 @@ TEST_F(Ltl, IsAllocatedChangedAndReleased) {
     start_switch();
     expect_done({"alloc", "--vlan", "10", "--tag", "7", "Eth3/7", "Po1"},
                 "allocated LTL 0x4000 with 2 interfaces: Eth3/7 Po1");
-    expect_done({"alloc", "--vlan", "20", "--tag", "8", "Vlan20"}, "allocated LTL 0x4001 with 1 interface: Vlan20");
-    EXPECT_EQ(held_ltls(), (texts{"16384 VLAN 10 tag 7: Po1 Eth3/7", "16385 VLAN 20 tag 8: Vlan20"}));
+    expect_done({"alloc", "--vlan", "20", "--tag", "8", "Vlan20"},
+                "allocated LTL 0x4001 with 1 interface: Vlan20");
+    EXPECT_EQ(held_ltls(),
+              (texts{"16384 VLAN 10 tag 7: Po1 Eth3/7", "16385 VLAN 20 tag 8: Vlan20"}));
     expect_done({"modify", "0x4000", "--tag", "7", "Eth3/8/2", "if12"},
                 "changed LTL 0x4000 with 2 interfaces: Eth3/8/2 if12");
-    EXPECT_EQ(held_ltls(), (texts{"16384 VLAN 10 tag 7: if12 Eth3/8/2", "16385 VLAN 20 tag 8: Vlan20"}));
+    EXPECT_EQ(held_ltls(),
+              (texts{"16384 VLAN 10 tag 7: if12 Eth3/8/2", "16385 VLAN 20 tag 8: Vlan20"}));
     expect_done({"release", "16384", "--tag", "7"}, "released LTL 0x4000");
     EXPECT_EQ(held_ltls(), (texts{"16385 VLAN 20 tag 8: Vlan20"}));
-    expect_done({"alloc", "--vlan", "30", "--tag", "9", "--no-ports"}, "allocated LTL 0x4000 with 0 interfaces: none");
+    expect_done({"alloc", "--vlan", "30", "--tag", "9", "--no-ports"},
+                "allocated LTL 0x4000 with 0 interfaces: none");
     EXPECT_EQ(held_ltls(), (texts{"16384 VLAN 30 tag 9:", "16385 VLAN 20 tag 8: Vlan20"}));
 }
 
@@ -224,7 +236,8 @@ TEST_F(Ltl, StandsForTheRecordedPortsOfAGroup) {
     alloc.emplace_back("239.255.255.250");
     // The bridge itself, lan1, lan2, lan5 and lan6.
     expect_done(alloc, "allocated LTL 0x4000 with 5 interfaces: if101 if102 if105 if106 Vlan10");
-    std::vector<std::string> modify = {"modify", "0x4000", "--tag", "7", "--vlan", "20", "--source", "198.51.100.7"};
+    std::vector<std::string> modify = {"modify", "0x4000", "--tag",    "7",
+                                       "--vlan", "20",     "--source", "198.51.100.7"};
     modify.insert(modify.end(), ports.begin(), ports.end());
     modify.emplace_back("232.1.1.1");
     expect_done(modify, "changed LTL 0x4000 with 2 interfaces: if111 if113");
@@ -234,12 +247,15 @@ TEST_F(Ltl, StandsForTheRecordedPortsOfAGroup) {
 TEST_F(Ltl, RefusalsSayTheReasonAndChangeNothing) {
     start_switch({"--ltl-pool", "1", "--ltl-refuse-vlan", "99"});
     expect_refused({"alloc", "--vlan", "99", "--tag", "7", "Po1"}, "refused by fault mode");
-    expect_refused({"alloc", "--vlan", "10", "--tag", "7", "Po1", "Po1"}, "an interface is in the list twice");
-    expect_done({"alloc", "--vlan", "10", "--tag", "7", "Po1"}, "allocated LTL 0x4000 with 1 interface: Po1");
+    expect_refused({"alloc", "--vlan", "10", "--tag", "7", "Po1", "Po1"},
+                   "an interface is in the list twice");
+    expect_done({"alloc", "--vlan", "10", "--tag", "7", "Po1"},
+                "allocated LTL 0x4000 with 1 interface: Po1");
     expect_refused({"alloc", "--vlan", "10", "--tag", "8", "Po1"}, "the pool is exhausted");
     expect_refused({"modify", "0x4001", "--tag", "7", "Po2"}, "there is no such LTL");
     expect_refused({"modify", "0x4000", "--tag", "8", "Po2"}, "the tag does not match");
-    expect_refused({"modify", "0x4000", "--tag", "7", "Po2", "Po2"}, "an interface is in the list twice");
+    expect_refused({"modify", "0x4000", "--tag", "7", "Po2", "Po2"},
+                   "an interface is in the list twice");
     expect_refused({"release", "0x4001", "--tag", "7"}, "there is no such LTL");
     expect_refused({"release", "0x4000", "--tag", "8"}, "the tag does not match");
     EXPECT_EQ(held_ltls(), (texts{"16384 VLAN 10 tag 7: Po1"}));
@@ -249,8 +265,10 @@ class LtlAnswers : public Ltl, public testing::WithParamInterface<const char *> 
 
 TEST_P(LtlAnswers, MayBeLateOrTwice) {
     start_switch({"--ltl-answer", GetParam()});
-    expect_done({"alloc", "--vlan", "10", "--tag", "7", "Po1"}, "allocated LTL 0x4000 with 1 interface: Po1");
-    expect_done({"modify", "0x4000", "--tag", "7", "Po2"}, "changed LTL 0x4000 with 1 interface: Po2");
+    expect_done({"alloc", "--vlan", "10", "--tag", "7", "Po1"},
+                "allocated LTL 0x4000 with 1 interface: Po1");
+    expect_done({"modify", "0x4000", "--tag", "7", "Po2"},
+                "changed LTL 0x4000 with 1 interface: Po2");
     expect_done({"release", "0x4000", "--tag", "7"}, "released LTL 0x4000");
     EXPECT_EQ(held_ltls(), texts{});
 }
@@ -261,7 +279,8 @@ TEST_F(Ltl, AnAnswerThatNeverComesIsAnErrorInTime) {
     start_switch({"--ltl-answer", "never"});
     const auto asked = ltl({"alloc", "--vlan", "10", "--tag", "7", "--timeout", "100", "Po1"});
     EXPECT_EQ(asked.status, 1);
-    EXPECT_NE(asked.err.find("did not answer the LTL allocation within 100 ms"), std::string::npos) << asked.err;
+    EXPECT_NE(asked.err.find("did not answer the LTL allocation within 100 ms"), std::string::npos)
+        << asked.err;
     EXPECT_EQ(held_ltls(), (texts{"16384 VLAN 10 tag 7: Po1"}));
 }
 

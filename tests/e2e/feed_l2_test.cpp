@@ -1,5 +1,6 @@
-// Recorded snooping databases, fed with vellfeed: what the switch holds afterwards is what the kernel printed, entry by
-// entry and port by port. And the counters of routes, asked for and cleared from the command line.
+// Recorded snooping databases, fed with vellfeed: what the switch holds afterwards is what the
+// kernel printed, entry by entry and port by port. And the counters of routes, asked for and
+// cleared from the command line.
 #include "desk.h"
 #include "recorded.h"
 
@@ -34,7 +35,9 @@ class FeedL2 : public desk, public testing::WithParamInterface<std::string> {
 protected:
     std::string database() const { return sample(GetParam() + ".mdb.json"); }
     std::string links() const { return sample(GetParam() + ".links.json"); }
-    plain_entries expected() const { return recorded_groups(sample_json(GetParam() + ".mdb.json")); }
+    plain_entries expected() const {
+        return recorded_groups(sample_json(GetParam() + ".mdb.json"));
+    }
     plain_entries held_now() { return held(show("l2"), sample_json(GetParam() + ".links.json")); }
 };
 
@@ -70,30 +73,38 @@ TEST_P(FeedL2, CompareAgreesAndNamesWhatIsMissing) {
     start_switch();
     ASSERT_EQ(vellfeed({"l2", database(), "--links", links()}).status, 0);
     const auto shown = vellsim({"show", "l2", "--json"});
-    const auto agreed = vellfeed({"l2-compare", database(), "--links", links(), "--held", "-"}, shown.out);
+    const auto agreed =
+        vellfeed({"l2-compare", database(), "--links", links(), "--held", "-"}, shown.out);
     EXPECT_EQ(agreed.status, 0) << agreed.out << agreed.err;
 
     json fewer = json::parse(shown.out);
     const std::string group = fewer["l2"]["entries"].at(3)["group"];
     fewer["l2"]["entries"].erase(3);
-    const auto missing = vellfeed({"l2-compare", database(), "--links", links(), "--held", "-"}, fewer.dump());
+    const auto missing =
+        vellfeed({"l2-compare", database(), "--links", links(), "--held", "-"}, fewer.dump());
     EXPECT_EQ(missing.status, 1);
-    EXPECT_NE((missing.out + missing.err).find(group), std::string::npos) << missing.out << missing.err;
+    EXPECT_NE((missing.out + missing.err).find(group), std::string::npos)
+        << missing.out << missing.err;
 }
 
-INSTANTIATE_TEST_SUITE_P(RecordedDatabases, FeedL2, testing::Values("snooping", "snooping-later", "stadium"),
+INSTANTIATE_TEST_SUITE_P(RecordedDatabases, FeedL2,
+                         testing::Values("snooping", "snooping-later", "stadium"),
                          [](const auto &database) {
-                             return database.param == "snooping-later" ? "snooping_later" : database.param;
+                             return database.param == "snooping-later" ? "snooping_later"
+                                                                       : database.param;
                          });
 
 class L2Changes : public desk {};
 
 TEST_F(L2Changes, TheDifferenceToAnOlderDatabaseLeavesTheNewerOne) {
     start_switch();
-    const std::string older = sample("snooping.mdb.json"), older_links = sample("snooping.links.json");
-    const std::string newer = sample("snooping-later.mdb.json"), newer_links = sample("snooping-later.links.json");
+    const std::string older = sample("snooping.mdb.json"),
+                      older_links = sample("snooping.links.json");
+    const std::string newer = sample("snooping-later.mdb.json"),
+                      newer_links = sample("snooping-later.links.json");
     ASSERT_EQ(vellfeed({"l2", older, "--links", older_links}).status, 0);
-    const auto fed = vellfeed({"l2", newer, "--links", newer_links, "--older", older, "--older-links", older_links});
+    const auto fed = vellfeed(
+        {"l2", newer, "--links", newer_links, "--older", older, "--older-links", older_links});
     ASSERT_EQ(fed.status, 0) << fed.err;
 
     const auto expected = recorded_groups(sample_json("snooping-later.mdb.json"));
@@ -112,7 +123,8 @@ TEST_F(SnoopingClient, LeavesTheGroupsItAdded) {
     ASSERT_EQ(l2["entries"].size(), 2u);
     EXPECT_EQ(l2["entries"][0]["group"], "239.1.1.1");
     EXPECT_TRUE(l2["entries"][0]["source"].is_null());
-    EXPECT_EQ(l2["entries"][0]["ports"], json::parse(R"([{"if_index":5,"flags":0},{"if_index":8,"flags":0}])"));
+    EXPECT_EQ(l2["entries"][0]["ports"],
+              json::parse(R"([{"if_index":5,"flags":0},{"if_index":8,"flags":0}])"));
     EXPECT_EQ(l2["entries"][1]["ports"], json::parse(R"([{"if_index":5,"flags":0}])"));
     EXPECT_EQ(l2["batches"].size(), 2u);
     EXPECT_EQ(show("clients").at(0)["refused"], 0);
@@ -121,13 +133,18 @@ TEST_F(SnoopingClient, LeavesTheGroupsItAdded) {
 class Counters : public desk {
 protected:
     void feed_routes() {
-        ASSERT_EQ(vellfeed({"routes", sample("campus.mroute.json"), "--links", sample("campus.links.json")}).status, 0);
+        ASSERT_EQ(vellfeed({"routes", sample("campus.mroute.json"), "--links",
+                            sample("campus.links.json")})
+                      .status,
+                  0);
     }
     finished_program count(const std::string &packets) {
-        return vellsim({"count", "--source", "10.20.0.5", "--group", "224.0.1.129", "--packets", packets});
+        return vellsim(
+            {"count", "--source", "10.20.0.5", "--group", "224.0.1.129", "--packets", packets});
     }
     std::string ask(const std::vector<std::string> &options = {}) {
-        std::vector<std::string> command = {"stats", "--source", "10.20.0.5", "--group", "224.0.1.129"};
+        std::vector<std::string> command = {"stats", "--source", "10.20.0.5", "--group",
+                                            "224.0.1.129"};
         command.insert(command.end(), options.begin(), options.end());
         const auto asked = vellfeed(command);
         EXPECT_EQ(asked.status, 0) << asked.err;
@@ -142,7 +159,8 @@ TEST_F(Counters, AreAnsweredAndCleared) {
     ASSERT_EQ(count("41").status, 0);
     ASSERT_EQ(count("1").status, 0);
     EXPECT_NE(ask().find(": 42 packets"), std::string::npos);
-    EXPECT_NE(ask({"--clear"}).find(": 42 packets"), std::string::npos) << "the answer is from before the clearing";
+    EXPECT_NE(ask({"--clear"}).find(": 42 packets"), std::string::npos)
+        << "the answer is from before the clearing";
     EXPECT_NE(ask().find(": 0 packets"), std::string::npos);
     ASSERT_EQ(count("7").status, 0);
     ask({"--clear-only"});
@@ -160,7 +178,8 @@ TEST_F(Counters, OfARouteThatIsNotThereAreAnError) {
 TEST_F(Counters, OfIpv6RoutesAreAnsweredToo) {
     start_switch();
     const std::vector<std::string> route = {"--source", "2001:db8::1", "--group", "ff0e::101"};
-    std::vector<std::string> counted = {"count", "--packets", "5", "--bytes", "700"}, asked = {"stats", "--clear-only"};
+    std::vector<std::string> counted = {"count", "--packets", "5", "--bytes", "700"},
+                             asked = {"stats", "--clear-only"};
     counted.insert(counted.end(), route.begin(), route.end());
     ASSERT_EQ(vellsim(counted).status, 0);
     std::vector<std::string> stats = {"stats"};
@@ -174,7 +193,8 @@ TEST_F(Counters, OfIpv6RoutesAreAnsweredToo) {
 TEST_F(Counters, ASwitchThatDoesNotAnswerIsAnErrorInTime) {
     start_switch({"--answer", "never"});
     feed_routes();
-    const auto asked = vellfeed({"stats", "--source", "10.20.0.5", "--group", "224.0.1.129", "--timeout", "100"});
+    const auto asked =
+        vellfeed({"stats", "--source", "10.20.0.5", "--group", "224.0.1.129", "--timeout", "100"});
     EXPECT_EQ(asked.status, 1);
     EXPECT_FALSE(asked.err.empty());
 }

@@ -1,4 +1,5 @@
-// Recorded tables, fed with vellfeed: what the switch holds afterwards is what the kernel printed, route by route.
+// Recorded tables, fed with vellfeed: what the switch holds afterwards is what the kernel printed,
+// route by route.
 #include "desk.h"
 
 #include <map>
@@ -19,13 +20,15 @@ struct plain_route {
 
     auto operator<=>(const plain_route &) const = default;
     friend void PrintTo(const plain_route &route, std::ostream *out) {
-        *out << "(" << route.source << ", " << route.group << ") from " << route.rpf_interface << " to";
+        *out << "(" << route.source << ", " << route.group << ") from " << route.rpf_interface
+             << " to";
         for (const auto &name : route.outgoing)
             *out << " " << name;
     }
 };
 
-// The routes of "ip -j mroute show". What has no incoming interface yet is not one: the kernel still asks its daemon.
+// The routes of "ip -j mroute show". What has no incoming interface yet is not one: the kernel
+// still asks its daemon.
 std::vector<plain_route> recorded(const json &table) {
     std::vector<plain_route> routes;
     for (const auto &entry : table) {
@@ -86,7 +89,8 @@ TEST_P(Feed, SeveralHundredRoutesGoInAFewMessages) {
 
 TEST_P(Feed, ManySmallMessagesSayTheSame) {
     start_switch();
-    ASSERT_EQ(vellfeed({"routes", table(), "--links", links(), "--message-bytes", "200"}).status, 0);
+    ASSERT_EQ(vellfeed({"routes", table(), "--links", links(), "--message-bytes", "200"}).status,
+              0);
     EXPECT_EQ(held(show("routes"), links_json()), recorded(table_json()));
     EXPECT_GT(show("clients").at(0)["messages"].get<int>(), 10);
 }
@@ -116,21 +120,25 @@ TEST_P(Feed, CompareAgreesAndNamesWhatIsMissing) {
     start_switch();
     ASSERT_EQ(vellfeed({"routes", table(), "--links", links()}).status, 0);
     auto shown = vellsim({"show", "routes", "--json"});
-    const auto agreed = vellfeed({"compare", table(), "--links", links(), "--held", "-"}, shown.out);
+    const auto agreed =
+        vellfeed({"compare", table(), "--links", links(), "--held", "-"}, shown.out);
     EXPECT_EQ(agreed.status, 0) << agreed.out << agreed.err;
 
     json fewer = json::parse(shown.out);
     const std::string group = fewer["routes"].at(3)["group"];
     fewer["routes"].erase(3);
-    const auto missing = vellfeed({"compare", table(), "--links", links(), "--held", "-"}, fewer.dump());
+    const auto missing =
+        vellfeed({"compare", table(), "--links", links(), "--held", "-"}, fewer.dump());
     EXPECT_EQ(missing.status, 1);
-    EXPECT_NE((missing.out + missing.err).find(group), std::string::npos) << missing.out << missing.err;
+    EXPECT_NE((missing.out + missing.err).find(group), std::string::npos)
+        << missing.out << missing.err;
 }
 
 TEST_P(Feed, ATableThatCannotBeWrittenIsAnError) {
     start_switch();
     ASSERT_EQ(vellfeed({"routes", table(), "--links", links()}).status, 0);
-    const auto lost = run_program({"/bin/sh", "-c", std::string(VELLSIM_PATH) + " show routes --json >/dev/full"});
+    const auto lost = run_program(
+        {"/bin/sh", "-c", std::string(VELLSIM_PATH) + " show routes --json >/dev/full"});
     EXPECT_EQ(lost.status, 1);
     EXPECT_NE(lost.err.find("cannot be written"), std::string::npos) << lost.err;
 }
@@ -142,8 +150,10 @@ class FeedRefusals : public desk {};
 
 TEST_F(FeedRefusals, InputThatIsNoTableSendsNothing) {
     start_switch();
-    const std::string good = R"({"src":"10.0.0.9","dst":"239.1.1.1","iif":"if4","multipath":[],"state":"resolved"})";
-    const std::vector<std::string> inputs = {"", "not a table", "{}", "[1]", "[" + good + ",{}]", "[" + good};
+    const std::string good =
+        R"({"src":"10.0.0.9","dst":"239.1.1.1","iif":"if4","multipath":[],"state":"resolved"})";
+    const std::vector<std::string> inputs = {"",    "not a table",       "{}",
+                                             "[1]", "[" + good + ",{}]", "[" + good};
     for (const auto &input : inputs) {
         const auto refused = vellfeed({"routes", "-"}, input);
         EXPECT_EQ(refused.status, 1) << input;
@@ -154,14 +164,16 @@ TEST_F(FeedRefusals, InputThatIsNoTableSendsNothing) {
 }
 
 TEST_F(FeedRefusals, WithoutASwitchTheErrorSaysHowToStartOne) {
-    const auto alone = vellfeed({"routes", sample("campus.mroute.json"), "--links", sample("campus.links.json")});
+    const auto alone =
+        vellfeed({"routes", sample("campus.mroute.json"), "--links", sample("campus.links.json")});
     EXPECT_EQ(alone.status, 1);
     EXPECT_NE(alone.err.find("vellsim run"), std::string::npos) << alone.err;
 }
 
 TEST_F(FeedRefusals, ARejectedRegistrationIsAnError) {
     start_switch({"--reject-registration"});
-    const auto rejected = vellfeed({"routes", sample("campus.mroute.json"), "--links", sample("campus.links.json")});
+    const auto rejected =
+        vellfeed({"routes", sample("campus.mroute.json"), "--links", sample("campus.links.json")});
     EXPECT_EQ(rejected.status, 1);
     EXPECT_FALSE(rejected.err.empty());
     EXPECT_EQ(show("routes").size(), 0u);
@@ -169,16 +181,16 @@ TEST_F(FeedRefusals, ARejectedRegistrationIsAnError) {
 
 TEST_F(FeedRefusals, ASwitchThatNeverAnswersIsAnErrorInTime) {
     start_switch({"--ack", "never"});
-    const auto unanswered =
-        vellfeed({"routes", sample("campus.mroute.json"), "--links", sample("campus.links.json"), "--timeout", "100"});
+    const auto unanswered = vellfeed({"routes", sample("campus.mroute.json"), "--links",
+                                      sample("campus.links.json"), "--timeout", "100"});
     EXPECT_EQ(unanswered.status, 1);
     EXPECT_FALSE(unanswered.err.empty());
 }
 
 TEST_F(FeedRefusals, ASwitchThatDiesInMidFeedIsAnErrorThatSaysHowFarItGot) {
     start_switch({"--die-after", "4"});
-    const auto cut = vellfeed(
-        {"routes", sample("metro.mroute.json"), "--links", sample("metro.links.json"), "--message-bytes", "200"});
+    const auto cut = vellfeed({"routes", sample("metro.mroute.json"), "--links",
+                               sample("metro.links.json"), "--message-bytes", "200"});
     EXPECT_EQ(cut.status, 1);
     EXPECT_NE(cut.err.find("sent"), std::string::npos) << cut.err;
     EXPECT_EQ(the_switch().wait_for_end(), 3);

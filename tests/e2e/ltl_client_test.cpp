@@ -1,4 +1,5 @@
-// The example client of the LTL manager, with a manager that does as asked and with one that does not.
+// The example client of the LTL manager, with a manager that does as asked and with one that does
+// not.
 #include "desk.h"
 
 #include <gmock/gmock.h>
@@ -24,7 +25,8 @@ protected:
 
     static void expect_failed(const finished_program &run, const std::string &why) {
         EXPECT_EQ(run.status, 1) << run.out;
-        EXPECT_THAT(run.err, AllOf(HasSubstr("ltl_client: " + why), HasSubstr("vellsim show log says why")));
+        EXPECT_THAT(run.err,
+                    AllOf(HasSubstr("ltl_client: " + why), HasSubstr("vellsim show log says why")));
     }
 
     json flood_set(int vlan) {
@@ -71,7 +73,8 @@ TEST_F(LtlClient, SaysWhatItDoesInALineEach) {
     EXPECT_EQ(client["refused"], 0);
 }
 
-class LtlClientAnswers : public LtlClient, public testing::WithParamInterface<std::vector<std::string>> {};
+class LtlClientAnswers : public LtlClient,
+                         public testing::WithParamInterface<std::vector<std::string>> {};
 
 TEST_P(LtlClientAnswers, MayBeLateOrTwice) {
     start_switch(GetParam());
@@ -81,22 +84,28 @@ TEST_P(LtlClientAnswers, MayBeLateOrTwice) {
 INSTANTIATE_TEST_SUITE_P(Modes, LtlClientAnswers,
                          testing::Values(std::vector<std::string>{"--ltl-answer", "twice"},
                                          std::vector<std::string>{"--ltl-answer", "late:300"},
-                                         std::vector<std::string>{"--ack", "twice", "--ltl-answer", "twice"}));
+                                         std::vector<std::string>{"--ack", "twice", "--ltl-answer",
+                                                                  "twice"}));
 
 TEST_F(LtlClient, PassesOverTheSecondAnswerToEachRequest) {
     start_switch({"--ltl-answer", "twice"});
-    EXPECT_THAT(run_client().out,
-                AllOf(HasSubstr("LTL allocation: passed over a message of opcode 90004, which is no answer to it\n"),
-                      HasSubstr("LTL modification: passed over a message of opcode 90001, which is no answer to it\n"),
-                      HasSubstr("LTL release: passed over a message of opcode 90002, which is no answer to it\n")));
+    EXPECT_THAT(
+        run_client().out,
+        AllOf(
+            HasSubstr("LTL allocation: passed over a message of opcode 90004, which is no answer "
+                      "to it\n"),
+            HasSubstr("LTL modification: passed over a message of opcode 90001, which is no answer "
+                      "to it\n"),
+            HasSubstr(
+                "LTL release: passed over a message of opcode 90002, which is no answer to it\n")));
 }
 
 TEST_F(LtlClient, ARefusedVlanIsToldAndTheOtherIsHeld) {
     start_switch({"--ltl-refuse-vlan", "10"});
     const auto run = run_client();
     expect_failed(run, "flood update: not every VLAN's was carried out");
-    EXPECT_THAT(run.out, AllOf(HasSubstr("VLAN 10: refused\n"), HasSubstr("VLAN 20: done\n"), HasSubstr("deregistered"),
-                               Not(HasSubstr("LTL"))));
+    EXPECT_THAT(run.out, AllOf(HasSubstr("VLAN 10: refused\n"), HasSubstr("VLAN 20: done\n"),
+                               HasSubstr("deregistered"), Not(HasSubstr("LTL"))));
     EXPECT_THAT(service_log(), testing::Contains(HasSubstr("refused by fault mode")));
     EXPECT_TRUE(flood_set(10).is_null());
     expect_vlan_20();
@@ -106,7 +115,8 @@ TEST_F(LtlClient, ASecondRunIsRefusedSinceTheInterfacesAreThere) {
     start_switch();
     expect_done();
     expect_failed(run_client(), "flood update: not every VLAN's was carried out");
-    EXPECT_THAT(service_log(), testing::Contains(HasSubstr("an added interface is present already")));
+    EXPECT_THAT(service_log(),
+                testing::Contains(HasSubstr("an added interface is present already")));
     expect_flood_sets();
 }
 
@@ -124,7 +134,8 @@ TEST_F(LtlClient, DoesNotWaitForEverForAnAnswerToWhatMayHaveBeenDone) {
     start_switch({"--ltl-answer", "never"});
     const auto run = run_client();
     EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(run.err, "ltl_client: flood update: no answer came in time; it may have been carried out all the same\n");
+    EXPECT_EQ(run.err, "ltl_client: flood update: no answer came in time; it may have been carried "
+                       "out all the same\n");
     EXPECT_EQ(run.out, "registered\nderegistered\n");
     expect_flood_sets();
 }

@@ -54,7 +54,8 @@ pid_t spawn(const std::vector<std::string> &command, const child_streams &stream
         ++target;
     }
     pid_t pid = -1;
-    const int error = posix_spawn(&pid, command[0].c_str(), &actions, nullptr, arguments.data(), environ);
+    const int error =
+        posix_spawn(&pid, command[0].c_str(), &actions, nullptr, arguments.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
     if (error != 0)
         throw std::system_error(error, std::generic_category(), command[0]);
@@ -122,7 +123,8 @@ finished_program run_program(const std::vector<std::string> &command, const std:
     }
     const auto deadline = clock_type::now() + patience;
     while (output >= 0 || errors >= 0) {
-        std::array<pollfd, 3> streams = {{{input, POLLOUT, 0}, {output, POLLIN, 0}, {errors, POLLIN, 0}}};
+        std::array<pollfd, 3> streams = {
+            {{input, POLLOUT, 0}, {output, POLLIN, 0}, {errors, POLLIN, 0}}};
         poll(streams.data(), streams.size(), 1000);
         if (streams[0].revents != 0)
             write_some(input, in, written);

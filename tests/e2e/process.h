@@ -12,10 +12,12 @@ struct finished_program {
     std::string err;
 };
 
-// Runs a program to its end, `in` on its standard input. A program that does not end is killed, and the test fails.
+// Runs a program to its end, `in` on its standard input. A program that does not end is killed, and
+// the test fails.
 finished_program run_program(const std::vector<std::string> &command, const std::string &in = {});
 
-// A program that goes on while the test does something else. It is killed at the latest when this goes.
+// A program that goes on while the test does something else. It is killed at the latest when this
+// goes.
 class running_program {
 public:
     // Starts the program and waits until it has printed a line.

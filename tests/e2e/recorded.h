@@ -1,4 +1,5 @@
-// What the recorded samples say, read as plainly as can be: what the switch holds is measured by it.
+// What the recorded samples say, read as plainly as can be: what the switch holds is measured by
+// it.
 #pragma once
 
 #include <algorithm>
@@ -27,15 +28,17 @@ struct plain_entry {
 using plain_entries = std::map<entry_key, plain_entry>;
 
 inline int vlan_of(const nlohmann::json &entry) {
-    return entry.contains("vid") ? entry["vid"].get<int>() : std::stoi(entry["dev"].get<std::string>().substr(2));
+    return entry.contains("vid") ? entry["vid"].get<int>()
+                                 : std::stoi(entry["dev"].get<std::string>().substr(2));
 }
 
-// Whether the kernel sends the group's packets there: not where the source is blocked, and not for an entry that only
-// lists sources, which have entries of their own.
+// Whether the kernel sends the group's packets there: not where the source is blocked, and not for
+// an entry that only lists sources, which have entries of their own.
 inline bool is_outgoing(const nlohmann::json &entry) {
     const auto flags = entry["flags"].get<std::vector<std::string>>();
     const bool blocked = std::find(flags.begin(), flags.end(), "blocked") != flags.end();
-    return !blocked && (entry.contains("src") || entry.value("filter_mode", "exclude") == "exclude");
+    return !blocked &&
+           (entry.contains("src") || entry.value("filter_mode", "exclude") == "exclude");
 }
 
 // The entries of "bridge -j -d mdb show", whose rows are single ports.
@@ -52,7 +55,8 @@ inline plain_entries recorded_groups(const nlohmann::json &database) {
     return entries;
 }
 
-// How the switch names the interface that the kernel names so: eth3-7 is Eth3/7, po1 Po1, vlan10 Vlan10, and cam1 if141.
+// How the switch names the interface that the kernel names so: eth3-7 is Eth3/7, po1 Po1, vlan10
+// Vlan10, and cam1 if141.
 inline std::string switch_name_of(const std::string &name, int kernel_index) {
     if (name.starts_with("eth")) {
         const std::size_t dash = name.find('-');

@@ -1,4 +1,5 @@
-// What a function of the fake platform does when it is called: what a test told it to run, and what to return.
+// What a function of the fake platform does when it is called: what a test told it to run, and what
+// to return.
 #pragma once
 
 #include <functional>
@@ -7,7 +8,8 @@
 
 namespace fake {
 
-// Runs a test's code within a platform call, so that the test sees the library at that moment or calls it again.
+// Runs a test's code within a platform call, so that the test sees the library at that moment or
+// calls it again.
 class Hook {
 public:
     void runs(std::function<void()> code) { code_ = std::move(code); }
@@ -26,7 +28,8 @@ private:
     bool running_ = false;
 };
 
-// A function that returns something. `returns` holds for every call; `returns_at` for one of them, the first being 1.
+// A function that returns something. `returns` holds for every call; `returns_at` for one of them,
+// the first being 1.
 template <typename Result>
 class Behaviour : public Hook {
 public:

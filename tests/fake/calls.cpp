@@ -17,7 +17,8 @@ std::string decimal(std::uint32_t number) {
 }
 
 std::string address(const void *pointer) {
-    return pointer == nullptr ? "null" : "address " + hex(reinterpret_cast<std::uintptr_t>(pointer));
+    return pointer == nullptr ? "null"
+                              : "address " + hex(reinterpret_cast<std::uintptr_t>(pointer));
 }
 
 std::string quoted(const std::string &text) {
@@ -82,7 +83,8 @@ std::string log_record(const Bytes &record) {
         return "no log record: " + dump(record);
     const auto level = static_cast<std::uint32_t>(record[0] | record[1] << 8 | record[2] << 16) |
                        static_cast<std::uint32_t>(record[3]) << 24;
-    return "level " + decimal(level) + ", length " + decimal(static_cast<std::uint32_t>(record.size())) + ", " +
+    return "level " + decimal(level) + ", length " +
+           decimal(static_cast<std::uint32_t>(record.size())) + ", " +
            quoted(std::string(record.begin() + 4, record.end() - 1));
 }
 
@@ -99,7 +101,9 @@ Description describe_one(const Send &c) {
 }
 
 Description describe_one(const Drop &c) {
-    return {"kyt_drop", {{"queue", hex(c.queue)}, {"reference", name_of(c.reference)}, {"send", decimal(c.send)}}};
+    return {
+        "kyt_drop",
+        {{"queue", hex(c.queue)}, {"reference", name_of(c.reference)}, {"send", decimal(c.send)}}};
 }
 
 Description describe_one(const PayloadGet &c) {
@@ -130,11 +134,13 @@ Description describe_one(const NextTlv &c) {
 }
 
 Description describe_one(const NumTlvs &c) {
-    return {"tlv_aligned_array_get_num_tlvs", {{"array", address(c.array)}, {"reserved", hex(c.reserved)}}};
+    return {"tlv_aligned_array_get_num_tlvs",
+            {{"array", address(c.array)}, {"reserved", hex(c.reserved)}}};
 }
 
 Description describe_one(const SizeGet &c) {
-    return {"tlv_aligned_array_size_get", {{"array", address(c.array)}, {"reserved", hex(c.reserved)}}};
+    return {"tlv_aligned_array_size_get",
+            {{"array", address(c.array)}, {"reserved", hex(c.reserved)}}};
 }
 
 Description describe_one(const AddressCopy &c) {
@@ -150,8 +156,12 @@ Description describe_one(const IfIndexFields &c) {
 }
 
 Description describe_one(const LtlList &c) {
-    return {c.request == ListRequest::alloc ? "nerb_send_batched_mcast_alloc_req" : "nerb_send_batched_mcast_mod_req",
-            {{"queue", hex(c.queue)}, {"cookie", hex(c.cookie)}, {"payload", dump(c.payload)}, {"list", dump(c.list)}}};
+    return {c.request == ListRequest::alloc ? "nerb_send_batched_mcast_alloc_req"
+                                            : "nerb_send_batched_mcast_mod_req",
+            {{"queue", hex(c.queue)},
+             {"cookie", hex(c.cookie)},
+             {"payload", dump(c.payload)},
+             {"list", dump(c.list)}}};
 }
 
 Description describe_one(const LtlRelease &c) {
@@ -163,8 +173,9 @@ Description describe_one(const LtlRelease &c) {
 }
 
 Description describe_one(const FloodUpdate &c) {
-    return {"nerb_send_flood_ltl_update_req",
-            {{"queue", hex(c.queue)}, {"context", address(c.context)}, {"payload", dump(c.payload)}}};
+    return {
+        "nerb_send_flood_ltl_update_req",
+        {{"queue", hex(c.queue)}, {"context", address(c.context)}, {"payload", dump(c.payload)}}};
 }
 
 Description describe_one(const RspStatus &c) {
@@ -172,7 +183,8 @@ Description describe_one(const RspStatus &c) {
 }
 
 Description describe_one(const RspEntryCount &c) {
-    return {"nerb_parse_rsp_get_entry_count", {{"rsp", address(c.rsp)}, {"*count", decimal(c.count_was)}}};
+    return {"nerb_parse_rsp_get_entry_count",
+            {{"rsp", address(c.rsp)}, {"*count", decimal(c.count_was)}}};
 }
 
 Description describe_one(const RspInfo &c) {
@@ -186,11 +198,14 @@ Description describe_one(const AllocEntryCount &c) {
 
 Description describe_one(const AllocRspParm &c) {
     return {"nerb_parse_alloc_ltl_rsp_parm",
-            {{"rsp", address(c.rsp)}, {"status", c.same_status ? "as before" : "another"}, {"kind", decimal(c.kind)}}};
+            {{"rsp", address(c.rsp)},
+             {"status", c.same_status ? "as before" : "another"},
+             {"kind", decimal(c.kind)}}};
 }
 
 Description describe_one(const HistoryCheck &c) {
-    return {"tessel_hist_event_subtype_check", {{"module", hex(c.module)}, {"level", decimal(c.level)}}};
+    return {"tessel_hist_event_subtype_check",
+            {{"module", hex(c.module)}, {"level", decimal(c.level)}}};
 }
 
 Description describe_one(const HistoryEvent &c) {

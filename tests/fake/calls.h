@@ -1,4 +1,5 @@
-// The platform calls that the fake platform records: one record a function, with everything the call was given.
+// The platform calls that the fake platform records: one record a function, with everything the
+// call was given.
 #pragma once
 
 #include <cstdint>
@@ -10,8 +11,8 @@ namespace fake {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// Whose message reference a call was given: the object that the test named as the caller's, or another, which then is
-// the library's own.
+// Whose message reference a call was given: the object that the test named as the caller's, or
+// another, which then is the library's own.
 enum class Reference { null, callers, own };
 
 struct Send {
@@ -27,8 +28,8 @@ struct Send {
     bool operator==(const Send &) const = default;
 };
 
-// `send` says whose reference was released: the first send's is 1. It is 0 when the object at that address does not
-// hold what a send wrote there, or was released before.
+// `send` says whose reference was released: the first send's is 1. It is 0 when the object at that
+// address does not hold what a send wrote there, or was released before.
 struct Drop {
     std::uint32_t queue = 0;
     Reference reference = Reference::own;
@@ -43,7 +44,8 @@ struct PayloadGet {
     bool operator==(const PayloadGet &) const = default;
 };
 
-// `position_was` and `size_was` are what the two addresses held; `bytes` are `length` bytes of the value.
+// `position_was` and `size_was` are what the two addresses held; `bytes` are `length` bytes of the
+// value.
 struct AppendTlv {
     const void *array = nullptr;
     const std::uint32_t *position = nullptr;
@@ -104,8 +106,8 @@ struct IfIndexFields {
     bool operator==(const IfIndexFields &) const = default;
 };
 
-// A request with an interface list. Of the 26 bytes of `payload` those of the list's address are 0, and the list is in
-// `list`, in host byte order.
+// A request with an interface list. Of the 26 bytes of `payload` those of the list's address are 0,
+// and the list is in `list`, in host byte order.
 enum class ListRequest { alloc, modify };
 struct LtlList {
     ListRequest request = ListRequest::alloc;
@@ -220,10 +222,10 @@ struct ClientLog {
     bool operator==(const ClientLog &) const = default;
 };
 
-using Call =
-    std::variant<Send, Drop, PayloadGet, AppendTlv, NextTlv, NumTlvs, SizeGet, AddressCopy, IfIndexType, IfIndexFields,
-                 LtlList, LtlRelease, FloodUpdate, RspStatus, RspEntryCount, RspInfo, AllocEntryCount, AllocRspParm,
-                 HistoryCheck, HistoryEvent, ConsoleCheck, DebugPrint, ClientLog>;
+using Call = std::variant<Send, Drop, PayloadGet, AppendTlv, NextTlv, NumTlvs, SizeGet, AddressCopy,
+                          IfIndexType, IfIndexFields, LtlList, LtlRelease, FloodUpdate, RspStatus,
+                          RspEntryCount, RspInfo, AllocEntryCount, AllocRspParm, HistoryCheck,
+                          HistoryEvent, ConsoleCheck, DebugPrint, ClientLog>;
 using Calls = std::vector<Call>;
 
 // A call as people read it: the function, and each argument by name.
@@ -237,7 +239,8 @@ struct Description {
 };
 Description describe(const Call &call);
 
-// "kyt_drop(queue: 0x7, reference: the library's own, send: 1)". Bytes follow in rows, or are only counted in a line.
+// "kyt_drop(queue: 0x7, reference: the library's own, send: 1)". Bytes follow in rows, or are only
+// counted in a line.
 std::string to_string(const Call &call);
 std::string to_line(const Call &call);
 

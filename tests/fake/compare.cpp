@@ -10,11 +10,13 @@ constexpr std::size_t shown_before = 6;
 constexpr std::size_t shown_after = 10;
 
 std::string list(const char *title, const Calls &calls, std::size_t around) {
-    std::string result = std::string("\n") + title + ", " + std::to_string(calls.size()) + " calls:";
+    std::string result =
+        std::string("\n") + title + ", " + std::to_string(calls.size()) + " calls:";
     const auto first = around > shown_before ? around - shown_before : 0;
     const auto last = std::min(calls.size(), around + shown_after);
     for (auto i = first; i < last; ++i)
-        result += "\n  " + std::to_string(i + 1) + (i == around ? " > " : "   ") + to_line(calls[i]);
+        result +=
+            "\n  " + std::to_string(i + 1) + (i == around ? " > " : "   ") + to_line(calls[i]);
     return result;
 }
 
@@ -51,8 +53,9 @@ testing::AssertionResult same_calls(const Calls &actual, const Calls &expected) 
     std::size_t at = 0;
     while (at < common && actual[at] == expected[at])
         ++at;
-    return testing::AssertionFailure() << difference(actual, expected, at) << list("expected", expected, at)
-                                       << list("actual", actual, at);
+    return testing::AssertionFailure()
+           << difference(actual, expected, at) << list("expected", expected, at)
+           << list("actual", actual, at);
 }
 
 } // namespace fake

@@ -7,7 +7,8 @@
 
 namespace fake {
 
-// Success when the lists are equal; otherwise the first call that differs, argument by argument, and both lists.
+// Success when the lists are equal; otherwise the first call that differs, argument by argument,
+// and both lists.
 testing::AssertionResult same_calls(const Calls &actual, const Calls &expected);
 
 inline void add(Calls &calls, const Call &call) {

@@ -24,7 +24,8 @@ void fill_in(kyt_msg_ref *reference) {
         *reference = content;
 }
 
-// The number of the send whose reference this is, counted from 1, or 0; it is released from then on.
+// The number of the send whose reference this is, counted from 1, or 0; it is released from then
+// on.
 unsigned release(const kyt_msg_ref *reference) {
     auto &sent = platform().sent;
     for (std::size_t i = sent.size(); i-- > 0;) {
@@ -55,8 +56,8 @@ std::vector<std::uint32_t> option_words(const std::uint32_t *options) {
 
 extern "C" {
 
-int32_t kyt_send(uint32_t queue, uint32_t node, uint32_t sap, uint32_t opcode, const void *payload, uint32_t length,
-                 kyt_msg_ref *reference, uint32_t flags, const uint32_t *options) {
+int32_t kyt_send(uint32_t queue, uint32_t node, uint32_t sap, uint32_t opcode, const void *payload,
+                 uint32_t length, kyt_msg_ref *reference, uint32_t flags, const uint32_t *options) {
     const fake::InPlatform inside;
     auto &platform = fake::platform();
     platform.payload_address = static_cast<const std::uint8_t *>(payload);
@@ -77,8 +78,8 @@ int32_t kyt_send(uint32_t queue, uint32_t node, uint32_t sap, uint32_t opcode, c
 void kyt_drop(uint32_t queue, kyt_msg_ref *reference) {
     const fake::InPlatform inside;
     auto &platform = fake::platform();
-    platform.calls.push_back(
-        fake::Drop{.queue = queue, .reference = platform.whose(reference), .send = fake::release(reference)});
+    platform.calls.push_back(fake::Drop{
+        .queue = queue, .reference = platform.whose(reference), .send = fake::release(reference)});
     platform.kyt_drop.run();
 }
 

@@ -32,7 +32,8 @@ void store(Value *to, const std::optional<Value> &value) {
         *to = *value;
 }
 
-std::uint32_t take_list_request(ListRequest request, std::uint32_t queue, const void *payload, std::uint32_t cookie) {
+std::uint32_t take_list_request(ListRequest request, std::uint32_t queue, const void *payload,
+                                std::uint32_t cookie) {
     const InPlatform inside;
     auto &it = platform();
     const auto *const bytes = static_cast<const std::uint8_t *>(payload);
@@ -69,7 +70,8 @@ uint32_t nerb_send_batched_mcast_mod_req(uint32_t queue, const void *payload, ui
     return fake::take_list_request(fake::ListRequest::modify, queue, payload, cookie);
 }
 
-uint32_t nerb_send_batched_mcast_dealloc_msg(uint32_t queue, uint32_t count, const void *entries, uint32_t cookie) {
+uint32_t nerb_send_batched_mcast_dealloc_msg(uint32_t queue, uint32_t count, const void *entries,
+                                             uint32_t cookie) {
     const fake::InPlatform inside;
     auto &platform = fake::platform();
     const auto *const bytes = static_cast<const std::uint8_t *>(entries);
@@ -121,7 +123,8 @@ uint32_t nerb_parse_rsp_get_rsp_info(const void *rsp, uint32_t count, nerb_rsp_i
     return platform.rsp_info.play();
 }
 
-uint32_t nerb_parse_alloc_ltl_get_entry_count(const void *rsp, uint32_t *status, uint32_t kind, uint16_t *count) {
+uint32_t nerb_parse_alloc_ltl_get_entry_count(const void *rsp, uint32_t *status, uint32_t kind,
+                                              uint16_t *count) {
     const fake::InPlatform inside;
     auto &platform = fake::platform();
     platform.calls.push_back(fake::AllocEntryCount{.rsp = rsp, .kind = kind, .count_was = *count});
@@ -135,8 +138,8 @@ uint32_t nerb_parse_alloc_ltl_rsp_parm(const void *rsp, uint32_t *status, uint32
                                        nerb_alloc_ltl_rsp_parm *parm) {
     const fake::InPlatform inside;
     auto &platform = fake::platform();
-    platform.calls.push_back(
-        fake::AllocRspParm{.rsp = rsp, .same_status = status == platform.status_address, .kind = kind});
+    platform.calls.push_back(fake::AllocRspParm{
+        .rsp = rsp, .same_status = status == platform.status_address, .kind = kind});
     fake::store(status, platform.reply.parm_status);
     fake::store(parm, platform.reply.parm);
     return platform.alloc_rsp_parm.play();

@@ -24,9 +24,10 @@ void Platform::holds_tlvs(std::vector<Tlv> found) {
 }
 
 unsigned Platform::unreleased_references() const {
-    return static_cast<unsigned>(std::count_if(sent.begin(), sent.end(), [](const SentReference &reference) {
-        return reference.whose != Reference::callers && !reference.released;
-    }));
+    return static_cast<unsigned>(
+        std::count_if(sent.begin(), sent.end(), [](const SentReference &reference) {
+            return reference.whose != Reference::callers && !reference.released;
+        }));
 }
 
 Reference Platform::whose(const kyt_msg_ref *reference) const {

@@ -1,12 +1,13 @@
-// A platform for tests: it records every call of the library in order, and does and returns what the test tells it.
+// A platform for tests: it records every call of the library in order, and does and returns what
+// the test tells it.
 //
 //     fake::platform().kyt_send.returns(-1);
 //     vell_deregister();
 //     EXPECT_CALLS(fake::Send{...});
 //
-// Untold, everything succeeds, no message has a payload, the TLV array is empty, replies have nothing in them and both
-// log gates are open. Every function has its place in Platform, by its name; a new platform function is a record in
-// calls.h, a place here and its definition.
+// Untold, everything succeeds, no message has a payload, the TLV array is empty, replies have
+// nothing in them and both log gates are open. Every function has its place in Platform, by its
+// name; a new platform function is a record in calls.h, a place here and its definition.
 #pragma once
 
 #include "fake/behaviour.h"
@@ -51,17 +52,19 @@ struct SentReference {
     bool released;
 };
 
-// What the interface library says of an interface. Untold, every index is a physical Ethernet port's, and its low byte
-// is the line card.
+// What the interface library says of an interface. Untold, every index is a physical Ethernet
+// port's, and its low byte is the line card.
 struct Interfaces {
-    std::function<std::uint8_t(std::uint32_t)> type = [](std::uint32_t) { return std::uint8_t{26}; };
+    std::function<std::uint8_t(std::uint32_t)> type = [](std::uint32_t) {
+        return std::uint8_t{26};
+    };
     std::function<std::uint8_t(std::uint32_t)> line_card = [](std::uint32_t if_index) {
         return static_cast<std::uint8_t>(if_index);
     };
 };
 
-// What the parsing functions store, whatever they return; nothing of what is unset. Of the entries at most as many as
-// the call asks for.
+// What the parsing functions store, whatever they return; nothing of what is unset. Of the entries
+// at most as many as the call asks for.
 struct Reply {
     std::optional<std::uint32_t> status;
     std::optional<std::uint32_t> entry_count;
@@ -121,8 +124,8 @@ struct Platform {
     Calls calls;
     std::vector<SentReference> sent;
 
-    // Where the last sent payload lay, the LTL manager's included, and where the interface list of the last LTL
-    // request.
+    // Where the last sent payload lay, the LTL manager's included, and where the interface list of
+    // the last LTL request.
     const std::uint8_t *payload_address = nullptr;
     const void *list_address = nullptr;
 
@@ -145,7 +148,8 @@ void reset_platform();
 // The calls since the last time, in order.
 Calls take_calls();
 
-// More than 0 while the process is within a platform function, where what happens is not the library's doing.
+// More than 0 while the process is within a platform function, where what happens is not the
+// library's doing.
 inline int platform_depth = 0;
 
 class InPlatform {
@@ -158,6 +162,8 @@ public:
 
 } // namespace fake
 
-// Holds the calls since the last EXPECT_CALLS against these, in order; each argument is a call or a list of calls.
-#define EXPECT_CALLS(...) EXPECT_TRUE(fake::same_calls(fake::take_calls(), fake::in_order(__VA_ARGS__)))
+// Holds the calls since the last EXPECT_CALLS against these, in order; each argument is a call or a
+// list of calls.
+#define EXPECT_CALLS(...)                                                                          \
+    EXPECT_TRUE(fake::same_calls(fake::take_calls(), fake::in_order(__VA_ARGS__)))
 #define EXPECT_NO_CALLS() EXPECT_TRUE(fake::same_calls(fake::take_calls(), {}))

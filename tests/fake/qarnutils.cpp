@@ -16,7 +16,8 @@ uint32_t if_index_get_type(uint32_t if_index, uint8_t *type) {
 }
 
 // The port and the third field are nothing that the library looks at.
-uint32_t if_index_phy_eth_get_fields(uint32_t if_index, uint8_t *slot, uint8_t *port, uint32_t *third) {
+uint32_t if_index_phy_eth_get_fields(uint32_t if_index, uint8_t *slot, uint8_t *port,
+                                     uint32_t *third) {
     const fake::InPlatform inside;
     auto &platform = fake::platform();
     platform.calls.push_back(fake::IfIndexFields{if_index});

@@ -51,24 +51,27 @@ uint32_t tessel_hist_event(uint32_t module, uint32_t length, const void *record)
     const auto place = platform.calls.size();
     platform.calls.push_back(fake::HistoryEvent{.module = module});
     const auto result = platform.history_event.play();
-    std::get<fake::HistoryEvent>(platform.calls.at(place)).record = fake::take_record(record, length);
+    std::get<fake::HistoryEvent>(platform.calls.at(place)).record =
+        fake::take_record(record, length);
     return result;
 }
 
 uint32_t tessel_chk_int(uint32_t level, uint32_t first, uint32_t second, uint32_t third) {
     const fake::InPlatform inside;
     auto &platform = fake::platform();
-    platform.calls.push_back(fake::ConsoleCheck{.level = level, .first = first, .second = second, .third = third});
+    platform.calls.push_back(
+        fake::ConsoleCheck{.level = level, .first = first, .second = second, .third = third});
     return platform.console_check.play();
 }
 
 // As above, the hook runs first.
-uint32_t tessel_his_log_event_for_uuid_inst(uint32_t uuid, uint32_t module, uint32_t first, uint32_t second,
-                                            uint32_t length, const void *record) {
+uint32_t tessel_his_log_event_for_uuid_inst(uint32_t uuid, uint32_t module, uint32_t first,
+                                            uint32_t second, uint32_t length, const void *record) {
     const fake::InPlatform inside;
     auto &platform = fake::platform();
     const auto place = platform.calls.size();
-    platform.calls.push_back(fake::ClientLog{.uuid = uuid, .module = module, .first = first, .second = second});
+    platform.calls.push_back(
+        fake::ClientLog{.uuid = uuid, .module = module, .first = first, .second = second});
     const auto result = platform.client_log.play();
     std::get<fake::ClientLog>(platform.calls.at(place)).record = fake::take_record(record, length);
     return result;

@@ -1,4 +1,5 @@
-// The TLV arrays of the fake platform: no array is laid out; what is read is what the test put into the platform.
+// The TLV arrays of the fake platform: no array is laid out; what is read is what the test put into
+// the platform.
 #include "fake/platform.h"
 
 #include <tlv.h>
@@ -28,8 +29,9 @@ std::size_t index_at(std::uint32_t cursor) {
 
 extern "C" {
 
-uint32_t tlv_aligned_array_append_tlv(void *array, uint32_t *position, uint32_t *size, uint32_t capacity, uint16_t type,
-                                      uint16_t length, const void *value, uint32_t reserved) {
+uint32_t tlv_aligned_array_append_tlv(void *array, uint32_t *position, uint32_t *size,
+                                      uint32_t capacity, uint16_t type, uint16_t length,
+                                      const void *value, uint32_t reserved) {
     const fake::InPlatform inside;
     auto &platform = fake::platform();
     const auto *bytes = static_cast<const std::uint8_t *>(value);
@@ -52,13 +54,13 @@ uint32_t tlv_aligned_array_append_tlv(void *array, uint32_t *position, uint32_t 
     return result;
 }
 
-uint32_t tlv_aligned_array_get_next_tlv(const void *array, uint16_t *type, uint16_t *length, const void **value,
-                                        uint32_t reserved, uint32_t *cursor) {
+uint32_t tlv_aligned_array_get_next_tlv(const void *array, uint16_t *type, uint16_t *length,
+                                        const void **value, uint32_t reserved, uint32_t *cursor) {
     static fake::OddlyPlaced placed;
     const fake::InPlatform inside;
     auto &platform = fake::platform();
-    platform.calls.push_back(
-        fake::NextTlv{.array = array, .value_was = *value, .reserved = reserved, .cursor_was = *cursor});
+    platform.calls.push_back(fake::NextTlv{
+        .array = array, .value_was = *value, .reserved = reserved, .cursor_was = *cursor});
     const auto result = platform.next_tlv.play();
     if (result != 0)
         return result;

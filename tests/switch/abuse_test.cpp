@@ -104,9 +104,11 @@ TEST_F(Abuse, WithThousandsOfFramesThatAreNearlyRight) {
     unsigned id = peer->register_client();
     for (std::uint32_t i = 0; i < frames; ++i) {
         bytes spoiled = valid_frame(random.below(4), id);
-        // Magic, kind and length stay right, so that one bad frame does not take the others with it.
+        // Magic, kind and length stay right, so that one bad frame does not take the others with
+        // it.
         for (std::uint32_t hits = 1 + random.below(3); hits > 0; --hits) {
-            const std::size_t at = 12 + random.below(static_cast<std::uint32_t>(spoiled.size() - 12));
+            const std::size_t at =
+                12 + random.below(static_cast<std::uint32_t>(spoiled.size() - 12));
             spoiled[at] = static_cast<std::byte>(random.any());
         }
         ASSERT_TRUE(peer->send_raw(spoiled));
@@ -127,9 +129,13 @@ TEST_F(Abuse, WithFramesCutAnywhere) {
     }
     const std::vector<std::string> said = errors();
     ASSERT_EQ(said.size(), whole.size() - 1);
-    EXPECT_THAT(said.front(), EndsWith(": it left in the middle of a frame, after 1 of at least 104 bytes: connection "
-                                       "closed"));
-    EXPECT_THAT(said.back(), EndsWith(": it left in the middle of a frame, after 351 of 352 bytes: connection closed"));
+    EXPECT_THAT(
+        said.front(),
+        EndsWith(": it left in the middle of a frame, after 1 of at least 104 bytes: connection "
+                 "closed"));
+    EXPECT_THAT(
+        said.back(),
+        EndsWith(": it left in the middle of a frame, after 351 of 352 bytes: connection closed"));
 }
 
 TEST_F(Abuse, WithClientsThatVanishInTheMiddleOfAFrame) {
@@ -152,13 +158,15 @@ TEST_F(Abuse, WithWrongLengths) {
     desk_peer cut_short(run_dir);
     cut_short.send_raw(patched(right, 8, {100}));
     EXPECT_TRUE(cut_short.wait_for_close());
-    EXPECT_THAT(errors(), Contains(HasSubstr("the message is 100 bytes long, it must be 248: refused")));
+    EXPECT_THAT(errors(),
+                Contains(HasSubstr("the message is 100 bytes long, it must be 248: refused")));
     EXPECT_THAT(errors().back(), HasSubstr("frame magic is 0x00000000"));
     // Longer than the payload: the next frame's start is taken for the rest of it.
     desk_peer drawn_out(run_dir);
     drawn_out.send_raw(message().add(patched(right, 8, {252})).add(right));
     EXPECT_TRUE(drawn_out.wait_for_close());
-    EXPECT_THAT(errors(), Contains(HasSubstr("the message is 252 bytes long, it must be 248: refused")));
+    EXPECT_THAT(errors(),
+                Contains(HasSubstr("the message is 252 bytes long, it must be 248: refused")));
 }
 
 TEST_F(Abuse, WithHugeLengthFields) {
@@ -189,7 +197,9 @@ TEST_F(Abuse, WithMoreUnfinishedFramesThanFitInMemory) {
         closed += hoarders.back()->send_raw(nearly_all) ? 0 : 1;
     }
     EXPECT_GT(closed, 0u);
-    EXPECT_THAT(errors(), Contains(HasSubstr("unfinished frames take more than 268435456 bytes: connection closed")));
+    EXPECT_THAT(
+        errors(),
+        Contains(HasSubstr("unfinished frames take more than 268435456 bytes: connection closed")));
     expect_service(run_dir);
 }
 
@@ -256,5 +266,6 @@ TEST_F(Abuse, WithAMessageOfSeveralMebibytes) {
     peer.send(route_head(), deletes);
     EXPECT_EQ(peer.ask(R"(routes {"summary":true})").at("summary").at(0).at("routes"), 60'000);
     EXPECT_THAT(errors().back(),
-                EndsWith(fmt::format("offset {}: OIF kind 3 is not 0, 1, 4, 8 or 12: refused", deletes.size() - 4)));
+                EndsWith(fmt::format("offset {}: OIF kind 3 is not 0, 1, 4, 8 or 12: refused",
+                                     deletes.size() - 4)));
 }

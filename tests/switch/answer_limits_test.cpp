@@ -50,7 +50,8 @@ protected:
 
 // Releases of LTL indexes that there are not, and, as the first of them, of one.
 bytes releases(std::uint32_t count) {
-    return message().u32(0x99).u32(count).u32(0x4000).u32(7).u32(0).fill((std::size_t{count} - 1) * 12, 0);
+    return message().u32(0x99).u32(count).u32(0x4000).u32(7).u32(0).fill(
+        (std::size_t{count} - 1) * 12, 0);
 }
 
 bytes updates_of_vlan_0(std::uint32_t count) {
@@ -74,9 +75,12 @@ public:
         const char *usual = getenv("ASAN_OPTIONS");
         had_one_ = usual != nullptr;
         usual_ = had_one_ ? usual : "";
-        setenv("ASAN_OPTIONS", (usual_ + ":quarantine_size_mb=0:thread_local_quarantine_size_kb=0").c_str(), 1);
+        setenv("ASAN_OPTIONS",
+               (usual_ + ":quarantine_size_mb=0:thread_local_quarantine_size_kb=0").c_str(), 1);
     }
-    ~prompt_sanitizer() { had_one_ ? setenv("ASAN_OPTIONS", usual_.c_str(), 1) : unsetenv("ASAN_OPTIONS"); }
+    ~prompt_sanitizer() {
+        had_one_ ? setenv("ASAN_OPTIONS", usual_.c_str(), 1) : unsetenv("ASAN_OPTIONS");
+    }
     prompt_sanitizer(const prompt_sanitizer &) = delete;
     prompt_sanitizer &operator=(const prompt_sanitizer &) = delete;
 
@@ -124,9 +128,11 @@ TEST_F(AnswerLimits, LetAnAnswerBeAsLongAsAMessage) {
     EXPECT_EQ(entries_of_next(peer, allocation), 1u);
     peer.send(ltl_head(release), releases(most_entries + 1));
     EXPECT_EQ(peer.ask("ltl").at("ltl").size(), 1u) << "nothing of it is applied";
-    EXPECT_THAT(errors(), testing::ElementsAre(EndsWith(
-                              "LTL release (opcode 90003): offset 4: the answer to 1048576 entries would be longer "
-                              "than a message may be, it has room for 1048575: refused")));
+    EXPECT_THAT(
+        errors(),
+        testing::ElementsAre(EndsWith(
+            "LTL release (opcode 90003): offset 4: the answer to 1048576 entries would be longer "
+            "than a message may be, it has room for 1048575: refused")));
     peer.send(ltl_head(release), releases(most_entries));
     EXPECT_EQ(entries_of_next(peer, release), most_entries);
     EXPECT_TRUE(peer.ask("ltl").at("ltl").empty());
@@ -167,7 +173,8 @@ TEST_F(AnswerLimits, CountLateAnswers) {
     EXPECT_LT(send_without_reading(peer, release, releases(80'000)), 10);
     EXPECT_TRUE(peer.wait_for_close());
     EXPECT_THAT(errors(),
-                Contains(EndsWith(": more than 1048576 bytes of late answers wait for it: connection closed")));
+                Contains(EndsWith(
+                    ": more than 1048576 bytes of late answers wait for it: connection closed")));
     expect_service(run_dir);
 }
 

@@ -42,14 +42,16 @@ bool desk_peer::send_raw(const bytes &sent) {
 
 std::optional<desk::frame> desk_peer::receive() {
     desk::frame whole;
-    const auto got = desk::receive_frame(fd(), reader_, desk::deadline::after_ms(patience_ms), whole);
+    const auto got =
+        desk::receive_frame(fd(), reader_, desk::deadline::after_ms(patience_ms), whole);
     EXPECT_NE(got.status, desk::frame_status::timed_out);
     return got.status == desk::frame_status::done ? std::optional(std::move(whole)) : std::nullopt;
 }
 
 std::pair<int, int> desk_peer::receive_ack() {
     const std::optional<desk::frame> ack = receive();
-    if (!ack || ack->head.kind != desk::frame_kind::message || ack->head.opcode != 75796 || ack->payload.size() != 2) {
+    if (!ack || ack->head.kind != desk::frame_kind::message || ack->head.opcode != 75796 ||
+        ack->payload.size() != 2) {
         ADD_FAILURE() << "no acknowledgment";
         return {-1, -1};
     }

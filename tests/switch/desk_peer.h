@@ -22,7 +22,9 @@ public:
 
     // False when the switch takes no more.
     bool send_raw(const bytes &sent);
-    bool send(const desk::frame_head &head, const bytes &payload) { return send_raw(frame_bytes(head, payload)); }
+    bool send(const desk::frame_head &head, const bytes &payload) {
+        return send_raw(frame_bytes(head, payload));
+    }
 
     // Waits for the next frame; nothing when the connection ends instead.
     std::optional<desk::frame> receive();
@@ -33,7 +35,8 @@ public:
     // Registers and waits for the acknowledgment: the id, or 0.
     std::uint8_t register_client(std::uint32_t uuid = 500);
 
-    // Asks for a table on this connection. Whatever was sent before is handled by the time the answer is there.
+    // Asks for a table on this connection. Whatever was sent before is handled by the time the
+    // answer is there.
     nlohmann::json ask(const std::string &query) {
         send_show(query);
         return receive_table();
@@ -52,5 +55,6 @@ private:
     desk::frame_reader reader_{desk::frame_kind::message, desk::frame_kind::show_reply};
 };
 
-// Registers a client, adds a route, sees it in the table, deletes it and deregisters: a well-formed client is served.
+// Registers a client, adds a route, sees it in the table, deletes it and deregisters: a well-formed
+// client is served.
 void expect_service(const std::string &run_directory);

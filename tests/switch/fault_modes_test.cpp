@@ -171,11 +171,13 @@ TEST_F(Faults, DieAfterSoManyRequests) {
 
 TEST_F(Faults, AreInTheLog) {
     {
-        switch_process running(run_dir, {"--ltl-pool", "5", "--ltl-refuse-vlan", "10", "--ltl-refuse-vlan", "20",
-                                         "--reject-registration", "--ack", "late:70"});
+        switch_process running(run_dir,
+                               {"--ltl-pool", "5", "--ltl-refuse-vlan", "10", "--ltl-refuse-vlan",
+                                "20", "--reject-registration", "--ack", "late:70"});
     }
-    EXPECT_THAT(service_log(run_dir, 104), Contains("misbehaves on purpose: --reject-registration --ack late:70 "
-                                                    "--ltl-refuse-vlan 10 --ltl-refuse-vlan 20 --ltl-pool 5"));
+    EXPECT_THAT(service_log(run_dir, 104),
+                Contains("misbehaves on purpose: --reject-registration --ack late:70 "
+                         "--ltl-refuse-vlan 10 --ltl-refuse-vlan 20 --ltl-pool 5"));
 }
 
 TEST_F(Faults, AreNotInTheLogOfASwitchThatHasNone) {
@@ -194,10 +196,14 @@ TEST_F(Faults, HaveTheirOptionsChecked) {
     };
     for (const std::string mode :
          {"", "once", "late", "late:", "late:-1", "late:3600001", "late:99999999999", "late:1s"}) {
-        EXPECT_EQ(complaint({"--ack", mode}),
-                  fmt::format("vellsim: --ack: {} is not late:MS (0 to 3600000 milliseconds), twice or never", mode));
+        EXPECT_EQ(
+            complaint({"--ack", mode}),
+            fmt::format(
+                "vellsim: --ack: {} is not late:MS (0 to 3600000 milliseconds), twice or never",
+                mode));
     }
-    EXPECT_THAT(complaint({"--ack-id", "256"}), HasSubstr("--ack-id: Value 256 not in range 0 to 255"));
+    EXPECT_THAT(complaint({"--ack-id", "256"}),
+                HasSubstr("--ack-id: Value 256 not in range 0 to 255"));
     EXPECT_THAT(complaint({"--slow", "-1"}), HasSubstr("--slow"));
     EXPECT_THAT(complaint({"--die-after", "0"}), HasSubstr("--die-after"));
     EXPECT_FALSE(std::filesystem::exists(run_dir));

@@ -23,14 +23,16 @@ TEST(Flood, IsEmptyAtFirst) {
 
 TEST(Flood, GrowsAndShrinks) {
     ltl_service test;
-    EXPECT_EQ(test.answer(flood_update, flood_payload({{10, 0x0a, {eth3_7, add, po12, add, 99, add}}, {20, 0}})),
+    EXPECT_EQ(test.answer(flood_update,
+                          flood_payload({{10, 0x0a, {eth3_7, add, po12, add, 99, add}}, {20, 0}})),
               (test_words{16, 0, 0x99, 2, 10, 3, 0, 0, 20, 0, 0, 0}));
     EXPECT_EQ(test.floods(), json::parse(R"([
         {"vlan":10,"line_cards":[1,3],"line_card_mask":10,"client":1,"pid":4711,
          "interfaces":[{"if_index":99,"name":"0x00000063"},{"if_index":402653196,"name":"Po12"},
                        {"if_index":1745028864,"name":"Eth3/7"}]},
         {"vlan":20,"line_cards":[],"line_card_mask":0,"client":1,"pid":4711,"interfaces":[]}])"));
-    EXPECT_EQ(test.answer(flood_update, flood_payload({{10, 0x80000001, {99, take, 7, add, po12, take}}})),
+    EXPECT_EQ(test.answer(flood_update,
+                          flood_payload({{10, 0x80000001, {99, take, 7, add, po12, take}}})),
               (test_words{16, 0, 0x99, 1, 10, 1, 2, 0}));
     EXPECT_EQ(test.flooded(10), (test_words{7, eth3_7}));
     EXPECT_EQ(test.floods().at(0).at("line_cards"), json({0, 31}));
@@ -40,7 +42,8 @@ TEST(Flood, GrowsAndShrinks) {
 TEST(Flood, KeepsAVlanWithoutInterfaces) {
     ltl_service test;
     test.ask(flood_update, flood_payload({{10, 2, {7, add}}}));
-    EXPECT_EQ(test.result(flood_update, flood_payload({{10, 0, {7, take}}})), (test_words{10, 0, 1, 0}));
+    EXPECT_EQ(test.result(flood_update, flood_payload({{10, 0, {7, take}}})),
+              (test_words{10, 0, 1, 0}));
     EXPECT_EQ(test.flooded(10), test_words{});
     EXPECT_EQ(test.floods().at(0).at("line_card_mask"), 0);
 }
@@ -48,51 +51,59 @@ TEST(Flood, KeepsAVlanWithoutInterfaces) {
 TEST(Flood, RefusesAVlanWholeAndGoesOnWithTheOthers) {
     ltl_service test({.ltl_refused_vlans = {11}});
     test.ask(flood_update, flood_payload({{10, 2, {7, add}}, {12, 2, {7, add}}}));
-    EXPECT_EQ(test.answer(flood_update, flood_payload({{10, 4, {8, add, 7, add, 9, add}},   // 7 is there
-                                                       {12, 4, {8, add, 9, take, 7, take}}, // 9 is not
-                                                       {11, 4, {7, add}},
-                                                       {13, 4, {7, add, 8, 3}},
-                                                       {14, 4, {7, add, 8, 0}},
-                                                       {15, 4, {7, add, 7, add}},
-                                                       {16, 4, {7, add, 7, take}},
-                                                       {0, 4, {7, add}},
-                                                       {4095, 4, {}},
-                                                       {65546, 4, {8, add}},
-                                                       {17, 4, {7, take}},
-                                                       {4094, 4, {7, add}}})),
-              (test_words{16,   1, 0x99, 12, 10,    0, 0,  5, 12, 0, 0,  6, 11,   0, 0, 1, 13, 0,
-                          0,    9, 14,   0,  0,     9, 15, 0, 0,  8, 16, 0, 0,    8, 0, 0, 0,  7,
-                          4095, 0, 0,    7,  65546, 0, 0,  7, 17, 0, 0,  6, 4094, 1, 0, 0}));
+    EXPECT_EQ(
+        test.answer(flood_update, flood_payload({{10, 4, {8, add, 7, add, 9, add}},   // 7 is there
+                                                 {12, 4, {8, add, 9, take, 7, take}}, // 9 is not
+                                                 {11, 4, {7, add}},
+                                                 {13, 4, {7, add, 8, 3}},
+                                                 {14, 4, {7, add, 8, 0}},
+                                                 {15, 4, {7, add, 7, add}},
+                                                 {16, 4, {7, add, 7, take}},
+                                                 {0, 4, {7, add}},
+                                                 {4095, 4, {}},
+                                                 {65546, 4, {8, add}},
+                                                 {17, 4, {7, take}},
+                                                 {4094, 4, {7, add}}})),
+        (test_words{16,   1, 0x99, 12, 10,    0, 0,  5, 12, 0, 0,  6, 11,   0, 0, 1, 13, 0,
+                    0,    9, 14,   0,  0,     9, 15, 0, 0,  8, 16, 0, 0,    8, 0, 0, 0,  7,
+                    4095, 0, 0,    7,  65546, 0, 0,  7, 17, 0, 0,  6, 4094, 1, 0, 0}));
     EXPECT_EQ(test.flooded(10), test_words{7});
     EXPECT_EQ(test.flooded(12), test_words{7});
-    EXPECT_EQ(test.floods().at(0).at("line_card_mask"), 2) << "as sent with the last update that was applied";
+    EXPECT_EQ(test.floods().at(0).at("line_card_mask"), 2)
+        << "as sent with the last update that was applied";
     EXPECT_EQ(test.flooded(4094), test_words{7});
     EXPECT_EQ(test.floods().size(), 3u) << "a refused VLAN is not listed";
-    EXPECT_THAT(test.errors,
-                ElementsAre("client 1 (pid 4711): flood update of VLAN 10: status 5: an added interface is present "
-                            "already: 0x00000007",
-                            "client 1 (pid 4711): flood update of VLAN 12: status 6: a removed interface is absent: "
-                            "0x00000009",
-                            "client 1 (pid 4711): flood update of VLAN 11: status 1: refused by fault mode",
-                            "client 1 (pid 4711): flood update of VLAN 13: status 9: an operation is neither 1 nor 2: "
-                            "3",
-                            "client 1 (pid 4711): flood update of VLAN 14: status 9: an operation is neither 1 nor 2: "
-                            "0",
-                            "client 1 (pid 4711): flood update of VLAN 15: status 8: an interface is in the list "
-                            "twice: 0x00000007",
-                            "client 1 (pid 4711): flood update of VLAN 16: status 8: an interface is in the list "
-                            "twice: 0x00000007",
-                            "client 1 (pid 4711): flood update of VLAN 0: status 7: this is no VLAN id: 0",
-                            "client 1 (pid 4711): 3 more entries of the same request refused"));
+    EXPECT_THAT(
+        test.errors,
+        ElementsAre(
+            "client 1 (pid 4711): flood update of VLAN 10: status 5: an added interface is present "
+            "already: 0x00000007",
+            "client 1 (pid 4711): flood update of VLAN 12: status 6: a removed interface is "
+            "absent: "
+            "0x00000009",
+            "client 1 (pid 4711): flood update of VLAN 11: status 1: refused by fault mode",
+            "client 1 (pid 4711): flood update of VLAN 13: status 9: an operation is neither 1 nor "
+            "2: "
+            "3",
+            "client 1 (pid 4711): flood update of VLAN 14: status 9: an operation is neither 1 nor "
+            "2: "
+            "0",
+            "client 1 (pid 4711): flood update of VLAN 15: status 8: an interface is in the list "
+            "twice: 0x00000007",
+            "client 1 (pid 4711): flood update of VLAN 16: status 8: an interface is in the list "
+            "twice: 0x00000007",
+            "client 1 (pid 4711): flood update of VLAN 0: status 7: this is no VLAN id: 0",
+            "client 1 (pid 4711): 3 more entries of the same request refused"));
 }
 
 TEST(Flood, RefusalsNameTheInterfaceAsPeopleDo) {
     ltl_service test;
-    test.ask(flood_update, flood_payload({{10, 1, {vlan20, take}}, {10, 1, {po12, add, eth3_7, add, po12, add}}}));
-    EXPECT_THAT(
-        test.errors,
-        ElementsAre("client 1 (pid 4711): flood update of VLAN 10: status 6: a removed interface is absent: Vlan20",
-                    "client 1 (pid 4711): flood update of VLAN 10: status 8: an interface is in the list twice: Po12"));
+    test.ask(flood_update, flood_payload({{10, 1, {vlan20, take}},
+                                          {10, 1, {po12, add, eth3_7, add, po12, add}}}));
+    EXPECT_THAT(test.errors, ElementsAre("client 1 (pid 4711): flood update of VLAN 10: status 6: "
+                                         "a removed interface is absent: Vlan20",
+                                         "client 1 (pid 4711): flood update of VLAN 10: status 8: "
+                                         "an interface is in the list twice: Po12"));
 }
 
 TEST(Flood, StaysWhenItsClientGoes) {
@@ -108,15 +119,17 @@ TEST(Flood, StaysWhenItsClientGoes) {
 
 TEST(Flood, AppliesUpdatesOfOneVlanInTheirOrder) {
     ltl_service test;
-    EXPECT_EQ(test.answer(flood_update, flood_payload({{10, 1, {7, add}}, {10, 2, {7, take, 8, add}}})),
-              (test_words{16, 0, 0x99, 2, 10, 1, 0, 0, 10, 1, 1, 0}));
+    EXPECT_EQ(
+        test.answer(flood_update, flood_payload({{10, 1, {7, add}}, {10, 2, {7, take, 8, add}}})),
+        (test_words{16, 0, 0x99, 2, 10, 1, 0, 0, 10, 1, 1, 0}));
     EXPECT_EQ(test.flooded(10), test_words{8});
 }
 
 TEST(Flood, TakesUpdatesOfPeersWithoutAnId) {
     ltl_service test;
     desk::session other{.pid = 99};
-    EXPECT_EQ(test.send(other, ltl_head(flood_update), flood_payload({{10, 1, {7, add}}})).size(), 1u);
+    EXPECT_EQ(test.send(other, ltl_head(flood_update), flood_payload({{10, 1, {7, add}}})).size(),
+              1u);
     EXPECT_EQ(test.floods().at(0).at("client"), 0);
     EXPECT_EQ(test.floods().at(0).at("pid"), 99);
 }
@@ -132,27 +145,30 @@ TEST(Flood, RequestsThatAreNotRightAreRefusedWhole) {
     EXPECT_TRUE(test.ask(flood_update, cut(whole, whole.size() - 1)).empty());
     EXPECT_TRUE(test.ask(flood_update, message().add(whole).u8(0)).empty());
     EXPECT_TRUE(test.floods().empty());
-    EXPECT_THAT(
-        test.errors,
-        ElementsAre("client 1 (pid 4711): flood LTL update (opcode 90004): offset 60: 1 updates take 8 bytes or "
-                    "more, the message has 7 left behind their number: refused",
-                    "client 1 (pid 4711): flood LTL update (opcode 90004): offset 72: 1 bytes follow the last "
-                    "of 2 VLANs: refused"));
+    EXPECT_THAT(test.errors,
+                ElementsAre("client 1 (pid 4711): flood LTL update (opcode 90004): offset 60: 1 "
+                            "updates take 8 bytes or "
+                            "more, the message has 7 left behind their number: refused",
+                            "client 1 (pid 4711): flood LTL update (opcode 90004): offset 72: 1 "
+                            "bytes follow the last "
+                            "of 2 VLANs: refused"));
 }
 
 TEST(Flood, TableIsShownUpToALimit) {
     ltl_service test;
     test.ask(flood_update, flood_payload({{10, 0}, {11, 0}, {12, 0}}));
-    EXPECT_EQ(desk::answer_show(test.vell, R"(flood {"limit":1})").text,
-              R"({"flood":[{"vlan":10,"line_cards":[],"line_card_mask":0,"client":1,"pid":4711,"interfaces":[]}],)"
-              R"("matched":3})");
+    EXPECT_EQ(
+        desk::answer_show(test.vell, R"(flood {"limit":1})").text,
+        R"({"flood":[{"vlan":10,"line_cards":[],"line_card_mask":0,"client":1,"pid":4711,"interfaces":[]}],)"
+        R"("matched":3})");
     EXPECT_EQ(test.shown("matched", R"(flood {"limit":9,"vlan":12})"), 1);
 }
 
 TEST(Flood, TableIsNarrowedByVlan) {
     ltl_service test;
     test.ask(flood_update, flood_payload({{10, 1, {7, add}}, {11, 0}}));
-    EXPECT_EQ(desk::answer_show(test.vell, R"(flood {"vlan":11})").text,
-              R"({"flood":[{"vlan":11,"line_cards":[],"line_card_mask":0,"client":1,"pid":4711,"interfaces":[]}],)"
-              R"("narrowed":true})");
+    EXPECT_EQ(
+        desk::answer_show(test.vell, R"(flood {"vlan":11})").text,
+        R"({"flood":[{"vlan":11,"line_cards":[],"line_card_mask":0,"client":1,"pid":4711,"interfaces":[]}],)"
+        R"("narrowed":true})");
 }

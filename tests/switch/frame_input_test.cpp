@@ -37,7 +37,8 @@ TEST(FrameInput, PutsAFrameTogetherFromSingleBytes) {
 }
 
 TEST(FrameInput, TakesSeveralFramesFromOnePiece) {
-    const bytes sent = message().add(framed(1, literal({7}))).add(framed(3, {})).add(framed(1, literal({8, 9})));
+    const bytes sent =
+        message().add(framed(1, literal({7}))).add(framed(3, {})).add(framed(1, literal({8, 9})));
     desk::frame_input input;
     input.receive(sent);
     ASSERT_EQ(input.look(), state::whole);

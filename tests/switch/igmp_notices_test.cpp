@@ -18,9 +18,15 @@ constexpr const char *a_time = "20..-..-..T..:..:..[.].*Z";
 struct notified_service : test_service {
     desk::session from = registered_session();
 
-    void mark(desk::session &who, std::uint32_t marker) { send(who, marker_head(), message().u32(marker)); }
-    void update(unsigned records) { send(from, l2_head(), mbd_message(1, std::vector<test_mbd>(records))); }
-    json shown(const char *part) const { return json::parse(desk::answer_show(vell, "l2").text).at("l2").at(part); }
+    void mark(desk::session &who, std::uint32_t marker) {
+        send(who, marker_head(), message().u32(marker));
+    }
+    void update(unsigned records) {
+        send(from, l2_head(), mbd_message(1, std::vector<test_mbd>(records)));
+    }
+    json shown(const char *part) const {
+        return json::parse(desk::answer_show(vell, "l2").text).at("l2").at(part);
+    }
 };
 
 } // namespace
@@ -88,8 +94,9 @@ TEST(Markers, MayBeUnpaired) {
     test.mark(test.from, 1);
     test.mark(test.from, 1);
     EXPECT_EQ(test.traces.at(1), "client 1 (pid 4711): end marker without a begin marker");
-    EXPECT_EQ(test.traces.at(2),
-              "client 1 (pid 4711): begin marker inside a batch: the batch ends without an end marker");
+    EXPECT_EQ(
+        test.traces.at(2),
+        "client 1 (pid 4711): begin marker inside a batch: the batch ends without an end marker");
     desk::handle_loss(test.vell, test.from, "it closed its connection");
     const json batches = test.shown("batches");
     ASSERT_EQ(batches.size(), 3u);
@@ -134,8 +141,9 @@ TEST(DownloadComplete, IsCountedPerClient) {
     test.send(third, download_head(), message().u32(0));
     test.send(test.from, download_head(), message().u32(0));
     test.send(third, download_head(), message().u32(0));
-    EXPECT_EQ(test.shown("download_complete"),
-              json::parse(R"([{"client":1,"pid":4711,"count":1},{"client":3,"pid":4711,"count":2}])"));
+    EXPECT_EQ(
+        test.shown("download_complete"),
+        json::parse(R"([{"client":1,"pid":4711,"count":1},{"client":3,"pid":4711,"count":2}])"));
     EXPECT_TRUE(test.errors.empty());
 }
 
@@ -151,8 +159,8 @@ void expect_refused(notified_service &test, desk::session &from, const char *who
                     const refused_notice &notice) {
     test.errors.clear();
     test.send(from, notice.head, notice.payload);
-    EXPECT_THAT(test.errors,
-                ElementsAre(fmt::format("{}: {} (opcode {}): {}: refused", who, name, notice.head.opcode, notice.why)));
+    EXPECT_THAT(test.errors, ElementsAre(fmt::format("{}: {} (opcode {}): {}: refused", who, name,
+                                                     notice.head.opcode, notice.why)));
 }
 
 } // namespace
@@ -161,10 +169,14 @@ TEST(Markers, AreRefusedWithAnotherLengthOrHead) {
     const refused_notice all[] = {
         {marker_head(), {}, "offset 0: the message is 0 bytes long, it must be 4"},
         {marker_head(), literal({1, 0, 0}), "offset 3: the message is 3 bytes long, it must be 4"},
-        {marker_head(), literal({1, 0, 0, 0, 0}), "offset 4: the message is 5 bytes long, it must be 4"},
-        {request_head(213, 75804, 1), message().u32(1), "frame head offset 32: send-options word 1 is 1, it must be 0"},
-        {request_head(212, 75804, 0), message().u32(1), "frame head offset 16: SAP is 212, it must be 213"},
-        {request_head(214, 75804, 0), message().u32(1), "frame head offset 16: SAP is 214, it must be 213"},
+        {marker_head(), literal({1, 0, 0, 0, 0}),
+         "offset 4: the message is 5 bytes long, it must be 4"},
+        {request_head(213, 75804, 1), message().u32(1),
+         "frame head offset 32: send-options word 1 is 1, it must be 0"},
+        {request_head(212, 75804, 0), message().u32(1),
+         "frame head offset 16: SAP is 212, it must be 213"},
+        {request_head(214, 75804, 0), message().u32(1),
+         "frame head offset 16: SAP is 214, it must be 213"},
     };
     notified_service test;
     for (const refused_notice &notice : all) {
@@ -190,12 +202,17 @@ TEST(Markers, ThatAreRefusedLeaveABatchAsItIs) {
 TEST(DownloadComplete, IsRefusedUnlessItIsRight) {
     const refused_notice all[] = {
         {download_head(), {}, "offset 0: the message is 0 bytes long, it must be 4"},
-        {download_head(), literal({0, 0, 0}), "offset 3: the message is 3 bytes long, it must be 4"},
-        {download_head(), message().u32(0).u8(0), "offset 4: the message is 5 bytes long, it must be 4"},
+        {download_head(), literal({0, 0, 0}),
+         "offset 3: the message is 3 bytes long, it must be 4"},
+        {download_head(), message().u32(0).u8(0),
+         "offset 4: the message is 5 bytes long, it must be 4"},
         {download_head(), message().u32(5), "offset 0: value is 5, it must be 0"},
-        {request_head(213, 75789, 1), message().u32(0), "frame head offset 32: send-options word 1 is 1, it must be 0"},
-        {request_head(212, 75789, 0), message().u32(0), "frame head offset 16: SAP is 212, it must be 213"},
-        {request_head(214, 75789, 0), message().u32(0), "frame head offset 16: SAP is 214, it must be 213"},
+        {request_head(213, 75789, 1), message().u32(0),
+         "frame head offset 32: send-options word 1 is 1, it must be 0"},
+        {request_head(212, 75789, 0), message().u32(0),
+         "frame head offset 16: SAP is 212, it must be 213"},
+        {request_head(214, 75789, 0), message().u32(0),
+         "frame head offset 16: SAP is 214, it must be 213"},
     };
     notified_service test;
     for (const refused_notice &notice : all) {
@@ -203,7 +220,8 @@ TEST(DownloadComplete, IsRefusedUnlessItIsRight) {
     }
     EXPECT_EQ(test.client_of(test.from).refused, std::size(all));
     desk::session queue_only{.pid = 99};
-    expect_refused(test, queue_only, "unregistered client (pid 99)", "download complete",
-                   {download_head(), message().u32(0), "offset 0: this connection is not registered"});
+    expect_refused(
+        test, queue_only, "unregistered client (pid 99)", "download complete",
+        {download_head(), message().u32(0), "offset 0: this connection is not registered"});
     EXPECT_TRUE(test.shown("download_complete").empty());
 }

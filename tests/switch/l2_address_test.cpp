@@ -7,7 +7,8 @@ namespace {
 // What a text is read as, written again with its kind; empty when it is no address.
 std::string reread(const std::string &text) {
     const auto parsed = desk::parse_l2_address(text);
-    return parsed ? std::string(kind_name(parsed->kind)) + " " + address_text(*parsed) : std::string();
+    return parsed ? std::string(kind_name(parsed->kind)) + " " + address_text(*parsed)
+                  : std::string();
 }
 
 } // namespace
@@ -19,8 +20,9 @@ TEST(L2Address, IsReadAsPeopleWriteIt) {
 }
 
 TEST(L2Address, IsNotReadFromAnythingElse) {
-    for (const char *text : {"", "239.1.1", "01:00:5e:7f:0a", "01:00:5e:7f:0a:b1:", "01:00:5e:7f:0a:bg",
-                             "01-00-5e-7f-0a-b1", "01:00:5e:7f:0a:+1", "ff02"}) {
+    for (const char *text :
+         {"", "239.1.1", "01:00:5e:7f:0a", "01:00:5e:7f:0a:b1:", "01:00:5e:7f:0a:bg",
+          "01-00-5e-7f-0a-b1", "01:00:5e:7f:0a:+1", "ff02"}) {
         EXPECT_EQ(reread(text), "") << text;
     }
 }

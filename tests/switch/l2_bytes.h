@@ -13,8 +13,9 @@ inline bytes network_u32(std::uint32_t value) {
 }
 
 inline bytes l2_header(unsigned id, unsigned records, unsigned marker_flags = 0) {
-    return literal({static_cast<int>(id), 0xd0, static_cast<int>(records >> 8), static_cast<int>(records & 0xff), 0x24,
-                    0x35, static_cast<int>(marker_flags >> 8), static_cast<int>(marker_flags & 0xff)});
+    return literal({static_cast<int>(id), 0xd0, static_cast<int>(records >> 8),
+                    static_cast<int>(records & 0xff), 0x24, 0x35,
+                    static_cast<int>(marker_flags >> 8), static_cast<int>(marker_flags & 0xff)});
 }
 
 inline bytes joined(std::initializer_list<bytes> parts) {
@@ -150,14 +151,21 @@ struct test_mbd {
 inline bytes mbd_record(const test_mbd &mbd) {
     const auto count = static_cast<std::uint32_t>(mbd.ports.size());
     message record;
-    record.u8(static_cast<std::uint32_t>(mbd.type)).fill(7, 0).u32(80 + 32 * count).add(network_u32(mbd.bridge));
+    record.u8(static_cast<std::uint32_t>(mbd.type))
+        .fill(7, 0)
+        .u32(80 + 32 * count)
+        .add(network_u32(mbd.bridge));
     record.fill(8, 0).add(network_u32(mbd.vlan)).fill(4, 0).u8(mbd.flags >> 8).u8(mbd.flags & 0xff);
     for (const std::vector<int> &address : {mbd.group, mbd.source}) {
         record.add(network_u32(mbd.kind)).add(cut(literal(address), 16));
     }
     record.add(network_u32(count));
     for (const test_port &port : mbd.ports) {
-        record.add(network_u32(2)).add(network_u32(port.flags)).fill(8, 0).add(network_u32(port.if_index)).fill(12, 0);
+        record.add(network_u32(2))
+            .add(network_u32(port.flags))
+            .fill(8, 0)
+            .add(network_u32(port.if_index))
+            .fill(12, 0);
     }
     return record.fill(2, 0);
 }

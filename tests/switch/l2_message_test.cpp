@@ -37,7 +37,8 @@ TEST(L2Message, CarriesPairsWithTwoWords) {
         const l2_record record = only_record(pairs_record(type));
         EXPECT_EQ(record.type, type);
         EXPECT_THAT(record.words, ElementsAre(0x11121314u, 0x15161718u));
-        EXPECT_THAT(record.pairs, ElementsAre(Pair(0x21222324u, 0x25262728u), Pair(0x292a2b2cu, 0x2d2e2f30u)));
+        EXPECT_THAT(record.pairs,
+                    ElementsAre(Pair(0x21222324u, 0x25262728u), Pair(0x292a2b2cu, 0x2d2e2f30u)));
         EXPECT_TRUE(record.oifs.empty());
     }
 }
@@ -68,7 +69,8 @@ TEST(L2Message, CarriesFloodLists) {
         EXPECT_EQ(record.oifs[1].kind, l2_oif_kind::ipv6);
         EXPECT_EQ(record.oifs[1].flags, 4u);
         EXPECT_THAT(record.oifs[1].words, ElementsAre(0x6a6b6c6du, 0x6e6f7071u));
-        EXPECT_THAT(record.oifs[1].ipv6, ElementsAre(0xfe, 0x80, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x72, 0x73, 0x74, 0x75));
+        EXPECT_THAT(record.oifs[1].ipv6,
+                    ElementsAre(0xfe, 0x80, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x72, 0x73, 0x74, 0x75));
         EXPECT_EQ(record.oifs[2].kind, l2_oif_kind::if_index);
         EXPECT_EQ(record.oifs[2].flags, 0x7677u);
         EXPECT_THAT(record.oifs[2].words, ElementsAre(0x78797a7bu, 0x7c7d7e7fu));
@@ -101,7 +103,8 @@ TEST(L2Message, CarriesMbdEntries) {
 }
 
 TEST(L2Message, CarriesGroupsOfEachKind) {
-    const l2_record ipv6 = only_record(mbd_record({.kind = 8, .group = {0xff, 2, 0, 1}, .source = {0xfe, 0x80}}));
+    const l2_record ipv6 =
+        only_record(mbd_record({.kind = 8, .group = {0xff, 2, 0, 1}, .source = {0xfe, 0x80}}));
     EXPECT_EQ(address_text(ipv6.addresses[0]), "ff02:1::");
     EXPECT_EQ(address_text(ipv6.addresses[1]), "fe80::");
     const l2_record mac = only_record(mbd_record({.kind = 2, .group = {1, 0, 0x5e, 0x7f, 1, 2}}));
@@ -110,8 +113,9 @@ TEST(L2Message, CarriesGroupsOfEachKind) {
 }
 
 TEST(L2Message, CarriesManyRecordsBackToBack) {
-    const desk::l2_message decoded = decode_l2_message(
-        joined({l2_header(0, 4), mbd_record(21), pairs_record(8), bare_pairs_record(11), flood_record(15)}));
+    const desk::l2_message decoded =
+        decode_l2_message(joined({l2_header(0, 4), mbd_record(21), pairs_record(8),
+                                  bare_pairs_record(11), flood_record(15)}));
     ASSERT_EQ(decoded.records.size(), 4u);
     EXPECT_EQ(decoded.records[0].type, 21);
     EXPECT_EQ(decoded.records[1].type, 8);
@@ -152,77 +156,103 @@ TEST_P(L2Refusal, NamesOffsetAndReason) {
 INSTANTIATE_TEST_SUITE_P(
     Patched, L2Refusal,
     testing::Values(
-        refused_l2{"CountZero", mbd_record(21), 3, {0}, "offset 8: 144 bytes follow the last of 0 records"},
+        refused_l2{"CountZero",
+                   mbd_record(21),
+                   3,
+                   {0},
+                   "offset 8: 144 bytes follow the last of 0 records"},
         refused_l2{"CountTooLarge",
                    mbd_record(21),
                    3,
                    {2},
                    "offset 152: the message has 0 bytes left here, record 2 of 2 needs 80 or more"},
-        refused_l2{"CountHuge",
-                   mbd_record(21),
-                   2,
-                   {0xff, 0xff},
-                   "offset 152: the message has 0 bytes left here, record 2 of 65535 needs 80 or more"},
+        refused_l2{
+            "CountHuge",
+            mbd_record(21),
+            2,
+            {0xff, 0xff},
+            "offset 152: the message has 0 bytes left here, record 2 of 65535 needs 80 or more"},
         refused_l2{"LengthInNetworkOrder",
                    mbd_record(21),
                    16,
                    {0, 0, 0, 0x90},
-                   "offset 16: record length is 2415919104 (in host byte order), with 2 entries of 32 bytes it must be "
+                   "offset 16: record length is 2415919104 (in host byte order), with 2 entries of "
+                   "32 bytes it must be "
                    "144"},
         refused_l2{"LengthShort",
                    pairs_record(8),
                    16,
                    {88},
-                   "offset 16: record length is 88 (in host byte order), with 2 entries of 8 bytes it must be 96"},
+                   "offset 16: record length is 88 (in host byte order), with 2 entries of 8 bytes "
+                   "it must be 96"},
         refused_l2{"LengthLong",
                    pairs_record(8),
                    16,
                    {104},
-                   "offset 16: record length is 104 (in host byte order), with 2 entries of 8 bytes it must be 96"},
+                   "offset 16: record length is 104 (in host byte order), with 2 entries of 8 "
+                   "bytes it must be 96"},
         refused_l2{"LengthLongWithOifs",
                    mbd_record(21),
                    16,
                    {176},
-                   "offset 16: record length is 176 (in host byte order), with 2 entries of 32 bytes it must be 144"},
+                   "offset 16: record length is 176 (in host byte order), with 2 entries of 32 "
+                   "bytes it must be 144"},
         refused_l2{"LengthHuge",
                    flood_record(12),
                    16,
                    {0xff, 0xff, 0xff, 0xff},
-                   "offset 16: record length is 4294967295 (in host byte order), with 3 entries of 32 bytes it must be "
+                   "offset 16: record length is 4294967295 (in host byte order), with 3 entries of "
+                   "32 bytes it must be "
                    "176"},
         refused_l2{"EntryCountLow",
                    bare_pairs_record(10),
                    23,
                    {0},
-                   "offset 16: record length is 88 (in host byte order), with 0 entries of 8 bytes it must be 80"},
+                   "offset 16: record length is 88 (in host byte order), with 0 entries of 8 bytes "
+                   "it must be 80"},
         refused_l2{"EntryCountHuge",
                    lookup_mode_record(),
                    24,
                    {0xff, 0xff, 0xff, 0xff},
-                   "offset 16: record length is 96 (in host byte order), with 4294967295 entries of 8 bytes it must be "
+                   "offset 16: record length is 96 (in host byte order), with 4294967295 entries "
+                   "of 8 bytes it must be "
                    "34359738440"},
         refused_l2{"EntryCountHugeOfOifs",
                    mbd_record(21),
                    82,
                    {0xff, 0xff, 0xff, 0xff},
-                   "offset 16: record length is 144 (in host byte order), with 4294967295 entries of 32 bytes it must "
+                   "offset 16: record length is 144 (in host byte order), with 4294967295 entries "
+                   "of 32 bytes it must "
                    "be 137438953520"},
         refused_l2{"EntryCountHugeOfAFloodList",
                    flood_record(15),
                    78,
                    {0xff, 0xff, 0xff, 0xff},
-                   "offset 16: record length is 176 (in host byte order), with 4294967295 entries of 32 bytes it must "
+                   "offset 16: record length is 176 (in host byte order), with 4294967295 entries "
+                   "of 32 bytes it must "
                    "be 137438953520"},
         refused_l2{"EntryCountBeyondTheMessage",
                    pairs_record(9),
                    16,
                    {0x68, 0, 0, 0, 0x11, 0x12, 0x13, 0x14, 0, 0, 0, 3},
-                   "offset 24: 3 entries make the record 104 bytes long, the message has 96 from its start on"},
+                   "offset 24: 3 entries make the record 104 bytes long, the message has 96 from "
+                   "its start on"},
         refused_l2{"VlanZero", mbd_record(21), 35, {0}, "offset 32: VLAN id 0 is not 1 to 4094"},
-        refused_l2{"VlanAbove", mbd_record(22), 34, {0x0f, 0xff}, "offset 32: VLAN id 4095 is not 1 to 4094"},
-        refused_l2{"VlanOfFloodList", flood_record(12), 32, {1}, "offset 32: VLAN id 16777516 is not 1 to 4094"},
-        refused_l2{
-            "VlanOfALookupMode", lookup_mode_record(), 38, {0xff, 0xff}, "offset 36: VLAN id 65535 is not 1 to 4094"},
+        refused_l2{"VlanAbove",
+                   mbd_record(22),
+                   34,
+                   {0x0f, 0xff},
+                   "offset 32: VLAN id 4095 is not 1 to 4094"},
+        refused_l2{"VlanOfFloodList",
+                   flood_record(12),
+                   32,
+                   {1},
+                   "offset 32: VLAN id 16777516 is not 1 to 4094"},
+        refused_l2{"VlanOfALookupMode",
+                   lookup_mode_record(),
+                   38,
+                   {0xff, 0xff},
+                   "offset 36: VLAN id 65535 is not 1 to 4094"},
         refused_l2{"AddressKindOfBlock1",
                    flood_record(13),
                    41,
@@ -233,11 +263,12 @@ INSTANTIATE_TEST_SUITE_P(
                    61,
                    {0},
                    "offset 58: kind 0 of address block 2 is not 4 (IPv4), 8 (IPv6) or 2 (MAC)"},
-        refused_l2{"AddressKindInHostOrder",
-                   mbd_record(21),
-                   42,
-                   {4, 0, 0, 0},
-                   "offset 42: kind 67108864 of address block 1 is not 4 (IPv4), 8 (IPv6) or 2 (MAC)"},
+        refused_l2{
+            "AddressKindInHostOrder",
+            mbd_record(21),
+            42,
+            {4, 0, 0, 0},
+            "offset 42: kind 67108864 of address block 1 is not 4 (IPv4), 8 (IPv6) or 2 (MAC)"},
         refused_l2{"AddressKindOfSource",
                    mbd_record(21),
                    65,
@@ -248,8 +279,16 @@ INSTANTIATE_TEST_SUITE_P(
                    65,
                    {8},
                    "offset 62: source is of kind ipv6, its group of kind ipv4"},
-        refused_l2{"GroupBelowMulticast", mbd_record(21), 46, {0xdf}, "offset 46: group 223.4.5.6 is not multicast"},
-        refused_l2{"GroupAboveMulticast", mbd_record(22), 46, {0xf0}, "offset 46: group 240.4.5.6 is not multicast"},
+        refused_l2{"GroupBelowMulticast",
+                   mbd_record(21),
+                   46,
+                   {0xdf},
+                   "offset 46: group 223.4.5.6 is not multicast"},
+        refused_l2{"GroupAboveMulticast",
+                   mbd_record(22),
+                   46,
+                   {0xf0},
+                   "offset 46: group 240.4.5.6 is not multicast"},
         refused_l2{"Ipv6Group",
                    mbd_record({.kind = 8, .group = {0xff, 2}}),
                    46,
@@ -272,7 +311,8 @@ INSTANTIATE_TEST_SUITE_P(
                    "offset 118: entry kind 1 names no port, which takes 2 (interface index)"}),
     test_name);
 
-// Counts of entries that are 2^32 bytes together, in records of the 80 bytes that this leaves of their length.
+// Counts of entries that are 2^32 bytes together, in records of the 80 bytes that this leaves of
+// their length.
 TEST(L2Message, IsRefusedWithCountsThatDoNotFitIntoALength) {
     const auto without_entries = [](const bytes &record, std::size_t count_at) {
         return patched(patched(cut(record, 80), 8, {80}), count_at, {0, 0, 0, 0});
@@ -297,15 +337,18 @@ TEST(L2Message, IsRefusedWithCountsThatDoNotFitIntoALength) {
         const bytes right = joined({l2_header(7, 1), row.record});
         EXPECT_EQ(refusal_of_message(right), "accepted");
         EXPECT_EQ(refusal_of_message(patched(right, row.count_at, row.count)),
-                  fmt::format("offset 16: record length is 80 (in host byte order), with {} it must be 4294967376",
+                  fmt::format("offset 16: record length is 80 (in host byte order), with {} it "
+                              "must be 4294967376",
                               row.entries));
     }
 }
 
 TEST(L2Message, IsRefusedWithRecordsThatCannotBeConverted) {
     for (const int type : {0, 1, 7, 16, 17, 19, 20, 23, 255}) {
-        EXPECT_EQ(refusal_of_message(joined({l2_header(7, 2), pairs_record(8), patched(pairs_record(8), 0, {type})})),
-                  fmt::format("offset 104: record type {} is not convertible to network byte order; 8 to 15, 18, 21 "
+        EXPECT_EQ(refusal_of_message(joined(
+                      {l2_header(7, 2), pairs_record(8), patched(pairs_record(8), 0, {type})})),
+                  fmt::format("offset 104: record type {} is not convertible to network byte "
+                              "order; 8 to 15, 18, 21 "
                               "and 22 are",
                               type));
     }
@@ -314,29 +357,36 @@ TEST(L2Message, IsRefusedWithRecordsThatCannotBeConverted) {
 TEST(L2Message, IsRefusedWhereverItIsCut) {
     const bytes whole = joined({l2_header(7, 2), mbd_record(21), flood_record(12)});
     ASSERT_EQ(refusal_of_message(whole), "accepted");
-    // The header; the 80 bytes that a record has at least, and the count of its entries; the same of the second one.
+    // The header; the 80 bytes that a record has at least, and the count of its entries; the same
+    // of the second one.
     const auto said_of = [](std::size_t size) {
         if (size < 8) {
-            return fmt::format("offset 0: the message has {} bytes left here, header needs 8", size);
+            return fmt::format("offset 0: the message has {} bytes left here, header needs 8",
+                               size);
         }
         if (size < 88) {
-            return fmt::format("offset 8: the message has {} bytes left here, record 1 of 2 needs 80 or more",
-                               size - 8);
+            return fmt::format(
+                "offset 8: the message has {} bytes left here, record 1 of 2 needs 80 or more",
+                size - 8);
         }
         if (size < 152) {
-            return fmt::format("offset 82: 2 entries make the record 144 bytes long, the message has {} from its "
-                               "start on",
-                               size - 8);
+            return fmt::format(
+                "offset 82: 2 entries make the record 144 bytes long, the message has {} from its "
+                "start on",
+                size - 8);
         }
         if (size < 232) {
-            return fmt::format("offset 152: the message has {} bytes left here, record 2 of 2 needs 80 or more",
-                               size - 152);
+            return fmt::format(
+                "offset 152: the message has {} bytes left here, record 2 of 2 needs 80 or more",
+                size - 152);
         }
-        return fmt::format("offset 222: 3 entries make the record 176 bytes long, the message has {} from its start on",
+        return fmt::format("offset 222: 3 entries make the record 176 bytes long, the message has "
+                           "{} from its start on",
                            size - 152);
     };
     for (std::size_t size = 0; size < whole.size(); ++size) {
         EXPECT_EQ(refusal_of_message(cut(whole, size)), said_of(size));
     }
-    EXPECT_EQ(refusal_of_message(message().add(whole).fill(3, 0)), "offset 328: 3 bytes follow the last of 2 records");
+    EXPECT_EQ(refusal_of_message(message().add(whole).fill(3, 0)),
+              "offset 328: 3 bytes follow the last of 2 records");
 }

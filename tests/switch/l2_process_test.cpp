@@ -44,18 +44,22 @@ TEST_F(Layer2, IsShownNarrowedAsText) {
     switch_process running(run_dir);
     desk_peer peer(run_dir);
     const unsigned id = peer.register_client();
-    peer.send(l2_head(), mbd_message(id, {{.ports = {{7}, {8, 4}}},
-                                          {.vlan = 11, .ports = {{9}}},
-                                          {.kind = 2, .group = {1, 0, 0x5e, 1, 1, 0xab}, .ports = {{1}}}}));
+    peer.send(l2_head(),
+              mbd_message(id, {{.ports = {{7}, {8, 4}}},
+                               {.vlan = 11, .ports = {{9}}},
+                               {.kind = 2, .group = {1, 0, 0x5e, 1, 1, 0xab}, .ports = {{1}}}}));
     EXPECT_EQ(peer.ask("l2").at("l2").at("entries").size(), 3u);
     EXPECT_EQ(output({"show", "l2", "--vlan", "10", "--group", "239.1.1.1"}),
               "VLAN 10 (*, 239.1.1.1)  bridge 5, learned, client 1\n"
               "    ports (2): 7, 8 (svi)\n"
               "\n"
               "1 entry, 0 flood lists\n");
-    EXPECT_THAT(output({"show", "--group", "01:00:5E:01:01:AB", "l2"}), StartsWith("VLAN 10 (*, 01:00:5e:01:01:ab)"));
-    EXPECT_THAT(error({"show", "l2", "--group", "239.1"}), HasSubstr("--group: 239.1 is no IPv4, IPv6 or MAC address"));
-    EXPECT_THAT(error({"show", "routes", "--group", "ff02::1"}), HasSubstr("ff02::1 is not an IPv4 address"));
+    EXPECT_THAT(output({"show", "--group", "01:00:5E:01:01:AB", "l2"}),
+                StartsWith("VLAN 10 (*, 01:00:5e:01:01:ab)"));
+    EXPECT_THAT(error({"show", "l2", "--group", "239.1"}),
+                HasSubstr("--group: 239.1 is no IPv4, IPv6 or MAC address"));
+    EXPECT_THAT(error({"show", "routes", "--group", "ff02::1"}),
+                HasSubstr("ff02::1 is not an IPv4 address"));
     EXPECT_THAT(error({"show", "routes", "--vlan", "10"}),
                 HasSubstr("--vlan: goes with `show l2` and `show flood` and `show ltl`"));
     EXPECT_THAT(output({"show", "overlay"}), StartsWith("Overlay feature: enabled\n"));
@@ -65,10 +69,13 @@ TEST_F(Layer2, CountsTrafficAndAnswersRequests) {
     switch_process running(run_dir, {"--answer", "twice"});
     desk_peer peer(run_dir);
     peer.register_client();
-    EXPECT_EQ(output({"count", "--source", "10.0.0.9", "--group", "239.1.1.2", "--packets", "3", "--bytes", "300"}),
-              "(10.0.0.9, 239.1.1.2) in table 253: 3 packets, 300 bytes, 0 wrong-interface packets\n"
-              "no such route is held; requests that name it will find it\n");
-    peer.send(request_head(214, 75798, 0), message().u32(253).u8(32).u8(32).u16(0).u32(0x0a000009).u32(0xef010102));
+    EXPECT_EQ(
+        output({"count", "--source", "10.0.0.9", "--group", "239.1.1.2", "--packets", "3",
+                "--bytes", "300"}),
+        "(10.0.0.9, 239.1.1.2) in table 253: 3 packets, 300 bytes, 0 wrong-interface packets\n"
+        "no such route is held; requests that name it will find it\n");
+    peer.send(request_head(214, 75798, 0),
+              message().u32(253).u8(32).u8(32).u16(0).u32(0x0a000009).u32(0xef010102));
     for (int i = 0; i < 2; ++i) {
         const std::optional<desk::frame> answer = peer.receive();
         ASSERT_TRUE(answer);
@@ -79,16 +86,17 @@ TEST_F(Layer2, CountsTrafficAndAnswersRequests) {
         EXPECT_EQ(answer->payload[48], 3);
     }
     EXPECT_THAT(output({"show", "stats"}), HasSubstr("(10.0.0.9, 239.1.1.2) in table 253\n"));
-    EXPECT_THAT(output({"show", "stats", "--json"}), HasSubstr(R"("packets":0,"bytes":0,"wrong_if":0,"requests":1)"));
+    EXPECT_THAT(output({"show", "stats", "--json"}),
+                HasSubstr(R"("packets":0,"bytes":0,"wrong_if":0,"requests":1)"));
     EXPECT_EQ(error({"count", "--source", "10.0.0.9", "--group", "10.1.1.2", "--packets", "1"}),
               "vellsim: --group: 10.1.1.2 is not multicast\n");
     EXPECT_THAT(error({"run", "--answer", "often"}), HasSubstr("often is not late:MS"));
 }
 
 TEST_F(Layer2, SurvivesRandomMessages) {
-    constexpr std::pair<std::uint32_t, std::uint32_t> requests[] = {{213, 75821}, {213, 75804}, {213, 75789},
-                                                                    {213, 75820}, {213, 75818}, {214, 75785},
-                                                                    {214, 75786}, {214, 75798}, {214, 75799}};
+    constexpr std::pair<std::uint32_t, std::uint32_t> requests[] = {
+        {213, 75821}, {213, 75804}, {213, 75789}, {213, 75820}, {213, 75818},
+        {214, 75785}, {214, 75786}, {214, 75798}, {214, 75799}};
     constexpr std::size_t frames = 8000;
     // Its answers would come before those of `ask`.
     switch_process running(run_dir, {"--answer", "never"});

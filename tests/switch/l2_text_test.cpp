@@ -10,7 +10,8 @@ using json = nlohmann::ordered_json;
 } // namespace
 
 TEST(L2Text, SaysThatThereIsNothing) {
-    EXPECT_EQ(desk::l2_text(json::parse(R"({"l2":{"entries":[],"flood":[],"pairs":[],"lookup_modes":[],"batches":[],
+    EXPECT_EQ(desk::l2_text(json::parse(
+                  R"({"l2":{"entries":[],"flood":[],"pairs":[],"lookup_modes":[],"batches":[],
         "other_markers":[],"download_complete":[]}})")),
               "0 entries, 0 flood lists\n");
 }

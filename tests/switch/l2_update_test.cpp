@@ -18,13 +18,17 @@ namespace {
 struct l2_service : test_service {
     desk::session from = registered_session();
 
-    void update(const std::vector<test_mbd> &records) { send(from, l2_head(), mbd_message(1, records)); }
+    void update(const std::vector<test_mbd> &records) {
+        send(from, l2_head(), mbd_message(1, records));
+    }
     std::string text(std::string_view request = "l2") const {
         const desk::show_answer answer = desk::answer_show(vell, request);
         EXPECT_FALSE(answer.is_error) << answer.text;
         return answer.text;
     }
-    json shown(std::string_view request = "l2") const { return json::parse(text(request)).at("l2"); }
+    json shown(std::string_view request = "l2") const {
+        return json::parse(text(request)).at("l2");
+    }
     json entries(const desk::show_query &query = {.name = "l2"}) const {
         return shown(desk::encode_show_query(query)).at("entries");
     }
@@ -32,8 +36,9 @@ struct l2_service : test_service {
     std::vector<std::string> keys(const desk::show_query &query = {.name = "l2"}) const {
         std::vector<std::string> found;
         for (const json &entry : entries(query)) {
-            found.push_back(fmt::format("{} {} {}:", entry.at("vlan").get<int>(), entry.at("group").get<std::string>(),
-                                        entry.at("source").is_null() ? "*" : entry.at("source").get<std::string>()));
+            found.push_back(fmt::format(
+                "{} {} {}:", entry.at("vlan").get<int>(), entry.at("group").get<std::string>(),
+                entry.at("source").is_null() ? "*" : entry.at("source").get<std::string>()));
             for (const json &port : entry.at("ports")) {
                 found.back() += fmt::format(" {}", port.at("if_index").get<std::uint32_t>());
             }
@@ -45,16 +50,18 @@ struct l2_service : test_service {
 } // namespace
 
 TEST(L2Tables, AreEmptyAtFirst) {
-    EXPECT_EQ(l2_service().text(),
-              R"({"l2":{"entries":[],"flood":[],"pairs":[],"lookup_modes":[],"lookup_mode_word":0,"batches":[],)"
-              R"("other_markers":[],"download_complete":[]}})");
+    EXPECT_EQ(
+        l2_service().text(),
+        R"({"l2":{"entries":[],"flood":[],"pairs":[],"lookup_modes":[],"lookup_mode_word":0,"batches":[],)"
+        R"("other_markers":[],"download_complete":[]}})");
 }
 
 TEST(L2Tables, HoldEveryFieldOfAnEntry) {
     l2_service test;
     test.send(test.from, l2_head(), joined({l2_header(1, 1), mbd_record(21)}));
     EXPECT_TRUE(test.errors.empty());
-    EXPECT_EQ(test.entries().at(0), json::parse(R"({"vlan":10,"group":"239.4.5.6","kind":"ipv4","source":"10.1.2.3",
+    EXPECT_EQ(test.entries().at(0),
+              json::parse(R"({"vlan":10,"group":"239.4.5.6","kind":"ipv4","source":"10.1.2.3",
         "bridge":2711790500,"permanent":true,"flags":1,"client":1,"pid":4711,
         "ports":[{"if_index":7,"flags":0},{"if_index":9,"flags":4}]})"));
 }
@@ -62,11 +69,12 @@ TEST(L2Tables, HoldEveryFieldOfAnEntry) {
 TEST(L2Tables, HoldFloodListsPairsAndLookupModes) {
     l2_service test;
     test.send(test.from, l2_head(),
-              joined({l2_header(1, 5), flood_record(12), pairs_record(9), bare_pairs_record(10), lookup_mode_record(),
-                      flood_record(14)}));
+              joined({l2_header(1, 5), flood_record(12), pairs_record(9), bare_pairs_record(10),
+                      lookup_mode_record(), flood_record(14)}));
     EXPECT_TRUE(test.errors.empty());
     const json shown = test.shown();
-    EXPECT_EQ(shown.at("flood"), json::parse(R"([{"vlan":300,"type":14,"words":[1094861636,1162233672,1229605708],
+    EXPECT_EQ(shown.at("flood"),
+              json::parse(R"([{"vlan":300,"type":14,"words":[1094861636,1162233672,1229605708],
         "flags":19790,"client":1,"pid":4711,
         "addresses":[{"kind":"ipv4","address":"10.81.82.83"},{"kind":"mac","address":"54:55:56:57:58:59"}],
         "oifs":[{"kind":0,"flags":97,"words":[1650680933,1718052969]},
@@ -114,9 +122,10 @@ TEST(L2Tables, KeepEntriesApartByVlanGroupSourceAndKind) {
                  {.kind = 2, .group = {1, 0, 0x5e, 1, 1, 1}},
                  {.vlan = 9, .group = {239, 9, 9, 9}},
                  {.ports = {{2}}}});
-    EXPECT_THAT(test.keys(), ElementsAre("9 239.9.9.9 *:", "10 01:00:5e:01:01:01 *:", "10 239.1.1.1 *: 2",
-                                         "10 239.1.1.1 10.0.0.1: 3", "10 239.1.1.1 10.0.0.2: 4",
-                                         "10 239.1.1.2 *:", "10 ff02::1 *:"));
+    EXPECT_THAT(test.keys(),
+                ElementsAre("9 239.9.9.9 *:", "10 01:00:5e:01:01:01 *:", "10 239.1.1.1 *: 2",
+                            "10 239.1.1.1 10.0.0.1: 3", "10 239.1.1.1 10.0.0.2: 4",
+                            "10 239.1.1.2 *:", "10 ff02::1 *:"));
     EXPECT_THAT(test.keys({.name = "l2", .vlan = 9}), ElementsAre("9 239.9.9.9 *:"));
     EXPECT_THAT(test.keys({.name = "l2", .l2_group = "239.1.1.2"}), ElementsAre("10 239.1.1.2 *:"));
     EXPECT_THAT(test.keys({.name = "l2", .l2_group = "ff02::1"}), ElementsAre("10 ff02::1 *:"));
@@ -128,11 +137,14 @@ TEST(L2Tables, CountAndLogMissedDeletes) {
     test.update({{.type = 22, .vlan = 11}, {.type = 22, .ports = {{7}, {9}}}});
     EXPECT_THAT(test.keys(), ElementsAre("10 239.1.1.1 *: 8"));
     EXPECT_EQ(test.client_of(test.from).missed_deletes, 2u);
-    EXPECT_EQ(test.traces.at(1), "client 1 (pid 4711): delete of (*, 239.1.1.1) in VLAN 11: no such entry or port");
-    EXPECT_EQ(test.traces.at(2), "client 1 (pid 4711): delete of (*, 239.1.1.1) in VLAN 10: no such port");
+    EXPECT_EQ(test.traces.at(1),
+              "client 1 (pid 4711): delete of (*, 239.1.1.1) in VLAN 11: no such entry or port");
+    EXPECT_EQ(test.traces.at(2),
+              "client 1 (pid 4711): delete of (*, 239.1.1.1) in VLAN 10: no such port");
     EXPECT_TRUE(test.errors.empty());
     test.update(std::vector<test_mbd>(20, {.type = 22, .vlan = 12}));
-    EXPECT_EQ(test.traces.back(), "client 1 (pid 4711): 12 more deletes of absent layer-2 entries in the same message");
+    EXPECT_EQ(test.traces.back(),
+              "client 1 (pid 4711): 12 more deletes of absent layer-2 entries in the same message");
     EXPECT_EQ(test.client_of(test.from).missed_deletes, 22u);
 }
 
@@ -140,16 +152,20 @@ TEST(L2Tables, TakeAMessageWholeOrNotAtAll) {
     l2_service test;
     test.update({{.ports = {{1}}}, {.vlan = 4095}});
     EXPECT_TRUE(test.entries().empty());
-    EXPECT_THAT(test.errors, ElementsAre("client 1 (pid 4711): layer-2 update (opcode 75821): offset 144: VLAN id 4095 "
-                                         "is not 1 to 4094: refused"));
+    EXPECT_THAT(
+        test.errors,
+        ElementsAre("client 1 (pid 4711): layer-2 update (opcode 75821): offset 144: VLAN id 4095 "
+                    "is not 1 to 4094: refused"));
     EXPECT_EQ(test.client_of(test.from).refused, 1u);
 }
 
-// Whatever stands before the record that is refused, the delete of what is there and of what is not included.
+// Whatever stands before the record that is refused, the delete of what is there and of what is not
+// included.
 TEST(L2Tables, TakeNoRecordOfAMessageWhoseLastOneIsRefused) {
     l2_service test;
-    test.send(test.from, l2_head(),
-              joined({l2_header(1, 2), mbd_record(21), mbd_record({.vlan = 11, .ports = {{1}, {2}}})}));
+    test.send(
+        test.from, l2_head(),
+        joined({l2_header(1, 2), mbd_record(21), mbd_record({.vlan = 11, .ports = {{1}, {2}}})}));
     ASSERT_TRUE(test.errors.empty());
     const std::string before = test.text();
     const std::size_t traces_before = test.traces.size();
@@ -206,8 +222,9 @@ TEST(L2Tables, TakeMessagesOfPeersWithoutAnId) {
     EXPECT_EQ(test.entries().at(0).at("client"), 0);
     EXPECT_EQ(test.entries().at(0).at("pid"), 99);
     test.send(queue_only, l2_head(), mbd_message(0, {{.type = 22, .vlan = 12}}));
-    EXPECT_EQ(test.traces.back(),
-              "unregistered client (pid 99): delete of (*, 239.1.1.1) in VLAN 12: no such entry or port");
+    EXPECT_EQ(
+        test.traces.back(),
+        "unregistered client (pid 99): delete of (*, 239.1.1.1) in VLAN 12: no such entry or port");
     EXPECT_TRUE(test.errors.empty());
     test.send(test.from, l2_head(), mbd_message(0, {{.vlan = 20, .ports = {{1}}}}));
     EXPECT_EQ(test.entries().at(1).at("client"), 1) << "registered, but not yet acknowledged";
@@ -219,11 +236,12 @@ TEST(L2Tables, RefuseMessagesWithAnotherClientsId) {
     test.send(queue_only, l2_head(), mbd_message(1, {{.ports = {{1}}}}));
     test.send(test.from, l2_head(), mbd_message(2, {{.ports = {{1}}}}));
     EXPECT_TRUE(test.entries().empty());
-    EXPECT_THAT(test.errors,
-                ElementsAre("unregistered client (pid 99): layer-2 update (opcode 75821): offset 0: client "
-                            "id is 1, but this connection is not registered: refused",
-                            "client 1 (pid 4711): layer-2 update (opcode 75821): offset 0: client id is 2, "
-                            "this connection's is 1: refused"));
+    EXPECT_THAT(
+        test.errors,
+        ElementsAre("unregistered client (pid 99): layer-2 update (opcode 75821): offset 0: client "
+                    "id is 1, but this connection is not registered: refused",
+                    "client 1 (pid 4711): layer-2 update (opcode 75821): offset 0: client id is 2, "
+                    "this connection's is 1: refused"));
 }
 
 TEST(L2Tables, RefuseAMessageWithTheWrongHead) {
@@ -231,9 +249,10 @@ TEST(L2Tables, RefuseAMessageWithTheWrongHead) {
     test.send(test.from, request_head(213, 75821, 0), mbd_message(1, {{}}));
     test.send(test.from, request_head(214, 75821, 1), mbd_message(1, {{}}));
     EXPECT_TRUE(test.entries().empty());
-    EXPECT_THAT(test.errors,
-                ElementsAre("client 1 (pid 4711): layer-2 update (opcode 75821): frame head offset 32: send-options "
-                            "word 1 is 0, it must be 1: refused",
-                            "client 1 (pid 4711): layer-2 update (opcode 75821): frame head offset 16: SAP is 214, it "
-                            "must be 213: refused"));
+    EXPECT_THAT(test.errors, ElementsAre("client 1 (pid 4711): layer-2 update (opcode 75821): "
+                                         "frame head offset 32: send-options "
+                                         "word 1 is 0, it must be 1: refused",
+                                         "client 1 (pid 4711): layer-2 update (opcode 75821): "
+                                         "frame head offset 16: SAP is 214, it "
+                                         "must be 213: refused"));
 }

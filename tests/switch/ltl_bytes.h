@@ -43,7 +43,8 @@ inline bytes release_payload(std::uint32_t key1, std::uint32_t key2) {
     return words({0x99, 1, key1, key2, 0});
 }
 
-// One VLAN of a flood update: its changes are pairs of interface index and operation. What is not read is not zero.
+// One VLAN of a flood update: its changes are pairs of interface index and operation. What is not
+// read is not zero.
 struct test_flood {
     std::uint32_t vlan;
     std::uint32_t line_card_mask;

@@ -5,51 +5,46 @@
 
 namespace {
 
-// Two entries of an allocation or modification, the second without interfaces; every byte is another where it can be.
+// Two entries of an allocation or modification, the second without interfaces; every byte is
+// another where it can be.
 bytes two_entries() {
-    // clang-format off
     return literal({
-        0x01, 0x02, 0x03, 0x04,                                             // 0    cookie
-        0x02, 0x00, 0x00, 0x00,                                             // 4    2 entries
-        0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17, 0x18,                     // 8    keys
-        0x02, 0x00, 0x00, 0x00,                                             // 16   2 interfaces
-        0x21, 0x22, 0x23, 0x24, 0x25, 0x26, 0x27, 0x28,                     // 20
-        0x31, 0x32, 0x33, 0x34, 0x35, 0x36, 0x37, 0x38,                     // 28   keys
-        0x00, 0x00, 0x00, 0x00,                                             // 36   no interface
+        0x01, 0x02, 0x03, 0x04,                         // 0    cookie
+        0x02, 0x00, 0x00, 0x00,                         // 4    2 entries
+        0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17, 0x18, // 8    keys
+        0x02, 0x00, 0x00, 0x00,                         // 16   2 interfaces
+        0x21, 0x22, 0x23, 0x24, 0x25, 0x26, 0x27, 0x28, // 20
+        0x31, 0x32, 0x33, 0x34, 0x35, 0x36, 0x37, 0x38, // 28   keys
+        0x00, 0x00, 0x00, 0x00,                         // 36   no interface
     });
-    // clang-format on
 }
 
 bytes two_releases() {
-    // clang-format off
     return literal({
-        0x01, 0x02, 0x03, 0x04,                                             // 0    cookie
-        0x02, 0x00, 0x00, 0x00,                                             // 4    2 entries
+        0x01, 0x02, 0x03, 0x04,                                                 // 0    cookie
+        0x02, 0x00, 0x00, 0x00,                                                 // 4    2 entries
         0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17, 0x18, 0x19, 0x1a, 0x1b, 0x1c, // 8
         0x21, 0x22, 0x23, 0x24, 0x25, 0x26, 0x27, 0x28, 0x29, 0x2a, 0x2b, 0x2c, // 20
     });
-    // clang-format on
 }
 
 bytes two_vlans() {
-    // clang-format off
     return literal({
-        0x01, 0x02, 0x03, 0x04,                                             // 0    context
-        0x02, 0x00, 0x00, 0x00,                                             // 4    2 VLANs
-        0x11, 0x12, 0x13, 0x14,                                             // 8    VLAN id
-        0xe1, 0xe2, 0xe3, 0xe4, 0xe5, 0xe6, 0xe7, 0xe8,                     // 12   not read
-        0x21, 0x22, 0x23, 0x24,                                             // 20   line-card mask
-        0xe9, 0xea, 0xeb, 0xec,                                             // 24   not read
-        0x02, 0x00, 0x00, 0x00,                                             // 28   2 updates
-        0x31, 0x32, 0x33, 0x34, 0x35, 0x36, 0x37, 0x38,                     // 32   interface, operation
-        0x41, 0x42, 0x43, 0x44, 0x45, 0x46, 0x47, 0x48,                     // 40
-        0x51, 0x52, 0x53, 0x54,                                             // 48   VLAN id
-        0xd1, 0xd2, 0xd3, 0xd4, 0xd5, 0xd6, 0xd7, 0xd8,                     // 52
-        0x61, 0x62, 0x63, 0x64,                                             // 60   line-card mask
-        0xd9, 0xda, 0xdb, 0xdc,                                             // 64
-        0x00, 0x00, 0x00, 0x00,                                             // 68   no update
+        0x01, 0x02, 0x03, 0x04,                         // 0    context
+        0x02, 0x00, 0x00, 0x00,                         // 4    2 VLANs
+        0x11, 0x12, 0x13, 0x14,                         // 8    VLAN id
+        0xe1, 0xe2, 0xe3, 0xe4, 0xe5, 0xe6, 0xe7, 0xe8, // 12   not read
+        0x21, 0x22, 0x23, 0x24,                         // 20   line-card mask
+        0xe9, 0xea, 0xeb, 0xec,                         // 24   not read
+        0x02, 0x00, 0x00, 0x00,                         // 28   2 updates
+        0x31, 0x32, 0x33, 0x34, 0x35, 0x36, 0x37, 0x38, // 32   interface, operation
+        0x41, 0x42, 0x43, 0x44, 0x45, 0x46, 0x47, 0x48, // 40
+        0x51, 0x52, 0x53, 0x54,                         // 48   VLAN id
+        0xd1, 0xd2, 0xd3, 0xd4, 0xd5, 0xd6, 0xd7, 0xd8, // 52
+        0x61, 0x62, 0x63, 0x64,                         // 60   line-card mask
+        0xd9, 0xda, 0xdb, 0xdc,                         // 64
+        0x00, 0x00, 0x00, 0x00,                         // 68   no update
     });
-    // clang-format on
 }
 
 std::string entries_refusal(const bytes &sent) {
@@ -86,7 +81,8 @@ TEST(LtlMessage, CarriesEntriesWithInterfaces) {
 TEST(LtlMessage, CarriesReleases) {
     const desk::ltl_release_request decoded = desk::decode_ltl_release(two_releases());
     EXPECT_EQ(decoded.cookie, 0x04030201u);
-    EXPECT_EQ(decoded.entries, (std::vector<desk::ltl_keys>{{0x14131211, 0x18171615}, {0x24232221, 0x28272625}}));
+    EXPECT_EQ(decoded.entries,
+              (std::vector<desk::ltl_keys>{{0x14131211, 0x18171615}, {0x24232221, 0x28272625}}));
 }
 
 TEST(LtlMessage, CarriesFloodUpdates) {
@@ -116,15 +112,18 @@ TEST(LtlMessage, IsRefusedWhenItEndsTooEarly) {
     expect_no_shorter_one(two_entries(), entries_refusal);
     expect_no_shorter_one(two_releases(), release_refusal);
     expect_no_shorter_one(two_vlans(), flood_refusal);
-    EXPECT_EQ(entries_refusal({}), "offset 0: the message has 0 bytes left here, cookie or context needs 4");
+    EXPECT_EQ(entries_refusal({}),
+              "offset 0: the message has 0 bytes left here, cookie or context needs 4");
     EXPECT_EQ(entries_refusal(cut(two_entries(), 7)),
               "offset 4: the message has 3 bytes left here, number of entries needs 4");
-    EXPECT_EQ(entries_refusal(cut(two_entries(), 31)), "offset 4: 2 entries take 24 bytes or more, the message has 23 "
-                                                       "left behind their number");
+    EXPECT_EQ(entries_refusal(cut(two_entries(), 31)),
+              "offset 4: 2 entries take 24 bytes or more, the message has 23 "
+              "left behind their number");
     EXPECT_EQ(entries_refusal(cut(two_entries(), 39)),
               "offset 36: the message has 3 bytes left here, number of interfaces needs 4");
-    EXPECT_EQ(release_refusal(cut(two_releases(), 31)), "offset 4: 2 entries take 24 bytes or more, the message has 23 "
-                                                        "left behind their number");
+    EXPECT_EQ(release_refusal(cut(two_releases(), 31)),
+              "offset 4: 2 entries take 24 bytes or more, the message has 23 "
+              "left behind their number");
     EXPECT_EQ(flood_refusal(cut(two_vlans(), 71)),
               "offset 68: the message has 3 bytes left here, number of updates needs 4");
     EXPECT_EQ(flood_refusal(cut(two_vlans(), 7)),
@@ -134,26 +133,33 @@ TEST(LtlMessage, IsRefusedWhenItEndsTooEarly) {
 }
 
 TEST(LtlMessage, IsRefusedWhenItsCountsGoBeyondIt) {
-    EXPECT_EQ(entries_refusal(patched(two_entries(), 4, {3})),
-              "offset 4: 3 entries take 36 bytes or more, the message has 32 left behind their number");
+    EXPECT_EQ(
+        entries_refusal(patched(two_entries(), 4, {3})),
+        "offset 4: 3 entries take 36 bytes or more, the message has 32 left behind their number");
     EXPECT_EQ(entries_refusal(cut(two_entries(), 34)),
               "offset 32: the message has 2 bytes left here, key word 2 needs 4");
+    EXPECT_EQ(entries_refusal(patched(two_entries(), 4, {0xff, 0xff, 0xff, 0xff})),
+              "offset 4: 4294967295 entries take 51539607540 bytes or more, the message has 32 "
+              "left behind their number");
     EXPECT_EQ(
-        entries_refusal(patched(two_entries(), 4, {0xff, 0xff, 0xff, 0xff})),
-        "offset 4: 4294967295 entries take 51539607540 bytes or more, the message has 32 left behind their number");
-    EXPECT_EQ(entries_refusal(patched(two_entries(), 36, {1})),
-              "offset 36: 1 interfaces take 4 bytes or more, the message has 0 left behind their number");
+        entries_refusal(patched(two_entries(), 36, {1})),
+        "offset 36: 1 interfaces take 4 bytes or more, the message has 0 left behind their number");
     EXPECT_EQ(entries_refusal(patched(two_entries(), 16, {0, 0, 0, 0x80})),
-              "offset 16: 2147483648 interfaces take 8589934592 bytes or more, the message has 20 left behind their "
+              "offset 16: 2147483648 interfaces take 8589934592 bytes or more, the message has 20 "
+              "left behind their "
               "number");
-    EXPECT_EQ(release_refusal(patched(two_releases(), 4, {3})),
-              "offset 4: 3 entries take 36 bytes or more, the message has 24 left behind their number");
-    EXPECT_EQ(flood_refusal(patched(two_vlans(), 4, {3})),
-              "offset 4: 3 VLANs take 72 bytes or more, the message has 64 left behind their number");
-    EXPECT_EQ(flood_refusal(patched(two_vlans(), 28, {6})),
-              "offset 28: 6 updates take 48 bytes or more, the message has 40 left behind their number");
+    EXPECT_EQ(
+        release_refusal(patched(two_releases(), 4, {3})),
+        "offset 4: 3 entries take 36 bytes or more, the message has 24 left behind their number");
+    EXPECT_EQ(
+        flood_refusal(patched(two_vlans(), 4, {3})),
+        "offset 4: 3 VLANs take 72 bytes or more, the message has 64 left behind their number");
+    EXPECT_EQ(
+        flood_refusal(patched(two_vlans(), 28, {6})),
+        "offset 28: 6 updates take 48 bytes or more, the message has 40 left behind their number");
     EXPECT_EQ(flood_refusal(patched(two_vlans(), 68, {0, 0, 0, 0x20})),
-              "offset 68: 536870912 updates take 4294967296 bytes or more, the message has 0 left behind their number");
+              "offset 68: 536870912 updates take 4294967296 bytes or more, the message has 0 left "
+              "behind their number");
 }
 
 TEST(LtlMessage, HasNoMoreInterfacesInAnEntryThanSixteenBitsCount) {
@@ -161,7 +167,8 @@ TEST(LtlMessage, HasNoMoreInterfacesInAnEntryThanSixteenBitsCount) {
         return message().add(words({7, 1, 10, 7, count})).fill(std::size_t{count} * 4, 0x11);
     };
     EXPECT_EQ(desk::decode_ltl_request(entry_of(65535)).entries.at(0).interfaces.size(), 65535u);
-    EXPECT_EQ(entries_refusal(entry_of(65536)), "offset 16: 65536 interfaces, an entry has at most 65535");
+    EXPECT_EQ(entries_refusal(entry_of(65536)),
+              "offset 16: 65536 interfaces, an entry has at most 65535");
 }
 
 // An answer has 16 bytes and 16 more for each entry, and a message 16 MiB at most.
@@ -171,32 +178,41 @@ TEST(LtlMessage, HasNoMoreEntriesThanAnAnswerHasRoomFor) {
         return message().add(words({7, count})).fill(std::size_t{count} * 12, 0x11);
     };
     EXPECT_EQ(desk::decode_ltl_release(releases(most)).entries.size(), most);
-    EXPECT_EQ(desk::encode_ltl_answer({release, 7, std::vector<desk::ltl_result>(most)}).size(), std::size_t{16} << 20);
+    EXPECT_EQ(desk::encode_ltl_answer({release, 7, std::vector<desk::ltl_result>(most)}).size(),
+              std::size_t{16} << 20);
     const std::string why = " would be longer than a message may be, it has room for 1048575";
     EXPECT_EQ(release_refusal(releases(most + 1)), "offset 4: the answer to 1048576 entries" + why);
-    EXPECT_EQ(entries_refusal(message().add(words({7, most + 1})).fill(std::size_t{most + 1} * 12, 0)),
-              "offset 4: the answer to 1048576 entries" + why);
-    EXPECT_EQ(flood_refusal(message().add(words({7, most + 1})).fill(std::size_t{most + 1} * 24, 0)),
-              "offset 4: the answer to 1048576 VLANs" + why);
+    EXPECT_EQ(
+        entries_refusal(message().add(words({7, most + 1})).fill(std::size_t{most + 1} * 12, 0)),
+        "offset 4: the answer to 1048576 entries" + why);
+    EXPECT_EQ(
+        flood_refusal(message().add(words({7, most + 1})).fill(std::size_t{most + 1} * 24, 0)),
+        "offset 4: the answer to 1048576 VLANs" + why);
 }
 
 TEST(LtlMessage, IsRefusedWhenBytesFollow) {
-    EXPECT_EQ(entries_refusal(message().add(two_entries()).u8(0)), "offset 40: 1 bytes follow the last of 2 entries");
-    EXPECT_EQ(entries_refusal(patched(two_entries(), 4, {1})), "offset 28: 12 bytes follow the last of 1 entries");
-    EXPECT_EQ(release_refusal(message().add(two_releases()).u32(0)), "offset 32: 4 bytes follow the last of 2 entries");
-    EXPECT_EQ(flood_refusal(message().add(two_vlans()).u64(0)), "offset 72: 8 bytes follow the last of 2 VLANs");
-    EXPECT_EQ(flood_refusal(message().add(words({7, 0})).u8(0)), "offset 8: 1 bytes follow the last of 0 VLANs");
+    EXPECT_EQ(entries_refusal(message().add(two_entries()).u8(0)),
+              "offset 40: 1 bytes follow the last of 2 entries");
+    EXPECT_EQ(entries_refusal(patched(two_entries(), 4, {1})),
+              "offset 28: 12 bytes follow the last of 1 entries");
+    EXPECT_EQ(release_refusal(message().add(two_releases()).u32(0)),
+              "offset 32: 4 bytes follow the last of 2 entries");
+    EXPECT_EQ(flood_refusal(message().add(two_vlans()).u64(0)),
+              "offset 72: 8 bytes follow the last of 2 VLANs");
+    EXPECT_EQ(flood_refusal(message().add(words({7, 0})).u8(0)),
+              "offset 8: 1 bytes follow the last of 0 VLANs");
 }
 
 TEST(LtlAnswer, CarriesKindStatusCookieAndResults) {
     using desk::nerb_status;
-    const std::vector<desk::ltl_result> results = {{{0x11121314, 0x15161718, 0x191a1b1c}, nerb_status::done},
-                                                   {{0x21222324, 0x25262728, 0x292a2b2c}, nerb_status::tag_mismatch}};
+    const std::vector<desk::ltl_result> results = {
+        {{0x11121314, 0x15161718, 0x191a1b1c}, nerb_status::done},
+        {{0x21222324, 0x25262728, 0x292a2b2c}, nerb_status::tag_mismatch}};
     for (const auto &[opcode, kind] :
          {std::pair(allocation, 13u), {modification, 14u}, {release, 15u}, {flood_update, 16u}}) {
         EXPECT_EQ(desk::encode_ltl_answer({opcode, 0x01020304, results}),
-                  words({kind, 1, 0x01020304, 2, 0x11121314, 0x15161718, 0x191a1b1c, 0, 0x21222324, 0x25262728,
-                         0x292a2b2c, 4}));
+                  words({kind, 1, 0x01020304, 2, 0x11121314, 0x15161718, 0x191a1b1c, 0, 0x21222324,
+                         0x25262728, 0x292a2b2c, 4}));
     }
 }
 
@@ -210,12 +226,14 @@ TEST(LtlAnswer, HasAnOverallStatus) {
         return words_of(desk::encode_ltl_answer(answer)).at(1);
     };
     for (const std::uint32_t opcode : {allocation, modification, release}) {
-        EXPECT_EQ(overall(opcode, {nerb_status::pool_exhausted}), 3u) << "of a single entry its own";
+        EXPECT_EQ(overall(opcode, {nerb_status::pool_exhausted}), 3u)
+            << "of a single entry its own";
         EXPECT_EQ(overall(opcode, {nerb_status::tag_mismatch}), 4u);
         EXPECT_EQ(overall(opcode, {nerb_status::done, nerb_status::pool_exhausted}), 1u);
         EXPECT_EQ(overall(opcode, {nerb_status::tag_mismatch, nerb_status::tag_mismatch}), 1u);
     }
-    EXPECT_EQ(overall(flood_update, {nerb_status::interface_absent}), 1u) << "of a flood update never";
+    EXPECT_EQ(overall(flood_update, {nerb_status::interface_absent}), 1u)
+        << "of a flood update never";
     EXPECT_EQ(overall(flood_update, {nerb_status::interface_absent, nerb_status::done}), 1u);
     for (const std::uint32_t opcode : {allocation, modification, release, flood_update}) {
         EXPECT_EQ(overall(opcode, {}), 0u);

@@ -48,20 +48,25 @@ TEST_F(LtlProcess, AnswersAndShowsItsTables) {
     switch_process running(run_dir);
     desk_peer peer(run_dir);
     EXPECT_EQ(peer.register_client(), 1);
-    EXPECT_EQ(ask(peer, allocation, ltl_payload(10, 7, {0x68030700})), (test_words{13, 0, 0x99, 1, 7, 0x4000, 1, 0}));
+    EXPECT_EQ(ask(peer, allocation, ltl_payload(10, 7, {0x68030700})),
+              (test_words{13, 0, 0x99, 1, 7, 0x4000, 1, 0}));
     EXPECT_EQ(ask(peer, modification, ltl_payload(0x4000, 7, {0x68030701, 0x14000014})),
               (test_words{14, 0, 0x99, 1, 0x4000, 7, 2, 0}));
     EXPECT_EQ(ask(peer, flood_update, flood_payload({{10, 8, {0x68030700, 1}}, {11, 0}})),
               (test_words{16, 0, 0x99, 2, 10, 1, 0, 0, 11, 0, 0, 0}));
     const std::string client = fmt::format("client 1 (pid {})", getpid());
-    EXPECT_EQ(command({"show", "ltl"}).out, "LTL 0x4000  VLAN 10, tag 7, " + client +
-                                                "\n    interfaces (2): Vlan20, Eth3/7/1\n1 LTL; 1 of 1024 in use\n");
+    EXPECT_EQ(command({"show", "ltl"}).out,
+              "LTL 0x4000  VLAN 10, tag 7, " + client +
+                  "\n    interfaces (2): Vlan20, Eth3/7/1\n1 LTL; 1 of 1024 in use\n");
     EXPECT_EQ(command({"show", "flood", "--vlan", "10"}).out,
-              "VLAN 10  " + client + "\n    line cards (0x00000008): 3\n    interfaces (1): Eth3/7\n1 flood set\n");
-    EXPECT_THAT(command({"show", "flood", "--json"}).out, HasSubstr(R"({"if_index":1745028864,"name":"Eth3/7"})"));
+              "VLAN 10  " + client +
+                  "\n    line cards (0x00000008): 3\n    interfaces (1): Eth3/7\n1 flood set\n");
+    EXPECT_THAT(command({"show", "flood", "--json"}).out,
+                HasSubstr(R"({"if_index":1745028864,"name":"Eth3/7"})"));
     EXPECT_THAT(command({"show", "ltl", "--json", "--vlan", "11"}).out,
                 HasSubstr(R"({"ltl":[],"narrowed":true,"pool":)"));
-    EXPECT_EQ(ask(peer, release, release_payload(0x4000, 7)), (test_words{15, 0, 0x99, 1, 0x4000, 7, 0, 0}));
+    EXPECT_EQ(ask(peer, release, release_payload(0x4000, 7)),
+              (test_words{15, 0, 0x99, 1, 0x4000, 7, 0, 0}));
     EXPECT_EQ(command({"show", "ltl"}).out, "0 LTLs; 0 of 1024 in use\n");
 }
 
@@ -73,10 +78,13 @@ TEST_F(LtlProcess, ShowsAsManyRowsAsAskedFor) {
         ask(peer, allocation, ltl_payload(vlan, 7, {}));
     }
     EXPECT_THAT(command({"show", "flood", "--limit", "2"}).out, EndsWith("\n2 of 5 flood sets\n"));
-    EXPECT_THAT(command({"show", "flood", "--limit", "2", "--vlan", "13"}).out, EndsWith("\n1 flood set\n"));
-    EXPECT_THAT(command({"show", "flood", "--limit", "2", "--json"}).out, HasSubstr(R"(,"matched":5})"));
+    EXPECT_THAT(command({"show", "flood", "--limit", "2", "--vlan", "13"}).out,
+                EndsWith("\n1 flood set\n"));
+    EXPECT_THAT(command({"show", "flood", "--limit", "2", "--json"}).out,
+                HasSubstr(R"(,"matched":5})"));
     EXPECT_THAT(command({"show", "flood", "--json"}).out, Not(HasSubstr("matched")));
-    EXPECT_THAT(command({"show", "ltl", "--limit", "1"}).out, EndsWith("\n1 of 3 LTLs; 3 of 1024 in use\n"));
+    EXPECT_THAT(command({"show", "ltl", "--limit", "1"}).out,
+                EndsWith("\n1 of 3 LTLs; 3 of 1024 in use\n"));
     EXPECT_THAT(command({"show", "stats", "--limit", "1"}).out, EndsWith("\n0 routes\n"));
 }
 
@@ -97,7 +105,8 @@ TEST_F(LtlProcess, KeepsFloodSetsWhenTheirClientGoes) {
 }
 
 TEST_F(LtlProcess, RefusesVlansAndRunsOutOfIndexes) {
-    switch_process running(run_dir, {"--ltl-refuse-vlan", "10", "--ltl-refuse-vlan", "11", "--ltl-pool", "1"});
+    switch_process running(
+        run_dir, {"--ltl-refuse-vlan", "10", "--ltl-refuse-vlan", "11", "--ltl-pool", "1"});
     desk_peer peer(run_dir);
     EXPECT_EQ(ask(peer, flood_update, flood_payload({{10, 1}, {11, 1}, {12, 1}})),
               (test_words{16, 1, 0x99, 3, 10, 0, 0, 1, 11, 0, 0, 1, 12, 0, 0, 0}));
@@ -105,7 +114,8 @@ TEST_F(LtlProcess, RefusesVlansAndRunsOutOfIndexes) {
     EXPECT_EQ(ask(peer, allocation, ltl_payload(12, 7, {})).at(7), 0u);
     EXPECT_EQ(ask(peer, allocation, ltl_payload(12, 7, {})).at(7), 3u);
     EXPECT_EQ(service_log(run_dir, 102).back(),
-              fmt::format("unregistered client (pid {}): LTL allocation for VLAN 12: status 3: the pool is exhausted",
+              fmt::format("unregistered client (pid {}): LTL allocation for VLAN 12: status 3: the "
+                          "pool is exhausted",
                           getpid()));
 }
 
@@ -140,15 +150,19 @@ TEST_F(LtlProcess, HasItsOptionsListedAndChecked) {
     for (const char *option : {"--ltl-refuse-vlan VLAN", "--ltl-pool N", "--ltl-answer MODE"}) {
         EXPECT_THAT(help, HasSubstr(option));
     }
-    const auto expect_refusal = [this](const std::vector<std::string> &arguments, const std::string &why) {
+    const auto expect_refusal = [this](const std::vector<std::string> &arguments,
+                                       const std::string &why) {
         const command_result refused = command(arguments);
         EXPECT_EQ(refused.exit_code, 2);
         EXPECT_THAT(refused.err, HasSubstr(why));
     };
     expect_refusal({"run", "--ltl-answer", "often"}, "--ltl-answer: often is not late:MS");
-    expect_refusal({"run", "--ltl-refuse-vlan", "0"}, "--ltl-refuse-vlan: Value 0 not in range 1 to 4094");
-    expect_refusal({"run", "--ltl-refuse-vlan", "5", "--ltl-refuse-vlan", "4095"}, "Value 4095 not in range 1 to 4094");
-    expect_refusal({"run", "--ltl-refuse-vlan", "10", "20"}, "vellsim: The following argument was not expected: 20\n");
+    expect_refusal({"run", "--ltl-refuse-vlan", "0"},
+                   "--ltl-refuse-vlan: Value 0 not in range 1 to 4094");
+    expect_refusal({"run", "--ltl-refuse-vlan", "5", "--ltl-refuse-vlan", "4095"},
+                   "Value 4095 not in range 1 to 4094");
+    expect_refusal({"run", "--ltl-refuse-vlan", "10", "20"},
+                   "vellsim: The following argument was not expected: 20\n");
     expect_refusal({"run", "--ltl-refuse-vlan", "10", "--ltl-refuse-vlan"}, "--ltl-refuse-vlan");
     expect_refusal({"run", "--ltl-pool", "-1"}, "--ltl-pool");
     expect_refusal({"run", "--ltl-pool", "4294950913"}, "--ltl-pool");

@@ -21,7 +21,9 @@ struct ltl_service : test_service {
     test_words answer(std::uint32_t opcode, const bytes &payload) {
         const auto replies = ask(opcode, payload);
         EXPECT_EQ(replies.size(), 1u);
-        return replies.empty() ? test_words() : words_of(bytes(replies[0].frame.begin() + 104, replies[0].frame.end()));
+        return replies.empty()
+                   ? test_words()
+                   : words_of(bytes(replies[0].frame.begin() + 104, replies[0].frame.end()));
     }
     // The four words of the only entry of the only answer.
     test_words result(std::uint32_t opcode, const bytes &payload) {
@@ -43,10 +45,15 @@ struct ltl_service : test_service {
     nlohmann::json floods() const { return shown("flood", "flood"); }
 
     // The interfaces of a VLAN's flood set; nothing when it is not listed.
-    std::optional<test_words> flooded(std::uint32_t vlan) const { return interfaces_of(floods(), "vlan", vlan); }
-    std::optional<test_words> held(std::uint32_t index) const { return interfaces_of(ltls(), "index", index); }
+    std::optional<test_words> flooded(std::uint32_t vlan) const {
+        return interfaces_of(floods(), "vlan", vlan);
+    }
+    std::optional<test_words> held(std::uint32_t index) const {
+        return interfaces_of(ltls(), "index", index);
+    }
 
-    static std::optional<test_words> interfaces_of(const nlohmann::json &rows, const char *key, std::uint32_t value) {
+    static std::optional<test_words> interfaces_of(const nlohmann::json &rows, const char *key,
+                                                   std::uint32_t value) {
         for (const auto &row : rows) {
             if (row.at(key) == value) {
                 test_words found;

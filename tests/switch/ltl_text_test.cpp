@@ -22,8 +22,9 @@ TEST(LtlText, ShowsIndexesInHexadecimal) {
               "LTL 0x4010  VLAN 4094, tag 4294967295, pid 9\n"
               "    interfaces: none\n"
               "2 LTLs; 3 of 1024 in use\n");
-    EXPECT_EQ(desk::ltl_text(json::parse(R"({"ltl":[],"pool":{"first":16384,"size":0,"in_use":0}})")),
-              "0 LTLs; 0 of 0 in use\n");
+    EXPECT_EQ(
+        desk::ltl_text(json::parse(R"({"ltl":[],"pool":{"first":16384,"size":0,"in_use":0}})")),
+        "0 LTLs; 0 of 0 in use\n");
 }
 
 TEST(FloodText, ShowsLineCardsAndInterfaces) {
@@ -59,7 +60,8 @@ TEST(FloodText, SaysWhichLineCardsShareABit) {
               "    line cards (0x00000002): 1\n"
               "    interfaces (1): some\n"
               "1 flood set\n");
-    EXPECT_THAT(text("402653217"), testing::Not(testing::HasSubstr("slots"))) << "Po33 is on no line card";
+    EXPECT_THAT(text("402653217"), testing::Not(testing::HasSubstr("slots")))
+        << "Po33 is on no line card";
 }
 
 TEST(FloodText, SaysHowManyALimitLeftOut) {

@@ -48,7 +48,8 @@ TEST_F(ManyConnections, Of255ClientsAndOneMore) {
     desk_peer one_more(run_dir);
     one_more.send(register_head(), register_payload(2000));
     EXPECT_EQ(one_more.receive_ack(), std::pair(0, 0));
-    EXPECT_THAT(service_log(run_dir, 102), Contains(HasSubstr("uuid 2000 rejected: all 255 client ids are taken")));
+    EXPECT_THAT(service_log(run_dir, 102),
+                Contains(HasSubstr("uuid 2000 rejected: all 255 client ids are taken")));
 
     all[99]->close();
     // The loss is noticed when its turn comes, not when it happens.
@@ -85,7 +86,8 @@ TEST_F(ManyConnections, AreServedAgainAfterTheDescriptorsRanOut) {
         EXPECT_TRUE(running.is_idle());
     }
     expect_service(run_dir);
-    EXPECT_THAT(service_log(run_dir, 102), testing::ElementsAre("no connection can be accepted: Too many open files"));
+    EXPECT_THAT(service_log(run_dir, 102),
+                testing::ElementsAre("no connection can be accepted: Too many open files"));
 }
 
 TEST_F(ManyConnections, AreNotMoreThanItsDescriptorsAllow) {
@@ -120,7 +122,8 @@ TEST_F(ManyConnections, EndWithAPeerThatDoesNotReadItsMessages) {
     EXPECT_FALSE(taken);
     EXPECT_TRUE(deaf.wait_for_close());
     expect_service(run_dir);
-    EXPECT_THAT(service_log(run_dir, 102), Contains(HasSubstr(": it does not read its messages: connection closed")));
+    EXPECT_THAT(service_log(run_dir, 102),
+                Contains(HasSubstr(": it does not read its messages: connection closed")));
 }
 
 TEST_F(ManyConnections, AreNotHeldUpByOneThatDoesNotReadItsTable) {
@@ -200,9 +203,10 @@ TEST_F(ManyConnections, AreOfTheSameUserOnly) {
         const timeval patience{30, 0};
         setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
         char byte;
-        const bool let_in = setuid(nobody) != 0 ||
-                            connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 ||
-                            recv(fd, &byte, 1, 0) != 0;
+        const bool let_in =
+            setuid(nobody) != 0 ||
+            connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 ||
+            recv(fd, &byte, 1, 0) != 0;
         _exit(let_in ? 1 : 0);
     }
     int status = -1;
@@ -210,7 +214,8 @@ TEST_F(ManyConnections, AreOfTheSameUserOnly) {
     EXPECT_EQ(status, 0);
     chmod(run_dir.c_str(), 0700);
     expect_service(run_dir);
-    EXPECT_THAT(service_log(run_dir, 102), Contains(fmt::format("connection of pid {}: the other end is of user 65534, "
-                                                                "not of user 0: closed",
-                                                                stranger)));
+    EXPECT_THAT(service_log(run_dir, 102),
+                Contains(fmt::format("connection of pid {}: the other end is of user 65534, "
+                                     "not of user 0: closed",
+                                     stranger)));
 }

@@ -77,7 +77,8 @@ TEST_F(OutOfMemory, EndsTheConnectionWhoseRequestItCannotHandle) {
     EXPECT_EQ(failing_lines, 0);
     EXPECT_EQ(other.ask("clients").at("clients").at(1).at("state"), "lost");
     EXPECT_EQ(other.ask("clients").at("clients").at(0).at("state"), "registered");
-    EXPECT_THAT(lines(), Contains(EndsWith(": there is no memory to handle what it sent: connection closed")));
+    EXPECT_THAT(lines(), Contains(EndsWith(
+                             ": there is no memory to handle what it sent: connection closed")));
     expect_service(run_dir);
 }
 
@@ -87,7 +88,8 @@ TEST_F(OutOfMemory, GoesOnWithoutMemoryForTheLog) {
     failing_lines = 3;
     send_refused_request(peer);
     EXPECT_TRUE(peer.wait_for_close());
-    EXPECT_EQ(failing_lines, 0) << "the refusal, the end of the connection and the loss of the client";
+    EXPECT_EQ(failing_lines, 0)
+        << "the refusal, the end of the connection and the loss of the client";
     desk_peer next(run_dir);
     EXPECT_EQ(next.register_client(), 1) << "the id is free";
     expect_service(run_dir);

@@ -58,7 +58,8 @@ TEST(Overlay, KeepsRouteUpdatesAsTheyCome) {
     test.route({7, 0, 6, 0, 1, 0xf2});
     test.from = test.registered_session();
     test.route({8, 1, 4, 0});
-    EXPECT_EQ(test.shown().at("routes"), json::parse(R"([{"type":7,"body":"01f2","client":0,"pid":99},
+    EXPECT_EQ(test.shown().at("routes"),
+              json::parse(R"([{"type":7,"body":"01f2","client":0,"pid":99},
                                                           {"type":264,"body":"","client":1,"pid":4711}])"));
     for (std::size_t i = 0; i < desk::overlay_routes_kept; ++i) {
         test.route({9, 0, 4, 0});
@@ -82,46 +83,80 @@ TEST(Overlay, RefusesWhatIsNotRight) {
         {75820, 0, {}, "offset 0: the message has 0 bytes left here, type needs 2"},
         {75820, 0, {1, 0, 9, 0, 0, 0, 0, 0}, "offset 2: length is 9, but the message has 8 bytes"},
         {75820, 0, {1, 0, 4, 0}, "offset 4: the message is 4 bytes long, it must be 8"},
-        {75820, 0, {3, 0, 10, 0, 0, 0, 0, 0, 0, 0}, "offset 8: the message is 10 bytes long, it must be 8"},
+        {75820,
+         0,
+         {3, 0, 10, 0, 0, 0, 0, 0, 0, 0},
+         "offset 8: the message is 10 bytes long, it must be 8"},
         {75820, 0, {3, 0, 8, 0, 0, 0, 5, 0}, "offset 4: value is 327680, it must be 0"},
-        {75820, 0, {0, 0, 4, 0}, "offset 0: type 0 is not 1 (disable), 2 (disable VLANs) or 3 (disable with flag)"},
-        {75820, 0, {4, 0, 4, 0}, "offset 0: type 4 is not 1 (disable), 2 (disable VLANs) or 3 (disable with flag)"},
-        {75820, 1, {2, 0, 7, 0, 1, 0, 2}, "offset 6: the message has 1 bytes left here, VLAN id needs 2"},
+        {75820,
+         0,
+         {0, 0, 4, 0},
+         "offset 0: type 0 is not 1 (disable), 2 (disable VLANs) or 3 (disable with flag)"},
+        {75820,
+         0,
+         {4, 0, 4, 0},
+         "offset 0: type 4 is not 1 (disable), 2 (disable VLANs) or 3 (disable with flag)"},
+        {75820,
+         1,
+         {2, 0, 7, 0, 1, 0, 2},
+         "offset 6: the message has 1 bytes left here, VLAN id needs 2"},
         {75820, 1, {2, 0, 8, 0, 1, 0, 0, 0}, "offset 6: VLAN id 0 is not 1 to 4094"},
         {75820, 1, {2, 0, 6, 0, 0xff, 0x0f}, "offset 4: VLAN id 4095 is not 1 to 4094"},
-        {75820, 1, {1, 0, 8, 0, 0, 0, 0, 0}, "frame head offset 32: send-options word 1 is 1, it must be 0"},
-        {75820, 0, {2, 0, 6, 0, 1, 0}, "frame head offset 32: send-options word 1 is 0, it must be 1"},
-        {75818, 0, {2, 0, 6, 0, 1, 0}, "frame head offset 32: send-options word 1 is 0, it must be 1"},
+        {75820,
+         1,
+         {1, 0, 8, 0, 0, 0, 0, 0},
+         "frame head offset 32: send-options word 1 is 1, it must be 0"},
+        {75820,
+         0,
+         {2, 0, 6, 0, 1, 0},
+         "frame head offset 32: send-options word 1 is 0, it must be 1"},
+        {75818,
+         0,
+         {2, 0, 6, 0, 1, 0},
+         "frame head offset 32: send-options word 1 is 0, it must be 1"},
         {75818, 1, {2, 0, 5, 0, 1, 0}, "offset 2: length is 5, but the message has 6 bytes"},
         {75818, 1, {2, 0}, "offset 2: the message has 0 bytes left here, length needs 2"},
         {75818, 1, {2, 0, 7, 0, 1, 0}, "offset 2: length is 7, but the message has 6 bytes"},
-        {75818, 1, {2, 0, 0xff, 0xff, 1, 0}, "offset 2: length is 65535, but the message has 6 bytes"},
+        {75818,
+         1,
+         {2, 0, 0xff, 0xff, 1, 0},
+         "offset 2: length is 65535, but the message has 6 bytes"},
         {75818, 1, {2}, "offset 0: the message has 1 bytes left here, type needs 2"},
         {75818, 1, {}, "offset 0: the message has 0 bytes left here, type needs 2"},
-        {75820, 0, {1, 0, 8, 0, 0, 0, 0, 0}, "frame head offset 16: SAP is 214, it must be 213", 214},
+        {75820,
+         0,
+         {1, 0, 8, 0, 0, 0, 0, 0},
+         "frame head offset 16: SAP is 214, it must be 213",
+         214},
         {75820, 1, {2, 0, 6, 0, 1, 0}, "frame head offset 16: SAP is 212, it must be 213", 212},
         {75818, 1, {2, 0, 6, 0, 1, 0}, "frame head offset 16: SAP is 214, it must be 213", 214},
     };
     overlay_service test;
     for (const refused &request : all) {
-        test.send(test.from, request_head(request.sap, request.opcode, request.word_1), literal(request.payload));
+        test.send(test.from, request_head(request.sap, request.opcode, request.word_1),
+                  literal(request.payload));
         ASSERT_FALSE(test.errors.empty()) << request.why;
-        const char *name = request.opcode == 75820 ? "overlay notification" : "overlay route update";
-        EXPECT_EQ(test.errors.back(), fmt::format("unregistered client (pid 99): {} (opcode {}): {}: refused", name,
-                                                  request.opcode, request.why));
+        const char *name =
+            request.opcode == 75820 ? "overlay notification" : "overlay route update";
+        EXPECT_EQ(test.errors.back(),
+                  fmt::format("unregistered client (pid 99): {} (opcode {}): {}: refused", name,
+                              request.opcode, request.why));
     }
     EXPECT_EQ(test.errors.size(), std::size(all));
     EXPECT_EQ(test.text(), untouched);
 }
 
 TEST(OverlayText, ShowsAll) {
-    const auto text = [](const std::string &table) { return desk::overlay_text(nlohmann::ordered_json::parse(table)); };
+    const auto text = [](const std::string &table) {
+        return desk::overlay_text(nlohmann::ordered_json::parse(table));
+    };
     EXPECT_EQ(text(untouched), "Overlay feature: enabled\n"
                                "VLANs disabled: none\n"
                                "0 route updates\n");
     EXPECT_EQ(text(R"({"overlay":{"feature":"disabled","vlans_disabled":[10,20],"route_updates":3,
                        "routes":[{"type":7,"body":")" +
-                   std::string(68, 'a') + R"(","client":1,"pid":2},{"type":8,"body":"","client":0,"pid":2}]}})"),
+                   std::string(68, 'a') +
+                   R"(","client":1,"pid":2},{"type":8,"body":"","client":0,"pid":2}]}})"),
               "Overlay feature: disabled\n"
               "VLANs disabled: 10, 20\n"
               "Route update of type 7, 34 bytes, client 1\n"

@@ -29,7 +29,8 @@ protected:
     desk::peer_connection peer{std::move(ends.near), 4711};
     const clock_type::time_point now = clock_type::now();
 
-    static desk::reply reply_of(std::size_t size, char content, std::chrono::milliseconds delay = 0ms) {
+    static desk::reply reply_of(std::size_t size, char content,
+                                std::chrono::milliseconds delay = 0ms) {
         return {std::vector(size, static_cast<std::byte>(content)), delay};
     }
     // What the peer has been sent so far.
@@ -49,7 +50,9 @@ constexpr std::size_t mebibyte = 1u << 20;
 } // namespace
 
 TEST_F(PeerConnection, SendsLateRepliesWhenTheyAreDue) {
-    peer.queue_replies({reply_of(1, 'c', 30ms), reply_of(1, 'a'), reply_of(1, 'b', 20ms), reply_of(1, 'd', 30ms)}, now);
+    peer.queue_replies(
+        {reply_of(1, 'c', 30ms), reply_of(1, 'a'), reply_of(1, 'b', 20ms), reply_of(1, 'd', 30ms)},
+        now);
     EXPECT_EQ(peer.waiting(), 4u);
     EXPECT_EQ(peer.next_due(), now + 20ms);
     peer.queue_due(now + 19ms);

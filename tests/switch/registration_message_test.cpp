@@ -17,7 +17,8 @@ std::string refusal_of_register(const bytes &request) {
 } // namespace
 
 TEST(RegisterRequest, IsDecoded) {
-    bytes request = literal({0x00, 0xd1, 0xd2, 0xd3, 0x81, 0x72, 0x63, 0x54, 's', 'e', 'g', '-', '1'});
+    bytes request =
+        literal({0x00, 0xd1, 0xd2, 0xd3, 0x81, 0x72, 0x63, 0x54, 's', 'e', 'g', '-', '1'});
     request.resize(248);
     const desk::register_request decoded = desk::decode_register_request(request);
     EXPECT_EQ(decoded.uuid, 0x54637281u);
@@ -43,7 +44,8 @@ TEST(RegisterRequest, IsRefusedWithoutANul) {
 
 TEST(RegisterRequest, OfAUuidWithoutSegmentMayHoldAnythingInItsName) {
     for (const std::uint32_t uuid : {286u, 592u}) {
-        const auto decoded = desk::decode_register_request(register_request(uuid, std::string(240, 'n')));
+        const auto decoded =
+            desk::decode_register_request(register_request(uuid, std::string(240, 'n')));
         EXPECT_EQ(decoded.uuid, uuid);
         EXPECT_EQ(decoded.segment, "");
     }

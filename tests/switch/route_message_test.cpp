@@ -66,13 +66,15 @@ TEST(RouteMessage, HasItsListsDecoded) {
 }
 
 TEST(RouteMessage, MayHaveAllTheGltDataInUse) {
-    const desk::route_lists lists = desk::decode_route_message(patched(two_routes(), 136, {36})).records.at(0).lists;
+    const desk::route_lists lists =
+        desk::decode_route_message(patched(two_routes(), 136, {36})).records.at(0).lists;
     EXPECT_EQ(lists.glt[0].data.front(), 0xa0);
     EXPECT_EQ(lists.glt[0].data.back(), 0xfc);
 }
 
 TEST(RouteMessage, MayHaveNoRecords) {
-    const desk::route_message decoded = desk::decode_route_message(literal({0xc3, 0, 0, 0, 0x35, 0x24, 0, 0}));
+    const desk::route_message decoded =
+        desk::decode_route_message(literal({0xc3, 0, 0, 0, 0x35, 0x24, 0, 0}));
     EXPECT_EQ(decoded.marker, 0x2435);
     EXPECT_TRUE(decoded.records.empty());
 }
@@ -90,7 +92,8 @@ TEST(RouteMessage, AcceptsEveryOifKind) {
 }
 
 TEST(RouteMessage, MayHaveAListWithoutEntries) {
-    const bytes empty_list = message().add(cut(patched(two_routes(), 2, {1}), 48)).u16(1).u16(2).u16(0).u16(4).u32(0);
+    const bytes empty_list =
+        message().add(cut(patched(two_routes(), 2, {1}), 48)).u16(1).u16(2).u16(0).u16(4).u32(0);
     EXPECT_TRUE(desk::decode_route_message(empty_list).records.at(0).lists.oifs.empty());
 }
 
@@ -107,7 +110,8 @@ TEST(RoleUpdate, MayGiveNoRole) {
 }
 
 TEST(RoleUpdate, IsOneOnlyWithItsMarkerItsOpcodeAndOneRecord) {
-    EXPECT_FALSE(desk::is_dux_role_update(desk::decode_route_message(patched(role_update(), 4, {0xa6}))));
+    EXPECT_FALSE(
+        desk::is_dux_role_update(desk::decode_route_message(patched(role_update(), 4, {0xa6}))));
     const bytes add = patched(patched(role_update(), 8, {1}), 35, {0xef});
     EXPECT_FALSE(desk::is_dux_role_update(desk::decode_route_message(add)));
     const bytes one = role_update();
@@ -116,7 +120,8 @@ TEST(RoleUpdate, IsOneOnlyWithItsMarkerItsOpcodeAndOneRecord) {
 }
 
 TEST(RoleRecord, InARouteUpdateMayHaveOtherFields) {
-    // Every reserved byte and field of the first record, under another marker, but one role bit at most.
+    // Every reserved byte and field of the first record, under another marker, but one role bit at
+    // most.
     const bytes role = patched(patched(two_routes(), 8, {23}), 12, {0x80, 0x10, 0x20, 0x02});
     EXPECT_EQ(desk::decode_route_message(role).records.at(0).opcode, 23);
 }

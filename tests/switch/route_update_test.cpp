@@ -23,10 +23,11 @@ TEST(RouteUpdate, AddsARouteWithAllItsFields) {
     test.send(from, route_head(), cut(patched(two_routes(), 2, {1}), 168));
     EXPECT_TRUE(test.errors.empty());
     ASSERT_EQ(test.vell.routes.size(), 1u);
-    EXPECT_EQ(
-        test.vell.routes.begin()->first,
-        (desk::route_key{
-            .table = 0x5f5e5d5c, .group = 0xef0c0d0e, .source = 0x0a0b0809, .source_length = 24, .group_length = 31}));
+    EXPECT_EQ(test.vell.routes.begin()->first, (desk::route_key{.table = 0x5f5e5d5c,
+                                                                .group = 0xef0c0d0e,
+                                                                .source = 0x0a0b0809,
+                                                                .source_length = 24,
+                                                                .group_length = 31}));
     const desk::route &held = only_route(test);
     EXPECT_EQ(held.opcode, 1);
     EXPECT_EQ(held.flags, 0x0706050403201080u);
@@ -44,7 +45,8 @@ TEST(RouteUpdate, ReplacesTheWholeRouteOfTheSameKey) {
     test_service test;
     desk::session first = test.registered_session();
     desk::session second = test.registered_session();
-    test.send(first, route_head(), route_payload(1, {{.flags = 0x80, .rpf_if = 4, .oifs = {{5, 0}, {6, 1}}}}));
+    test.send(first, route_head(),
+              route_payload(1, {{.flags = 0x80, .rpf_if = 4, .oifs = {{5, 0}, {6, 1}}}}));
     test.send(second, route_head(), route_payload(2, {{.flags = 0x1, .rpf_if = 9}}));
     ASSERT_EQ(test.vell.routes.size(), 1u);
     EXPECT_EQ(only_route(test).flags, 1u);
@@ -92,10 +94,13 @@ TEST(RouteUpdate, IsAppliedWholeOrNotAtAll) {
     test_service test;
     desk::session from = test.registered_session();
     test.send(from, route_head(), route_payload(1, {{.table = 1}}));
-    test.send(from, route_head(),
-              route_payload(1, {{.table = 2}, {.opcode = 2, .table = 1}, {.oifs = {{5, 0}, {6, 3}}}}));
-    EXPECT_THAT(test.errors, ElementsAre("client 1 (pid 4711): route update (opcode 75831): offset 160: OIF kind 3 is "
-                                         "not 0, 1, 4, 8 or 12: refused"));
+    test.send(
+        from, route_head(),
+        route_payload(1, {{.table = 2}, {.opcode = 2, .table = 1}, {.oifs = {{5, 0}, {6, 3}}}}));
+    EXPECT_THAT(
+        test.errors,
+        ElementsAre("client 1 (pid 4711): route update (opcode 75831): offset 160: OIF kind 3 is "
+                    "not 0, 1, 4, 8 or 12: refused"));
     ASSERT_EQ(test.vell.routes.size(), 1u);
     EXPECT_EQ(test.vell.routes.begin()->first.table, 1u);
     EXPECT_EQ(test.client_of(from).route_records, 1u);
@@ -107,18 +112,22 @@ TEST(RouteUpdate, IsRefusedWithAnotherConnectionsId) {
     desk::session from = test.registered_session();
     test.registered_session();
     test.send(from, route_head(), route_payload(2, {{}}));
-    EXPECT_THAT(test.errors, ElementsAre("client 1 (pid 4711): route update (opcode 75831): offset 0: client id is 2, "
-                                         "this connection's is 1: refused"));
+    EXPECT_THAT(
+        test.errors,
+        ElementsAre("client 1 (pid 4711): route update (opcode 75831): offset 0: client id is 2, "
+                    "this connection's is 1: refused"));
     EXPECT_TRUE(test.vell.routes.empty());
 }
 
 TEST(MissedDelete, IsLoggedAndCountedButNoError) {
     test_service test;
     desk::session from = test.registered_session();
-    test.send(from, route_head(), route_payload(1, {{.opcode = 2, .source = 0, .source_length = 0}}));
+    test.send(from, route_head(),
+              route_payload(1, {{.opcode = 2, .source = 0, .source_length = 0}}));
     EXPECT_TRUE(test.errors.empty());
-    EXPECT_EQ(test.traces.back(),
-              "client 1 (pid 4711): delete of (0.0.0.0/0, 239.1.1.2/32) in table 253: no such route");
+    EXPECT_EQ(
+        test.traces.back(),
+        "client 1 (pid 4711): delete of (0.0.0.0/0, 239.1.1.2/32) in table 253: no such route");
     EXPECT_EQ(test.client_of(from).missed_deletes, 1u);
     EXPECT_EQ(test.client_of(from).route_records, 0u);
     EXPECT_EQ(test.client_of(from).refused, 0u);
@@ -131,7 +140,8 @@ TEST(MissedDelete, ComesInThousandsWithAFewLines) {
     test.send(from, route_head(), route_payload(1, std::vector<test_route>(5000, {.opcode = 2})));
     EXPECT_EQ(test.client_of(from).missed_deletes, 5000u);
     ASSERT_EQ(test.traces.size(), 9u);
-    EXPECT_EQ(test.traces.back(), "client 1 (pid 4711): 4992 more deletes of absent routes in the same message");
+    EXPECT_EQ(test.traces.back(),
+              "client 1 (pid 4711): 4992 more deletes of absent routes in the same message");
 }
 
 TEST(RoleUpdate, SetsTheClientsRoleAndNoRoute) {
@@ -157,14 +167,16 @@ TEST(RoleUpdate, HasItsOwnSendOptions) {
     desk::session from = test.registered_session();
     test.send(from, route_head(), role_update());
     ASSERT_EQ(test.errors.size(), 1u);
-    EXPECT_THAT(test.errors[0], HasSubstr("frame head offset 32: send-options word 1 is 1, it must be 0"));
+    EXPECT_THAT(test.errors[0],
+                HasSubstr("frame head offset 32: send-options word 1 is 1, it must be 0"));
     EXPECT_EQ(test.client_of(from).dux_role, "");
 }
 
 TEST(RoleRecord, InARouteUpdateSetsTheRoleToo) {
     test_service test;
     desk::session from = test.registered_session();
-    test.send(from, route_head(), route_payload(1, {{.opcode = 23, .flags = desk::flag_dux_forward_odd}, {}}));
+    test.send(from, route_head(),
+              route_payload(1, {{.opcode = 23, .flags = desk::flag_dux_forward_odd}, {}}));
     EXPECT_TRUE(test.errors.empty());
     EXPECT_EQ(test.client_of(from).dux_role, "forward_odd");
     EXPECT_EQ(test.vell.routes.size(), 1u);

@@ -76,7 +76,8 @@ TEST_F(RunAndStop, RefusesToStartBesideARunningSwitch) {
     const command_result second = vellsim({"run", "--run-dir", run_dir});
     EXPECT_EQ(second.exit_code, 1);
     EXPECT_EQ(second.out, "");
-    EXPECT_EQ(second.err, "vellsim: another switch holds " + run_dir + "; `vellsim stop` ends it\n");
+    EXPECT_EQ(second.err,
+              "vellsim: another switch holds " + run_dir + "; `vellsim stop` ends it\n");
     expect_service(run_dir);
 }
 
@@ -89,7 +90,8 @@ TEST_F(RunAndStop, RefusesToStartWhenSomethingElseAnswersOnTheSocket) {
     std::filesystem::rename(elsewhere + "/vell.sock", socket_path);
     const command_result second = vellsim({"run", "--run-dir", run_dir});
     EXPECT_EQ(second.exit_code, 1);
-    EXPECT_EQ(second.err, "vellsim: a switch answers on " + socket_path + "; `vellsim stop` ends it\n");
+    EXPECT_EQ(second.err,
+              "vellsim: a switch answers on " + socket_path + "; `vellsim stop` ends it\n");
     expect_service(run_dir);
 }
 
@@ -144,7 +146,9 @@ TEST_F(RunAndStop, GivesUpOnASwitchThatDoesNotEnd) {
     running.signal(SIGSTOP);
     const command_result gave_up = vellsim({"stop", "--wait", "1", "--run-dir", run_dir});
     EXPECT_EQ(gave_up.exit_code, 1);
-    EXPECT_EQ(gave_up.err, fmt::format("vellsim: the switch (pid {}) has not ended within 1 seconds\n", running.pid()));
+    EXPECT_EQ(gave_up.err,
+              fmt::format("vellsim: the switch (pid {}) has not ended within 1 seconds\n",
+                          running.pid()));
     running.signal(SIGCONT);
     EXPECT_EQ(running.wait(), 0);
 }
@@ -165,11 +169,12 @@ TEST_F(RunAndStop, SaysOnStandardErrorWhatItLogs) {
     peer.send(deregister_head(), deregister_payload(id));
     peer.ask("clients");
     const std::string who = fmt::format("vellsim: client 1 (pid {})", getpid());
-    EXPECT_EQ(read_file(heard.get()), "vellsim: listens on " + socket_path + "\n" + who +
-                                          " registered: uuid 500, segment \"segment\"\n" + who +
-                                          ": IPv6 route notice (opcode 75779): offset 0: client id is 9, this "
-                                          "connection's is 1: refused\n" +
-                                          who + " deregistered\n");
+    EXPECT_EQ(read_file(heard.get()),
+              "vellsim: listens on " + socket_path + "\n" + who +
+                  " registered: uuid 500, segment \"segment\"\n" + who +
+                  ": IPv6 route notice (opcode 75779): offset 0: client id is 9, this "
+                  "connection's is 1: refused\n" +
+                  who + " deregistered\n");
 }
 
 TEST_F(RunAndStop, IsSilentWhenQuiet) {

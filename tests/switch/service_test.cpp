@@ -27,8 +27,9 @@ TEST(Registration, IsAcknowledgedWithTheSmallestId) {
     EXPECT_EQ(first_replies[0].delay.count(), 0);
     ASSERT_EQ(second_replies.size(), 1u);
     EXPECT_EQ(ack_payload(second_replies[0]), literal({2, 1}));
-    EXPECT_THAT(test.traces, ElementsAre("client 1 (pid 11) registered: uuid 500, segment \"seg-a\"",
-                                         "client 2 (pid 12) registered: uuid 500, segment \"seg-b\""));
+    EXPECT_THAT(test.traces,
+                ElementsAre("client 1 (pid 11) registered: uuid 500, segment \"seg-a\"",
+                            "client 2 (pid 12) registered: uuid 500, segment \"seg-b\""));
     const desk::client &row = test.client_of(second);
     EXPECT_EQ(row.id, 2);
     EXPECT_EQ(row.pid, 12u);
@@ -46,8 +47,9 @@ TEST(Registration, IsRefusedOnARegisteredConnection) {
     EXPECT_EQ(from.client_of, key);
     EXPECT_EQ(test.client_of(from).uuid, 500u);
     EXPECT_EQ(test.client_of(from).refused, 1u);
-    EXPECT_THAT(test.errors, ElementsAre("client 1 (pid 4711): register request (opcode 75796): offset 0: this "
-                                         "connection is registered already, as client 1: refused"));
+    EXPECT_THAT(test.errors,
+                ElementsAre("client 1 (pid 4711): register request (opcode 75796): offset 0: this "
+                            "connection is registered already, as client 1: refused"));
 }
 
 TEST(Registration, MayFollowADeregistration) {
@@ -75,8 +77,8 @@ TEST(Registration, IsRejectedWhenAllIdsAreTaken) {
     EXPECT_EQ(ack_payload(replies[0]), literal({0, 0}));
     EXPECT_EQ(one_more.client_of, 0u);
     EXPECT_EQ(test.vell.clients.all().rbegin()->second.state, client_state::rejected);
-    EXPECT_EQ(test.errors.back(),
-              "unregistered client (pid 99): registration with uuid 600 rejected: all 255 client ids are taken");
+    EXPECT_EQ(test.errors.back(), "unregistered client (pid 99): registration with uuid 600 "
+                                  "rejected: all 255 client ids are taken");
 }
 
 TEST(Deregistration, IsRefusedWithAnotherConnectionsId) {
@@ -84,8 +86,10 @@ TEST(Deregistration, IsRefusedWithAnotherConnectionsId) {
     desk::session first = test.registered_session();
     desk::session second = test.registered_session();
     test.send(second, deregister_head(), deregister_payload(1));
-    EXPECT_THAT(test.errors, ElementsAre("client 2 (pid 4711): deregister request (opcode 75797): offset 0: client id "
-                                         "is 1, this connection's is 2: refused"));
+    EXPECT_THAT(
+        test.errors,
+        ElementsAre("client 2 (pid 4711): deregister request (opcode 75797): offset 0: client id "
+                    "is 1, this connection's is 2: refused"));
     EXPECT_EQ(test.client_of(first).state, client_state::registered);
     EXPECT_EQ(test.client_of(second).state, client_state::registered);
 }
@@ -116,15 +120,17 @@ TEST(Ipv6Notice, IsCountedAndItsValuesAreKept) {
     test.send(from, notice_head(), notice_payload(1, 0xfffffffe, 21, 0xfffd));
     EXPECT_TRUE(test.errors.empty());
     EXPECT_EQ(test.client_of(from).ipv6_notices, 2u);
-    EXPECT_THAT(test.client_of(from).last_ipv6_notice.value(), ElementsAre(0xfffffffeu, 21u, 0xfffdu));
+    EXPECT_THAT(test.client_of(from).last_ipv6_notice.value(),
+                ElementsAre(0xfffffffeu, 21u, 0xfffdu));
 }
 
 TEST(Refusal, CountsForTheSenderAndChangesNothing) {
     test_service test;
     desk::session from = test.registered_session();
     test.send(from, notice_head(), cut(notice_payload(1, 1, 2, 3), 15));
-    EXPECT_THAT(test.errors, ElementsAre("client 1 (pid 4711): IPv6 route notice (opcode 75779): offset 15: the "
-                                         "message is 15 bytes long, it must be 16: refused"));
+    EXPECT_THAT(test.errors,
+                ElementsAre("client 1 (pid 4711): IPv6 route notice (opcode 75779): offset 15: the "
+                            "message is 15 bytes long, it must be 16: refused"));
     EXPECT_EQ(test.client_of(from).refused, 1u);
     EXPECT_EQ(test.client_of(from).messages, 2u);
     EXPECT_EQ(test.client_of(from).ipv6_notices, 0u);
@@ -135,10 +141,12 @@ TEST(Refusal, OfAnUnregisteredPeerNamesItsProcess) {
     desk::session from{.pid = 77};
     test.send(from, route_head(), route_payload(3, {test_route{}}));
     test.send(from, deregister_head(), deregister_payload(0));
-    EXPECT_THAT(test.errors, ElementsAre("unregistered client (pid 77): route update (opcode 75831): offset 0: client "
-                                         "id is 3, but this connection is not registered: refused",
-                                         "unregistered client (pid 77): deregister request (opcode 75797): offset 0: "
-                                         "client id is 0, but this connection is not registered: refused"));
+    EXPECT_THAT(
+        test.errors,
+        ElementsAre("unregistered client (pid 77): route update (opcode 75831): offset 0: client "
+                    "id is 3, but this connection is not registered: refused",
+                    "unregistered client (pid 77): deregister request (opcode 75797): offset 0: "
+                    "client id is 0, but this connection is not registered: refused"));
     EXPECT_TRUE(test.vell.routes.empty());
 }
 
@@ -178,22 +186,25 @@ TEST_P(HeadRefusal, NamesOffsetAndReason) {
 
 INSTANTIATE_TEST_SUITE_P(
     Notice, HeadRefusal,
-    testing::Values(
-        wrong_head{"Node", [](head &h) { h.node = 0xfe000001; },
-                   "IPv6 route notice (opcode 75779): frame head offset 12: node is 0xfe000001, it must be 0xfe000000: "
-                   "refused"},
-        wrong_head{"Sap", [](head &h) { h.sap = 213; }, ": frame head offset 16: SAP is 213, it must be 214: refused"},
-        wrong_head{"Opcode", [](head &h) { h.opcode = 75780; },
-                   "unknown request (opcode 75780): frame head offset 20: this switch knows no such opcode: refused"},
-        wrong_head{"Flags", [](head &h) { h.flags = 4; }, ": frame head offset 24: flags are 0x4, they must be 0"},
-        wrong_head{"Word0", [](head &h) { h.options[0] = 2; },
-                   ": frame head offset 28: send-options word 0 is 2, it must be 1"},
-        wrong_head{"Word1", [](head &h) { h.options[1] = 0; },
-                   ": frame head offset 32: send-options word 1 is 0, it must be 1"},
-        wrong_head{"Word2", [](head &h) { h.options[2] = 7; },
-                   ": frame head offset 36: send-options word 2 is 7, it must be 0"},
-        wrong_head{"Word18", [](head &h) { h.options[18] = 1; },
-                   ": frame head offset 100: send-options word 18 is 1, it must be 0"}),
+    testing::Values(wrong_head{"Node", [](head &h) { h.node = 0xfe000001; },
+                               "IPv6 route notice (opcode 75779): frame head offset 12: node is "
+                               "0xfe000001, it must be 0xfe000000: "
+                               "refused"},
+                    wrong_head{"Sap", [](head &h) { h.sap = 213; },
+                               ": frame head offset 16: SAP is 213, it must be 214: refused"},
+                    wrong_head{"Opcode", [](head &h) { h.opcode = 75780; },
+                               "unknown request (opcode 75780): frame head offset 20: this switch "
+                               "knows no such opcode: refused"},
+                    wrong_head{"Flags", [](head &h) { h.flags = 4; },
+                               ": frame head offset 24: flags are 0x4, they must be 0"},
+                    wrong_head{"Word0", [](head &h) { h.options[0] = 2; },
+                               ": frame head offset 28: send-options word 0 is 2, it must be 1"},
+                    wrong_head{"Word1", [](head &h) { h.options[1] = 0; },
+                               ": frame head offset 32: send-options word 1 is 0, it must be 1"},
+                    wrong_head{"Word2", [](head &h) { h.options[2] = 7; },
+                               ": frame head offset 36: send-options word 2 is 7, it must be 0"},
+                    wrong_head{"Word18", [](head &h) { h.options[18] = 1; },
+                               ": frame head offset 100: send-options word 18 is 1, it must be 0"}),
     head_test_name);
 
 TEST(HeadRefusal, KnowsWhatWord1HasToBe) {
@@ -206,7 +217,8 @@ TEST(HeadRefusal, KnowsWhatWord1HasToBe) {
         return test.errors.empty() ? std::string("accepted") : test.errors[0];
     };
     const auto wants = [](int is, int must) {
-        return testing::HasSubstr(fmt::format("send-options word 1 is {}, it must be {}", is, must));
+        return testing::HasSubstr(
+            fmt::format("send-options word 1 is {}, it must be {}", is, must));
     };
     EXPECT_THAT(refusal_with(register_head(), register_payload(1)), wants(1, 0));
     EXPECT_THAT(refusal_with(deregister_head(), deregister_payload(1)), wants(1, 0));
@@ -224,8 +236,9 @@ TEST(FaultModes, RejectEveryRegistration) {
     ASSERT_EQ(replies.size(), 1u);
     EXPECT_EQ(ack_payload(replies[0]), literal({0, 0}));
     EXPECT_EQ(from.client_of, 0u);
-    EXPECT_THAT(test.errors, ElementsAre("unregistered client (pid 8): registration with uuid 500 rejected: "
-                                         "--reject-registration"));
+    EXPECT_THAT(test.errors,
+                ElementsAre("unregistered client (pid 8): registration with uuid 500 rejected: "
+                            "--reject-registration"));
 }
 
 TEST(FaultModes, AcknowledgeLateTwiceOrNever) {
@@ -252,8 +265,10 @@ TEST(FaultModes, HandOutTheIdTheyAreTold) {
         test_service test({.ack_id = id});
         desk::session first{};
         desk::session second{};
-        EXPECT_EQ(ack_payload(test.send(first, register_head(), register_payload(500)).at(0)), literal({id, 1}));
-        EXPECT_EQ(ack_payload(test.send(second, register_head(), register_payload(500)).at(0)), literal({id, 1}));
+        EXPECT_EQ(ack_payload(test.send(first, register_head(), register_payload(500)).at(0)),
+                  literal({id, 1}));
+        EXPECT_EQ(ack_payload(test.send(second, register_head(), register_payload(500)).at(0)),
+                  literal({id, 1}));
         test.send(second, notice_head(), notice_payload(id, 1, 2, 3));
         EXPECT_EQ(test.client_of(second).ipv6_notices, 1u);
         EXPECT_EQ(test.client_of(first).ipv6_notices, 0u);

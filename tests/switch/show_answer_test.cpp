@@ -39,7 +39,11 @@ struct filled_service : test_service {
         send(first, route_head(),
              route_payload(1, {{.group = 0xef000003, .table = 9, .oifs = {{5, 0}, {6, 0}}},
                                {.group = 0xef000002, .table = 9},
-                               {.source = 0, .source_length = 0, .group = 0xef000002, .table = 9, .oifs = {{7, 4}}}}));
+                               {.source = 0,
+                                .source_length = 0,
+                                .group = 0xef000002,
+                                .table = 9,
+                                .oifs = {{7, 4}}}}));
         send(second, route_head(),
              route_payload(2, {{.source = 0x0a000001, .group = 0xef000001, .table = 9},
                                {.group = 0xef000009, .table = 8, .oifs = {{1, 0}}}}));
@@ -79,28 +83,30 @@ TEST(ShowRoutes, IsNarrowedByEachFilter) {
     const filled_service test;
     EXPECT_EQ(groups(test, {.name = "routes", .table = 8}), names{"239.0.0.9"});
     EXPECT_EQ(groups(test, {.name = "routes", .client = 2}), (names{"239.0.0.9", "239.0.0.1"}));
-    EXPECT_EQ(groups(test, {.name = "routes", .group = 0xef000002}), (names{"239.0.0.2", "239.0.0.2"}));
+    EXPECT_EQ(groups(test, {.name = "routes", .group = 0xef000002}),
+              (names{"239.0.0.2", "239.0.0.2"}));
     EXPECT_EQ(groups(test, {.name = "routes", .source = 0}), names{"239.0.0.2"});
     EXPECT_EQ(groups(test, {.name = "routes", .source = 0x0a000001}), names{"239.0.0.1"});
     EXPECT_EQ(groups(test, {.name = "routes", .client = 1, .group = 0xef000009}), names{});
 }
 
 TEST(ShowRoutes, SaysHowManyThereAreWhenLimited) {
-    const auto table = nlohmann::json::parse(
-        shown(filled_service(), desk::encode_show_query({.name = "routes", .table = 9, .limit = 2})));
+    const auto table = nlohmann::json::parse(shown(
+        filled_service(), desk::encode_show_query({.name = "routes", .table = 9, .limit = 2})));
     EXPECT_EQ(table.at("routes").size(), 2u);
     EXPECT_EQ(table.at("matched"), 4);
     EXPECT_FALSE(table.contains("narrowed")) << "a table is a whole";
-    const auto narrowed =
-        nlohmann::json::parse(shown(filled_service(), desk::encode_show_query({.name = "routes", .source = 0})));
+    const auto narrowed = nlohmann::json::parse(
+        shown(filled_service(), desk::encode_show_query({.name = "routes", .source = 0})));
     EXPECT_EQ(narrowed.at("narrowed"), true);
 }
 
 TEST(ShowRoutes, IsSummedUpPerTable) {
-    EXPECT_EQ(shown(filled_service(), desk::encode_show_query({.name = "routes", .summary = true})),
-              R"({"summary":[{"table":8,"routes":1,"sg":1,"star_g":0,"with_oifs":1,"without_oifs":0,"oifs":1},)"
-              "\n"
-              R"({"table":9,"routes":4,"sg":3,"star_g":1,"with_oifs":2,"without_oifs":2,"oifs":3}]})");
+    EXPECT_EQ(
+        shown(filled_service(), desk::encode_show_query({.name = "routes", .summary = true})),
+        R"({"summary":[{"table":8,"routes":1,"sg":1,"star_g":0,"with_oifs":1,"without_oifs":0,"oifs":1},)"
+        "\n"
+        R"({"table":9,"routes":4,"sg":3,"star_g":1,"with_oifs":2,"without_oifs":2,"oifs":3}]})");
 }
 
 TEST(ShowClients, PrintsEveryField) {
@@ -135,8 +141,10 @@ TEST(ShowClients, PutsTheRegisteredOnesFirst) {
     EXPECT_EQ(table["clients"][0]["uuid"], 503);
     EXPECT_EQ(table["clients"][1]["uuid"], 502);
     EXPECT_EQ(table["clients"][2]["uuid"], 501);
-    const auto narrowed = nlohmann::json::parse(shown(test, desk::encode_show_query({.name = "clients", .client = 1})));
-    EXPECT_EQ(narrowed["clients"].size(), 2u) << "the one that holds the id and the one that held it";
+    const auto narrowed = nlohmann::json::parse(
+        shown(test, desk::encode_show_query({.name = "clients", .client = 1})));
+    EXPECT_EQ(narrowed["clients"].size(), 2u)
+        << "the one that holds the id and the one that held it";
 }
 
 TEST(ShowRequest, IsAnsweredWithAnErrorWhenItMakesNoSense) {
@@ -144,18 +152,29 @@ TEST(ShowRequest, IsAnsweredWithAnErrorWhenItMakesNoSense) {
     EXPECT_EQ(error_of(""), "this switch has no table \"\"");
     EXPECT_EQ(error_of("routes {"), "show routes: what follows the table's name is no JSON object");
     EXPECT_EQ(error_of("routes 7"), "show routes: what follows the table's name is no JSON object");
-    EXPECT_EQ(error_of(R"(routes {"colour":7})"), "show routes: member colour is unknown or of the wrong type");
-    EXPECT_EQ(error_of(R"(routes {"table":-7})"), "show routes: member table is unknown or of the wrong type");
-    EXPECT_EQ(error_of(R"(routes {"table":4294967296})"), "show routes: member table is unknown or of the wrong type");
-    EXPECT_EQ(error_of(R"(routes {"summary":1})"), "show routes: member summary is unknown or of the wrong type");
-    EXPECT_EQ(error_of(std::string(5000, 'x')), "the request is 5000 bytes long, at most 4096 are read");
+    EXPECT_EQ(error_of(R"(routes {"colour":7})"),
+              "show routes: member colour is unknown or of the wrong type");
+    EXPECT_EQ(error_of(R"(routes {"table":-7})"),
+              "show routes: member table is unknown or of the wrong type");
+    EXPECT_EQ(error_of(R"(routes {"table":4294967296})"),
+              "show routes: member table is unknown or of the wrong type");
+    EXPECT_EQ(error_of(R"(routes {"summary":1})"),
+              "show routes: member summary is unknown or of the wrong type");
+    EXPECT_EQ(error_of(std::string(5000, 'x')),
+              "the request is 5000 bytes long, at most 4096 are read");
 }
 
 TEST(ShowQuery, SurvivesTheJourney) {
-    const desk::show_query sent{
-        .name = "routes", .client = 1, .table = 4294967295u, .group = 2, .source = 3, .limit = 4, .summary = true};
+    const desk::show_query sent{.name = "routes",
+                                .client = 1,
+                                .table = 4294967295u,
+                                .group = 2,
+                                .source = 3,
+                                .limit = 4,
+                                .summary = true};
     std::string error;
-    const desk::show_query got = desk::decode_show_query(desk::encode_show_query(sent), error).value();
+    const desk::show_query got =
+        desk::decode_show_query(desk::encode_show_query(sent), error).value();
     EXPECT_EQ(got.name, "routes");
     EXPECT_EQ(got.client, 1u);
     EXPECT_EQ(got.table, 4294967295u);

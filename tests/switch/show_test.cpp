@@ -45,9 +45,10 @@ protected:
 struct feeder : desk_peer {
     explicit feeder(const std::string &run_dir) : desk_peer(run_dir) {
         const std::uint8_t id = register_client(500);
-        send(route_head(), route_payload(id, {{.flags = 0x80, .oifs = {{5, 0}}},
-                                              {.source = 0, .source_length = 0, .group = 0xef010103},
-                                              {.group = 0xef010104, .table = 9}}));
+        send(route_head(),
+             route_payload(id, {{.flags = 0x80, .oifs = {{5, 0}}},
+                                {.source = 0, .source_length = 0, .group = 0xef010103},
+                                {.group = 0xef010104, .table = 9}}));
         ask("clients");
     }
 };
@@ -69,11 +70,12 @@ TEST_F(Show, PrintsRoutesAsTextAndAsJson) {
               "    OIFs (1): 5\n"
               "\n"
               "1 route\n");
-    EXPECT_EQ(shown({"routes", "--group", "239.1.1.2", "--json"}),
-              R"({"routes":[{"table":253,"source":"10.0.0.9","source_len":32,"group":"239.1.1.2","group_len":32,)"
-              R"("opcode":1,"flags":["download"],"flags_word":"0x80","epoch":0,"rpf_if":4,"df_ordinal":0,"client":1,)"
-              R"("oifs":[{"if_index":5,"kind":0}],"mti":[],"glt":[]}],"narrowed":true})"
-              "\n");
+    EXPECT_EQ(
+        shown({"routes", "--group", "239.1.1.2", "--json"}),
+        R"({"routes":[{"table":253,"source":"10.0.0.9","source_len":32,"group":"239.1.1.2","group_len":32,)"
+        R"("opcode":1,"flags":["download"],"flags_word":"0x80","epoch":0,"rpf_if":4,"df_ordinal":0,"client":1,)"
+        R"("oifs":[{"if_index":5,"kind":0}],"mti":[],"glt":[]}],"narrowed":true})"
+        "\n");
     EXPECT_THAT(shown({"routes"}), EndsWith("\n3 routes\n"));
     EXPECT_THAT(shown({"routes", "--limit", "2"}), EndsWith("\n2 of 3 routes\n"));
     EXPECT_THAT(shown({"routes", "--client", "2"}), EndsWith("0 routes\n"));
@@ -85,19 +87,22 @@ TEST_F(Show, SumsRoutesUp) {
     feeder client(run_dir);
     EXPECT_THAT(shown({"routes", "--summary"}), EndsWith("\n3 routes in 2 tables\n"));
     EXPECT_EQ(shown_json({"routes", "--summary", "--table", "9"}),
-              nlohmann::json::parse(R"({"summary":[{"table":9,"routes":1,"sg":1,"star_g":0,"with_oifs":0,)"
-                                    R"("without_oifs":1,"oifs":0}]})"));
+              nlohmann::json::parse(
+                  R"({"summary":[{"table":9,"routes":1,"sg":1,"star_g":0,"with_oifs":0,)"
+                  R"("without_oifs":1,"oifs":0}]})"));
 }
 
 TEST_F(Show, PrintsClientsAsTextAndAsJson) {
     switch_process running(run_dir);
     feeder client(run_dir);
-    EXPECT_EQ(shown({"clients", "--json"}),
-              fmt::format(R"({{"clients":[{{"id":1,"uuid":500,"pid":{},"state":"registered","segment":"segment",)"
-                          R"("messages":2,"route_records":3,"refused":0,"missed_deletes":0,"ipv6_notices":0,)"
-                          R"("last_ipv6_notice":null,"dux_role":null}}]}})"
-                          "\n",
-                          getpid()));
+    EXPECT_EQ(
+        shown({"clients", "--json"}),
+        fmt::format(
+            R"({{"clients":[{{"id":1,"uuid":500,"pid":{},"state":"registered","segment":"segment",)"
+            R"("messages":2,"route_records":3,"refused":0,"missed_deletes":0,"ipv6_notices":0,)"
+            R"("last_ipv6_notice":null,"dux_role":null}}]}})"
+            "\n",
+            getpid()));
     EXPECT_THAT(shown({"clients"}), HasSubstr("    segment: segment\n1 client\n"));
     EXPECT_THAT(shown({"clients", "--client", "2"}), EndsWith("0 clients\n"));
 }
@@ -116,9 +121,12 @@ TEST_F(Show, PrintsATableLongerThanAFrame) {
     const std::string text = shown({"routes", "--json"});
     EXPECT_GT(text.size(), std::size_t{desk::frame_max_payload});
     EXPECT_EQ(std::ranges::count(text, '\n'), 30'000) << "a line for each route";
-    EXPECT_THAT(text,
-                StartsWith(R"({"routes":[{"table":253,"source":"10.0.0.9","source_len":32,"group":"224.0.0.0",)"));
-    EXPECT_THAT(text.substr(text.rfind('{', text.size() - 20)), HasSubstr(R"("group":"224.0.117.47")"));
+    EXPECT_THAT(
+        text,
+        StartsWith(
+            R"({"routes":[{"table":253,"source":"10.0.0.9","source_len":32,"group":"224.0.0.0",)"));
+    EXPECT_THAT(text.substr(text.rfind('{', text.size() - 20)),
+                HasSubstr(R"("group":"224.0.117.47")"));
     EXPECT_THAT(text, EndsWith("}]}\n"));
 }
 
@@ -150,9 +158,10 @@ TEST_F(Show, NamesTheSocketWhenNoSwitchRuns) {
         const command_result failed = show({table});
         EXPECT_EQ(failed.exit_code, 1);
         EXPECT_EQ(failed.out, "");
-        EXPECT_EQ(failed.err, fmt::format("vellsim: no switch answers on {0}/vell.sock ({0}: No such file or "
-                                          "directory); `vellsim run` starts one\n",
-                                          run_dir));
+        EXPECT_EQ(failed.err,
+                  fmt::format("vellsim: no switch answers on {0}/vell.sock ({0}: No such file or "
+                              "directory); `vellsim run` starts one\n",
+                              run_dir));
     }
 }
 
@@ -160,8 +169,9 @@ TEST_F(Show, SaysWhyASocketDoesNotAnswer) {
     switch_process crashed(run_dir);
     crashed.signal(SIGKILL);
     crashed.wait();
-    EXPECT_EQ(show({"clients"}).err, "vellsim: no switch answers on " + run_dir +
-                                         "/vell.sock (Connection refused); `vellsim run` starts one\n");
+    EXPECT_EQ(show({"clients"}).err,
+              "vellsim: no switch answers on " + run_dir +
+                  "/vell.sock (Connection refused); `vellsim run` starts one\n");
 }
 
 TEST_F(Show, MergesTheLogsByTimeWithoutASwitch) {
@@ -175,12 +185,14 @@ TEST_F(Show, MergesTheLogsByTimeWithoutASwitch) {
                               "2026-01-31T10:00:02.000000Z client  trace pid 7 uuid 500: second\n"
                               "2026-01-31T10:00:03.000000Z history trace pid 7 uuid 500: third\n"
                               "3 lines\n");
-    EXPECT_EQ(shown({"log", "--limit", "1"}), "2026-01-31T10:00:03.000000Z history trace pid 7 uuid 500: third\n"
-                                              "1 of 3 lines\n");
-    EXPECT_EQ(shown({"log", "--sink", "client", "--json"}),
-              R"({"log":[{"time":"2026-01-31T10:00:02.000000Z","sink":"client","pid":7,"uuid":500,"module":7536640,)"
-              R"("level":104,"text":"second\n"}]})"
-              "\n");
+    EXPECT_EQ(shown({"log", "--limit", "1"}),
+              "2026-01-31T10:00:03.000000Z history trace pid 7 uuid 500: third\n"
+              "1 of 3 lines\n");
+    EXPECT_EQ(
+        shown({"log", "--sink", "client", "--json"}),
+        R"({"log":[{"time":"2026-01-31T10:00:02.000000Z","sink":"client","pid":7,"uuid":500,"module":7536640,)"
+        R"("level":104,"text":"second\n"}]})"
+        "\n");
 }
 
 TEST_F(Show, PrintsTheServicesOwnLogOfARunningSwitch) {
@@ -205,7 +217,8 @@ TEST_F(Show, LeavesOutWhatIsNoLogLineAndSaysSo) {
     const command_result result = show({"log"});
     EXPECT_EQ(result.exit_code, 0);
     EXPECT_THAT(result.out, EndsWith(": good\n1 line\n"));
-    EXPECT_EQ(result.err, "vellsim: " + run_dir + "/log/history: line 2 is no log line, left out\n");
+    EXPECT_EQ(result.err,
+              "vellsim: " + run_dir + "/log/history: line 2 is no log line, left out\n");
 }
 
 TEST_F(Show, NamesTheMissingLog) {
@@ -222,18 +235,25 @@ TEST_F(Show, SaysWhichOptionsDoNotFit) {
         EXPECT_THAT(refused.err, StartsWith("vellsim: "));
         return refused.err.substr(9, refused.err.find('\n') - 9);
     };
-    EXPECT_EQ(complaint({"clients", "--summary"}), "--summary: goes with `show routes`, not with `show clients`");
+    EXPECT_EQ(complaint({"clients", "--summary"}),
+              "--summary: goes with `show routes`, not with `show clients`");
     EXPECT_EQ(complaint({"clients", "--table", "1"}),
               "--table: goes with `show routes` and `show stats`, not with `show clients`");
     EXPECT_EQ(complaint({"log", "--client", "1"}),
               "--client: goes with `show clients` and `show routes`, not with `show log`");
-    EXPECT_EQ(complaint({"routes", "--sink", "client"}), "--sink: goes with `show log`, not with `show routes`");
-    EXPECT_EQ(complaint({"routes", "--summary", "--limit", "4"}), "--summary: does not go with --limit");
-    EXPECT_EQ(complaint({"routes", "--group", "239.1.1"}), "--group: 239.1.1 is not an IPv4 address such as 239.1.1.2");
-    EXPECT_EQ(complaint({"log", "--sink", "syslog"}), "--sink: syslog not in {history,client,service}");
-    EXPECT_THAT(complaint({"mroutes"}), HasSubstr("mroutes not in {clients,routes,stats,l2,flood,ltl,overlay,log}"));
+    EXPECT_EQ(complaint({"routes", "--sink", "client"}),
+              "--sink: goes with `show log`, not with `show routes`");
+    EXPECT_EQ(complaint({"routes", "--summary", "--limit", "4"}),
+              "--summary: does not go with --limit");
+    EXPECT_EQ(complaint({"routes", "--group", "239.1.1"}),
+              "--group: 239.1.1 is not an IPv4 address such as 239.1.1.2");
+    EXPECT_EQ(complaint({"log", "--sink", "syslog"}),
+              "--sink: syslog not in {history,client,service}");
+    EXPECT_THAT(complaint({"mroutes"}),
+                HasSubstr("mroutes not in {clients,routes,stats,l2,flood,ltl,overlay,log}"));
     EXPECT_THAT(complaint({}), HasSubstr("TABLE is required"));
-    EXPECT_THAT(complaint({"routes", "--limit", "0"}), HasSubstr("Value 0 not in range 1 to 4294967295"));
+    EXPECT_THAT(complaint({"routes", "--limit", "0"}),
+                HasSubstr("Value 0 not in range 1 to 4294967295"));
 }
 
 TEST_F(Show, ExplainsItself) {

@@ -25,42 +25,45 @@ std::string text_of_routes(std::initializer_list<json> routes) {
 } // namespace
 
 TEST(RoutesText, ShowsARouteAndTheCount) {
-    EXPECT_EQ(text_of_routes({a_route()}), "Table 253\n"
-                                           "\n"
-                                           "(10.0.0.9, 239.1.1.2)  RPF 4, DF 2, epoch 11, client 1\n"
-                                           "    flags: download\n"
-                                           "    OIFs (5): 5, 6 (vprime), 7 (duxsvi), 8 (duxbidir rpf),\n"
-                                           "              9 (duxbidir rpf, duxsvi)\n"
-                                           "    MTI (2): 1 2 3 4, 5 6 7 8\n"
-                                           "    GLT (2): 1 2 3 4 data 0a0b last 7, 5 6 7 8 data - last 9\n"
-                                           "\n"
-                                           "1 route\n");
+    EXPECT_EQ(text_of_routes({a_route()}),
+              "Table 253\n"
+              "\n"
+              "(10.0.0.9, 239.1.1.2)  RPF 4, DF 2, epoch 11, client 1\n"
+              "    flags: download\n"
+              "    OIFs (5): 5, 6 (vprime), 7 (duxsvi), 8 (duxbidir rpf),\n"
+              "              9 (duxbidir rpf, duxsvi)\n"
+              "    MTI (2): 1 2 3 4, 5 6 7 8\n"
+              "    GLT (2): 1 2 3 4 data 0a0b last 7, 5 6 7 8 data - last 9\n"
+              "\n"
+              "1 route\n");
 }
 
 TEST(RoutesText, WritesAnySourceAndMasksAsEngineersDo) {
     json any_source = a_route();
-    any_source.update(
-        json::parse(R"({"source":"0.0.0.0","source_len":0,"group_len":24,"flags":[],"oifs":[],"mti":[],"glt":[]})"));
+    any_source.update(json::parse(
+        R"({"source":"0.0.0.0","source_len":0,"group_len":24,"flags":[],"oifs":[],"mti":[],"glt":[]})"));
     json prefix = any_source;
     prefix.update(json::parse(R"({"source":"10.0.0.0","source_len":8,"table":254})"));
-    EXPECT_EQ(text_of_routes({any_source, prefix}), "Table 253\n"
-                                                    "\n"
-                                                    "(*, 239.1.1.2/24)  RPF 4, DF 2, epoch 11, client 1\n"
-                                                    "    flags: none\n"
-                                                    "    OIFs: none\n"
-                                                    "\n"
-                                                    "Table 254\n"
-                                                    "\n"
-                                                    "(10.0.0.0/8, 239.1.1.2/24)  RPF 4, DF 2, epoch 11, client 1\n"
-                                                    "    flags: none\n"
-                                                    "    OIFs: none\n"
-                                                    "\n"
-                                                    "2 routes\n");
+    EXPECT_EQ(text_of_routes({any_source, prefix}),
+              "Table 253\n"
+              "\n"
+              "(*, 239.1.1.2/24)  RPF 4, DF 2, epoch 11, client 1\n"
+              "    flags: none\n"
+              "    OIFs: none\n"
+              "\n"
+              "Table 254\n"
+              "\n"
+              "(10.0.0.0/8, 239.1.1.2/24)  RPF 4, DF 2, epoch 11, client 1\n"
+              "    flags: none\n"
+              "    OIFs: none\n"
+              "\n"
+              "2 routes\n");
 }
 
 TEST(RoutesText, WritesAnyGroupAsAnySource) {
     json any = a_route();
-    any.update(json::parse(R"({"source":"0.0.0.0","source_len":0,"group":"0.0.0.0","group_len":0})"));
+    any.update(
+        json::parse(R"({"source":"0.0.0.0","source_len":0,"group":"0.0.0.0","group_len":0})"));
     EXPECT_NE(text_of_routes({any}).find("\n(*, *)  RPF 4"), std::string::npos);
 }
 
@@ -72,7 +75,8 @@ TEST(RoutesText, StaysWithin80Columns) {
     }
     const std::string text = text_of_routes({wide});
     std::size_t longest = 0;
-    for (std::size_t start = 0, end = 0; (end = text.find('\n', start)) != std::string::npos; start = end + 1) {
+    for (std::size_t start = 0, end = 0; (end = text.find('\n', start)) != std::string::npos;
+         start = end + 1) {
         longest = std::max(longest, end - start);
     }
     EXPECT_LE(longest, 80u);
@@ -80,20 +84,22 @@ TEST(RoutesText, StaysWithin80Columns) {
 }
 
 TEST(RoutesText, SaysWhenItIsLimited) {
-    EXPECT_EQ(desk::routes_text(json::parse(R"({"routes":[],"matched":1200})")), "0 of 1200 routes\n");
+    EXPECT_EQ(desk::routes_text(json::parse(R"({"routes":[],"matched":1200})")),
+              "0 of 1200 routes\n");
     EXPECT_EQ(desk::routes_text(json::parse(R"({"routes":[]})")), "0 routes\n");
 }
 
 TEST(SummaryText, ShowsTablesAndTheirTotal) {
-    EXPECT_EQ(desk::route_summary_text(json::parse(
-                  R"({"summary":[{"table":8,"routes":1,"sg":1,"star_g":0,"with_oifs":1,"without_oifs":0,"oifs":6},
+    EXPECT_EQ(
+        desk::route_summary_text(json::parse(
+            R"({"summary":[{"table":8,"routes":1,"sg":1,"star_g":0,"with_oifs":1,"without_oifs":0,"oifs":6},
                                  {"table":4294967295,"routes":40,"sg":30,"star_g":10,"with_oifs":25,"without_oifs":15,
                                   "oifs":1000}]})")),
-              "     Table    Routes     (S,G)     (*,G)  With OIFs  Without OIFs      OIFs\n"
-              "         8         1         1         0          1             0         6\n"
-              "4294967295        40        30        10         25            15      1000\n"
-              "     Total        41        31        10         26            15      1006\n"
-              "41 routes in 2 tables\n");
+        "     Table    Routes     (S,G)     (*,G)  With OIFs  Without OIFs      OIFs\n"
+        "         8         1         1         0          1             0         6\n"
+        "4294967295        40        30        10         25            15      1000\n"
+        "     Total        41        31        10         26            15      1006\n"
+        "41 routes in 2 tables\n");
 }
 
 TEST(ClientsText, ShowsClientsAndTheCount) {
@@ -106,7 +112,8 @@ TEST(ClientsText, ShowsClientsAndTheCount) {
                       "route_records":0,"refused":0,"missed_deletes":0,"ipv6_notices":0,"last_ipv6_notice":null,
                       "dux_role":null}]})")),
         " Id      Pid       Uuid State         Messages   Records Refused Missed  IPv6 Dux role\n"
-        "  1      123        500 registered           3        40       5      6     7 forward_all\n"
+        "  1      123        500 registered           3        40       5      6     7 "
+        "forward_all\n"
         "    segment: seg\\x1b[1m\n"
         "    last IPv6 notice: 8 9 10\n"
         "  0  4194304 4294967295 rejected             1         0       0      0     0 -\n"
@@ -119,9 +126,10 @@ TEST(LogText, ShowsLinesAndTheCount) {
         {"2026-01-31T23:59:59.123457Z", "client", 13, 500, 0x730000, 104, "second\n"},
         {"2026-01-31T23:59:59.123458Z", "history", 13, 0, 0x730000, 7, "third\nline\n"},
     };
-    EXPECT_EQ(desk::log_text(lines, 9), "2026-01-31T23:59:59.123456Z service error pid 12: first\\x1b\n"
-                                        "2026-01-31T23:59:59.123457Z client  trace pid 13 uuid 500: second\n"
-                                        "2026-01-31T23:59:59.123458Z history level 7 pid 13: third\\x0aline\n"
-                                        "3 of 9 lines\n");
+    EXPECT_EQ(desk::log_text(lines, 9),
+              "2026-01-31T23:59:59.123456Z service error pid 12: first\\x1b\n"
+              "2026-01-31T23:59:59.123457Z client  trace pid 13 uuid 500: second\n"
+              "2026-01-31T23:59:59.123458Z history level 7 pid 13: third\\x0aline\n"
+              "3 of 9 lines\n");
     EXPECT_EQ(desk::log_text({}, 0), "0 lines\n");
 }

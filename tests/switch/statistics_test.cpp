@@ -19,7 +19,9 @@ struct statistics_service : test_service {
 
     explicit statistics_service(desk::fault_modes faults = {}) : test_service(faults) {}
 
-    void route(unsigned opcode = 1) { send(from, route_head(), route_payload(1, {{.opcode = opcode}})); }
+    void route(unsigned opcode = 1) {
+        send(from, route_head(), route_payload(1, {{.opcode = opcode}}));
+    }
     std::vector<desk::reply> ask(std::uint32_t opcode, const bytes &payload) {
         return send(from, request_head(214, opcode, 0), payload);
     }
@@ -27,7 +29,8 @@ struct statistics_service : test_service {
     bytes answer(std::uint32_t opcode, const bytes &payload) {
         const auto replies = ask(opcode, payload);
         EXPECT_EQ(replies.size(), 1u);
-        return replies.empty() ? bytes() : bytes(replies[0].frame.begin() + 104, replies[0].frame.end());
+        return replies.empty() ? bytes()
+                               : bytes(replies[0].frame.begin() + 104, replies[0].frame.end());
     }
     std::string count(std::string_view request) {
         const desk::show_answer answered = desk::answer_count(vell, request);
@@ -43,8 +46,8 @@ bytes ipv4_request(std::uint32_t table = 253) {
     return message().u32(table).u8(32).u8(32).u16(0xeeee).u32(0x0a000009).u32(0xef010102);
 }
 
-bytes ipv4_answer(unsigned status, bool cleared, std::uint64_t packets, std::uint64_t size, std::uint64_t wrong_if,
-                  std::uint32_t table = 253) {
+bytes ipv4_answer(unsigned status, bool cleared, std::uint64_t packets, std::uint64_t size,
+                  std::uint64_t wrong_if, std::uint32_t table = 253) {
     // clang-format off
     return message().u32(status).u32(table).add(literal({32, 32, 4, 0,
         0x09, 0x00, 0x00, 0x0a, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
@@ -57,8 +60,8 @@ constexpr const char *count_traffic =
     R"({"source":"10.0.0.9","group":"239.1.1.2","table":253,"packets":5,"bytes":4294967299,"wrong_if":2})";
 
 bytes ipv6_key() {
-    return literal(
-        {0xfd, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 9, 0xff, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 3});
+    return literal({0xfd, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 9,
+                    0xff, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 3});
 }
 
 bytes ipv6_request() {
@@ -74,8 +77,9 @@ TEST(Counting, RefusesWhatACounterCannotHold) {
     statistics_service test;
     test.count(
         R"({"source":"10.0.0.9","group":"239.1.1.2","table":253,"packets":3,"bytes":18446744073709551610,"wrong_if":0})");
-    EXPECT_EQ(test.count(count_traffic),
-              "error: --bytes: 4294967299 more than 18446744073709551610 are more than a counter holds");
+    EXPECT_EQ(
+        test.count(count_traffic),
+        "error: --bytes: 4294967299 more than 18446744073709551610 are more than a counter holds");
     EXPECT_EQ(test.stats().at(0).at("packets"), 3) << "nothing of it was counted";
 }
 
@@ -85,7 +89,8 @@ TEST(Counting, SaysWhetherTheRouteIsHeld) {
     EXPECT_EQ(json::parse(test.count(count_traffic)).at("held"), true);
     EXPECT_EQ(
         json::parse(
-            test.count(R"({"source":"10.0.0.8","group":"239.1.1.2","table":253,"packets":1,"bytes":0,"wrong_if":0})"))
+            test.count(
+                R"({"source":"10.0.0.8","group":"239.1.1.2","table":253,"packets":1,"bytes":0,"wrong_if":0})"))
             .at("held"),
         false);
 }
@@ -93,14 +98,16 @@ TEST(Counting, SaysWhetherTheRouteIsHeld) {
 TEST(Statistics, AnswerForAnIpv4Route) {
     statistics_service test;
     test.route();
-    EXPECT_EQ(test.answer(75785, message().add(ipv4_request()).u32(0)), ipv4_answer(0, false, 0, 0, 0));
+    EXPECT_EQ(test.answer(75785, message().add(ipv4_request()).u32(0)),
+              ipv4_answer(0, false, 0, 0, 0));
     EXPECT_EQ(ipv4_answer(0, false, 0, 0, 0).size(), 72u);
     test.count(count_traffic);
     const auto replies = test.ask(75785, message().add(ipv4_request()).u32(0));
     ASSERT_EQ(replies.size(), 1u);
     EXPECT_EQ(bytes(replies[0].frame.begin(), replies[0].frame.begin() + 28),
               bytes(message().u32(0x3154594b).u32(2).u32(72).u32(0).u32(214).u32(75785).u32(0)));
-    EXPECT_EQ(bytes(replies[0].frame.begin() + 104, replies[0].frame.end()), ipv4_answer(0, false, 5, 4294967299, 2));
+    EXPECT_EQ(bytes(replies[0].frame.begin() + 104, replies[0].frame.end()),
+              ipv4_answer(0, false, 5, 4294967299, 2));
     EXPECT_TRUE(test.errors.empty());
 }
 
@@ -108,8 +115,10 @@ TEST(Statistics, ClearWhenAskedTo) {
     statistics_service test;
     test.route();
     test.count(count_traffic);
-    EXPECT_EQ(test.answer(75785, message().add(ipv4_request()).u32(7)), ipv4_answer(0, true, 5, 4294967299, 2));
-    EXPECT_EQ(test.answer(75785, message().add(ipv4_request()).u32(0)), ipv4_answer(0, false, 0, 0, 0));
+    EXPECT_EQ(test.answer(75785, message().add(ipv4_request()).u32(7)),
+              ipv4_answer(0, true, 5, 4294967299, 2));
+    EXPECT_EQ(test.answer(75785, message().add(ipv4_request()).u32(0)),
+              ipv4_answer(0, false, 0, 0, 0));
     test.count(count_traffic);
     EXPECT_EQ(test.answer(75798, ipv4_request()), ipv4_answer(0, true, 5, 4294967299, 2));
     EXPECT_EQ(test.stats().at(0).at("packets"), 0);
@@ -120,22 +129,27 @@ TEST(Statistics, ClearWhenAskedTo) {
 TEST(Statistics, AnswerThatThereIsNoSuchRoute) {
     statistics_service test;
     test.route();
-    EXPECT_EQ(test.answer(75785, message().add(ipv4_request(254)).u32(1)), ipv4_answer(1, false, 0, 0, 0, 254));
+    EXPECT_EQ(test.answer(75785, message().add(ipv4_request(254)).u32(1)),
+              ipv4_answer(1, false, 0, 0, 0, 254));
     EXPECT_EQ(test.answer(75798, ipv4_request(254)), ipv4_answer(1, false, 0, 0, 0, 254));
     EXPECT_EQ(test.stats().size(), 1u) << "asking makes no counters";
 }
 
 TEST(Statistics, AnswerForAnIpv6RouteThatWasCounted) {
     statistics_service test;
-    const bytes missing = message().u32(1).u32(9).u8(64).u8(128).u16(6).add(ipv6_key()).u32(0).u64(0).u64(0).u64(0);
-    const bytes cleared = message().u32(0).u32(9).u8(64).u8(128).u16(6).add(ipv6_key()).u32(1).u64(1).u64(2).u64(3);
+    const bytes missing =
+        message().u32(1).u32(9).u8(64).u8(128).u16(6).add(ipv6_key()).u32(0).u64(0).u64(0).u64(0);
+    const bytes cleared =
+        message().u32(0).u32(9).u8(64).u8(128).u16(6).add(ipv6_key()).u32(1).u64(1).u64(2).u64(3);
     EXPECT_EQ(test.answer(75786, ipv6_request()), missing);
-    EXPECT_EQ(test.count(count_ipv6), R"({"table":9,"family":"ipv6","source":"fd00::9","source_len":64,)"
-                                      R"("group":"ff02::103","group_len":128,"packets":1,"bytes":2,"wrong_if":3,)"
-                                      R"("requests":0,"clears":0,"held":false})");
+    EXPECT_EQ(test.count(count_ipv6),
+              R"({"table":9,"family":"ipv6","source":"fd00::9","source_len":64,)"
+              R"("group":"ff02::103","group_len":128,"packets":1,"bytes":2,"wrong_if":3,)"
+              R"("requests":0,"clears":0,"held":false})");
     EXPECT_EQ(test.answer(75786, ipv6_request()), patched(cleared, 44, {0}));
     EXPECT_EQ(test.answer(75799, ipv6_request()), cleared);
-    EXPECT_EQ(test.answer(75799, ipv6_request()), patched(patched(patched(cleared, 48, {0}), 56, {0}), 64, {0}));
+    EXPECT_EQ(test.answer(75799, ipv6_request()),
+              patched(patched(patched(cleared, 48, {0}), 56, {0}), 64, {0}));
     EXPECT_TRUE(test.errors.empty());
 }
 
@@ -156,25 +170,27 @@ TEST(Statistics, AreShownInOrder) {
     statistics_service test;
     test.route();
     test.count(count_ipv6);
-    test.count(R"({"source":"10.0.0.8","group":"239.1.1.2","table":253,"packets":1,"bytes":0,"wrong_if":0})");
+    test.count(
+        R"({"source":"10.0.0.8","group":"239.1.1.2","table":253,"packets":1,"bytes":0,"wrong_if":0})");
     std::vector<std::string> sources;
     for (const json &row : test.stats()) {
         sources.push_back(row.at("source"));
     }
     EXPECT_THAT(sources, ElementsAre("fd00::9", "10.0.0.8", "10.0.0.9"));
     EXPECT_EQ(test.stats(R"(stats {"table":9})").size(), 1u);
-    EXPECT_EQ(desk::answer_show(test.vell, R"(stats {"table":9})").text,
-              R"({"stats":[{"table":9,"family":"ipv6","source":"fd00::9","source_len":64,"group":"ff02::103",)"
-              R"("group_len":128,"packets":1,"bytes":2,"wrong_if":3,"requests":0,"clears":0}]})");
+    EXPECT_EQ(
+        desk::answer_show(test.vell, R"(stats {"table":9})").text,
+        R"({"stats":[{"table":9,"family":"ipv6","source":"fd00::9","source_len":64,"group":"ff02::103",)"
+        R"("group_len":128,"packets":1,"bytes":2,"wrong_if":3,"requests":0,"clears":0}]})");
 }
 
 TEST(Statistics, AreAnsweredAsTheFaultModeSays) {
     const bytes asked = message().add(ipv4_request()).u32(0);
     EXPECT_TRUE(statistics_service({.answer = desk::ack_mode::never}).ask(75785, asked).empty());
     EXPECT_EQ(statistics_service({.answer = desk::ack_mode::twice}).ask(75785, asked).size(), 2u);
-    const auto late =
-        statistics_service({.answer = desk::ack_mode::late, .answer_delay = std::chrono::milliseconds(70)})
-            .ask(75785, asked);
+    const auto late = statistics_service({.answer = desk::ack_mode::late,
+                                          .answer_delay = std::chrono::milliseconds(70)})
+                          .ask(75785, asked);
     ASSERT_EQ(late.size(), 1u);
     EXPECT_EQ(late[0].delay.count(), 70);
 }
@@ -205,7 +221,8 @@ protected:
         before = test.stats();
     }
 
-    void expect_refused(const desk::frame_head &head, const bytes &payload, const std::string &why) {
+    void expect_refused(const desk::frame_head &head, const bytes &payload,
+                        const std::string &why) {
         const std::uint64_t refused_before = test.client_of(test.from).refused;
         EXPECT_TRUE(test.send(test.from, head, payload).empty());
         expect_error("client 1 (pid 4711)", why);
@@ -217,8 +234,8 @@ protected:
 
     void expect_error(const char *sender, const std::string &why) {
         ASSERT_EQ(test.errors.size(), 1u) << why;
-        EXPECT_EQ(test.errors.back(),
-                  fmt::format("{}: {} (opcode {}): {}: refused", sender, GetParam().name, GetParam().opcode, why));
+        EXPECT_EQ(test.errors.back(), fmt::format("{}: {} (opcode {}): {}: refused", sender,
+                                                  GetParam().name, GetParam().opcode, why));
         EXPECT_EQ(test.stats(), before) << why;
         test.errors.clear();
     }
@@ -236,8 +253,8 @@ TEST_P(StatisticsRefusal, OfAnotherLength) {
     const bytes &right = GetParam().right;
     const std::size_t needed = right.size();
     const auto said_of = [needed](std::size_t size) {
-        return fmt::format("offset {}: the message is {} bytes long, it must be {}", std::min(size, needed), size,
-                           needed);
+        return fmt::format("offset {}: the message is {} bytes long, it must be {}",
+                           std::min(size, needed), size, needed);
     };
     for (std::size_t size = 0; size < needed; ++size) {
         expect_refused(cut(right, size), said_of(size));
@@ -259,7 +276,8 @@ TEST_P(StatisticsRefusal, OfMasksThatAreTooLong) {
 
 TEST_P(StatisticsRefusal, OfTheWrongHead) {
     const auto &[opcode, name, right, longest] = GetParam();
-    expect_refused(request_head(214, opcode, 1), right, "frame head offset 32: send-options word 1 is 1, it must be 0");
+    expect_refused(request_head(214, opcode, 1), right,
+                   "frame head offset 32: send-options word 1 is 1, it must be 0");
     for (const std::uint32_t sap : {212u, 213u}) {
         expect_refused(request_head(sap, opcode, 0), right,
                        fmt::format("frame head offset 16: SAP is {}, it must be 214", sap));
@@ -268,7 +286,8 @@ TEST_P(StatisticsRefusal, OfTheWrongHead) {
 
 TEST_P(StatisticsRefusal, OfAPeerThatIsNotRegistered) {
     desk::session queue_only{.pid = 99};
-    EXPECT_TRUE(test.send(queue_only, request_head(214, GetParam().opcode, 0), GetParam().right).empty());
+    EXPECT_TRUE(
+        test.send(queue_only, request_head(214, GetParam().opcode, 0), GetParam().right).empty());
     expect_error("unregistered client (pid 99)", "offset 0: this connection is not registered");
     EXPECT_EQ(test.client_of(test.from).refused, 0u);
 }
@@ -287,15 +306,19 @@ TEST(Count, RefusesWhatNamesNoRoute) {
         request.update(changed);
         return test.count(request.dump());
     };
-    EXPECT_EQ(error_of({{"source", "10.0.0"}}), "error: --source: 10.0.0 is no IPv4 or IPv6 address");
+    EXPECT_EQ(error_of({{"source", "10.0.0"}}),
+              "error: --source: 10.0.0 is no IPv4 or IPv6 address");
     EXPECT_EQ(error_of({{"group", "01:00:5e:01:01:01"}}),
               "error: --group: 01:00:5e:01:01:01 is no IPv4 or IPv6 address");
-    EXPECT_EQ(error_of({{"group", "ff02::1"}}), "error: --source: 10.0.0.9 is not of the group's family");
+    EXPECT_EQ(error_of({{"group", "ff02::1"}}),
+              "error: --source: 10.0.0.9 is not of the group's family");
     EXPECT_EQ(error_of({{"group", "10.1.1.1"}}), "error: --group: 10.1.1.1 is not multicast");
     EXPECT_EQ(error_of({{"source_len", 33}}), "error: --source-len: 33 is above 32");
     EXPECT_EQ(error_of({{"group_len", 256}}), "error: --group-len: 256 is above 32");
-    EXPECT_EQ(test.count("nonsense"), "error: the count request is no JSON object of the right members");
-    EXPECT_EQ(error_of({{"packets", "many"}}), "error: the count request is no JSON object of the right members");
+    EXPECT_EQ(test.count("nonsense"),
+              "error: the count request is no JSON object of the right members");
+    EXPECT_EQ(error_of({{"packets", "many"}}),
+              "error: the count request is no JSON object of the right members");
     EXPECT_TRUE(test.stats().empty());
 }
 
@@ -306,7 +329,9 @@ TEST(Statistics, AreShownUpToALimit) {
     const json limited = json::parse(desk::answer_show(test.vell, R"(stats {"limit":1})").text);
     EXPECT_EQ(limited.at("stats").size(), 1u);
     EXPECT_EQ(limited.at("matched"), 2);
-    EXPECT_EQ(json::parse(desk::answer_show(test.vell, R"(stats {"limit":5,"table":9})").text).at("matched"), 1);
+    EXPECT_EQ(json::parse(desk::answer_show(test.vell, R"(stats {"limit":5,"table":9})").text)
+                  .at("matched"),
+              1);
     EXPECT_FALSE(json::parse(desk::answer_show(test.vell, "stats").text).contains("matched"));
 }
 

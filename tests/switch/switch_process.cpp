@@ -77,7 +77,9 @@ long ticks_of(pid_t pid) {
     long user = 0;
     long system = 0;
     // The fields behind the name, which is in brackets: a letter, ten numbers, the two times.
-    EXPECT_EQ(sscanf(strrchr(text, ')'), ") %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %ld %ld", &user, &system), 2);
+    EXPECT_EQ(sscanf(strrchr(text, ')'), ") %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %ld %ld",
+                     &user, &system),
+              2);
     return user + system;
 }
 
@@ -92,7 +94,8 @@ pipe_ends make_pipe() {
 }
 
 file_descriptor unnamed_file() {
-    return file_descriptor(open(std::filesystem::temp_directory_path().c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
+    return file_descriptor(
+        open(std::filesystem::temp_directory_path().c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
 }
 
 std::string read_file(int fd) {
@@ -126,8 +129,8 @@ command_result vellsim(const std::vector<std::string> &arguments) {
     return result;
 }
 
-switch_process::switch_process(const std::string &run_directory, const std::vector<std::string> &options,
-                               int error_fd) {
+switch_process::switch_process(const std::string &run_directory,
+                               const std::vector<std::string> &options, int error_fd) {
     std::vector<std::string> arguments = {"run", "--run-dir", run_directory};
     arguments.insert(arguments.end(), options.begin(), options.end());
     if (error_fd < 0) {

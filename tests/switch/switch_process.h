@@ -44,8 +44,8 @@ command_result vellsim(const std::vector<std::string> &arguments);
 class switch_process {
 public:
     // Quiet, unless there is a descriptor for its standard error.
-    explicit switch_process(const std::string &run_directory, const std::vector<std::string> &options = {},
-                            int error_fd = -1);
+    explicit switch_process(const std::string &run_directory,
+                            const std::vector<std::string> &options = {}, int error_fd = -1);
     ~switch_process();
     switch_process(const switch_process &) = delete;
     switch_process &operator=(const switch_process &) = delete;

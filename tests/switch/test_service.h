@@ -22,17 +22,21 @@ struct test_service {
     test_service(const test_service &) = delete;
     test_service &operator=(const test_service &) = delete;
 
-    std::vector<desk::reply> send(desk::session &from, const desk::frame_head &head, const bytes &payload) {
+    std::vector<desk::reply> send(desk::session &from, const desk::frame_head &head,
+                                  const bytes &payload) {
         return desk::handle_request(vell, from, head, payload);
     }
 
     // A session that is registered and has an id.
     desk::session registered_session(std::uint32_t uuid = 500);
 
-    const desk::client &client_of(const desk::session &who) { return *vell.clients.find(who.client_of); }
+    const desk::client &client_of(const desk::session &who) {
+        return *vell.clients.find(who.client_of);
+    }
 };
 
-inline desk::frame_head request_head(std::uint32_t sap, std::uint32_t opcode, std::uint32_t word_1) {
+inline desk::frame_head request_head(std::uint32_t sap, std::uint32_t opcode,
+                                     std::uint32_t word_1) {
     desk::frame_head head{};
     head.magic = 0x3154594b;
     head.kind = desk::frame_kind::request;
@@ -76,7 +80,8 @@ inline bytes register_payload(std::uint32_t uuid, std::string_view segment = "se
 inline bytes deregister_payload(unsigned id) {
     return message().u8(id).fill(247, 0);
 }
-inline bytes notice_payload(unsigned id, std::uint32_t first, std::uint32_t second, unsigned third) {
+inline bytes notice_payload(unsigned id, std::uint32_t first, std::uint32_t second,
+                            unsigned third) {
     return message().u8(id).u8(0).u16(third).u32(0).u32(first).u32(second);
 }
 
@@ -95,7 +100,12 @@ struct test_route {
 
 inline bytes route_record(const test_route &route) {
     message record;
-    record.u8(route.opcode).fill(3, 0).u64(route.flags).u8(route.source_length).u8(route.group_length).u16(0);
+    record.u8(route.opcode)
+        .fill(3, 0)
+        .u64(route.flags)
+        .u8(route.source_length)
+        .u8(route.group_length)
+        .u16(0);
     record.u32(0).u32(route.source).u32(route.group).u32(route.rpf_if).u32(0).u32(route.table);
     if (route.oifs.empty()) {
         return record.u16(0).u16(0);

@@ -32,7 +32,8 @@ TEST(Usage, NamesTheHelpOfTheCommand) {
 }
 
 TEST(Usage, CountTakesNumbersThatFitAndSomethingToCount) {
-    const std::vector<std::string> count = {"count", "--source", "10.0.0.9", "--group", "239.1.1.2"};
+    const std::vector<std::string> count = {"count", "--source", "10.0.0.9", "--group",
+                                            "239.1.1.2"};
     const auto with = [&count](std::vector<std::string> more) {
         more.insert(more.begin(), count.begin(), count.end());
         return more;
@@ -40,9 +41,11 @@ TEST(Usage, CountTakesNumbersThatFitAndSomethingToCount) {
     const std::string help = "Run `vellsim count --help` for more information.\n";
     for (const std::string wrong : {"-1", "abc", "18446744073709551616", "1.5", ""}) {
         expect_usage_error(with({"--packets", wrong}),
-                           "vellsim: --packets: " + wrong + " is not a number from 0 to 18446744073709551615\n" + help);
+                           "vellsim: --packets: " + wrong +
+                               " is not a number from 0 to 18446744073709551615\n" + help);
     }
-    expect_usage_error(count, "vellsim: nothing to count: give --packets, --bytes or --wrong-if\n" + help);
+    expect_usage_error(count,
+                       "vellsim: nothing to count: give --packets, --bytes or --wrong-if\n" + help);
 }
 
 TEST(Usage, RunNamesAMissingParent) {
@@ -58,7 +61,8 @@ TEST(Usage, RunNamesAMissingParent) {
 
 TEST(Usage, RunListsTheEnvironment) {
     const std::string help = vellsim({"run", "--help"}).out;
-    for (const char *name : {"VELLSIM_RUN_DIR", "VELLSIM_SEND_TIMEOUT_MS", "TESSEL_HISTORY", "TESSEL_CONSOLE"}) {
+    for (const char *name :
+         {"VELLSIM_RUN_DIR", "VELLSIM_SEND_TIMEOUT_MS", "TESSEL_HISTORY", "TESSEL_CONSOLE"}) {
         EXPECT_THAT(help, HasSubstr(name));
     }
 }

@@ -26,11 +26,16 @@ TEST(asked_counters, are_read_from_what_vellsim_shows) {
 }
 
 TEST(asked_counters, that_are_something_else_are_refused) {
-    const auto error = [](const char *text) { return error_of([&] { parse_asked_counters({"held.json", text}); }); };
-    EXPECT_EQ(error(R"({"ltl":[]})"), "held.json: expected a member \"stats\" (the held counters), found only \"ltl\"");
-    EXPECT_EQ(error(R"({"stats":[{"table":1,"source":"x"}]})"),
-              "held.json: /stats/0/source: expected an IPv4 or IPv6 address, found the string \"x\"");
-    EXPECT_EQ(error(R"({"stats":[],"matched":1})"), "held.json: these are 0 of 1 counters: print them without --limit");
+    const auto error = [](const char *text) {
+        return error_of([&] { parse_asked_counters({"held.json", text}); });
+    };
+    EXPECT_EQ(error(R"({"ltl":[]})"),
+              "held.json: expected a member \"stats\" (the held counters), found only \"ltl\"");
+    EXPECT_EQ(
+        error(R"({"stats":[{"table":1,"source":"x"}]})"),
+        "held.json: /stats/0/source: expected an IPv4 or IPv6 address, found the string \"x\"");
+    EXPECT_EQ(error(R"({"stats":[],"matched":1})"),
+              "held.json: these are 0 of 1 counters: print them without --limit");
 }
 
 TEST(asked_counters, agree_when_every_route_was_asked_about_as_often) {

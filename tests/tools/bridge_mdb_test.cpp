@@ -7,7 +7,8 @@
 namespace feed {
 namespace {
 
-constexpr char first_entry[] = R"({"index":2,"dev":"br10","port":"a","grp":"239.1.1.1","state":"temp","flags":[]},)";
+constexpr char first_entry[] =
+    R"({"index":2,"dev":"br10","port":"a","grp":"239.1.1.1","state":"temp","flags":[]},)";
 
 // The error of databases whose second entry is `entry`, behind its place.
 std::string entry_error(const std::string &entry) {
@@ -18,8 +19,9 @@ std::string entry_error(const std::string &entry) {
 
 // The error of an entry in which the text `from` is replaced by `to`.
 std::string changed_error(const std::string &from, const std::string &to) {
-    std::string entry = R"({"index":2,"dev":"br10","port":"a","grp":"239.1.1.1","src":"10.0.0.9","state":"temp",)"
-                        R"("filter_mode":"include","flags":["offload"],"vid":7})";
+    std::string entry =
+        R"({"index":2,"dev":"br10","port":"a","grp":"239.1.1.1","src":"10.0.0.9","state":"temp",)"
+        R"("filter_mode":"include","flags":["offload"],"vid":7})";
     entry.replace(entry.find(from), from.size(), to);
     return entry_error(entry);
 }
@@ -30,7 +32,8 @@ mdb_entry one(const std::string &rest) {
 }
 
 TEST(bridge_mdb, reads_every_field_of_an_entry) {
-    const mdb_table table = mdb_of(R"({"index":12,"dev":"br10","port":"tv1","grp":"232.1.1.9","src":"198.51.100.8",
+    const mdb_table table =
+        mdb_of(R"({"index":12,"dev":"br10","port":"tv1","grp":"232.1.1.9","src":"198.51.100.8",
         "state":"permanent","filter_mode":"include","source_list":[{"address":"1.2.3.4","timer":"0.00"}],
         "protocol":"static","flags":["offload","fast_leave"],"vid":41,"timer":"   0.00"})");
     ASSERT_EQ(table.entries.size(), 1u);
@@ -59,20 +62,28 @@ TEST(bridge_mdb, reads_each_kind_of_group) {
 }
 
 TEST(bridge_mdb, knows_the_bridge_itself) {
-    const mdb_table table = mdb_of(R"({"index":2,"dev":"br10","port":"br10","grp":"239.1.1.1","state":"temp"})");
+    const mdb_table table =
+        mdb_of(R"({"index":2,"dev":"br10","port":"br10","grp":"239.1.1.1","state":"temp"})");
     EXPECT_TRUE(table.entries[0].on_bridge_itself());
 }
 
 TEST(bridge_mdb, knows_where_the_kernel_sends_nothing) {
-    EXPECT_FALSE(one(R"("239.1.1.1","src":"10.0.0.9","state":"temp","flags":["fast_leave","blocked"])").forwards);
+    EXPECT_FALSE(
+        one(R"("239.1.1.1","src":"10.0.0.9","state":"temp","flags":["fast_leave","blocked"])")
+            .forwards);
     EXPECT_FALSE(one(R"("239.1.1.1","state":"temp","filter_mode":"include","flags":[])").forwards);
     // With a source, the mode says that this source is wanted.
-    EXPECT_TRUE(one(R"("239.1.1.1","src":"10.0.0.9","state":"temp","filter_mode":"include","flags":[])").forwards);
-    EXPECT_TRUE(one(R"("239.1.1.1","state":"temp","filter_mode":"exclude","flags":["added_by_star_ex"])").forwards);
+    EXPECT_TRUE(
+        one(R"("239.1.1.1","src":"10.0.0.9","state":"temp","filter_mode":"include","flags":[])")
+            .forwards);
+    EXPECT_TRUE(
+        one(R"("239.1.1.1","state":"temp","filter_mode":"exclude","flags":["added_by_star_ex"])")
+            .forwards);
 }
 
 TEST(bridge_mdb, counts_router_ports) {
-    const std::string text = mdb_text("", R"({"br10":[{"port":"a"},{"port":"b"}],"br20":[{"port":"c"}]})");
+    const std::string text =
+        mdb_text("", R"({"br10":[{"port":"a"},{"port":"b"}],"br20":[{"port":"c"}]})");
     EXPECT_EQ(parse_mdb({"mdb.json", text}, {}).router_ports, 3u);
     EXPECT_EQ(parse_mdb({"mdb.json", text}, {"br20"}).router_ports, 1u);
     EXPECT_EQ(parse_mdb({"mdb.json", R"([{"mdb":[]}])"}, {}).router_ports, 0u);
@@ -81,55 +92,72 @@ TEST(bridge_mdb, counts_router_ports) {
 TEST(bridge_mdb, there_may_be_no_databases_or_several) {
     EXPECT_TRUE(parse_mdb({"mdb.json", "[]"}, {}).entries.empty());
     EXPECT_TRUE(mdb_of("").entries.empty());
-    const std::string one_more = R"({"index":3,"dev":"br20","port":"b","grp":"239.1.1.1","state":"temp"})";
-    const mdb_table table =
-        parse_mdb({"mdb.json", R"([{"mdb":[]},{"mdb":[)" + one_more + R"(]},{"mdb":[)" + one_more + "]}]"}, {});
+    const std::string one_more =
+        R"({"index":3,"dev":"br20","port":"b","grp":"239.1.1.1","state":"temp"})";
+    const mdb_table table = parse_mdb(
+        {"mdb.json", R"([{"mdb":[]},{"mdb":[)" + one_more + R"(]},{"mdb":[)" + one_more + "]}]"},
+        {});
     ASSERT_EQ(table.entries.size(), 2u);
     EXPECT_EQ(table.place(table.entries[1], ""), "mdb.json: entry 1 of 1 (/2/mdb/0)");
 }
 
 TEST(bridge_mdb, other_bridges_are_not_looked_at) {
-    const mdb_table table =
-        mdb_of(std::string(first_entry) + R"({"dev":"docker0","grp":7},{"dev":"docker0"})", {"br10"});
+    const mdb_table table = mdb_of(
+        std::string(first_entry) + R"({"dev":"docker0","grp":7},{"dev":"docker0"})", {"br10"});
     EXPECT_EQ(table.entries.size(), 1u);
     EXPECT_EQ(table.other_bridges, 2u);
     // What cannot be told apart from a wanted one is refused all the same.
     EXPECT_EQ(error_of([] { mdb_of(R"({"grp":"239.1.1.1"})", {"br10"}); }),
-              "mdb.json: entry 1 of 1 (/0/mdb/0): expected a member \"dev\" (the bridge's name), found only \"grp\"");
+              "mdb.json: entry 1 of 1 (/0/mdb/0): expected a member \"dev\" (the bridge's name), "
+              "found only \"grp\"");
 }
 
 TEST(bridge_mdb, what_is_no_database_is_refused) {
-    const auto error = [](const std::string &text) { return error_of([&] { parse_mdb({"mdb.json", text}, {}); }); };
-    EXPECT_EQ(error(""), "mdb.json: is empty, not even an empty JSON value; did `bridge -j -d mdb show` fail?");
-    EXPECT_EQ(error("dev br10 port a"), "mdb.json:1:1: syntax error while parsing value - invalid literal; last read: "
-                                        "'d'; is this the output of `bridge -j -d mdb show`?");
-    EXPECT_EQ(error("{}"), "mdb.json: expected an array with the databases, the output of `bridge -j -d mdb show`, "
-                           "found an object");
-    EXPECT_EQ(error("[7]"),
-              "mdb.json: entry 1 of 1 (/0): expected the databases, an object with \"mdb\", found the number 7");
+    const auto error = [](const std::string &text) {
+        return error_of([&] { parse_mdb({"mdb.json", text}, {}); });
+    };
+    EXPECT_EQ(
+        error(""),
+        "mdb.json: is empty, not even an empty JSON value; did `bridge -j -d mdb show` fail?");
+    EXPECT_EQ(error("dev br10 port a"),
+              "mdb.json:1:1: syntax error while parsing value - invalid literal; last read: "
+              "'d'; is this the output of `bridge -j -d mdb show`?");
+    EXPECT_EQ(
+        error("{}"),
+        "mdb.json: expected an array with the databases, the output of `bridge -j -d mdb show`, "
+        "found an object");
+    EXPECT_EQ(error("[7]"), "mdb.json: entry 1 of 1 (/0): expected the databases, an object with "
+                            "\"mdb\", found the number 7");
     // What `ip -j mroute show` and `ip -j link show` print are arrays of objects, too.
     EXPECT_EQ(error(R"([{"src":"10.0.0.1"}])"),
-              "mdb.json: entry 1 of 1 (/0): expected a member \"mdb\" (an array of entries), found only \"src\"");
+              "mdb.json: entry 1 of 1 (/0): expected a member \"mdb\" (an array of entries), found "
+              "only \"src\"");
     EXPECT_EQ(error(R"([{"mdb":{}}])"),
               "mdb.json: entry 1 of 1 (/0/mdb): expected an array of entries, found an object");
     EXPECT_EQ(error(R"([{"mdb":[],"router":[]}])"),
-              "mdb.json: entry 1 of 1 (/0/router): expected the bridges' router ports, an object, found an array of 0");
+              "mdb.json: entry 1 of 1 (/0/router): expected the bridges' router ports, an object, "
+              "found an array of 0");
     EXPECT_EQ(error(R"([{"mdb":[],"router":{"br10":"a"}}])"),
-              "mdb.json: entry 1 of 1 (/0/router/br10): expected an array of router ports, found the string \"a\"");
+              "mdb.json: entry 1 of 1 (/0/router/br10): expected an array of router ports, found "
+              "the string \"a\"");
     EXPECT_EQ(entry_error("[]"), "): expected an entry, an object, found an array of 0");
 }
 
 TEST(bridge_mdb, wrong_names_and_indexes_are_refused) {
-    EXPECT_EQ(changed_error(R"("br10")", "10"), "/dev): expected the bridge's name, found the number 10");
-    EXPECT_EQ(changed_error(R"("br10")", "\"\""), "/dev): expected the bridge's name, found the string \"\"");
+    EXPECT_EQ(changed_error(R"("br10")", "10"),
+              "/dev): expected the bridge's name, found the number 10");
+    EXPECT_EQ(changed_error(R"("br10")", "\"\""),
+              "/dev): expected the bridge's name, found the string \"\"");
     EXPECT_EQ(changed_error(R"("port":"a",)", ""),
-              "): expected a member \"port\" (the port's name), found only \"dev\", \"filter_mode\", \"flags\", "
+              "): expected a member \"port\" (the port's name), found only \"dev\", "
+              "\"filter_mode\", \"flags\", "
               "\"grp\", \"index\", \"src\", \"state\", \"vid\"");
     EXPECT_EQ(changed_error(R"("a")", "null"), "/port): expected the port's name, found null");
     EXPECT_EQ(changed_error(R"("index":2)", R"("index":0)"),
               "/index): expected an interface index from 1 to 2147483647, found the number 0");
-    EXPECT_EQ(changed_error(R"("index":2)", R"("index":2147483648)"),
-              "/index): expected an interface index from 1 to 2147483647, found the number 2147483648");
+    EXPECT_EQ(
+        changed_error(R"("index":2)", R"("index":2147483648)"),
+        "/index): expected an interface index from 1 to 2147483647, found the number 2147483648");
     EXPECT_EQ(changed_error(R"("index":2)", R"("index":"2")"),
               "/index): expected an interface index, found the string \"2\"");
 }
@@ -138,24 +166,32 @@ TEST(bridge_mdb, wrong_groups_are_refused) {
     const std::string expected = "/grp): expected the group, an IPv4, IPv6 or MAC address, found ";
     EXPECT_EQ(changed_error(R"("239.1.1.1")", "239"), expected + "the number 239");
     EXPECT_EQ(changed_error("239.1.1.1", "239.1.1"), expected + "the string \"239.1.1\"");
-    EXPECT_EQ(changed_error("239.1.1.1", "01:00:5e:01:01"), expected + "the string \"01:00:5e:01:01\"");
-    EXPECT_EQ(changed_error("239.1.1.1", "10.1.1.1"), "/grp): the group 10.1.1.1 is not a multicast address");
-    EXPECT_EQ(changed_error("239.1.1.1", "2001:db8::1"), "/grp): the group 2001:db8::1 is not a multicast address");
+    EXPECT_EQ(changed_error("239.1.1.1", "01:00:5e:01:01"),
+              expected + "the string \"01:00:5e:01:01\"");
+    EXPECT_EQ(changed_error("239.1.1.1", "10.1.1.1"),
+              "/grp): the group 10.1.1.1 is not a multicast address");
+    EXPECT_EQ(changed_error("239.1.1.1", "2001:db8::1"),
+              "/grp): the group 2001:db8::1 is not a multicast address");
     EXPECT_EQ(changed_error("239.1.1.1", "02:00:5e:00:00:01"),
               "/grp): the group 02:00:5e:00:00:01 is not a multicast address");
 }
 
 TEST(bridge_mdb, wrong_sources_are_refused) {
-    const std::string expected = "/src): expected the source, an IPv4 address as the group is, found ";
+    const std::string expected =
+        "/src): expected the source, an IPv4 address as the group is, found ";
     EXPECT_EQ(changed_error(R"("10.0.0.9")", "true"), expected + "true");
     EXPECT_EQ(changed_error("10.0.0.9", "10.0.0"), expected + "the string \"10.0.0\"");
     EXPECT_EQ(changed_error("10.0.0.9", "2001:db8::1"), expected + "the string \"2001:db8::1\"");
-    EXPECT_EQ(changed_error("10.0.0.9", "01:00:5e:01:01:01"), expected + "the string \"01:00:5e:01:01:01\"");
+    EXPECT_EQ(changed_error("10.0.0.9", "01:00:5e:01:01:01"),
+              expected + "the string \"01:00:5e:01:01:01\"");
     EXPECT_EQ(changed_error("239.1.1.1", "ff0e::1"),
-              "/src): expected the source, an IPv6 address as the group is, found the string \"10.0.0.9\"");
+              "/src): expected the source, an IPv6 address as the group is, found the string "
+              "\"10.0.0.9\"");
     EXPECT_EQ(changed_error("239.1.1.1", "01:00:5e:01:01:01"), "/src): a MAC group has no source");
-    EXPECT_EQ(changed_error("10.0.0.9", "239.1.1.1"), "/src): the source 239.1.1.1 is not the address of a host");
-    EXPECT_EQ(changed_error("10.0.0.9", "0.0.0.0"), "/src): the source 0.0.0.0 is not the address of a host");
+    EXPECT_EQ(changed_error("10.0.0.9", "239.1.1.1"),
+              "/src): the source 239.1.1.1 is not the address of a host");
+    EXPECT_EQ(changed_error("10.0.0.9", "0.0.0.0"),
+              "/src): the source 0.0.0.0 is not the address of a host");
 }
 
 TEST(bridge_mdb, wrong_states_modes_and_flags_are_refused) {
@@ -165,13 +201,15 @@ TEST(bridge_mdb, wrong_states_modes_and_flags_are_refused) {
               "/filter_mode): expected \"include\" or \"exclude\", found the string \"both\"");
     EXPECT_EQ(changed_error(R"(["offload"])", R"("offload")"),
               "/flags): expected an array of flags, found the string \"offload\"");
-    EXPECT_EQ(changed_error(R"(["offload"])", "[1]"), "/flags/0): expected the name of a flag, found the number 1");
+    EXPECT_EQ(changed_error(R"(["offload"])", "[1]"),
+              "/flags/0): expected the name of a flag, found the number 1");
     EXPECT_EQ(changed_error(R"("vid":7)", R"("vid":0)"),
               "/vid): expected a VLAN id from 1 to 4094, found the number 0");
     EXPECT_EQ(changed_error(R"("vid":7)", R"("vid":4095)"),
               "/vid): expected a VLAN id from 1 to 4094, found the number 4095");
     EXPECT_EQ(changed_error(R"("vid":7)", R"("dst":"192.0.2.1")"),
-              "/dst): is the far end of a tunnel; a layer-2 entry has ports only: leave the bridge out with --bridge");
+              "/dst): is the far end of a tunnel; a layer-2 entry has ports only: leave the bridge "
+              "out with --bridge");
 }
 
 } // namespace

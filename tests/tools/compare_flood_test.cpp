@@ -14,11 +14,13 @@ std::vector<flood_set> held_of(const std::string &rows) {
     return parse_held_flood({"held.json", R"({"flood":[)" + rows + "]}"});
 }
 
-const std::string vlan10 = R"({"vlan":10,"line_cards":[1,2],"line_card_mask":6,"client":1,"pid":7,"interfaces":[
+const std::string vlan10 =
+    R"({"vlan":10,"line_cards":[1,2],"line_card_mask":6,"client":1,"pid":7,"interfaces":[
     {"if_index":1744961792,"name":"Eth2/1"},{"if_index":1744898304,"name":"Eth1/9"}]})";
 
 std::vector<flood_set> fed() {
-    return sets_of({port_text("br10", "eth2-1", 6), port_text("br10", "eth1-9", 7), port_text("br10", "vlan10", 8)});
+    return sets_of({port_text("br10", "eth2-1", 6), port_text("br10", "eth1-9", 7),
+                    port_text("br10", "vlan10", 8)});
 }
 
 TEST(compare_flood, equal_sets_are_equal) {
@@ -29,13 +31,14 @@ TEST(compare_flood, equal_sets_are_equal) {
 
 TEST(compare_flood, every_difference_has_a_line) {
     const comparison result = compare_flood(
-        sets_of({port_text("br10", "eth2-1", 6), port_text("br20", "po1", 7), port_text("br40", "po2", 8, false)}),
+        sets_of({port_text("br10", "eth2-1", 6), port_text("br20", "po1", 7),
+                 port_text("br40", "po2", 8, false)}),
         held_of(vlan10 + R"(,{"vlan":30,"line_card_mask":0,"interfaces":[{"if_index":7}]})"));
-    EXPECT_THAT(result.lines,
-                ElementsAre("VLAN 10: line cards: fed 2, held 1 2",
-                            "VLAN 10: interfaces: fed Eth2/1, held Eth1/9 Eth2/1",
-                            "VLAN 20: missing: fed from entry 2, not held",
-                            "VLAN 40: missing: fed from entry 3, not held", "VLAN 30: unexpected: held, not fed"));
+    EXPECT_THAT(result.lines, ElementsAre("VLAN 10: line cards: fed 2, held 1 2",
+                                          "VLAN 10: interfaces: fed Eth2/1, held Eth1/9 Eth2/1",
+                                          "VLAN 20: missing: fed from entry 2, not held",
+                                          "VLAN 40: missing: fed from entry 3, not held",
+                                          "VLAN 30: unexpected: held, not fed"));
     EXPECT_EQ(result.differing, 1u);
     EXPECT_EQ(result.missing, 2u);
     EXPECT_EQ(result.unexpected, 1u);
@@ -50,15 +53,18 @@ TEST(compare_flood, an_empty_set_may_be_held_without_being_fed) {
 
 TEST(held_flood, that_are_wrong_are_refused_with_their_place) {
     const auto error = [](const std::string &rows) { return error_of([&] { held_of(rows); }); };
-    EXPECT_EQ(error("7"), "held.json: /flood/0: expected a flood set, an object, found the number 7");
+    EXPECT_EQ(error("7"),
+              "held.json: /flood/0: expected a flood set, an object, found the number 7");
     EXPECT_EQ(error(R"({"vlan":4095})"),
               "held.json: /flood/0/vlan: expected a VLAN id from 1 to 4094, found the number 4095");
-    EXPECT_EQ(error(R"({"vlan":1,"line_card_mask":-1})"),
-              "held.json: /flood/0/line_card_mask: expected a mask of line cards, found the number -1");
+    EXPECT_EQ(
+        error(R"({"vlan":1,"line_card_mask":-1})"),
+        "held.json: /flood/0/line_card_mask: expected a mask of line cards, found the number -1");
     EXPECT_EQ(error(R"({"vlan":1,"line_card_mask":0,"interfaces":{}})"),
               "held.json: /flood/0/interfaces: expected an array of interfaces, found an object");
     EXPECT_EQ(error(R"({"vlan":1,"line_card_mask":0,"interfaces":[{"if_index":"Eth1/1"}]})"),
-              "held.json: /flood/0/interfaces/0/if_index: expected an interface index, found the string \"Eth1/1\"");
+              "held.json: /flood/0/interfaces/0/if_index: expected an interface index, found the "
+              "string \"Eth1/1\"");
     EXPECT_EQ(error(vlan10 + "," + vlan10), "held.json: /flood/1: VLAN 10 stands twice");
     EXPECT_EQ(error_of([] {
                   parse_held_flood({"x", R"({"ltl":[]})"});

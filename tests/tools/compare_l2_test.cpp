@@ -37,7 +37,8 @@ TEST(compare_l2, equal_entries_have_no_lines) {
 }
 
 TEST(compare_l2, tells_each_field_that_differs) {
-    EXPECT_EQ(difference([](l2_entry &held) { held.bridge = 6; }), lines{name + "bridge: fed 5, held 6"});
+    EXPECT_EQ(difference([](l2_entry &held) { held.bridge = 6; }),
+              lines{name + "bridge: fed 5, held 6"});
     EXPECT_EQ(difference([](l2_entry &held) { held.permanent = false; }),
               lines{name + "state: fed permanent, held learned"});
     EXPECT_EQ(difference([](l2_entry &held) { held.ports.pop_back(); }),

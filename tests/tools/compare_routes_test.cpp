@@ -58,8 +58,11 @@ TEST(compare_routes, nothing_fed_and_nothing_held_is_equal) {
 
 TEST(compare_routes, every_flag_has_a_name_and_a_bit) {
     route fed = fed_route();
-    fed.flags = {
-        .download = true, .download_done = true, .wildcard_route = true, .drop_route = true, .local_group = true};
+    fed.flags = {.download = true,
+                 .download_done = true,
+                 .wildcard_route = true,
+                 .drop_route = true,
+                 .local_group = true};
     held_route held = held_twin();
     held.flags = {"download", "download_done", "drop_route", "local_group", "wildcard_route"};
     held.flags_word = 0x98c;
@@ -69,7 +72,8 @@ TEST(compare_routes, every_flag_has_a_name_and_a_bit) {
 TEST(compare_routes, tells_each_field_that_differs) {
     EXPECT_EQ(difference([](held_route &held) { held.opcode = 3; }),
               lines{name + std::string("opcode: fed 1, held 3")});
-    EXPECT_EQ(difference([](held_route &held) { held.epoch = 8; }), lines{name + std::string("epoch: fed 7, held 8")});
+    EXPECT_EQ(difference([](held_route &held) { held.epoch = 8; }),
+              lines{name + std::string("epoch: fed 7, held 8")});
     EXPECT_EQ(difference([](held_route &held) { held.rpf_if = 0; }),
               lines{name + std::string("rpf_if: fed 4, held 0")});
     EXPECT_EQ(difference([](held_route &held) { held.df_ordinal = 2; }),
@@ -81,15 +85,16 @@ TEST(compare_routes, tells_each_field_that_differs) {
 }
 
 TEST(compare_routes, tells_flags_by_name_and_by_word) {
-    EXPECT_EQ(difference([](held_route &held) {
-                  held.flags = {"download"};
-                  held.flags_word = 0x80;
-              }),
-              lines{name + std::string("flags: fed download local_group (0x88), held download (0x80)")});
-    // A bit without a name, and a name without its bit.
     EXPECT_EQ(
-        difference([](held_route &held) { held.flags_word = 0x100000088; }),
-        lines{name + std::string("flags: fed download local_group (0x88), held download local_group (0x100000088)")});
+        difference([](held_route &held) {
+            held.flags = {"download"};
+            held.flags_word = 0x80;
+        }),
+        lines{name + std::string("flags: fed download local_group (0x88), held download (0x80)")});
+    // A bit without a name, and a name without its bit.
+    EXPECT_EQ(difference([](held_route &held) { held.flags_word = 0x100000088; }),
+              lines{name + std::string("flags: fed download local_group (0x88), held download "
+                                       "local_group (0x100000088)")});
     EXPECT_EQ(difference([](held_route &held) { held.flags.clear(); }),
               lines{name + std::string("flags: fed download local_group (0x88), held (0x88)")});
 }
@@ -110,7 +115,8 @@ TEST(compare_routes, tells_interfaces_by_index_order_and_kind) {
 }
 
 TEST(compare_routes, a_route_may_differ_in_several_fields) {
-    const lines expected = {name + std::string("epoch: fed 7, held 1"), name + std::string("rpf_if: fed 4, held 2")};
+    const lines expected = {name + std::string("epoch: fed 7, held 1"),
+                            name + std::string("rpf_if: fed 4, held 2")};
     EXPECT_EQ(difference([](held_route &held) {
                   held.epoch = 1;
                   held.rpf_if = 2;
@@ -149,8 +155,10 @@ TEST(compare_routes, the_closing_line_counts_routes) {
     other_twin.key.source = 1;
     held_route stranger = held_twin();
     stranger.key.source = 3;
-    const comparison result = compare_routes({fed_route(), other, gone}, {differing, other_twin, stranger});
-    EXPECT_EQ(closing_line(result, "routes"), "of 3 fed routes 1 arrived, 1 differ, 1 are missing; 1 unexpected");
+    const comparison result =
+        compare_routes({fed_route(), other, gone}, {differing, other_twin, stranger});
+    EXPECT_EQ(closing_line(result, "routes"),
+              "of 3 fed routes 1 arrived, 1 differ, 1 are missing; 1 unexpected");
     EXPECT_EQ(result.lines.size(), 4u);
 }
 

@@ -27,7 +27,8 @@ fake_transport &fake_transport::current() {
 }
 void fake_transport::reset() {
     transport = {};
-    // A registration that an earlier test left behind ends only with a deregistration that can be sent.
+    // A registration that an earlier test left behind ends only with a deregistration that can be
+    // sent.
     vell_register_kyt_q(the_queue);
     vell_deregister();
     vell_register_kyt_q(0);
@@ -36,8 +37,8 @@ void fake_transport::reset() {
 
 extern "C" {
 
-int32_t kyt_send(uint32_t, uint32_t, uint32_t sap, uint32_t opcode, const void *payload, uint32_t length,
-                 kyt_msg_ref *reference, uint32_t, const uint32_t *) {
+int32_t kyt_send(uint32_t, uint32_t, uint32_t sap, uint32_t opcode, const void *payload,
+                 uint32_t length, kyt_msg_ref *reference, uint32_t, const uint32_t *) {
     if (transport.requests.size() >= transport.fail_send)
         return -1;
     const auto *bytes = static_cast<const std::uint8_t *>(payload);

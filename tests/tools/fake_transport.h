@@ -16,7 +16,8 @@ struct fake_request {
 
 // A message that arrives. The bytes alone will do where nobody asks for the opcode.
 struct fake_answer {
-    fake_answer(std::vector<std::uint8_t> bytes, std::uint32_t code = 0) : payload(std::move(bytes)), opcode(code) {}
+    fake_answer(std::vector<std::uint8_t> bytes, std::uint32_t code = 0)
+        : payload(std::move(bytes)), opcode(code) {}
 
     std::vector<std::uint8_t> payload;
     std::uint32_t opcode;
@@ -28,9 +29,9 @@ struct fake_transport {
     bool no_queue = false;
     std::size_t fail_send = 1000000;                 // this send and those behind it fail
     std::vector<std::optional<fake_answer>> answers; // what arrives, in order; none: nothing does
-    int result_without_answer = 0;                   // of a receive: 0 nothing came, -1 connection lost
-    int delay_ms = 0;                                // of a receive that something comes of
-    bool lose_drops = false;                         // keep counting references that are released
+    int result_without_answer = 0; // of a receive: 0 nothing came, -1 connection lost
+    int delay_ms = 0;              // of a receive that something comes of
+    bool lose_drops = false;       // keep counting references that are released
 
     // What it saw.
     std::vector<fake_request> requests;

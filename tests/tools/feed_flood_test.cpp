@@ -19,12 +19,14 @@ constexpr char held_text[] = R"({"flood":[
 class feed_flood : public program_fixture {
 protected:
     std::string older() {
-        return write_file("older", ports_text({port_text("br10", "eth1-1", 1), port_text("br10", "eth2-1", 2)}));
+        return write_file(
+            "older", ports_text({port_text("br10", "eth1-1", 1), port_text("br10", "eth2-1", 2)}));
     }
     // VLAN 20 came, and eth3-1 in the place of eth2-1.
     std::string newer() {
-        return write_file("newer", ports_text({port_text("br10", "eth3-1", 3), port_text("br10", "eth1-1", 1),
-                                               port_text("br20", "vlan20", 4), port_text("br20", "po1", 5)}));
+        return write_file(
+            "newer", ports_text({port_text("br10", "eth3-1", 3), port_text("br10", "eth1-1", 1),
+                                 port_text("br20", "vlan20", 4), port_text("br20", "po1", 5)}));
     }
 
     void answer_with(std::vector<std::optional<fake_answer>> answers) {
@@ -68,7 +70,9 @@ TEST_F(feed_flood, without_an_older_list_everything_is_added) {
     answer_with({acknowledged()});
     EXPECT_EQ(run({"flood", newer()}), 0) << err;
     EXPECT_THAT(out, HasSubstr("VLAN 10: added Eth1/1 Eth3/1; acknowledged\n"));
-    EXPECT_THAT(out, EndsWith("vellfeed: updated 2 flood sets: 3 interfaces added, 0 removed; 0 unchanged\n"));
+    EXPECT_THAT(
+        out,
+        EndsWith("vellfeed: updated 2 flood sets: 3 interfaces added, 0 removed; 0 unchanged\n"));
 }
 
 TEST_F(feed_flood, what_has_not_changed_is_told_with_its_line_cards) {
@@ -81,26 +85,34 @@ TEST_F(feed_flood, what_has_not_changed_is_told_with_its_line_cards) {
 }
 
 TEST_F(feed_flood, a_refusal_is_told_with_its_reason) {
-    const fake_answer refused(word_bytes({general_flood, 1, 1, 2, 10, 0, 0, 6, 20, 1, 0, 0}), flood_update);
+    const fake_answer refused(word_bytes({general_flood, 1, 1, 2, 10, 0, 0, 6, 20, 1, 0, 0}),
+                              flood_update);
     answer_with({refused});
     EXPECT_EQ(run({"flood", older(), newer()}), 1);
-    EXPECT_THAT(out, HasSubstr("VLAN 10: added Eth3/1; removed Eth2/1; refused: a removed interface is absent (status "
-                               "6)\nVLAN 20: added Po1; acknowledged\n"
-                               "vellfeed: updated 1 flood set: 1 interface added, 0 removed; 0 unchanged\n"));
-    EXPECT_EQ(err, "vellfeed: the LTL manager refused 1 of 2 flood sets; it does not hold what OLD says: `vellsim show "
+    EXPECT_THAT(
+        out,
+        HasSubstr(
+            "VLAN 10: added Eth3/1; removed Eth2/1; refused: a removed interface is absent (status "
+            "6)\nVLAN 20: added Po1; acknowledged\n"
+            "vellfeed: updated 1 flood set: 1 interface added, 0 removed; 0 unchanged\n"));
+    EXPECT_EQ(err, "vellfeed: the LTL manager refused 1 of 2 flood sets; it does not hold what OLD "
+                   "says: `vellsim show "
                    "flood` tells what it holds\n");
     expect_all_closed();
     answer_with({refused});
     EXPECT_EQ(run({"flood", older(), newer(), "--quiet"}), 1);
     EXPECT_EQ(out, "");
-    EXPECT_EQ(err, "vellfeed: the LTL manager refused 1 of 2 flood sets; it does not hold what OLD says: `vellsim show "
+    EXPECT_EQ(err, "vellfeed: the LTL manager refused 1 of 2 flood sets; it does not hold what OLD "
+                   "says: `vellsim show "
                    "flood` tells what it holds\n");
 }
 
 TEST_F(feed_flood, a_failure_without_a_refusal_is_told) {
-    answer_with({fake_answer(word_bytes({general_flood, 1, 1, 2, 10, 1, 1, 0, 20, 1, 0, 0}), flood_update)});
+    answer_with({fake_answer(word_bytes({general_flood, 1, 1, 2, 10, 1, 1, 0, 20, 1, 0, 0}),
+                             flood_update)});
     EXPECT_EQ(run({"flood", older(), newer()}), 1);
-    EXPECT_EQ(err, "vellfeed: the LTL manager acknowledged every flood set, but says that the update failed\n");
+    EXPECT_EQ(err, "vellfeed: the LTL manager acknowledged every flood set, but says that the "
+                   "update failed\n");
 }
 
 TEST_F(feed_flood, an_answer_to_something_else_is_none) {
@@ -109,21 +121,27 @@ TEST_F(feed_flood, an_answer_to_something_else_is_none) {
               prefix + "16 bytes that is no answer to it: opcode 90002, expected opcode 90004\n");
     const std::string another_form = " bytes that is no answer to it: it has another form\n";
     EXPECT_EQ(error_with({{}, flood_update}), prefix + "0" + another_form);
-    EXPECT_EQ(error_with({word_bytes({general_flood, 0, 1, 0}), flood_update}), prefix + "16" + another_form);
-    EXPECT_EQ(error_with({word_bytes({14, 0, 1, 1, 10, 0, 0, 0}), flood_update}), prefix + "32" + another_form);
+    EXPECT_EQ(error_with({word_bytes({general_flood, 0, 1, 0}), flood_update}),
+              prefix + "16" + another_form);
+    EXPECT_EQ(error_with({word_bytes({14, 0, 1, 1, 10, 0, 0, 0}), flood_update}),
+              prefix + "32" + another_form);
     fake_answer elsewhere = acknowledged();
     elsewhere.sap = 213;
     EXPECT_EQ(error_with(elsewhere), prefix + "48" + another_form);
     EXPECT_EQ(error_with({word_bytes({general_flood, 0, 1, 1, 10, 1, 1, 0}), flood_update}),
               prefix + "32 bytes that is no answer to it: it is of 1 VLANs, expected 2\n");
-    EXPECT_EQ(error_with({word_bytes({general_flood, 0, 1, 2, 10, 1, 1, 0, 30, 0, 0, 0}), flood_update}),
-              prefix + "48 bytes that is no answer to it: entry 2 is of VLAN 30, expected VLAN 20\n");
+    EXPECT_EQ(
+        error_with({word_bytes({general_flood, 0, 1, 2, 10, 1, 1, 0, 30, 0, 0, 0}), flood_update}),
+        prefix + "48 bytes that is no answer to it: entry 2 is of VLAN 30, expected VLAN 20\n");
 }
 
 TEST_F(feed_flood, a_missing_answer_is_told) {
     EXPECT_EQ(run({"flood", older(), newer(), "--timeout", "70"}), 1);
-    EXPECT_EQ(err, "vellfeed: the switch did not answer the flood update within 70 ms; the request may have been "
-                   "carried out all the same, which `vellsim show flood` tells (to wait longer: --timeout)\n");
+    EXPECT_EQ(
+        err,
+        "vellfeed: the switch did not answer the flood update within 70 ms; the request may have "
+        "been "
+        "carried out all the same, which `vellsim show flood` tells (to wait longer: --timeout)\n");
     EXPECT_EQ(desk.last_timeout, 70);
     EXPECT_EQ(sent_opcodes(), (opcodes{registration, flood_update, deregistration}));
     expect_all_closed();
@@ -139,19 +157,23 @@ TEST_F(feed_flood, a_second_answer_is_let_go) {
 TEST_F(feed_flood, an_answer_with_another_context_is_none) {
     EXPECT_EQ(
         error_with({word_bytes({general_flood, 0, 2, 2, 10, 1, 1, 0, 20, 1, 0, 0}), flood_update}),
-        "vellfeed: the switch answered the flood update with a message of 48 bytes that is no answer to it: cookie "
+        "vellfeed: the switch answered the flood update with a message of 48 bytes that is no "
+        "answer to it: cookie "
         "2, expected cookie 1\n");
 }
 
 TEST_F(feed_flood, of_what_the_manager_has_already_the_older_list_is_asked_for) {
-    answer_with({fake_answer(word_bytes({general_flood, 1, 1, 2, 10, 0, 0, 5, 20, 1, 0, 0}), flood_update)});
+    answer_with({fake_answer(word_bytes({general_flood, 1, 1, 2, 10, 0, 0, 5, 20, 1, 0, 0}),
+                             flood_update)});
     EXPECT_EQ(run({"flood", newer()}), 1);
-    EXPECT_EQ(err,
-              "vellfeed: the LTL manager refused 1 of 2 flood sets; it has flood sets already: name the ports that "
-              "they were made of as OLD\n");
-    answer_with({fake_answer(word_bytes({general_flood, 1, 1, 2, 10, 0, 0, 1, 20, 1, 0, 0}), flood_update)});
+    EXPECT_EQ(err, "vellfeed: the LTL manager refused 1 of 2 flood sets; it has flood sets "
+                   "already: name the ports that "
+                   "they were made of as OLD\n");
+    answer_with({fake_answer(word_bytes({general_flood, 1, 1, 2, 10, 0, 0, 1, 20, 1, 0, 0}),
+                             flood_update)});
     EXPECT_EQ(run({"flood", newer()}), 1);
-    EXPECT_EQ(err, "vellfeed: the LTL manager refused 1 of 2 flood sets\n") << "by fault mode: nothing helps";
+    EXPECT_EQ(err, "vellfeed: the LTL manager refused 1 of 2 flood sets\n")
+        << "by fault mode: nothing helps";
 }
 
 TEST_F(feed_flood, what_was_acknowledged_is_told_though_the_switch_goes_away) {
@@ -166,9 +188,12 @@ TEST_F(feed_flood, a_bridge_that_is_nowhere_is_mistyped) {
     for (const auto &[option, bridge] :
          {std::pair<const char *, const char *>{"--bridge", "br11"}, {"--vlan", "lan=7"}}) {
         EXPECT_EQ(run({"flood", older(), newer(), option, bridge}), 1);
-        EXPECT_EQ(err, fmt::format("vellfeed: {} \"{}\": no bridge of this name has a port\n", option,
-                                   std::string(bridge).substr(0, std::string(bridge).find('='))));
-        EXPECT_EQ(run({"flood-compare", newer(), option, bridge, "--held", write_file("held", held_text)}), 1);
+        EXPECT_EQ(err,
+                  fmt::format("vellfeed: {} \"{}\": no bridge of this name has a port\n", option,
+                              std::string(bridge).substr(0, std::string(bridge).find('='))));
+        EXPECT_EQ(run({"flood-compare", newer(), option, bridge, "--held",
+                       write_file("held", held_text)}),
+                  1);
         EXPECT_THAT(err, HasSubstr("no bridge of this name has a port"));
     }
     EXPECT_TRUE(desk.requests.empty());
@@ -180,7 +205,8 @@ TEST_F(feed_flood, a_bridge_that_is_nowhere_is_mistyped) {
 
 TEST_F(feed_flood, each_send_may_fail) {
     const std::string errors[] = {
-        "no switch answers in /run/desk; start one with `vellsim run`, or point VELLSIM_RUN_DIR at its run directory",
+        "no switch answers in /run/desk; start one with `vellsim run`, or point VELLSIM_RUN_DIR at "
+        "its run directory",
         "the flood update could not be sent: the switch went away",
         "everything was sent, but the switch went away before the client could deregister"};
     for (std::size_t i = 0; i < std::size(errors); ++i) {
@@ -198,15 +224,19 @@ TEST_F(feed_flood, as_many_vlans_as_there_are_go_out_in_one_request) {
     bytes answer = word_bytes({general_flood, 0, 1, 4094});
     for (unsigned vlan = 1; vlan <= 4094; ++vlan) {
         for (unsigned n = 0; n < 4; ++n) {
-            ports += (ports.empty() ? "[" : ",") +
-                     port_text(fmt::format("br{}", vlan), fmt::format("v{}p{}", vlan, n), vlan * 4 + n);
+            ports +=
+                (ports.empty() ? "[" : ",") +
+                port_text(fmt::format("br{}", vlan), fmt::format("v{}p{}", vlan, n), vlan * 4 + n);
         }
         const bytes info = word_bytes({vlan, 4, 0, 0});
         answer.insert(answer.end(), info.begin(), info.end());
     }
     answer_with({fake_answer(answer, flood_update)});
     EXPECT_EQ(run({"flood", write_file("all", ports + "]")}), 0) << err;
-    EXPECT_THAT(out, EndsWith("vellfeed: updated 4094 flood sets: 16376 interfaces added, 0 removed; 0 unchanged\n"));
+    EXPECT_THAT(
+        out,
+        EndsWith(
+            "vellfeed: updated 4094 flood sets: 16376 interfaces added, 0 removed; 0 unchanged\n"));
     ASSERT_EQ(sent_opcodes(), (opcodes{registration, flood_update, deregistration}));
     EXPECT_EQ(desk.requests[1].payload.size(), 4u + 4 + 4094 * 24 + 16376 * 8);
 }
@@ -218,8 +248,8 @@ TEST_F(feed_flood, without_ports_nothing_is_sent) {
 }
 
 TEST_F(feed_flood, takes_other_bridges_as_it_is_told) {
-    const std::string ports =
-        write_file("lan", ports_text({port_text("lan", "eth1-1", 1), port_text("wan", "eth1-2", 2)}));
+    const std::string ports = write_file(
+        "lan", ports_text({port_text("lan", "eth1-1", 1), port_text("wan", "eth1-2", 2)}));
     answer_with({fake_answer(word_bytes({general_flood, 0, 1, 1, 7, 1, 0, 0}), flood_update)});
     EXPECT_EQ(run({"flood", "--vlan", "lan=7", "--bridge", "lan", ports}), 0) << err;
     EXPECT_EQ(out, "vellfeed: left out 1 port of other bridges\n"
@@ -240,7 +270,8 @@ TEST_F(feed_flood, takes_the_ports_of_this_machine) {
     answer_with({acknowledged()});
     EXPECT_EQ(run({"flood", "--live"}), 0) << err;
     EXPECT_THAT(out, HasSubstr("VLAN 10: added Eth1/1 Eth3/1; acknowledged\n"));
-    EXPECT_EQ(run({"flood-compare", "--live", "--held", write_file("held", held_text)}), 0) << out << err;
+    EXPECT_EQ(run({"flood-compare", "--live", "--held", write_file("held", held_text)}), 0)
+        << out << err;
 }
 
 TEST_F(feed_flood, compares_with_what_is_held) {
@@ -259,7 +290,8 @@ TEST_F(feed_flood, compares_with_what_is_held) {
 
 TEST_F(feed_flood, wrong_ports_are_refused_before_anything_is_sent) {
     const std::string wrong = write_file("wrong", "{");
-    for (const auto &command : {std::vector<std::string>{"flood", wrong}, {"flood", wrong, newer()}}) {
+    for (const auto &command :
+         {std::vector<std::string>{"flood", wrong}, {"flood", wrong, newer()}}) {
         EXPECT_EQ(run(command), 1);
         EXPECT_THAT(err, StartsWith("vellfeed: " + wrong));
     }

@@ -15,7 +15,8 @@ protected:
     std::string newer() { return write_file("newer", newer_text); }
     std::string links() { return write_file("links", links_text); }
 
-    static constexpr char links_text[] = R"([{"ifindex":2,"ifname":"br10"},{"ifindex":11,"ifname":"a"},
+    static constexpr char links_text[] =
+        R"([{"ifindex":2,"ifname":"br10"},{"ifindex":11,"ifname":"a"},
                                              {"ifindex":12,"ifname":"b"}])";
     static constexpr char older_text[] = R"([{"mdb":[
         {"index":2,"dev":"br10","port":"a","grp":"239.1.1.1","state":"temp"},
@@ -29,10 +30,11 @@ protected:
 TEST_F(feed_l2, feeds_a_recorded_database) {
     EXPECT_EQ(run({"l2", sample("snooping.mdb"), "--links", sample("snooping.links")}), 0) << err;
     EXPECT_EQ(out, "vellfeed: left out 3 router ports: a layer-2 entry has no place for them\n"
-                   "vellfeed: left out 4 ports that the kernel does not send to: blocked, or for listed sources only\n"
+                   "vellfeed: left out 4 ports that the kernel does not send to: blocked, or for "
+                   "listed sources only\n"
                    "vellfeed: sent 34 entries with 51 ports in 1 message\n");
-    EXPECT_EQ(sent_opcodes(),
-              (opcodes{registration, oob_marker, l2_update, oob_marker, download_complete, deregistration}));
+    EXPECT_EQ(sent_opcodes(), (opcodes{registration, oob_marker, l2_update, oob_marker,
+                                       download_complete, deregistration}));
     EXPECT_EQ(desk.requests[1].payload, (bytes{1, 0, 0, 0}));
     EXPECT_EQ(desk.requests[3].payload, (bytes{2, 0, 0, 0}));
     EXPECT_EQ(desk.requests[4].payload, (bytes{0, 0, 0, 0}));
@@ -47,28 +49,31 @@ TEST_F(feed_l2, a_record_goes_out_in_network_order) {
         {"index":2,"dev":"br4001","port":"a","grp":"239.17.34.51","src":"10.20.30.40","state":"permanent"},
         {"index":2,"dev":"br4001","port":"br4001","grp":"239.17.34.51","src":"10.20.30.40","state":"temp"}]}])");
     EXPECT_EQ(run({"l2", mdb, "--links", links(), "--value", "4660"}), 0) << err;
-    const bytes expected = {
-        // client, number of records, value, flags
-        7, 0, 0, 1, 0x12, 0x34, 0, 3,
-        // type, reserved, the length in host order
-        21, 0, 0, 0, 0, 0, 0, 0, 144, 0, 0, 0,
-        // bridge, two words, VLAN, a word, permanent
-        0, 0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x0f, 0xa1, 0, 0, 0, 0, 0, 1,
-        // group and source
-        0, 0, 0, 4, 239, 17, 34, 51, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, //
-        0, 0, 0, 4, 10, 20, 30, 40, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
-        // the bridge itself, and a port
-        0, 0, 0, 2,                                                                                      //
-        0, 0, 0, 2, 0, 0, 0, 4, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,  //
-        0, 0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 11, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, //
-        0, 0};
+    const bytes expected = {// client, number of records, value, flags
+                            7, 0, 0, 1, 0x12, 0x34, 0, 3,
+                            // type, reserved, the length in host order
+                            21, 0, 0, 0, 0, 0, 0, 0, 144, 0, 0, 0,
+                            // bridge, two words, VLAN, a word, permanent
+                            0, 0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x0f, 0xa1, 0, 0, 0, 0, 0, 1,
+                            // group and source
+                            0, 0, 0, 4, 239, 17, 34, 51, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, //
+                            0, 0, 0, 4, 10, 20, 30, 40, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
+                            // the bridge itself, and a port
+                            0, 0, 0, 2, //
+                            0, 0, 0, 2, 0, 0, 0, 4, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, 0,
+                            0, 0, 0, 0, 0, 0, 0, 0, //
+                            0, 0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 11, 0, 0, 0, 0,
+                            0, 0, 0, 0, 0, 0, 0, 0, //
+                            0, 0};
     ASSERT_EQ(desk.requests.size(), 6u);
     EXPECT_EQ(desk.requests[2].sap, 213u);
     EXPECT_EQ(desk.requests[2].payload, expected);
 }
 
 TEST_F(feed_l2, splits_databases_into_messages_between_one_pair_of_markers) {
-    EXPECT_EQ(run({"l2", sample("stadium.mdb"), "--links", sample("stadium.links"), "--message-bytes", "8192"}), 0)
+    EXPECT_EQ(run({"l2", sample("stadium.mdb"), "--links", sample("stadium.links"),
+                   "--message-bytes", "8192"}),
+              0)
         << err;
     EXPECT_EQ(desk.requests[1].opcode, oob_marker);
     std::size_t messages = 0;
@@ -78,7 +83,8 @@ TEST_F(feed_l2, splits_databases_into_messages_between_one_pair_of_markers) {
         records += desk.requests[i].payload[3];
     }
     EXPECT_EQ(records, 400u);
-    EXPECT_EQ(out, "vellfeed: sent 400 entries with 1800 ports in " + std::to_string(messages) + " messages\n");
+    EXPECT_EQ(out, "vellfeed: sent 400 entries with 1800 ports in " + std::to_string(messages) +
+                       " messages\n");
     const opcodes sent = sent_opcodes();
     EXPECT_EQ(opcodes(sent.begin() + 2 + static_cast<std::ptrdiff_t>(messages), sent.end()),
               (opcodes{oob_marker, download_complete, deregistration}));
@@ -88,7 +94,8 @@ TEST_F(feed_l2, splits_databases_into_messages_between_one_pair_of_markers) {
 TEST_F(feed_l2, without_markers_there_are_none) {
     EXPECT_EQ(run({"l2", older(), "--links", links(), "--no-markers", "--quiet"}), 0) << err;
     EXPECT_EQ(out, "");
-    EXPECT_EQ(sent_opcodes(), (opcodes{registration, l2_update, download_complete, deregistration}));
+    EXPECT_EQ(sent_opcodes(),
+              (opcodes{registration, l2_update, download_complete, deregistration}));
     EXPECT_EQ(desk.requests[1].payload[7], 0);
 }
 
@@ -101,7 +108,8 @@ TEST_F(feed_l2, an_empty_database_is_a_download_of_nothing) {
 TEST_F(feed_l2, sends_what_changed_deletions_first) {
     EXPECT_EQ(run({"l2", newer(), "--older", older(), "--links", links()}), 0) << err;
     EXPECT_EQ(out, "vellfeed: sent 1 deletion and 1 addition in 1 message\n");
-    EXPECT_EQ(sent_opcodes(), (opcodes{registration, oob_marker, l2_update, oob_marker, deregistration}));
+    EXPECT_EQ(sent_opcodes(),
+              (opcodes{registration, oob_marker, l2_update, oob_marker, deregistration}));
     const bytes &message = desk.requests[2].payload;
     ASSERT_EQ(message.size(), 8u + 2 * 112);
     // 239.1.1.2 goes with its port a, which is 11; b, which is 12, comes to 239.1.1.1.
@@ -132,8 +140,10 @@ TEST_F(feed_l2, the_older_database_may_have_its_own_links) {
     EXPECT_EQ(run(command), 1);
     // guest2 was taken away in between.
     EXPECT_THAT(err, HasSubstr("snooping.mdb.json: entry "));
-    EXPECT_THAT(err, EndsWith("snooping-later.links.json has no interface \"guest2\"; give its own recorded "
-                              "links with --older-links FILE\n"));
+    EXPECT_THAT(
+        err,
+        EndsWith("snooping-later.links.json has no interface \"guest2\"; give its own recorded "
+                 "links with --older-links FILE\n"));
     EXPECT_TRUE(desk.requests.empty());
     std::vector<std::string> with_links = command;
     with_links.insert(with_links.end(), {"--older-links", sample("snooping.links")});
@@ -158,10 +168,12 @@ TEST_F(feed_l2, takes_some_bridges_and_names_their_vlans) {
         {"index":3,"dev":"lan","port":"a","grp":"239.1.1.1","state":"temp"},
         {"index":4,"dev":"docker0","port":"veth7","grp":"ff02::6a","state":"temp"},
         {"index":2,"dev":"br10","port":"b","grp":"239.1.1.1","state":"temp"}],"router":{"docker0":[{"port":"veth7"}]}}])");
-    EXPECT_EQ(run({"l2", mdb, "--links", links(), "--bridge", "lan", "--bridge", "br10", "--vlan", "lan=77"}), 0)
+    EXPECT_EQ(run({"l2", mdb, "--links", links(), "--bridge", "lan", "--bridge", "br10", "--vlan",
+                   "lan=77"}),
+              0)
         << err;
-    EXPECT_EQ(out,
-              "vellfeed: left out 1 entry of another bridge\nvellfeed: sent 2 entries with 2 ports in 1 message\n");
+    EXPECT_EQ(out, "vellfeed: left out 1 entry of another bridge\nvellfeed: sent 2 entries with 2 "
+                   "ports in 1 message\n");
     EXPECT_EQ(desk.requests[2].payload[8 + 27], 10);
     EXPECT_EQ(desk.requests[2].payload[120 + 27], 77);
     start_over();
@@ -169,17 +181,19 @@ TEST_F(feed_l2, takes_some_bridges_and_names_their_vlans) {
     EXPECT_THAT(err, HasSubstr("the bridge \"lan\" has no VLAN in its name"));
     EXPECT_TRUE(desk.requests.empty());
     EXPECT_EQ(run({"l2", mdb, "--links", links(), "--bridge", "nal"}), 1);
-    EXPECT_THAT(err, testing::HasSubstr("--bridge \"nal\": no such bridge is in " + mdb + " or " + links() + "\n"));
+    EXPECT_THAT(err, testing::HasSubstr("--bridge \"nal\": no such bridge is in " + mdb + " or " +
+                                        links() + "\n"));
     EXPECT_EQ(run({"l2-compare", mdb, "--links", links(), "--vlan", "nal=7"}), 1);
     EXPECT_THAT(err, testing::HasSubstr("--vlan \"nal\": no such bridge is in "));
 }
 
 TEST_F(feed_l2, sends_nothing_of_databases_that_are_wrong) {
-    const std::string wrong = write_file("wrong", R"([{"mdb":[{"index":2,"dev":"br10","port":"a","grp":"239.1.1.1",
+    const std::string wrong =
+        write_file("wrong", R"([{"mdb":[{"index":2,"dev":"br10","port":"a","grp":"239.1.1.1",
         "state":"temp"},{"index":2,"dev":"br10","port":"a","grp":7}]}])");
-    const std::string error =
-        "vellfeed: " + wrong +
-        ": entry 2 of 2 (/0/mdb/1/grp): expected the group, an IPv4, IPv6 or MAC address, found the number 7\n";
+    const std::string error = "vellfeed: " + wrong +
+                              ": entry 2 of 2 (/0/mdb/1/grp): expected the group, an IPv4, IPv6 or "
+                              "MAC address, found the number 7\n";
     EXPECT_EQ(run({"l2", wrong, "--links", links()}), 1);
     EXPECT_EQ(err, error);
     EXPECT_EQ(run({"l2", older(), "--older", wrong, "--links", links()}), 1);
@@ -190,18 +204,21 @@ TEST_F(feed_l2, sends_nothing_of_databases_that_are_wrong) {
 }
 
 TEST_F(feed_l2, each_send_may_fail) {
-    const std::vector<std::string> command = {"l2", older(), "--links", links(), "--message-bytes", "1"};
-    // The registration, the begin marker, two messages, the end marker, the end of the download, the deregistration. What
-    // comes of a marker is not told; the message behind it tells.
+    const std::vector<std::string> command = {"l2",    older(),           "--links",
+                                              links(), "--message-bytes", "1"};
+    // The registration, the begin marker, two messages, the end marker, the end of the download,
+    // the deregistration. What comes of a marker is not told; the message behind it tells.
     const char *const went_away =
         "message 1 could not be sent: the switch went away; 0 of 2 records in 0 messages went out "
         "before";
     const char *const download = "the end of the download could not be sent: the switch went away";
     const std::string errors[] = {
-        "no switch answers in /run/desk; start one with `vellsim run`, or point VELLSIM_RUN_DIR at its run directory",
+        "no switch answers in /run/desk; start one with `vellsim run`, or point VELLSIM_RUN_DIR at "
+        "its run directory",
         went_away,
         went_away,
-        "message 2 could not be sent: the switch went away; 1 of 2 records in 1 message went out before",
+        "message 2 could not be sent: the switch went away; 1 of 2 records in 1 message went out "
+        "before",
         download,
         download,
         "everything was sent, but the switch went away before the client could deregister"};
@@ -219,9 +236,9 @@ TEST_F(feed_l2, each_send_may_fail) {
 TEST_F(feed_l2, a_lost_connection_is_told) {
     desk.result_without_answer = -1;
     EXPECT_EQ(run({"l2", older(), "--links", links()}), 1);
-    EXPECT_EQ(err,
-              "vellfeed: everything was sent, but the switch closed the connection; `vellfeed l2-compare` tells what "
-              "arrived\n");
+    EXPECT_EQ(err, "vellfeed: everything was sent, but the switch closed the connection; `vellfeed "
+                   "l2-compare` tells what "
+                   "arrived\n");
 }
 
 class feed_l2_live : public feed_l2 {
@@ -251,14 +268,17 @@ constexpr char held_text[] = R"({"l2":{"entries":[
      "ports":[{"if_index":11,"flags":0},{"if_index":12,"flags":0}]}]}})";
 
 TEST_F(feed_l2, compares_without_a_switch_when_it_is_given_what_is_held) {
-    EXPECT_EQ(run({"l2-compare", newer(), "--links", links(), "--held", write_file("held", held_text)}), 0) << err;
+    EXPECT_EQ(
+        run({"l2-compare", newer(), "--links", links(), "--held", write_file("held", held_text)}),
+        0)
+        << err;
     EXPECT_EQ(out, "all 1 fed entries arrived\n");
     EXPECT_TRUE(desk.requests.empty());
 }
 
 TEST_F(feed_l2, a_comparison_that_fails_says_so) {
-    const std::vector<std::string> command = {"l2-compare", older(),  "--links",
-                                              links(),      "--held", write_file("held", held_text)};
+    const std::vector<std::string> command = {
+        "l2-compare", older(), "--links", links(), "--held", write_file("held", held_text)};
     EXPECT_EQ(run(command), 1);
     EXPECT_EQ(out, "(*, 239.1.1.1) in VLAN 10: ports: fed 11, held 11 12\n"
                    "(*, 239.1.1.2) in VLAN 10: missing: fed from entry 2, not held\n"
@@ -272,7 +292,8 @@ TEST_F(feed_l2, a_comparison_that_fails_says_so) {
 TEST_F(feed_l2, held_entries_that_are_wrong_are_refused) {
     const std::string path = write_file("held", R"({"routes":[]})");
     EXPECT_EQ(run({"l2-compare", newer(), "--links", links(), "--held", path}), 1);
-    EXPECT_EQ(err, "vellfeed: " + path + ": expected a member \"l2\" (what is held), found only \"routes\"\n");
+    EXPECT_EQ(err, "vellfeed: " + path +
+                       ": expected a member \"l2\" (what is held), found only \"routes\"\n");
 }
 
 TEST_F(feed_l2, wrong_usage_has_its_own_exit_code) {

@@ -46,7 +46,8 @@ TEST(flood_changes, have_every_vlan_of_either_list) {
 
 TEST(flood_message, has_a_record_for_each_vlan_in_host_order) {
     const flood_messages messages = make_flood_messages(
-        {{0x0123, {}, {}, {}}, {0x0abc, of_names({"Eth3/7"}), of_names({"Eth4/7"}), of_names({"Vlan10"})}});
+        {{0x0123, {}, {}, {}},
+         {0x0abc, of_names({"Eth3/7"}), of_names({"Eth4/7"}), of_names({"Vlan10"})}});
     EXPECT_EQ(messages.vlans, 2);
     std::vector<std::uint8_t> older(8 + 80 + 112);
     older[8] = older[88] = 12;
@@ -96,15 +97,16 @@ library_delta delta_of(const flood_change &change) {
     std::vector<std::uint8_t> room(sizeof(vell_flood_delta) +
                                    (older.size() + newer.size()) * sizeof(vell_flood_update));
     auto *const head = reinterpret_cast<vell_flood_delta *>(room.data());
-    EXPECT_EQ(vell_find_oiflist_delta(older.data(), static_cast<std::uint32_t>(older.size()), newer.data(),
-                                      static_cast<std::uint32_t>(newer.size()), head),
+    EXPECT_EQ(vell_find_oiflist_delta(older.data(), static_cast<std::uint32_t>(older.size()),
+                                      newer.data(), static_cast<std::uint32_t>(newer.size()), head),
               0);
     library_delta found;
     found.line_cards = head->flc_bitmask;
     for (std::uint32_t i = 0; i < head->update_count; ++i) {
         vell_flood_update update;
         std::memcpy(&update, room.data() + sizeof *head + i * sizeof update, sizeof update);
-        (update.operation == vell_flood_added ? found.added : found.removed).push_back(update.if_index);
+        (update.operation == vell_flood_added ? found.added : found.removed)
+            .push_back(update.if_index);
     }
     return found;
 }
@@ -143,7 +145,8 @@ TEST(flood_message, gives_the_library_any_change) {
         return all;
     };
     const auto some_ports = [&] {
-        return some({"if3", "if9", "Po1", "Po2", "Eth0/1", "Eth1/1", "Eth1/2", "Eth7/1/3", "Eth33/1"});
+        return some(
+            {"if3", "if9", "Po1", "Po2", "Eth0/1", "Eth1/1", "Eth1/2", "Eth7/1/3", "Eth33/1"});
     };
     for (int round = 0; round < 300; ++round)
         expect_as_planned({10, some_ports(), some_ports(), some({"Vlan1", "Vlan10", "Vlan4094"})});

@@ -54,21 +54,27 @@ TEST(held_l2, a_switch_may_hold_none) {
 }
 
 TEST(held_l2, anything_else_is_refused_with_its_place) {
-    const auto error = [](const std::string &text) { return error_of([&] { parse_held_l2({"held.json", text}); }); };
-    EXPECT_EQ(error(""), "held.json: is empty, not even an empty JSON value; did `vellsim show l2 --json` fail?");
-    EXPECT_EQ(error("[]"),
-              "held.json: expected an object with \"l2\", the output of `vellsim show l2 --json`, found an "
-              "array of 0");
-    EXPECT_EQ(error(R"({"routes":[]})"), "held.json: expected a member \"l2\" (what is held), found only \"routes\"");
-    EXPECT_EQ(error(R"({"l2":{}})"),
-              "held.json: /l2: expected a member \"entries\" (an array of layer-2 entries), found an empty object");
+    const auto error = [](const std::string &text) {
+        return error_of([&] { parse_held_l2({"held.json", text}); });
+    };
+    EXPECT_EQ(
+        error(""),
+        "held.json: is empty, not even an empty JSON value; did `vellsim show l2 --json` fail?");
+    EXPECT_EQ(error("[]"), "held.json: expected an object with \"l2\", the output of `vellsim show "
+                           "l2 --json`, found an "
+                           "array of 0");
+    EXPECT_EQ(error(R"({"routes":[]})"),
+              "held.json: expected a member \"l2\" (what is held), found only \"routes\"");
+    EXPECT_EQ(error(R"({"l2":{}})"), "held.json: /l2: expected a member \"entries\" (an array of "
+                                     "layer-2 entries), found an empty object");
     EXPECT_EQ(error(R"({"l2":{"entries":[1]}})"),
               "held.json: /l2/entries/0: expected a layer-2 entry, an object, found the number 1");
 }
 
 TEST(held_l2, wrong_fields_are_refused_with_their_place) {
     const std::string place = "held.json: /l2/entries/0";
-    EXPECT_EQ(changed_error("10,", "\"10\","), place + "/vlan: expected a number, found the string \"10\"");
+    EXPECT_EQ(changed_error("10,", "\"10\","),
+              place + "/vlan: expected a number, found the string \"10\"");
     EXPECT_EQ(changed_error("ipv4", "ip"),
               place + "/kind: expected \"ipv4\", \"ipv6\" or \"mac\", found the string \"ip\"");
     EXPECT_EQ(changed_error("ipv4", "mac"),
@@ -78,9 +84,11 @@ TEST(held_l2, wrong_fields_are_refused_with_their_place) {
     EXPECT_EQ(changed_error(R"("10.0.0.9")", "0"),
               place + "/source: expected an address of kind ipv4, found the number 0");
     EXPECT_EQ(changed_error(R"("bridge":5,)", ""),
-              place + ": expected a member \"bridge\" (a number), found only \"client\", \"group\", \"kind\", "
+              place + ": expected a member \"bridge\" (a number), found only \"client\", "
+                      "\"group\", \"kind\", "
                       "\"permanent\", \"ports\", \"source\", \"vlan\"");
-    EXPECT_EQ(changed_error("true", "1"), place + "/permanent: expected true or false, found the number 1");
+    EXPECT_EQ(changed_error("true", "1"),
+              place + "/permanent: expected true or false, found the number 1");
     EXPECT_EQ(changed_error(R"("flags":0)", R"("flags":-1)"),
               place + "/ports/1/flags: expected a number, found the number -1");
     EXPECT_EQ(changed_error(R"([{"if_index":9,"flags":4},{"if_index":7,"flags":0}])", "{}"),

@@ -6,7 +6,8 @@
 namespace feed {
 namespace {
 
-constexpr char one_route[] = R"({"table":253,"source":"10.0.0.9","source_len":32,"group":"239.1.1.2","group_len":31,
+constexpr char one_route[] =
+    R"({"table":253,"source":"10.0.0.9","source_len":32,"group":"239.1.1.2","group_len":31,
     "opcode":1,"flags":["local_group","download"],"flags_word":"0x8000000000000088","epoch":7,"rpf_if":4,"df_ordinal":6,
     "client":1,"oifs":[{"if_index":5,"kind":0},{"if_index":6,"kind":12}],"mti":[[1,2,3,4]],"glt":[{},{}]})";
 
@@ -51,37 +52,42 @@ TEST(held_routes, a_switch_may_hold_none) {
 }
 
 TEST(held_routes, anything_else_is_refused_with_its_place) {
-    EXPECT_EQ(
-        error_of([] {
-            parse_held_routes({"held.json", "[]"});
-        }),
-        "held.json: expected an object with \"routes\", the output of `vellsim show routes --json`, found an array "
-        "of 0");
+    EXPECT_EQ(error_of([] {
+                  parse_held_routes({"held.json", "[]"});
+              }),
+              "held.json: expected an object with \"routes\", the output of `vellsim show routes "
+              "--json`, found an array "
+              "of 0");
     EXPECT_EQ(error_of([] {
                   parse_held_routes({"held.json", "{}"});
               }),
               "held.json: expected a member \"routes\" (the held routes), found an empty object");
-    EXPECT_EQ(error_of([] { held_of("1"); }), "held.json: /routes/0: expected a route, an object, found the number 1");
+    EXPECT_EQ(error_of([] { held_of("1"); }),
+              "held.json: /routes/0: expected a route, an object, found the number 1");
     EXPECT_EQ(error_of([] {
                   parse_held_routes({"held.json", ""});
               }),
-              "held.json: is empty, not even an empty JSON value; did `vellsim show routes --json` fail?");
+              "held.json: is empty, not even an empty JSON value; did `vellsim show routes --json` "
+              "fail?");
     EXPECT_EQ(changed_error(R"("table":253,)", ""),
-              "held.json: /routes/0: expected a member \"table\" (a number), found only \"client\", \"df_ordinal\", "
+              "held.json: /routes/0: expected a member \"table\" (a number), found only "
+              "\"client\", \"df_ordinal\", "
               "\"epoch\", \"flags\", \"flags_word\", \"glt\", \"group\", \"group_len\", ...");
     EXPECT_EQ(changed_error("253", "4294967296"),
-              "held.json: /routes/0/table: expected a number from 0 to 4294967295, found the number 4294967296");
+              "held.json: /routes/0/table: expected a number from 0 to 4294967295, found the "
+              "number 4294967296");
     EXPECT_EQ(changed_error("10.0.0.9", "10.0.0"),
               "held.json: /routes/0/source: expected an IPv4 address, found the string \"10.0.0\"");
-    EXPECT_EQ(changed_error(R"("group_len":31)", R"("group_len":33)"),
-              "held.json: /routes/0/group_len: expected a number from 0 to 32, found the number 33");
+    EXPECT_EQ(
+        changed_error(R"("group_len":31)", R"("group_len":33)"),
+        "held.json: /routes/0/group_len: expected a number from 0 to 32, found the number 33");
     EXPECT_EQ(changed_error(R"("local_group")", "3"),
               "held.json: /routes/0/flags/0: expected the name of a flag, found the number 3");
     for (const std::string word : {"88", "0x", "0xg", "0x12345678901234567"}) {
-        EXPECT_EQ(
-            changed_error("0x8000000000000088", word),
-            "held.json: /routes/0/flags_word: expected the flag word, a string like \"0x80\", found the string \"" +
-                word + '"');
+        EXPECT_EQ(changed_error("0x8000000000000088", word),
+                  "held.json: /routes/0/flags_word: expected the flag word, a string like "
+                  "\"0x80\", found the string \"" +
+                      word + '"');
     }
     EXPECT_EQ(changed_error(R"("kind":12)", R"("kind":"reg")"),
               "held.json: /routes/0/oifs/1/kind: expected a number, found the string \"reg\"");

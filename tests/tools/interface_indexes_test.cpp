@@ -33,14 +33,19 @@ TEST(interface_indexes, come_from_this_machine) {
 
 TEST(interface_indexes, an_unknown_name_is_refused_with_its_place_and_the_ways_out) {
     const auto links = recorded_links("links.json", {{"up0", 4}, {"a", 5}, {"b", 6}});
-    const std::string advice = ", so the two recordings do not belong together; give the links that were recorded with "
-                               "this table, or have unknown names numbered with --number-interfaces";
+    const std::string advice =
+        ", so the two recordings do not belong together; give the links that were recorded with "
+        "this table, or have unknown names numbered with --number-interfaces";
     EXPECT_EQ(error_of([&] { interface_indexes(table_of(two_entries), links, false); }),
-              "table.json: entry 2 of 2 (/1/multipath/0/oif): links.json has no interface \"c\"" + advice);
-    EXPECT_EQ(error_of([&] { interface_indexes(table_of(two_entries), recorded_links("none.json", {}), false); }),
+              "table.json: entry 2 of 2 (/1/multipath/0/oif): links.json has no interface \"c\"" +
+                  advice);
+    EXPECT_EQ(error_of([&] {
+                  interface_indexes(table_of(two_entries), recorded_links("none.json", {}), false);
+              }),
               "table.json: entry 1 of 2 (/0/iif): none.json has no interface \"up0\"" + advice);
     EXPECT_EQ(error_of([&] { interface_indexes(table_of(two_entries), this_machine(), false); }),
-              "table.json: entry 1 of 2 (/0/iif): this machine has no interface \"up0\"; give the recorded links with "
+              "table.json: entry 1 of 2 (/0/iif): this machine has no interface \"up0\"; give the "
+              "recorded links with "
               "--links FILE, or have unknown names numbered with --number-interfaces");
 }
 
@@ -53,7 +58,8 @@ TEST(interface_indexes, number_unknown_names_in_order_of_appearance) {
 
 TEST(interface_indexes, numbers_keep_clear_of_known_indexes) {
     // b comes behind the names that are numbered, and its index is taken all the same.
-    const interface_indexes indexes(table_of(two_entries), recorded_links("links.json", {{"b", 2}}), true);
+    const interface_indexes indexes(table_of(two_entries), recorded_links("links.json", {{"b", 2}}),
+                                    true);
     const numbered expected = {{"up0", 1}, {"a", 3}, {"c", 4}};
     EXPECT_EQ(indexes.numbered(), expected);
     EXPECT_EQ(indexes.of("b"), 2u);
@@ -70,8 +76,10 @@ TEST(interface_indexes, the_name_of_an_interface_that_is_gone_holds_its_index) {
 
 TEST(interface_indexes, not_every_name_like_it_holds_an_index) {
     for (const std::string name : {"if", "if0", "if-1", "if12x", "if2147483648", "ifb0", "If12"}) {
-        const mroute_table table = table_of(R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":")" + name + "\"}]");
-        const std::string error = error_of([&] { interface_indexes(table, recorded_links("links.json", {}), false); });
+        const mroute_table table =
+            table_of(R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":")" + name + "\"}]");
+        const std::string error =
+            error_of([&] { interface_indexes(table, recorded_links("links.json", {}), false); });
         EXPECT_NE(error.find("has no interface \"" + name + '"'), std::string::npos) << error;
     }
 }
@@ -80,11 +88,13 @@ TEST(interface_indexes, entries_that_are_not_fed_need_none) {
     const mroute_table table = table_of(R"([
         {"src":"10.0.0.1","dst":"239.1.1.1","iif":"unresolved","state":"unresolved"},
         {"src":"10.0.0.1","dst":"239.1.1.2","iif":"unresolved","multipath":[{"oif":"x"}],"state":"resolved"}])");
-    EXPECT_EQ(interface_indexes(table, recorded_links("links.json", {}), true).numbered(), numbered{});
+    EXPECT_EQ(interface_indexes(table, recorded_links("links.json", {}), true).numbered(),
+              numbered{});
 }
 
 TEST(interface_indexes, of_a_snooping_database_are_the_ports_but_not_the_bridges) {
-    const mdb_table table = mdb_of(R"({"index":2,"dev":"br10","port":"br10","grp":"239.1.1.1","state":"temp"},
+    const mdb_table table =
+        mdb_of(R"({"index":2,"dev":"br10","port":"br10","grp":"239.1.1.1","state":"temp"},
                                       {"index":2,"dev":"br10","port":"b","grp":"239.1.1.1","state":"temp"},
                                       {"index":2,"dev":"br10","port":"a","grp":"239.1.1.1","state":"temp"},
                                       {"index":2,"dev":"br10","port":"b","grp":"239.1.1.2","state":"temp"})");

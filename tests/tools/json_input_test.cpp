@@ -19,10 +19,12 @@ TEST(json_input, reads_every_kind_of_value) {
 }
 
 TEST(json_input, syntax_errors_name_file_line_and_column) {
-    EXPECT_EQ(parse_error("[\n  {\"src\": }\n]"), "in.json:2:11: syntax error while parsing value - unexpected '}'; "
-                                                  "expected '[', '{', or a literal");
-    EXPECT_EQ(parse_error("[1,]"), "in.json:1:4: syntax error while parsing value - unexpected ']'; expected '[', '{', "
-                                   "or a literal");
+    EXPECT_EQ(parse_error("[\n  {\"src\": }\n]"),
+              "in.json:2:11: syntax error while parsing value - unexpected '}'; "
+              "expected '[', '{', or a literal");
+    EXPECT_EQ(parse_error("[1,]"),
+              "in.json:1:4: syntax error while parsing value - unexpected ']'; expected '[', '{', "
+              "or a literal");
 }
 
 TEST(json_input, a_text_that_ends_early_is_refused_at_its_end) {
@@ -32,8 +34,9 @@ TEST(json_input, a_text_that_ends_early_is_refused_at_its_end) {
 }
 
 TEST(json_input, something_behind_the_value_is_refused) {
-    EXPECT_EQ(parse_error("[]\n[]"), "in.json:2:1: syntax error while parsing value - unexpected '['; expected end of "
-                                     "input");
+    EXPECT_EQ(parse_error("[]\n[]"),
+              "in.json:2:1: syntax error while parsing value - unexpected '['; expected end of "
+              "input");
 }
 
 TEST(json_input, bytes_that_no_terminal_should_see_are_escaped) {
@@ -48,7 +51,8 @@ TEST(json_input, a_number_too_large_is_refused_with_its_place) {
 
 TEST(json_input, a_text_that_does_not_even_start_as_json_gets_a_hint) {
     EXPECT_EQ(parse_error("(10.0.0.1,239.1.1.1)  Iif: v0"),
-              "in.json:1:1: syntax error while parsing value - invalid literal; last read: '('; is this the output of "
+              "in.json:1:1: syntax error while parsing value - invalid literal; last read: '('; is "
+              "this the output of "
               "`ip`?");
 }
 
@@ -59,7 +63,8 @@ TEST(json_input, an_empty_text_is_called_empty) {
 }
 
 TEST(json_input, a_member_that_stands_twice_is_refused) {
-    EXPECT_EQ(parse_error("[{\"src\":1,\n\"src\":2}]"), "in.json:2:5: the member \"src\" stands twice in one object");
+    EXPECT_EQ(parse_error("[{\"src\":1,\n\"src\":2}]"),
+              "in.json:2:5: the member \"src\" stands twice in one object");
     // The same name in two objects is no repetition.
     EXPECT_EQ(parse_error("[{\"src\":1,\"x\":{\"src\":2}},{\"src\":3}]"), "(no error)");
 }
@@ -71,7 +76,8 @@ TEST(json_input, nesting_has_a_bound) {
 }
 
 TEST(json_input, a_million_brackets_do_no_harm) {
-    EXPECT_EQ(parse_error(std::string(1000000, '[')), "in.json:1:65: values are nested more than 64 levels deep");
+    EXPECT_EQ(parse_error(std::string(1000000, '[')),
+              "in.json:1:65: values are nested more than 64 levels deep");
     std::string objects;
     for (int i = 0; i < 200000; ++i)
         objects += "{\"a\":";
@@ -85,14 +91,18 @@ TEST(json_input, a_value_tells_its_way_from_the_root) {
     EXPECT_EQ(entry.member("a/b~c", "an array").elements("an array")[1].place(),
               "in.json: entry 2 of 2 (/1/a~1b~0c/1)");
     const json_document object = parse_json({"in.json", R"({"routes": [1]})"}, "`ip`");
-    EXPECT_EQ(json_view(object).member("routes", "an array").elements("an array")[0].place(), "in.json: /routes/0");
+    EXPECT_EQ(json_view(object).member("routes", "an array").elements("an array")[0].place(),
+              "in.json: /routes/0");
     EXPECT_EQ(json_view(object).place(), "in.json");
 }
 
 TEST(json_input, wrong_values_are_refused_with_what_was_expected_and_found) {
-    const json_document list = parse_json({"in.json", R"([null, true, -1, 1.5, "x", [1, 2], {}])"}, "`ip`");
+    const json_document list =
+        parse_json({"in.json", R"([null, true, -1, 1.5, "x", [1, 2], {}])"}, "`ip`");
     const auto views = json_view(list).elements("an array");
-    const auto string_error = [&](std::size_t i) { return error_of([&] { views[i].string("a name"); }); };
+    const auto string_error = [&](std::size_t i) {
+        return error_of([&] { views[i].string("a name"); });
+    };
     EXPECT_EQ(string_error(0), "in.json: entry 1 of 7 (/0): expected a name, found null");
     EXPECT_EQ(string_error(1), "in.json: entry 2 of 7 (/1): expected a name, found true");
     EXPECT_EQ(string_error(2), "in.json: entry 3 of 7 (/2): expected a name, found the number -1");
@@ -104,14 +114,21 @@ TEST(json_input, wrong_values_are_refused_with_what_was_expected_and_found) {
 }
 
 TEST(json_input, numbers_are_held_to_their_range) {
-    const json_document list = parse_json({"in.json", "[0, 1, 255, 256, 4294967296, -1, 2.0]"}, "`ip`");
+    const json_document list =
+        parse_json({"in.json", "[0, 1, 255, 256, 4294967296, -1, 2.0]"}, "`ip`");
     const auto views = json_view(list).elements("an array");
-    const auto number_error = [&](std::size_t i) { return error_of([&] { views[i].number(1, 255, "a TTL"); }); };
-    EXPECT_EQ(number_error(0), "in.json: entry 1 of 7 (/0): expected a TTL from 1 to 255, found the number 0");
+    const auto number_error = [&](std::size_t i) {
+        return error_of([&] { views[i].number(1, 255, "a TTL"); });
+    };
+    EXPECT_EQ(number_error(0),
+              "in.json: entry 1 of 7 (/0): expected a TTL from 1 to 255, found the number 0");
     EXPECT_EQ(views[1].number(1, 255, "a TTL"), 1u);
     EXPECT_EQ(views[2].number(1, 255, "a TTL"), 255u);
-    EXPECT_EQ(number_error(3), "in.json: entry 4 of 7 (/3): expected a TTL from 1 to 255, found the number 256");
-    EXPECT_EQ(number_error(4), "in.json: entry 5 of 7 (/4): expected a TTL from 1 to 255, found the number 4294967296");
+    EXPECT_EQ(number_error(3),
+              "in.json: entry 4 of 7 (/3): expected a TTL from 1 to 255, found the number 256");
+    EXPECT_EQ(
+        number_error(4),
+        "in.json: entry 5 of 7 (/4): expected a TTL from 1 to 255, found the number 4294967296");
     EXPECT_EQ(number_error(5), "in.json: entry 6 of 7 (/5): expected a TTL, found the number -1");
     EXPECT_EQ(number_error(6), "in.json: entry 7 of 7 (/6): expected a TTL, found the number 2.0");
 }
@@ -120,24 +137,29 @@ TEST(json_input, a_missing_member_is_named_with_those_that_are_there) {
     const json_document list = parse_json({"in.json", R"([{"dst":1,"iif":2}, {}])"}, "`ip`");
     const auto views = json_view(list).elements("an array");
     EXPECT_EQ(error_of([&] { views[0].member("src", "the source"); }),
-              "in.json: entry 1 of 2 (/0): expected a member \"src\" (the source), found only \"dst\", \"iif\"");
+              "in.json: entry 1 of 2 (/0): expected a member \"src\" (the source), found only "
+              "\"dst\", \"iif\"");
     EXPECT_EQ(error_of([&] { views[1].member("src", "the source"); }),
-              "in.json: entry 2 of 2 (/1): expected a member \"src\" (the source), found an empty object");
+              "in.json: entry 2 of 2 (/1): expected a member \"src\" (the source), found an empty "
+              "object");
 }
 
 TEST(json_input, entries_of_an_inner_array_say_which_one_they_are) {
-    const json_document document = parse_json({"in.json", R"([{"a/b":[{"x":1},{"x":[true]}]}])"}, "`ip`");
+    const json_document document =
+        parse_json({"in.json", R"([{"a/b":[{"x":1},{"x":[true]}]}])"}, "`ip`");
     const json_view inner = json_view(document).elements("").at(0).member("a/b", "");
     EXPECT_EQ(inner.entry(), "");
     EXPECT_EQ(inner.place(), "in.json: entry 1 of 1 (/0/a~1b)");
     const json_view second = inner.entries("").at(1);
     EXPECT_EQ(second.entry(), "entry 2 of 2");
     EXPECT_EQ(second.pointer(), "/0/a~1b/1");
-    EXPECT_EQ(second.member("x", "").elements("").at(0).place(), "in.json: entry 2 of 2 (/0/a~1b/1/x/0)");
+    EXPECT_EQ(second.member("x", "").elements("").at(0).place(),
+              "in.json: entry 2 of 2 (/0/a~1b/1/x/0)");
 }
 
 TEST(json_input, members_and_truths_are_read_or_refused) {
-    const json_document document = parse_json({"in.json", R"({"yes":true,"no":false,"one":1})"}, "`ip`");
+    const json_document document =
+        parse_json({"in.json", R"({"yes":true,"no":false,"one":1})"}, "`ip`");
     const auto members = json_view(document).members("an object");
     ASSERT_EQ(members.size(), 3u);
     EXPECT_EQ(members[0].first, "no");

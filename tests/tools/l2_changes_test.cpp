@@ -6,7 +6,8 @@
 namespace feed {
 namespace {
 
-l2_entry entry_of(const char *group, std::vector<l2_port> ports, bool permanent = false, std::uint32_t bridge = 2) {
+l2_entry entry_of(const char *group, std::vector<l2_port> ports, bool permanent = false,
+                  std::uint32_t bridge = 2) {
     l2_entry entry;
     entry.key = {10, *parse_net_address(group), {}};
     entry.bridge = bridge;
@@ -17,8 +18,9 @@ l2_entry entry_of(const char *group, std::vector<l2_port> ports, bool permanent 
 
 // "add 239.1.1.1: 11 12", and what else there is to say of the record.
 std::string text_of(const l2_change &change) {
-    std::string text = fmt::format("{} {}:", change.operation == l2_operation::add ? "add" : "remove",
-                                   address_text(change.entry.key.group));
+    std::string text =
+        fmt::format("{} {}:", change.operation == l2_operation::add ? "add" : "remove",
+                    address_text(change.entry.key.group));
     for (const l2_port &port : change.entry.ports)
         text += fmt::format(" {}{}", port.if_index, port.flags == 0 ? "" : "+");
     text += change.entry.permanent ? " permanent" : "";
@@ -40,22 +42,27 @@ texts between(const entries &older, const entries &newer) {
 }
 
 TEST(l2_changes, a_download_adds_everything_in_order) {
-    EXPECT_EQ(texts_of(all_added({entry_of("239.1.1.1", {{11, 0}, {12, 0}}), entry_of("239.1.1.2", {}, true)})),
+    EXPECT_EQ(texts_of(all_added(
+                  {entry_of("239.1.1.1", {{11, 0}, {12, 0}}), entry_of("239.1.1.2", {}, true)})),
               (texts{"add 239.1.1.1: 11 12", "add 239.1.1.2: permanent"}));
     EXPECT_TRUE(all_added({}).empty());
 }
 
 TEST(l2_changes, what_is_the_same_is_not_sent) {
-    const entries some = {entry_of("239.1.1.1", {{11, 0}}), entry_of("239.1.1.2", {}), entry_of("239.1.1.3", {}, true)};
+    const entries some = {entry_of("239.1.1.1", {{11, 0}}), entry_of("239.1.1.2", {}),
+                          entry_of("239.1.1.3", {}, true)};
     EXPECT_EQ(between(some, some), texts{});
 }
 
 TEST(l2_changes, ports_that_come_are_added_and_ports_that_go_removed) {
-    EXPECT_EQ(between({entry_of("239.1.1.1", {{11, 0}})}, {entry_of("239.1.1.1", {{11, 0}, {12, 0}})}),
-              texts{"add 239.1.1.1: 12"});
-    EXPECT_EQ(between({entry_of("239.1.1.1", {{11, 0}, {12, 0}})}, {entry_of("239.1.1.1", {{11, 0}})}),
-              texts{"remove 239.1.1.1: 12"});
-    EXPECT_EQ(between({entry_of("239.1.1.1", {{11, 0}, {12, 0}})}, {entry_of("239.1.1.1", {{12, 0}, {13, 0}})}),
+    EXPECT_EQ(
+        between({entry_of("239.1.1.1", {{11, 0}})}, {entry_of("239.1.1.1", {{11, 0}, {12, 0}})}),
+        texts{"add 239.1.1.1: 12"});
+    EXPECT_EQ(
+        between({entry_of("239.1.1.1", {{11, 0}, {12, 0}})}, {entry_of("239.1.1.1", {{11, 0}})}),
+        texts{"remove 239.1.1.1: 12"});
+    EXPECT_EQ(between({entry_of("239.1.1.1", {{11, 0}, {12, 0}})},
+                      {entry_of("239.1.1.1", {{12, 0}, {13, 0}})}),
               (texts{"remove 239.1.1.1: 11", "add 239.1.1.1: 13"}));
     // Another kind of port at the same index.
     EXPECT_EQ(between({entry_of("239.1.1.1", {{11, 0}})}, {entry_of("239.1.1.1", {{11, 4}})}),
@@ -63,7 +70,8 @@ TEST(l2_changes, ports_that_come_are_added_and_ports_that_go_removed) {
 }
 
 TEST(l2_changes, entries_come_and_go_with_their_ports) {
-    EXPECT_EQ(between({entry_of("239.1.1.1", {{11, 0}, {12, 4}}, true)}, {entry_of("239.1.1.2", {{13, 0}})}),
+    EXPECT_EQ(between({entry_of("239.1.1.1", {{11, 0}, {12, 4}}, true)},
+                      {entry_of("239.1.1.2", {{13, 0}})}),
               (texts{"remove 239.1.1.1: 11 12+ permanent", "add 239.1.1.2: 13"}));
     // One without ports is removed by a record without ports.
     EXPECT_EQ(between({entry_of("239.1.1.1", {})}, {}), texts{"remove 239.1.1.1:"});
@@ -73,28 +81,34 @@ TEST(l2_changes, entries_come_and_go_with_their_ports) {
 TEST(l2_changes, an_entry_that_loses_its_last_port_and_stays_is_made_again) {
     EXPECT_EQ(between({entry_of("239.1.1.1", {{11, 0}})}, {entry_of("239.1.1.1", {})}),
               (texts{"remove 239.1.1.1: 11", "add 239.1.1.1:"}));
-    EXPECT_EQ(between({entry_of("239.1.1.1", {})}, {entry_of("239.1.1.1", {{11, 0}})}), texts{"add 239.1.1.1: 11"});
+    EXPECT_EQ(between({entry_of("239.1.1.1", {})}, {entry_of("239.1.1.1", {{11, 0}})}),
+              texts{"add 239.1.1.1: 11"});
     // With another port it is made again by the record that adds it.
     EXPECT_EQ(between({entry_of("239.1.1.1", {{11, 0}})}, {entry_of("239.1.1.1", {{12, 0}})}),
               (texts{"remove 239.1.1.1: 11", "add 239.1.1.1: 12"}));
 }
 
 TEST(l2_changes, an_entry_of_another_bridge_or_permanence_is_made_anew) {
-    EXPECT_EQ(between({entry_of("239.1.1.1", {{11, 0}, {12, 0}})}, {entry_of("239.1.1.1", {{11, 0}}, true)}),
+    EXPECT_EQ(between({entry_of("239.1.1.1", {{11, 0}, {12, 0}})},
+                      {entry_of("239.1.1.1", {{11, 0}}, true)}),
               (texts{"remove 239.1.1.1: 11 12", "add 239.1.1.1: 11 permanent"}));
-    EXPECT_EQ(between({entry_of("239.1.1.1", {{11, 0}})}, {entry_of("239.1.1.1", {{11, 0}}, false, 3)}),
-              (texts{"remove 239.1.1.1: 11", "add 239.1.1.1: 11 on 3"}));
+    EXPECT_EQ(
+        between({entry_of("239.1.1.1", {{11, 0}})}, {entry_of("239.1.1.1", {{11, 0}}, false, 3)}),
+        (texts{"remove 239.1.1.1: 11", "add 239.1.1.1: 11 on 3"}));
     EXPECT_EQ(between({entry_of("239.1.1.1", {}, true)}, {entry_of("239.1.1.1", {})}),
               (texts{"remove 239.1.1.1: permanent", "add 239.1.1.1:"}));
 }
 
 TEST(l2_changes, removals_go_first_each_in_the_order_of_the_keys) {
-    const entries older = {entry_of("239.1.1.1", {{11, 0}}), entry_of("239.1.1.2", {{11, 0}, {12, 0}}),
+    const entries older = {entry_of("239.1.1.1", {{11, 0}}),
+                           entry_of("239.1.1.2", {{11, 0}, {12, 0}}),
                            entry_of("239.1.1.3", {{11, 0}})};
     const entries newer = {entry_of("239.1.1.0", {{11, 0}}), entry_of("239.1.1.2", {{12, 0}}),
-                           entry_of("239.1.1.3", {{11, 0}, {12, 0}}), entry_of("239.1.1.4", {{11, 0}})};
-    EXPECT_EQ(between(older, newer), (texts{"remove 239.1.1.1: 11", "remove 239.1.1.2: 11", "add 239.1.1.0: 11",
-                                            "add 239.1.1.3: 12", "add 239.1.1.4: 11"}));
+                           entry_of("239.1.1.3", {{11, 0}, {12, 0}}),
+                           entry_of("239.1.1.4", {{11, 0}})};
+    EXPECT_EQ(between(older, newer),
+              (texts{"remove 239.1.1.1: 11", "remove 239.1.1.2: 11", "add 239.1.1.0: 11",
+                     "add 239.1.1.3: 12", "add 239.1.1.4: 11"}));
 }
 
 TEST(l2_changes, the_source_and_the_vlan_are_of_the_key) {

@@ -60,16 +60,17 @@ TEST(l2_message, an_ipv4_record_with_a_source_has_every_field_in_its_place) {
     const bytes expected = {// type, 7 reserved bytes, the length, which the library writes
                             21, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
                             // bridge, two words, VLAN, a word, permanent
-                            0x14, 0x13, 0x12, 0x11, 0, 0, 0, 0, 0, 0, 0, 0, 0xa1, 0x0f, 0, 0, 0, 0, 0, 0, 1, 0,
+                            0x14, 0x13, 0x12, 0x11, 0, 0, 0, 0, 0, 0, 0, 0, 0xa1, 0x0f, 0, 0, 0, 0,
+                            0, 0, 1, 0,
                             // group: kind 4, the number 0xef112233
                             4, 0, 0, 0, 0x33, 0x22, 0x11, 0xef, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
                             // source: kind 4, the number 0x0a141e28
                             4, 0, 0, 0, 0x28, 0x1e, 0x14, 0x0a, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
                             // two ports: kind 2, flags, two words, index
                             2, 0, 0, 0, //
-                            2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x54, 0x53, 0x52, 0x51, 0, 0, 0, 0, 0, 0, 0,
-                            0, 0, 0, 0, 0, 2, 0, 0, 0, 4, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x64, 0x63, 0x62, 0x61, 0, 0,
-                            0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
+                            2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x54, 0x53, 0x52, 0x51,
+                            0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, 4, 0, 0, 0, 0, 0, 0, 0,
+                            0, 0, 0, 0, 0x64, 0x63, 0x62, 0x61, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
                             // the fixed part's last two bytes, behind the ports
                             0, 0};
     EXPECT_EQ(record_of(change), expected);
@@ -86,18 +87,20 @@ TEST(l2_message, an_ipv4_record_for_any_source_has_a_source_of_zeros) {
 }
 
 TEST(l2_message, an_ipv6_record_has_its_addresses_as_they_are) {
-    l2_change change =
-        change_of("ff3e:1213:1415:1617:1819:1a1b:1c1d:1e1f", "2001:2223:2425:2627:2829:2a2b:2c2d:2e2f", {{7, 0}});
+    l2_change change = change_of("ff3e:1213:1415:1617:1819:1a1b:1c1d:1e1f",
+                                 "2001:2223:2425:2627:2829:2a2b:2c2d:2e2f", {{7, 0}});
     change.operation = l2_operation::remove;
-    const bytes expected = {
-        22, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, //
-        2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0, 0, 0, 0, 0,
-        // group and source, both of kind 8
-        8, 0, 0, 0, 0xff, 0x3e, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17, 0x18, 0x19, 0x1a, 0x1b, 0x1c, 0x1d, 0x1e, 0x1f, //
-        8, 0, 0, 0, 0x20, 0x01, 0x22, 0x23, 0x24, 0x25, 0x26, 0x27, 0x28, 0x29, 0x2a, 0x2b, 0x2c, 0x2d, 0x2e, 0x2f, //
-        1, 0, 0, 0,                                                                                                 //
-        2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 7, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,             //
-        0, 0};
+    const bytes expected = {22, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, //
+                            2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0, 0, 0, 0, 0,
+                            // group and source, both of kind 8
+                            8, 0, 0, 0, 0xff, 0x3e, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17, 0x18, 0x19,
+                            0x1a, 0x1b, 0x1c, 0x1d, 0x1e, 0x1f, //
+                            8, 0, 0, 0, 0x20, 0x01, 0x22, 0x23, 0x24, 0x25, 0x26, 0x27, 0x28, 0x29,
+                            0x2a, 0x2b, 0x2c, 0x2d, 0x2e, 0x2f, //
+                            1, 0, 0, 0,                         //
+                            2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 7, 0, 0, 0, 0, 0, 0, 0,
+                            0, 0, 0, 0, 0, 0, 0, 0, //
+                            0, 0};
     EXPECT_EQ(record_of(change), expected);
 }
 
@@ -115,8 +118,9 @@ TEST(l2_message, a_mac_record_has_six_bytes_of_address_and_no_source) {
     const bytes expected = {21, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, //
                             2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0, 0, 0, 0, 0,
                             // group and source, both of kind 2
-                            2, 0, 0, 0, 0x01, 0x1b, 0x19, 0x2a, 0x3b, 0x4c, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, //
-                            2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,                   //
+                            2, 0, 0, 0, 0x01, 0x1b, 0x19, 0x2a, 0x3b, 0x4c, 0, 0, 0, 0, 0, 0, 0, 0,
+                            0, 0,                                                       //
+                            2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, //
                             0, 0, 0, 0, 0, 0};
     EXPECT_EQ(record_of(change_of("01:1b:19:2a:3b:4c", nullptr, {})), expected);
 }
@@ -158,12 +162,14 @@ TEST(l2_message, a_record_larger_than_a_message_may_be_gets_one_of_its_own) {
 TEST(l2_message, starts_zeroed_each_time) {
     message_log log;
     l2_messages messages(8 + record_bytes(2), false, log.sender());
-    ASSERT_TRUE(messages.add(change_of("ff3e::1", "2001:db8::1", {{0xffffffff, 4}, {0xffffffff, 4}})));
+    ASSERT_TRUE(
+        messages.add(change_of("ff3e::1", "2001:db8::1", {{0xffffffff, 4}, {0xffffffff, 4}})));
     ASSERT_TRUE(messages.add(change_of("01:00:5e:00:00:01", nullptr, {{1, 0}})));
     ASSERT_TRUE(messages.finish());
     ASSERT_EQ(log.messages.size(), 2u);
     const bytes &second = log.messages[1].content;
-    EXPECT_EQ(bytes(second.begin() + 8 + 44, second.begin() + 8 + 54), bytes(10, 0)); // behind the MAC address
+    EXPECT_EQ(bytes(second.begin() + 8 + 44, second.begin() + 8 + 54),
+              bytes(10, 0)); // behind the MAC address
     EXPECT_EQ(bytes(second.begin() + 8 + 58, second.begin() + 8 + 74), bytes(16, 0)); // the source
     EXPECT_EQ(bytes(second.end() - 2, second.end()), bytes(2, 0));
 }

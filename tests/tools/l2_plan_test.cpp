@@ -8,11 +8,13 @@
 namespace feed {
 namespace {
 
-const interface_source links = recorded_links("links.json", {{"br10", 2}, {"a", 11}, {"b", 12}, {"c", 13}});
+const interface_source links =
+    recorded_links("links.json", {{"br10", 2}, {"a", 11}, {"b", 12}, {"c", 13}});
 
 l2_plan plan_of(const std::string &entries, const bridge_vlans &vlans = {}) {
     const mdb_table table = mdb_of(entries);
-    return plan_l2(table, kernel_numbering(interface_indexes(interface_uses(table), links, false)), vlans);
+    return plan_l2(table, kernel_numbering(interface_indexes(interface_uses(table), links, false)),
+                   vlans);
 }
 
 std::string plan_error(const std::string &entries) {
@@ -20,8 +22,10 @@ std::string plan_error(const std::string &entries) {
 }
 
 // One entry of br10, whose index is 2.
-std::string entry(const char *port, const char *group, const char *state = "temp", const char *rest = "") {
-    return fmt::format(R"({{"index":2,"dev":"br10","port":"{}","grp":"{}","state":"{}"{}}})", port, group, state, rest);
+std::string entry(const char *port, const char *group, const char *state = "temp",
+                  const char *rest = "") {
+    return fmt::format(R"({{"index":2,"dev":"br10","port":"{}","grp":"{}","state":"{}"{}}})", port,
+                       group, state, rest);
 }
 
 using ports = std::vector<l2_port>;
@@ -40,9 +44,10 @@ TEST(l2_plan, gathers_the_ports_of_an_entry) {
 
 TEST(l2_plan, tells_entries_apart_by_vlan_group_and_source_and_sorts_them) {
     const l2_plan plan = plan_of(
-        entry("a", "01:1b:19:00:00:00") + "," + entry("a", "ff0e::1") + "," + entry("a", "239.1.1.2") + "," +
-        entry("a", "239.1.1.1", "temp", R"(,"vid":9)") + "," + entry("a", "239.1.1.1", "temp", R"(,"src":"10.0.0.9")") +
-        "," + entry("a", "239.1.1.1", "temp", R"(,"src":"9.0.0.10")") + "," + entry("a", "239.1.1.1"));
+        entry("a", "01:1b:19:00:00:00") + "," + entry("a", "ff0e::1") + "," +
+        entry("a", "239.1.1.2") + "," + entry("a", "239.1.1.1", "temp", R"(,"vid":9)") + "," +
+        entry("a", "239.1.1.1", "temp", R"(,"src":"10.0.0.9")") + "," +
+        entry("a", "239.1.1.1", "temp", R"(,"src":"9.0.0.10")") + "," + entry("a", "239.1.1.1"));
     std::vector<std::string> keys;
     for (const l2_entry &entry : plan.entries)
         keys.push_back(fmt::format("{} from {}", key_text(entry.key), entry.entry));
@@ -55,14 +60,19 @@ TEST(l2_plan, tells_entries_apart_by_vlan_group_and_source_and_sorts_them) {
 }
 
 TEST(l2_plan, one_permanent_port_makes_the_entry_permanent) {
-    EXPECT_TRUE(plan_of(entry("a", "239.1.1.1") + "," + entry("b", "239.1.1.1", "permanent")).entries[0].permanent);
-    EXPECT_TRUE(plan_of(entry("a", "239.1.1.1", "permanent") + "," + entry("b", "239.1.1.1")).entries[0].permanent);
+    EXPECT_TRUE(plan_of(entry("a", "239.1.1.1") + "," + entry("b", "239.1.1.1", "permanent"))
+                    .entries[0]
+                    .permanent);
+    EXPECT_TRUE(plan_of(entry("a", "239.1.1.1", "permanent") + "," + entry("b", "239.1.1.1"))
+                    .entries[0]
+                    .permanent);
 }
 
 TEST(l2_plan, leaves_out_ports_that_the_kernel_does_not_send_to_but_not_their_entry) {
-    const l2_plan plan = plan_of(entry("a", "239.1.1.1", "temp", R"(,"filter_mode":"include")") + "," +
-                                 entry("b", "239.1.1.2", "temp", R"(,"src":"10.0.0.9","flags":["blocked"])") + "," +
-                                 entry("c", "239.1.1.2", "temp", R"(,"src":"10.0.0.9")"));
+    const l2_plan plan =
+        plan_of(entry("a", "239.1.1.1", "temp", R"(,"filter_mode":"include")") + "," +
+                entry("b", "239.1.1.2", "temp", R"(,"src":"10.0.0.9","flags":["blocked"])") + "," +
+                entry("c", "239.1.1.2", "temp", R"(,"src":"10.0.0.9")"));
     ASSERT_EQ(plan.entries.size(), 2u);
     EXPECT_EQ(plan.entries[0].ports, ports{});
     EXPECT_EQ(plan.entries[1].ports, (ports{{13, 0}}));
@@ -76,8 +86,8 @@ TEST(l2_plan, a_port_that_stands_in_an_entry_for_each_receiver_is_one_port) {
 
 TEST(l2_plan, the_vlan_is_the_vid_or_named_or_in_the_bridges_name) {
     const auto vlan = [](const std::string &bridge, const char *rest, const bridge_vlans &vlans) {
-        const std::string text =
-            R"({"index":7,"dev":")" + bridge + R"(","port":"a","grp":"239.1.1.1","state":"temp")" + rest + "}";
+        const std::string text = R"({"index":7,"dev":")" + bridge +
+                                 R"(","port":"a","grp":"239.1.1.1","state":"temp")" + rest + "}";
         return plan_of(text, vlans).entries.at(0).key.vlan;
     };
     EXPECT_EQ(vlan("br1", "", {}), 1u);
@@ -94,33 +104,42 @@ TEST(l2_plan, a_bridge_without_a_vlan_is_refused) {
         EXPECT_EQ(plan_error(entry("a", "239.1.1.1") + R"(,{"index":7,"dev":")" + bridge +
                              R"(","port":"a","grp":"239.1.1.1","state":"temp"})"),
                   "mdb.json: entry 2 of 2 (/0/mdb/1/dev): the bridge \"" + bridge +
-                      "\" has no VLAN in its name, as br10 has, and its entry no \"vid\"; name the VLAN with --vlan " +
+                      "\" has no VLAN in its name, as br10 has, and its entry no \"vid\"; name the "
+                      "VLAN with --vlan " +
                       bridge + "=N, or take other bridges alone with --bridge NAME");
     }
 }
 
 TEST(l2_plan, entries_that_contradict_each_other_are_refused) {
-    EXPECT_EQ(plan_error(entry("a", "239.1.1.1") +
-                         R"(,{"index":3,"dev":"br1","port":"b","grp":"239.1.1.1","state":"temp","vid":10})"),
-              "mdb.json: entry 2 of 2 (/0/mdb/1/dev): (*, 239.1.1.1) in VLAN 10 is on the bridge \"br1\" here and on "
-              "\"br10\" in entry 1 of 2; an entry has one bridge");
+    EXPECT_EQ(
+        plan_error(
+            entry("a", "239.1.1.1") +
+            R"(,{"index":3,"dev":"br1","port":"b","grp":"239.1.1.1","state":"temp","vid":10})"),
+        "mdb.json: entry 2 of 2 (/0/mdb/1/dev): (*, 239.1.1.1) in VLAN 10 is on the bridge \"br1\" "
+        "here and on "
+        "\"br10\" in entry 1 of 2; an entry has one bridge");
     EXPECT_EQ(
         plan_error(entry("a", "239.1.1.1") +
                    R"(,{"index":3,"dev":"br10","port":"b","grp":"239.1.1.2","state":"temp"})"),
-        "mdb.json: entry 2 of 2 (/0/mdb/1/index): the bridge \"br10\" has the index 3 here and 2 in entry 1 of 2");
-    EXPECT_EQ(
-        plan_error(entry("b", "239.1.1.1") + "," + entry("a", "239.1.1.1") + "," + entry("if12", "239.1.1.1")),
-        "mdb.json: entry 3 of 3 (/0/mdb/2/port): the port \"if12\" of (*, 239.1.1.1) in VLAN 10 has the index 12, "
-        "and so has \"b\" in entry 1 of 3");
+        "mdb.json: entry 2 of 2 (/0/mdb/1/index): the bridge \"br10\" has the index 3 here and 2 "
+        "in entry 1 of 2");
+    EXPECT_EQ(plan_error(entry("b", "239.1.1.1") + "," + entry("a", "239.1.1.1") + "," +
+                         entry("if12", "239.1.1.1")),
+              "mdb.json: entry 3 of 3 (/0/mdb/2/port): the port \"if12\" of (*, 239.1.1.1) in VLAN "
+              "10 has the index 12, "
+              "and so has \"b\" in entry 1 of 3");
     EXPECT_EQ(plan_error(entry("br10", "239.1.1.1") + "," + entry("if2", "239.1.1.1")),
-              "mdb.json: entry 2 of 2 (/0/mdb/1/port): the port \"if2\" of (*, 239.1.1.1) in VLAN 10 has the index 2, "
+              "mdb.json: entry 2 of 2 (/0/mdb/1/port): the port \"if2\" of (*, 239.1.1.1) in VLAN "
+              "10 has the index 2, "
               "and so has \"br10\" in entry 1 of 2");
 }
 
 TEST(l2_plan, a_port_that_nobody_knows_is_refused) {
     EXPECT_EQ(plan_error(entry("a", "239.1.1.1") + "," + entry("x", "239.1.1.1")),
-              "mdb.json: entry 2 of 2 (/0/mdb/1/port): links.json has no interface \"x\", so the two recordings do "
-              "not belong together; give the links that were recorded with this table, or have unknown names numbered "
+              "mdb.json: entry 2 of 2 (/0/mdb/1/port): links.json has no interface \"x\", so the "
+              "two recordings do "
+              "not belong together; give the links that were recorded with this table, or have "
+              "unknown names numbered "
               "with --number-interfaces");
 }
 
@@ -128,19 +147,21 @@ TEST(l2_plan, links_of_another_machine_are_refused) {
     const mdb_table table = mdb_of(entry("a", "239.1.1.1"));
     check_bridges(table, links);
     check_bridges(table, recorded_links("none.json", {}));
-    EXPECT_EQ(
-        error_of([&] {
-            check_bridges(table, recorded_links("other.json", {{"br10", 3}}));
-        }),
-        "mdb.json: entry 1 of 1 (/0/mdb/0/index): the bridge \"br10\" has the index 2 here, and other.json says 3: "
-        "they do not belong together");
+    EXPECT_EQ(error_of([&] {
+                  check_bridges(table, recorded_links("other.json", {{"br10", 3}}));
+              }),
+              "mdb.json: entry 1 of 1 (/0/mdb/0/index): the bridge \"br10\" has the index 2 here, "
+              "and other.json says 3: "
+              "they do not belong together");
 }
 
 TEST(l2_plan, hands_on_what_was_left_out) {
-    const mdb_table table = parse_mdb(
-        {"mdb.json", mdb_text(entry("a", "239.1.1.1") + R"(,{"dev":"docker0"})", R"({"br10":[{"port":"a"}]})")},
-        {"br10"});
-    const l2_plan plan = plan_l2(table, kernel_numbering(interface_indexes(interface_uses(table), links, false)), {});
+    const mdb_table table =
+        parse_mdb({"mdb.json", mdb_text(entry("a", "239.1.1.1") + R"(,{"dev":"docker0"})",
+                                        R"({"br10":[{"port":"a"}]})")},
+                  {"br10"});
+    const l2_plan plan = plan_l2(
+        table, kernel_numbering(interface_indexes(interface_uses(table), links, false)), {});
     EXPECT_EQ(plan.router_ports, 1u);
     EXPECT_EQ(plan.other_bridges, 1u);
     EXPECT_EQ(bridge_indexes(table), std::set<std::uint32_t>{2});

@@ -1,4 +1,5 @@
-// The recordings of a real kernel, as `bridge` printed them; the expectations are read from the files by eye.
+// The recordings of a real kernel, as `bridge` printed them; the expectations are read from the
+// files by eye.
 #include "l2_changes.h"
 #include "l2_plan.h"
 
@@ -14,7 +15,9 @@ public:
     explicit sample(const std::string &name)
         : table(parse_mdb(read_text(path(name, "mdb")), {})),
           source(choose_source(false, path(name, "links"))),
-          plan(plan_l2(table, kernel_numbering(interface_indexes(interface_uses(table), source, false)), {})) {
+          plan(plan_l2(table,
+                       kernel_numbering(interface_indexes(interface_uses(table), source, false)),
+                       {})) {
         check_bridges(table, source);
     }
 
@@ -22,12 +25,13 @@ public:
         l2_key key = {vlan, *parse_net_address(group), {}};
         if (from != nullptr)
             key.source = parse_ip(from);
-        const auto found =
-            std::find_if(plan.entries.begin(), plan.entries.end(), [&](const l2_entry &one) { return one.key == key; });
+        const auto found = std::find_if(plan.entries.begin(), plan.entries.end(),
+                                        [&](const l2_entry &one) { return one.key == key; });
         return found == plan.entries.end() ? nullptr : &*found;
     }
 
-    // "10: 101 102", the bridge and its ports, with a + behind the bridge itself; "none" when it is not there.
+    // "10: 101 102", the bridge and its ports, with a + behind the bridge itself; "none" when it is
+    // not there.
     std::string text(std::uint32_t vlan, const char *group, const char *from = nullptr) const {
         const l2_entry *entry = find(vlan, group, from);
         return entry == nullptr ? "none" : fmt::format("{}:{}", entry->bridge, ports_text(*entry));
@@ -67,8 +71,10 @@ TEST(l2_samples, snooping_has_every_kind_of_entry) {
     const auto count = [&](auto &&is) {
         return std::count_if(snooping.plan.entries.begin(), snooping.plan.entries.end(), is);
     };
-    EXPECT_EQ(count([](const l2_entry &entry) { return entry.key.group.kind == address_kind::ipv6; }), 6);
-    EXPECT_EQ(count([](const l2_entry &entry) { return entry.key.group.kind == address_kind::mac; }), 5);
+    EXPECT_EQ(
+        count([](const l2_entry &entry) { return entry.key.group.kind == address_kind::ipv6; }), 6);
+    EXPECT_EQ(
+        count([](const l2_entry &entry) { return entry.key.group.kind == address_kind::mac; }), 5);
     EXPECT_EQ(count([](const l2_entry &entry) { return entry.key.source.has_value(); }), 10);
     EXPECT_EQ(count([](const l2_entry &entry) { return entry.permanent; }), 18);
     EXPECT_EQ(count([](const l2_entry &entry) { return entry.ports.empty(); }), 2);
@@ -77,7 +83,8 @@ TEST(l2_samples, snooping_has_every_kind_of_entry) {
 
 TEST(l2_samples, snooping_entries_are_those_of_the_file) {
     const sample snooping("snooping");
-    // br10 is 10; lan1 to lan6 are 101 to 106, tv1 to tv5 111 to 115, cam1 is 121, plc1 125, up30 126, guest2 132.
+    // br10 is 10; lan1 to lan6 are 101 to 106, tv1 to tv5 111 to 115, cam1 is 121, plc1 125, up30
+    // 126, guest2 132.
     EXPECT_EQ(snooping.text(10, "239.255.255.250"), "10: 10+ 101 102 105 106");
     EXPECT_EQ(snooping.text(10, "ff02::6a"), "10: 10+");
     EXPECT_EQ(snooping.text(10, "ff0e::101"), "10: 103 104 permanent");
@@ -105,7 +112,8 @@ TEST(l2_samples, snooping_has_entries_that_go_to_fewer_ports_than_stand_in_them)
 
 TEST(l2_samples, from_snooping_to_snooping_later_are_these_records) {
     std::vector<std::string> texts;
-    for (const l2_change &change : changes(sample("snooping").plan.entries, sample("snooping-later").plan.entries)) {
+    for (const l2_change &change :
+         changes(sample("snooping").plan.entries, sample("snooping-later").plan.entries)) {
         texts.push_back(fmt::format("{} {}:{}", change.operation == l2_operation::add ? "+" : "-",
                                     key_text(change.entry.key), sample::ports_text(change.entry)));
     }

@@ -18,25 +18,30 @@ TEST(links, gives_the_index_of_every_name) {
 }
 
 TEST(links, anything_else_is_refused_with_its_place) {
-    EXPECT_EQ(links_error("{}"),
-              "links.json: expected an array of interfaces, the output of `ip -j link show`, found an object");
-    EXPECT_EQ(links_error("[7]"),
-              "links.json: entry 1 of 1 (/0): expected an interface, an object, found the number 7");
+    EXPECT_EQ(links_error("{}"), "links.json: expected an array of interfaces, the output of `ip "
+                                 "-j link show`, found an object");
+    EXPECT_EQ(
+        links_error("[7]"),
+        "links.json: entry 1 of 1 (/0): expected an interface, an object, found the number 7");
     EXPECT_EQ(links_error(R"([{"src":"10.0.0.1","dst":"239.1.1.1"}])"),
-              "links.json: entry 1 of 1 (/0): expected a member \"ifname\" (the interface's name), found only \"dst\", "
+              "links.json: entry 1 of 1 (/0): expected a member \"ifname\" (the interface's name), "
+              "found only \"dst\", "
               "\"src\"");
     EXPECT_EQ(links_error(R"([{"ifname":"lo"}])"),
-              "links.json: entry 1 of 1 (/0): expected a member \"ifindex\" (the interface's index), found only "
+              "links.json: entry 1 of 1 (/0): expected a member \"ifindex\" (the interface's "
+              "index), found only "
               "\"ifname\"");
-    EXPECT_EQ(links_error(R"([{"ifname":4,"ifindex":4}])"),
-              "links.json: entry 1 of 1 (/0/ifname): expected the interface's name, found the number 4");
     EXPECT_EQ(
-        links_error(R"([{"ifname":"lo","ifindex":0}])"),
-        "links.json: entry 1 of 1 (/0/ifindex): expected an interface index from 1 to 2147483647, found the number "
-        "0");
+        links_error(R"([{"ifname":4,"ifindex":4}])"),
+        "links.json: entry 1 of 1 (/0/ifname): expected the interface's name, found the number 4");
+    EXPECT_EQ(links_error(R"([{"ifname":"lo","ifindex":0}])"),
+              "links.json: entry 1 of 1 (/0/ifindex): expected an interface index from 1 to "
+              "2147483647, found the number "
+              "0");
     EXPECT_EQ(links_error(R"([{"ifname":"lo","ifindex":1},{"ifname":"lo","ifindex":2}])"),
               "links.json: entry 2 of 2 (/1/ifname): the interface \"lo\" stands twice");
-    EXPECT_EQ(links_error(""), "links.json: is empty, not even an empty JSON value; did `ip -j link show` fail?");
+    EXPECT_EQ(links_error(""),
+              "links.json: is empty, not even an empty JSON value; did `ip -j link show` fail?");
 }
 
 } // namespace

@@ -39,7 +39,8 @@ protected:
         desk.answers.emplace_back(fake_answer(word_bytes(words), opcode));
     }
     // Of one entry, for the cookie-th request of the session.
-    void allocated(std::uint32_t cookie, std::uint32_t tag, std::uint32_t index, std::uint32_t interfaces) {
+    void allocated(std::uint32_t cookie, std::uint32_t tag, std::uint32_t index,
+                   std::uint32_t interfaces) {
         answer({of_allocation, 0, cookie, 1, tag, index, interfaces, 0}, ltl_allocation);
     }
 
@@ -53,13 +54,15 @@ TEST_F(a_book, follows_what_comes_changes_and_goes) {
     answer({of_modification, 0, 4, 1, 0x4001, 2, 1, 0}, ltl_modification);
     allocated(5, 3, 0x4000, 0);
     client_session client({});
-    book.follow(client, {entry_of(10, 0xef010101, {port1}), entry_of(10, 0xef010102, {port1, port2})});
+    book.follow(client,
+                {entry_of(10, 0xef010101, {port1}), entry_of(10, 0xef010102, {port1, port2})});
     EXPECT_EQ(rows_of(book.all()),
               (texts{"0x4000 VLAN 10 tag 1: 68010100", "0x4001 VLAN 10 tag 2: 68010100 68010200"}));
     book.follow(client, {entry_of(10, 0xef010102, {port2}), entry_of(20, 0xef010103, {})});
-    EXPECT_EQ(rows_of(book.all()), (texts{"0x4001 VLAN 10 tag 2: 68010200", "0x4000 VLAN 20 tag 3:"}));
-    ASSERT_EQ(sent_opcodes(),
-              (opcodes{registration, ltl_allocation, ltl_allocation, ltl_release, ltl_modification, ltl_allocation}));
+    EXPECT_EQ(rows_of(book.all()),
+              (texts{"0x4001 VLAN 10 tag 2: 68010200", "0x4000 VLAN 20 tag 3:"}));
+    ASSERT_EQ(sent_opcodes(), (opcodes{registration, ltl_allocation, ltl_allocation, ltl_release,
+                                       ltl_modification, ltl_allocation}));
     EXPECT_EQ(desk.requests[2].payload, word_bytes({2, 1, 10, 2, 2, port1, port2}));
     EXPECT_EQ(desk.requests[3].payload, word_bytes({3, 1, 0x4000, 1, 0}));
     EXPECT_EQ(desk.requests[4].payload, word_bytes({4, 1, 0x4001, 2, 1, port2}));
@@ -89,8 +92,9 @@ TEST_F(a_book, takes_no_second_answer_for_another_request) {
     client_session client({});
     book.follow(client, {entry_of(10, 0xef010101, {port1}), entry_of(10, 0xef010102, {port1}),
                          entry_of(10, 0xef010103, {port1})});
-    EXPECT_EQ(rows_of(book.all()), (texts{"0x4000 VLAN 10 tag 1: 68010100", "0x4001 VLAN 10 tag 2: 68010100",
-                                          "0x4002 VLAN 10 tag 3: 68010100"}));
+    EXPECT_EQ(rows_of(book.all()),
+              (texts{"0x4000 VLAN 10 tag 1: 68010100", "0x4001 VLAN 10 tag 2: 68010100",
+                     "0x4002 VLAN 10 tag 3: 68010100"}));
 }
 
 TEST_F(a_book, goes_on_where_something_is_refused) {
@@ -100,11 +104,11 @@ TEST_F(a_book, goes_on_where_something_is_refused) {
     client_session client({});
     book.follow(client, {entry_of(10, 0xef010101, {port1}), entry_of(20, 0xef010102, {port1})});
     book.follow(client, {});
-    EXPECT_EQ(
-        book.refusals(),
-        (texts{"the LTL manager refused the LTL allocation for VLAN 20 with tag 2: the pool is exhausted (status 3)",
-               "the LTL manager refused the LTL release of LTL 0x4000 with tag 1: the tag does not match (status "
-               "4)"}));
+    EXPECT_EQ(book.refusals(), (texts{"the LTL manager refused the LTL allocation for VLAN 20 with "
+                                      "tag 2: the pool is exhausted (status 3)",
+                                      "the LTL manager refused the LTL release of LTL 0x4000 with "
+                                      "tag 1: the tag does not match (status "
+                                      "4)"}));
     EXPECT_EQ(rows_of(book.all()), (texts{"0x4000 VLAN 10 tag 1: 68010100"})) << "it is still held";
     EXPECT_EQ(book.requests(), 3u);
 }
@@ -131,13 +135,16 @@ ltl held_ltl() {
 }
 
 TEST(held_ltls, are_read_from_what_vellsim_shows) {
-    const auto ltls = parse_held_ltls({"held.json", R"({"ltl":[{"index":16384,"vlan":10,"tag":4294967295,"client":1,
+    const auto ltls = parse_held_ltls(
+        {"held.json", R"({"ltl":[{"index":16384,"vlan":10,"tag":4294967295,"client":1,
         "pid":7,"interfaces":[{"if_index":1744896512},{"if_index":1744896256}]}],"pool":{}})"});
     EXPECT_EQ(rows_of(ltls), (texts{"0x4000 VLAN 10 tag 4294967295: 68010100 68010200"}));
 }
 
 TEST(held_ltls, that_are_something_else_are_refused) {
-    const auto error = [](const char *text) { return error_of([&] { parse_held_ltls({"held.json", text}); }); };
+    const auto error = [](const char *text) {
+        return error_of([&] { parse_held_ltls({"held.json", text}); });
+    };
     EXPECT_EQ(error(R"({"flood":[]})"),
               "held.json: expected a member \"ltl\" (the held LTL indexes), found only \"flood\"");
     EXPECT_EQ(error(R"({"ltl":[{"index":1,"vlan":0}]})"),
@@ -145,9 +152,11 @@ TEST(held_ltls, that_are_something_else_are_refused) {
     EXPECT_EQ(error(R"({"ltl":[],"matched":3})"),
               "held.json: these are 0 of 3 LTL indexes: print them without --limit");
     EXPECT_EQ(error(R"({"ltl":[],"narrowed":true})"),
-              "held.json: these are some of the LTL indexes only: print them without the options that narrow them");
+              "held.json: these are some of the LTL indexes only: print them without the options "
+              "that narrow them");
     EXPECT_EQ(
-        error(R"({"ltl":[{"index":1,"vlan":1,"tag":1,"interfaces":[]},{"index":1,"vlan":2,"tag":1,"interfaces":[]}]})"),
+        error(
+            R"({"ltl":[{"index":1,"vlan":1,"tag":1,"interfaces":[]},{"index":1,"vlan":2,"tag":1,"interfaces":[]}]})"),
         "held.json: /ltl/1: LTL 0x1 stands twice");
 }
 
@@ -163,7 +172,8 @@ TEST(compared_ltls, differ_by_each_field) {
     tag.tag = 8;
     ltl interfaces = held_ltl();
     interfaces.interfaces = {port1};
-    EXPECT_EQ(compare_ltls({held_ltl()}, {vlan}).lines, (texts{"LTL 0x4000: VLAN: fed 10, held 11"}));
+    EXPECT_EQ(compare_ltls({held_ltl()}, {vlan}).lines,
+              (texts{"LTL 0x4000: VLAN: fed 10, held 11"}));
     EXPECT_EQ(compare_ltls({held_ltl()}, {tag}).lines, (texts{"LTL 0x4000: tag: fed 7, held 8"}));
     EXPECT_EQ(compare_ltls({held_ltl()}, {interfaces}).lines,
               (texts{"LTL 0x4000: interfaces: fed Eth1/1 Eth1/2, held Eth1/1"}));
@@ -173,7 +183,8 @@ TEST(compared_ltls, may_be_missing_or_unexpected) {
     const comparison missing = compare_ltls({held_ltl()}, {});
     EXPECT_FALSE(missing.equal());
     EXPECT_EQ(missing.lines, (texts{"LTL 0x4000: missing: fed from entry 4, not held"}));
-    EXPECT_EQ(compare_ltls({}, {held_ltl()}).lines, (texts{"LTL 0x4000: unexpected: held, not fed"}));
+    EXPECT_EQ(compare_ltls({}, {held_ltl()}).lines,
+              (texts{"LTL 0x4000: unexpected: held, not fed"}));
 }
 
 } // namespace

@@ -25,7 +25,8 @@ protected:
     }
 
     static std::string write(const std::string &name, const std::string &text) {
-        std::string path = testing::TempDir() + "ltl_ports_test." + std::to_string(getpid()) + "." + name;
+        std::string path =
+            testing::TempDir() + "ltl_ports_test." + std::to_string(getpid()) + "." + name;
         std::ofstream(path) << text;
         return path;
     }
@@ -59,7 +60,8 @@ TEST(ltl_ports, by_name_are_taken_in_their_order) {
     EXPECT_EQ(switch_names(ports.load(0)), "Eth3/7 Po1 Vlan10 if12 Po1");
     ports.names = {"Eth3/7/2", "eth3-8", "po2", "vlan11"};
     EXPECT_EQ(switch_names(ports.load(0)), "Eth3/7/2 Eth3/8 Po2 Vlan11");
-    for (const char *wrong : {"Eth3-7", "eth3/7", "Eth256/1", "Po65536", "Vlan4095", "if0", "lan1", ""}) {
+    for (const char *wrong :
+         {"Eth3-7", "eth3/7", "Eth256/1", "Po65536", "Vlan4095", "if0", "lan1", ""}) {
         ports.names = {wrong};
         EXPECT_THROW(ports.load(0), usage_error) << wrong;
     }
@@ -98,22 +100,27 @@ TEST_F(ltl_ports_of_group, need_the_links_only_where_a_name_says_nothing) {
 
 TEST_F(ltl_ports_of_group, of_an_index_that_is_too_large_are_refused) {
     ports.links_path = write("links", R"([{"ifindex":67108864,"ifname":"lan1"}])");
-    EXPECT_THAT(error(), EndsWith("(/0/mdb/0/port): the index 67108864 of the port \"lan1\" is too large for an "
-                                  "interface that the switch knows by it alone"));
+    EXPECT_THAT(
+        error(),
+        EndsWith("(/0/mdb/0/port): the index 67108864 of the port \"lan1\" is too large for an "
+                 "interface that the switch knows by it alone"));
 }
 
 TEST_F(ltl_ports_of_group, of_two_bridges_are_refused) {
     ports.mdb_path = write("mdb", mdb_text(R"(
         {"index":2,"dev":"br0","port":"eth3-7","grp":"239.1.1.1","state":"temp","vid":10},
         {"index":3,"dev":"br1","port":"eth4-1","grp":"239.1.1.1","state":"temp","vid":10})"));
-    EXPECT_THAT(error(), EndsWith("(/0/mdb/1/dev): (*, 239.1.1.1) in VLAN 10 is on the bridge \"br1\" here and on "
-                                  "\"br0\" in entry 1 of 2; an entry has one bridge"));
+    EXPECT_THAT(
+        error(),
+        EndsWith("(/0/mdb/1/dev): (*, 239.1.1.1) in VLAN 10 is on the bridge \"br1\" here and on "
+                 "\"br0\" in entry 1 of 2; an entry has one bridge"));
     ports.bridge = "br1";
     EXPECT_EQ(names(), "Eth4/1");
 }
 
 TEST_F(ltl_ports_of_group, want_their_own_links) {
-    ports.links_path = write("links", R"([{"ifindex":17,"ifname":"lan1"},{"ifindex":55,"ifname":"br10"}])");
+    ports.links_path =
+        write("links", R"([{"ifindex":17,"ifname":"lan1"},{"ifindex":55,"ifname":"br10"}])");
     EXPECT_THAT(error(), testing::HasSubstr("the bridge \"br10\" has the index 2 here, and "));
     EXPECT_THAT(error(), EndsWith(" says 55: they do not belong together"));
 }
@@ -122,15 +129,21 @@ TEST_F(ltl_ports_of_group, of_one_index_are_refused) {
     ports.mdb_path = write("mdb", mdb_text(R"(
         {"index":2,"dev":"br10","port":"lan1","grp":"239.1.1.1","state":"temp"},
         {"index":2,"dev":"br10","port":"if17","grp":"239.1.1.1","state":"temp"})"));
-    EXPECT_THAT(error(), EndsWith("(/0/mdb/1/port): the port \"if17\" of (*, 239.1.1.1) in VLAN 10 has the index if17, "
-                                  "and so has \"lan1\" in entry 1 of 2"));
+    EXPECT_THAT(
+        error(),
+        EndsWith(
+            "(/0/mdb/1/port): the port \"if17\" of (*, 239.1.1.1) in VLAN 10 has the index if17, "
+            "and so has \"lan1\" in entry 1 of 2"));
 }
 
 TEST_F(ltl_ports_of_group, are_not_numbered) {
     ports.links_path = write("links", "[]");
     EXPECT_THAT(error(), EndsWith("give the links that were recorded with this table"));
     ports.links_path.clear();
-    EXPECT_THAT(error(), EndsWith("this machine has no interface \"lan1\"; give the recorded links with --links FILE"));
+    EXPECT_THAT(
+        error(),
+        EndsWith(
+            "this machine has no interface \"lan1\"; give the recorded links with --links FILE"));
 }
 
 TEST_F(ltl_ports_of_group, want_an_address) {

@@ -26,7 +26,8 @@ protected:
         return err;
     }
 
-    const std::vector<std::string> alloc = {"ltl", "alloc", "--vlan", "10", "--tag", "7", "Eth3/7", "Po1", "Vlan10"};
+    const std::vector<std::string> alloc = {"ltl", "alloc",  "--vlan", "10",    "--tag",
+                                            "7",   "Eth3/7", "Po1",    "Vlan10"};
     const std::vector<std::string> modify = {"ltl", "modify", "0x4000", "--tag", "7", "Eth3/7"};
     const std::vector<std::string> release = {"ltl", "release", "16384", "--tag", "7"};
 };
@@ -37,7 +38,8 @@ TEST_F(ltl, is_allocated_for_interfaces_by_name) {
     EXPECT_EQ(out, "allocated LTL 0x4000 with 3 interfaces: Eth3/7 Po1 Vlan10\n");
     ASSERT_EQ(sent_opcodes(), (opcodes{registration, ltl_allocation, deregistration}));
     EXPECT_EQ(desk.requests[1].sap, 230u);
-    EXPECT_EQ(desk.requests[1].payload, word_bytes({1, 1, 10, 7, 3, 0x68030700, 0x18000001, 0x1400000a}));
+    EXPECT_EQ(desk.requests[1].payload,
+              word_bytes({1, 1, 10, 7, 3, 0x68030700, 0x18000001, 0x1400000a}));
     expect_all_closed();
 }
 
@@ -47,8 +49,9 @@ TEST_F(ltl, is_allocated_for_a_groups_ports) {
         {"index":2,"dev":"br10","port":"lan1","grp":"239.1.1.1","state":"temp"})"));
     const std::string links = write_file("links", R"([{"ifindex":17,"ifname":"lan1"}])");
     answer_with({word_bytes({of_allocation, 0, 1, 1, 7, 0x4001, 2, 0}), ltl_allocation});
-    EXPECT_EQ(
-        run({"ltl", "alloc", "--vlan", "10", "--tag", "7", "--mdb", mdb, "--links", links, "--group", "239.1.1.1"}), 0)
+    EXPECT_EQ(run({"ltl", "alloc", "--vlan", "10", "--tag", "7", "--mdb", mdb, "--links", links,
+                   "--group", "239.1.1.1"}),
+              0)
         << err;
     EXPECT_EQ(out, "allocated LTL 0x4001 with 2 interfaces: if17 Eth3/7\n");
     EXPECT_EQ(desk.requests.at(1).payload, word_bytes({1, 1, 10, 7, 2, 0x04000011, 0x68030700}));
@@ -81,28 +84,38 @@ TEST_F(ltl, is_released) {
 
 TEST_F(ltl, a_refusal_says_the_reason) {
     EXPECT_EQ(error_with(alloc, {word_bytes({of_allocation, 3, 1, 1, 7, 0, 0, 3}), ltl_allocation}),
-              "vellfeed: the LTL manager refused the LTL allocation for VLAN 10 with tag 7: the pool is exhausted "
+              "vellfeed: the LTL manager refused the LTL allocation for VLAN 10 with tag 7: the "
+              "pool is exhausted "
               "(status 3)\n");
-    EXPECT_EQ(error_with(modify, {word_bytes({of_modification, 1, 1, 1, 0x4000, 7, 0, 2}), ltl_modification}),
-              "vellfeed: the LTL manager refused the LTL modification of LTL 0x4000 with tag 7: there is no such LTL "
+    EXPECT_EQ(error_with(modify, {word_bytes({of_modification, 1, 1, 1, 0x4000, 7, 0, 2}),
+                                  ltl_modification}),
+              "vellfeed: the LTL manager refused the LTL modification of LTL 0x4000 with tag 7: "
+              "there is no such LTL "
               "(status 2)\n");
-    EXPECT_EQ(error_with(release, {word_bytes({of_release, 1, 1, 1, 0x4000, 7, 0, 4}), ltl_release}),
-              "vellfeed: the LTL manager refused the LTL release of LTL 0x4000 with tag 7: the tag does not match "
-              "(status 4)\n");
-    EXPECT_EQ(error_with(release, {word_bytes({of_release, 1, 1, 1, 0x4000, 7, 0, 77}), ltl_release}),
-              "vellfeed: the LTL manager refused the LTL release of LTL 0x4000 with tag 7: unknown (status 77)\n");
+    EXPECT_EQ(
+        error_with(release, {word_bytes({of_release, 1, 1, 1, 0x4000, 7, 0, 4}), ltl_release}),
+        "vellfeed: the LTL manager refused the LTL release of LTL 0x4000 with tag 7: the tag does "
+        "not match "
+        "(status 4)\n");
+    EXPECT_EQ(
+        error_with(release, {word_bytes({of_release, 1, 1, 1, 0x4000, 7, 0, 77}), ltl_release}),
+        "vellfeed: the LTL manager refused the LTL release of LTL 0x4000 with tag 7: unknown "
+        "(status 77)\n");
 }
 
 TEST_F(ltl, an_answer_to_something_else_is_none) {
     const auto text = [](const char *request, std::size_t size, const char *why) {
-        return fmt::format("vellfeed: the switch answered the {} with a message of {} bytes that is no answer to it: "
+        return fmt::format("vellfeed: the switch answered the {} with a message of {} bytes that "
+                           "is no answer to it: "
                            "{}\n",
                            request, size, why);
     };
     EXPECT_EQ(error_with(alloc, {word_bytes({of_release, 0, 1, 1, 0x4000, 7, 0, 0}), ltl_release}),
               text("LTL allocation", 32, "opcode 90003, expected opcode 90001"));
-    EXPECT_EQ(error_with(alloc, {bytes{}, ltl_allocation}), text("LTL allocation", 0, "it is not of one LTL"));
-    EXPECT_EQ(error_with(alloc, {word_bytes({of_allocation, 0, 1, 2, 7, 1, 3, 0, 7, 2, 3, 0}), ltl_allocation}),
+    EXPECT_EQ(error_with(alloc, {bytes{}, ltl_allocation}),
+              text("LTL allocation", 0, "it is not of one LTL"));
+    EXPECT_EQ(error_with(alloc, {word_bytes({of_allocation, 0, 1, 2, 7, 1, 3, 0, 7, 2, 3, 0}),
+                                 ltl_allocation}),
               text("LTL allocation", 48, "it is not of one LTL"));
     EXPECT_EQ(error_with(modify, {word_bytes({of_modification, 0, 1, 0}), ltl_modification}),
               text("LTL modification", 16, "it is not of one LTL"));
@@ -111,18 +124,25 @@ TEST_F(ltl, an_answer_to_something_else_is_none) {
 }
 
 TEST_F(ltl, an_answer_that_does_not_fit_is_told) {
-    EXPECT_EQ(error_with(alloc, {word_bytes({of_allocation, 0, 1, 1, 7, 0x4000, 2, 0}), ltl_allocation}),
-              "vellfeed: the LTL manager answered that there is LTL 0x4000 with 2 interfaces, though 3 were sent\n");
-    EXPECT_EQ(error_with(modify, {word_bytes({of_modification, 0, 1, 1, 0x4001, 7, 1, 0}), ltl_modification}),
-              "vellfeed: the LTL manager answered the LTL modification for LTL 0x4001, expected LTL 0x4000\n");
-    EXPECT_EQ(error_with(release, {word_bytes({of_release, 0, 1, 1, 0x4001, 7, 0, 0}), ltl_release}),
-              "vellfeed: the LTL manager answered the LTL release for LTL 0x4001, expected LTL 0x4000\n");
+    EXPECT_EQ(
+        error_with(alloc, {word_bytes({of_allocation, 0, 1, 1, 7, 0x4000, 2, 0}), ltl_allocation}),
+        "vellfeed: the LTL manager answered that there is LTL 0x4000 with 2 interfaces, though 3 "
+        "were sent\n");
+    EXPECT_EQ(error_with(modify, {word_bytes({of_modification, 0, 1, 1, 0x4001, 7, 1, 0}),
+                                  ltl_modification}),
+              "vellfeed: the LTL manager answered the LTL modification for LTL 0x4001, expected "
+              "LTL 0x4000\n");
+    EXPECT_EQ(
+        error_with(release, {word_bytes({of_release, 0, 1, 1, 0x4001, 7, 0, 0}), ltl_release}),
+        "vellfeed: the LTL manager answered the LTL release for LTL 0x4001, expected LTL 0x4000\n");
 }
 
 TEST_F(ltl, an_answer_with_another_cookie_is_none) {
-    EXPECT_EQ(error_with(alloc, {word_bytes({of_allocation, 0, 2, 1, 7, 0x4000, 3, 0}), ltl_allocation}),
-              "vellfeed: the switch answered the LTL allocation with a message of 32 bytes that is no answer to it: "
-              "cookie 2, expected cookie 1\n");
+    EXPECT_EQ(
+        error_with(alloc, {word_bytes({of_allocation, 0, 2, 1, 7, 0x4000, 3, 0}), ltl_allocation}),
+        "vellfeed: the switch answered the LTL allocation with a message of 32 bytes that is no "
+        "answer to it: "
+        "cookie 2, expected cookie 1\n");
 }
 
 TEST_F(ltl, what_was_answered_is_told_though_the_switch_goes_away) {
@@ -135,8 +155,11 @@ TEST_F(ltl, what_was_answered_is_told_though_the_switch_goes_away) {
 
 TEST_F(ltl, a_missing_answer_is_told) {
     EXPECT_EQ(run(release), 1);
-    EXPECT_EQ(err, "vellfeed: the switch did not answer the LTL release within 5000 ms; the request may have been "
-                   "carried out all the same, which `vellsim show ltl` tells (to wait longer: --timeout)\n");
+    EXPECT_EQ(
+        err,
+        "vellfeed: the switch did not answer the LTL release within 5000 ms; the request may have "
+        "been "
+        "carried out all the same, which `vellsim show ltl` tells (to wait longer: --timeout)\n");
     expect_all_closed();
 }
 
@@ -154,10 +177,11 @@ TEST_F(ltl, what_names_no_interface_is_told) {
     std::vector<std::string> command = alloc;
     command.emplace_back("Eth3-7");
     EXPECT_EQ(run(command), 2);
-    EXPECT_EQ(err,
-              "vellfeed: PORT \"Eth3-7\": expected an interface's name: Eth3/7 (slot and port, up to 255), Eth3/7/1 "
-              "(a breakout lane of it), Po1 (up to 65535), Vlan10 (up to 4094), or if12 (any other, by the kernel's "
-              "index)\n");
+    EXPECT_EQ(err, "vellfeed: PORT \"Eth3-7\": expected an interface's name: Eth3/7 (slot and "
+                   "port, up to 255), Eth3/7/1 "
+                   "(a breakout lane of it), Po1 (up to 65535), Vlan10 (up to 4094), or if12 (any "
+                   "other, by the kernel's "
+                   "index)\n");
     EXPECT_TRUE(desk.requests.empty());
 }
 
@@ -174,7 +198,8 @@ TEST_F(ltl, wrong_usage_has_its_own_exit_code) {
         {"ltl", "alloc", "--vlan", "10", "--tag", "7", "--group", "239.1.1.1"},
         {"ltl", "alloc", "--vlan", "10", "--tag", "7", "--mdb", "x"},
         {"ltl", "alloc", "--vlan", "10", "--tag", "7", "Po1", "--mdb", "x", "--group", "239.1.1.1"},
-        {"ltl", "alloc", "--vlan", "10", "--tag", "7", "--mdb", "-", "--links", "-", "--group", "239.1.1.1"},
+        {"ltl", "alloc", "--vlan", "10", "--tag", "7", "--mdb", "-", "--links", "-", "--group",
+         "239.1.1.1"},
         {"ltl", "alloc", "--vlan", "10", "--tag", "7", "--mdb", "x", "--group", "239.1.1"},
         {"ltl", "modify", "--tag", "7", "Po1"},
         {"ltl", "modify", "0x4000", "--tag", "7", "--vlan", "10", "Po1"},

@@ -13,8 +13,8 @@ std::string table_error(const std::string &text) {
 
 // The error of a table whose second entry is `entry`.
 std::string entry_error(const std::string &entry) {
-    const std::string error =
-        table_error(R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"a","multipath":[]},)" + entry + "]");
+    const std::string error = table_error(
+        R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"a","multipath":[]},)" + entry + "]");
     const std::string place = "table.json: entry 2 of 2 (/1";
     return error.starts_with(place) ? error.substr(place.size()) : error;
 }
@@ -44,7 +44,9 @@ TEST(mroute_table, an_empty_array_is_a_table_of_no_routes) {
 
 TEST(mroute_table, table_names_are_the_kernels_numbers) {
     const auto number = [](const std::string &name) {
-        return table_of(R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"a","table":)" + name + "}]").entries[0].table;
+        return table_of(R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"a","table":)" + name + "}]")
+            .entries[0]
+            .table;
     };
     EXPECT_EQ(number(R"("default")"), 253u);
     EXPECT_EQ(number(R"("main")"), 254u);
@@ -63,8 +65,8 @@ TEST(mroute_table, an_unresolved_entry_needs_no_interfaces) {
 }
 
 TEST(mroute_table, a_resolved_entry_may_have_lost_its_incoming_interface) {
-    const mroute_table table =
-        table_of(R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"unresolved","multipath":[],"state":"resolved"}])");
+    const mroute_table table = table_of(
+        R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"unresolved","multipath":[],"state":"resolved"}])");
     EXPECT_EQ(table.entries[0].state, mroute_state::interface_gone);
     EXPECT_EQ(table.entries[0].iif, "");
 }
@@ -83,23 +85,28 @@ TEST(mroute_table, places_count_entries_from_one_and_pointers_from_zero) {
 
 TEST(mroute_table, what_is_no_array_is_refused) {
     EXPECT_EQ(table_error(R"({"src":"10.0.0.1"})"),
-              "table.json: expected an array of multicast routes, the output of `ip -j mroute show`, found an object");
-    EXPECT_EQ(table_error("null"),
-              "table.json: expected an array of multicast routes, the output of `ip -j mroute show`, found null");
-    EXPECT_EQ(table_error(""), "table.json: is empty, not even an empty JSON value; did `ip -j mroute show` fail?");
-    EXPECT_EQ(
-        table_error("(10.0.0.1,239.1.1.1)   Iif: v0"),
-        "table.json:1:1: syntax error while parsing value - invalid literal; last read: '('; is this the output of "
-        "`ip -j mroute show`?");
+              "table.json: expected an array of multicast routes, the output of `ip -j mroute "
+              "show`, found an object");
+    EXPECT_EQ(table_error("null"), "table.json: expected an array of multicast routes, the output "
+                                   "of `ip -j mroute show`, found null");
+    EXPECT_EQ(table_error(""),
+              "table.json: is empty, not even an empty JSON value; did `ip -j mroute show` fail?");
+    EXPECT_EQ(table_error("(10.0.0.1,239.1.1.1)   Iif: v0"),
+              "table.json:1:1: syntax error while parsing value - invalid literal; last read: '('; "
+              "is this the output of "
+              "`ip -j mroute show`?");
     EXPECT_EQ(table_error("[{\"src\":\"10.0.0.1\",\n \"dst\" \"239.1.1.1\"}]"),
-              "table.json:2:18: syntax error while parsing object separator - unexpected string literal; expected ':'");
+              "table.json:2:18: syntax error while parsing object separator - unexpected string "
+              "literal; expected ':'");
 }
 
 TEST(mroute_table, what_is_no_entry_is_refused) {
     EXPECT_EQ(entry_error("17"), "): expected a multicast route, an object, found the number 17");
-    EXPECT_EQ(entry_error("{}"), "): expected a member \"src\" (the source, an IPv4 address), found an empty object");
-    EXPECT_EQ(entry_error(R"({"src":"10.0.0.1"})"),
-              "): expected a member \"dst\" (the group, an IPv4 multicast address), found only \"src\"");
+    EXPECT_EQ(entry_error("{}"),
+              "): expected a member \"src\" (the source, an IPv4 address), found an empty object");
+    EXPECT_EQ(
+        entry_error(R"({"src":"10.0.0.1"})"),
+        "): expected a member \"dst\" (the group, an IPv4 multicast address), found only \"src\"");
     EXPECT_EQ(entry_error(R"({"src":"10.0.0.1","dst":"239.1.1.2"})"),
               "): expected a member \"iif\" (the incoming interface), found only \"dst\", \"src\"");
 }
@@ -108,8 +115,10 @@ TEST(mroute_table, what_is_no_address_is_refused) {
     const auto source_error = [](const std::string &source) {
         return entry_error(R"({"src":)" + source + R"(,"dst":"239.1.1.2","iif":"a"})");
     };
-    EXPECT_EQ(source_error("167772161"), "/src): expected the source, an IPv4 address, found the number 167772161");
-    for (const std::string text : {"10.0.0", "10.0.0.256", "10.0.0.1/32", "unknown", "", " 10.0.0.1", "010.0.0.1"}) {
+    EXPECT_EQ(source_error("167772161"),
+              "/src): expected the source, an IPv4 address, found the number 167772161");
+    for (const std::string text :
+         {"10.0.0", "10.0.0.256", "10.0.0.1/32", "unknown", "", " 10.0.0.1", "010.0.0.1"}) {
         EXPECT_EQ(source_error('"' + text + '"'),
                   "/src): expected the source, an IPv4 address, found the string \"" + text + '"');
     }
@@ -124,17 +133,19 @@ TEST(mroute_table, a_group_that_is_not_multicast_is_refused) {
     };
     EXPECT_EQ(group_error("223.255.255.255"),
               "/dst): the group 223.255.255.255 is not a multicast address (224.0.0.0/4)");
-    EXPECT_EQ(group_error("240.0.0.0"), "/dst): the group 240.0.0.0 is not a multicast address (224.0.0.0/4)");
-    EXPECT_EQ(group_error("x"), "/dst): expected the group, an IPv4 multicast address, found the string \"x\"");
+    EXPECT_EQ(group_error("240.0.0.0"),
+              "/dst): the group 240.0.0.0 is not a multicast address (224.0.0.0/4)");
+    EXPECT_EQ(group_error("x"),
+              "/dst): expected the group, an IPv4 multicast address, found the string \"x\"");
     EXPECT_EQ(group_error("224.0.0.0"), "(no error)");
     EXPECT_EQ(group_error("239.255.255.255"), "(no error)");
 }
 
 TEST(mroute_table, an_ipv6_table_is_called_one) {
-    EXPECT_EQ(
-        entry_error(R"({"src":"2001:db8::1","dst":"ff1e::1","iif":"a"})"),
-        "/src): \"2001:db8::1\" is an IPv6 address; a route record carries IPv4 only: record the table with `ip -4 "
-        "-j mroute show`");
+    EXPECT_EQ(entry_error(R"({"src":"2001:db8::1","dst":"ff1e::1","iif":"a"})"),
+              "/src): \"2001:db8::1\" is an IPv6 address; a route record carries IPv4 only: record "
+              "the table with `ip -4 "
+              "-j mroute show`");
 }
 
 TEST(mroute_table, wrong_interfaces_are_refused) {
@@ -142,15 +153,18 @@ TEST(mroute_table, wrong_interfaces_are_refused) {
         return entry_error(R"({"src":"10.0.0.1","dst":"239.1.1.2",)" + rest + "}");
     };
     EXPECT_EQ(error(R"("iif":3)"), "/iif): expected the name of an interface, found the number 3");
-    EXPECT_EQ(error(R"("iif":"")"), "/iif): expected the name of an interface, found the string \"\"");
+    EXPECT_EQ(error(R"("iif":"")"),
+              "/iif): expected the name of an interface, found the string \"\"");
     EXPECT_EQ(error(R"("iif":"a","multipath":{})"),
               "/multipath): expected an array of outgoing interfaces, found an object");
     EXPECT_EQ(error(R"("iif":"a","multipath":[{"oif":"b"},"c"])"),
-              "/multipath/1): expected an outgoing interface, an object with \"oif\", found the string \"c\"");
+              "/multipath/1): expected an outgoing interface, an object with \"oif\", found the "
+              "string \"c\"");
     EXPECT_EQ(error(R"("iif":"a","multipath":[{"oif":"b"},{"oif":"c"},{"oif":null}])"),
               "/multipath/2/oif): expected the name of an interface, found null");
-    EXPECT_EQ(error(R"("iif":"a","multipath":[{"ttl":2}])"),
-              "/multipath/0): expected a member \"oif\" (the name of an interface), found only \"ttl\"");
+    EXPECT_EQ(
+        error(R"("iif":"a","multipath":[{"ttl":2}])"),
+        "/multipath/0): expected a member \"oif\" (the name of an interface), found only \"ttl\"");
     EXPECT_EQ(error(R"("iif":"a","multipath":[{"oif":"b","ttl":0}])"),
               "/multipath/0/ttl): expected a TTL threshold from 1 to 255, found the number 0");
     EXPECT_EQ(error(R"("iif":"a","multipath":[{"oif":"b","ttl":256}])"),
@@ -168,19 +182,22 @@ TEST(mroute_table, wrong_states_are_refused) {
 
 TEST(mroute_table, wrong_tables_are_refused) {
     const auto error = [](const std::string &table) {
-        return entry_error(R"({"src":"10.0.0.1","dst":"239.1.1.2","iif":"a","table":)" + table + "}");
+        return entry_error(R"({"src":"10.0.0.1","dst":"239.1.1.2","iif":"a","table":)" + table +
+                           "}");
     };
     const std::string range = "/table): expected a table number from 1 to 4294967295, found ";
     EXPECT_EQ(error(R"("0")"), range + "the string \"0\"");
     EXPECT_EQ(error(R"("4294967296")"), range + "the string \"4294967296\"");
     EXPECT_EQ(error("0"), range + "the number 0");
-    EXPECT_EQ(error("[]"), "/table): expected the name or the number of a table, a string, found an array of 0");
-    EXPECT_EQ(error(R"("video")"),
-              "/table): the table name \"video\" is none of default, main and local; `ip -N -j mroute show table all` "
-              "prints numbers for names of /etc/iproute2/rt_tables");
-    EXPECT_EQ(error(R"("-1")"),
-              "/table): the table name \"-1\" is none of default, main and local; `ip -N -j mroute show "
-              "table all` prints numbers for names of /etc/iproute2/rt_tables");
+    EXPECT_EQ(error("[]"),
+              "/table): expected the name or the number of a table, a string, found an array of 0");
+    EXPECT_EQ(error(R"("video")"), "/table): the table name \"video\" is none of default, main and "
+                                   "local; `ip -N -j mroute show table all` "
+                                   "prints numbers for names of /etc/iproute2/rt_tables");
+    EXPECT_EQ(
+        error(R"("-1")"),
+        "/table): the table name \"-1\" is none of default, main and local; `ip -N -j mroute show "
+        "table all` prints numbers for names of /etc/iproute2/rt_tables");
 }
 
 } // namespace

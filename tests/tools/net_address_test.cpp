@@ -18,7 +18,8 @@ TEST(net_address, ipv4_is_in_network_order) {
 TEST(net_address, ipv6_fills_all_bytes) {
     const auto address = parse_net_address("ff3e:1:2::4321:1");
     ASSERT_TRUE(address);
-    const std::array<std::uint8_t, 16> bytes = {0xff, 0x3e, 0, 1, 0, 2, 0, 0, 0, 0, 0, 0, 0x43, 0x21, 0, 1};
+    const std::array<std::uint8_t, 16> bytes = {0xff, 0x3e, 0, 1, 0,    2,    0, 0,
+                                                0,    0,    0, 0, 0x43, 0x21, 0, 1};
     EXPECT_EQ(address->kind, address_kind::ipv6);
     EXPECT_EQ(address->bytes, bytes);
     EXPECT_EQ(ipv6_address(bytes), *address);
@@ -36,9 +37,10 @@ TEST(net_address, mac_fills_six_bytes) {
 TEST(net_address, anything_else_is_none) {
     using namespace std::string_literals;
     for (const std::string &text :
-         {""s, "10.0.0"s, "10.0.0.256"s, "10.0.0.9 "s, "10.0.0.9\0"s, "ff0e::1\0x"s, "ff0e::1::2"s, "fe80::1%lo"s,
-          "01:00:5e:00:00"s, "01:00:5e:00:00:0"s, "01:00:5e:00:00:001"s, "01-00-5e-00-00-01"s, "01:00:5e:00:00:0g"s,
-          "01:00:5e:00:00:+1"s, "01:00:5e:00:00.01"s, "0x:00:5e:00:00:01"s, "host"s})
+         {""s, "10.0.0"s, "10.0.0.256"s, "10.0.0.9 "s, "10.0.0.9\0"s, "ff0e::1\0x"s, "ff0e::1::2"s,
+          "fe80::1%lo"s, "01:00:5e:00:00"s, "01:00:5e:00:00:0"s, "01:00:5e:00:00:001"s,
+          "01-00-5e-00-00-01"s, "01:00:5e:00:00:0g"s, "01:00:5e:00:00:+1"s, "01:00:5e:00:00.01"s,
+          "0x:00:5e:00:00:01"s, "host"s})
         EXPECT_FALSE(parse_net_address(text)) << text;
     EXPECT_FALSE(parse_ip("01:00:5e:00:00:01"));
     EXPECT_TRUE(parse_ip("::"));

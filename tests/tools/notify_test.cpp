@@ -44,15 +44,17 @@ TEST_F(notify, sends_that_the_download_is_complete) {
 }
 
 TEST_F(notify, each_send_may_fail) {
-    const std::string begin =
-        "no switch answers in /run/desk; start one with `vellsim run`, or point VELLSIM_RUN_DIR at its run directory";
-    const std::string end = "everything was sent, but the switch went away before the client could deregister";
+    const std::string begin = "no switch answers in /run/desk; start one with `vellsim run`, or "
+                              "point VELLSIM_RUN_DIR at its run directory";
+    const std::string end =
+        "everything was sent, but the switch went away before the client could deregister";
     const struct {
         std::vector<std::string> command;
         std::string errors[3];
-    } rows[] = {
-        {{"marker", "1"}, {begin, "the out-of-band marker could not be sent: the switch went away", end}},
-        {{"download-complete"}, {begin, "the end of the download could not be sent: the switch went away", end}}};
+    } rows[] = {{{"marker", "1"},
+                 {begin, "the out-of-band marker could not be sent: the switch went away", end}},
+                {{"download-complete"},
+                 {begin, "the end of the download could not be sent: the switch went away", end}}};
     for (const auto &row : rows) {
         for (std::size_t i = 0; i < std::size(row.errors); ++i) {
             start_over();
@@ -68,9 +70,11 @@ TEST_F(notify, the_overlay_is_disabled_with_and_without_the_flag) {
     EXPECT_EQ(sent_by({"overlay", "disable"}, overlay_disable), (bytes{1, 0, 8, 0, 0, 0, 0, 0}));
     EXPECT_EQ(desk.requests[0].sap, 213u);
     EXPECT_EQ(out, "vellfeed: sent that the overlay is disabled\n");
-    EXPECT_EQ(sent_by({"overlay", "disable", "--flag"}, overlay_disable), (bytes{3, 0, 8, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(sent_by({"overlay", "disable", "--flag"}, overlay_disable),
+              (bytes{3, 0, 8, 0, 0, 0, 0, 0}));
     EXPECT_EQ(out, "vellfeed: sent that the overlay is disabled, with the flag\n");
-    EXPECT_EQ(sent_by({"overlay", "disable", "--quiet"}, overlay_disable), (bytes{1, 0, 8, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(sent_by({"overlay", "disable", "--quiet"}, overlay_disable),
+              (bytes{1, 0, 8, 0, 0, 0, 0, 0}));
     EXPECT_EQ(out, "");
 }
 
@@ -88,15 +92,17 @@ TEST_F(notify, an_overlay_route_goes_out_as_it_is) {
     EXPECT_EQ(desk.requests[0].sap, 213u);
     EXPECT_EQ(out, "vellfeed: sent an overlay route of type 4660 with 4 bytes\n");
     EXPECT_EQ(sent_by({"overlay", "route", "0", ""}, overlay_route), (bytes{0, 0, 4, 0}));
-    const bytes longest = sent_by({"overlay", "route", "1", std::string(2 * 65531, '0')}, overlay_route);
+    const bytes longest =
+        sent_by({"overlay", "route", "1", std::string(2 * 65531, '0')}, overlay_route);
     EXPECT_EQ(longest.size(), 65535u);
     EXPECT_EQ(bytes(longest.begin(), longest.begin() + 4), (bytes{1, 0, 0xff, 0xff}));
 }
 
 TEST_F(notify, an_overlay_notification_that_cannot_be_sent_is_an_error) {
-    const std::string why = " could not be sent: no switch answers in /run/desk; start one with `vellsim run`, or "
-                            "point VELLSIM_RUN_DIR at its "
-                            "run directory\n";
+    const std::string why =
+        " could not be sent: no switch answers in /run/desk; start one with `vellsim run`, or "
+        "point VELLSIM_RUN_DIR at its "
+        "run directory\n";
     const struct {
         std::vector<std::string> command;
         const char *what;
@@ -113,20 +119,23 @@ TEST_F(notify, an_overlay_notification_that_cannot_be_sent_is_an_error) {
         start_without_registration();
         desk.no_queue = true;
         EXPECT_EQ(run(row.command), 1);
-        EXPECT_EQ(err, "vellfeed: no transport queue could be opened: the process has no handle left\n");
+        EXPECT_EQ(err,
+                  "vellfeed: no transport queue could be opened: the process has no handle left\n");
 
         start_without_registration();
         desk.result_without_answer = -1;
         EXPECT_EQ(run(row.command), 1);
-        EXPECT_EQ(err,
-                  "vellfeed: everything was sent, but the switch closed the connection; `vellsim show log` tells what "
-                  "arrived\n");
+        EXPECT_EQ(err, "vellfeed: everything was sent, but the switch closed the connection; "
+                       "`vellsim show log` tells what "
+                       "arrived\n");
         expect_all_closed();
 
         start_without_registration();
         desk.lose_drops = true;
         EXPECT_EQ(run(row.command), 1);
-        EXPECT_EQ(err, "vellfeed: the transport counts 1 message references left open and 0 wrong releases\n");
+        EXPECT_EQ(
+            err,
+            "vellfeed: the transport counts 1 message references left open and 0 wrong releases\n");
     }
 }
 

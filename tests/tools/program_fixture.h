@@ -73,7 +73,8 @@ protected:
             argv.push_back(argument.c_str());
         std::ostringstream out_stream;
         std::ostringstream err_stream;
-        const int status = run_vellfeed(static_cast<int>(argv.size()), argv.data(), out_stream, err_stream);
+        const int status =
+            run_vellfeed(static_cast<int>(argv.size()), argv.data(), out_stream, err_stream);
         out = out_stream.str();
         err = err_stream.str();
         return status;
@@ -90,13 +91,16 @@ protected:
 
     // A file of this test's own: others run at the same time.
     std::string write_file(const std::string &name, const std::string &text) {
-        std::string path = testing::TempDir() + "vellfeed_test." + std::to_string(getpid()) + "." + name;
+        std::string path =
+            testing::TempDir() + "vellfeed_test." + std::to_string(getpid()) + "." + name;
         std::ofstream(path) << text;
         files_.push_back(path);
         return path;
     }
 
-    static std::string sample(const std::string &name) { return std::string(VELL_SAMPLES_DIR) + "/" + name + ".json"; }
+    static std::string sample(const std::string &name) {
+        return std::string(VELL_SAMPLES_DIR) + "/" + name + ".json";
+    }
 
     std::vector<std::uint32_t> sent_opcodes() const {
         std::vector<std::uint32_t> opcodes;

@@ -67,13 +67,17 @@ TEST(route_message, has_every_field_in_its_place) {
         // first: opcode, flags (download 0x80, local_group 0x8), mask lengths, epoch
         1, 0, 0, 0, 0x88, 0, 0, 0, 0, 0, 0, 0, 31, 30, 0, 0, 0x44, 0x43, 0x42, 0x41,
         // source, group, RPF interface, DF ordinal, table
-        0x24, 0x23, 0x22, 0x21, 0x34, 0x33, 0x32, 0xe1, 0x54, 0x53, 0x52, 0x51, 0, 0, 0, 0, 0x14, 0x13, 0x12, 0x11,
+        0x24, 0x23, 0x22, 0x21, 0x34, 0x33, 0x32, 0xe1, 0x54, 0x53, 0x52, 0x51, 0, 0, 0, 0, 0x14,
+        0x13, 0x12, 0x11,
         // one TLV of 6 words: type 0, length 20, two interfaces of kind 0
-        1, 0, 6, 0, 0, 0, 20, 0, 2, 0, 0, 0, 0x64, 0x63, 0x62, 0x61, 0, 0, 0, 0, 0x74, 0x73, 0x72, 0x71, 0, 0, 0, 0,
-        // second: opcode, flags (drop_route 0x4, download_done 0x100, wildcard_route 0x800), mask lengths, epoch
+        1, 0, 6, 0, 0, 0, 20, 0, 2, 0, 0, 0, 0x64, 0x63, 0x62, 0x61, 0, 0, 0, 0, 0x74, 0x73, 0x72,
+        0x71, 0, 0, 0, 0,
+        // second: opcode, flags (drop_route 0x4, download_done 0x100, wildcard_route 0x800), mask
+        // lengths, epoch
         2, 0, 0, 0, 0x04, 0x09, 0, 0, 0, 0, 0, 0, 0, 32, 0, 0, 0, 0, 0, 0,
         // source, group, RPF interface, DF ordinal, table
-        0, 0, 0, 0, 0x94, 0x93, 0x92, 0xe9, 0xa4, 0xa3, 0xa2, 0xa1, 0, 0, 0, 0, 0x84, 0x83, 0x82, 0x81,
+        0, 0, 0, 0, 0x94, 0x93, 0x92, 0xe9, 0xa4, 0xa3, 0xa2, 0xa1, 0, 0, 0, 0, 0x84, 0x83, 0x82,
+        0x81,
         // no TLV
         0, 0, 0, 0};
     ASSERT_EQ(log.messages.size(), 1u);
@@ -83,7 +87,8 @@ TEST(route_message, has_every_field_in_its_place) {
 
 TEST(route_message, is_sent_when_the_next_route_may_not_fit) {
     message_log log;
-    // A route of 2 interfaces is counted as 8 * 2 + 56 + 12 bytes: after two of 68 there is no room for a third.
+    // A route of 2 interfaces is counted as 8 * 2 + 56 + 12 bytes: after two of 68 there is no room
+    // for a third.
     route_messages messages(8 + 68 + 84, log.sender());
     for (std::uint32_t i = 0; i < 5; ++i)
         ASSERT_TRUE(messages.add(some_route(i, 2)));

@@ -10,12 +10,13 @@ namespace {
 
 route_plan plan_of(const std::string &text, const plan_options &options = {}) {
     const mroute_table table = table_of(text);
-    const interface_indexes indexes(table, recorded_links("links.json", {{"a", 11}, {"b", 12}, {"c", 13}, {"up0", 4}}),
-                                    false);
+    const interface_indexes indexes(
+        table, recorded_links("links.json", {{"a", 11}, {"b", 12}, {"c", 13}, {"up0", 4}}), false);
     return plan_routes(table, indexes, options);
 }
 
-constexpr char plain[] = R"([{"src":"10.1.2.3","dst":"239.4.5.6","iif":"up0","multipath":[{"oif":"b"},{"oif":"a"}]}])";
+constexpr char plain[] =
+    R"([{"src":"10.1.2.3","dst":"239.4.5.6","iif":"up0","multipath":[{"oif":"b"},{"oif":"a"}]}])";
 
 TEST(route_plan, a_route_has_every_field_of_its_entry) {
     const route_plan plan = plan_of(plain, {.table = 77, .epoch = 9});
@@ -38,7 +39,8 @@ TEST(route_plan, a_route_has_every_field_of_its_entry) {
 }
 
 TEST(route_plan, a_table_that_an_entry_names_goes_first) {
-    const route_plan plan = plan_of(R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"a","table":"main"},
+    const route_plan plan =
+        plan_of(R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"a","table":"main"},
                                         {"src":"10.0.0.1","dst":"239.1.1.1","iif":"a"}])");
     EXPECT_EQ(plan.routes[0].key.table, 254u);
     EXPECT_EQ(plan.routes[1].key.table, 253u);
@@ -61,7 +63,8 @@ TEST(route_plan, a_deletion_is_no_download) {
 }
 
 TEST(route_plan, any_source_and_any_group_have_length_0) {
-    const route_plan plan = plan_of(R"([{"src":"0.0.0.0","dst":"239.1.1.1","iif":"a","multipath":[{"oif":"b"}]},
+    const route_plan plan =
+        plan_of(R"([{"src":"0.0.0.0","dst":"239.1.1.1","iif":"a","multipath":[{"oif":"b"}]},
                                         {"src":"0.0.0.0","dst":"0.0.0.0","iif":"a","multipath":[{"oif":"b"}]}])");
     EXPECT_EQ(plan.routes[0].key.source_length, 0);
     EXPECT_EQ(plan.routes[0].key.group_length, 32);
@@ -72,14 +75,17 @@ TEST(route_plan, any_source_and_any_group_have_length_0) {
 }
 
 TEST(route_plan, a_route_without_outgoing_interfaces_drops) {
-    const route_plan plan = plan_of(R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"a","multipath":[]}])");
+    const route_plan plan =
+        plan_of(R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"a","multipath":[]}])");
     EXPECT_TRUE(plan.routes[0].flags.drop_route);
     EXPECT_TRUE(plan.routes[0].oifs.empty());
 }
 
 TEST(route_plan, a_group_of_the_link_is_local) {
     const auto local = [](const std::string &group) {
-        return plan_of(R"([{"src":"10.0.0.1","dst":")" + group + R"(","iif":"a"}])").routes[0].flags.local_group;
+        return plan_of(R"([{"src":"10.0.0.1","dst":")" + group + R"(","iif":"a"}])")
+            .routes[0]
+            .flags.local_group;
     };
     EXPECT_TRUE(local("224.0.0.0"));
     EXPECT_TRUE(local("224.0.0.255"));
@@ -98,13 +104,15 @@ TEST(route_plan, counts_what_it_leaves_out) {
     EXPECT_EQ(plan.unresolved, 2u);
     EXPECT_EQ(plan.interface_gone, 1u);
     EXPECT_EQ(plan.ttl_thresholds, 2u);
-    EXPECT_EQ(skipped_text(plan), "2 unresolved skipped, 1 skipped whose incoming interface is gone");
+    EXPECT_EQ(skipped_text(plan),
+              "2 unresolved skipped, 1 skipped whose incoming interface is gone");
 }
 
 TEST(route_plan, says_only_what_was_skipped) {
     EXPECT_EQ(skipped_text({}), "");
     EXPECT_EQ(skipped_text({.routes = {}, .unresolved = 3}), "3 unresolved skipped");
-    EXPECT_EQ(skipped_text({.routes = {}, .interface_gone = 1}), "1 skipped whose incoming interface is gone");
+    EXPECT_EQ(skipped_text({.routes = {}, .interface_gone = 1}),
+              "1 skipped whose incoming interface is gone");
 }
 
 TEST(route_plan, a_route_that_stands_twice_is_refused) {
@@ -113,7 +121,8 @@ TEST(route_plan, a_route_that_stands_twice_is_refused) {
                               {"src":"10.0.0.2","dst":"239.1.1.1","iif":"a"},
                               {"src":"10.0.0.1","dst":"239.1.1.1","iif":"b","table":"default"}])");
               }),
-              "table.json: entry 3 of 3 (/2): (10.0.0.1, 239.1.1.1) in table 253 stands in entry 1 already, and the "
+              "table.json: entry 3 of 3 (/2): (10.0.0.1, 239.1.1.1) in table 253 stands in entry 1 "
+              "already, and the "
               "service holds one route of each");
     // Any other table, source or group makes it another route.
     EXPECT_EQ(plan_of(R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"a"},
@@ -129,7 +138,8 @@ TEST(route_plan, an_outgoing_interface_that_stands_twice_is_refused) {
                   plan_of(R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"a",
                                "multipath":[{"oif":"b"},{"oif":"c"},{"oif":"if12"}]}])");
               }),
-              "table.json: entry 1 of 1 (/0/multipath/2/oif): the outgoing interface \"if12\" (index 12) stands in "
+              "table.json: entry 1 of 1 (/0/multipath/2/oif): the outgoing interface \"if12\" "
+              "(index 12) stands in "
               "/multipath/0 already");
 }
 
@@ -142,13 +152,16 @@ TEST(route_plan, a_list_has_to_fit_its_16_bit_length) {
     };
     EXPECT_EQ(plan_of(table_with(8191)).routes[0].oifs.size(), 8191u);
     EXPECT_EQ(error_of([&] { plan_of(table_with(8192)); }),
-              "table.json: entry 1 of 1 (/0/multipath): 8192 outgoing interfaces; a route record holds up to 8191");
+              "table.json: entry 1 of 1 (/0/multipath): 8192 outgoing interfaces; a route record "
+              "holds up to 8191");
 }
 
 TEST(route_plan, keys_read_as_engineers_write_them) {
-    EXPECT_EQ(key_text({253, 0x0a000009, 32, 0xef010102, 32}), "(10.0.0.9, 239.1.1.2) in table 253");
+    EXPECT_EQ(key_text({253, 0x0a000009, 32, 0xef010102, 32}),
+              "(10.0.0.9, 239.1.1.2) in table 253");
     EXPECT_EQ(key_text({100, 0, 0, 0xef010102, 32}), "(*, 239.1.1.2) in table 100");
-    EXPECT_EQ(key_text({1, 0x0a000000, 8, 0xef000000, 24}), "(10.0.0.0/8, 239.0.0.0/24) in table 1");
+    EXPECT_EQ(key_text({1, 0x0a000000, 8, 0xef000000, 24}),
+              "(10.0.0.0/8, 239.0.0.0/24) in table 1");
     EXPECT_EQ(key_text({1, 0, 32, 0, 0}), "(0.0.0.0, *) in table 1");
 }
 

@@ -1,4 +1,5 @@
-// The recordings of a real kernel, as `ip` printed them; the expectations are read from the files by eye.
+// The recordings of a real kernel, as `ip` printed them; the expectations are read from the files
+// by eye.
 #include "address.h"
 #include "links.h"
 #include "route_plan.h"
@@ -13,16 +14,19 @@ class sample {
 public:
     explicit sample(const std::string &name)
         : table(parse_mroute_table(read_text(path(name, "mroute")))),
-          plan(plan_routes(
-              table,
-              interface_indexes(table, recorded_links("links", parse_links(read_text(path(name, "links")))), false),
-              {})) {}
+          plan(plan_routes(table,
+                           interface_indexes(
+                               table,
+                               recorded_links("links", parse_links(read_text(path(name, "links")))),
+                               false),
+                           {})) {}
 
     const route *find(const char *source, const char *group, std::uint32_t table_id = 253) const {
-        const auto found = std::find_if(plan.routes.begin(), plan.routes.end(), [&](const route &route) {
-            return route.key.source == *parse_ipv4(source) && route.key.group == *parse_ipv4(group) &&
-                   route.key.table == table_id;
-        });
+        const auto found =
+            std::find_if(plan.routes.begin(), plan.routes.end(), [&](const route &route) {
+                return route.key.source == *parse_ipv4(source) &&
+                       route.key.group == *parse_ipv4(group) && route.key.table == table_id;
+            });
         return found == plan.routes.end() ? nullptr : &*found;
     }
 

@@ -48,7 +48,8 @@ TEST_F(session, registers_sends_and_deregisters) {
     EXPECT_EQ(desk.requests[0].sap, 212u);
     EXPECT_EQ(desk.requests[0].opcode, 75796u);
     const bytes &registration = desk.requests[0].payload;
-    EXPECT_EQ(bytes(registration.begin() + 4, registration.begin() + 12), (bytes{4, 3, 2, 1, 's', 'e', 'g', 0}));
+    EXPECT_EQ(bytes(registration.begin() + 4, registration.begin() + 12),
+              (bytes{4, 3, 2, 1, 's', 'e', 'g', 0}));
     EXPECT_EQ(desk.requests[1].sap, 214u);
     EXPECT_EQ(desk.requests[1].opcode, 75831u);
     EXPECT_EQ(desk.requests[1].payload, (bytes{7, 9, 3, 2, 0, 0, 9, 9, 5}));
@@ -61,7 +62,9 @@ TEST_F(session, waits_no_longer_for_what_is_passed_over) {
     desk.answers = {accepted, fake_answer(accepted, 75796), fake_answer(accepted, 75796)};
     client_session client({.uuid = 1, .segment = "seg", .timeout_ms = 1000});
     desk.delay_ms = 20;
-    EXPECT_THROW(client.await({"answer", "answering"}, [](const received_message &) { return false; }), session_error);
+    EXPECT_THROW(
+        client.await({"answer", "answering"}, [](const received_message &) { return false; }),
+        session_error);
     EXPECT_EQ(desk.received, 3u);
     EXPECT_LE(desk.last_timeout, 960);
 }
@@ -80,9 +83,9 @@ TEST_F(session, without_a_queue) {
 
 TEST_F(session, without_a_switch) {
     desk.fail_send = 0;
-    EXPECT_EQ(refusal(),
-              "no switch answers in /run/desk; start one with `vellsim run`, or point VELLSIM_RUN_DIR at its "
-              "run directory");
+    EXPECT_EQ(refusal(), "no switch answers in /run/desk; start one with `vellsim run`, or point "
+                         "VELLSIM_RUN_DIR at its "
+                         "run directory");
 }
 
 TEST_F(session, with_a_segment_name_that_is_too_long) {
@@ -102,9 +105,9 @@ TEST_F(session, when_the_switch_does_not_answer) {
 
 TEST_F(session, when_the_switch_goes_away_instead_of_answering) {
     desk.result_without_answer = -1;
-    EXPECT_EQ(refusal(),
-              "the switch closed the connection instead of acknowledging the registration; `vellsim show log` "
-              "may say why");
+    EXPECT_EQ(refusal(), "the switch closed the connection instead of acknowledging the "
+                         "registration; `vellsim show log` "
+                         "may say why");
 }
 
 TEST_F(session, when_the_switch_refuses) {
@@ -119,7 +122,9 @@ TEST_F(session, when_the_switch_accepts_without_an_id) {
 
 TEST_F(session, when_the_answer_is_too_short) {
     desk.answers = {bytes{7}};
-    EXPECT_EQ(refusal(), "the switch answered the registration with a message of 1 bytes, an acknowledgment has 2");
+    EXPECT_EQ(
+        refusal(),
+        "the switch answered the registration with a message of 1 bytes, an acknowledgment has 2");
 }
 
 TEST_F(session, when_a_route_message_cannot_be_sent) {
@@ -133,8 +138,8 @@ TEST_F(session, when_a_route_message_cannot_be_sent) {
 TEST_F(session, when_the_connection_is_lost_behind_the_last_send) {
     desk.answers = {accepted};
     desk.result_without_answer = -1;
-    EXPECT_EQ(refusal(),
-              "everything was sent, but the switch closed the connection; `vellfeed compare` tells what arrived");
+    EXPECT_EQ(refusal(), "everything was sent, but the switch closed the connection; `vellfeed "
+                         "compare` tells what arrived");
 }
 
 TEST_F(session, when_messages_arrive_that_nobody_asked_for) {
@@ -146,13 +151,15 @@ TEST_F(session, when_messages_arrive_that_nobody_asked_for) {
 TEST_F(session, when_it_cannot_deregister) {
     desk.answers = {accepted};
     desk.fail_send = 1;
-    EXPECT_EQ(refusal(), "everything was sent, but the switch went away before the client could deregister");
+    EXPECT_EQ(refusal(),
+              "everything was sent, but the switch went away before the client could deregister");
 }
 
 TEST_F(session, when_references_stay_open) {
     desk.answers = {accepted};
     desk.lose_drops = true;
-    EXPECT_EQ(refusal(), "the transport counts 2 message references left open and 0 wrong releases");
+    EXPECT_EQ(refusal(),
+              "the transport counts 2 message references left open and 0 wrong releases");
 }
 
 } // namespace

@@ -21,7 +21,9 @@ struct answer_bytes {
 
     bytes all() const {
         bytes result = {status, 0, 0, 0};
-        const auto append = [&](const bytes &more) { result.insert(result.end(), more.begin(), more.end()); };
+        const auto append = [&](const bytes &more) {
+            result.insert(result.end(), more.begin(), more.end());
+        };
         append(table);
         append({source_length, group_length, family, 0});
         append(source);
@@ -63,8 +65,10 @@ protected:
         return err;
     }
 
-    const std::vector<std::string> ipv4_command = {"stats", "--source", "10.0.0.9", "--group", "239.1.1.2"};
-    const std::vector<std::string> ipv6_command = {"stats", "--source", "2001:db8::9", "--group", "ff0e::102"};
+    const std::vector<std::string> ipv4_command = {"stats", "--source", "10.0.0.9", "--group",
+                                                   "239.1.1.2"};
+    const std::vector<std::string> ipv6_command = {"stats", "--source", "2001:db8::9", "--group",
+                                                   "ff0e::102"};
 
     static std::vector<std::string> with(std::vector<std::string> command, const char *option) {
         command.emplace_back(option);
@@ -84,7 +88,8 @@ TEST_F(stats, a_second_answer_is_not_taken_for_the_next_requests) {
 }
 
 TEST_F(stats, an_answer_that_came_before_for_nothing_is_none) {
-    answer_with({fake_answer(ipv6_answer().all(), ipv6_clear), fake_answer(ipv6_answer().all(), ipv6_stats)});
+    answer_with({fake_answer(ipv6_answer().all(), ipv6_clear),
+                 fake_answer(ipv6_answer().all(), ipv6_stats)});
     EXPECT_EQ(run(ipv6_command), 1);
     EXPECT_THAT(err, testing::HasSubstr("with a message of opcode 75799 and 72 bytes"));
 }
@@ -92,10 +97,12 @@ TEST_F(stats, an_answer_that_came_before_for_nothing_is_none) {
 TEST_F(stats, asks_for_an_ipv4_route) {
     answer_with({fake_answer(answer_bytes().all(), ipv4_stats)});
     EXPECT_EQ(run(ipv4_command), 0) << err;
-    EXPECT_EQ(out, "(10.0.0.9, 239.1.1.2) in table 253: 6280196624 packets, 2 bytes, 1 wrong-interface packet\n");
+    EXPECT_EQ(out, "(10.0.0.9, 239.1.1.2) in table 253: 6280196624 packets, 2 bytes, 1 "
+                   "wrong-interface packet\n");
     ASSERT_EQ(sent_opcodes(), (opcodes{registration, ipv4_stats, deregistration}));
     EXPECT_EQ(desk.requests[1].sap, 214u);
-    EXPECT_EQ(desk.requests[1].payload, (bytes{253, 0, 0, 0, 32, 32, 0, 0, 9, 0, 0, 10, 2, 1, 1, 239, 0, 0, 0, 0}));
+    EXPECT_EQ(desk.requests[1].payload,
+              (bytes{253, 0, 0, 0, 32, 32, 0, 0, 9, 0, 0, 10, 2, 1, 1, 239, 0, 0, 0, 0}));
     expect_all_closed();
 }
 
@@ -104,8 +111,8 @@ TEST_F(stats, asks_for_and_clears_an_ipv4_route_at_once) {
     answer.cleared = 1;
     answer_with({fake_answer(answer.all(), ipv4_stats)});
     EXPECT_EQ(run(with(ipv4_command, "--clear")), 0) << err;
-    EXPECT_EQ(out,
-              "(10.0.0.9, 239.1.1.2) in table 253: 6280196624 packets, 2 bytes, 1 wrong-interface packet; cleared\n");
+    EXPECT_EQ(out, "(10.0.0.9, 239.1.1.2) in table 253: 6280196624 packets, 2 bytes, 1 "
+                   "wrong-interface packet; cleared\n");
     ASSERT_EQ(sent_opcodes(), (opcodes{registration, ipv4_stats, deregistration}));
     EXPECT_EQ(desk.requests[1].payload[16], 1);
 }
@@ -116,10 +123,11 @@ TEST_F(stats, clears_an_ipv4_route_alone) {
     answer.octets[0] = 1;
     answer_with({fake_answer(answer.all(), ipv4_clear)});
     EXPECT_EQ(run(with(ipv4_command, "--clear-only")), 0) << err;
-    EXPECT_EQ(out,
-              "(10.0.0.9, 239.1.1.2) in table 253: 6280196624 packets, 1 byte, 1 wrong-interface packet; cleared\n");
+    EXPECT_EQ(out, "(10.0.0.9, 239.1.1.2) in table 253: 6280196624 packets, 1 byte, 1 "
+                   "wrong-interface packet; cleared\n");
     ASSERT_EQ(sent_opcodes(), (opcodes{registration, ipv4_clear, deregistration}));
-    EXPECT_EQ(desk.requests[1].payload, (bytes{253, 0, 0, 0, 32, 32, 0, 0, 9, 0, 0, 10, 2, 1, 1, 239}));
+    EXPECT_EQ(desk.requests[1].payload,
+              (bytes{253, 0, 0, 0, 32, 32, 0, 0, 9, 0, 0, 10, 2, 1, 1, 239}));
 }
 
 TEST_F(stats, takes_table_and_mask_lengths) {
@@ -129,21 +137,26 @@ TEST_F(stats, takes_table_and_mask_lengths) {
     answer.source = bytes(16, 0);
     answer.group_length = 24;
     answer_with({fake_answer(answer.all(), ipv4_stats)});
-    EXPECT_EQ(run({"stats", "--source", "0.0.0.0", "--source-len", "0", "--group", "239.1.1.2", "--group-len", "24",
-                   "--table", "100"}),
+    EXPECT_EQ(run({"stats", "--source", "0.0.0.0", "--source-len", "0", "--group", "239.1.1.2",
+                   "--group-len", "24", "--table", "100"}),
               0)
         << err;
-    EXPECT_EQ(out, "(*, 239.1.1.2/24) in table 100: 6280196624 packets, 2 bytes, 1 wrong-interface packet\n");
-    EXPECT_EQ(desk.requests[1].payload, (bytes{100, 0, 0, 0, 0, 24, 0, 0, 0, 0, 0, 0, 2, 1, 1, 239, 0, 0, 0, 0}));
+    EXPECT_EQ(
+        out,
+        "(*, 239.1.1.2/24) in table 100: 6280196624 packets, 2 bytes, 1 wrong-interface packet\n");
+    EXPECT_EQ(desk.requests[1].payload,
+              (bytes{100, 0, 0, 0, 0, 24, 0, 0, 0, 0, 0, 0, 2, 1, 1, 239, 0, 0, 0, 0}));
 }
 
-const bytes ipv6_request = {253, 0, 0,    0,    128, 128, 0x20, 0x01, 0x0d, 0xb8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
-                            0,   9, 0xff, 0x0e, 0,   0,   0,    0,    0,    0,    0, 0, 0, 0, 0, 0, 1, 2, 0, 0};
+const bytes ipv6_request = {253, 0, 0, 0, 128, 128, 0x20, 0x01, 0x0d, 0xb8, 0, 0, 0, 0,
+                            0,   0, 0, 0, 0,   0,   0,    9,    0xff, 0x0e, 0, 0, 0, 0,
+                            0,   0, 0, 0, 0,   0,   0,    0,    1,    2,    0, 0};
 
 TEST_F(stats, asks_for_an_ipv6_route) {
     answer_with({fake_answer(ipv6_answer().all(), ipv6_stats)});
     EXPECT_EQ(run(ipv6_command), 0) << err;
-    EXPECT_EQ(out, "(2001:db8::9, ff0e::102) in table 253: 6280196624 packets, 2 bytes, 1 wrong-interface packet\n");
+    EXPECT_EQ(out, "(2001:db8::9, ff0e::102) in table 253: 6280196624 packets, 2 bytes, 1 "
+                   "wrong-interface packet\n");
     ASSERT_EQ(sent_opcodes(), (opcodes{registration, ipv6_stats, deregistration}));
     EXPECT_EQ(desk.requests[1].payload, ipv6_request);
     expect_all_closed();
@@ -153,9 +166,11 @@ TEST_F(stats, asks_for_an_ipv6_route_and_then_clears_it) {
     answer_bytes cleared = ipv6_answer();
     cleared.cleared = 1;
     cleared.octets[0] = 5; // something came in between
-    answer_with({fake_answer(ipv6_answer().all(), ipv6_stats), fake_answer(cleared.all(), ipv6_clear)});
+    answer_with(
+        {fake_answer(ipv6_answer().all(), ipv6_stats), fake_answer(cleared.all(), ipv6_clear)});
     EXPECT_EQ(run(with(ipv6_command, "--clear")), 0) << err;
-    EXPECT_EQ(out, "(2001:db8::9, ff0e::102) in table 253: 6280196624 packets, 5 bytes, 1 wrong-interface packet; "
+    EXPECT_EQ(out, "(2001:db8::9, ff0e::102) in table 253: 6280196624 packets, 5 bytes, 1 "
+                   "wrong-interface packet; "
                    "cleared\n");
     ASSERT_EQ(sent_opcodes(), (opcodes{registration, ipv6_stats, ipv6_clear, deregistration}));
     EXPECT_EQ(desk.requests[2].payload, ipv6_request);
@@ -173,7 +188,8 @@ TEST_F(stats, a_route_that_is_not_there_is_no_success) {
     answer_bytes answer;
     answer.status = 1;
     answer.packets = answer.octets = answer.wrong_interface = bytes(8, 0);
-    EXPECT_EQ(error_with(answer.all()), "vellfeed: the switch has no route (10.0.0.9, 239.1.1.2) in table 253\n");
+    EXPECT_EQ(error_with(answer.all()),
+              "vellfeed: the switch has no route (10.0.0.9, 239.1.1.2) in table 253\n");
     // And then there is nothing to clear.
     answer_bytes absent = ipv6_answer();
     absent.status = 1;
@@ -186,27 +202,31 @@ TEST_F(stats, a_route_that_is_not_there_is_no_success) {
 TEST_F(stats, counters_that_were_not_cleared_are_told) {
     answer_with({fake_answer(answer_bytes().all(), ipv4_stats)});
     EXPECT_EQ(run(with(ipv4_command, "--clear")), 1);
-    EXPECT_EQ(out, "(10.0.0.9, 239.1.1.2) in table 253: 6280196624 packets, 2 bytes, 1 wrong-interface packet\n");
+    EXPECT_EQ(out, "(10.0.0.9, 239.1.1.2) in table 253: 6280196624 packets, 2 bytes, 1 "
+                   "wrong-interface packet\n");
     EXPECT_EQ(err, "vellfeed: the switch did not clear the counters\n");
 }
 
 TEST_F(stats, another_message_is_told) {
-    EXPECT_EQ(
-        error_with(answer_bytes().all(), ipv4_clear),
-        "vellfeed: the switch answered the statistics request with a message of opcode 75798 and 72 bytes, expected "
-        "opcode 75785 and 72 bytes\n");
+    EXPECT_EQ(error_with(answer_bytes().all(), ipv4_clear),
+              "vellfeed: the switch answered the statistics request with a message of opcode 75798 "
+              "and 72 bytes, expected "
+              "opcode 75785 and 72 bytes\n");
     bytes answer = answer_bytes().all();
     answer.pop_back();
-    EXPECT_EQ(error_with(answer),
-              "vellfeed: the switch answered the statistics request with a message of opcode 75785 and "
-              "71 bytes, expected opcode 75785 and 72 bytes\n");
+    EXPECT_EQ(
+        error_with(answer),
+        "vellfeed: the switch answered the statistics request with a message of opcode 75785 and "
+        "71 bytes, expected opcode 75785 and 72 bytes\n");
     answer.insert(answer.end(), 2, 0);
-    EXPECT_EQ(error_with(answer),
-              "vellfeed: the switch answered the statistics request with a message of opcode 75785 and "
-              "73 bytes, expected opcode 75785 and 72 bytes\n");
-    EXPECT_EQ(error_with({}),
-              "vellfeed: the switch answered the statistics request with a message of opcode 75785 and 0 "
-              "bytes, expected opcode 75785 and 72 bytes\n");
+    EXPECT_EQ(
+        error_with(answer),
+        "vellfeed: the switch answered the statistics request with a message of opcode 75785 and "
+        "73 bytes, expected opcode 75785 and 72 bytes\n");
+    EXPECT_EQ(
+        error_with({}),
+        "vellfeed: the switch answered the statistics request with a message of opcode 75785 and 0 "
+        "bytes, expected opcode 75785 and 72 bytes\n");
 }
 
 TEST_F(stats, the_answer_for_another_route_is_told) {
@@ -230,7 +250,8 @@ TEST_F(stats, the_answer_for_another_route_is_told) {
     EXPECT_EQ(error([](answer_bytes &answer) { answer = ipv6_answer(); }),
               begin + "(2001:db8::9, ff0e::102) in table 253" + end);
     EXPECT_EQ(error([](answer_bytes &answer) { answer.family = 5; }),
-              "vellfeed: the switch answered the statistics request for a route of family 5, expected 4 or 6\n");
+              "vellfeed: the switch answered the statistics request for a route of family 5, "
+              "expected 4 or 6\n");
 }
 
 TEST_F(stats, an_answer_of_unknown_status_is_told) {
@@ -246,27 +267,31 @@ TEST_F(stats, no_answer_is_told) {
     command.insert(command.end(), {"--timeout", "33"});
     answer_with({std::nullopt});
     EXPECT_EQ(run(command), 1);
-    EXPECT_EQ(err, "vellfeed: the switch did not answer the statistics request within 33 ms; if it is only slow, wait "
+    EXPECT_EQ(err, "vellfeed: the switch did not answer the statistics request within 33 ms; if it "
+                   "is only slow, wait "
                    "longer with --timeout\n");
     start_over();
     desk.result_without_answer = -1;
     EXPECT_EQ(run(with(command, "--clear-only")), 1);
-    EXPECT_EQ(err,
-              "vellfeed: the switch closed the connection instead of answering the clear request; `vellsim show log` "
-              "may say why; the request may have been carried out all the same, which `vellsim show stats` tells\n");
+    EXPECT_EQ(err, "vellfeed: the switch closed the connection instead of answering the clear "
+                   "request; `vellsim show log` "
+                   "may say why; the request may have been carried out all the same, which "
+                   "`vellsim show stats` tells\n");
     expect_all_closed();
 }
 
 TEST_F(stats, each_send_may_fail) {
     const std::string errors[] = {
-        "no switch answers in /run/desk; start one with `vellsim run`, or point VELLSIM_RUN_DIR at its run directory",
+        "no switch answers in /run/desk; start one with `vellsim run`, or point VELLSIM_RUN_DIR at "
+        "its run directory",
         "the statistics request could not be sent: the switch went away",
         "the clear request could not be sent: the switch went away",
         "everything was sent, but the switch went away before the client could deregister"};
     for (std::size_t i = 0; i < std::size(errors); ++i) {
         answer_bytes cleared = ipv6_answer();
         cleared.cleared = 1;
-        answer_with({fake_answer(ipv6_answer().all(), ipv6_stats), fake_answer(cleared.all(), ipv6_clear)});
+        answer_with(
+            {fake_answer(ipv6_answer().all(), ipv6_stats), fake_answer(cleared.all(), ipv6_clear)});
         desk.fail_send = i;
         EXPECT_EQ(run(with(ipv6_command, "--clear")), 1);
         EXPECT_EQ(err, "vellfeed: " + errors[i] + "\n");

@@ -19,9 +19,10 @@ TEST(switch_port, a_name_says_where_a_port_is) {
 }
 
 TEST(switch_port, any_other_name_is_known_by_the_kernels_index) {
-    const char *const others[] = {"lan1",    "eth3",    "eth3-7-2", "eth256-1", "eth3-256",  "eth03-7", "eth3-07",
-                                  "eth-3-7", "eth3--7", "eth3-",    "Eth3/7",   "eth3/7",    "po",      "po07",
-                                  "po65536", "vlan0",   "vlan010",  "vlan4095", "vlan10.20", "if12",    "eth3-7/2"};
+    const char *const others[] = {
+        "lan1",    "eth3",    "eth3-7-2", "eth256-1", "eth3-256",  "eth03-7", "eth3-07",
+        "eth-3-7", "eth3--7", "eth3-",    "Eth3/7",   "eth3/7",    "po",      "po07",
+        "po65536", "vlan0",   "vlan010",  "vlan4095", "vlan10.20", "if12",    "eth3-7/2"};
     for (const char *other : others) {
         EXPECT_EQ(index_in_link_name(other), std::nullopt) << other;
         EXPECT_EQ(index_of_link(other, 17), kernel_type + 17) << other;

@@ -26,8 +26,9 @@ TEST(text_input, takes_the_output_of_a_program) {
 }
 
 TEST(text_input, takes_more_than_a_pipe_holds_from_both_outputs) {
-    const text_input input =
-        read_command({"sh", "-c", "head -c 300000 /dev/zero >&2; head -c 300000 /dev/zero; head -c 9 /dev/zero >&2"});
+    const text_input input = read_command(
+        {"sh", "-c",
+         "head -c 300000 /dev/zero >&2; head -c 300000 /dev/zero; head -c 9 /dev/zero >&2"});
     EXPECT_EQ(input.text.size(), 300000u);
 }
 
@@ -35,20 +36,28 @@ TEST(text_input, a_missing_program_is_named) {
     EXPECT_EQ(error_of([] {
                   read_command({"no-such-program", "x"});
               }),
-              "no-such-program cannot be run: No such file or directory; is it installed and on the PATH?");
+              "no-such-program cannot be run: No such file or directory; is it installed and on "
+              "the PATH?");
 }
 
 TEST(text_input, a_program_that_fails_is_named_with_what_it_said) {
     EXPECT_EQ(error_of([] {
                   read_command({"sh", "-c", "echo []; echo no table >&2; echo here >&2; exit 2"});
               }),
-              "`sh -c echo []; echo no table >&2; echo here >&2; exit 2` failed with exit code 2: no table here");
+              "`sh -c echo []; echo no table >&2; echo here >&2; exit 2` failed with exit code 2: "
+              "no table here");
     EXPECT_EQ(error_of([] { read_command({"false"}); }), "`false` failed with exit code 1");
-    EXPECT_EQ(error_of([] { read_command({"sh", "-c", "kill -9 $$"}); }), "`sh -c kill -9 $$` was ended by signal 9");
+    EXPECT_EQ(error_of([] {
+                  read_command({"sh", "-c", "kill -9 $$"});
+              }),
+              "`sh -c kill -9 $$` was ended by signal 9");
 }
 
 TEST(text_input, a_program_that_never_ends_is_given_up) {
-    EXPECT_EQ(error_of([] { read_command({"cat", "/dev/zero"}); }), "`cat /dev/zero`: is larger than 128 MiB");
+    EXPECT_EQ(error_of([] {
+                  read_command({"cat", "/dev/zero"});
+              }),
+              "`cat /dev/zero`: is larger than 128 MiB");
 }
 
 } // namespace

@@ -8,7 +8,8 @@ using testing::StartsWith;
 
 class vellfeed : public program_fixture {};
 
-constexpr char two_routes[] = R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"in","multipath":[{"oif":"out"}]},
+constexpr char two_routes[] =
+    R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"in","multipath":[{"oif":"out"}]},
                                   {"src":"10.0.0.2","dst":"239.1.1.1","iif":"in","multipath":[]}])";
 
 // What the switch holds once two_routes was fed with its names numbered.
@@ -20,23 +21,30 @@ constexpr char two_held[] = R"({"routes":[
      "client":7,"oifs":[],"mti":[],"glt":[]}]})";
 
 TEST_F(vellfeed, feeds_a_recorded_table) {
-    EXPECT_EQ(run({"routes", sample("campus.mroute"), "--links", sample("campus.links")}), 0) << err;
-    EXPECT_EQ(out, "vellfeed: 8 outgoing interfaces with a TTL threshold above 1: a route record has no place for it\n"
-                   "vellfeed: sent 29 routes in 1 message, 3 unresolved skipped, 1 skipped whose incoming interface is "
+    EXPECT_EQ(run({"routes", sample("campus.mroute"), "--links", sample("campus.links")}), 0)
+        << err;
+    EXPECT_EQ(out, "vellfeed: 8 outgoing interfaces with a TTL threshold above 1: a route record "
+                   "has no place for it\n"
+                   "vellfeed: sent 29 routes in 1 message, 3 unresolved skipped, 1 skipped whose "
+                   "incoming interface is "
                    "gone\n");
     EXPECT_EQ(err, "");
-    EXPECT_EQ(sent_opcodes(), (std::vector<std::uint32_t>{registration, route_update, deregistration}));
+    EXPECT_EQ(sent_opcodes(),
+              (std::vector<std::uint32_t>{registration, route_update, deregistration}));
     EXPECT_EQ(desk.requests[1].payload[2], 29);
     EXPECT_EQ(desk.open_references, 0);
 }
 
 TEST_F(vellfeed, numbers_interfaces_and_says_which) {
     EXPECT_EQ(run({"routes", write_file("two", two_routes), "--number-interfaces"}), 0) << err;
-    EXPECT_EQ(out, "interface in is number 1\ninterface out is number 2\nvellfeed: sent 2 routes in 1 message\n");
+    EXPECT_EQ(out, "interface in is number 1\ninterface out is number 2\nvellfeed: sent 2 routes "
+                   "in 1 message\n");
 }
 
 TEST_F(vellfeed, splits_a_table_into_messages) {
-    EXPECT_EQ(run({"routes", sample("metro.mroute"), "--links", sample("metro.links"), "--message-bytes", "4096"}), 0);
+    EXPECT_EQ(run({"routes", sample("metro.mroute"), "--links", sample("metro.links"),
+                   "--message-bytes", "4096"}),
+              0);
     std::size_t routes = 0;
     for (std::size_t i = 1; i + 1 < desk.requests.size(); ++i) {
         EXPECT_EQ(desk.requests[i].opcode, route_update);
@@ -44,12 +52,13 @@ TEST_F(vellfeed, splits_a_table_into_messages) {
         routes += desk.requests[i].payload[2] + 256u * desk.requests[i].payload[3];
     }
     EXPECT_EQ(routes, 1200u);
-    EXPECT_EQ(out, "vellfeed: sent 1200 routes in " + std::to_string(desk.requests.size() - 2) + " messages\n");
+    EXPECT_EQ(out, "vellfeed: sent 1200 routes in " + std::to_string(desk.requests.size() - 2) +
+                       " messages\n");
 }
 
 TEST_F(vellfeed, takes_table_and_epoch_and_deletion) {
-    EXPECT_EQ(run({"routes", write_file("two", two_routes), "--number-interfaces", "--quiet", "--table", "77",
-                   "--epoch", "9", "--delete"}),
+    EXPECT_EQ(run({"routes", write_file("two", two_routes), "--number-interfaces", "--quiet",
+                   "--table", "77", "--epoch", "9", "--delete"}),
               0)
         << err;
     EXPECT_EQ(out, "");
@@ -61,7 +70,9 @@ TEST_F(vellfeed, takes_table_and_epoch_and_deletion) {
 }
 
 TEST_F(vellfeed, says_that_deletes_were_sent) {
-    EXPECT_EQ(run({"routes", sample("metro.mroute"), "--links", sample("metro.links"), "--delete"}), 0) << err;
+    EXPECT_EQ(run({"routes", sample("metro.mroute"), "--links", sample("metro.links"), "--delete"}),
+              0)
+        << err;
     EXPECT_THAT(out, StartsWith("vellfeed: sent 1200 deletes in "));
 }
 
@@ -72,23 +83,28 @@ TEST_F(vellfeed, an_empty_table_is_fed_as_nothing) {
 }
 
 TEST_F(vellfeed, sends_nothing_of_a_table_that_is_wrong) {
-    const std::string path = write_file("wrong", R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"in"},{"src":1}])");
+    const std::string path =
+        write_file("wrong", R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"in"},{"src":1}])");
     EXPECT_EQ(run({"routes", path, "--number-interfaces"}), 1);
     EXPECT_EQ(out, "");
-    EXPECT_EQ(err, "vellfeed: " + path +
-                       ": entry 2 of 2 (/1/src): expected the source, an IPv4 address, found the number "
-                       "1\n");
+    EXPECT_EQ(err,
+              "vellfeed: " + path +
+                  ": entry 2 of 2 (/1/src): expected the source, an IPv4 address, found the number "
+                  "1\n");
     EXPECT_TRUE(desk.requests.empty());
 }
 
 TEST_F(vellfeed, each_send_may_fail) {
     // Registration, two messages and deregistration.
-    const std::vector<std::string> command = {"routes", write_file("two", two_routes), "--number-interfaces",
-                                              "--message-bytes", "1"};
+    const std::vector<std::string> command = {"routes", write_file("two", two_routes),
+                                              "--number-interfaces", "--message-bytes", "1"};
     const std::string errors[] = {
-        "no switch answers in /run/desk; start one with `vellsim run`, or point VELLSIM_RUN_DIR at its run directory",
-        "message 1 could not be sent: the switch went away; 0 of 2 routes in 0 messages went out before",
-        "message 2 could not be sent: the switch went away; 1 of 2 routes in 1 message went out before",
+        "no switch answers in /run/desk; start one with `vellsim run`, or point VELLSIM_RUN_DIR at "
+        "its run directory",
+        "message 1 could not be sent: the switch went away; 0 of 2 routes in 0 messages went out "
+        "before",
+        "message 2 could not be sent: the switch went away; 1 of 2 routes in 1 message went out "
+        "before",
         "everything was sent, but the switch went away before the client could deregister"};
     for (std::size_t i = 0; i < std::size(errors); ++i) {
         start_over();
@@ -101,30 +117,33 @@ TEST_F(vellfeed, each_send_may_fail) {
 }
 
 TEST_F(vellfeed, compares_without_a_switch_when_it_is_given_what_is_held) {
-    EXPECT_EQ(
-        run({"compare", write_file("two", two_routes), "--number-interfaces", "--held", write_file("held", two_held)}),
-        0)
+    EXPECT_EQ(run({"compare", write_file("two", two_routes), "--number-interfaces", "--held",
+                   write_file("held", two_held)}),
+              0)
         << err;
-    EXPECT_EQ(out, "interface in is number 1\ninterface out is number 2\nall 2 fed routes arrived\n");
+    EXPECT_EQ(out,
+              "interface in is number 1\ninterface out is number 2\nall 2 fed routes arrived\n");
     EXPECT_TRUE(desk.requests.empty());
 }
 
 TEST_F(vellfeed, a_comparison_that_fails_says_so) {
-    EXPECT_EQ(run({"compare", write_file("two", two_routes), "--number-interfaces", "--epoch", "3", "--held",
-                   write_file("held", two_held)}),
+    EXPECT_EQ(run({"compare", write_file("two", two_routes), "--number-interfaces", "--epoch", "3",
+                   "--held", write_file("held", two_held)}),
               1);
-    EXPECT_THAT(out, HasSubstr("\n(10.0.0.1, 239.1.1.1) in table 253: epoch: fed 3, held 0\n"
-                               "(10.0.0.2, 239.1.1.1) in table 253: epoch: fed 3, held 0\n"
-                               "of 2 fed routes 0 arrived, 2 differ, 0 are missing; 0 unexpected\n"));
-    EXPECT_EQ(run({"compare", write_file("two", two_routes), "--number-interfaces", "--table", "9", "--quiet", "--held",
-                   write_file("held", two_held)}),
+    EXPECT_THAT(out,
+                HasSubstr("\n(10.0.0.1, 239.1.1.1) in table 253: epoch: fed 3, held 0\n"
+                          "(10.0.0.2, 239.1.1.1) in table 253: epoch: fed 3, held 0\n"
+                          "of 2 fed routes 0 arrived, 2 differ, 0 are missing; 0 unexpected\n"));
+    EXPECT_EQ(run({"compare", write_file("two", two_routes), "--number-interfaces", "--table", "9",
+                   "--quiet", "--held", write_file("held", two_held)}),
               1);
     EXPECT_EQ(out, "");
 }
 
 TEST_F(vellfeed, held_routes_that_are_wrong_are_refused) {
     const std::string path = write_file("held", "[]");
-    EXPECT_EQ(run({"compare", write_file("two", two_routes), "--number-interfaces", "--held", path}), 1);
+    EXPECT_EQ(
+        run({"compare", write_file("two", two_routes), "--number-interfaces", "--held", path}), 1);
     EXPECT_EQ(err, "vellfeed: " + path +
                        ": expected an object with \"routes\", the output of `vellsim show routes "
                        "--json`, found an array of 0\n");
@@ -134,14 +153,19 @@ TEST_F(vellfeed, sends_each_dux_role) {
     const struct {
         const char *role;
         std::uint8_t flag_bytes[4];
-    } roles[] = {{"all", {0, 0, 4, 0}}, {"even", {0, 0, 8, 0}}, {"odd", {0, 0, 16, 0}}, {"none", {0, 0, 0, 2}}};
+    } roles[] = {{"all", {0, 0, 4, 0}},
+                 {"even", {0, 0, 8, 0}},
+                 {"odd", {0, 0, 16, 0}},
+                 {"none", {0, 0, 0, 2}}};
     for (const auto &row : roles) {
         start_over();
         EXPECT_EQ(run({"role", row.role}), 0) << err;
         EXPECT_EQ(out, std::string("vellfeed: sent the dux role ") + row.role + "\n");
-        ASSERT_EQ(sent_opcodes(), (std::vector<std::uint32_t>{registration, route_update, deregistration}));
+        ASSERT_EQ(sent_opcodes(),
+                  (std::vector<std::uint32_t>{registration, route_update, deregistration}));
         const bytes &message = desk.requests[1].payload;
-        EXPECT_EQ(bytes(message.begin() + 12, message.begin() + 16), bytes(row.flag_bytes, row.flag_bytes + 4));
+        EXPECT_EQ(bytes(message.begin() + 12, message.begin() + 16),
+                  bytes(row.flag_bytes, row.flag_bytes + 4));
     }
 }
 
@@ -161,9 +185,11 @@ TEST_F(vellfeed, a_role_that_cannot_be_sent_is_an_error) {
 TEST_F(vellfeed, sends_the_ipv6_notice) {
     EXPECT_EQ(run({"notice6", "0x11121314", "4294967295", "513"}), 0) << err;
     EXPECT_EQ(out, "vellfeed: sent the IPv6 route notice 286397204 4294967295 513\n");
-    ASSERT_EQ(sent_opcodes(), (std::vector<std::uint32_t>{registration, ipv6_notice, deregistration}));
+    ASSERT_EQ(sent_opcodes(),
+              (std::vector<std::uint32_t>{registration, ipv6_notice, deregistration}));
     const bytes &notice = desk.requests[1].payload;
-    EXPECT_EQ(notice, (bytes{7, 0, 1, 2, 0, 0, 0, 0, 0x14, 0x13, 0x12, 0x11, 0xff, 0xff, 0xff, 0xff}));
+    EXPECT_EQ(notice,
+              (bytes{7, 0, 1, 2, 0, 0, 0, 0, 0x14, 0x13, 0x12, 0x11, 0xff, 0xff, 0xff, 0xff}));
 }
 
 TEST_F(vellfeed, wrong_usage_has_its_own_exit_code) {
@@ -193,9 +219,10 @@ TEST_F(vellfeed, wrong_usage_has_its_own_exit_code) {
 }
 
 TEST_F(vellfeed, wrong_usage_is_explained) {
-    const std::string known = "; the commands are routes, compare, role, notice6, stats, l2, l2-compare, flood, "
-                              "flood-compare, ltl, day, marker, download-complete, overlay\n"
-                              "Run `vellfeed --help` for more information.\n";
+    const std::string known =
+        "; the commands are routes, compare, role, notice6, stats, l2, l2-compare, flood, "
+        "flood-compare, ltl, day, marker, download-complete, overlay\n"
+        "Run `vellfeed --help` for more information.\n";
     const struct {
         std::vector<std::string> command;
         std::string error;
@@ -205,7 +232,8 @@ TEST_F(vellfeed, wrong_usage_is_explained) {
         {{"overlay", "vlan"},
          "there is no command \"vlan\"; the commands are disable, vlans, route\n"
          "Run `vellfeed overlay --help` for more information.\n"},
-        {{"role", "all", "--value", "9"}, "both a role and --value were given, only one of them can be sent\n"},
+        {{"role", "all", "--value", "9"},
+         "both a role and --value were given, only one of them can be sent\n"},
     };
     for (const auto &row : rows) {
         EXPECT_EQ(run(row.command), 2);

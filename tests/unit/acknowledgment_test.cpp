@@ -104,7 +104,8 @@ TEST_F(RegisterAckTest, HandsTheMessageOnEvenWhenItIsNull) {
 
 TEST_F(RegisterAckTest, ReadsNothingBehindTheFlags) {
     const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-    void *const area = mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    void *const area =
+        mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     ASSERT_NE(area, MAP_FAILED);
     auto *const second_page = static_cast<std::uint8_t *>(area) + page;
     ASSERT_EQ(mprotect(second_page, page, PROT_NONE), 0);

@@ -39,8 +39,10 @@ unsigned AllocationCounter::allocations() const {
 
 #ifdef UNDER_ADDRESS_SANITIZER
 
-// The sanitizer owns the allocator and tells of its calls. Its header does not come with every compiler.
-extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*malloc_hook)(const volatile void *, std::size_t),
+// The sanitizer owns the allocator and tells of its calls. Its header does not come with every
+// compiler.
+extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*malloc_hook)(const volatile void *,
+                                                                             std::size_t),
                                                          void (*free_hook)(const volatile void *));
 
 namespace {
@@ -51,13 +53,15 @@ void on_allocation(const volatile void *, std::size_t) {
 
 void on_free(const volatile void *) {}
 
-[[maybe_unused]] const int installed = __sanitizer_install_malloc_and_free_hooks(on_allocation, on_free);
+[[maybe_unused]] const int installed =
+    __sanitizer_install_malloc_and_free_hooks(on_allocation, on_free);
 
 } // namespace
 
 #else
 
-// The program's own allocator stands before libc's, for libc itself and every library, and hands on to it.
+// The program's own allocator stands before libc's, for libc itself and every library, and hands on
+// to it.
 extern "C" {
 
 void *__libc_malloc(std::size_t size);

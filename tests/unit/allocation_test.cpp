@@ -1,4 +1,5 @@
-// No operation allocates memory, whether it succeeds, is refused or fails, but those whose purpose it is.
+// No operation allocates memory, whether it succeeds, is refused or fails, but those whose purpose
+// it is.
 #include "allocation_counter.h"
 #include "client/log.h"
 #include "library_test.h"
@@ -55,13 +56,15 @@ protected:
         expect_no_allocation("vell_register_ack", [] { vell_register_ack(nullptr); });
         expect_no_allocation("vell_deregister", [] { vell_deregister(); });
         expect_no_allocation("vell_register_kyt_q", [] { vell_register_kyt_q(0); });
-        expect_no_allocation("vell_register, name too long", [this] { vell_register(7, 5, long_name_.c_str()); });
+        expect_no_allocation("vell_register, name too long",
+                             [this] { vell_register(7, 5, long_name_.c_str()); });
     }
 
     void run_flags() {
-#define RUN_SETTER(bit, setter) expect_no_allocation(#setter, [this] { vell_mrib_set_flags_##setter(route()); });
-#define RUN_FLAG(bit, setter, tester)                                                                                  \
-    RUN_SETTER(bit, setter)                                                                                            \
+#define RUN_SETTER(bit, setter)                                                                    \
+    expect_no_allocation(#setter, [this] { vell_mrib_set_flags_##setter(route()); });
+#define RUN_FLAG(bit, setter, tester)                                                              \
+    RUN_SETTER(bit, setter)                                                                        \
     expect_no_allocation(#tester, [this] { vell_mrib_is_flags_##tester(route()); });
         VELL_MRIB_FLAG_TABLE(RUN_FLAG, RUN_SETTER)
 #undef RUN_FLAG
@@ -108,18 +111,23 @@ protected:
             vell_mrib_add_glt_encap_end(route());
         });
         expect_no_allocation("the whole lists and the sizes", [this] {
-            vell_mrib_test_add_oiflist(route(), reinterpret_cast<vell_oif_entry *>(vell_mrib_buf), 10000);
-            vell_mrib_test_add_mti_oif(route(), reinterpret_cast<vell_mti_entry *>(vell_mrib_buf), 7000);
-            vell_mrib_test_add_glt_oif(route(), reinterpret_cast<vell_glt_entry *>(vell_mrib_buf), 2000);
+            vell_mrib_test_add_oiflist(route(), reinterpret_cast<vell_oif_entry *>(vell_mrib_buf),
+                                       10000);
+            vell_mrib_test_add_mti_oif(route(), reinterpret_cast<vell_mti_entry *>(vell_mrib_buf),
+                                       7000);
+            vell_mrib_test_add_glt_oif(route(), reinterpret_cast<vell_glt_entry *>(vell_mrib_buf),
+                                       2000);
             vell_mrib_get_route_size(route());
             vell_mrib_get_max_route_size(1, 2, 3);
         });
     }
 
     void run_updates() {
-        expect_no_allocation("vell_send_v4_mroute_update",
-                             [this] { vell_send_v4_mroute_update(message_, sizeof message_, 1, 2, &reference_); });
-        expect_no_allocation("vell_send_v6_mroute_update", [] { vell_send_v6_mroute_update(1, 2, 3); });
+        expect_no_allocation("vell_send_v4_mroute_update", [this] {
+            vell_send_v4_mroute_update(message_, sizeof message_, 1, 2, &reference_);
+        });
+        expect_no_allocation("vell_send_v6_mroute_update",
+                             [] { vell_send_v6_mroute_update(1, 2, 3); });
         expect_no_allocation("the dux roles", [] {
             vell_mrib_send_dux_role_update(5);
             vell_mrib_send_dux_role_forward_all();
@@ -204,7 +212,8 @@ TEST_F(AllocationTest, LogMessagesOfAnyLengthDoNotAllocate) {
     for (const std::size_t length : {0U, 10U, 600U, 100000U}) {
         const std::string text(length, 'x');
         expect_no_allocation("vell_log", [&] {
-            vell::vell_log(vell::log_error, "f", 7, "%s(%d):ERROR: %s %d %x\n", text.c_str(), -1, 2U);
+            vell::vell_log(vell::log_error, "f", 7, "%s(%d):ERROR: %s %d %x\n", text.c_str(), -1,
+                           2U);
             vell::vell_log(vell::log_trace, text.c_str(), 7, "%s(%d):TRACE: %s\n", text.c_str());
         });
     }

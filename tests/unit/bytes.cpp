@@ -35,7 +35,8 @@ Bytes hex(std::string_view digits) {
     for (std::size_t i = 0; i < digits.size(); ++i) {
         if (digits[i] == ' ')
             continue;
-        bytes.push_back(static_cast<std::uint8_t>(std::stoul(std::string(digits.substr(i, 2)), nullptr, 16)));
+        bytes.push_back(
+            static_cast<std::uint8_t>(std::stoul(std::string(digits.substr(i, 2)), nullptr, 16)));
         ++i;
     }
     return bytes;

@@ -8,7 +8,11 @@ using fake::platform;
 using DeregisterTest = LibraryTest;
 
 fake::Send deregister_request(std::uint32_t queue, std::uint8_t id) {
-    return sent({.queue = queue, .sap = 212, .opcode = 75797, .option_word1 = 0, .payload = zero_padded({id}, 248)});
+    return sent({.queue = queue,
+                 .sap = 212,
+                 .opcode = 75797,
+                 .option_word1 = 0,
+                 .payload = zero_padded({id}, 248)});
 }
 
 TEST_F(DeregisterTest, TellsTheServiceAndRestoresTheInitialStateWithUuid384) {

@@ -72,7 +72,8 @@ TEST_F(DuxRoleTest, HasAFunctionForEachRole) {
 }
 
 TEST_F(DuxRoleTest, OfUnknownValueIsSentWithAZeroFlagWord) {
-    for (const std::uint32_t role : {5U, 0U, 6U, 17U, 0x100U, 0x101U, 0x10001U, 0x40000U, 0x80000001U, 0xffffffffU}) {
+    for (const std::uint32_t role :
+         {5U, 0U, 6U, 17U, 0x100U, 0x101U, 0x10001U, 0x40000U, 0x80000001U, 0xffffffffU}) {
         SCOPED_TRACE(role);
         fake::reset_platform();
         EXPECT_EQ(vell_mrib_send_dux_role_update(role), 1U);
@@ -137,9 +138,9 @@ TEST_F(DuxRoleTest, TakesEveryResultButMinus1ForSuccess) {
 }
 
 TEST_F(DuxRoleTest, WithoutAnAcknowledgedClientCallsNothingAndSaysNothing) {
-    for (const auto &state :
-         {ClientState{.id = 0, .queue = 0, .uuid = 384}, ClientState{.id = 0, .queue = 7, .uuid = 5},
-          ClientState{.id = 9, .queue = 0, .uuid = 5}}) {
+    for (const auto &state : {ClientState{.id = 0, .queue = 0, .uuid = 384},
+                              ClientState{.id = 0, .queue = 7, .uuid = 5},
+                              ClientState{.id = 9, .queue = 0, .uuid = 5}}) {
         set_client_state(state);
         EXPECT_EQ(vell_mrib_send_dux_role_update(1), 0U);
         for (const auto &role : roles)

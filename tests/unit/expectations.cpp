@@ -3,14 +3,15 @@
 #include <tessel.h>
 
 fake::Send sent(const Request &request) {
-    return {.queue = request.queue,
-            .node = 0xfe000000,
-            .sap = request.sap,
-            .opcode = request.opcode,
-            .payload = request.payload,
-            .reference = request.reference,
-            .flags = 0,
-            .options = {1, request.option_word1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}};
+    return {
+        .queue = request.queue,
+        .node = 0xfe000000,
+        .sap = request.sap,
+        .opcode = request.opcode,
+        .payload = request.payload,
+        .reference = request.reference,
+        .flags = 0,
+        .options = {1, request.option_word1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}};
 }
 
 fake::Drop released(std::uint32_t queue, unsigned send) {
@@ -21,12 +22,18 @@ Bytes log_record(std::uint32_t level, std::string_view text) {
     return joined(joined(word(level), characters(std::string(text))), {0});
 }
 
-Message error_of(const std::string &function, int line, const std::string &body, std::uint32_t uuid) {
+Message error_of(const std::string &function, int line, const std::string &body,
+                 std::uint32_t uuid) {
     const auto text = function + "(" + std::to_string(line) + "):ERROR: " + body;
-    return {.level = error, .uuid = uuid, .format = "%s(%d):ERROR: " + body, .text = text, .client_text = text};
+    return {.level = error,
+            .uuid = uuid,
+            .format = "%s(%d):ERROR: " + body,
+            .text = text,
+            .client_text = text};
 }
 
-Message trace_of(const std::string &function, int line, const std::string &body, std::uint32_t uuid) {
+Message trace_of(const std::string &function, int line, const std::string &body,
+                 std::uint32_t uuid) {
     const auto place = function + "(" + std::to_string(line) + "):";
     return {.level = trace,
             .uuid = uuid,
@@ -48,7 +55,11 @@ fake::HistoryEvent to_history(const Message &message) {
 }
 
 fake::DebugPrint to_console(const Message &message) {
-    return {.first = 1, .modname = &tessel_dbg_modname, .second = 0, .format = message.format, .text = message.text};
+    return {.first = 1,
+            .modname = &tessel_dbg_modname,
+            .second = 0,
+            .format = message.format,
+            .text = message.text};
 }
 
 fake::ClientLog to_client_log(const Message &message) {
@@ -60,8 +71,8 @@ fake::ClientLog to_client_log(const Message &message) {
 }
 
 fake::Calls logged(const Message &message) {
-    return {history_asked(message.level), to_history(message), console_asked(message.level), to_console(message),
-            to_client_log(message)};
+    return {history_asked(message.level), to_history(message), console_asked(message.level),
+            to_console(message), to_client_log(message)};
 }
 
 fake::Calls logged_to_client_alone(const Message &message) {

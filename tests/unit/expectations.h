@@ -1,4 +1,5 @@
-// The platform calls that tests expect, in the words of the library: requests, releases and messages.
+// The platform calls that tests expect, in the words of the library: requests, releases and
+// messages.
 #pragma once
 
 #include "bytes.h"
@@ -38,8 +39,10 @@ struct Message {
 };
 
 // An error or a trace whose text behind function, line and marker is `body`, without values.
-Message error_of(const std::string &function, int line, const std::string &body, std::uint32_t uuid = 384);
-Message trace_of(const std::string &function, int line, const std::string &body, std::uint32_t uuid = 384);
+Message error_of(const std::string &function, int line, const std::string &body,
+                 std::uint32_t uuid = 384);
+Message trace_of(const std::string &function, int line, const std::string &body,
+                 std::uint32_t uuid = 384);
 
 // The calls of one step of a message.
 fake::HistoryCheck history_asked(std::uint32_t level);

@@ -14,13 +14,15 @@ Bytes message_of(const Vlans &vlans) {
 
 std::uint32_t FloodRequestTest::send(std::uint8_t *was, std::uint16_t old_count, std::uint8_t *is,
                                      std::uint16_t new_count) {
-    return vell_send_l2_mc_update_flood_ltl(was, 0xffffffff, old_count, is, 0, new_count, &context_);
+    return vell_send_l2_mc_update_flood_ltl(was, 0xffffffff, old_count, is, 0, new_count,
+                                            &context_);
 }
 
 std::uint32_t FloodRequestTest::send(const Vlans &was, const Vlans &is) {
     was_ = message_of(was);
     is_ = message_of(is);
-    return send(was_.data(), static_cast<std::uint16_t>(was.size()), is_.data(), static_cast<std::uint16_t>(is.size()));
+    return send(was_.data(), static_cast<std::uint16_t>(was.size()), is_.data(),
+                static_cast<std::uint16_t>(is.size()));
 }
 
 fake::Calls FloodRequestTest::failed(int line, const std::string &format, const std::string &text) {
@@ -38,7 +40,8 @@ fake::Calls FloodRequestTest::delta_begun(std::uint32_t vlan) {
 }
 
 fake::Calls FloodRequestTest::nothing_there() {
-    return trace_logged("vell_find_oiflist_delta", 1109, "Old and new OIF lists both NULL, return SUCCESS\n",
+    return trace_logged("vell_find_oiflist_delta", 1109,
+                        "Old and new OIF lists both NULL, return SUCCESS\n",
                         "Old and new OIF lists both NULL, return SUCCESS\n");
 }
 

@@ -15,10 +15,11 @@ Bytes message_of(const Vlans &vlans);
 class FloodRequestTest : public LtlTest {
 protected:
     // vell_send_l2_mc_update_flood_ltl, with lengths that have nothing to do with the messages.
-    std::uint32_t send(std::uint8_t *was, std::uint16_t old_count, std::uint8_t *is, std::uint16_t new_count);
+    std::uint32_t send(std::uint8_t *was, std::uint16_t old_count, std::uint8_t *is,
+                       std::uint16_t new_count);
 
-    // The same with the messages of two batches, whose counts are the messages'. Afterwards they are in `was_` and
-    // `is_`.
+    // The same with the messages of two batches, whose counts are the messages'. Afterwards they
+    // are in `was_` and `is_`.
     std::uint32_t send(const Vlans &was, const Vlans &is);
 
     static fake::Calls failed(int line, const std::string &format, const std::string &text);

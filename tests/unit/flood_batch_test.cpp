@@ -1,4 +1,5 @@
-// The payload of a flood update: as its builder fills it, from any address, and of batches of any size.
+// The payload of a flood update: as its builder fills it, from any address, and of batches of any
+// size.
 #include "flood_batch.h"
 #include "l2_message.h"
 
@@ -9,8 +10,10 @@ using Sizes = std::vector<std::size_t>;
 
 class FloodPayloadTest : public FloodRequestTest {
 protected:
-    std::int32_t build(std::uint8_t *was, std::uint8_t *is, std::uint16_t count, std::uint8_t *payload) {
-        return vell_build_nerb_flood_ltl_pyld(was, is, count, reinterpret_cast<vell_flood_payload *>(payload));
+    std::int32_t build(std::uint8_t *was, std::uint8_t *is, std::uint16_t count,
+                       std::uint8_t *payload) {
+        return vell_build_nerb_flood_ltl_pyld(was, is, count,
+                                              reinterpret_cast<vell_flood_payload *>(payload));
     }
 };
 
@@ -28,13 +31,14 @@ TEST_F(FloodPayloadTest, IsBuiltAtAnyAddress) {
             GuardedBuffer new_message(is, side, (distance + 1) % 4);
             GuardedBuffer built(Bytes(payload.size()), side, (distance + 2) % 4);
             EXPECT_EQ(build(old_message.data(), new_message.data(), 2, built.data()), 0);
-            EXPECT_CALLS(delta_begun(0x11121314), looked_up(5), looked_up(6), delta_traced("0x60", {{4, 2}, {6, 1}}),
-                         delta_begun(7), looked_up(9), delta_traced("0x200", {}));
+            EXPECT_CALLS(delta_begun(0x11121314), looked_up(5), looked_up(6),
+                         delta_traced("0x60", {{4, 2}, {6, 1}}), delta_begun(7), looked_up(9),
+                         delta_traced("0x200", {}));
             EXPECT_EQ(built.content(), payload);
             EXPECT_EQ(old_message.content(), message_of({{0x11121314, {{4}, {5}}}, {7, {{9}}}}));
             EXPECT_EQ(new_message.content(), message_of({{0x11121314, {{5}, {6}}}, {7, {{9}}}}));
-            EXPECT_TRUE(old_message.surroundings_untouched() && new_message.surroundings_untouched() &&
-                        built.surroundings_untouched());
+            EXPECT_TRUE(old_message.surroundings_untouched() &&
+                        new_message.surroundings_untouched() && built.surroundings_untouched());
         }
     }
 }
@@ -81,14 +85,20 @@ TEST_F(FloodPayloadTest, ReturnsTheStatusOfTheLookupThatFailed) {
         auto was = message_of({{10, {{1}}}, {20, {{2}}}, {30, {{3}}}});
         auto is = was;
         auto payload = Bytes(76);
-        EXPECT_EQ(build(was.data(), is.data(), 3, payload.data()), static_cast<std::int32_t>(status));
+        EXPECT_EQ(build(was.data(), is.data(), 3, payload.data()),
+                  static_cast<std::int32_t>(status));
         EXPECT_CALLS(
-            delta_begun(10), looked_up(1), delta_traced("0x2", {}), delta_begun(20), fake::IfIndexType{2},
-            error_logged("vell_set_flc_bitmask", 1055, "Failed to get if_index type for 0x%x, status 0x%x\n",
+            delta_begun(10), looked_up(1), delta_traced("0x2", {}), delta_begun(20),
+            fake::IfIndexType{2},
+            error_logged("vell_set_flc_bitmask", 1055,
+                         "Failed to get if_index type for 0x%x, status 0x%x\n",
                          "Failed to get if_index type for 0x2, status " + hex_text(status) + "\n"),
-            error_logged("vell_find_oiflist_delta", 1134, "Set LC bitmask failed\n", "Set LC bitmask failed\n"));
-        EXPECT_EQ(payload,
-                  zero_padded(hex("03000000 0a000000 0000000000000000 02000000 00000000 00000000 14000000"), 76));
+            error_logged("vell_find_oiflist_delta", 1134, "Set LC bitmask failed\n",
+                         "Set LC bitmask failed\n"));
+        EXPECT_EQ(
+            payload,
+            zero_padded(
+                hex("03000000 0a000000 0000000000000000 02000000 00000000 00000000 14000000"), 76));
     }
 }
 
@@ -114,15 +124,17 @@ protected:
     };
 
     // Messages that are not to change are where they cannot.
-    void expect_sent_from(const Case &expected, GuardedBuffer &old_message, GuardedBuffer &new_message) {
+    void expect_sent_from(const Case &expected, GuardedBuffer &old_message,
+                          GuardedBuffer &new_message) {
         if (message_of(expected.was_after) == message_of(expected.was))
             old_message.make_read_only();
         if (message_of(expected.is_after) == message_of(expected.is))
             new_message.make_read_only();
         platform().if_index_fields = fake::Behaviour<std::uint32_t>{0};
         platform().if_index_fields.returns_at(expected.lookup_that_fails, 0x62);
-        EXPECT_EQ(FloodRequestTest::send(old_message.data(), static_cast<std::uint16_t>(expected.was.size()),
-                                         new_message.data(), static_cast<std::uint16_t>(expected.is.size())),
+        EXPECT_EQ(FloodRequestTest::send(
+                      old_message.data(), static_cast<std::uint16_t>(expected.was.size()),
+                      new_message.data(), static_cast<std::uint16_t>(expected.is.size())),
                   expected.result);
         EXPECT_CALLS(expected.calls);
         EXPECT_EQ(old_message.content(), message_of(expected.was_after));
@@ -131,7 +143,8 @@ protected:
         EXPECT_EQ(allocations_.unreleased(), 0U);
     }
 
-    // From addresses of every alignment, hard against either guard, the two messages' alignments independent.
+    // From addresses of every alignment, hard against either guard, the two messages' alignments
+    // independent.
     void expect_sent(const Case &expected) {
         SCOPED_TRACE(expected.what);
         for (const auto side : {GuardedBuffer::Side::front, GuardedBuffer::Side::back}) {
@@ -150,38 +163,41 @@ TEST_F(FloodMessageTest, MayLieAnywhere) {
     const Vlans is = {{10, {{3}, {2}}}, {20, {{4}}}, {30, {}}};
     const Vlans was_sorted = {{10, {{1}, {2}}}, {20, {}}, {30, {{5}, {6}, {7}}}};
     const Vlans is_sorted = {{10, {{2}, {3}}}, {20, {{4}}}, {30, {}}};
-    const auto first =
-        fake::in_order(counted(3), delta_begun(10), looked_up(2), looked_up(3), delta_traced("0xc", {{1, 2}, {3, 1}}));
-    expect_sent({"sent", was, is, 1,
-                 fake::in_order(first, delta_begun(20), looked_up(4), delta_traced("0x10", {{4, 1}}), delta_begun(30),
-                                delta_traced("0x0", {{5, 2}, {6, 2}, {7, 2}}),
-                                update_sent(hex("03000000"
-                                                "0a000000 0000000000000000 0c000000 00000000 02000000"
-                                                "01000000 02000000 03000000 01000000"
-                                                "14000000 0000000000000000 10000000 00000000 01000000"
-                                                "04000000 01000000"
-                                                "1e000000 0000000000000000 00000000 00000000 03000000"
-                                                "05000000 02000000 06000000 02000000 07000000 02000000"))),
-                 was_sorted, is_sorted});
+    const auto first = fake::in_order(counted(3), delta_begun(10), looked_up(2), looked_up(3),
+                                      delta_traced("0xc", {{1, 2}, {3, 1}}));
+    expect_sent(
+        {"sent", was, is, 1,
+         fake::in_order(first, delta_begun(20), looked_up(4), delta_traced("0x10", {{4, 1}}),
+                        delta_begun(30), delta_traced("0x0", {{5, 2}, {6, 2}, {7, 2}}),
+                        update_sent(hex("03000000"
+                                        "0a000000 0000000000000000 0c000000 00000000 02000000"
+                                        "01000000 02000000 03000000 01000000"
+                                        "14000000 0000000000000000 10000000 00000000 01000000"
+                                        "04000000 01000000"
+                                        "1e000000 0000000000000000 00000000 00000000 03000000"
+                                        "05000000 02000000 06000000 02000000 07000000 02000000"))),
+         was_sorted, is_sorted});
     expect_sent({"no VLANs", {}, {}, 1, fake::in_order(counted(0), update_sent(hex("00000000")))});
     expect_sent({"the last VLAN differs",
                  was,
                  {is[0], is[1], {31, {}}},
                  0,
-                 fake::in_order(counted(3), failed(1332, "At index %d old VLAN %d not equal to new VLAN %d\n",
-                                                   "At index 2 old VLAN 30 not equal to new VLAN 31\n"))});
+                 fake::in_order(counted(3),
+                                failed(1332, "At index %d old VLAN %d not equal to new VLAN %d\n",
+                                       "At index 2 old VLAN 30 not equal to new VLAN 31\n"))});
     expect_sent(
         {"the last lookup fails",
          was,
          is,
          0,
-         fake::in_order(
-             first, delta_begun(20), looked_up(4),
-             error_logged("vell_set_flc_bitmask", 1063, "Failed to get if_index fields for 0x%x, status 0x%x\n",
-                          "Failed to get if_index fields for 0x4, status 0x62\n"),
-             error_logged("vell_find_oiflist_delta", 1175, "Set LC bitmask failed\n", "Set LC bitmask failed\n"),
-             failed(1361, "Building NERB request payload failed 0x%x\n",
-                    "Building NERB request payload failed 0x62\n")),
+         fake::in_order(first, delta_begun(20), looked_up(4),
+                        error_logged("vell_set_flc_bitmask", 1063,
+                                     "Failed to get if_index fields for 0x%x, status 0x%x\n",
+                                     "Failed to get if_index fields for 0x4, status 0x62\n"),
+                        error_logged("vell_find_oiflist_delta", 1175, "Set LC bitmask failed\n",
+                                     "Set LC bitmask failed\n"),
+                        failed(1361, "Building NERB request payload failed 0x%x\n",
+                               "Building NERB request payload failed 0x62\n")),
          {was_sorted[0], was[1], was[2]},
          is_sorted,
          3});
@@ -223,8 +239,8 @@ protected:
     }
 };
 
-// VLAN i loses interface i and gains interface i + 1, both on its own line card and next to it; one VLAN in four has
-// none, but not the last one.
+// VLAN i loses interface i and gains interface i + 1, both on its own line card and next to it; one
+// VLAN in four has none, but not the last one.
 class FourThousandVlansTest : public BigBatchTest {
 protected:
     static constexpr std::uint32_t vlans = 4000;
@@ -244,7 +260,8 @@ protected:
         const std::uint32_t mask = empty ? 0 : 1U | 1U << (lost + 1) % 256 % 32;
         const Updates updates = empty ? Updates{} : Updates{{lost, 2}, {lost + 1, 1}};
         payload = joined(joined(joined(std::move(payload), word(id)), Bytes(8)), word(mask));
-        payload = joined(joined(std::move(payload), Bytes(4)), word(static_cast<std::uint32_t>(updates.size())));
+        payload = joined(joined(std::move(payload), Bytes(4)),
+                         word(static_cast<std::uint32_t>(updates.size())));
         payload = joined(std::move(payload), bytes_of(updates));
     }
 
@@ -284,18 +301,20 @@ TEST_F(FourThousandVlansTest, TheLastMayDiffer) {
 
 TEST_F(FourThousandVlansTest, WithoutMemoryNothingIsSorted) {
     allocations_.fail();
-    expect_failure({.errors = {"vell_send_l2_mc_update_flood_ltl(1352):ERROR: Memory allocation failed\n"}},
-                   {allocated});
+    expect_failure(
+        {.errors = {"vell_send_l2_mc_update_flood_ltl(1352):ERROR: Memory allocation failed\n"}},
+        {allocated});
     expect_messages(was, is);
 }
 
 TEST_F(FourThousandVlansTest, TheVeryLastLookupMayFail) {
     platform().if_index_type.returns_at(3000 * 2, 0x62);
-    expect_failure(
-        {.errors = {"vell_set_flc_bitmask(1055):ERROR: Failed to get if_index type for 0x2000, status 0x62\n",
-                    "vell_find_oiflist_delta(1134):ERROR: Set LC bitmask failed\n",
-                    "vell_send_l2_mc_update_flood_ltl(1361):ERROR: Building NERB request payload failed 0x62\n"}},
-        {allocated});
+    expect_failure({.errors = {"vell_set_flc_bitmask(1055):ERROR: Failed to get if_index type for "
+                               "0x2000, status 0x62\n",
+                               "vell_find_oiflist_delta(1134):ERROR: Set LC bitmask failed\n",
+                               "vell_send_l2_mc_update_flood_ltl(1361):ERROR: Building NERB "
+                               "request payload failed 0x62\n"}},
+                   {allocated});
     expect_messages(was_sorted, is_sorted);
 }
 

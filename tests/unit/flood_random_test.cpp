@@ -44,8 +44,10 @@ protected:
         return vlans;
     }
 
-    // A message after the library was at work: its first VLANs are sorted, and nothing else is different.
-    static void expect_message(const Bytes &message, const Vlans &after, const Vlans &before, std::size_t sorted) {
+    // A message after the library was at work: its first VLANs are sorted, and nothing else is
+    // different.
+    static void expect_message(const Bytes &message, const Vlans &after, const Vlans &before,
+                               std::size_t sorted) {
         EXPECT_EQ(message, message_of(after));
         for (std::size_t i = 0; i < before.size(); ++i) {
             if (i < sorted)
@@ -63,16 +65,18 @@ protected:
 
     static Expected model_of_batch(const Batch &batch, Lookups lookups) {
         const auto count = static_cast<std::uint32_t>(batch.was.size());
-        Expected all = {{.delta = word(count), .texts = {sender + "(1304):Num of msgs " + signed_text(count) + "\n"}}};
+        Expected all = {{.delta = word(count),
+                         .texts = {sender + "(1304):Num of msgs " + signed_text(count) + "\n"}}};
         while (all.vlans < count && all.outcome.result == 0) {
             const auto &was = batch.was[all.vlans];
             const auto &is = batch.is[all.vlans++];
             const auto room = 24 + 8 * (was.oifs.size() + is.oifs.size());
             const auto vlan = model_of(was.oifs, is.oifs, zero_padded(word(was.id), room), lookups);
-            all.outcome.texts.push_back("vell_build_nerb_flood_ltl_pyld(1244):Delta for vlan " + signed_text(was.id) +
-                                        "\n");
+            all.outcome.texts.push_back("vell_build_nerb_flood_ltl_pyld(1244):Delta for vlan " +
+                                        signed_text(was.id) + "\n");
             add(all.outcome, vlan);
-            // The next VLAN's lookups are counted from 1 again, and none fails there when one would have by now.
+            // The next VLAN's lookups are counted from 1 again, and none fails there when one would
+            // have by now.
             lookups.failing -= std::min(lookups.failing, vlan.looked_up.size());
         }
         return all;
@@ -81,7 +85,8 @@ protected:
     // A VLAN's part: of its delta what its updates took.
     static void add(Outcome &all, const Outcome &vlan) {
         all.result = vlan.result;
-        all.delta = joined(std::move(all.delta), part(vlan.delta, 0, 24 + std::size_t{8} * vlan.delta[20]));
+        all.delta =
+            joined(std::move(all.delta), part(vlan.delta, 0, 24 + std::size_t{8} * vlan.delta[20]));
         all.looked_up.insert(all.looked_up.end(), vlan.looked_up.begin(), vlan.looked_up.end());
         all.texts.insert(all.texts.end(), vlan.texts.begin(), vlan.texts.end());
     }
@@ -95,7 +100,8 @@ protected:
         auto [expected, vlans] = model_of_batch(after, lookups);
         if (expected.result != 0) {
             expected.delta = {};
-            expected.texts.push_back(sender + "(1361):ERROR: Building NERB request payload failed 0x62\n");
+            expected.texts.push_back(sender +
+                                     "(1361):ERROR: Building NERB request payload failed 0x62\n");
         }
         EXPECT_EQ(result, expected.result == 0 ? 1U : 0U);
         EXPECT_EQ(outcome.delta, expected.delta);

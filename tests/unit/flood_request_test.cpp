@@ -24,8 +24,8 @@ class FloodUpdateTest : public FloodRequestTest {
 protected:
     // What is called for VLANs 10 and 20 up to the send.
     static fake::Calls built_10_20() {
-        return fake::in_order(counted(2), delta_begun(10), looked_up(2), looked_up(3), delta_traced("0xc", updates_10),
-                              delta_begun(20), nothing_there());
+        return fake::in_order(counted(2), delta_begun(10), looked_up(2), looked_up(3),
+                              delta_traced("0xc", updates_10), delta_begun(20), nothing_there());
     }
 
     void expect_sorted_10_20() {
@@ -61,7 +61,8 @@ TEST_F(FloodUpdateTest, SortsTheEntriesAndWritesNothingElse) {
 TEST_F(FloodUpdateTest, MakesRoomForTheEntriesOfBothMessages) {
     const Updates updates = {{3, 1}, {4, 1}, {5, 1}};
     EXPECT_EQ(send({{10, {}}}, {{10, {{3}, {4}, {5}}}}), 1U);
-    EXPECT_CALLS(counted(1), delta_begun(10), looked_up(3), looked_up(4), looked_up(5), delta_traced("0x38", updates),
+    EXPECT_CALLS(counted(1), delta_begun(10), looked_up(3), looked_up(4), looked_up(5),
+                 delta_traced("0x38", updates),
                  update_sent(hex("01000000"
                                  "0a000000 0000000000000000 38000000 00000000 03000000"
                                  "03000000 01000000 04000000 01000000 05000000 01000000")));
@@ -101,11 +102,17 @@ TEST_F(FloodUpdateTest, NullPointersAreError1295) {
     for (const auto old_count : std::initializer_list<std::uint16_t>{2, 3}) {
         for (const std::uint32_t queue : {client.queue, 0U}) {
             set_client_state({.id = 9, .queue = queue, .uuid = client.uuid});
-            EXPECT_EQ(vell_send_l2_mc_update_flood_ltl(nullptr, 0, old_count, is.data(), 0, 2, &context_), 0U);
+            EXPECT_EQ(
+                vell_send_l2_mc_update_flood_ltl(nullptr, 0, old_count, is.data(), 0, 2, &context_),
+                0U);
             EXPECT_CALLS(nothing);
-            EXPECT_EQ(vell_send_l2_mc_update_flood_ltl(was.data(), 0, old_count, nullptr, 0, 2, &context_), 0U);
+            EXPECT_EQ(vell_send_l2_mc_update_flood_ltl(was.data(), 0, old_count, nullptr, 0, 2,
+                                                       &context_),
+                      0U);
             EXPECT_CALLS(nothing);
-            EXPECT_EQ(vell_send_l2_mc_update_flood_ltl(was.data(), 0, old_count, is.data(), 0, 2, nullptr), 0U);
+            EXPECT_EQ(vell_send_l2_mc_update_flood_ltl(was.data(), 0, old_count, is.data(), 0, 2,
+                                                       nullptr),
+                      0U);
             EXPECT_CALLS(nothing);
         }
     }
@@ -120,8 +127,8 @@ TEST_F(FloodUpdateTest, CountsThatDifferAreError1300BeforeAnythingElse) {
         const Vlans was = {{10}, {20}, {30}};
         const Vlans is = {{11}, {21}};
         EXPECT_EQ(send(was, is), 0U);
-        EXPECT_CALLS(
-            failed(1300, "Old count %d not equal to new count %d\n", "Old count 3 not equal to new count 2\n"));
+        EXPECT_CALLS(failed(1300, "Old count %d not equal to new count %d\n",
+                            "Old count 3 not equal to new count 2\n"));
         expect_untouched(was, is);
     }
 }
@@ -129,8 +136,8 @@ TEST_F(FloodUpdateTest, CountsThatDifferAreError1300BeforeAnythingElse) {
 TEST_F(FloodUpdateTest, CountsAreUnsigned) {
     auto message = message_of({});
     EXPECT_EQ(send(message.data(), 65535, message.data(), 0), 0U);
-    EXPECT_CALLS(
-        failed(1300, "Old count %d not equal to new count %d\n", "Old count 65535 not equal to new count 0\n"));
+    EXPECT_CALLS(failed(1300, "Old count %d not equal to new count %d\n",
+                        "Old count 65535 not equal to new count 0\n"));
 }
 
 TEST_F(FloodUpdateTest, WithoutAQueueItIsError1310BehindTheTrace) {
@@ -162,7 +169,8 @@ TEST_F(FloodUpdateTest, VlansThatDifferAreError1332) {
     for (const auto &row : rows) {
         SCOPED_TRACE(row.text);
         EXPECT_EQ(send(was_10_20, row.is), 0U);
-        EXPECT_CALLS(counted(2), failed(1332, "At index %d old VLAN %d not equal to new VLAN %d\n", row.text));
+        EXPECT_CALLS(counted(2),
+                     failed(1332, "At index %d old VLAN %d not equal to new VLAN %d\n", row.text));
         expect_untouched(was_10_20, row.is);
     }
 }
@@ -170,7 +178,8 @@ TEST_F(FloodUpdateTest, VlansThatDifferAreError1332) {
 TEST_F(FloodUpdateTest, WithoutMemoryItIsError1352) {
     allocations_.fail();
     EXPECT_EQ(send(was_10_20, is_10_20), 0U);
-    EXPECT_CALLS(counted(2), failed(1352, "Memory allocation failed\n", "Memory allocation failed\n"));
+    EXPECT_CALLS(counted(2),
+                 failed(1352, "Memory allocation failed\n", "Memory allocation failed\n"));
     EXPECT_EQ(allocations_.take_sizes(), Sizes{84});
     expect_untouched(was_10_20, is_10_20);
 }
@@ -206,10 +215,10 @@ protected:
 
     static std::vector<Lookup> lookups() {
         const auto first = fake::in_order(counted(3), delta_begun(10));
-        const auto second =
-            fake::in_order(first, looked_up(2), looked_up(3), delta_traced("0xc", updates_10), delta_begun(20));
-        const auto third =
-            fake::in_order(second, looked_up(4), looked_up(6), delta_traced("0x50", {{4, 1}, {5, 2}}), delta_begun(30));
+        const auto second = fake::in_order(first, looked_up(2), looked_up(3),
+                                           delta_traced("0xc", updates_10), delta_begun(20));
+        const auto third = fake::in_order(second, looked_up(4), looked_up(6),
+                                          delta_traced("0x50", {{4, 1}, {5, 2}}), delta_begun(30));
         return {{1, 2, 1134, first, 1},  {2, 3, 1175, fake::in_order(first, looked_up(2)), 1},
                 {3, 4, 1158, second, 2}, {4, 6, 1134, fake::in_order(second, looked_up(4)), 2},
                 {5, 8, 1134, third, 3},  {6, 9, 1175, fake::in_order(third, looked_up(8)), 3}};
@@ -224,11 +233,11 @@ protected:
     void expect_failure(const Lookup &lookup, const fake::Calls &reported) {
         SCOPED_TRACE(testing::Message() << "lookup " << lookup.number);
         EXPECT_EQ(send(was, is), 0U);
-        EXPECT_CALLS(
-            lookup.before, reported,
-            error_logged("vell_find_oiflist_delta", lookup.line, "Set LC bitmask failed\n", "Set LC bitmask failed\n"),
-            failed(1361, "Building NERB request payload failed 0x%x\n",
-                   "Building NERB request payload failed 0x80000062\n"));
+        EXPECT_CALLS(lookup.before, reported,
+                     error_logged("vell_find_oiflist_delta", lookup.line, "Set LC bitmask failed\n",
+                                  "Set LC bitmask failed\n"),
+                     failed(1361, "Building NERB request payload failed 0x%x\n",
+                            "Building NERB request payload failed 0x80000062\n"));
         EXPECT_EQ(was_, message_of(mixed(was_sorted, lookup.sorted, was)));
         EXPECT_EQ(is_, message_of(mixed(is_sorted, lookup.sorted, is)));
         EXPECT_EQ(allocations_.take_sizes(), Sizes{4 + 3 * 24 + 12 * 8});
@@ -240,11 +249,13 @@ TEST_F(FloodLookupFailureTest, OfATypeIsError1361AndSendsNothing) {
     for (const auto &lookup : lookups()) {
         fake::reset_platform();
         platform().if_index_type.returns_at(lookup.number, 0x80000062);
-        expect_failure(lookup, fake::in_order(fake::IfIndexType{lookup.if_index},
-                                              error_logged("vell_set_flc_bitmask", 1055,
-                                                           "Failed to get if_index type for 0x%x, status 0x%x\n",
-                                                           "Failed to get if_index type for " +
-                                                               hex_text(lookup.if_index) + ", status 0x80000062\n")));
+        expect_failure(
+            lookup,
+            fake::in_order(fake::IfIndexType{lookup.if_index},
+                           error_logged("vell_set_flc_bitmask", 1055,
+                                        "Failed to get if_index type for 0x%x, status 0x%x\n",
+                                        "Failed to get if_index type for " +
+                                            hex_text(lookup.if_index) + ", status 0x80000062\n")));
     }
 }
 
@@ -252,11 +263,13 @@ TEST_F(FloodLookupFailureTest, OfFieldsIsError1361AndSendsNothing) {
     for (const auto &lookup : lookups()) {
         fake::reset_platform();
         platform().if_index_fields.returns_at(lookup.number, 0x80000062);
-        expect_failure(lookup, fake::in_order(looked_up(lookup.if_index),
-                                              error_logged("vell_set_flc_bitmask", 1063,
-                                                           "Failed to get if_index fields for 0x%x, status 0x%x\n",
-                                                           "Failed to get if_index fields for " +
-                                                               hex_text(lookup.if_index) + ", status 0x80000062\n")));
+        expect_failure(
+            lookup,
+            fake::in_order(looked_up(lookup.if_index),
+                           error_logged("vell_set_flc_bitmask", 1063,
+                                        "Failed to get if_index fields for 0x%x, status 0x%x\n",
+                                        "Failed to get if_index fields for " +
+                                            hex_text(lookup.if_index) + ", status 0x80000062\n")));
     }
 }
 

@@ -48,7 +48,8 @@ protected:
 
     static fake::Calls refused(std::uint32_t vlan, std::uint32_t status) {
         return failed(1454, "Nack for vlan %d status %d\n",
-                      "Nack for vlan " + signed_text(vlan) + " status " + signed_text(status) + "\n");
+                      "Nack for vlan " + signed_text(vlan) + " status " + signed_text(status) +
+                          "\n");
     }
 
     void expect_no_result(const Sizes &asked_for = {}) {
@@ -105,9 +106,13 @@ TEST_F(FloodResponseTest, ARefusedVlanIsError1454AndNoFailure) {
 }
 
 TEST_F(FloodResponseTest, EveryRefusedVlanIsNamed) {
-    answer(5, {{{0xffffffff, 0, 0, 0x80000000}}, {{2, 0, 0, 0}}, {{3, 0, 0, 0x100}}, {{4, 0, 0, 0x10000}}});
+    answer(5, {{{0xffffffff, 0, 0, 0x80000000}},
+               {{2, 0, 0, 0}},
+               {{3, 0, 0, 0x100}},
+               {{4, 0, 0, 0x10000}}});
     EXPECT_EQ(handle(), 1U);
-    EXPECT_CALLS(parsed(4), refused(0xffffffff, 0x80000000), refused(3, 0x100), refused(4, 0x10000));
+    EXPECT_CALLS(parsed(4), refused(0xffffffff, 0x80000000), refused(3, 0x100),
+                 refused(4, 0x10000));
     const auto message = result(8 + 4 * 80);
     EXPECT_EQ(part(message, 0, 8), hex("0000 0004 0000 0000"));
     for (std::size_t i = 0; i < 4; ++i)
@@ -141,9 +146,10 @@ TEST_F(FloodResponseTest, NoVlanOrMoreThan4095AreError1411) {
         SCOPED_TRACE(count);
         platform().reply.entry_count = count;
         EXPECT_EQ(handle(), 0U);
-        EXPECT_CALLS(fake::RspStatus{&rsp_}, fake::RspEntryCount{&rsp_, 0},
-                     failed(1411, "NERB returned status=%d with entry count (%d)\n",
-                            "NERB returned status=0 with entry count (" + signed_text(count) + ")\n"));
+        EXPECT_CALLS(
+            fake::RspStatus{&rsp_}, fake::RspEntryCount{&rsp_, 0},
+            failed(1411, "NERB returned status=%d with entry count (%d)\n",
+                   "NERB returned status=0 with entry count (" + signed_text(count) + ")\n"));
         expect_no_result();
     }
 }
@@ -176,7 +182,8 @@ TEST_F(FloodResponseTest, AStatusThatCannotBeReadIsError1404WithoutALineFeed) {
                 platform().reply.status.reset();
             EXPECT_EQ(handle(), 0U);
             EXPECT_CALLS(fake::RspStatus{&rsp_},
-                         failed(1404, "NERB parse rsp status=%d", "NERB parse rsp status=" + signed_text(failure)));
+                         failed(1404, "NERB parse rsp status=%d",
+                                "NERB parse rsp status=" + signed_text(failure)));
             expect_no_result();
         }
     }
@@ -193,10 +200,10 @@ TEST_F(FloodResponseTest, ACountThatCannotBeReadIsError1411) {
             platform().rsp_entry_count.returns(failure);
             platform().reply.entry_count = row.count;
             EXPECT_EQ(handle(), 0U);
-            EXPECT_CALLS(
-                fake::RspStatus{&rsp_}, fake::RspEntryCount{&rsp_, 0},
-                failed(1411, "NERB returned status=%d with entry count (%d)\n",
-                       "NERB returned status=" + signed_text(failure) + " with entry count (" + row.text + ")\n"));
+            EXPECT_CALLS(fake::RspStatus{&rsp_}, fake::RspEntryCount{&rsp_, 0},
+                         failed(1411, "NERB returned status=%d with entry count (%d)\n",
+                                "NERB returned status=" + signed_text(failure) +
+                                    " with entry count (" + row.text + ")\n"));
             expect_no_result();
         }
     }
@@ -211,7 +218,8 @@ TEST_F(FloodResponseTest, EntriesThatCannotBeReadAreError1418) {
                 platform().reply.entries.clear();
             EXPECT_EQ(handle(), 0U);
             EXPECT_CALLS(parsed(1), failed(1418, "NERB returned status=%d for get resp info\n",
-                                           "NERB returned status=" + signed_text(failure) + " for get resp info\n"));
+                                           "NERB returned status=" + signed_text(failure) +
+                                               " for get resp info\n"));
             expect_no_result();
         }
     }
@@ -233,7 +241,8 @@ TEST_F(FloodResponseTest, WithoutMemoryItIsError1428) {
     allocations_.fail();
     answer(0, {{{1, 0, 0, 9}}, {{2, 0, 0, 0}}});
     EXPECT_EQ(handle(), 0U);
-    EXPECT_CALLS(parsed(2), failed(1428, "Memory allocation failed\n", "Memory allocation failed\n"));
+    EXPECT_CALLS(parsed(2),
+                 failed(1428, "Memory allocation failed\n", "Memory allocation failed\n"));
     expect_no_result({168});
 }
 

@@ -5,12 +5,14 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-GuardedBuffer::GuardedBuffer(const Bytes &content, Side side, std::size_t distance) : size_(content.size()) {
+GuardedBuffer::GuardedBuffer(const Bytes &content, Side side, std::size_t distance)
+    : size_(content.size()) {
     const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
     const auto usable = (size_ + distance + page - 1) / page * page;
     pages_size_ = usable + 2 * page;
     void *const pages = mmap(nullptr, pages_size_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (pages == MAP_FAILED || mprotect(static_cast<std::uint8_t *>(pages) + page, usable, PROT_READ | PROT_WRITE) != 0)
+    if (pages == MAP_FAILED ||
+        mprotect(static_cast<std::uint8_t *>(pages) + page, usable, PROT_READ | PROT_WRITE) != 0)
         throw std::runtime_error("no pages to guard a message with");
     pages_ = static_cast<std::uint8_t *>(pages);
 
@@ -38,5 +40,6 @@ bool GuardedBuffer::surroundings_untouched() const {
     const auto *const first = first_page();
     const auto *const start = start_.data();
     const auto at = data_ - first;
-    return std::equal(start, start + at, first) && std::equal(start + at + size_, start + start_.size(), data_ + size_);
+    return std::equal(start, start + at, first) &&
+           std::equal(start + at + size_, start + start_.size(), data_ + size_);
 }

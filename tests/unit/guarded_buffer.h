@@ -6,8 +6,9 @@
 #include <cstddef>
 #include <cstdint>
 
-// `size` bytes between two pages that nothing may touch: directly behind the first of them, or directly before the
-// second, with `distance` bytes between. Those and all others around the content start as a pattern.
+// `size` bytes between two pages that nothing may touch: directly behind the first of them, or
+// directly before the second, with `distance` bytes between. Those and all others around the
+// content start as a pattern.
 class GuardedBuffer {
 public:
     enum class Side { front, back };

@@ -1,4 +1,5 @@
-// The notifications of IGMP snooping: out-of-band markers, the end of a download, and the update that does nothing.
+// The notifications of IGMP snooping: out-of-band markers, the end of a download, and the update
+// that does nothing.
 #include "library_test.h"
 
 namespace {
@@ -12,11 +13,16 @@ protected:
     OobMarkerTest() { set_client_state(acknowledged); }
 
     static fake::Send marker_sent(const char *payload, std::uint32_t queue = 0x14131211) {
-        return sent({.queue = queue, .sap = 213, .opcode = 75804, .option_word1 = 0, .payload = hex(payload)});
+        return sent({.queue = queue,
+                     .sap = 213,
+                     .opcode = 75804,
+                     .option_word1 = 0,
+                     .payload = hex(payload)});
     }
 
     static fake::Calls refused(std::uint32_t uuid) {
-        return logged(error_of("vell_send_igmp_oob_notification", 596, "Client has not register\n", uuid));
+        return logged(
+            error_of("vell_send_igmp_oob_notification", 596, "Client has not register\n", uuid));
     }
 };
 
@@ -73,13 +79,14 @@ TEST_F(OobMarkerTest, WithTheGatesClosedIsRefusedToTheClientLogAlone) {
     set_client_state({});
     close_log_gates();
     EXPECT_EQ(vell_send_igmp_oob_notification(1), 0);
-    EXPECT_CALLS(logged_to_client_alone(error_of("vell_send_igmp_oob_notification", 596, "Client has not register\n")));
+    EXPECT_CALLS(logged_to_client_alone(
+        error_of("vell_send_igmp_oob_notification", 596, "Client has not register\n")));
 }
 
 TEST_F(OobMarkerTest, ReportsAFailedSendWithError609AndReleasesNothing) {
     platform().kyt_send.returns(-1);
-    const auto failure =
-        error_of("vell_send_igmp_oob_notification", 609, "KYT send fail for KYT_OPC_VELL_IGMP_OOB_MSG\n", 5);
+    const auto failure = error_of("vell_send_igmp_oob_notification", 609,
+                                  "KYT send fail for KYT_OPC_VELL_IGMP_OOB_MSG\n", 5);
     EXPECT_EQ(vell_send_igmp_oob_notification(1), 0);
     EXPECT_CALLS(marker_sent("01000000"), logged(failure));
     EXPECT_EQ(client_state(), acknowledged);
@@ -94,11 +101,16 @@ protected:
     DownloadCompleteTest() { set_client_state(acknowledged); }
 
     static fake::Send complete_sent(std::uint32_t queue = 0x14131211) {
-        return sent({.queue = queue, .sap = 213, .opcode = 75789, .option_word1 = 0, .payload = {0, 0, 0, 0}});
+        return sent({.queue = queue,
+                     .sap = 213,
+                     .opcode = 75789,
+                     .option_word1 = 0,
+                     .payload = {0, 0, 0, 0}});
     }
 
     static fake::Calls refused(std::uint32_t uuid) {
-        return logged(error_of("vell_send_igmp_download_complete", 548, "Client not registered\n", uuid));
+        return logged(
+            error_of("vell_send_igmp_download_complete", 548, "Client not registered\n", uuid));
     }
 };
 
@@ -138,8 +150,8 @@ TEST_F(DownloadCompleteTest, WithTheGatesClosedIsRefusedToTheClientLogAlone) {
     set_client_state({.id = 0, .queue = 7, .uuid = 5});
     close_log_gates();
     EXPECT_EQ(vell_send_igmp_download_complete(), 0);
-    EXPECT_CALLS(
-        logged_to_client_alone(error_of("vell_send_igmp_download_complete", 548, "Client not registered\n", 5)));
+    EXPECT_CALLS(logged_to_client_alone(
+        error_of("vell_send_igmp_download_complete", 548, "Client not registered\n", 5)));
 }
 
 TEST_F(DownloadCompleteTest, IsRefusedUntilTheAcknowledgmentThoughAMarkerIsNot) {
@@ -148,7 +160,8 @@ TEST_F(DownloadCompleteTest, IsRefusedUntilTheAcknowledgmentThoughAMarkerIsNot) 
     EXPECT_EQ(vell_send_igmp_download_complete(), 0);
     EXPECT_CALLS(refused(5));
     EXPECT_EQ(vell_send_igmp_oob_notification(1), 1);
-    EXPECT_CALLS(sent({.queue = 7, .sap = 213, .opcode = 75804, .payload = {1, 0, 0, 0}}), released(7));
+    EXPECT_CALLS(sent({.queue = 7, .sap = 213, .opcode = 75804, .payload = {1, 0, 0, 0}}),
+                 released(7));
 
     acknowledge(9);
     EXPECT_EQ(vell_send_igmp_download_complete(), 1);

@@ -35,8 +35,8 @@ Bytes numbered_oifs(std::uint32_t count, bool network_order) {
 class L2ManyEntriesTest : public L2MessageTest {
 protected:
     // `record` has the entries before its last `fields_behind` fields.
-    void expect(const Fields &record, std::size_t fields_behind, const Bytes &entries, const Bytes &converted,
-                const fake::Calls &traces) {
+    void expect(const Fields &record, std::size_t fields_behind, const Bytes &entries,
+                const Bytes &converted, const fake::Calls &traces) {
         const auto split = record.end() - static_cast<std::ptrdiff_t>(fields_behind);
         const auto first = header("0001") + Fields(record.begin(), split);
         const auto last = before(Fields(split, record.end()));

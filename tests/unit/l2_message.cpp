@@ -31,7 +31,8 @@ Fields L2MessageTest::header(std::string_view count, const Field &flags) {
 }
 
 int L2MessageTest::update(std::uint8_t *message, std::size_t length, std::uint16_t count) {
-    return vell_send_l2_mc_update(message, length, count, 0x6261, reinterpret_cast<std::uintptr_t>(&reference_));
+    return vell_send_l2_mc_update(message, length, count, 0x6261,
+                                  reinterpret_cast<std::uintptr_t>(&reference_));
 }
 
 fake::Send L2MessageTest::update_sent(const Bytes &payload, std::uint32_t queue) const {
@@ -51,14 +52,16 @@ fake::Calls L2MessageTest::traced(int line) {
     return logged(trace_of("vell_send_l2_mc_update", line, body, acknowledged.uuid));
 }
 
-void L2MessageTest::expect_converted(const Fields &message, std::uint16_t count, const fake::Calls &traces) {
+void L2MessageTest::expect_converted(const Fields &message, std::uint16_t count,
+                                     const fake::Calls &traces) {
     const auto start = before(message);
     const auto expected = after(message);
     for (const auto side : {GuardedBuffer::Side::front, GuardedBuffer::Side::back}) {
         for (const std::size_t distance : {0U, 1U, 2U, 3U}) {
-            SCOPED_TRACE(testing::Message()
-                         << "distance " << distance
-                         << (side == GuardedBuffer::Side::front ? " from the front" : " from the back"));
+            SCOPED_TRACE(
+                testing::Message()
+                << "distance " << distance
+                << (side == GuardedBuffer::Side::front ? " from the front" : " from the back"));
             GuardedBuffer buffer(start, side, distance);
             EXPECT_EQ(update(buffer.data(), start.size(), count), 1);
             EXPECT_CALLS(traces, update_sent(expected));

@@ -26,7 +26,8 @@ protected:
 
     L2MessageTest();
 
-    // The header's client id, reserved byte, count and value; the flags follow. `count` is in network order.
+    // The header's client id, reserved byte, count and value; the flags follow. `count` is in
+    // network order.
     static Fields header(std::string_view count, const Field &flags = no_markers);
     // Asks for no marker in either order, so that a second call does not, either.
     static constexpr Field no_markers = {"5054", "5450"};
@@ -38,9 +39,10 @@ protected:
 
     static fake::Calls traced(int line);
 
-    // Sends the message from addresses of every alignment, hard against either guard, and holds what was sent, what is
-    // left in the buffer and what was called against what should be.
-    void expect_converted(const Fields &message, std::uint16_t count, const fake::Calls &traces = {});
+    // Sends the message from addresses of every alignment, hard against either guard, and holds
+    // what was sent, what is left in the buffer and what was called against what should be.
+    void expect_converted(const Fields &message, std::uint16_t count,
+                          const fake::Calls &traces = {});
 
     kyt_msg_ref reference_ = {};
 };

@@ -1,4 +1,5 @@
-// The records of a layer-2 message, field by field, every byte of the caller's different from its neighbours.
+// The records of a layer-2 message, field by field, every byte of the caller's different from its
+// neighbours.
 #pragma once
 
 #include "l2_message.h"
@@ -13,26 +14,32 @@ inline Fields rest(std::string_view bytes) {
     return {{bytes}};
 }
 
-inline const Fields two_pairs = {
-    {"d1d2d3d4", "d4d3d2d1"}, {"d5d6d7d8", "d8d7d6d5"}, {"d9dadbdc", "dcdbdad9"}, {"dddedfe0", "e0dfdedd"}};
+inline const Fields two_pairs = {{"d1d2d3d4", "d4d3d2d1"},
+                                 {"d5d6d7d8", "d8d7d6d5"},
+                                 {"d9dadbdc", "dcdbdad9"},
+                                 {"dddedfe0", "e0dfdedd"}};
 
-// 56 bytes, which is what 80 leaves behind entries that begin at offset 24; for those that begin earlier, more.
+// 56 bytes, which is what 80 leaves behind entries that begin at offset 24; for those that begin
+// earlier, more.
 inline constexpr std::string_view behind_pairs = "0a0b0c0d0e0f101112131415161718191a1b1c1d1e1f2021"
                                                  "22232425262728292a2b2c2d2e2f30313233343536373839"
                                                  "3a3b3c3d3e3f4041";
 
-inline Fields record_8(std::string_view type, const Field &count, std::string_view length, const Fields &entries) {
-    return head(type, length) + Fields{{"11121314", "14131211"}, count, {"15161718", "18171615"}} + entries +
-           rest(behind_pairs);
+inline Fields record_8(std::string_view type, const Field &count, std::string_view length,
+                       const Fields &entries) {
+    return head(type, length) + Fields{{"11121314", "14131211"}, count, {"15161718", "18171615"}} +
+           entries + rest(behind_pairs);
 }
 
-inline Fields record_10(std::string_view type, const Field &count, std::string_view length, const Fields &entries) {
-    return head(type, length) + Fields{count} + entries + rest(behind_pairs) + rest("4243444546474849");
+inline Fields record_10(std::string_view type, const Field &count, std::string_view length,
+                        const Fields &entries) {
+    return head(type, length) + Fields{count} + entries + rest(behind_pairs) +
+           rest("4243444546474849");
 }
 
 inline Fields record_18(const Field &count, std::string_view length, const Fields &entries) {
-    return head("12", length) + Fields{{"11121314", "14131211"}, count} + entries + rest(behind_pairs) +
-           rest("42434445");
+    return head("12", length) + Fields{{"11121314", "14131211"}, count} + entries +
+           rest(behind_pairs) + rest("42434445");
 }
 
 inline constexpr Field count_0 = {"00000000", "00000000"};
@@ -40,13 +47,16 @@ inline constexpr Field count_1 = {"01000000", "00000001"};
 inline constexpr Field count_2 = {"02000000", "00000002"};
 inline constexpr Field count_3 = {"03000000", "00000003"};
 
-// Address blocks: of each kind, of one that no kind is, and of one that the conversion does not come to.
-inline const Fields ipv4_block = {{"04000000", "00000004"}, {"31323334", "34333231"}, {"35363738393a3b3c3d3e3f40"}};
+// Address blocks: of each kind, of one that no kind is, and of one that the conversion does not
+// come to.
+inline const Fields ipv4_block = {
+    {"04000000", "00000004"}, {"31323334", "34333231"}, {"35363738393a3b3c3d3e3f40"}};
 inline const Fields ipv6_block = {{"08000000", "00000008"}, {"4142434445464748494a4b4c4d4e4f50"}};
 inline const Fields mac_block = {{"02000000", "00000002"}, {"5152535455565758595a5b5c5d5e5f60"}};
 inline const Fields pending_ipv4_block = {{"04000000"}, {"31323334"}, {"35363738393a3b3c3d3e3f40"}};
 
-// OIF entries of each kind, of one that no kind is, and of one that the conversion does not come to.
+// OIF entries of each kind, of one that no kind is, and of one that the conversion does not come
+// to.
 inline const Fields plain_oif = {{"00000000"},
                                  {"81828384", "84838281"},
                                  {"85868788", "88878685"},
@@ -57,8 +67,9 @@ inline const Fields ipv6_oif = {{"01000000", "00000001"},
                                 {"a5a6a7a8", "a8a7a6a5"},
                                 {"a9aaabac", "acabaaa9"},
                                 {"adaeafb0b1b2b3b4b5b6b7b8b9babbbc"}};
-inline const Fields if_index_oif = {{"02000000", "00000002"}, {"c1c2c3c4", "c4c3c2c1"}, {"c5c6c7c8", "c8c7c6c5"},
-                                    {"c9cacbcc", "cccbcac9"}, {"cdcecfd0", "d0cfcecd"}, {"d1d2d3d4d5d6d7d8d9dadbdc"}};
+inline const Fields if_index_oif = {{"02000000", "00000002"}, {"c1c2c3c4", "c4c3c2c1"},
+                                    {"c5c6c7c8", "c8c7c6c5"}, {"c9cacbcc", "cccbcac9"},
+                                    {"cdcecfd0", "d0cfcecd"}, {"d1d2d3d4d5d6d7d8d9dadbdc"}};
 inline const Fields unknown_oif = {{"03000000", "00000003"},
                                    {"e1e2e3e4", "e4e3e2e1"},
                                    {"e5e6e7e8", "e8e7e6e5"},

@@ -1,4 +1,5 @@
-// The records of a layer-2 message: what of each is converted to network order, and how long it is then.
+// The records of a layer-2 message: what of each is converted to network order, and how long it is
+// then.
 #include "l2_record_fields.h"
 
 namespace {
@@ -8,7 +9,8 @@ TEST_F(L2RecordsTest, OfTypes8And9HaveTwoWordsAndPairs) {
         SCOPED_TRACE(type);
         expect_converted(header("0001") + record_8(type, count_2, "60000000", two_pairs), 1);
         expect_converted(header("0001") + record_8(type, count_0, "50000000", {}), 1);
-        expect_converted(header("0001") + record_8(type, count_1, "58000000", {two_pairs[0], two_pairs[1]}), 1);
+        expect_converted(
+            header("0001") + record_8(type, count_1, "58000000", {two_pairs[0], two_pairs[1]}), 1);
     }
 }
 
@@ -17,22 +19,27 @@ TEST_F(L2RecordsTest, OfTypes10And11HavePairsAlone) {
         SCOPED_TRACE(type);
         expect_converted(header("0001") + record_10(type, count_2, "60000000", two_pairs), 1);
         expect_converted(header("0001") + record_10(type, count_0, "50000000", {}), 1);
-        expect_converted(header("0001") + record_10(type, count_1, "58000000", {two_pairs[0], two_pairs[1]}), 1);
+        expect_converted(
+            header("0001") + record_10(type, count_1, "58000000", {two_pairs[0], two_pairs[1]}), 1);
     }
 }
 
 TEST_F(L2RecordsTest, OfType18HaveAWordAndPairsAndAreTraced) {
     expect_converted(header("0001") + record_18(count_2, "60000000", two_pairs), 1, traced(486));
     expect_converted(header("0001") + record_18(count_0, "50000000", {}), 1, traced(486));
-    expect_converted(header("0001") + record_18(count_1, "58000000", {two_pairs[0], two_pairs[1]}), 1, traced(486));
+    expect_converted(header("0001") + record_18(count_1, "58000000", {two_pairs[0], two_pairs[1]}),
+                     1, traced(486));
 }
 
 TEST_F(L2RecordsTest, OfTypes12To15HaveFourWordsAHalfTwoAddressesAndOifs) {
     for (const char *type : {"0c", "0d", "0e", "0f"}) {
         SCOPED_TRACE(type);
         const auto blocks = ipv4_block + ipv6_block;
-        expect_converted(header("0001") + record_12(type, {blocks, count_2, "90000000", if_index_oif + plain_oif}), 1);
-        expect_converted(header("0001") + record_12(type, {blocks, count_1, "70000000", if_index_oif}), 1);
+        expect_converted(header("0001") + record_12(type, {blocks, count_2, "90000000",
+                                                           if_index_oif + plain_oif}),
+                         1);
+        expect_converted(
+            header("0001") + record_12(type, {blocks, count_1, "70000000", if_index_oif}), 1);
         expect_converted(header("0001") + record_12(type, {blocks, count_0, "50000000", {}}), 1);
     }
 }
@@ -41,10 +48,14 @@ TEST_F(L2RecordsTest, OfTypes21And22HaveFiveWordsAHalfTwoAddressesAndOifsAndAreT
     for (const char *type : {"15", "16"}) {
         SCOPED_TRACE(type);
         const auto blocks = ipv4_block + ipv6_block;
-        expect_converted(header("0001") + record_21(type, {blocks, count_2, "90000000", if_index_oif + plain_oif}), 1,
+        expect_converted(header("0001") + record_21(type, {blocks, count_2, "90000000",
+                                                           if_index_oif + plain_oif}),
+                         1, traced(478));
+        expect_converted(header("0001") +
+                             record_21(type, {blocks, count_1, "70000000", if_index_oif}),
+                         1, traced(478));
+        expect_converted(header("0001") + record_21(type, {blocks, count_0, "50000000", {}}), 1,
                          traced(478));
-        expect_converted(header("0001") + record_21(type, {blocks, count_1, "70000000", if_index_oif}), 1, traced(478));
-        expect_converted(header("0001") + record_21(type, {blocks, count_0, "50000000", {}}), 1, traced(478));
     }
 }
 
@@ -64,10 +75,12 @@ TEST_F(L2RecordsTest, ConvertOifsByTheirKind) {
 TEST_F(L2RecordsTest, LieBackToBackWhateverTheirTypes) {
     const AddressPair pair = {ipv4_block + mac_block, count_2, "90000000", ipv6_oif + if_index_oif};
     expect_converted(header("000b") + record_8("08", count_2, "60000000", two_pairs) +
-                         record_8("09", count_0, "50000000", {}) + record_10("0a", count_2, "60000000", two_pairs) +
-                         record_10("0b", count_0, "50000000", {}) + record_12("0c", pair) + record_12("0d", pair) +
-                         record_12("0e", pair) + record_12("0f", pair) + record_18(count_2, "60000000", two_pairs) +
-                         record_21("15", pair) + record_21("16", pair),
+                         record_8("09", count_0, "50000000", {}) +
+                         record_10("0a", count_2, "60000000", two_pairs) +
+                         record_10("0b", count_0, "50000000", {}) + record_12("0c", pair) +
+                         record_12("0d", pair) + record_12("0e", pair) + record_12("0f", pair) +
+                         record_18(count_2, "60000000", two_pairs) + record_21("15", pair) +
+                         record_21("16", pair),
                      11, fake::in_order(traced(486), traced(478), traced(478)));
 }
 
@@ -76,13 +89,15 @@ Fields unconvertible(std::string_view type, std::string_view length, std::string
     return head(type, length) + rest(rest_of_it);
 }
 
-constexpr std::string_view unconvertible_types[] = {"00", "01", "02", "03", "04", "05", "06", "07", "10", "11", "13",
-                                                    "14", "17", "18", "7f", "80", "88", "8a", "95", "fe", "ff"};
+constexpr std::string_view unconvertible_types[] = {"00", "01", "02", "03", "04", "05", "06",
+                                                    "07", "10", "11", "13", "14", "17", "18",
+                                                    "7f", "80", "88", "8a", "95", "fe", "ff"};
 
 TEST_F(L2RecordsTest, OfOtherTypesFirstGetLength0AndHoldTheWalk) {
     for (const auto type : unconvertible_types) {
         SCOPED_TRACE(type);
-        const Fields untouched_record = {{"0a"}, {"01020304050607"}, {"c1c2c3c4"}, {"02000000"}, {"d1d2d3d4d5d6d7d8"}};
+        const Fields untouched_record = {
+            {"0a"}, {"01020304050607"}, {"c1c2c3c4"}, {"02000000"}, {"d1d2d3d4d5d6d7d8"}};
         const auto message = unconvertible(type, "00000000", "1112131415") + untouched_record;
         expect_converted(header("0001") + message, 1);
         expect_converted(header("0003") + message, 3);
@@ -98,16 +113,18 @@ TEST_F(L2RecordsTest, OfOtherTypesGetTheLengthOfTheRecordBeforeThem) {
     for (const auto type : unconvertible_types) {
         SCOPED_TRACE(type);
         // 12 bytes of head and 92 others: 104, and the next record is there.
-        const auto unknown = unconvertible(type, "68000000", behind_pairs) +
-                             rest("4243444546474849 4a4b4c4d4e4f5051 5253545556575859 5a5b5c5d5e5f6061 62636465");
-        expect_converted(header("0004") + record_10("0a", count_3, "68000000", three_pairs) + unknown + unknown +
-                             record_8("08", count_2, "60000000", two_pairs),
+        const auto unknown =
+            unconvertible(type, "68000000", behind_pairs) +
+            rest("4243444546474849 4a4b4c4d4e4f5051 5253545556575859 5a5b5c5d5e5f6061 62636465");
+        expect_converted(header("0004") + record_10("0a", count_3, "68000000", three_pairs) +
+                             unknown + unknown + record_8("08", count_2, "60000000", two_pairs),
                          4);
     }
 }
 
 TEST_F(L2RecordsTest, OfOtherTypesAtTheEndNeedNoMoreThanTheirHead) {
-    expect_converted(header("0002") + record_10("0a", count_0, "50000000", {}) + head("13", "50000000"), 2);
+    expect_converted(
+        header("0002") + record_10("0a", count_0, "50000000", {}) + head("13", "50000000"), 2);
 }
 
 } // namespace

@@ -1,21 +1,23 @@
-// Records of a layer-2 message whose conversion stops before their end: how much of them is converted, and how long
-// they are all the same.
+// Records of a layer-2 message whose conversion stops before their end: how much of them is
+// converted, and how long they are all the same.
 #include "l2_record_fields.h"
 
 namespace {
 
 class L2StoppedRecordsTest : public L2RecordsTest {};
 
-// A kind is known in host order alone: the last four are the known ones the other way round, or with more bits.
-constexpr std::string_view unknown_address_kinds[] = {"07000000", "00000000", "01000000", "03000000", "05000000",
-                                                      "06000000", "09000000", "0a000000", "ffffffff", "00000004",
-                                                      "00000008", "04010000", "02000080"};
+// A kind is known in host order alone: the last four are the known ones the other way round, or
+// with more bits.
+constexpr std::string_view unknown_address_kinds[] = {
+    "07000000", "00000000", "01000000", "03000000", "05000000", "06000000", "09000000",
+    "0a000000", "ffffffff", "00000004", "00000008", "04010000", "02000080"};
 
 TEST_F(L2StoppedRecordsTest, StopAtAnUnknownKindInTheFirstBlockAndKeepTheirLength) {
     for (const auto kind : unknown_address_kinds) {
         SCOPED_TRACE(kind);
         const Fields unknown = {{kind}, {"6162636465666768696a6b6c6d6e6f70"}};
-        expect_address_pair({unknown + pending_ipv4_block, count_2, "90000000", pending_oif + pending_oif});
+        expect_address_pair(
+            {unknown + pending_ipv4_block, count_2, "90000000", pending_oif + pending_oif});
     }
 }
 
@@ -37,11 +39,13 @@ TEST_F(L2StoppedRecordsTest, StopAtTheFirstOfTwoUnknownKinds) {
 
 TEST_F(L2StoppedRecordsTest, GoOnBehindARecordThatStoppedAtAnUnknownKind) {
     const Fields unknown = {{"07000000"}, {"6162636465666768696a6b6c6d6e6f70"}};
-    expect_converted(header("0003") +
-                         record_12("0c", {unknown + pending_ipv4_block, count_1, "70000000", pending_oif}) +
-                         record_12("0d", {ipv4_block + unknown, count_2, "90000000", pending_oif + pending_oif}) +
-                         record_10("0a", count_2, "60000000", two_pairs),
-                     3);
+    expect_converted(
+        header("0003") +
+            record_12("0c", {unknown + pending_ipv4_block, count_1, "70000000", pending_oif}) +
+            record_12("0d",
+                      {ipv4_block + unknown, count_2, "90000000", pending_oif + pending_oif}) +
+            record_10("0a", count_2, "60000000", two_pairs),
+        3);
 }
 
 TEST_F(L2StoppedRecordsTest, StopBehindTheFourWordsOfAnOifOfUnknownKind) {
@@ -52,8 +56,9 @@ TEST_F(L2StoppedRecordsTest, StopBehindTheFourWordsOfAnOifOfUnknownKind) {
 }
 
 TEST_F(L2StoppedRecordsTest, KnowOifKindsInHostOrderAlone) {
-    const Field unknown_kinds[] = {{"04000000", "00000004"}, {"ffffffff", "ffffffff"}, {"00000001", "01000000"},
-                                   {"00000002", "02000000"}, {"02010000", "00000102"}, {"01000080", "80000001"}};
+    const Field unknown_kinds[] = {{"04000000", "00000004"}, {"ffffffff", "ffffffff"},
+                                   {"00000001", "01000000"}, {"00000002", "02000000"},
+                                   {"02010000", "00000102"}, {"01000080", "80000001"}};
     for (const auto &kind : unknown_kinds) {
         SCOPED_TRACE(kind.before);
         auto entry = unknown_oif;
@@ -64,12 +69,14 @@ TEST_F(L2StoppedRecordsTest, KnowOifKindsInHostOrderAlone) {
 
 TEST_F(L2StoppedRecordsTest, GoOnBehindARecordThatStoppedAtAnUnknownOif) {
     expect_converted(header("0002") +
-                         record_21("16", {mac_block + ipv4_block, count_2, "90000000", unknown_oif + pending_oif}) +
+                         record_21("16", {mac_block + ipv4_block, count_2, "90000000",
+                                          unknown_oif + pending_oif}) +
                          record_18(count_2, "60000000", two_pairs),
                      2, fake::in_order(traced(478), traced(486)));
 }
 
-// Counts of entries of which 80 + 32 times as many is 2 to the power of 31 or more, with what is left of it in 32 bits.
+// Counts of entries of which 80 + 32 times as many is 2 to the power of 31 or more, with what is
+// left of it in 32 bits.
 struct LongRecord {
     Field count;
     std::string_view length;
@@ -81,9 +88,10 @@ const Fields stopping_blocks[] = {unknown_block + pending_ipv4_block, ipv4_block
                                   unknown_block + unknown_block};
 
 TEST_F(L2StoppedRecordsTest, HaveALengthOf32BitsWhateverTheirCount) {
-    const LongRecord rows[] = {{{"00000004", "04000000"}, "50000080"}, {{"ffffff07", "07ffffff"}, "30000000"},
-                               {{"fdffff07", "07fffffd"}, "f0ffffff"}, {{"00000008", "08000000"}, "50000000"},
-                               {{"01000008", "08000001"}, "70000000"}, {{"ffffffff", "ffffffff"}, "30000000"}};
+    const LongRecord rows[] = {
+        {{"00000004", "04000000"}, "50000080"}, {{"ffffff07", "07ffffff"}, "30000000"},
+        {{"fdffff07", "07fffffd"}, "f0ffffff"}, {{"00000008", "08000000"}, "50000000"},
+        {{"01000008", "08000001"}, "70000000"}, {{"ffffffff", "ffffffff"}, "30000000"}};
     for (const auto &row : rows) {
         SCOPED_TRACE(row.count.after);
         for (const auto &blocks : stopping_blocks)
@@ -101,7 +109,8 @@ TEST_F(L2StoppedRecordsTest, GoOnByALengthOf32Bits) {
     expect_address_pair({mac_block + ipv4_block, count, "70000000", unknown_oif}, next);
 }
 
-// The record after it is not convertible and gets the same length, of which there is no more than its head.
+// The record after it is not convertible and gets the same length, of which there is no more than
+// its head.
 TEST_F(L2StoppedRecordsTest, PassOnALengthOf32Bits) {
     const auto next = head("10", "50000000");
     for (const auto &blocks : stopping_blocks)

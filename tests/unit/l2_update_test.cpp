@@ -1,4 +1,5 @@
-// Sending a layer-2 message: its header, the markers around it, and what is left when it cannot be sent.
+// Sending a layer-2 message: its header, the markers around it, and what is left when it cannot be
+// sent.
 #include "l2_message.h"
 
 #include <algorithm>
@@ -40,12 +41,16 @@ const Fields mbd_entry = {{"15"},
 class L2UpdateTest : public L2MessageTest {
 protected:
     static fake::Send marker_sent(std::uint8_t marker, std::uint32_t queue = acknowledged.queue) {
-        return sent({.queue = queue, .sap = 213, .opcode = 75804, .option_word1 = 0, .payload = {marker, 0, 0, 0}});
+        return sent({.queue = queue,
+                     .sap = 213,
+                     .opcode = 75804,
+                     .option_word1 = 0,
+                     .payload = {marker, 0, 0, 0}});
     }
 
     static fake::Calls marker_failed() {
-        return logged(error_of("vell_send_igmp_oob_notification", 609, "KYT send fail for KYT_OPC_VELL_IGMP_OOB_MSG\n",
-                               acknowledged.uuid));
+        return logged(error_of("vell_send_igmp_oob_notification", 609,
+                               "KYT send fail for KYT_OPC_VELL_IGMP_OOB_MSG\n", acknowledged.uuid));
     }
 
     static fake::Calls refused(std::uint32_t uuid) {
@@ -72,7 +77,8 @@ protected:
 
 TEST_F(L2UpdateTest, WithoutRecordsConvertsAndSendsTheHeaderAlone) {
     expect_converted(header("0000"), 0);
-    expect_converted(header("0000") + Fields{{"12"}, {"01020304050607"}, {"c1c2c3c4"}, {"11121314"}}, 0);
+    expect_converted(
+        header("0000") + Fields{{"12"}, {"01020304050607"}, {"c1c2c3c4"}, {"11121314"}}, 0);
 }
 
 TEST_F(L2UpdateTest, SendsTheExpectedBytes) {
@@ -117,7 +123,8 @@ TEST_F(L2UpdateTest, ASecondCallConvertsRecordsWithoutEntriesBack) {
     EXPECT_EQ(update(buffer.data(), buffer.size(), 1), 1);
     // But for what the library writes itself: id, count, value and the length.
     const auto expected = patched(patched(start, 0, hex("e7b2 0001 6261")), 16, hex("50000000"));
-    EXPECT_CALLS(traced(486), update_sent(after(header("0001") + lookup_mode)), traced(486), update_sent(expected));
+    EXPECT_CALLS(traced(486), update_sent(after(header("0001") + lookup_mode)), traced(486),
+                 update_sent(expected));
     EXPECT_EQ(buffer, expected);
 }
 
@@ -186,20 +193,28 @@ TEST_F(L2UpdateTest, GoesOutWithId0BeforeTheAcknowledgment) {
     register_client(7, 5);
     platform().callers_reference = &reference_;
     EXPECT_EQ(send(both_markers), 1);
-    EXPECT_CALLS(marker_sent(1, 7), released(7), traced(436), update_sent(hex("00b2 0000 6261 0003"), 7),
-                 marker_sent(2, 7), released(7, 3), traced(514));
+    EXPECT_CALLS(marker_sent(1, 7), released(7), traced(436),
+                 update_sent(hex("00b2 0000 6261 0003"), 7), marker_sent(2, 7), released(7, 3),
+                 traced(514));
     EXPECT_EQ(client_state(), (ClientState{.id = 0, .queue = 7, .uuid = 5}));
 }
 
 class MarkersTest : public L2UpdateTest {
 protected:
-    // What the marker's send and trace call when the send succeeds, as the send with that number, and when it fails.
-    static fake::Calls began() { return fake::in_order(marker_sent(1), released(acknowledged.queue, 1), traced(436)); }
-    static fake::Calls began_in_vain() { return fake::in_order(marker_sent(1), marker_failed(), traced(436)); }
+    // What the marker's send and trace call when the send succeeds, as the send with that number,
+    // and when it fails.
+    static fake::Calls began() {
+        return fake::in_order(marker_sent(1), released(acknowledged.queue, 1), traced(436));
+    }
+    static fake::Calls began_in_vain() {
+        return fake::in_order(marker_sent(1), marker_failed(), traced(436));
+    }
     static fake::Calls ended(unsigned send) {
         return fake::in_order(marker_sent(2), released(acknowledged.queue, send), traced(514));
     }
-    static fake::Calls ended_in_vain() { return fake::in_order(marker_sent(2), marker_failed(), traced(514)); }
+    static fake::Calls ended_in_vain() {
+        return fake::in_order(marker_sent(2), marker_failed(), traced(514));
+    }
 
     // A call on a platform and with a reference that know of none before.
     void start_anew() {
@@ -211,8 +226,11 @@ protected:
 
 TEST_F(MarkersTest, AreSentAsTheFlagsAskWhicheverSendsFail) {
     const Field none = {"0000", "0000"};
-    const auto message_of = [&](const char *flags) { return update_sent(joined(hex("e7b2 0000 6261"), hex(flags))); };
-    // Failing sends by their number in the call. The platform numbers the references of successful sends alone.
+    const auto message_of = [&](const char *flags) {
+        return update_sent(joined(hex("e7b2 0000 6261"), hex(flags)));
+    };
+    // Failing sends by their number in the call. The platform numbers the references of successful
+    // sends alone.
     const struct {
         Field flags;
         std::vector<unsigned> failing;
@@ -237,7 +255,10 @@ TEST_F(MarkersTest, AreSentAsTheFlagsAskWhicheverSendsFail) {
         {both_markers, {2}, 0, fake::in_order(began(), message_of("0003"))},
         {both_markers, {3}, 1, fake::in_order(began(), message_of("0003"), ended_in_vain())},
         {both_markers, {1, 2}, 0, fake::in_order(began_in_vain(), message_of("0003"))},
-        {both_markers, {1, 3}, 1, fake::in_order(began_in_vain(), message_of("0003"), ended_in_vain())},
+        {both_markers,
+         {1, 3},
+         1,
+         fake::in_order(began_in_vain(), message_of("0003"), ended_in_vain())},
         {both_markers, {2, 3}, 0, fake::in_order(began(), message_of("0003"))},
         {both_markers, {1, 2, 3}, 0, fake::in_order(began_in_vain(), message_of("0003"))},
     };
@@ -280,13 +301,14 @@ TEST_F(MarkersTest, OfTheBeginningAreSentAndTracedBeforeTheFlagsAreConverted) {
     platform().kyt_send.runs([&] { seen.push_back(buffer); });
     platform().client_log.runs([&] { seen.push_back(buffer); });
     EXPECT_EQ(update(buffer.data(), buffer.size(), 1), 1);
-    EXPECT_CALLS(marker_sent(1), released(acknowledged.queue, 1), traced(436), traced(486), update_sent(after(message)),
-                 marker_sent(2), released(acknowledged.queue, 3), traced(514));
+    EXPECT_CALLS(marker_sent(1), released(acknowledged.queue, 1), traced(436), traced(486),
+                 update_sent(after(message)), marker_sent(2), released(acknowledged.queue, 3),
+                 traced(514));
 
     const auto head_written = patched(before(message), 0, hex("e7b2 0001 6261 0300"));
     const auto length_missing = patched(after(message), 16, hex("c1c2c3c4"));
-    EXPECT_EQ(seen, (std::vector<Bytes>{head_written, head_written, length_missing, after(message), after(message),
-                                        after(message)}));
+    EXPECT_EQ(seen, (std::vector<Bytes>{head_written, head_written, length_missing, after(message),
+                                        after(message), after(message)}));
 }
 
 // What the caller's flags were counts, not what the buffer holds after the send.
@@ -302,20 +324,24 @@ TEST_F(MarkersTest, AreTracedToTheClientLogAloneWhenTheGatesAreClosed) {
     auto buffer = before(message);
     EXPECT_EQ(update(buffer.data(), buffer.size(), 2), 1);
     const auto silently_traced = [](int line, const char *body) {
-        return logged_to_client_alone(trace_of("vell_send_l2_mc_update", line, body, acknowledged.uuid));
+        return logged_to_client_alone(
+            trace_of("vell_send_l2_mc_update", line, body, acknowledged.uuid));
     };
-    EXPECT_CALLS(marker_sent(1), released(acknowledged.queue, 1), silently_traced(436, "Sent OOB begin marker\n"),
+    EXPECT_CALLS(marker_sent(1), released(acknowledged.queue, 1),
+                 silently_traced(436, "Sent OOB begin marker\n"),
                  silently_traced(486, "Send lkup mode change\n"),
-                 silently_traced(478, "Send VELL_OP_ADD/DEL_L2_MBD update\n"), update_sent(after(message)),
-                 marker_sent(2), released(acknowledged.queue, 3), silently_traced(514, "Sent OOB end marker\n"));
+                 silently_traced(478, "Send VELL_OP_ADD/DEL_L2_MBD update\n"),
+                 update_sent(after(message)), marker_sent(2), released(acknowledged.queue, 3),
+                 silently_traced(514, "Sent OOB end marker\n"));
 }
 
 TEST_F(MarkersTest, AndRecordsAreTracedInTheOrderOfWhatHappens) {
     const auto message = header("0003", both_markers) + mbd_entry + lookup_mode + mbd_entry;
     auto buffer = before(message);
     EXPECT_EQ(update(buffer.data(), buffer.size(), 3), 1);
-    EXPECT_CALLS(marker_sent(1), released(acknowledged.queue, 1), traced(436), traced(478), traced(486), traced(478),
-                 update_sent(after(message)), marker_sent(2), released(acknowledged.queue, 3), traced(514));
+    EXPECT_CALLS(marker_sent(1), released(acknowledged.queue, 1), traced(436), traced(478),
+                 traced(486), traced(478), update_sent(after(message)), marker_sent(2),
+                 released(acknowledged.queue, 3), traced(514));
     EXPECT_EQ(buffer, after(message));
 }
 

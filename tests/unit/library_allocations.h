@@ -1,7 +1,7 @@
 // The library's own allocations: counted, held against their releases, and made to fail.
 //
-// Programs that use it are linked with --wrap for malloc, calloc and free, so that the calls in the library's objects
-// come here; those within the C and C++ libraries do not.
+// Programs that use it are linked with --wrap for malloc, calloc and free, so that the calls in the
+// library's objects come here; those within the C and C++ libraries do not.
 #pragma once
 
 #include <cstddef>
@@ -21,7 +21,8 @@ public:
     // Sizes as they were asked for, those that failed included, since the last time.
     std::vector<std::size_t> take_sizes();
 
-    // Allocations that were not released, and releases of what was no allocation of the library's or null.
+    // Allocations that were not released, and releases of what was no allocation of the library's
+    // or null.
     std::size_t unreleased() const;
     unsigned wrong_releases() const;
 

@@ -36,8 +36,8 @@ std::ostream &operator<<(std::ostream &out, const TlvCursor &cursor);
 TlvCursor tlv_cursor();
 void set_tlv_cursor(const TlvCursor &cursor);
 
-// Starts from the state of a library just loaded, and a platform that knows of no call. At the end every call must have
-// been expected, and every reference of the library's own released.
+// Starts from the state of a library just loaded, and a platform that knows of no call. At the end
+// every call must have been expected, and every reference of the library's own released.
 class LibraryTest : public testing::Test {
 protected:
     LibraryTest();
@@ -52,5 +52,7 @@ protected:
     static void become_acknowledged(const ClientState &state);
 };
 
-// What a send may return that is no failure, with the other values that a careless comparison takes for one.
-inline constexpr std::int32_t successful_results[] = {0, 1, -2, 0x7fffffff, -0x7fffffff - 1, 0xff, 0xffff};
+// What a send may return that is no failure, with the other values that a careless comparison takes
+// for one.
+inline constexpr std::int32_t successful_results[] = {0,    1,     -2, 0x7fffffff, -0x7fffffff - 1,
+                                                      0xff, 0xffff};

@@ -43,13 +43,15 @@ protected:
     }
 
     // The console is not cut: it formats for itself.
-    static fake::Calls logged_in_full_on_the_console(const Message &message, const std::string &full_text) {
+    static fake::Calls logged_in_full_on_the_console(const Message &message,
+                                                     const std::string &full_text) {
         auto calls = logged(message);
         std::get<fake::DebugPrint>(calls.at(3)).text = full_text;
         return calls;
     }
 
-    static fake::Calls both_levels(const Message &an_error, const Message &a_trace, std::size_t length) {
+    static fake::Calls both_levels(const Message &an_error, const Message &a_trace,
+                                   std::size_t length) {
         const auto body = letters(length - 12);
         return fake::in_order(logged_in_full_on_the_console(an_error, "f(7):ERROR: " + body),
                               logged_in_full_on_the_console(a_trace, "f(7):TRACE: " + body));
@@ -108,7 +110,8 @@ TEST_F(LogCutTest, AFunctionNameMayFillTheRecordAlone) {
         const Message cut = {.level = trace,
                              .text = (name + "(1234):TRACE: x").substr(0, 511),
                              .client_text = (name + "(1234):x").substr(0, 511)};
-        EXPECT_CALLS(history_asked(trace), to_history(cut), console_asked(trace), to_client_log(cut));
+        EXPECT_CALLS(history_asked(trace), to_history(cut), console_asked(trace),
+                     to_client_log(cut));
     }
 }
 
@@ -127,7 +130,8 @@ TEST_F(LogCutTest, TheCutMayLieWithinANumber) {
     fake::platform().console_check.returns(0);
     for (std::size_t length = 480; length <= 502; ++length) {
         expect_cut_within(length, "-2147483648 ffffffff!", [](const char *start) {
-            vell_log(log_error, "f", 7, "%s(%d):ERROR: %s%d %x!", start, -2147483647 - 1, 0xffffffffU);
+            vell_log(log_error, "f", 7, "%s(%d):ERROR: %s%d %x!", start, -2147483647 - 1,
+                     0xffffffffU);
         });
     }
 }
@@ -135,8 +139,9 @@ TEST_F(LogCutTest, TheCutMayLieWithinANumber) {
 TEST_F(LogCutTest, TheCutMayLieWithinTheFormatsOwnText) {
     fake::platform().console_check.returns(0);
     for (std::size_t length = 490; length <= 502; ++length) {
-        expect_cut_within(length, "the end\n",
-                          [](const char *start) { vell_log(log_error, "f", 7, "%s(%d):ERROR: %sthe end\n", start); });
+        expect_cut_within(length, "the end\n", [](const char *start) {
+            vell_log(log_error, "f", 7, "%s(%d):ERROR: %sthe end\n", start);
+        });
     }
 }
 

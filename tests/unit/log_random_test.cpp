@@ -20,7 +20,9 @@ protected:
     std::uint32_t number() {
         static constexpr std::uint32_t edges[] = {0, 1, 9, 10, 0x7fffffff, 0x80000000, 0xffffffff};
         const auto choice = random_() % 12;
-        return choice < std::size(edges) ? edges[choice] : static_cast<std::uint32_t>(random_()) >> (random_() % 32);
+        return choice < std::size(edges)
+                   ? edges[choice]
+                   : static_cast<std::uint32_t>(random_()) >> (random_() % 32);
     }
 
     int signed_number() { return static_cast<int>(number()); }
@@ -35,14 +37,16 @@ protected:
     }
 
     template <typename... Values>
-    static std::string model(const char *format, const std::string &function, int line, Values... values) {
+    static std::string model(const char *format, const std::string &function, int line,
+                             Values... values) {
         char record[512];
         std::snprintf(record, sizeof record, format, function.c_str(), line, values...);
         return record;
     }
 
     template <typename... Values>
-    void check(const vell::log_format<vell::error_level, Values...> &format, const Values &...values) {
+    void check(const vell::log_format<vell::error_level, Values...> &format,
+               const Values &...values) {
         const auto function = text();
         const auto line = signed_number();
         vell_log(log_error, function.c_str(), line, format, values...);
@@ -51,7 +55,8 @@ protected:
     }
 
     template <typename... Values>
-    void check(const vell::log_format<vell::trace_level, Values...> &format, const Values &...values) {
+    void check(const vell::log_format<vell::trace_level, Values...> &format,
+               const Values &...values) {
         const auto function = text();
         const auto line = signed_number();
         vell_log(log_trace, function.c_str(), line, format, values...);
@@ -61,9 +66,11 @@ protected:
                        model(unmarked.c_str(), function, line, values...));
     }
 
-    static void expect_records(std::uint32_t level, const std::string &history, const std::string &client) {
+    static void expect_records(std::uint32_t level, const std::string &history,
+                               const std::string &client) {
         const Message message = {.level = level, .text = history, .client_text = client};
-        EXPECT_CALLS(history_asked(level), to_history(message), console_asked(level), to_client_log(message));
+        EXPECT_CALLS(history_asked(level), to_history(message), console_asked(level),
+                     to_client_log(message));
     }
 
     LogRandomTest() { fake::platform().console_check.returns(0); }
@@ -88,7 +95,8 @@ TEST_F(LogRandomTest, NumbersAreAsSnprintfMakesThem) {
     for (unsigned i = 0; i < rounds; ++i) {
         check(ErrorFormat<int>("%s(%d):ERROR: %d"), signed_number());
         check(ErrorFormat<std::uint32_t>("%s(%d):ERROR: %x"), number());
-        check(TraceFormat<int, std::uint32_t>("%s(%d):TRACE: from %d to 0x%x\n"), signed_number(), number());
+        check(TraceFormat<int, std::uint32_t>("%s(%d):TRACE: from %d to 0x%x\n"), signed_number(),
+              number());
         check(TraceFormat<std::uint8_t, std::uint16_t, std::int16_t>("%s(%d):TRACE: %d%d%x."),
               static_cast<std::uint8_t>(number()), static_cast<std::uint16_t>(number()),
               static_cast<std::int16_t>(number()));
@@ -100,7 +108,8 @@ TEST_F(LogRandomTest, StringsAreAsSnprintfMakesThem) {
         const auto first = text();
         const auto second = text();
         check(ErrorFormat<const char *>("%s(%d):ERROR: %s"), first.c_str());
-        check(TraceFormat<const char *, const char *>("%s(%d):TRACE: %s and %s\n"), first.c_str(), second.c_str());
+        check(TraceFormat<const char *, const char *>("%s(%d):TRACE: %s and %s\n"), first.c_str(),
+              second.c_str());
     }
 }
 
@@ -108,11 +117,13 @@ TEST_F(LogRandomTest, MixedMessagesAreAsSnprintfMakesThem) {
     for (unsigned i = 0; i < rounds; ++i) {
         const auto first = text();
         const auto second = text();
-        check(ErrorFormat<const char *, int, std::uint32_t, const char *>("%s(%d):ERROR: %s%d, 0x%x (%s)\n"),
+        check(ErrorFormat<const char *, int, std::uint32_t, const char *>(
+                  "%s(%d):ERROR: %s%d, 0x%x (%s)\n"),
               first.c_str(), signed_number(), number(), second.c_str());
         check(TraceFormat<int, const char *, std::uint32_t, int, const char *, int>(
                   "%s(%d):TRACE: vlan %d: %s 0x%x/%d %s %d"),
-              signed_number(), first.c_str(), number(), signed_number(), second.c_str(), signed_number());
+              signed_number(), first.c_str(), number(), signed_number(), second.c_str(),
+              signed_number());
     }
 }
 

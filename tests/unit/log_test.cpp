@@ -43,7 +43,8 @@ TEST_F(LogTest, TellsATraceToTheClientLogWithoutItsMarker) {
 
 TEST_F(LogTest, GivesEachSinkTheExactRecord) {
     vell_log(log_trace, "f", 7, "%s(%d):TRACE: x");
-    const Bytes history = {104, 0, 0, 0, 'f', '(', '7', ')', ':', 'T', 'R', 'A', 'C', 'E', ':', ' ', 'x', 0};
+    const Bytes history = {104, 0,   0,   0,   'f', '(', '7', ')', ':',
+                           'T', 'R', 'A', 'C', 'E', ':', ' ', 'x', 0};
     const Bytes client = {104, 0, 0, 0, 'f', '(', '7', ')', ':', 'x', 0};
     EXPECT_CALLS(fake::HistoryCheck{0x730000, 104}, fake::HistoryEvent{0x730000, history},
                  fake::ConsoleCheck{104, 0, 0, 1},
@@ -56,20 +57,22 @@ TEST_F(LogTest, ReachesTheClientLogEvenWhenBothGatesAreClosed) {
     platform().console_check.returns(0);
     log_the_error();
     log_the_trace();
-    EXPECT_CALLS(history_asked(error), console_asked(error), to_client_log(error_message), history_asked(trace),
-                 console_asked(trace), to_client_log(trace_message));
+    EXPECT_CALLS(history_asked(error), console_asked(error), to_client_log(error_message),
+                 history_asked(trace), console_asked(trace), to_client_log(trace_message));
 }
 
 TEST_F(LogTest, SkipsTheConsoleWhenOnlyItsGateIsClosed) {
     platform().console_check.returns(0);
     log_the_trace();
-    EXPECT_CALLS(history_asked(trace), to_history(trace_message), console_asked(trace), to_client_log(trace_message));
+    EXPECT_CALLS(history_asked(trace), to_history(trace_message), console_asked(trace),
+                 to_client_log(trace_message));
 }
 
 TEST_F(LogTest, SkipsTheHistoryWhenOnlyItsGateIsClosed) {
     platform().history_check.returns(1);
     log_the_trace();
-    EXPECT_CALLS(history_asked(trace), console_asked(trace), to_console(trace_message), to_client_log(trace_message));
+    EXPECT_CALLS(history_asked(trace), console_asked(trace), to_console(trace_message),
+                 to_client_log(trace_message));
 }
 
 TEST_F(LogTest, TakesAnyNonZeroGateForTheHistoryClosedAndForTheConsoleOpen) {
@@ -115,8 +118,10 @@ TEST_F(LogTest, CountsAnEmptyBodyAsThePrefixPlus5) {
 
     const Message empty_trace = {
         .level = trace, .format = "%s(%d):TRACE: ", .text = "f(7):TRACE: ", .client_text = "f(7):"};
-    const Message empty_error = {
-        .level = error, .format = "%s(%d):ERROR: ", .text = "f(7):ERROR: ", .client_text = "f(7):ERROR: "};
+    const Message empty_error = {.level = error,
+                                 .format = "%s(%d):ERROR: ",
+                                 .text = "f(7):ERROR: ",
+                                 .client_text = "f(7):ERROR: "};
     ASSERT_EQ(to_client_log(empty_trace).record.size(), 5U + 5U);
     ASSERT_EQ(to_history(empty_trace).record.size(), 12U + 5U);
     EXPECT_CALLS(logged(empty_trace), logged(empty_error));
@@ -145,15 +150,15 @@ TEST_F(LogTest, WritesFunctionAndLineAsTheyAreGiven) {
 TEST_F(LogTest, MayBeCalledFromWithinTheHistoryAndBothMessagesComeOutWhole) {
     platform().history_event.runs(log_the_error);
     log_the_trace();
-    EXPECT_CALLS(history_asked(trace), to_history(trace_message), logged(error_message), console_asked(trace),
-                 to_console(trace_message), to_client_log(trace_message));
+    EXPECT_CALLS(history_asked(trace), to_history(trace_message), logged(error_message),
+                 console_asked(trace), to_console(trace_message), to_client_log(trace_message));
 }
 
 TEST_F(LogTest, MayBeCalledFromWithinTheConsoleAndBothMessagesComeOutWhole) {
     platform().debug_print.runs(log_the_error);
     log_the_trace();
-    EXPECT_CALLS(history_asked(trace), to_history(trace_message), console_asked(trace), to_console(trace_message),
-                 logged(error_message), to_client_log(trace_message));
+    EXPECT_CALLS(history_asked(trace), to_history(trace_message), console_asked(trace),
+                 to_console(trace_message), logged(error_message), to_client_log(trace_message));
 }
 
 TEST_F(LogTest, MayBeCalledFromWithinTheClientLogAndBothMessagesComeOutWhole) {
@@ -165,7 +170,9 @@ TEST_F(LogTest, MayBeCalledFromWithinTheClientLogAndBothMessagesComeOutWhole) {
 // Two messages of one kind, the one made while the other is on its way.
 class LogWithinItselfTest : public LibraryTest {
 protected:
-    static void log_number(int number) { vell_log(log_trace, "fetch", 1234, "%s(%d):TRACE: number %d\n", number); }
+    static void log_number(int number) {
+        vell_log(log_trace, "fetch", 1234, "%s(%d):TRACE: number %d\n", number);
+    }
 
     static Message number_message(const std::string &number) {
         return {.level = trace,
@@ -181,8 +188,8 @@ protected:
 TEST_F(LogWithinItselfTest, BothMessagesComeOutWholeFromWithinTheHistory) {
     platform().history_event.runs([] { log_number(234567); });
     log_number(1);
-    EXPECT_CALLS(history_asked(trace), to_history(outer_), logged(inner_), console_asked(trace), to_console(outer_),
-                 to_client_log(outer_));
+    EXPECT_CALLS(history_asked(trace), to_history(outer_), logged(inner_), console_asked(trace),
+                 to_console(outer_), to_client_log(outer_));
 }
 
 TEST_F(LogWithinItselfTest, BothMessagesComeOutWholeFromWithinTheClientLog) {

@@ -104,7 +104,8 @@ TEST_F(LogValueTest, ValuesMayStandAtTheStartAtTheEndAndSideBySide) {
 }
 
 TEST_F(LogValueTest, ManyValuesComeInTheirOrder) {
-    vell_log(log_error, "f", 7, "%s(%d):ERROR: %d %d %s %x %d %s %x %d\n", 1, 2, "three", 4U, 5, "six", 7U, 8);
+    vell_log(log_error, "f", 7, "%s(%d):ERROR: %d %d %s %x %d %s %x %d\n", 1, 2, "three", 4U, 5,
+             "six", 7U, 8);
     expect_body("%d %d %s %x %d %s %x %d\n", "1 2 three 4 5 six 7 8\n");
 }
 

@@ -1,4 +1,5 @@
-// Requests for LTL indexes: what is sent, what is left in the exported records, and that no copy of a list is lost.
+// Requests for LTL indexes: what is sent, what is left in the exported records, and that no copy of
+// a list is lost.
 #include "ltl_test.h"
 
 #include <algorithm>
@@ -28,7 +29,9 @@ protected:
 
     static Bytes left_in_request() { return {request(), request() + request_size}; }
 
-    static Bytes address_bytes(const void *address) { return word(reinterpret_cast<std::uintptr_t>(address)); }
+    static Bytes address_bytes(const void *address) {
+        return word(reinterpret_cast<std::uintptr_t>(address));
+    }
 };
 
 // The two that carry a list of interfaces, which are alike.
@@ -47,25 +50,37 @@ std::ostream &operator<<(std::ostream &out, const ListOperation &operation) {
 class ListRequestTest : public LtlRequestTest, public testing::WithParamInterface<ListOperation> {
 protected:
     int call(std::uint32_t count, const void *list) {
-        return GetParam().call(0x11121314, count, static_cast<const std::uint32_t *>(list), 0x21222324, 0x31323334);
+        return GetParam().call(0x11121314, count, static_cast<const std::uint32_t *>(list),
+                               0x21222324, 0x31323334);
     }
-    int call(const Bytes &list) { return call(static_cast<std::uint32_t>(list.size() / 4), list.data()); }
-
-    fake::LtlList request_sent(const Bytes &payload, const Bytes &list, std::uint32_t queue = client.queue) const {
-        return {.request = GetParam().request, .queue = queue, .payload = payload, .list = list, .cookie = 0x31323334};
+    int call(const Bytes &list) {
+        return call(static_cast<std::uint32_t>(list.size() / 4), list.data());
     }
 
-    void sends_return(std::uint32_t result) const { (platform().*GetParam().behaviour).returns(result); }
+    fake::LtlList request_sent(const Bytes &payload, const Bytes &list,
+                               std::uint32_t queue = client.queue) const {
+        return {.request = GetParam().request,
+                .queue = queue,
+                .payload = payload,
+                .list = list,
+                .cookie = 0x31323334};
+    }
+
+    void sends_return(std::uint32_t result) const {
+        (platform().*GetParam().behaviour).returns(result);
+    }
 
     static fake::Calls no_memory() {
-        return error_logged("vell_nerb_build_mcast_ltl_info", 1484, "p_ifidx alloc failed", "p_ifidx alloc failed");
+        return error_logged("vell_nerb_build_mcast_ltl_info", 1484, "p_ifidx alloc failed",
+                            "p_ifidx alloc failed");
     }
     fake::Calls not_built() const {
-        return error_logged(GetParam().function, GetParam().build_line, "failure to build nerb payload\n",
-                            "failure to build nerb payload\n");
+        return error_logged(GetParam().function, GetParam().build_line,
+                            "failure to build nerb payload\n", "failure to build nerb payload\n");
     }
     fake::Calls refused(std::uint32_t result) const {
-        return error_logged(GetParam().function, GetParam().send_line, "NERB ltl alloc API returned error %d\n",
+        return error_logged(GetParam().function, GetParam().send_line,
+                            "NERB ltl alloc API returned error %d\n",
                             "NERB ltl alloc API returned error " + signed_text(result) + "\n");
     }
 
@@ -77,24 +92,29 @@ protected:
 
 INSTANTIATE_TEST_SUITE_P(
     Lists, ListRequestTest,
-    testing::Values(ListOperation{vell_nerb_l2_ltl_alloc, fake::ListRequest::alloc, &fake::Platform::ltl_alloc,
-                                  "vell_nerb_l2_ltl_alloc", 1512, 1523},
-                    ListOperation{vell_nerb_l2_ltl_modify, fake::ListRequest::modify, &fake::Platform::ltl_modify,
-                                  "vell_nerb_l2_ltl_modify", 1576, 1587}),
-    [](const auto &operation) { return operation.param.request == fake::ListRequest::alloc ? "Alloc" : "Modify"; });
+    testing::Values(ListOperation{vell_nerb_l2_ltl_alloc, fake::ListRequest::alloc,
+                                  &fake::Platform::ltl_alloc, "vell_nerb_l2_ltl_alloc", 1512, 1523},
+                    ListOperation{vell_nerb_l2_ltl_modify, fake::ListRequest::modify,
+                                  &fake::Platform::ltl_modify, "vell_nerb_l2_ltl_modify", 1576,
+                                  1587}),
+    [](const auto &operation) {
+        return operation.param.request == fake::ListRequest::alloc ? "Alloc" : "Modify";
+    });
 
 TEST_P(ListRequestTest, SendsOneEntryAndACopyOfTheList) {
     EXPECT_EQ(call(three_), 1);
     EXPECT_CALLS(request_sent(payload_of_three_, three_));
     EXPECT_EQ(allocations_.take_sizes(), Sizes{12});
     EXPECT_NE(platform().list_address, three_.data());
-    EXPECT_EQ(platform().payload_address, request()) << "the manager is given the address of ltl_payload";
+    EXPECT_EQ(platform().payload_address, request())
+        << "the manager is given the address of ltl_payload";
 }
 
 TEST_P(ListRequestTest, LeavesTheRequestAsItWentOut) {
     EXPECT_EQ(call(three_), 1);
     fake::take_calls();
-    EXPECT_EQ(left_in_request(), patched(payload_of_three_, list_at, address_bytes(platform().list_address)));
+    EXPECT_EQ(left_in_request(),
+              patched(payload_of_three_, list_at, address_bytes(platform().list_address)));
     EXPECT_EQ(ltl_payload.count, 1);
 }
 
@@ -126,7 +146,8 @@ TEST_P(ListRequestTest, NeedsNoClient) {
 
 TEST_P(ListRequestTest, AnEmptyListMayBeNull) {
     EXPECT_EQ(call(0, nullptr), 1);
-    EXPECT_CALLS(request_sent(hex("0100 14131211 24232221 00000000 0000 0000 00000000 00000000"), {}));
+    EXPECT_CALLS(
+        request_sent(hex("0100 14131211 24232221 00000000 0000 0000 00000000 00000000"), {}));
     EXPECT_EQ(allocations_.take_sizes(), Sizes{0});
 }
 
@@ -143,20 +164,22 @@ TEST_P(ListRequestTest, AListOf65537IsCopiedWholeAndCountedAs1) {
         list[i] = static_cast<std::uint8_t>(i / 4 * 7 + i % 4 * 31 + i / 1024);
     platform().list_size = count;
     EXPECT_EQ(call(list), 1);
-    EXPECT_CALLS(request_sent(hex("0100 14131211 24232221 00000000 0100 0000 00000000 00000000"), list));
+    EXPECT_CALLS(
+        request_sent(hex("0100 14131211 24232221 00000000 0100 0000 00000000 00000000"), list));
     EXPECT_EQ(allocations_.take_sizes(), Sizes{count * 4});
 }
 
 TEST_P(ListRequestTest, TheSizeOfACopyIsA32BitProduct) {
     platform().list_size = 2;
     EXPECT_EQ(call(0x40000002, three_.data()), 1);
-    EXPECT_CALLS(
-        request_sent(hex("0100 14131211 24232221 00000000 0200 0000 00000000 00000000"), hex("41424344 51525354")));
+    EXPECT_CALLS(request_sent(hex("0100 14131211 24232221 00000000 0200 0000 00000000 00000000"),
+                              hex("41424344 51525354")));
     EXPECT_EQ(allocations_.take_sizes(), Sizes{8});
 
     platform().list_size = 0;
     EXPECT_EQ(call(0x40000000, nullptr), 1);
-    EXPECT_CALLS(request_sent(hex("0100 14131211 24232221 00000000 0000 0000 00000000 00000000"), {}));
+    EXPECT_CALLS(
+        request_sent(hex("0100 14131211 24232221 00000000 0000 0000 00000000 00000000"), {}));
     EXPECT_EQ(allocations_.take_sizes(), Sizes{0});
 }
 
@@ -165,7 +188,8 @@ TEST_P(ListRequestTest, WithoutMemoryNothingIsSent) {
     EXPECT_EQ(call(three_), 0);
     EXPECT_CALLS(no_memory(), not_built());
     EXPECT_EQ(allocations_.take_sizes(), Sizes{12});
-    EXPECT_EQ(left_in_request(), patched(payload_of_three_, 0, hex("0000"))) << "built, with a null list and no count";
+    EXPECT_EQ(left_in_request(), patched(payload_of_three_, 0, hex("0000")))
+        << "built, with a null list and no count";
     EXPECT_EQ(ltl_payload.count, 0);
 }
 
@@ -186,7 +210,8 @@ TEST_P(ListRequestTest, ARefusedRequestIsAnErrorAndReleasesTheCopy) {
         EXPECT_EQ(call(three_), 0);
         EXPECT_CALLS(request_sent(payload_of_three_, three_), refused(result));
         EXPECT_EQ(allocations_.unreleased(), 0U);
-        EXPECT_EQ(left_in_request(), patched(payload_of_three_, list_at, address_bytes(platform().list_address)));
+        EXPECT_EQ(left_in_request(),
+                  patched(payload_of_three_, list_at, address_bytes(platform().list_address)));
     }
 }
 
@@ -197,7 +222,8 @@ TEST_P(ListRequestTest, TheNextRequestIsBuiltFromZero) {
     sends_return(0);
     std::fill_n(request(), request_size, std::uint8_t{0xee});
     EXPECT_EQ(call(hex("71727374")), 1);
-    EXPECT_CALLS(request_sent(hex("0100 14131211 24232221 00000000 0100 0000 00000000 00000000"), hex("71727374")));
+    EXPECT_CALLS(request_sent(hex("0100 14131211 24232221 00000000 0100 0000 00000000 00000000"),
+                              hex("71727374")));
 }
 
 // A manager that asks for an index itself before it returns.
@@ -223,14 +249,15 @@ TEST_F(BuildEntryTest, FillsAllOfAnEntryAtAnyAddress) {
         SCOPED_TRACE(offset);
         auto bytes = pattern(32);
         auto *const entry = reinterpret_cast<vell_ltl_entry *>(bytes.data() + offset);
-        EXPECT_EQ(vell_nerb_build_mcast_ltl_info(0x11121314, 2, reinterpret_cast<const std::uint32_t *>(list_.data()),
-                                                 0x21222324, entry),
+        EXPECT_EQ(vell_nerb_build_mcast_ltl_info(
+                      0x11121314, 2, reinterpret_cast<const std::uint32_t *>(list_.data()),
+                      0x21222324, entry),
                   1);
         EXPECT_NO_CALLS();
         std::uint32_t *const copy = entry->if_indexes;
         ASSERT_NE(copy, nullptr);
-        const auto filled =
-            patched(hex("14131211 24232221 00000000 0200 0000 00000000 00000000"), 16, address_bytes(copy));
+        const auto filled = patched(hex("14131211 24232221 00000000 0200 0000 00000000 00000000"),
+                                    16, address_bytes(copy));
         EXPECT_EQ(bytes, patched(pattern(32), offset, filled));
         EXPECT_EQ(std::memcmp(copy, list_.data(), 8), 0);
         allocations_.release(copy);
@@ -241,10 +268,12 @@ TEST_F(BuildEntryTest, FillsAllOfAnEntryAtAnyAddress) {
 TEST_F(BuildEntryTest, WithoutMemoryLeavesANullListAndError1484WithoutALineFeed) {
     auto bytes = pattern(24);
     allocations_.fail();
-    EXPECT_EQ(vell_nerb_build_mcast_ltl_info(0x11121314, 2, reinterpret_cast<const std::uint32_t *>(list_.data()),
-                                             0x21222324, reinterpret_cast<vell_ltl_entry *>(bytes.data())),
+    EXPECT_EQ(vell_nerb_build_mcast_ltl_info(
+                  0x11121314, 2, reinterpret_cast<const std::uint32_t *>(list_.data()), 0x21222324,
+                  reinterpret_cast<vell_ltl_entry *>(bytes.data())),
               0);
-    EXPECT_CALLS(error_logged("vell_nerb_build_mcast_ltl_info", 1484, "p_ifidx alloc failed", "p_ifidx alloc failed"));
+    EXPECT_CALLS(error_logged("vell_nerb_build_mcast_ltl_info", 1484, "p_ifidx alloc failed",
+                              "p_ifidx alloc failed"));
     EXPECT_EQ(bytes, hex("14131211 24232221 00000000 0200 0000 00000000 00000000"));
 }
 
@@ -287,9 +316,11 @@ TEST_F(ReleaseTest, ARefusedReleaseIsError1551) {
         SCOPED_TRACE(result);
         platform().ltl_release.returns(result);
         EXPECT_EQ(vell_nerb_l2_ltl_dealloc(0x11121314, 0x21222324, 0x31323334), 0);
-        EXPECT_CALLS(release_sent("14131211 24232221 00000000"),
-                     error_logged("vell_nerb_l2_ltl_dealloc", 1551, "NERB ltl dealloc API returned error %d\n",
-                                  "NERB ltl dealloc API returned error " + signed_text(result) + "\n"));
+        EXPECT_CALLS(
+            release_sent("14131211 24232221 00000000"),
+            error_logged("vell_nerb_l2_ltl_dealloc", 1551,
+                         "NERB ltl dealloc API returned error %d\n",
+                         "NERB ltl dealloc API returned error " + signed_text(result) + "\n"));
         EXPECT_EQ(left_in_release(), hex("14131211 24232221 00000000"));
     }
 }

@@ -54,29 +54,35 @@ protected:
     }
 
     fake::Calls status_asked() const { return {fake::RspStatus{&rsp_}}; }
-    fake::Calls count_asked() const { return fake::in_order(status_asked(), fake::RspEntryCount{&rsp_, 0}); }
-    fake::Calls entry_asked() const { return fake::in_order(count_asked(), fake::RspInfo{&rsp_, 1}); }
+    fake::Calls count_asked() const {
+        return fake::in_order(status_asked(), fake::RspEntryCount{&rsp_, 0});
+    }
+    fake::Calls entry_asked() const {
+        return fake::in_order(count_asked(), fake::RspInfo{&rsp_, 1});
+    }
 
     void expect_status_failure(std::uint32_t failure, std::uint32_t status) {
         SCOPED_TRACE(testing::Message() << failure << ", " << status);
-        expect_failure(fake::in_order(status_asked(), failed(1654, "NERB rsp returned err=%d, status=%d",
-                                                             "NERB rsp returned err=" + signed_text(failure) +
-                                                                 ", status=" + signed_text(status))));
+        expect_failure(
+            fake::in_order(status_asked(), failed(1654, "NERB rsp returned err=%d, status=%d",
+                                                  "NERB rsp returned err=" + signed_text(failure) +
+                                                      ", status=" + signed_text(status))));
     }
 
     void expect_count_failure(std::uint32_t failure, std::uint32_t count) {
         SCOPED_TRACE(testing::Message() << failure << ", " << count);
-        expect_failure(fake::in_order(count_asked(), failed(1662, "NERB get returned err=%d with entry count (%d)",
-                                                            "NERB get returned err=" + signed_text(failure) +
-                                                                " with entry count (" + signed_text(count) + ")")));
+        expect_failure(fake::in_order(
+            count_asked(), failed(1662, "NERB get returned err=%d with entry count (%d)",
+                                  "NERB get returned err=" + signed_text(failure) +
+                                      " with entry count (" + signed_text(count) + ")")));
     }
 
     void expect_entry_failure(std::uint32_t failure, std::uint32_t status) {
         SCOPED_TRACE(testing::Message() << failure << ", " << status);
-        expect_failure(
-            fake::in_order(entry_asked(), failed(1669, "NERB info returned err=%d in parsing resp, status:%d",
-                                                 "NERB info returned err=" + signed_text(failure) +
-                                                     " in parsing resp, status:" + signed_text(status))));
+        expect_failure(fake::in_order(
+            entry_asked(), failed(1669, "NERB info returned err=%d in parsing resp, status:%d",
+                                  "NERB info returned err=" + signed_text(failure) +
+                                      " in parsing resp, status:" + signed_text(status))));
     }
 };
 
@@ -164,24 +170,28 @@ protected:
         return error_logged("vell_nerb_handle_l2_alloc_response", line, format, text);
     }
 
-    fake::Calls count_asked() const { return {fake::AllocEntryCount{.rsp = &rsp_, .kind = 13, .count_was = 0}}; }
+    fake::Calls count_asked() const {
+        return {fake::AllocEntryCount{.rsp = &rsp_, .kind = 13, .count_was = 0}};
+    }
     fake::Calls parm_asked() const {
-        return fake::in_order(count_asked(), fake::AllocRspParm{.rsp = &rsp_, .same_status = true, .kind = 13});
+        return fake::in_order(count_asked(),
+                              fake::AllocRspParm{.rsp = &rsp_, .same_status = true, .kind = 13});
     }
 
     void expect_count_failure(std::uint32_t failure, std::uint32_t status, std::uint16_t count) {
         SCOPED_TRACE(testing::Message() << failure << ", " << status << ", " << count);
-        expect_failure(fake::in_order(count_asked(),
-                                      failed(1616, "NERB get returned err=%d, status=%d, count=%d",
-                                             "NERB get returned err=" + signed_text(failure) +
-                                                 ", status=" + signed_text(status) + ", count=" + signed_text(count))));
+        expect_failure(fake::in_order(
+            count_asked(), failed(1616, "NERB get returned err=%d, status=%d, count=%d",
+                                  "NERB get returned err=" + signed_text(failure) + ", status=" +
+                                      signed_text(status) + ", count=" + signed_text(count))));
     }
 
     void expect_parm_failure(std::uint32_t failure, std::uint32_t status) {
         SCOPED_TRACE(testing::Message() << failure << ", " << status);
-        expect_failure(fake::in_order(parm_asked(), failed(1623, "NERB parm returned err=%d, status=%d",
-                                                           "NERB parm returned err=" + signed_text(failure) +
-                                                               ", status=" + signed_text(status))));
+        expect_failure(
+            fake::in_order(parm_asked(), failed(1623, "NERB parm returned err=%d, status=%d",
+                                                "NERB parm returned err=" + signed_text(failure) +
+                                                    ", status=" + signed_text(status))));
     }
 };
 

@@ -56,8 +56,9 @@ fake::Calls LtlTest::looked_up(std::uint32_t if_index) {
 
 fake::Calls LtlTest::delta_traced(const std::string &bitmask, const Updates &updates) {
     const std::string function = "vell_find_oiflist_delta";
-    auto calls = fake::in_order(trace_logged(function, 1201, "FLC_BITMASK: 0x%x\n", "FLC_BITMASK: " + bitmask + "\n"),
-                                trace_logged(function, 1202, "Update list:\n", "Update list:\n"));
+    auto calls = fake::in_order(
+        trace_logged(function, 1201, "FLC_BITMASK: 0x%x\n", "FLC_BITMASK: " + bitmask + "\n"),
+        trace_logged(function, 1202, "Update list:\n", "Update list:\n"));
     for (const auto &update : updates)
         fake::add(calls, trace_logged(function, 1206, "IfIdx: %d Op: %d\n",
                                       "IfIdx: " + signed_text(update.if_index) +

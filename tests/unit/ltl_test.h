@@ -1,4 +1,5 @@
-// What the tests of the LTL manager's operations share: the client, its allocations, and messages with values.
+// What the tests of the LTL manager's operations share: the client, its allocations, and messages
+// with values.
 #pragma once
 
 #include "library_allocations.h"
@@ -31,7 +32,8 @@ using Updates = std::vector<Update>;
 
 Bytes bytes_of(const Updates &updates);
 
-// A client with a queue. At the end everything that the library allocated must have been released, once.
+// A client with a queue. At the end everything that the library allocated must have been released,
+// once.
 class LtlTest : public LibraryTest {
 protected:
     static constexpr ClientState client = {.id = 9, .queue = 0x14131211, .uuid = 5};
@@ -40,10 +42,10 @@ protected:
     void TearDown() override;
 
     // All calls of a message with values: its body in the format, and as it comes out.
-    static fake::Calls error_logged(const std::string &function, int line, const std::string &format,
-                                    const std::string &text);
-    static fake::Calls trace_logged(const std::string &function, int line, const std::string &format,
-                                    const std::string &text);
+    static fake::Calls error_logged(const std::string &function, int line,
+                                    const std::string &format, const std::string &text);
+    static fake::Calls trace_logged(const std::string &function, int line,
+                                    const std::string &format, const std::string &text);
 
     // The calls to find a physical Ethernet port's line card.
     static fake::Calls looked_up(std::uint32_t if_index);
@@ -55,7 +57,8 @@ protected:
 };
 
 // Statuses that are no success, those among them that a careless comparison takes for one.
-inline constexpr std::uint32_t failures[] = {1, 7, 0x100, 0x10000, 0x7fffffff, 0x80000000, 0xffffffff};
+inline constexpr std::uint32_t failures[] = {1,          7,          0x100,     0x10000,
+                                             0x7fffffff, 0x80000000, 0xffffffff};
 
 // How a number comes out of "%d".
 std::string signed_text(std::uint32_t number);

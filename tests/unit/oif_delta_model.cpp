@@ -12,8 +12,10 @@ bool Lookups::ethernet(std::uint32_t if_index) const {
 void Lookups::apply() const {
     platform().if_index_type.returns(0);
     platform().if_index_fields.returns(0);
-    platform().interfaces.type = [lookups = *this, asked = std::size_t{0}](std::uint32_t if_index) mutable {
-        auto &behaviour = lookups.fields_fail ? platform().if_index_fields : platform().if_index_type;
+    platform().interfaces.type = [lookups = *this,
+                                  asked = std::size_t{0}](std::uint32_t if_index) mutable {
+        auto &behaviour =
+            lookups.fields_fail ? platform().if_index_fields : platform().if_index_type;
         behaviour.returns(++asked == lookups.failing ? status : 0);
         return static_cast<std::uint8_t>(lookups.ethernet(if_index) ? 26 : 9);
     };
@@ -25,8 +27,8 @@ std::string logged_text(int line, const std::string &text) {
     return "vell_find_oiflist_delta(" + std::to_string(line) + "):" + text;
 }
 
-// One step at a time from lists in order: skip, remove, match or add. `old_used_up` is what ends the skipping of SVIs;
-// it is noticed when an interface is matched or looked for, not before.
+// One step at a time from lists in order: skip, remove, match or add. `old_used_up` is what ends
+// the skipping of SVIs; it is noticed when an interface is matched or looked for, not before.
 class Model {
 public:
     Model(const Oifs &was, const Oifs &is, const Bytes &delta, const Lookups &lookups)
@@ -41,7 +43,8 @@ public:
             step(is_[new_]);
         if (outcome_.result == 0)
             finish();
-        outcome_.delta = patched(patched(std::move(outcome_.delta), 12, word(mask_)), 24, bytes_of(updates_));
+        outcome_.delta =
+            patched(patched(std::move(outcome_.delta), 12, word(mask_)), 24, bytes_of(updates_));
         return outcome_;
     }
 
@@ -63,7 +66,8 @@ private:
 
     void skip(std::uint32_t if_index) {
         char text[40];
-        std::snprintf(text, sizeof text, "Skipping SVI interface: %x\n", static_cast<unsigned>(if_index));
+        std::snprintf(text, sizeof text, "Skipping SVI interface: %x\n",
+                      static_cast<unsigned>(if_index));
         outcome_.texts.push_back(logged_text(1121, text));
         ++new_;
     }
@@ -99,9 +103,11 @@ private:
     }
 
     void fail(std::uint32_t if_index, int line) {
-        const std::string what = lookups_.fields_fail ? "(1063):ERROR: Failed to get if_index fields for "
-                                                      : "(1055):ERROR: Failed to get if_index type for ";
-        outcome_.texts.push_back("vell_set_flc_bitmask" + what + hex_text(if_index) + ", status 0x62\n");
+        const std::string what = lookups_.fields_fail
+                                     ? "(1063):ERROR: Failed to get if_index fields for "
+                                     : "(1055):ERROR: Failed to get if_index type for ";
+        outcome_.texts.push_back("vell_set_flc_bitmask" + what + hex_text(if_index) +
+                                 ", status 0x62\n");
         outcome_.texts.push_back(logged_text(line, "ERROR: Set LC bitmask failed\n"));
         outcome_.result = Lookups::status;
     }
@@ -113,8 +119,10 @@ private:
         outcome_.texts.push_back(logged_text(1202, "Update list:\n"));
         for (const auto &update : updates_)
             outcome_.texts.push_back(logged_text(1206, "IfIdx: " + signed_text(update.if_index) +
-                                                           " Op: " + signed_text(update.operation) + "\n"));
-        outcome_.delta = patched(std::move(outcome_.delta), 20, word(static_cast<std::uint32_t>(updates_.size())));
+                                                           " Op: " + signed_text(update.operation) +
+                                                           "\n"));
+        outcome_.delta = patched(std::move(outcome_.delta), 20,
+                                 word(static_cast<std::uint32_t>(updates_.size())));
     }
 
     const Oifs &was_;
@@ -133,7 +141,8 @@ private:
 Outcome model_of(const Oifs &was, const Oifs &is, const Bytes &delta, const Lookups &lookups) {
     if (!was.empty() || !is.empty())
         return Model(was, is, delta, lookups).run();
-    return {.delta = delta, .texts = {logged_text(1109, "Old and new OIF lists both NULL, return SUCCESS\n")}};
+    return {.delta = delta,
+            .texts = {logged_text(1109, "Old and new OIF lists both NULL, return SUCCESS\n")}};
 }
 
 Outcome take_outcome() {
@@ -165,7 +174,8 @@ std::uint32_t RandomOifs::below(std::uint32_t bound) {
     return std::uniform_int_distribution<std::uint32_t>(0, bound - 1)(random_);
 }
 
-Oifs RandomOifs::list(std::uint32_t most, std::uint32_t indexes, std::uint32_t svi_in_a_hundred, std::uint32_t first) {
+Oifs RandomOifs::list(std::uint32_t most, std::uint32_t indexes, std::uint32_t svi_in_a_hundred,
+                      std::uint32_t first) {
     Oifs oifs(below(most + 1));
     for (auto &oif : oifs)
         oif = {first + below(indexes), below(100) < svi_in_a_hundred};
@@ -173,5 +183,7 @@ Oifs RandomOifs::list(std::uint32_t most, std::uint32_t indexes, std::uint32_t s
 }
 
 Lookups RandomOifs::lookups(std::uint32_t failing_within) {
-    return {.mix = below(2) * below(1000), .failing = below(2) * below(failing_within), .fields_fail = below(2) == 1};
+    return {.mix = below(2) * below(1000),
+            .failing = below(2) * below(failing_within),
+            .fields_fail = below(2) == 1};
 }

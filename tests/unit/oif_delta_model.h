@@ -7,8 +7,9 @@
 
 // What the interface library says in a round.
 struct Lookups {
-    std::uint32_t mix = 0;    // tells the interfaces that are no Ethernet ports; with 0 all are
-    std::size_t failing = 0;  // the number of the lookup that fails, the first one's being 1; 0 is none
+    std::uint32_t mix = 0; // tells the interfaces that are no Ethernet ports; with 0 all are
+    std::size_t failing =
+        0; // the number of the lookup that fails, the first one's being 1; 0 is none
     bool fields_fail = false; // its fields cannot be had, when it has any; otherwise its type
 
     static constexpr std::uint32_t status = 0x62;
@@ -43,7 +44,8 @@ public:
     std::uint32_t below(std::uint32_t bound);
 
     // At most `most` interfaces of `indexes` from `first` on, so many in a hundred SVIs.
-    Oifs list(std::uint32_t most, std::uint32_t indexes, std::uint32_t svi_in_a_hundred, std::uint32_t first);
+    Oifs list(std::uint32_t most, std::uint32_t indexes, std::uint32_t svi_in_a_hundred,
+              std::uint32_t first);
 
     // The failing lookup one of the first `failing_within` - 1, or none.
     Lookups lookups(std::uint32_t failing_within);

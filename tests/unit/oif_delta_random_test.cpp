@@ -37,16 +37,19 @@ protected:
     }
 
     // A head of other bytes, the bitmask among them, and room for the updates.
-    static Bytes fresh(const Oifs &was, const Oifs &is) { return pattern(24 + 8 * (was.size() + is.size())); }
+    static Bytes fresh(const Oifs &was, const Oifs &is) {
+        return pattern(24 + 8 * (was.size() + is.size()));
+    }
 
     // What the library does, from a delta before a guard; the lists are left sorted.
     static Outcome compute(Oifs &was, Oifs &is, std::size_t distance = 0) {
         auto old_entries = entries(was);
         auto new_entries = entries(is);
         GuardedBuffer delta(fresh(was, is), GuardedBuffer::Side::back, distance);
-        const auto result = vell_find_oiflist_delta(old_entries.data(), static_cast<std::uint32_t>(was.size()),
-                                                    new_entries.data(), static_cast<std::uint32_t>(is.size()),
-                                                    reinterpret_cast<vell_flood_delta *>(delta.data()));
+        const auto result =
+            vell_find_oiflist_delta(old_entries.data(), static_cast<std::uint32_t>(was.size()),
+                                    new_entries.data(), static_cast<std::uint32_t>(is.size()),
+                                    reinterpret_cast<vell_flood_delta *>(delta.data()));
         EXPECT_TRUE(delta.surroundings_untouched());
         expect_sorted(read(old_entries), was);
         expect_sorted(read(new_entries), is);
@@ -67,7 +70,8 @@ protected:
         EXPECT_EQ(outcome.looked_up, expected.looked_up);
         EXPECT_EQ(outcome.texts, expected.texts);
         if (expected.result != 0)
-            failures_seen_.insert(expected.texts.end()[-2].substr(0, 26) + expected.texts.back().substr(0, 29));
+            failures_seen_.insert(expected.texts.end()[-2].substr(0, 26) +
+                                  expected.texts.back().substr(0, 29));
     }
 
     static Updates updates_in(const Bytes &delta) {
@@ -90,10 +94,12 @@ TEST_F(RandomDeltaTest, EqualsTheModel) {
         SCOPED_TRACE(testing::Message() << "round " << round);
         const auto first = firsts[round % 3];
         const auto was = random_.list(1 + round % 12, 1 + round % 15, 30, first);
-        const auto is = random_.list(1 + round / 12 % 12, 1 + round % 15, svi_shares[round % 4], first);
+        const auto is =
+            random_.list(1 + round / 12 % 12, 1 + round % 15, svi_shares[round % 4], first);
         expect_model(was, is, random_.lookups(12), round % 4);
     }
-    EXPECT_EQ(failures_seen_.size(), 6U) << "by type and by fields, kept, added and behind the old ones";
+    EXPECT_EQ(failures_seen_.size(), 6U)
+        << "by type and by fields, kept, added and behind the old ones";
 }
 
 // Without SVIs a delta is the difference of two multisets, whatever the merge looks like.
@@ -114,8 +120,10 @@ TEST_F(RandomDeltaTest, WithoutSvisIsTheDifference) {
         const auto before = sorted_indexes(was);
         const auto now = sorted_indexes(is);
         Indexes expected[2];
-        std::set_difference(now.begin(), now.end(), before.begin(), before.end(), std::back_inserter(expected[0]));
-        std::set_difference(before.begin(), before.end(), now.begin(), now.end(), std::back_inserter(expected[1]));
+        std::set_difference(now.begin(), now.end(), before.begin(), before.end(),
+                            std::back_inserter(expected[0]));
+        std::set_difference(before.begin(), before.end(), now.begin(), now.end(),
+                            std::back_inserter(expected[1]));
 
         const auto outcome = compute(was, is);
         Indexes changed[2];
@@ -125,8 +133,10 @@ TEST_F(RandomDeltaTest, WithoutSvisIsTheDifference) {
         ASSERT_EQ(changed[0], expected[0]);
         ASSERT_EQ(changed[1], expected[1]);
         ASSERT_EQ(outcome.looked_up, now);
-        ASSERT_TRUE(std::is_sorted(updates.begin(), updates.end(),
-                                   [](const Update &a, const Update &b) { return a.if_index < b.if_index; }));
+        ASSERT_TRUE(
+            std::is_sorted(updates.begin(), updates.end(), [](const Update &a, const Update &b) {
+                return a.if_index < b.if_index;
+            }));
     }
 }
 

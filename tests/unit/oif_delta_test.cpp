@@ -9,9 +9,11 @@ using fake::platform;
 // A delta between other bytes, and the two arrays.
 class DeltaTest : public LtlTest {
 protected:
-    // What a delta holds before: a VLAN id, reserved bytes, bit 9 of the bitmask, reserved bytes and a count.
+    // What a delta holds before: a VLAN id, reserved bytes, bit 9 of the bitmask, reserved bytes
+    // and a count.
     static Bytes fresh(std::size_t room) {
-        return joined(hex("61626364 7172737475767778 00020000 81828384 05000000"), pattern(room * 8));
+        return joined(hex("61626364 7172737475767778 00020000 81828384 05000000"),
+                      pattern(room * 8));
     }
 
     // Its bytes when it is filled; `bitmask` in digits as it lies in memory.
@@ -45,12 +47,13 @@ protected:
                 GuardedBuffer was(bytes_of(expected.was), side, distance);
                 GuardedBuffer is(bytes_of(expected.is), side, (distance + 1) % 4);
                 GuardedBuffer delta(fresh(room), side, (distance + 2) % 4);
-                EXPECT_EQ(vell_find_oiflist_delta(reinterpret_cast<vell_l2_oif *>(was.data()),
-                                                  static_cast<std::uint32_t>(expected.was.size()),
-                                                  reinterpret_cast<vell_l2_oif *>(is.data()),
-                                                  static_cast<std::uint32_t>(expected.is.size()),
-                                                  reinterpret_cast<vell_flood_delta *>(delta.data())),
-                          expected.result);
+                EXPECT_EQ(
+                    vell_find_oiflist_delta(reinterpret_cast<vell_l2_oif *>(was.data()),
+                                            static_cast<std::uint32_t>(expected.was.size()),
+                                            reinterpret_cast<vell_l2_oif *>(is.data()),
+                                            static_cast<std::uint32_t>(expected.is.size()),
+                                            reinterpret_cast<vell_flood_delta *>(delta.data())),
+                    expected.result);
                 EXPECT_CALLS(expected.calls);
                 EXPECT_EQ(delta.content(), after);
                 EXPECT_EQ(was.content(), bytes_of(expected.was_sorted));
@@ -68,24 +71,26 @@ protected:
     }
 
     static fake::Calls bitmask_failed(int line) {
-        return error_logged("vell_find_oiflist_delta", line, "Set LC bitmask failed\n", "Set LC bitmask failed\n");
+        return error_logged("vell_find_oiflist_delta", line, "Set LC bitmask failed\n",
+                            "Set LC bitmask failed\n");
     }
 };
 
 TEST_F(DeltaTest, BothListsEmptyLeaveTheDeltaAsItWas) {
-    expect_delta(
-        {.was = {},
-         .is = {},
-         .bitmask = "00020000",
-         .updates = {},
-         .calls = trace_logged("vell_find_oiflist_delta", 1109, "Old and new OIF lists both NULL, return SUCCESS\n",
-                               "Old and new OIF lists both NULL, return SUCCESS\n"),
-         .count = "05000000"});
+    expect_delta({.was = {},
+                  .is = {},
+                  .bitmask = "00020000",
+                  .updates = {},
+                  .calls = trace_logged("vell_find_oiflist_delta", 1109,
+                                        "Old and new OIF lists both NULL, return SUCCESS\n",
+                                        "Old and new OIF lists both NULL, return SUCCESS\n"),
+                  .count = "05000000"});
 }
 
 TEST_F(DeltaTest, BothListsEmptyMayBeNull) {
     EXPECT_EQ(vell_find_oiflist_delta(nullptr, 0, nullptr, 0, nullptr), 0);
-    EXPECT_CALLS(trace_logged("vell_find_oiflist_delta", 1109, "Old and new OIF lists both NULL, return SUCCESS\n",
+    EXPECT_CALLS(trace_logged("vell_find_oiflist_delta", 1109,
+                              "Old and new OIF lists both NULL, return SUCCESS\n",
                               "Old and new OIF lists both NULL, return SUCCESS\n"));
 }
 
@@ -107,17 +112,19 @@ TEST_F(DeltaTest, OldEmptyAddsTheNewOnesSorted) {
                   .is = {{7}, {3}},
                   .bitmask = "88020000",
                   .updates = {{3, 1}, {7, 1}},
-                  .calls = fake::in_order(looked_up(3), looked_up(7), delta_traced("0x288", {{3, 1}, {7, 1}})),
+                  .calls = fake::in_order(looked_up(3), looked_up(7),
+                                          delta_traced("0x288", {{3, 1}, {7, 1}})),
                   .is_sorted = {{3}, {7}}});
 }
 
 TEST_F(DeltaTest, AdditionsAndRemovalsAreInterleaved) {
     const Updates updates = {{1, 2}, {3, 1}, {5, 2}};
-    expect_delta({.was = {{1}, {2}, {5}},
-                  .is = {{2}, {3}},
-                  .bitmask = "0c020000",
-                  .updates = updates,
-                  .calls = fake::in_order(looked_up(2), looked_up(3), delta_traced("0x20c", updates))});
+    expect_delta(
+        {.was = {{1}, {2}, {5}},
+         .is = {{2}, {3}},
+         .bitmask = "0c020000",
+         .updates = updates,
+         .calls = fake::in_order(looked_up(2), looked_up(3), delta_traced("0x20c", updates))});
 }
 
 TEST_F(DeltaTest, NewEmptyRemovesTheOldOnesAndNoBit) {
@@ -140,11 +147,12 @@ TEST_F(DeltaTest, UnchangedListsSetTheBitsAlone) {
 }
 
 TEST_F(DeltaTest, WithOldEmptyALeadingSviIsSkipped) {
-    expect_delta({.was = {},
-                  .is = {{5, true}, {7}},
-                  .bitmask = "80020000",
-                  .updates = {{7, 1}},
-                  .calls = fake::in_order(skipped("5"), looked_up(7), delta_traced("0x280", {{7, 1}}))});
+    expect_delta(
+        {.was = {},
+         .is = {{5, true}, {7}},
+         .bitmask = "80020000",
+         .updates = {{7, 1}},
+         .calls = fake::in_order(skipped("5"), looked_up(7), delta_traced("0x280", {{7, 1}}))});
 }
 
 TEST_F(DeltaTest, WithOldUsedUpAnSviIsAdded) {
@@ -152,34 +160,39 @@ TEST_F(DeltaTest, WithOldUsedUpAnSviIsAdded) {
                   .is = {{5}, {7, true}},
                   .bitmask = "a0020000",
                   .updates = {{5, 1}, {7, 1}},
-                  .calls = fake::in_order(looked_up(5), looked_up(7), delta_traced("0x2a0", {{5, 1}, {7, 1}}))});
+                  .calls = fake::in_order(looked_up(5), looked_up(7),
+                                          delta_traced("0x2a0", {{5, 1}, {7, 1}}))});
 }
 
 TEST_F(DeltaTest, AnAddedSviSetsNoBitByItsType) {
-    platform().interfaces.type = [](std::uint32_t if_index) { return std::uint8_t(if_index == 7 ? 9 : 26); };
-    expect_delta(
-        {.was = {},
-         .is = {{5}, {7, true}},
-         .bitmask = "20020000",
-         .updates = {{5, 1}, {7, 1}},
-         .calls = fake::in_order(looked_up(5), fake::IfIndexType{7}, delta_traced("0x220", {{5, 1}, {7, 1}}))});
+    platform().interfaces.type = [](std::uint32_t if_index) {
+        return std::uint8_t(if_index == 7 ? 9 : 26);
+    };
+    expect_delta({.was = {},
+                  .is = {{5}, {7, true}},
+                  .bitmask = "20020000",
+                  .updates = {{5, 1}, {7, 1}},
+                  .calls = fake::in_order(looked_up(5), fake::IfIndexType{7},
+                                          delta_traced("0x220", {{5, 1}, {7, 1}}))});
 }
 
 TEST_F(DeltaTest, AnSviBehindTheLastMatchIsAdded) {
-    expect_delta({.was = {{5}},
-                  .is = {{5}, {6, true}},
-                  .bitmask = "60020000",
-                  .updates = {{6, 1}},
-                  .calls = fake::in_order(looked_up(5), looked_up(6), delta_traced("0x260", {{6, 1}}))});
+    expect_delta(
+        {.was = {{5}},
+         .is = {{5}, {6, true}},
+         .bitmask = "60020000",
+         .updates = {{6, 1}},
+         .calls = fake::in_order(looked_up(5), looked_up(6), delta_traced("0x260", {{6, 1}}))});
 }
 
 TEST_F(DeltaTest, AnSviBehindTheLastRemovalIsAdded) {
     const Updates updates = {{4, 2}, {5, 1}, {6, 1}};
-    expect_delta({.was = {{4}},
-                  .is = {{5}, {6, true}},
-                  .bitmask = "60020000",
-                  .updates = updates,
-                  .calls = fake::in_order(looked_up(5), looked_up(6), delta_traced("0x260", updates))});
+    expect_delta(
+        {.was = {{4}},
+         .is = {{5}, {6, true}},
+         .bitmask = "60020000",
+         .updates = updates,
+         .calls = fake::in_order(looked_up(5), looked_up(6), delta_traced("0x260", updates))});
 }
 
 TEST_F(DeltaTest, AnSviInBothIsRemoved) {
@@ -199,11 +212,12 @@ TEST_F(DeltaTest, TheFlagOfAnOldEntryDoesNotCount) {
 }
 
 TEST_F(DeltaTest, AnIndexTwiceInTheNewListMatchesOnce) {
-    expect_delta({.was = {{4}},
-                  .is = {{4}, {4}},
-                  .bitmask = "10020000",
-                  .updates = {{4, 1}},
-                  .calls = fake::in_order(looked_up(4), looked_up(4), delta_traced("0x210", {{4, 1}}))});
+    expect_delta(
+        {.was = {{4}},
+         .is = {{4}, {4}},
+         .bitmask = "10020000",
+         .updates = {{4, 1}},
+         .calls = fake::in_order(looked_up(4), looked_up(4), delta_traced("0x210", {{4, 1}}))});
 }
 
 TEST_F(DeltaTest, AnIndexTwiceInTheOldListMatchesOnce) {
@@ -216,13 +230,14 @@ TEST_F(DeltaTest, AnIndexTwiceInTheOldListMatchesOnce) {
 
 TEST_F(DeltaTest, IndexesCompareUnsigned) {
     const Updates updates = {{2, 1}, {0x80000001, 2}, {0xfffffffe, 1}};
-    expect_delta({.was = {{0x80000001}, {0xffffffff}},
-                  .is = {{0xffffffff}, {2}, {0xfffffffe}},
-                  .bitmask = "040200c0",
-                  .updates = updates,
-                  .calls = fake::in_order(looked_up(2), looked_up(0xfffffffe), looked_up(0xffffffff),
-                                          delta_traced("0xc0000204", updates)),
-                  .is_sorted = {{2}, {0xfffffffe}, {0xffffffff}}});
+    expect_delta(
+        {.was = {{0x80000001}, {0xffffffff}},
+         .is = {{0xffffffff}, {2}, {0xfffffffe}},
+         .bitmask = "040200c0",
+         .updates = updates,
+         .calls = fake::in_order(looked_up(2), looked_up(0xfffffffe), looked_up(0xffffffff),
+                                 delta_traced("0xc0000204", updates)),
+         .is_sorted = {{2}, {0xfffffffe}, {0xffffffff}}});
 }
 
 // The one or the other of the calls that find an interface's line card.
@@ -251,9 +266,9 @@ protected:
         auto calls = looked_up(if_index);
         calls.resize(GetParam().number);
         const auto values = " for " + hex_text(if_index) + ", status " + hex_text(status) + "\n";
-        return fake::in_order(calls,
-                              error_logged("vell_set_flc_bitmask", GetParam().line,
-                                           GetParam().what + " for 0x%x, status 0x%x\n", GetParam().what + values));
+        return fake::in_order(calls, error_logged("vell_set_flc_bitmask", GetParam().line,
+                                                  GetParam().what + " for 0x%x, status 0x%x\n",
+                                                  GetParam().what + values));
     }
 
     // With every status. The case's calls are those before the interface's.
@@ -263,7 +278,8 @@ protected:
             SCOPED_TRACE(status);
             fail_for(if_index, status);
             auto expected = before;
-            expected.calls = fake::in_order(before.calls, failed(if_index, status), bitmask_failed(line));
+            expected.calls =
+                fake::in_order(before.calls, failed(if_index, status), bitmask_failed(line));
             expected.result = static_cast<std::int32_t>(status);
             expected.count = "05000000";
             expect_delta(expected);
@@ -271,11 +287,12 @@ protected:
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(
-    Calls, FailingDeltaTest,
-    testing::Values(FailingCall{"Type", &fake::Platform::if_index_type, 1, 1055, "Failed to get if_index type"},
-                    FailingCall{"Fields", &fake::Platform::if_index_fields, 2, 1063, "Failed to get if_index fields"}),
-    [](const auto &call) { return call.param.name; });
+INSTANTIATE_TEST_SUITE_P(Calls, FailingDeltaTest,
+                         testing::Values(FailingCall{"Type", &fake::Platform::if_index_type, 1,
+                                                     1055, "Failed to get if_index type"},
+                                         FailingCall{"Fields", &fake::Platform::if_index_fields, 2,
+                                                     1063, "Failed to get if_index fields"}),
+                         [](const auto &call) { return call.param.name; });
 
 TEST_P(FailingDeltaTest, AKeptInterfaceIsError1134) {
     expect_error(1134, 3,
@@ -333,12 +350,16 @@ TEST_F(DeltaTest, NeedsNoClient) {
          .is = {},
          .bitmask = "00020000",
          .updates = {{1, 2}},
-         .calls = {history_asked(trace), console_asked(trace),
-                   to_client_log({.level = trace, .client_text = "vell_find_oiflist_delta(1201):FLC_BITMASK: 0x200\n"}),
-                   history_asked(trace), console_asked(trace),
-                   to_client_log({.level = trace, .client_text = "vell_find_oiflist_delta(1202):Update list:\n"}),
-                   history_asked(trace), console_asked(trace),
-                   to_client_log({.level = trace, .client_text = "vell_find_oiflist_delta(1206):IfIdx: 1 Op: 2\n"})}});
+         .calls = {
+             history_asked(trace), console_asked(trace),
+             to_client_log({.level = trace,
+                            .client_text = "vell_find_oiflist_delta(1201):FLC_BITMASK: 0x200\n"}),
+             history_asked(trace), console_asked(trace),
+             to_client_log(
+                 {.level = trace, .client_text = "vell_find_oiflist_delta(1202):Update list:\n"}),
+             history_asked(trace), console_asked(trace),
+             to_client_log({.level = trace,
+                            .client_text = "vell_find_oiflist_delta(1206):IfIdx: 1 Op: 2\n"})}});
     EXPECT_EQ(client_state(), ClientState{});
 }
 

@@ -63,7 +63,8 @@ TEST_F(LineCardTest, CountsLineCardsModulo32) {
     const struct {
         std::uint32_t line_card;
         std::uint32_t mask;
-    } rows[] = {{0, 1}, {31, 0x80000000}, {32, 1}, {33, 2}, {63, 0x80000000}, {255, 0x80000000}, {128, 1}};
+    } rows[] = {{0, 1},           {31, 0x80000000},  {32, 1}, {33, 2},
+                {63, 0x80000000}, {255, 0x80000000}, {128, 1}};
     for (const auto &row : rows) {
         SCOPED_TRACE(row.line_card);
         mask_ = 0;
@@ -76,7 +77,9 @@ TEST_F(LineCardTest, CountsLineCardsModulo32) {
 TEST_F(LineCardTest, OtherThanPhysicalEthernetSetsNoBit) {
     for (const std::uint32_t type : {0U, 25U, 27U, 22U, 255U}) {
         SCOPED_TRACE(type);
-        platform().interfaces.type = [type](std::uint32_t) { return static_cast<std::uint8_t>(type); };
+        platform().interfaces.type = [type](std::uint32_t) {
+            return static_cast<std::uint8_t>(type);
+        };
         EXPECT_EQ(vell_set_flc_bitmask(&mask_, 3), 0U);
         EXPECT_CALLS(fake::IfIndexType{3});
         EXPECT_EQ(mask_, 0x40U);
@@ -89,8 +92,10 @@ TEST_F(LineCardTest, ReportsThatTheTypeFailedWithError1055) {
         platform().if_index_type.returns(status);
         EXPECT_EQ(vell_set_flc_bitmask(&mask_, 0xfa000003), status);
         EXPECT_CALLS(fake::IfIndexType{0xfa000003},
-                     error_logged("vell_set_flc_bitmask", 1055, "Failed to get if_index type for 0x%x, status 0x%x\n",
-                                  "Failed to get if_index type for 0xfa000003, status " + hex_text(status) + "\n"));
+                     error_logged("vell_set_flc_bitmask", 1055,
+                                  "Failed to get if_index type for 0x%x, status 0x%x\n",
+                                  "Failed to get if_index type for 0xfa000003, status " +
+                                      hex_text(status) + "\n"));
         EXPECT_EQ(mask_, 0x40U);
     }
 }
@@ -101,8 +106,10 @@ TEST_F(LineCardTest, ReportsThatTheFieldsFailedWithError1063) {
         platform().if_index_fields.returns(status);
         EXPECT_EQ(vell_set_flc_bitmask(&mask_, 0x10), status);
         EXPECT_CALLS(looked_up(0x10),
-                     error_logged("vell_set_flc_bitmask", 1063, "Failed to get if_index fields for 0x%x, status 0x%x\n",
-                                  "Failed to get if_index fields for 0x10, status " + hex_text(status) + "\n"));
+                     error_logged("vell_set_flc_bitmask", 1063,
+                                  "Failed to get if_index fields for 0x%x, status 0x%x\n",
+                                  "Failed to get if_index fields for 0x10, status " +
+                                      hex_text(status) + "\n"));
         EXPECT_EQ(mask_, 0x40U);
     }
 }
@@ -112,7 +119,9 @@ TEST_F(LineCardTest, TheMaskMayLieAtAnyAddress) {
         auto bytes = pattern(12);
         const auto before = patched(bytes, 4 + offset, hex("00000000"));
         bytes = before;
-        EXPECT_EQ(vell_set_flc_bitmask(reinterpret_cast<std::uint32_t *>(bytes.data() + 4 + offset), 17), 0U);
+        EXPECT_EQ(
+            vell_set_flc_bitmask(reinterpret_cast<std::uint32_t *>(bytes.data() + 4 + offset), 17),
+            0U);
         EXPECT_CALLS(looked_up(17));
         EXPECT_EQ(bytes, patched(before, 4 + offset, hex("00000200")));
     }

@@ -8,7 +8,11 @@ using fake::platform;
 class FeatureDisableTest : public LibraryTest {
 protected:
     static fake::Send disable_sent(const char *payload) {
-        return sent({.queue = queue, .sap = 213, .opcode = 75820, .option_word1 = 0, .payload = hex(payload)});
+        return sent({.queue = queue,
+                     .sap = 213,
+                     .opcode = 75820,
+                     .option_word1 = 0,
+                     .payload = hex(payload)});
     }
 };
 
@@ -16,8 +20,9 @@ TEST_F(FeatureDisableTest, IsOfType1WithoutAndOfType3WithTheFlag) {
     const struct {
         std::uint32_t flag;
         const char *payload;
-    } rows[] = {{0, "0100 0800 00000000"},     {1, "0300 0800 00000000"},          {255, "0300 0800 00000000"},
-                {0x100, "0300 0800 00000000"}, {0x80000000, "0300 0800 00000000"}, {0xffffffff, "0300 0800 00000000"}};
+    } rows[] = {{0, "0100 0800 00000000"},          {1, "0300 0800 00000000"},
+                {255, "0300 0800 00000000"},        {0x100, "0300 0800 00000000"},
+                {0x80000000, "0300 0800 00000000"}, {0xffffffff, "0300 0800 00000000"}};
     for (const auto &row : rows) {
         SCOPED_TRACE(row.flag);
         fake::reset_platform();
@@ -53,7 +58,8 @@ TEST_F(FeatureDisableTest, ReportsAFailedSendWithError323UnderTheClientsUuid) {
         set_client_state(state);
         EXPECT_EQ(vell_send_zeb_feature_disable(queue, 1), 0);
         EXPECT_CALLS(disable_sent("0300 0800 00000000"),
-                     logged(error_of("vell_send_zeb_feature_disable", 323, "KYT send failed\n", state.uuid)));
+                     logged(error_of("vell_send_zeb_feature_disable", 323, "KYT send failed\n",
+                                     state.uuid)));
         EXPECT_EQ(client_state(), state);
     }
 }
@@ -63,7 +69,8 @@ TEST_F(FeatureDisableTest, WithTheGatesClosedReportsAFailedSendToTheClientLogAlo
     close_log_gates();
     EXPECT_EQ(vell_send_zeb_feature_disable(queue, 1), 0);
     EXPECT_CALLS(disable_sent("0300 0800 00000000"),
-                 logged_to_client_alone(error_of("vell_send_zeb_feature_disable", 323, "KYT send failed\n")));
+                 logged_to_client_alone(
+                     error_of("vell_send_zeb_feature_disable", 323, "KYT send failed\n")));
 }
 
 TEST_F(FeatureDisableTest, WithoutAQueueIsSilent) {

@@ -1,4 +1,5 @@
-// The overlay's messages that the caller has built, which need a queue of the caller's and no registration.
+// The overlay's messages that the caller has built, which need a queue of the caller's and no
+// registration.
 #include "guarded_buffer.h"
 #include "overlay_notifications.h"
 
@@ -14,10 +15,12 @@ struct Length {
     const char *field;
     std::size_t size;
 };
-constexpr Length lengths_of_a_head[] = {{"0000", 0}, {"0100", 1}, {"0200", 2}, {"0300", 3}, {"0400", 4}};
+constexpr Length lengths_of_a_head[] = {
+    {"0000", 0}, {"0100", 1}, {"0200", 2}, {"0300", 3}, {"0400", 4}};
 constexpr Length short_lengths[] = {{"0600", 6}, {"0000", 0}, {"0100", 1}, {"0400", 4}};
 
-// Where a message of no more than its head may lie: nothing of what is around it may be read or written.
+// Where a message of no more than its head may lie: nothing of what is around it may be read or
+// written.
 struct Place {
     GuardedBuffer::Side side;
     std::size_t distance;
@@ -48,7 +51,9 @@ protected:
     }
 
     void *message() { return buffer_.data() + at_; }
-    Bytes sent_bytes(const Bytes &bytes, std::size_t size = length) const { return part(bytes, at_, size); }
+    Bytes sent_bytes(const Bytes &bytes, std::size_t size = length) const {
+        return part(bytes, at_, size);
+    }
 
     std::size_t at_ = 0;
     Bytes before_;
@@ -66,17 +71,23 @@ protected:
     Bytes written() const { return patched(before_, at_, {2, 0}); }
 
     fake::Send disable_sent(std::size_t size = length) const {
-        return sent(
-            {.queue = queue, .sap = 213, .opcode = 75820, .option_word1 = 1, .payload = sent_bytes(written(), size)});
+        return sent({.queue = queue,
+                     .sap = 213,
+                     .opcode = 75820,
+                     .option_word1 = 1,
+                     .payload = sent_bytes(written(), size)});
     }
 };
 
 TEST_F(VlansDisableTest, SendsTheExpectedBytes) {
     std::uint8_t message[] = {0x09, 0xf9, 0x07, 0x00, 0xa5, 0xa6, 0xa7, 0xa8};
     EXPECT_EQ(vell_send_zeb_vlans_disable(queue, message), 1);
-    EXPECT_CALLS(
-        sent({.queue = queue, .sap = 213, .opcode = 75820, .option_word1 = 1, .payload = hex("0200 0700 a5a6a7")}),
-        released(queue));
+    EXPECT_CALLS(sent({.queue = queue,
+                       .sap = 213,
+                       .opcode = 75820,
+                       .option_word1 = 1,
+                       .payload = hex("0200 0700 a5a6a7")}),
+                 released(queue));
     EXPECT_EQ(Bytes(std::begin(message), std::end(message)), hex("0200 0700 a5a6a7a8"));
     EXPECT_EQ(platform().payload_address, message);
 }
@@ -145,8 +156,8 @@ TEST_F(VlansDisableTest, ReportsAFailedSendWithError370UnderTheClientsUuidAndLea
         place(0);
         set_client_state(state);
         EXPECT_EQ(send(), 0);
-        EXPECT_CALLS(disable_sent(),
-                     logged(error_of("vell_send_zeb_vlans_disable", 370, "KYT send failed\n", state.uuid)));
+        EXPECT_CALLS(disable_sent(), logged(error_of("vell_send_zeb_vlans_disable", 370,
+                                                     "KYT send failed\n", state.uuid)));
         EXPECT_EQ(buffer_, written());
         EXPECT_EQ(client_state(), state);
     }
@@ -156,8 +167,8 @@ TEST_F(VlansDisableTest, WithTheGatesClosedReportsAFailedSendToTheClientLogAlone
     platform().kyt_send.returns(-1);
     close_log_gates();
     EXPECT_EQ(send(), 0);
-    EXPECT_CALLS(disable_sent(),
-                 logged_to_client_alone(error_of("vell_send_zeb_vlans_disable", 370, "KYT send failed\n")));
+    EXPECT_CALLS(disable_sent(), logged_to_client_alone(error_of("vell_send_zeb_vlans_disable", 370,
+                                                                 "KYT send failed\n")));
 }
 
 TEST_F(VlansDisableTest, NeedsNoClientAndLeavesItsState) {
@@ -282,8 +293,8 @@ TEST_F(OverlayRouteTest, ReportsAFailedSendWithError281AndLeavesTheReferenceAlon
     for (const auto &state : states) {
         set_client_state(state);
         EXPECT_EQ(send(), 0);
-        EXPECT_CALLS(update_sent(),
-                     logged(error_of("vell_send_zeb_route_update", 281, "KYT send failed\n", state.uuid)));
+        EXPECT_CALLS(update_sent(), logged(error_of("vell_send_zeb_route_update", 281,
+                                                    "KYT send failed\n", state.uuid)));
         EXPECT_EQ(client_state(), state);
     }
     EXPECT_EQ(buffer_, before_);
@@ -294,8 +305,8 @@ TEST_F(OverlayRouteTest, WithTheGatesClosedReportsAFailedSendToTheClientLogAlone
     platform().kyt_send.returns(-1);
     close_log_gates();
     EXPECT_EQ(send(), 0);
-    EXPECT_CALLS(update_sent(),
-                 logged_to_client_alone(error_of("vell_send_zeb_route_update", 281, "KYT send failed\n")));
+    EXPECT_CALLS(update_sent(), logged_to_client_alone(error_of("vell_send_zeb_route_update", 281,
+                                                                "KYT send failed\n")));
 }
 
 TEST_F(OverlayRouteTest, NeedsNoClientAndLeavesItsState) {

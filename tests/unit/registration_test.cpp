@@ -28,24 +28,29 @@ Bytes register_payload(const Bytes &uuid, const std::string &name) {
 }
 
 fake::Send register_request(std::uint32_t queue, const Bytes &payload) {
-    return sent({.queue = queue, .sap = 212, .opcode = 75796, .option_word1 = 0, .payload = payload});
+    return sent(
+        {.queue = queue, .sap = 212, .opcode = 75796, .option_word1 = 0, .payload = payload});
 }
 
-fake::Calls already_registered(const std::string &id, const std::string &queue, std::uint32_t uuid = 384) {
-    const auto body = "client already registered? client-id: " + id + ", vell_client_q: " + queue + "\n";
-    return logged({.level = trace,
-                   .uuid = uuid,
-                   .format = "%s(%d):TRACE: client already registered? client-id: %d, vell_client_q: %d\n",
-                   .text = "vell_register(93):TRACE: " + body,
-                   .client_text = "vell_register(93):" + body});
+fake::Calls already_registered(const std::string &id, const std::string &queue,
+                               std::uint32_t uuid = 384) {
+    const auto body =
+        "client already registered? client-id: " + id + ", vell_client_q: " + queue + "\n";
+    return logged(
+        {.level = trace,
+         .uuid = uuid,
+         .format = "%s(%d):TRACE: client already registered? client-id: %d, vell_client_q: %d\n",
+         .text = "vell_register(93):TRACE: " + body,
+         .client_text = "vell_register(93):" + body});
 }
 
 fake::Calls name_too_long(std::uint32_t uuid = 384) {
-    return logged({.level = error,
-                   .uuid = uuid,
-                   .format = "%s(%d):ERROR: shared memory segment name length error\n",
-                   .text = "vell_register(106):ERROR: shared memory segment name length error\n",
-                   .client_text = "vell_register(106):ERROR: shared memory segment name length error\n"});
+    return logged(
+        {.level = error,
+         .uuid = uuid,
+         .format = "%s(%d):ERROR: shared memory segment name length error\n",
+         .text = "vell_register(106):ERROR: shared memory segment name length error\n",
+         .client_text = "vell_register(106):ERROR: shared memory segment name length error\n"});
 }
 
 fake::Calls register_send_failed(std::uint32_t uuid = 384) {
@@ -117,7 +122,8 @@ protected:
                                  : zero_padded({0, 0, 0, 0, 0x50, 0x02, 0, 0}, 248);
     }
 };
-INSTANTIATE_TEST_SUITE_P(Uuid, NamelessUuidTest, testing::Values(286U, 592U), testing::PrintToStringParamName());
+INSTANTIATE_TEST_SUITE_P(Uuid, NamelessUuidTest, testing::Values(286U, 592U),
+                         testing::PrintToStringParamName());
 
 TEST_P(NamelessUuidTest, AcceptsANullName) {
     EXPECT_EQ(vell_register(7, GetParam(), nullptr), 1U);
@@ -157,7 +163,8 @@ TEST_F(RegisterTest, SendsFromAQueueOf0UncheckedAndStoresIt) {
 TEST_F(RegisterTest, KeepsNothingAndReleasesNothingWhenTheSendFails) {
     platform().kyt_send.returns(-1);
     EXPECT_EQ(vell_register(7, 5, "seg"), 0U);
-    EXPECT_CALLS(register_request(7, register_payload({5, 0, 0, 0}, "seg")), register_send_failed());
+    EXPECT_CALLS(register_request(7, register_payload({5, 0, 0, 0}, "seg")),
+                 register_send_failed());
     EXPECT_EQ(client_state(), ClientState{});
 }
 
@@ -165,7 +172,8 @@ TEST_F(RegisterTest, LogsAFailedSendUnderTheUuidHeldBefore) {
     set_client_state({.uuid = 401});
     platform().kyt_send.returns(-1);
     EXPECT_EQ(vell_register(7, 5, "seg"), 0U);
-    EXPECT_CALLS(register_request(7, register_payload({5, 0, 0, 0}, "seg")), register_send_failed(401));
+    EXPECT_CALLS(register_request(7, register_payload({5, 0, 0, 0}, "seg")),
+                 register_send_failed(401));
     EXPECT_EQ(client_state(), (ClientState{.uuid = 401}));
 }
 

@@ -14,20 +14,27 @@ public:
     static constexpr std::size_t size = 64;
     static constexpr std::size_t margin = 4;
 
-    // The record lies `offset` bytes behind a place that is aligned for everything, the margin not counted.
-    explicit RouteBuffer(std::size_t offset) : at_(margin + offset), before_(pattern(size)) { restore(); }
+    // The record lies `offset` bytes behind a place that is aligned for everything, the margin not
+    // counted.
+    explicit RouteBuffer(std::size_t offset) : at_(margin + offset), before_(pattern(size)) {
+        restore();
+    }
 
     vell_mrib_route *route() { return reinterpret_cast<vell_mrib_route *>(bytes_ + at_); }
 
     void restore() { std::copy(before_.begin(), before_.end(), bytes_); }
 
-    void put(std::size_t offset, const Bytes &bytes) { std::copy(bytes.begin(), bytes.end(), bytes_ + at_ + offset); }
+    void put(std::size_t offset, const Bytes &bytes) {
+        std::copy(bytes.begin(), bytes.end(), bytes_ + at_ + offset);
+    }
 
     // All bytes now, those around the record included.
     Bytes now() const { return {bytes_, bytes_ + size}; }
 
     // All bytes as they started, with `patch` at the record's `offset`.
-    Bytes started_with(std::size_t offset, const Bytes &patch) const { return patched(before_, at_ + offset, patch); }
+    Bytes started_with(std::size_t offset, const Bytes &patch) const {
+        return patched(before_, at_ + offset, patch);
+    }
 
 private:
     std::size_t at_;

@@ -8,7 +8,9 @@ using fake::platform;
 class BulkListTest : public ListTest {
 protected:
     // `count` entries back to back, as a client has them.
-    static Bytes entries(std::uint32_t count) { return part(list_of(count), 4, count * list().entry_size); }
+    static Bytes entries(std::uint32_t count) {
+        return part(list_of(count), 4, count * list().entry_size);
+    }
 };
 INSTANTIATE_TEST_SUITE_P(Kind, BulkListTest, testing::ValuesIn(list_kinds), list_name);
 
@@ -45,8 +47,9 @@ TEST_P(BulkListTest, TakesEntriesAtOddAddresses) {
 
 TEST_P(BulkListTest, TakesEntriesThatLieInTheBufferAlready) {
     const auto size = list().entry_size;
-    for (const std::size_t offset : {std::size_t{0}, std::size_t{1}, std::size_t{3}, std::size_t{4}, std::size_t{5},
-                                     4 + size, 4 + 2 * size - 1, 4 + 5 * size, sizeof vell_mrib_buf - 5 * size}) {
+    for (const std::size_t offset :
+         {std::size_t{0}, std::size_t{1}, std::size_t{3}, std::size_t{4}, std::size_t{5}, 4 + size,
+          4 + 2 * size - 1, 4 + 5 * size, sizeof vell_mrib_buf - 5 * size}) {
         SCOPED_TRACE(offset);
         std::copy(before_.begin(), before_.end(), std::begin(vell_mrib_buf));
         const auto given = entries(5);
@@ -122,7 +125,8 @@ TEST_P(BulkListTest, MayFillTheBuffer) {
     const auto most = list().most_in_the_buffer;
     const auto whole = list_of(most);
     list().add_all(route(), entries(most).data(), most);
-    EXPECT_CALLS(appended_cut(list().tlv_type, static_cast<std::uint16_t>(whole.size() % 65536), whole));
+    EXPECT_CALLS(
+        appended_cut(list().tlv_type, static_cast<std::uint16_t>(whole.size() % 65536), whole));
     EXPECT_EQ(scratch(), patched(before_, 0, whole));
 }
 

@@ -19,7 +19,8 @@ TEST_F(OifEntryTest, CarriesTheKindOfItsAddFunction) {
         {"vprime", vell_mrib_add_vprime_oif, 1, vell_oif_kind_vprime},
         {"duxsvi", vell_mrib_add_duxsvi_oif, 4, vell_oif_kind_duxsvi},
         {"duxbidir_rpf", vell_mrib_add_duxbidir_rpf_oif, 8, vell_oif_kind_duxbidir_rpf},
-        {"dux_bidir_rpf_duxsvi", vell_mrib_add_dux_bidir_rpf_duxsvi_oif, 12, vell_oif_kind_dux_bidir_rpf_duxsvi},
+        {"dux_bidir_rpf_duxsvi", vell_mrib_add_dux_bidir_rpf_duxsvi_oif, 12,
+         vell_oif_kind_dux_bidir_rpf_duxsvi},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.name);
@@ -62,8 +63,9 @@ TEST_F(MtiEntryTest, CarriesItsFourWordsInOrder) {
 
     const Bytes list = {
         0x02, 0,    0,    0, // count
-        0x11, 0x12, 0x13, 0x14, 0x21, 0x22, 0x23, 0x24, 0x31, 0x32, 0x33, 0x34, 0x41, 0x42, 0x43, 0x44,
-        0xf1, 0xf2, 0xf3, 0xf4, 0x00, 0x00, 0x00, 0x00, 0xff, 0xff, 0xff, 0xff, 0x01, 0x00, 0x00, 0x80,
+        0x11, 0x12, 0x13, 0x14, 0x21, 0x22, 0x23, 0x24, 0x31, 0x32, 0x33,
+        0x34, 0x41, 0x42, 0x43, 0x44, 0xf1, 0xf2, 0xf3, 0xf4, 0x00, 0x00,
+        0x00, 0x00, 0xff, 0xff, 0xff, 0xff, 0x01, 0x00, 0x00, 0x80,
     };
     EXPECT_EQ(scratch(), patched(before_, 0, list));
 }
@@ -72,14 +74,16 @@ class GltEntryTest : public ScratchTest {
 protected:
     // Adds an entry with these data.
     static void add(const void *data, std::uint32_t length) {
-        vell_mrib_add_glt_encap(0x14131211, 0x24232221, 0x34333231, 0x44434241, data, length, 0x64636261);
+        vell_mrib_add_glt_encap(0x14131211, 0x24232221, 0x34333231, 0x44434241, data, length,
+                                0x64636261);
     }
 
     // The scratch buffer with one entry whose two last words and then whose data are written.
     Bytes scratch_with(const Bytes &length_word, const Bytes &data) const {
-        auto bytes = patched(before_, 0, {0x01, 0,    0,    0,                            // count
-                                          0x11, 0x12, 0x13, 0x14, 0x21, 0x22, 0x23, 0x24, // the four words
-                                          0x31, 0x32, 0x33, 0x34, 0x41, 0x42, 0x43, 0x44});
+        auto bytes =
+            patched(before_, 0, {0x01, 0,    0,    0,                            // count
+                                 0x11, 0x12, 0x13, 0x14, 0x21, 0x22, 0x23, 0x24, // the four words
+                                 0x31, 0x32, 0x33, 0x34, 0x41, 0x42, 0x43, 0x44});
         bytes = patched(bytes, 4 + 52, length_word);
         bytes = patched(bytes, 4 + 56, {0x61, 0x62, 0x63, 0x64});
         return patched(bytes, 4 + 16, data);
@@ -90,13 +94,14 @@ TEST_F(GltEntryTest, CarriesWordsDataLengthAndLastWord) {
     vell_mrib_add_glt_encap_begin();
     add(glt_data, 36);
     const Bytes entry = {
-        0x01, 0x00, 0x00, 0x00,                                                                         // count
-        0x11, 0x12, 0x13, 0x14, 0x21, 0x22, 0x23, 0x24, 0x31, 0x32, 0x33, 0x34, 0x41, 0x42, 0x43, 0x44, // words
-        0x91, 0x92, 0x93, 0x94, 0x95, 0x96, 0x97, 0x98, 0x99, 0x9a, 0x9b, 0x9c,                         // data
-        0x9d, 0x9e, 0x9f, 0xa0, 0xa1, 0xa2, 0xa3, 0xa4, 0xa5, 0xa6, 0xa7, 0xa8,                         //
-        0xa9, 0xaa, 0xab, 0xac, 0xad, 0xae, 0xaf, 0xb0, 0xb1, 0xb2, 0xb3, 0xb4,                         //
-        0x24, 0x00, 0x00, 0x00,                                                                         // length
-        0x61, 0x62, 0x63, 0x64,                                                                         // last word
+        0x01, 0x00, 0x00, 0x00, // count
+        0x11, 0x12, 0x13, 0x14, 0x21, 0x22, 0x23, 0x24, 0x31, 0x32, 0x33, 0x34,
+        0x41, 0x42, 0x43, 0x44,                                                 // words
+        0x91, 0x92, 0x93, 0x94, 0x95, 0x96, 0x97, 0x98, 0x99, 0x9a, 0x9b, 0x9c, // data
+        0x9d, 0x9e, 0x9f, 0xa0, 0xa1, 0xa2, 0xa3, 0xa4, 0xa5, 0xa6, 0xa7, 0xa8, //
+        0xa9, 0xaa, 0xab, 0xac, 0xad, 0xae, 0xaf, 0xb0, 0xb1, 0xb2, 0xb3, 0xb4, //
+        0x24, 0x00, 0x00, 0x00,                                                 // length
+        0x61, 0x62, 0x63, 0x64,                                                 // last word
     };
     ASSERT_EQ(entry.size(), 64U);
     EXPECT_EQ(scratch(), patched(before_, 0, entry));
@@ -108,8 +113,8 @@ TEST_F(GltEntryTest, KeepsWhatTheBufferHeldWhereNoDataIsGiven) {
         std::copy(before_.begin(), before_.end(), std::begin(vell_mrib_buf));
         vell_mrib_add_glt_encap_begin();
         add(glt_data, length);
-        EXPECT_EQ(scratch(),
-                  scratch_with({static_cast<std::uint8_t>(length), 0, 0, 0}, Bytes(glt_data, glt_data + length)));
+        EXPECT_EQ(scratch(), scratch_with({static_cast<std::uint8_t>(length), 0, 0, 0},
+                                          Bytes(glt_data, glt_data + length)));
     }
 }
 
@@ -127,7 +132,8 @@ TEST_F(GltEntryTest, TakesDataAtOddAddresses) {
     std::copy(std::begin(glt_data), std::end(glt_data), odd + 3);
     vell_mrib_add_glt_encap_begin();
     add(odd + 3, 36);
-    EXPECT_EQ(scratch(), scratch_with({36, 0, 0, 0}, Bytes(std::begin(glt_data), std::end(glt_data))));
+    EXPECT_EQ(scratch(),
+              scratch_with({36, 0, 0, 0}, Bytes(std::begin(glt_data), std::end(glt_data))));
 }
 
 TEST_F(GltEntryTest, TakesAsManyDataBytesAsItIsToldOverTheWordsBehindTheField) {

@@ -24,7 +24,8 @@ const Setter setters[] = {
     {"download", 0x80, vell_mrib_set_flags_download, vell_mrib_flag_download},
     {"download_done", 0x100, vell_mrib_set_flags_download_done, vell_mrib_flag_download_done},
     {"come_up_route", 0x200, vell_mrib_set_flags_come_up_route, vell_mrib_flag_come_up_route},
-    {"drop_on_rpf_fail", 0x400, vell_mrib_set_flags_drop_on_rpf_fail, vell_mrib_flag_drop_on_rpf_fail},
+    {"drop_on_rpf_fail", 0x400, vell_mrib_set_flags_drop_on_rpf_fail,
+     vell_mrib_flag_drop_on_rpf_fail},
     {"wildcard_route", 0x800, vell_mrib_set_flags_wildcard_route, vell_mrib_flag_wildcard_route},
     {"overlay_decap", 0x1000, vell_mrib_set_flags_overlay_decap, vell_mrib_flag_overlay_decap},
     {"decap", 0x1000, vell_mrib_set_flags_decap, vell_mrib_flag_decap},
@@ -32,15 +33,20 @@ const Setter setters[] = {
     {"non_rpf_check", 0x8000, vell_mrib_set_flags_non_rpf_check, vell_mrib_flag_non_rpf_check},
     {"even_route", 0x10000, vell_mrib_set_flags_even_route, vell_mrib_flag_even_route},
     {"odd_route", 0x20000, vell_mrib_set_flags_odd_route, vell_mrib_flag_odd_route},
-    {"dux_forward_all", 0x40000, vell_mrib_set_flags_dux_forward_all, vell_mrib_flag_dux_forward_all},
-    {"dux_forward_even", 0x80000, vell_mrib_set_flags_dux_forward_even, vell_mrib_flag_dux_forward_even},
-    {"dux_forward_odd", 0x100000, vell_mrib_set_flags_dux_forward_odd, vell_mrib_flag_dux_forward_odd},
+    {"dux_forward_all", 0x40000, vell_mrib_set_flags_dux_forward_all,
+     vell_mrib_flag_dux_forward_all},
+    {"dux_forward_even", 0x80000, vell_mrib_set_flags_dux_forward_even,
+     vell_mrib_flag_dux_forward_even},
+    {"dux_forward_odd", 0x100000, vell_mrib_set_flags_dux_forward_odd,
+     vell_mrib_flag_dux_forward_odd},
     {"dux_src_rp_l3", 0x200000, vell_mrib_set_flags_dux_src_rp_l3, vell_mrib_flag_dux_src_rp_l3},
-    {"dux_none_forwarder", 0x400000, vell_mrib_set_flags_dux_none_forwarder, vell_mrib_flag_dux_none_forwarder},
+    {"dux_none_forwarder", 0x400000, vell_mrib_set_flags_dux_none_forwarder,
+     vell_mrib_flag_dux_none_forwarder},
     {"dux_rpf_is_svi", 0x800000, vell_mrib_set_flags_dux_rpf_is_svi, vell_mrib_flag_dux_rpf_is_svi},
     {"dux_l3src_behind_peer", 0x1000000, vell_mrib_set_flags_dux_l3src_behind_peer,
      vell_mrib_flag_dux_l3src_behind_peer},
-    {"dux_forward_none", 0x2000000, vell_mrib_set_flags_dux_forward_none, vell_mrib_flag_dux_forward_none},
+    {"dux_forward_none", 0x2000000, vell_mrib_set_flags_dux_forward_none,
+     vell_mrib_flag_dux_forward_none},
 };
 static_assert(std::size(setters) == 26);
 
@@ -83,7 +89,8 @@ constexpr std::uint64_t all_ones = 0xffffffffffffffff;
 constexpr std::uint64_t unnamed_bit = 0x10000000000; // 1 << 40
 
 Bytes long_word(std::uint64_t number) {
-    return joined(word(static_cast<std::uint32_t>(number)), word(static_cast<std::uint32_t>(number >> 32)));
+    return joined(word(static_cast<std::uint32_t>(number)),
+                  word(static_cast<std::uint32_t>(number >> 32)));
 }
 
 // The record at an aligned and at odd addresses.
@@ -94,18 +101,22 @@ protected:
         buffer_.put(4, long_word(flags));
     }
 
-    void expect_flags(std::uint64_t flags) { EXPECT_EQ(buffer_.now(), buffer_.started_with(4, long_word(flags))); }
+    void expect_flags(std::uint64_t flags) {
+        EXPECT_EQ(buffer_.now(), buffer_.started_with(4, long_word(flags)));
+    }
 
     vell_mrib_route *route() { return buffer_.route(); }
 
     RouteBuffer buffer_{GetParam()};
 };
-INSTANTIATE_TEST_SUITE_P(At, RouteFlagsTest, testing::Values(0U, 1U, 3U), testing::PrintToStringParamName());
+INSTANTIATE_TEST_SUITE_P(At, RouteFlagsTest, testing::Values(0U, 1U, 3U),
+                         testing::PrintToStringParamName());
 
 TEST_P(RouteFlagsTest, EverySetterAddsItsOwnBitAndLeavesAllOthers) {
     for (const auto &setter : setters) {
         SCOPED_TRACE(setter.name);
-        for (const auto before : {std::uint64_t{0}, all_ones, unnamed_bit, all_ones & ~setter.mask}) {
+        for (const auto before :
+             {std::uint64_t{0}, all_ones, unnamed_bit, all_ones & ~setter.mask}) {
             start_with(before);
             setter.set(route());
             expect_flags(before | setter.mask);

@@ -20,16 +20,18 @@ struct ListKind {
     Bytes (*entry)(std::uint32_t number);
     void (*end)(vell_mrib_route *);
     void (*add_all)(vell_mrib_route *, const void *entries, std::uint32_t count);
-    // The most entries whose TLV length fits 16 bits, that length, and the length that one more leaves of it.
+    // The most entries whose TLV length fits 16 bits, that length, and the length that one more
+    // leaves of it.
     std::uint32_t most_in_a_tlv;
     std::uint16_t length_of_most;
     std::uint16_t length_of_one_more;
     std::uint32_t most_in_the_buffer;
 };
 
-inline constexpr std::uint8_t glt_data[36] = {0x91, 0x92, 0x93, 0x94, 0x95, 0x96, 0x97, 0x98, 0x99, 0x9a, 0x9b, 0x9c,
-                                              0x9d, 0x9e, 0x9f, 0xa0, 0xa1, 0xa2, 0xa3, 0xa4, 0xa5, 0xa6, 0xa7, 0xa8,
-                                              0xa9, 0xaa, 0xab, 0xac, 0xad, 0xae, 0xaf, 0xb0, 0xb1, 0xb2, 0xb3, 0xb4};
+inline constexpr std::uint8_t glt_data[36] = {0x91, 0x92, 0x93, 0x94, 0x95, 0x96, 0x97, 0x98, 0x99,
+                                              0x9a, 0x9b, 0x9c, 0x9d, 0x9e, 0x9f, 0xa0, 0xa1, 0xa2,
+                                              0xa3, 0xa4, 0xa5, 0xa6, 0xa7, 0xa8, 0xa9, 0xaa, 0xab,
+                                              0xac, 0xad, 0xae, 0xaf, 0xb0, 0xb1, 0xb2, 0xb3, 0xb4};
 
 inline const ListKind list_kinds[] = {
     {
@@ -46,7 +48,8 @@ inline const ListKind list_kinds[] = {
         .end = vell_mrib_add_oifs_end,
         .add_all =
             [](vell_mrib_route *route, const void *entries, std::uint32_t count) {
-                vell_mrib_test_add_oiflist(route, static_cast<const vell_oif_entry *>(entries), count);
+                vell_mrib_test_add_oiflist(route, static_cast<const vell_oif_entry *>(entries),
+                                           count);
             },
         .most_in_a_tlv = 8191,
         .length_of_most = 65532,
@@ -65,13 +68,14 @@ inline const ListKind list_kinds[] = {
             },
         .entry =
             [](std::uint32_t number) {
-                return joined(word(0x14131200 + number),
-                              {0x21, 0x22, 0x23, 0x24, 0x31, 0x32, 0x33, 0x34, 0x41, 0x42, 0x43, 0x44});
+                return joined(word(0x14131200 + number), {0x21, 0x22, 0x23, 0x24, 0x31, 0x32, 0x33,
+                                                          0x34, 0x41, 0x42, 0x43, 0x44});
             },
         .end = vell_mrib_add_mti_encap_end,
         .add_all =
             [](vell_mrib_route *route, const void *entries, std::uint32_t count) {
-                vell_mrib_test_add_mti_oif(route, static_cast<const vell_mti_entry *>(entries), count);
+                vell_mrib_test_add_mti_oif(route, static_cast<const vell_mti_entry *>(entries),
+                                           count);
             },
         .most_in_a_tlv = 4095,
         .length_of_most = 65524,
@@ -86,20 +90,22 @@ inline const ListKind list_kinds[] = {
         .begin = vell_mrib_add_glt_encap_begin,
         .add =
             [](std::uint32_t number) {
-                vell_mrib_add_glt_encap(0x14131200 + number, 0x24232221, 0x34333231, 0x44434241, glt_data, 36,
-                                        0x64636261);
+                vell_mrib_add_glt_encap(0x14131200 + number, 0x24232221, 0x34333231, 0x44434241,
+                                        glt_data, 36, 0x64636261);
             },
         .entry =
             [](std::uint32_t number) {
-                return joined(joined(word(0x14131200 + number),
-                                     {0x21, 0x22, 0x23, 0x24, 0x31, 0x32, 0x33, 0x34, 0x41, 0x42, 0x43, 0x44}),
-                              joined(Bytes(std::begin(glt_data), std::end(glt_data)),
-                                     {0x24, 0x00, 0x00, 0x00, 0x61, 0x62, 0x63, 0x64}));
+                return joined(
+                    joined(word(0x14131200 + number), {0x21, 0x22, 0x23, 0x24, 0x31, 0x32, 0x33,
+                                                       0x34, 0x41, 0x42, 0x43, 0x44}),
+                    joined(Bytes(std::begin(glt_data), std::end(glt_data)),
+                           {0x24, 0x00, 0x00, 0x00, 0x61, 0x62, 0x63, 0x64}));
             },
         .end = vell_mrib_add_glt_encap_end,
         .add_all =
             [](vell_mrib_route *route, const void *entries, std::uint32_t count) {
-                vell_mrib_test_add_glt_oif(route, static_cast<const vell_glt_entry *>(entries), count);
+                vell_mrib_test_add_glt_oif(route, static_cast<const vell_glt_entry *>(entries),
+                                           count);
             },
         .most_in_a_tlv = 1092,
         .length_of_most = 65524,
@@ -151,7 +157,9 @@ class ListTest : public ScratchTest, public testing::WithParamInterface<ListKind
 protected:
     static const ListKind &list() { return GetParam(); }
 
-    static vell_mrib_list *start_of_scratch() { return reinterpret_cast<vell_mrib_list *>(vell_mrib_buf); }
+    static vell_mrib_list *start_of_scratch() {
+        return reinterpret_cast<vell_mrib_list *>(vell_mrib_buf);
+    }
 
     // The list of entries number 0 to `count` - 1, as it should lie in memory.
     static Bytes list_of(std::uint32_t count) {

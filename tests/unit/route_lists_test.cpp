@@ -8,10 +8,11 @@ namespace {
 using fake::platform;
 
 // Read before anything of the library has run.
-const bool cursors_null_at_load = vell_oifs == nullptr && mti_oifs == nullptr && glt_oifs == nullptr;
+const bool cursors_null_at_load =
+    vell_oifs == nullptr && mti_oifs == nullptr && glt_oifs == nullptr;
 const TlvCursor tlv_cursor_at_load = tlv_cursor();
-const bool scratch_clear_at_load =
-    std::all_of(std::begin(vell_mrib_buf), std::end(vell_mrib_buf), [](std::uint8_t byte) { return byte == 0; });
+const bool scratch_clear_at_load = std::all_of(std::begin(vell_mrib_buf), std::end(vell_mrib_buf),
+                                               [](std::uint8_t byte) { return byte == 0; });
 
 TEST(ListStateTest, IsClearWhenTheLibraryIsLoaded) {
     EXPECT_TRUE(cursors_null_at_load);
@@ -43,7 +44,8 @@ TEST_P(ListTest, BeginLeavesTheOtherCursorsAndTheTlvCursor) {
     set_tlv_cursor({.address = 5, .size = 6});
     list().begin();
     for (const auto &other : list_kinds)
-        EXPECT_EQ(*other.cursor, other.cursor == list().cursor ? start_of_scratch() : &elsewhere) << other.name;
+        EXPECT_EQ(*other.cursor, other.cursor == list().cursor ? start_of_scratch() : &elsewhere)
+            << other.name;
     EXPECT_EQ(tlv_cursor(), (TlvCursor{.address = 5, .size = 6}));
 }
 
@@ -127,7 +129,8 @@ TEST_P(ListTest, EndLeavesTheOtherCursors) {
     add(1);
     list().end(route());
     for (const auto &other : list_kinds)
-        EXPECT_EQ(*other.cursor, other.cursor == list().cursor ? nullptr : &elsewhere) << other.name;
+        EXPECT_EQ(*other.cursor, other.cursor == list().cursor ? nullptr : &elsewhere)
+            << other.name;
     EXPECT_CALLS(appended(list().tlv_type, list_of(1)));
 }
 
@@ -251,14 +254,16 @@ TEST_P(ListTest, TheLongestListThatATlvHoldsIsAppendedWhole) {
     list().begin();
     add(list().most_in_a_tlv);
     list().end(route());
-    EXPECT_CALLS(appended_cut(list().tlv_type, list().length_of_most, list_of(list().most_in_a_tlv)));
+    EXPECT_CALLS(
+        appended_cut(list().tlv_type, list().length_of_most, list_of(list().most_in_a_tlv)));
 }
 
 TEST_P(ListTest, OneEntryMoreLeavesTheLow16BitsOfTheLength) {
     list().begin();
     add(list().most_in_a_tlv + 1);
     list().end(route());
-    EXPECT_CALLS(appended_cut(list().tlv_type, list().length_of_one_more, list_of(list().most_in_a_tlv + 1)));
+    EXPECT_CALLS(appended_cut(list().tlv_type, list().length_of_one_more,
+                              list_of(list().most_in_a_tlv + 1)));
     EXPECT_EQ(scratch(), patched(before_, 0, list_of(list().most_in_a_tlv + 1)));
 }
 

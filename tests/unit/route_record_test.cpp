@@ -16,7 +16,8 @@ protected:
 
     RouteBuffer buffer_{GetParam()};
 };
-INSTANTIATE_TEST_SUITE_P(At, RouteRecordTest, testing::Values(0U, 1U, 2U, 3U), testing::PrintToStringParamName());
+INSTANTIATE_TEST_SUITE_P(At, RouteRecordTest, testing::Values(0U, 1U, 2U, 3U),
+                         testing::PrintToStringParamName());
 
 TEST_P(RouteRecordTest, TheOpcodeIsTheFirstByte) {
     vell_mrib_set_opcode(route(), 0x5c);

@@ -10,7 +10,8 @@ using fake::platform;
 
 constexpr ClientState acknowledged = {.id = 0xe7, .queue = 0x14131211, .uuid = 5};
 
-// Every state that is not acknowledged: unregistered, registered or queue only, and an id without a queue.
+// Every state that is not acknowledged: unregistered, registered or queue only, and an id without a
+// queue.
 constexpr ClientState refused_states[] = {{.id = 0, .queue = 0, .uuid = 384},
                                           {.id = 0, .queue = 7, .uuid = 5},
                                           {.id = 0, .queue = 7, .uuid = 384},
@@ -21,7 +22,8 @@ constexpr std::uint8_t source_address[] = {0xb0, 0xb1, 0xb2, 0xb3, 0xb4, 0xb5, 0
 constexpr std::uint8_t group_address[] = {0xc0, 0xc1, 0xc2, 0xc3, 0xc4, 0xc5, 0xc6, 0xc7,
                                           0xc8, 0xc9, 0xca, 0xcb, 0xcc, 0xcd, 0xce, 0xcf};
 
-// One of the four requests, as it is called and as it goes out. A failed send with line 0 says nothing.
+// One of the four requests, as it is called and as it goes out. A failed send with line 0 says
+// nothing.
 struct StatsRequest {
     const char *function;
     std::function<int()> send;
@@ -34,43 +36,62 @@ struct StatsRequest {
 
 const StatsRequest requests[] = {
     {.function = "vell_send_v4_mroute_stats_req",
-     .send = [] { return vell_send_v4_mroute_stats_req(0x44434241, 0x54535251, 0x61, 0x74737271, 0x81, 0); },
+     .send =
+         [] {
+             return vell_send_v4_mroute_stats_req(0x44434241, 0x54535251, 0x61, 0x74737271, 0x81,
+                                                  0);
+         },
      .opcode = 75785,
      .payload = "41424344 61 81 0000 51525354 71727374 00000000",
      .copies_addresses = false,
      .refused_line = 823,
      .failed_line = 847},
     {.function = "vell_send_v4_mroute_clear_req",
-     .send = [] { return vell_send_v4_mroute_clear_req(0x44434241, 0x54535251, 0x61, 0x74737271, 0x81); },
+     .send =
+         [] {
+             return vell_send_v4_mroute_clear_req(0x44434241, 0x54535251, 0x61, 0x74737271, 0x81);
+         },
      .opcode = 75798,
      .payload = "41424344 61 81 0000 51525354 71727374",
      .copies_addresses = false,
      .refused_line = 941,
      .failed_line = 964},
     {.function = "vell_send_v6_mroute_stats_req",
-     .send = [] { return vell_send_v6_mroute_stats_req(0x44434241, source_address, 0x61, group_address, 0x81); },
+     .send =
+         [] {
+             return vell_send_v6_mroute_stats_req(0x44434241, source_address, 0x61, group_address,
+                                                  0x81);
+         },
      .opcode = 75786,
-     .payload = "41424344 61 81 b0b1b2b3b4b5b6b7b8b9babbbcbdbebf c0c1c2c3c4c5c6c7c8c9cacbcccdcecf 0000",
+     .payload =
+         "41424344 61 81 b0b1b2b3b4b5b6b7b8b9babbbcbdbebf c0c1c2c3c4c5c6c7c8c9cacbcccdcecf 0000",
      .copies_addresses = true,
      .refused_line = 885,
      .failed_line = 0},
     {.function = "vell_send_v6_mroute_clear_req",
-     .send = [] { return vell_send_v6_mroute_clear_req(0x44434241, source_address, 0x61, group_address, 0x81); },
+     .send =
+         [] {
+             return vell_send_v6_mroute_clear_req(0x44434241, source_address, 0x61, group_address,
+                                                  0x81);
+         },
      .opcode = 75799,
-     .payload = "41424344 61 81 b0b1b2b3b4b5b6b7b8b9babbbcbdbebf c0c1c2c3c4c5c6c7c8c9cacbcccdcecf 0000",
+     .payload =
+         "41424344 61 81 b0b1b2b3b4b5b6b7b8b9babbbcbdbebf c0c1c2c3c4c5c6c7c8c9cacbcccdcecf 0000",
      .copies_addresses = true,
      .refused_line = 999,
      .failed_line = 1022},
 };
 
 fake::Send stats_sent(std::uint32_t opcode, const char *payload, std::uint32_t queue = 0x14131211) {
-    return sent({.queue = queue, .sap = 214, .opcode = opcode, .option_word1 = 0, .payload = hex(payload)});
+    return sent(
+        {.queue = queue, .sap = 214, .opcode = opcode, .option_word1 = 0, .payload = hex(payload)});
 }
 
 // The source is copied first, then the group, each to its place in the payload that was sent last.
 fake::Calls addresses_copied(const void *source, const void *group) {
     const auto *const payload = platform().payload_address;
-    return {fake::AddressCopy{.from = source, .to = payload + 6}, fake::AddressCopy{.from = group, .to = payload + 22}};
+    return {fake::AddressCopy{.from = source, .to = payload + 6},
+            fake::AddressCopy{.from = group, .to = payload + 22}};
 }
 
 class StatsRequestTest : public LibraryTest, public testing::WithParamInterface<StatsRequest> {
@@ -81,17 +102,20 @@ protected:
 
     static fake::Calls requested(std::uint32_t queue = 0x14131211) {
         const auto &request = GetParam();
-        const auto copies = request.copies_addresses ? addresses_copied(source_address, group_address) : fake::Calls{};
+        const auto copies = request.copies_addresses
+                                ? addresses_copied(source_address, group_address)
+                                : fake::Calls{};
         return fake::in_order(copies, stats_sent(request.opcode, request.payload, queue));
     }
 
     static Message failure() {
-        return error_of(GetParam().function, GetParam().failed_line, "Send stat req to vell failed.. \n",
-                        acknowledged.uuid);
+        return error_of(GetParam().function, GetParam().failed_line,
+                        "Send stat req to vell failed.. \n", acknowledged.uuid);
     }
 
     static fake::Calls refused(std::uint32_t uuid) {
-        return logged(error_of(GetParam().function, GetParam().refused_line, "Client not registered\n", uuid));
+        return logged(error_of(GetParam().function, GetParam().refused_line,
+                               "Client not registered\n", uuid));
     }
 };
 
@@ -133,7 +157,8 @@ TEST_P(StatsRequestTest, WithTheGatesClosedReportsAFailedSendToTheClientLogAlone
     platform().kyt_send.returns(-1);
     close_log_gates();
     EXPECT_EQ(send(), 0);
-    EXPECT_CALLS(requested(), GetParam().failed_line == 0 ? fake::Calls{} : logged_to_client_alone(failure()));
+    EXPECT_CALLS(requested(),
+                 GetParam().failed_line == 0 ? fake::Calls{} : logged_to_client_alone(failure()));
 }
 
 TEST_P(StatsRequestTest, WithoutAnAcknowledgedClientIsRefusedAndSendsNothing) {
@@ -166,8 +191,8 @@ TEST_P(StatsRequestTest, WithTheGatesClosedRefusesToTheClientLogAlone) {
     set_client_state({});
     close_log_gates();
     EXPECT_EQ(send(), 0);
-    EXPECT_CALLS(
-        logged_to_client_alone(error_of(GetParam().function, GetParam().refused_line, "Client not registered\n")));
+    EXPECT_CALLS(logged_to_client_alone(
+        error_of(GetParam().function, GetParam().refused_line, "Client not registered\n")));
 }
 
 class Ipv4StatsTest : public LibraryTest {
@@ -175,7 +200,8 @@ protected:
     Ipv4StatsTest() { set_client_state(acknowledged); }
 
     static int send(std::uint32_t clear_counters) {
-        return vell_send_v4_mroute_stats_req(0x44434241, 0x54535251, 0x61, 0x74737271, 0x81, clear_counters);
+        return vell_send_v4_mroute_stats_req(0x44434241, 0x54535251, 0x61, 0x74737271, 0x81,
+                                             clear_counters);
     }
 
     static fake::Send requested(const char *clear_counters) {
@@ -209,7 +235,8 @@ TEST_F(Ipv4StatsTest, DoesNotReduceTheValue) {
     const struct {
         std::uint32_t value;
         const char *bytes;
-    } rows[] = {{1, "01000000"}, {0x100, "00010000"}, {0x80000000, "00000080"}, {0x94939291, "91929394"}};
+    } rows[] = {
+        {1, "01000000"}, {0x100, "00010000"}, {0x80000000, "00000080"}, {0x94939291, "91929394"}};
     for (const auto &row : rows) {
         SCOPED_TRACE(row.value);
         fake::reset_platform();
@@ -226,8 +253,8 @@ TEST_F(Ipv4StatsTest, WithTheGatesClosedTracesToTheClientLogAlone) {
 
 TEST_F(Ipv4StatsTest, AfterAFailedSendTracesNothingWhateverIsToBeCleared) {
     platform().kyt_send.returns(-1);
-    const auto failure =
-        error_of("vell_send_v4_mroute_stats_req", 847, "Send stat req to vell failed.. \n", acknowledged.uuid);
+    const auto failure = error_of("vell_send_v4_mroute_stats_req", 847,
+                                  "Send stat req to vell failed.. \n", acknowledged.uuid);
     EXPECT_EQ(send(0), 0);
     EXPECT_CALLS(requested("00000000"), logged(failure));
     EXPECT_EQ(send(7), 0);
@@ -247,22 +274,24 @@ protected:
 
 TEST_F(RouteKeyTest, OfIpv4IsNeitherCheckedNorMasked) {
     EXPECT_EQ(vell_send_v4_mroute_stats_req(0, 0xffffffff, 200, 0x01020304, 0, 0), 1);
-    EXPECT_CALLS(stats_sent(75785, "00000000 c8 00 0000 ffffffff 04030201 00000000"), released(0x14131211));
+    EXPECT_CALLS(stats_sent(75785, "00000000 c8 00 0000 ffffffff 04030201 00000000"),
+                 released(0x14131211));
     EXPECT_EQ(vell_send_v4_mroute_clear_req(0xffffffff, 0x01020304, 0, 0xfffefdfc, 255), 1);
-    EXPECT_CALLS(stats_sent(75798, "ffffffff 00 ff 0000 04030201 fcfdfeff"), released(0x14131211, 2));
+    EXPECT_CALLS(stats_sent(75798, "ffffffff 00 ff 0000 04030201 fcfdfeff"),
+                 released(0x14131211, 2));
 }
 
 TEST_F(RouteKeyTest, OfIpv6IsNeitherCheckedNorMasked) {
     EXPECT_EQ(vell_send_v6_mroute_stats_req(0, source_address, 200, group_address, 0), 1);
-    EXPECT_CALLS(
-        addresses_copied(source_address, group_address),
-        stats_sent(75786, "00000000 c8 00 b0b1b2b3b4b5b6b7b8b9babbbcbdbebf c0c1c2c3c4c5c6c7c8c9cacbcccdcecf 0000"),
-        released(0x14131211));
+    EXPECT_CALLS(addresses_copied(source_address, group_address),
+                 stats_sent(75786, "00000000 c8 00 b0b1b2b3b4b5b6b7b8b9babbbcbdbebf "
+                                   "c0c1c2c3c4c5c6c7c8c9cacbcccdcecf 0000"),
+                 released(0x14131211));
     EXPECT_EQ(vell_send_v6_mroute_clear_req(0xffffffff, source_address, 0, group_address, 255), 1);
-    EXPECT_CALLS(
-        addresses_copied(source_address, group_address),
-        stats_sent(75799, "ffffffff 00 ff b0b1b2b3b4b5b6b7b8b9babbbcbdbebf c0c1c2c3c4c5c6c7c8c9cacbcccdcecf 0000"),
-        released(0x14131211, 2));
+    EXPECT_CALLS(addresses_copied(source_address, group_address),
+                 stats_sent(75799, "ffffffff 00 ff b0b1b2b3b4b5b6b7b8b9babbbcbdbebf "
+                                   "c0c1c2c3c4c5c6c7c8c9cacbcccdcecf 0000"),
+                 released(0x14131211, 2));
 }
 
 // Either IPv6 request, with the rest of its key fixed.
@@ -287,17 +316,20 @@ fake::Send ipv6_stats_sent(std::uint32_t opcode, const Bytes &source, const Byte
 }
 
 TEST_F(RouteKeyTest, OfIpv6TakesAddressesFromAnywhereAndOnlyReadsThem) {
-    const auto before = joined(hex("d1d2d3"), joined({source_address, source_address + 16}, hex("d4d5d6")));
+    const auto before =
+        joined(hex("d1d2d3"), joined({source_address, source_address + 16}, hex("d4d5d6")));
     for (const auto &request : ipv6_requests) {
         for (const std::size_t offset : {0U, 1U, 2U, 3U}) {
-            SCOPED_TRACE(testing::Message() << "opcode " << request.opcode << ", offset " << offset);
+            SCOPED_TRACE(testing::Message()
+                         << "opcode " << request.opcode << ", offset " << offset);
             fake::reset_platform();
             auto bytes = before;
             const auto *const source = bytes.data() + offset;
             const auto *const group = bytes.data() + offset + 1;
             EXPECT_EQ(request.send(source, group), 1);
             EXPECT_CALLS(addresses_copied(source, group),
-                         ipv6_stats_sent(request.opcode, part(before, offset, 16), part(before, offset + 1, 16)),
+                         ipv6_stats_sent(request.opcode, part(before, offset, 16),
+                                         part(before, offset + 1, 16)),
                          released(0x14131211));
             EXPECT_EQ(bytes, before);
         }
@@ -310,7 +342,8 @@ TEST_F(RouteKeyTest, OfIpv6ReadsNothingAroundTheAddressesAndWritesNothing) {
     for (const auto &request : ipv6_requests) {
         for (const auto side : {GuardedBuffer::Side::front, GuardedBuffer::Side::back}) {
             for (const std::size_t distance : {0U, 1U, 2U, 3U}) {
-                SCOPED_TRACE(testing::Message() << "opcode " << request.opcode << ", distance " << distance);
+                SCOPED_TRACE(testing::Message()
+                             << "opcode " << request.opcode << ", distance " << distance);
                 fake::reset_platform();
                 GuardedBuffer source_at(source, side, distance);
                 GuardedBuffer group_at(group, side, 3 - distance);

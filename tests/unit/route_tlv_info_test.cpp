@@ -27,14 +27,17 @@ constexpr Counts no_counts = {.oif = 0, .mti = 0, .glt = 0};
 
 // A list's TLV as the walk sees it: the entry count, then bytes that must not matter.
 Tlv list_tlv(std::uint16_t type, std::uint32_t count) {
-    return {.type = type, .length = 12, .value = joined(word(count), {0xee, 0xee, 0xee, 0xee, 0xee, 0xee, 0xee, 0xee})};
+    return {.type = type,
+            .length = 12,
+            .value = joined(word(count), {0xee, 0xee, 0xee, 0xee, 0xee, 0xee, 0xee, 0xee})};
 }
 
 class TlvInfoTest : public LibraryTest {
 protected:
     std::uint32_t read() {
         counts_ = Counts{};
-        return vell_mrib_get_mroute_tlv_info(buffer_.route(), &counts_.oif, &counts_.mti, &counts_.glt);
+        return vell_mrib_get_mroute_tlv_info(buffer_.route(), &counts_.oif, &counts_.mti,
+                                             &counts_.glt);
     }
 
     const void *array() { return reinterpret_cast<const std::uint8_t *>(buffer_.route()) + 40; }
@@ -129,9 +132,11 @@ TEST_F(TlvInfoTest, OfATlvOfType3FirstIs3WithAllCounts0) {
 }
 
 TEST_F(TlvInfoTest, EndsAtAnUnknownTypeAndTheCountsUntilThenStand) {
-    for (const auto type : std::initializer_list<std::uint16_t>{3, 4, 255, 256, 258, 32768, 65535}) {
+    for (const auto type :
+         std::initializer_list<std::uint16_t>{3, 4, 255, 256, 258, 32768, 65535}) {
         SCOPED_TRACE(type);
-        platform().holds_tlvs({list_tlv(0, 10), list_tlv(2, 30), list_tlv(type, 99), list_tlv(1, 20)});
+        platform().holds_tlvs(
+            {list_tlv(0, 10), list_tlv(2, 30), list_tlv(type, 99), list_tlv(1, 20)});
         EXPECT_EQ(read(), type);
         EXPECT_EQ(counts_, (Counts{.oif = 10, .mti = 0, .glt = 30}));
         expect_reads(3, false);

@@ -12,8 +12,9 @@ constexpr ClientState acknowledged = {.id = 0xe7, .queue = 0x14131211, .uuid = 5
 constexpr TlvCursor some_cursor = {.address = 0x71, .size = 0x72};
 
 // Every state that is not acknowledged.
-constexpr ClientState refused_states[] = {
-    {.id = 0, .queue = 0, .uuid = 384}, {.id = 0, .queue = 7, .uuid = 384}, {.id = 9, .queue = 0, .uuid = 5}};
+constexpr ClientState refused_states[] = {{.id = 0, .queue = 0, .uuid = 384},
+                                          {.id = 0, .queue = 7, .uuid = 384},
+                                          {.id = 9, .queue = 0, .uuid = 5}};
 
 class Ipv4UpdateTest : public LibraryTest {
 protected:
@@ -25,7 +26,9 @@ protected:
         set_tlv_cursor(some_cursor);
     }
 
-    std::uint32_t send() { return vell_send_v4_mroute_update(message(), length, 0x2221, 0x3231, &reference_); }
+    std::uint32_t send() {
+        return vell_send_v4_mroute_update(message(), length, 0x2221, 0x3231, &reference_);
+    }
 
     std::uint8_t *message() { return buffer_.data() + offset_; }
 
@@ -166,22 +169,26 @@ protected:
         set_tlv_cursor(some_cursor);
     }
 
-    static std::uint32_t send() { return vell_send_v6_mroute_update(0x24232221, 0x34333231, 0x4241); }
+    static std::uint32_t send() {
+        return vell_send_v6_mroute_update(0x24232221, 0x34333231, 0x4241);
+    }
 
     static fake::Send notice() {
         return sent({.queue = 0x14131211,
                      .sap = 214,
                      .opcode = 75779,
                      .option_word1 = 1,
-                     .payload = {0xe7, 0, 0x41, 0x42, 0, 0, 0, 0, 0x21, 0x22, 0x23, 0x24, 0x31, 0x32, 0x33, 0x34}});
+                     .payload = {0xe7, 0, 0x41, 0x42, 0, 0, 0, 0, 0x21, 0x22, 0x23, 0x24, 0x31,
+                                 0x32, 0x33, 0x34}});
     }
 
     static fake::Calls not_registered(std::uint32_t uuid) {
-        return logged({.level = error,
-                       .uuid = uuid,
-                       .format = "%s(%d):ERROR: Client not registered\n",
-                       .text = "vell_send_v6_mroute_update(700):ERROR: Client not registered\n",
-                       .client_text = "vell_send_v6_mroute_update(700):ERROR: Client not registered\n"});
+        return logged(
+            {.level = error,
+             .uuid = uuid,
+             .format = "%s(%d):ERROR: Client not registered\n",
+             .text = "vell_send_v6_mroute_update(700):ERROR: Client not registered\n",
+             .client_text = "vell_send_v6_mroute_update(700):ERROR: Client not registered\n"});
     }
 };
 

@@ -66,9 +66,12 @@ TEST_F(TransportTest, TakesEveryResultButMinus1ForSuccess) {
 TEST_F(TransportTest, MakesTheOptionsOfEveryRequestAfresh) {
     EXPECT_TRUE(vell::send_and_release(optioned, queue, payload_, 3));
     EXPECT_TRUE(vell::send_and_release(plain, queue, payload_, 3));
-    EXPECT_CALLS(
-        sent({.queue = queue, .sap = 0x41, .opcode = 0x42434445, .option_word1 = 1, .payload = {0x51, 0x52, 0x53}}),
-        released(queue, 1), plain_sent(fake::Reference::own), released(queue, 2));
+    EXPECT_CALLS(sent({.queue = queue,
+                       .sap = 0x41,
+                       .opcode = 0x42434445,
+                       .option_word1 = 1,
+                       .payload = {0x51, 0x52, 0x53}}),
+                 released(queue, 1), plain_sent(fake::Reference::own), released(queue, 2));
 }
 
 TEST_F(TransportTest, NeitherReadsNorChangesTheClientState) {
@@ -85,13 +88,20 @@ TEST(RequestTableTest, SaysWhereEachRequestGoes) {
         std::uint32_t option_word1;
     };
     const Row rows[] = {
-        {vell::request::client_register, 212, 75796, 0},         {vell::request::client_deregister, 212, 75797, 0},
-        {vell::request::ipv4_route_update, 214, 75831, 1},       {vell::request::ipv6_route_notice, 214, 75779, 1},
-        {vell::request::dux_role_update, 214, 75831, 0},         {vell::request::ipv4_stats, 214, 75785, 0},
-        {vell::request::ipv4_stats_clear, 214, 75798, 0},        {vell::request::ipv6_stats, 214, 75786, 0},
-        {vell::request::ipv6_stats_clear, 214, 75799, 0},        {vell::request::igmp_oob_marker, 213, 75804, 0},
-        {vell::request::igmp_download_complete, 213, 75789, 0},  {vell::request::l2_update, 213, 75821, 1},
-        {vell::request::overlay_feature_disable, 213, 75820, 0}, {vell::request::overlay_vlans_disable, 213, 75820, 1},
+        {vell::request::client_register, 212, 75796, 0},
+        {vell::request::client_deregister, 212, 75797, 0},
+        {vell::request::ipv4_route_update, 214, 75831, 1},
+        {vell::request::ipv6_route_notice, 214, 75779, 1},
+        {vell::request::dux_role_update, 214, 75831, 0},
+        {vell::request::ipv4_stats, 214, 75785, 0},
+        {vell::request::ipv4_stats_clear, 214, 75798, 0},
+        {vell::request::ipv6_stats, 214, 75786, 0},
+        {vell::request::ipv6_stats_clear, 214, 75799, 0},
+        {vell::request::igmp_oob_marker, 213, 75804, 0},
+        {vell::request::igmp_download_complete, 213, 75789, 0},
+        {vell::request::l2_update, 213, 75821, 1},
+        {vell::request::overlay_feature_disable, 213, 75820, 0},
+        {vell::request::overlay_vlans_disable, 213, 75820, 1},
         {vell::request::overlay_route_update, 213, 75818, 1},
     };
     for (const auto &row : rows) {
