@@ -7,8 +7,13 @@
 // its marker against the level, and each conversion against the value it is given. The client log
 // leaves a trace's marker out.
 //
-// Nothing is allocated, and the record is on the stack, so that a message may be logged from within
-// a platform call that a message made.
+// A message is formatted once, for the client log, which takes every message. The history gets a
+// copy, with the marker in its place: a copy, since no sink may spoil what another one gets. What
+// is known when this is compiled, the function's name and the text between the conversions, is
+// copied by its length.
+//
+// Nothing is allocated, and the records are on the stack, so that a message may be logged from
+// within a platform call that a message made.
 #pragma once
 
 #include "client/client_state.h"
@@ -17,6 +22,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 #include <type_traits>
 
 namespace vell {
@@ -71,24 +77,62 @@ constexpr log_value to_log_value(Value value) {
         return {.number = static_cast<std::uint32_t>(value)};
 }
 
-// Undefined, so that reaching a call of one of them while a format is checked stops the compiler
+// Undefined, so that reaching a call of one of them while a message is checked stops the compiler
 // with its name.
+void log_line_is_not_between_0_and_99999();
 void log_format_lacks_function_and_line();
 void log_format_lacks_the_marker_of_its_level();
 void log_format_conversion_does_not_fit_its_value();
 void log_format_has_a_value_too_many_or_too_few();
 void log_format_does_not_end_at_its_end();
+void log_format_is_too_long();
+
+// A name and, below, a stretch of a format count their characters in a byte. So the prefix and the
+// marker always fit into a record.
+inline constexpr std::size_t log_longest_stretch = 255;
+
+struct log_function {
+    const char *name;
+    std::uint8_t length;
+
+    template <std::size_t size>
+    consteval log_function(const char (&text)[size]) : name(text), length(size - 1) {
+        static_assert(size - 1 <= log_longest_stretch, "the function's name is too long");
+    }
+};
+
+// A line, with what follows the function's name in a message: "(135):".
+struct log_line {
+    int number;
+    char text[8];
+    std::uint8_t length;
+
+    consteval log_line(int line) : number(line), text(), length() {
+        if (line < 0 || line > 99999)
+            log_line_is_not_between_0_and_99999();
+        text[length++] = '(';
+        int power = 1;
+        while (line / power >= 10)
+            power *= 10;
+        for (; power != 0; power /= 10)
+            text[length++] = static_cast<char>('0' + line / power % 10);
+        text[length++] = ')';
+        text[length++] = ':';
+    }
+};
 
 inline constexpr char log_prefix[] = "%s(%d):";
 inline constexpr std::size_t log_prefix_length = sizeof(log_prefix) - 1;
 
-// What follows function and line in a message of one level with values of these types.
+// What follows function and line in a message of one level with values of these types: stretches
+// of text, one before each conversion and one after the last.
 template <typename Level, typename... Values>
 struct log_format {
     const char *text;
+    std::uint8_t stretches[sizeof...(Values) + 1];
 
     template <std::size_t size>
-    consteval log_format(const char (&format)[size]) : text(format) {
+    consteval log_format(const char (&format)[size]) : text(format), stretches() {
         std::size_t at = 0;
         for (std::size_t i = 0; i < log_prefix_length; ++i, ++at)
             if (at >= size || format[at] != log_prefix[i])
@@ -96,69 +140,82 @@ struct log_format {
         for (std::size_t i = 0; i < log_marker_length; ++i, ++at)
             if (at >= size || format[at] != Level::marker[i])
                 log_format_lacks_the_marker_of_its_level();
-        check_conversions(format, size, at);
+        if (format[size - 1] != '\0')
+            log_format_does_not_end_at_its_end();
+        measure(format, size, at);
     }
 
+    // Where the body starts that the client log gets.
+    static constexpr std::size_t client_body =
+        log_prefix_length + (Level::marked_in_client_log ? 0 : log_marker_length);
+
 private:
-    static consteval void check_conversions(const char *format, std::size_t size, std::size_t at) {
+    // Finds the conversions from `at` on. The first stretch starts where the client's body does.
+    consteval void measure(const char *format, std::size_t size, std::size_t at) {
         // The last element keeps the arrays from being empty.
         constexpr bool texts[] = {is_log_text<Values>..., false};
         constexpr bool numbers[] = {is_log_number<Values>..., false};
         std::size_t value = 0;
-        if (format[size - 1] != '\0')
-            log_format_does_not_end_at_its_end();
+        std::size_t stretch_start = client_body;
         for (; at + 1 < size; ++at) {
             if (format[at] == '\0')
                 log_format_does_not_end_at_its_end();
             if (format[at] != '%')
                 continue;
-            const char conversion = format[++at];
             if (value >= sizeof...(Values))
                 log_format_has_a_value_too_many_or_too_few();
+            end_stretch(value, at - stretch_start);
+            const char conversion = format[++at];
             const bool fits = conversion == 's'                        ? texts[value]
                               : conversion == 'd' || conversion == 'x' ? numbers[value]
                                                                        : false;
             if (!fits)
                 log_format_conversion_does_not_fit_its_value();
             ++value;
+            stretch_start = at + 1;
         }
         if (value != sizeof...(Values))
             log_format_has_a_value_too_many_or_too_few();
+        end_stretch(value, size - 1 - stretch_start);
+    }
+
+    consteval void end_stretch(std::size_t stretch, std::size_t length) {
+        if (length > log_longest_stretch)
+            log_format_is_too_long();
+        stretches[stretch] = static_cast<std::uint8_t>(length);
     }
 };
 
-// A message on its way into a record. `body` is the format behind "%s(%d):".
+// A message as the client log gets it: `body` is the format after the prefix, or after the marker
+// where the client log leaves it out. It has one stretch more than it has values.
 struct log_message {
     std::uint32_t level;
-    const char *function;
-    int line;
+    std::string_view left_out_marker;
+    log_function function;
+    log_line line;
     const char *body;
+    const std::uint8_t *stretches;
     const log_value *values;
+    std::uint32_t value_count;
 };
 
-// Formats the message into the record, cut to 511 characters, and returns the record's length:
-// level, text and NUL.
+// Formats the message into the record for the client log, and gives the history its copy when it
+// takes messages of this level. Returns the length of the record.
 std::uint32_t fill_log_record(log_record &record, const log_message &message);
 
 template <typename Level, typename... Values>
-[[gnu::noinline]] void vell_log(Level, const char *function, int line,
+[[gnu::noinline]] void vell_log(Level, log_function function, log_line line,
                                 std::type_identity_t<log_format<Level, Values...>> format,
                                 Values... values) {
     const log_value words[] = {to_log_value(values)..., {.number = 0}};
-    const char *const marked = format.text + log_prefix_length;
-    const char *const client_body =
-        Level::marked_in_client_log ? marked : marked + log_marker_length;
     log_record record;
+    const std::uint32_t length = fill_log_record(
+        record, {Level::number, Level::marked_in_client_log ? "" : Level::marker, function, line,
+                 format.text + format.client_body, format.stretches, words, sizeof...(values)});
 
-    if (tessel_hist_event_subtype_check(log_module, Level::number) == 0) {
-        const auto length = fill_log_record(record, {Level::number, function, line, marked, words});
-        tessel_hist_event(log_module, length, &record);
-    }
     if (tessel_chk_int(Level::number, 0, 0, 1) != 0)
-        debug_print(1, tessel_dbg_modname, 0, format.text, function, line, values...);
+        debug_print(1, tessel_dbg_modname, 0, format.text, function.name, line.number, values...);
 
-    const auto length =
-        fill_log_record(record, {Level::number, function, line, client_body, words});
     tessel_his_log_event_for_uuid_inst(vell_client_uuid, log_module, 1, 0, length, &record);
 }
 

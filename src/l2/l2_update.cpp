@@ -15,7 +15,7 @@ namespace vell {
 
 namespace {
 
-constexpr char function[] = "vell_send_l2_mc_update";
+constexpr char l2_sender[] = "vell_send_l2_mc_update";
 
 static_assert(sizeof(vell_l2_message) == 8 && alignof(vell_l2_message) == 1);
 static_assert(offsetof(vell_l2_message, count) == 2 && offsetof(vell_l2_message, value) == 4 &&
@@ -25,11 +25,11 @@ static_assert(offsetof(vell_l2_message, count) == 2 && offsetof(vell_l2_message,
 void trace_record(std::uint8_t type) {
     switch (type) {
     case vell_l2_lookup_mode:
-        vell_log(log_trace, function, 486, "%s(%d):TRACE: Send lkup mode change\n");
+        vell_log(log_trace, l2_sender, 486, "%s(%d):TRACE: Send lkup mode change\n");
         break;
     case vell_l2_mbd_add:
     case vell_l2_mbd_delete:
-        vell_log(log_trace, function, 478, "%s(%d):TRACE: Send VELL_OP_ADD/DEL_L2_MBD update\n");
+        vell_log(log_trace, l2_sender, 478, "%s(%d):TRACE: Send VELL_OP_ADD/DEL_L2_MBD update\n");
         break;
     }
 }
@@ -60,7 +60,7 @@ using namespace vell;
 int vell_send_l2_mc_update(std::uint8_t *buffer, std::uint32_t length, std::uint16_t count,
                            std::uint16_t value, std::uint32_t msg_ref) {
     if (vell_client_q == 0) {
-        vell_log(log_error, function, 422, "%s(%d):ERROR: Client not registered\n");
+        vell_log(log_error, l2_sender, 422, "%s(%d):ERROR: Client not registered\n");
         return 0;
     }
 
@@ -71,7 +71,7 @@ int vell_send_l2_mc_update(std::uint8_t *buffer, std::uint32_t length, std::uint
     const std::uint16_t flags = message->flags;
     if ((flags & vell_l2_begin_marker) != 0) {
         send_oob_marker(oob_begin_marker);
-        vell_log(log_trace, function, 436, "%s(%d):TRACE: Sent OOB begin marker\n");
+        vell_log(log_trace, l2_sender, 436, "%s(%d):TRACE: Sent OOB begin marker\n");
     }
     message->flags = swapped(flags);
 
@@ -82,7 +82,7 @@ int vell_send_l2_mc_update(std::uint8_t *buffer, std::uint32_t length, std::uint
         return 0;
     if ((flags & vell_l2_end_marker) != 0) {
         send_oob_marker(oob_end_marker);
-        vell_log(log_trace, function, 514, "%s(%d):TRACE: Sent OOB end marker\n");
+        vell_log(log_trace, l2_sender, 514, "%s(%d):TRACE: Sent OOB end marker\n");
     }
     return 1;
 }

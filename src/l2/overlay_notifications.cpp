@@ -27,7 +27,7 @@ struct feature_disable_payload {
 };
 static_assert(sizeof(feature_disable_payload) == 8);
 
-void log_send_failure(const char *function, int line) {
+void log_send_failure(log_function function, log_line line) {
     vell_log(log_error, function, line, "%s(%d):ERROR: KYT send failed\n");
 }
 

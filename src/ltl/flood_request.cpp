@@ -13,7 +13,7 @@ namespace vell {
 
 namespace {
 
-constexpr char function[] = "vell_send_l2_mc_update_flood_ltl";
+constexpr char flood_sender[] = "vell_send_l2_mc_update_flood_ltl";
 
 static_assert(sizeof(vell_flood_payload) == 4 && alignof(vell_flood_payload) == 1);
 static_assert(sizeof(vell_l2_vlan_record) == 74 && offsetof(vell_l2_vlan_record, vlan) == 24 &&
@@ -86,7 +86,7 @@ std::uint32_t payload_size(const batches &vlans) {
     record_pair pair = first_pair(vlans);
     for (std::uint16_t i = 0; i < vlans.count; ++i, pair = pair_behind(pair)) {
         if (pair.was->vlan != pair.is->vlan) {
-            vell_log(log_error, function, 1332,
+            vell_log(log_error, flood_sender, 1332,
                      "%s(%d):ERROR: At index %d old VLAN %d not equal to new VLAN %d\n", i,
                      pair.was->vlan, pair.is->vlan);
             return 0;
@@ -98,13 +98,13 @@ std::uint32_t payload_size(const batches &vlans) {
 
 bool fill_and_send(const batches &vlans, vell_flood_payload *payload, void *context) {
     if (const std::uint32_t status = fill_payload(vlans, payload)) {
-        vell_log(log_error, function, 1361,
+        vell_log(log_error, flood_sender, 1361,
                  "%s(%d):ERROR: Building NERB request payload failed 0x%x\n", status);
         return false;
     }
     if (const std::uint32_t status =
             nerb_send_flood_ltl_update_req(vell_client_q, payload, context)) {
-        vell_log(log_error, function, 1368,
+        vell_log(log_error, flood_sender, 1368,
                  "%s(%d):ERROR: Sending LTL update to NERB failed 0x%x\n", status);
         return false;
     }
@@ -117,7 +117,7 @@ bool send_batch(const batches &vlans, void *context) {
         return false;
     auto *const payload = static_cast<vell_flood_payload *>(std::calloc(1, size));
     if (payload == nullptr) {
-        vell_log(log_error, function, 1352, "%s(%d):ERROR: Memory allocation failed\n");
+        vell_log(log_error, flood_sender, 1352, "%s(%d):ERROR: Memory allocation failed\n");
         return false;
     }
     const bool sent = fill_and_send(vlans, payload, context);
@@ -141,17 +141,17 @@ std::uint32_t vell_send_l2_mc_update_flood_ltl(void *old_buffer, std::uint32_t,
                                                std::uint32_t, std::uint16_t new_count,
                                                void *context) {
     if (old_buffer == nullptr || new_buffer == nullptr || context == nullptr) {
-        vell_log(log_error, function, 1295, "%s(%d):ERROR: Null parameters\n");
+        vell_log(log_error, flood_sender, 1295, "%s(%d):ERROR: Null parameters\n");
         return 0;
     }
     if (old_count != new_count) {
-        vell_log(log_error, function, 1300,
+        vell_log(log_error, flood_sender, 1300,
                  "%s(%d):ERROR: Old count %d not equal to new count %d\n", old_count, new_count);
         return 0;
     }
-    vell_log(log_trace, function, 1304, "%s(%d):TRACE: Num of msgs %d\n", new_count);
+    vell_log(log_trace, flood_sender, 1304, "%s(%d):TRACE: Num of msgs %d\n", new_count);
     if (vell_client_q == 0) {
-        vell_log(log_error, function, 1310, "%s(%d):ERROR: Client not registered\n");
+        vell_log(log_error, flood_sender, 1310, "%s(%d):ERROR: Client not registered\n");
         return 0;
     }
     return send_batch({old_buffer, new_buffer, new_count}, context);

@@ -13,7 +13,7 @@ namespace vell {
 
 namespace {
 
-constexpr char function[] = "vell_handle_l2_mc_update_flood_ltl_resp";
+constexpr char flood_reader[] = "vell_handle_l2_mc_update_flood_ltl_resp";
 
 static_assert(sizeof(vell_flood_result) == 80 && alignof(vell_flood_result) == 1 &&
               offsetof(vell_flood_result, flags) == 1 && offsetof(vell_flood_result, vlan) == 24);
@@ -41,20 +41,20 @@ std::uint32_t status_of(const nerb_rsp_info &info) {
 bool read_answer(const void *rsp, answer &read) {
     read.status = 0;
     if (const std::uint32_t failure = nerb_parse_rsp_status(rsp, &read.status)) {
-        vell_log(log_error, function, 1404, "%s(%d):ERROR: NERB parse rsp status=%d", failure);
+        vell_log(log_error, flood_reader, 1404, "%s(%d):ERROR: NERB parse rsp status=%d", failure);
         return false;
     }
     read.count = 0;
     const std::uint32_t no_count = nerb_parse_rsp_get_entry_count(rsp, &read.count);
     if (no_count != 0 || read.count == 0 || read.count > most_vlans) {
-        vell_log(log_error, function, 1411,
+        vell_log(log_error, flood_reader, 1411,
                  "%s(%d):ERROR: NERB returned status=%d with entry count (%d)\n", no_count,
                  read.count);
         return false;
     }
     std::memset(read.vlans, 0, read.count * sizeof(read.vlans[0]));
     if (const std::uint32_t failure = nerb_parse_rsp_get_rsp_info(rsp, read.count, read.vlans)) {
-        vell_log(log_error, function, 1418,
+        vell_log(log_error, flood_reader, 1418,
                  "%s(%d):ERROR: NERB returned status=%d for get resp info\n", failure);
         return false;
     }
@@ -66,7 +66,7 @@ void fill_record(vell_flood_result &record, const nerb_rsp_info &info) {
     if (status_of(info) == 0)
         record.flags |= VELL_FLOOD_ACKNOWLEDGED;
     else
-        vell_log(log_error, function, 1454, "%s(%d):ERROR: Nack for vlan %d status %d\n",
+        vell_log(log_error, flood_reader, 1454, "%s(%d):ERROR: Nack for vlan %d status %d\n",
                  vlan_of(info), status_of(info));
 }
 
@@ -94,7 +94,7 @@ std::uint32_t vell_handle_l2_mc_update_flood_ltl_resp(const void *rsp, std::uint
     void *const buffer =
         std::calloc(1, sizeof(vell_l2_message) + read.count * sizeof(vell_flood_result));
     if (buffer == nullptr) {
-        vell_log(log_error, function, 1428, "%s(%d):ERROR: Memory allocation failed\n");
+        vell_log(log_error, flood_reader, 1428, "%s(%d):ERROR: Memory allocation failed\n");
         return 0;
     }
     fill_message(static_cast<vell_l2_message *>(buffer), read);

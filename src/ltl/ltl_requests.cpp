@@ -51,9 +51,9 @@ namespace {
 // What the two requests that carry an interface list differ in.
 struct list_request {
     enum { alloc, modify } kind;
-    const char *function;
-    int build_line;
-    int send_line;
+    log_function function;
+    log_line build_line;
+    log_line send_line;
 };
 constexpr list_request alloc_request = {list_request::alloc, "vell_nerb_l2_ltl_alloc", 1512, 1523};
 constexpr list_request modify_request = {list_request::modify, "vell_nerb_l2_ltl_modify", 1576,

@@ -22,7 +22,7 @@ void store_results(std::uint32_t *result1, std::uint32_t value1, std::uint32_t *
 }
 
 // Whether a reply reports success overall and has one entry; that is all that was asked for.
-bool reports_one_success(const char *function, const void *rsp) {
+bool reports_one_success(log_function function, const void *rsp) {
     std::uint32_t status = 0;
     const std::uint32_t no_status = nerb_parse_rsp_status(rsp, &status);
     if (no_status != 0 || status != 0) {

@@ -14,7 +14,7 @@ namespace vell {
 
 namespace {
 
-constexpr char function[] = "vell_find_oiflist_delta";
+constexpr char delta_finder[] = "vell_find_oiflist_delta";
 
 static_assert(sizeof(vell_flood_update) == 8 && alignof(vell_flood_update) == 1 &&
               offsetof(vell_flood_update, operation) == 4);
@@ -72,17 +72,19 @@ std::uint32_t set_line_card_bit(std::uint8_t *bitmask, std::uint32_t if_index) {
 }
 
 // Has the VLAN flood to the interface's line card. `line` is that of the error when it cannot.
-std::uint32_t flood_to(delta_writer &out, std::uint32_t if_index, int line) {
+template <log_line line>
+std::uint32_t flood_to(delta_writer &out, std::uint32_t if_index) {
     auto *const bitmask =
         reinterpret_cast<std::uint8_t *>(out.delta) + offsetof(vell_flood_delta, flc_bitmask);
     const std::uint32_t status = set_line_card_bit(bitmask, if_index);
     if (status != 0)
-        vell_log(log_error, function, line, "%s(%d):ERROR: Set LC bitmask failed\n");
+        vell_log(log_error, delta_finder, line, "%s(%d):ERROR: Set LC bitmask failed\n");
     return status;
 }
 
-std::uint32_t add(delta_writer &out, std::uint32_t if_index, int line) {
-    if (const std::uint32_t status = flood_to(out, if_index, line))
+template <log_line line>
+std::uint32_t add(delta_writer &out, std::uint32_t if_index) {
+    if (const std::uint32_t status = flood_to<line>(out, if_index))
         return status;
     put_update(out, if_index, vell_flood_added);
     return 0;
@@ -91,7 +93,7 @@ std::uint32_t add(delta_writer &out, std::uint32_t if_index, int line) {
 // The SVI flag is not looked at any more.
 std::uint32_t add_rest(delta_writer &out, oif_rest is) {
     for (; is.at != is.end; ++is.at)
-        if (const std::uint32_t status = add(out, is.at->value.if_index, 1175))
+        if (const std::uint32_t status = add<1175>(out, is.at->value.if_index))
             return status;
     return 0;
 }
@@ -109,16 +111,16 @@ void remove_rest(delta_writer &out, oif_rest was) {
 // An interface that is not below the next one there was.
 std::uint32_t keep_or_add(delta_writer &out, oif_rest &was, std::uint32_t if_index) {
     if (was.at->value.if_index != if_index)
-        return add(out, if_index, 1158);
+        return add<1158>(out, if_index);
     ++was.at;
-    return flood_to(out, if_index, 1134);
+    return flood_to<1134>(out, if_index);
 }
 
 std::uint32_t merge(delta_writer &out, oif_rest was, oif_rest is) {
     for (; is.at != is.end; ++is.at) {
         const std::uint32_t if_index = is.at->value.if_index;
         if ((is.at->flags & VELL_L2_OIF_SVI) != 0) {
-            vell_log(log_trace, function, 1121, "%s(%d):TRACE: Skipping SVI interface: %x\n",
+            vell_log(log_trace, delta_finder, 1121, "%s(%d):TRACE: Skipping SVI interface: %x\n",
                      if_index);
             continue;
         }
@@ -149,19 +151,20 @@ oif_rest sorted(const oif_array &array) {
 }
 
 void trace_delta(vell_flood_delta *delta) {
-    vell_log(log_trace, function, 1201, "%s(%d):TRACE: FLC_BITMASK: 0x%x\n", delta->flc_bitmask);
-    vell_log(log_trace, function, 1202, "%s(%d):TRACE: Update list:\n");
+    vell_log(log_trace, delta_finder, 1201, "%s(%d):TRACE: FLC_BITMASK: 0x%x\n",
+             delta->flc_bitmask);
+    vell_log(log_trace, delta_finder, 1202, "%s(%d):TRACE: Update list:\n");
     const vell_flood_update *const updates = updates_of(delta);
     for (std::uint32_t i = 0; i < delta->update_count; ++i)
-        vell_log(log_trace, function, 1206, "%s(%d):TRACE: IfIdx: %d Op: %d\n", updates[i].if_index,
-                 updates[i].operation);
+        vell_log(log_trace, delta_finder, 1206, "%s(%d):TRACE: IfIdx: %d Op: %d\n",
+                 updates[i].if_index, updates[i].operation);
 }
 
 } // namespace
 
 std::uint32_t find_oif_delta(const oif_array &was, const oif_array &is, vell_flood_delta *delta) {
     if (was.count == 0 && is.count == 0) {
-        vell_log(log_trace, function, 1109,
+        vell_log(log_trace, delta_finder, 1109,
                  "%s(%d):TRACE: Old and new OIF lists both NULL, return SUCCESS\n");
         return 0;
     }

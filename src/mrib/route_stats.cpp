@@ -47,9 +47,9 @@ static_assert(sizeof(ipv6_route_key) == 40 && offsetof(ipv6_route_key, source) =
 
 // What tells one of these requests from another in the log.
 struct stats_sender {
-    const char *function;
-    int not_registered_line;
-    int send_failed_line; // 0: a failed send is silent
+    log_function function;
+    log_line not_registered_line;
+    log_line send_failed_line; // 0: a failed send is silent
 };
 
 constexpr stats_sender v4_stats = {"vell_send_v4_mroute_stats_req", 823, 847};
@@ -67,7 +67,7 @@ bool may_send(const stats_sender &sender) {
 
 // All senders report a failure with these words, the clear requests included.
 void log_send_failure(const stats_sender &sender) {
-    if (sender.send_failed_line != 0)
+    if (sender.send_failed_line.number != 0)
         vell_log(log_error, sender.function, sender.send_failed_line,
                  "%s(%d):ERROR: Send stat req to vell failed.. \n");
 }
@@ -124,7 +124,7 @@ int vell_send_v4_mroute_stats_req(std::uint32_t table_id, std::uint32_t source,
     }
     if (clear_counters != 0)
         vell_log(log_trace, v4_stats.function, 851,
-                 "%s(%d):TRACE: %s: Sent Clear counters request\n", v4_stats.function);
+                 "%s(%d):TRACE: %s: Sent Clear counters request\n", v4_stats.function.name);
     kyt_drop(vell_client_q, &reference);
     return 1;
 }

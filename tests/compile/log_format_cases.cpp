@@ -1,6 +1,10 @@
 // One wrong message per case: none of them may compile. Case 0 is right, and must.
 #include "client/log.h"
 
+#define LETTERS_16 "abcdefghijklmnop"
+#define LETTERS_64 LETTERS_16 LETTERS_16 LETTERS_16 LETTERS_16
+#define LETTERS_256 LETTERS_64 LETTERS_64 LETTERS_64 LETTERS_64
+
 void log_case(unsigned char byte, unsigned int word, unsigned long long wide, const char *text) {
     using namespace vell;
     (void)byte, (void)word, (void)wide, (void)text;
@@ -37,5 +41,19 @@ void log_case(unsigned char byte, unsigned int word, unsigned long long wide, co
     vell_log(log_error, "f", 1, unterminated);
 #elif LOG_CASE == 14
     vell_log(log_error, "f", 1, "%s(%d):ERROR: %s\n", nullptr);
+#elif LOG_CASE == 15
+    vell_log(log_error, LETTERS_256, 1, "%s(%d):ERROR: \n");
+#elif LOG_CASE == 16
+    vell_log(log_error, "f", -1, "%s(%d):ERROR: \n");
+#elif LOG_CASE == 17
+    vell_log(log_error, "f", 100000, "%s(%d):ERROR: \n");
+#elif LOG_CASE == 18
+    vell_log(log_error, "f", 1, "%s(%d):ERROR: " LETTERS_256);
+#elif LOG_CASE == 19
+    vell_log(log_error, "f", 1, "%s(%d):ERROR: %d" LETTERS_256, word);
+#elif LOG_CASE == 20
+    vell_log(log_error, text, 1, "%s(%d):ERROR: \n");
+#elif LOG_CASE == 21
+    vell_log(log_error, "f", int{byte}, "%s(%d):ERROR: \n");
 #endif
 }

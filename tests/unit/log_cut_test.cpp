@@ -3,6 +3,7 @@
 #include "library_test.h"
 
 #include <string>
+#include <type_traits>
 
 namespace {
 
@@ -101,17 +102,44 @@ TEST_F(LogCutTest, AMessageOfThousandsOfCharactersIsCutTo511) {
     EXPECT_CALLS(both_levels(error_of(511, 100000), trace_of(511, 511, 100000), 100000));
 }
 
-TEST_F(LogCutTest, AFunctionNameMayFillTheRecordAlone) {
+// A message whose end is `length` characters from its start, the marker counted, on each level. Its
+// last characters are `rest`, which `log` gets to write after a string.
+template <typename Log>
+void expect_both_cuts(std::size_t length, const std::string &rest, Log log) {
+    SCOPED_TRACE(length);
+    const auto start = letters(length - 12 - rest.size());
+    const auto cut = [&](const char *prefix) { return (prefix + start + rest).substr(0, 511); };
+    log(log_error, start.c_str());
+    const Message an_error = {
+        .level = error, .text = cut("f(7):ERROR: "), .client_text = cut("f(7):ERROR: ")};
+    EXPECT_CALLS(history_asked(error), to_history(an_error), console_asked(error),
+                 to_client_log(an_error));
+    log(log_trace, start.c_str());
+    const Message a_trace = {
+        .level = trace, .text = cut("f(7):TRACE: "), .client_text = cut("f(7):")};
+    EXPECT_CALLS(history_asked(trace), to_history(a_trace), console_asked(trace),
+                 to_client_log(a_trace));
+}
+
+// One message on either level, with the marker that goes with it.
+#define LOG_ON_EITHER_LEVEL(format, ...)                                                           \
+    [](auto level, const char *start) {                                                            \
+        if constexpr (std::is_same_v<decltype(level), vell::error_level>)                          \
+            vell_log(level, "f", 7, "%s(%d):ERROR: " format, start __VA_OPT__(, ) __VA_ARGS__);    \
+        else                                                                                       \
+            vell_log(level, "f", 7, "%s(%d):TRACE: " format, start __VA_OPT__(, ) __VA_ARGS__);    \
+    }
+
+TEST_F(LogCutTest, EveryLengthAroundBothCutsIsExactInBothSinks) {
     fake::platform().console_check.returns(0);
-    for (const std::size_t length : {509U, 510U, 511U, 512U, 600U}) {
-        SCOPED_TRACE(length);
-        const auto name = letters(length);
-        vell_log(log_trace, name.c_str(), 1234, "%s(%d):TRACE: x");
-        const Message cut = {.level = trace,
-                             .text = (name + "(1234):TRACE: x").substr(0, 511),
-                             .client_text = (name + "(1234):x").substr(0, 511)};
-        EXPECT_CALLS(history_asked(trace), to_history(cut), console_asked(trace),
-                     to_client_log(cut));
+    for (std::size_t length = 490; length <= 545; ++length) {
+        expect_both_cuts(length, "", LOG_ON_EITHER_LEVEL("%s"));
+        expect_both_cuts(length, "\n", LOG_ON_EITHER_LEVEL("%s\n"));
+        expect_both_cuts(length, " is the end\n", LOG_ON_EITHER_LEVEL("%s is the end\n"));
+        expect_both_cuts(length, " 1234567", LOG_ON_EITHER_LEVEL("%s %d", 1234567));
+        expect_both_cuts(length, "-2147483648.", LOG_ON_EITHER_LEVEL("%s%d.", -2147483647 - 1));
+        expect_both_cuts(length, "0x9abcdef", LOG_ON_EITHER_LEVEL("%s0x%x", 0x9abcdefU));
+        expect_both_cuts(length, "two strings", LOG_ON_EITHER_LEVEL("%s%s", "two strings"));
     }
 }
 
@@ -154,22 +182,27 @@ TEST_F(LogCutTest, TheCutMayLieBetweenValues) {
     }
 }
 
-TEST_F(LogCutTest, TheRecordBehindTheCutIsNotTouched) {
-    vell::log_record record;
+TEST_F(LogCutTest, NothingIsWrittenAfterTheRecord) {
+    fake::platform().console_check.returns(0);
     const auto start = letters(600);
     const vell::log_value values[] = {{.text = start.c_str()}, {.number = 0}};
+    const std::uint8_t stretches[] = {7, 0};
     struct {
         vell::log_record record;
         std::uint8_t canary[16];
     } guarded;
     for (auto &byte : guarded.canary)
         byte = 0xc5;
-    EXPECT_EQ(vell::fill_log_record(guarded.record, {102, "f", 7, "ERROR: %s", values}), 516U);
+    EXPECT_EQ(
+        vell::fill_log_record(guarded.record, {102, "", "f", 7, "ERROR: %s", stretches, values, 1}),
+        516U);
     for (const auto byte : guarded.canary)
         EXPECT_EQ(byte, 0xc5);
-    EXPECT_EQ(vell::fill_log_record(record, {102, "f", 7, "%s", values}), 516U);
-    EXPECT_EQ(record.level, 102U);
-    EXPECT_EQ(std::string(record.text), ("f(7):" + start).substr(0, 511));
+    EXPECT_EQ(guarded.record.level, 102U);
+    const auto text = ("f(7):ERROR: " + start).substr(0, 511);
+    EXPECT_EQ(std::string(guarded.record.text), text);
+    const Message cut = {.level = error, .text = text, .client_text = text};
+    EXPECT_CALLS(history_asked(error), to_history(cut));
 }
 
 } // namespace

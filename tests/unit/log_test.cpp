@@ -127,21 +127,37 @@ TEST_F(LogTest, CountsAnEmptyBodyAsThePrefixPlus5) {
     EXPECT_CALLS(logged(empty_trace), logged(empty_error));
 }
 
+// A name as long as a message may have, its neighbouring letters different.
+struct LongestName {
+    char text[256];
+};
+constexpr LongestName longest_name = [] {
+    LongestName name = {};
+    for (int i = 0; i < 255; ++i)
+        name.text[i] = static_cast<char>('a' + i % 26);
+    return name;
+}();
+
 TEST_F(LogTest, WritesFunctionAndLineAsTheyAreGiven) {
     struct Row {
-        const char *function;
-        int line;
+        vell::log_function function;
+        vell::log_line line;
         std::string prefix;
     };
+    static constexpr char format[] = "%s(%d):TRACE: x";
     const Row rows[] = {{"", 0, "(0):"},
-                        {"f", -1, "f(-1):"},
-                        {"a_long_function_name", INT_MAX, "a_long_function_name(2147483647):"},
-                        {"f", INT_MIN, "f(-2147483648):"},
-                        {"100%d%s", 10, "100%d%s(10):"}};
+                        {"f", 9, "f(9):"},
+                        {"ab", 10, "ab(10):"},
+                        {"abc", 99, "abc(99):"},
+                        {"abcd", 100, "abcd(100):"},
+                        {"abcde", 1206, "abcde(1206):"},
+                        {"a_function_name", 99999, "a_function_name(99999):"},
+                        {"100%d%s", 1000, "100%d%s(1000):"},
+                        {longest_name.text, 12345, std::string(longest_name.text) + "(12345):"}};
     for (const auto &row : rows) {
-        vell_log(log_trace, row.function, row.line, "%s(%d):TRACE: x");
+        vell_log(log_trace, row.function, row.line, format);
         EXPECT_CALLS(logged({.level = trace,
-                             .format = "%s(%d):TRACE: x",
+                             .format = format,
                              .text = row.prefix + "TRACE: x",
                              .client_text = row.prefix + "x"}));
     }
