@@ -44,13 +44,31 @@ inline constexpr service_request overlay_route_update = {sap_notifications, 7581
 
 } // namespace request
 
+inline constexpr std::uint32_t service_node = 0xfe000000;
+inline constexpr std::uint32_t no_send_flags = 0;
+inline constexpr std::int32_t send_failed = -1;
+
+// Both are part of every sender, so that a request costs what kyt_send does and hardly more.
+
 // Sends `length` bytes of payload from `queue`. When it returns true, `reference` holds a message
 // reference that somebody must release: the caller of the library, or the sender with kyt_drop.
-bool send_request(const service_request &request, std::uint32_t queue, const void *payload,
-                  std::uint32_t length, kyt_msg_ref *reference);
+[[gnu::always_inline]] inline bool send_request(const service_request &request, std::uint32_t queue,
+                                                const void *payload, std::uint32_t length,
+                                                kyt_msg_ref *reference) {
+    const std::uint32_t options[KYT_SEND_OPTION_WORDS] = {1, request.option_word1};
+    return kyt_send(queue, service_node, request.sap, request.opcode, payload, length, reference,
+                    no_send_flags, options) != send_failed;
+}
 
 // Sends as above and releases the message reference at once.
-bool send_and_release(const service_request &request, std::uint32_t queue, const void *payload,
-                      std::uint32_t length);
+[[gnu::always_inline]] inline bool send_and_release(const service_request &request,
+                                                    std::uint32_t queue, const void *payload,
+                                                    std::uint32_t length) {
+    kyt_msg_ref reference;
+    if (!send_request(request, queue, payload, length, &reference))
+        return false;
+    kyt_drop(queue, &reference);
+    return true;
+}
 
 } // namespace vell

@@ -57,12 +57,11 @@ constexpr stats_sender v4_clear = {"vell_send_v4_mroute_clear_req", 941, 964};
 constexpr stats_sender v6_stats = {"vell_send_v6_mroute_stats_req", 885, 0};
 constexpr stats_sender v6_clear = {"vell_send_v6_mroute_clear_req", 999, 1022};
 
-bool may_send(const stats_sender &sender) {
-    if (client_acknowledged())
-        return true;
+// Returns the refusal's result.
+int refuse(const stats_sender &sender) {
     vell_log(log_error, sender.function, sender.not_registered_line,
              "%s(%d):ERROR: Client not registered\n");
-    return false;
+    return 0;
 }
 
 // All senders report a failure with these words, the clear requests included.
@@ -72,22 +71,11 @@ void log_send_failure(const stats_sender &sender) {
                  "%s(%d):ERROR: Send stat req to vell failed.. \n");
 }
 
-ipv4_route_key ipv4_key(std::uint32_t table_id, std::uint32_t source, std::uint8_t source_length,
-                        std::uint32_t group, std::uint8_t group_length) {
-    ipv4_route_key key = {};
-    key.table_id = table_id;
-    key.source_length = source_length;
-    key.group_length = group_length;
-    key.source = source;
-    key.group = group;
-    return key;
-}
-
 int send_ipv6_key(const stats_sender &sender, const service_request &request,
                   std::uint32_t table_id, const void *source, std::uint8_t source_length,
                   const void *group, std::uint8_t group_length) {
-    if (!may_send(sender))
-        return 0;
+    if (!client_acknowledged())
+        return refuse(sender);
 
     ipv6_route_key key = {};
     key.table_id = table_id;
@@ -111,12 +99,16 @@ using namespace vell;
 int vell_send_v4_mroute_stats_req(std::uint32_t table_id, std::uint32_t source,
                                   std::uint8_t source_length, std::uint32_t group,
                                   std::uint8_t group_length, std::uint32_t clear_counters) {
-    if (!may_send(v4_stats))
-        return 0;
+    if (!client_acknowledged())
+        return refuse(v4_stats);
 
-    ipv4_stats_request payload = {};
-    payload.route = ipv4_key(table_id, source, source_length, group, group_length);
-    payload.clear_counters = clear_counters;
+    const ipv4_stats_request payload = {.route = {.table_id = table_id,
+                                                  .source_length = source_length,
+                                                  .group_length = group_length,
+                                                  .reserved = {},
+                                                  .source = source,
+                                                  .group = group},
+                                        .clear_counters = clear_counters};
     kyt_msg_ref reference;
     if (!send_request(request::ipv4_stats, vell_client_q, &payload, sizeof(payload), &reference)) {
         log_send_failure(v4_stats);
@@ -132,10 +124,15 @@ int vell_send_v4_mroute_stats_req(std::uint32_t table_id, std::uint32_t source,
 int vell_send_v4_mroute_clear_req(std::uint32_t table_id, std::uint32_t source,
                                   std::uint8_t source_length, std::uint32_t group,
                                   std::uint8_t group_length) {
-    if (!may_send(v4_clear))
-        return 0;
+    if (!client_acknowledged())
+        return refuse(v4_clear);
 
-    const ipv4_route_key payload = ipv4_key(table_id, source, source_length, group, group_length);
+    const ipv4_route_key payload = {.table_id = table_id,
+                                    .source_length = source_length,
+                                    .group_length = group_length,
+                                    .reserved = {},
+                                    .source = source,
+                                    .group = group};
     if (!send_and_release(request::ipv4_stats_clear, vell_client_q, &payload, sizeof(payload))) {
         log_send_failure(v4_clear);
         return 0;
