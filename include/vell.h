@@ -2,49 +2,54 @@
  * libvell: hands multicast forwarding state to the vell service, which programs the switch's
  * hardware.
  *
- * A process opens a transport queue, registers as a client of the service with vell_register,
- * passes the service's answer to vell_register_ack, and from then on describes routes and sends
- * them. This header is the whole interface and its reference. It needs nothing but <stdint.h>, and
- * compiles as C99 and as C++.
+ * A process opens a transport queue, registers as a client of the service with vell_register and
+ * passes the service's answer to vell_register_ack. From then on it describes routes and sends
+ * them. This header is the whole interface and its reference. It needs only <stdint.h>, and
+ * compiles as C99 and as C++, for 32 bits.
  *
  * CONVENTIONS
  *
  * Results: a function that sends or registers returns 1 when it did and 0 when it did not; there
  * are no error codes. 0 from a send leaves the client registered. The three functions that compute
  * a flood set's delta without sending it return 0 when they did, and otherwise the status of the
- * platform's function that failed. What a failure logs is said with each function; where nothing is
- * said, nothing is logged.
+ * platform function that failed. Each function's comment says what a failure logs; where it says
+ * nothing, nothing is logged.
  *
- * Threads: the library starts none and locks nothing. Its state, this header's exported variables
- * included, is the process's; call it from one thread at a time. Every function runs to its end in
- * the caller's thread, and sends at once: there is no queue inside, no retry and no timer.
+ * Threads: the library starts none and locks nothing. Its state, including the variables that this
+ * header exports, belongs to the process; call it from one thread at a time. Every function runs to
+ * its end in the caller's thread and sends at once: there is no queue inside, no retry and no
+ * timer.
  *
  * Bytes: every multi-byte field of a record or message is in host (little-endian) byte order,
  * unless its own comment says otherwise. IPv4 addresses are carried as the caller gives them.
  *
- * Records: the records below are wire formats. They may lie at any address, odd ones included, and
- * over any buffer of bytes: their types have alignment 1 and may alias others. Bytes called
- * reserved are never written by the library and go out as they are, so clear the bytes of a record
- * before filling it, the head of its TLV array included: of a route without lists nobody else
- * writes that head.
+ * Records: the records below are wire formats. They may be at any address, odd ones included, and
+ * in any buffer of bytes: their types have alignment 1 and may alias others.
  *
- * Ownership: buffers stay the caller's. No pointer is kept after a call returns; only the append
- * position below and the last LTL requests are kept, as numbers. Nothing is allocated but where a
- * function's comment says so, with the C library's allocator; what is allocated is released before
- * the call returns, whatever comes of it, unless it is the call's result.
+ * Reserved bytes: in a record that the caller fills, the library does not write them and sends them
+ * as they are. So clear a record's bytes before filling it. Clear the head of a route's TLV array
+ * too: a route without lists is sent with the head as the caller left it. In what the library fills
+ * itself, reserved bytes are 0: vell_ltl_entry, vell_flood_result, and messages that it builds from
+ * a function's arguments.
  *
- * Checks: only what a function's comment says is checked. A null record, a list that outgrows
- * vell_mrib_buf, or a message that is shorter than its records are the caller's to avoid: they are
- * passed through unchecked on purpose.
+ * Ownership: buffers remain the caller's. The library keeps no pointer to them after a call. It
+ * keeps only the append position below, an address that it passes to the platform and does not use
+ * itself, and the last LTL requests. It allocates memory only where a function's comment says so,
+ * with the C library's allocator. It releases that memory before the call returns, whether or not
+ * the call succeeds, unless the memory is the call's result.
  *
- * Registered: "needs an acknowledged client" means that a client id (from vell_register_ack) and a
- * queue handle (from vell_register or vell_register_kyt_q) are held; without both the function
- * sends nothing and returns 0.
+ * Checks: only what a function's comment names is checked. The caller must avoid a null record, a
+ * list that outgrows vell_mrib_buf, and a message that is shorter than its records: the library
+ * does not check for them, on purpose.
  *
- * The LTL manager's answers: requests to the LTL manager are answered later, on the queue that they
- * left from. The library neither waits for an answer nor keeps what was asked. The caller receives
- * the message with the platform's calls, finds out which request it answers, and hands it to the
- * function that reads such answers:
+ * Registered: the library's queue is the queue handle from vell_register or vell_register_kyt_q.
+ * "Needs an acknowledged client" means that the library has a queue and a client id, which comes
+ * from vell_register_ack. Without both the function sends nothing and returns 0.
+ *
+ * The LTL manager's answers: the library does not wait for an answer to a request to the LTL
+ * manager, and does not match answers to requests. The caller receives the answer with the
+ * platform's calls, finds out which request it answers, and passes it to the function that reads
+ * it:
  *
  *     request                             read with
  *     vell_send_l2_mc_update_flood_ltl    vell_handle_l2_mc_update_flood_ltl_resp
@@ -52,24 +57,34 @@
  *     vell_nerb_l2_ltl_modify             vell_nerb_handle_l2_response
  *     vell_nerb_l2_ltl_dealloc            vell_nerb_handle_l2_response
  *
- * How an answer is told from other messages, and where it has its request's cookie or context, is
- * the manager's business. The reading functions look at neither: they take an answer to another
- * request that is read the same way, or one that has come before, as readily. 0 from
- * vell_nerb_handle_l2_response or vell_nerb_handle_l2_alloc_response does not tell a refusal from a
- * message that is no such answer; what it logs does. That a request was sent means that the
- * manager's client library took it, and no more. One that no answer came to may have been carried
- * out all the same, or may be yet; the library sends nothing again. Of the switch on the desk,
- * nerb_desk.h says what its manager answers.
+ * Which requests are answered, on which queue, how an answer is recognised, and where it carries
+ * the request's cookie or context: all this is the manager's business. The simulator answers on the
+ * queue that the request was sent from, and answers every well-formed request unless it is started
+ * to misbehave. Its own header nerb_desk.h, which is installed with the simulator only, describes
+ * the answers.
  *
- * Log: messages, errors and traces, go to the platform's event history, its debug console and the
- * log of the client's uuid. Each starts with the function's name and, in brackets, a number that
- * identifies the message and is the same in every release; it is given below with what logs it.
- * "ERROR: " or "TRACE: " follows, but for traces in the client's log.
+ * The reading functions do not look at cookie or context. They also accept an answer to another
+ * request that is read with the same function, and an answer that has already been read. When
+ * vell_nerb_handle_l2_response or vell_nerb_handle_l2_alloc_response returns 0, only its log
+ * message shows whether the manager refused the request or the message could not be read as such an
+ * answer. A request that was sent is one that the manager's client library accepted, and no more.
+ * Without an answer, the manager may have carried it out all the same, or may do so later; the
+ * library does not send it again.
+ *
+ * Log: messages are errors and traces. Each one is written to the log of the client's uuid, and to
+ * the platform's event history and debug console when those accept its level. A message starts with
+ * the function's name and, in brackets, a number that identifies the message and is the same in
+ * every release; the comments below give this number. "ERROR: " or "TRACE: " follows, except for
+ * traces in the client's log.
  */
 #ifndef VELL_H
 #define VELL_H
 
 #include <stdint.h>
+
+#if __SIZEOF_POINTER__ != 4
+#error "libvell is a 32-bit library: compile with -m32"
+#endif
 
 #define VELL_API __attribute__((visibility("default")))
 #define VELL_RECORD __attribute__((packed, may_alias))
@@ -78,55 +93,55 @@
 extern "C" {
 #endif
 
-/* The transport's message reference, declared in full by the transport's own header, kyt.h. */
+/* The transport's message reference. The transport's own header, kyt.h, declares it in full. */
 struct kyt_msg_ref;
 
 /* -------------------------------------------------------------------------------------------------
  * Registration
  * ---------------------------------------------------------------------------------------------- */
 
-/* The longest name of a shared memory segment, its terminating NUL not counted. */
+/* The longest name of a shared memory segment, without its terminating NUL. */
 #define VELL_SHM_NAME_MAX 239
 
 /*
  * vell_register sends the register request from `queue`, for the client with `uuid`. `shm_name` is
  * the name of the client's shared memory segment, NUL-terminated, at most VELL_SHM_NAME_MAX bytes;
  * the library only passes it on. For the uuids 286 and 592 the name is not read and may be null;
- * for every other it must not be null.
+ * for every other uuid it must not be null.
  *
- * Returns 1 when the request was sent: queue and uuid are held from then on, and the client id
- * comes with the answer. Returns 0, and changes nothing, when a client id or a queue is held
- * already (trace 93; a queue given with vell_register_kyt_q counts), when the name is too long
- * (error 106), or when the send failed (error 135). What it logs is kept under the uuid that was
- * held before the call, 384 when there was none.
+ * Returns 1 when the request was sent: the library then has the queue and the uuid, and the client
+ * id comes with the answer. Returns 0, and changes nothing, when the library already has a client
+ * id or a queue (trace 93; a queue from vell_register_kyt_q counts), when the name is too long
+ * (error 106), or when the send failed (error 135). What it logs goes to the log of the uuid before
+ * the call, or of 384 when there was none.
  */
 VELL_API uint32_t vell_register(uint32_t queue, uint32_t uuid, const char *shm_name);
 
 /*
  * vell_register_ack reads the service's answer to the registration. `message` is the transport's
- * handle of the received message; it stays the caller's.
+ * handle of the received message; it remains the caller's.
  *
- * Returns 1 when the service accepted and gave a client id other than 0, which is held from then
- * on. An accepted id of 0 is stored too, and returns 0 with no log. When the service refused, or
- * the message has no payload, it logs trace 180, sets the client id to 0, keeps queue and uuid, and
- * returns 0. To register anew after a refusal, an id of 0, or when no answer came, give the queue
- * back first, with vell_register_kyt_q(0): vell_deregister does nothing for a client that has no
- * id.
+ * Returns 1 when the service accepted the registration and assigned a client id other than 0; the
+ * library stores the id. An accepted id of 0 is stored too, but returns 0 without a log message.
+ * When the service refused, or the message has no payload, the function logs trace 180, sets the
+ * client id to 0, keeps queue and uuid, and returns 0. To register again after a refusal, an id of
+ * 0, or a missing answer, first take the queue back with vell_register_kyt_q(0): vell_deregister
+ * does nothing for a client without an id.
  */
 VELL_API uint32_t vell_register_ack(void *message);
 
 /*
- * vell_deregister ends the registration: it tells the service and forgets client id, queue and
+ * vell_deregister ends the registration: it notifies the service and clears client id, queue and
  * uuid.
  *
- * Needs an acknowledged client. Returns 1 when deregistered. Returns 0 when not, and when the send
- * failed, in which case the client stays registered. Logs nothing.
+ * Needs an acknowledged client. Returns 1 when deregistered. Returns 0 without an acknowledged
+ * client, and when the send failed; the client then remains registered. Logs nothing.
  */
 VELL_API uint32_t vell_deregister(void);
 
 /*
  * vell_register_kyt_q gives the library a queue handle without registering. 0 takes it back.
- * Nothing is checked or logged. While a queue is held, vell_register refuses.
+ * Nothing is checked or logged. While the library has a queue, vell_register refuses.
  */
 VELL_API void vell_register_kyt_q(uint32_t queue);
 
@@ -135,9 +150,9 @@ VELL_API void vell_register_kyt_q(uint32_t queue);
  * ---------------------------------------------------------------------------------------------- */
 
 /*
- * A multicast route as it goes on the wire: this head of 40 bytes, and directly behind it an
- * aligned TLV array that holds the route's lists. What the opcodes, the flags and the epoch mean is
- * the service's business.
+ * A multicast route as it is sent: this head of 40 bytes, directly followed by an aligned TLV array
+ * that holds the route's lists. The service defines what opcodes, flags and epoch mean. The two
+ * lengths are prefix lengths.
  *
  *       0               1               2               3
  *      +---------------+---------------+---------------+---------------+
@@ -171,9 +186,9 @@ typedef struct VELL_RECORD vell_mrib_route {
 } vell_mrib_route;
 
 /*
- * The named flags: FLAG(bit, setter, tester) and SET_ONLY(bit, setter). Bit 12 goes by two names,
- * bit 23 is tested by another name than it is set by, bit 25 has no tester, and bits 14 and 26 to
- * 63 have no name.
+ * The named flags: FLAG(bit, setter, tester) and SET_ONLY(bit, setter). Bit 12 has two names. Bit
+ * 23 has one name for its setter and another for its tester. Bit 25 has no tester. Bits 14 and 26
+ * to 63 have no name.
  */
 #define VELL_MRIB_FLAG_TABLE(FLAG, SET_ONLY)                                                       \
     FLAG(0, direct, direct)                                                                        \
@@ -203,8 +218,8 @@ typedef struct VELL_RECORD vell_mrib_route {
     FLAG(24, dux_l3src_behind_peer, dux_l3src_behind_peer)                                         \
     SET_ONLY(25, dux_forward_none)
 
-/* The flags' masks in vell_mrib_route.flags, by the setters' names: vell_mrib_flag_direct = 0x1 and
- * so on. */
+/* The flags' masks in vell_mrib_route.flags, named after the setters: vell_mrib_flag_direct = 0x1
+ * and so on. */
 #define VELL_MRIB_SETTER_MASK(bit, setter) vell_mrib_flag_##setter = 1 << bit,
 #define VELL_MRIB_FLAG_MASK(bit, setter, tester) vell_mrib_flag_##setter = 1 << bit,
 enum vell_mrib_flag { VELL_MRIB_FLAG_TABLE(VELL_MRIB_FLAG_MASK, VELL_MRIB_SETTER_MASK) };
@@ -212,7 +227,7 @@ enum vell_mrib_flag { VELL_MRIB_FLAG_TABLE(VELL_MRIB_FLAG_MASK, VELL_MRIB_SETTER
 #undef VELL_MRIB_SETTER_MASK
 
 /*
- * vell_mrib_set_flags_<name>(route) sets the flag and leaves the others as they are.
+ * vell_mrib_set_flags_<name>(route) sets the flag and does not change the others.
  * vell_mrib_is_flags_<name>(route) returns 1 when the flag is set and 0 when it is not.
  */
 #define VELL_MRIB_FLAG_SETTER(bit, setter)                                                         \
@@ -224,32 +239,32 @@ VELL_MRIB_FLAG_TABLE(VELL_MRIB_FLAG_ACCESSORS, VELL_MRIB_FLAG_SETTER)
 #undef VELL_MRIB_FLAG_ACCESSORS
 #undef VELL_MRIB_FLAG_SETTER
 
-/* vell_mrib_set_flags replaces the whole flag word, unnamed bits included. */
+/* vell_mrib_set_flags replaces the whole flag word, including the bits without a name. */
 VELL_API void vell_mrib_set_flags(vell_mrib_route *route, uint64_t flags);
 
 /* vell_mrib_set_flag_init clears the whole flag word. */
 VELL_API void vell_mrib_set_flag_init(vell_mrib_route *route);
 
-/* vell_mrib_set_opcode stores the operation on this route: the low byte of `opcode`. */
+/* vell_mrib_set_opcode stores the operation on this route, the low byte of `opcode`. */
 VELL_API void vell_mrib_set_opcode(vell_mrib_route *route, uint32_t opcode);
 
-/* vell_mrib_set_source stores the IPv4 source address and its mask length. Neither is checked or
+/* vell_mrib_set_source stores the IPv4 source address and its prefix length. Neither is checked or
  * masked. */
 VELL_API void vell_mrib_set_source(vell_mrib_route *route, uint32_t address, uint8_t mask_length);
 
-/* vell_mrib_set_group stores the IPv4 group address and its mask length. Neither is checked or
+/* vell_mrib_set_group stores the IPv4 group address and its prefix length. Neither is checked or
  * masked. */
 VELL_API void vell_mrib_set_group(vell_mrib_route *route, uint32_t address, uint8_t mask_length);
 
 /* vell_mrib_set_epoch stores the route's epoch. */
 VELL_API void vell_mrib_set_epoch(vell_mrib_route *route, uint32_t epoch);
 
-/* vell_mrib_set_rpfif stores the interface index of the RPF interface; vell_mrib_get_rpfif returns
+/* vell_mrib_set_rpfif stores the interface index of the RPF interface. vell_mrib_get_rpfif returns
  * it. */
 VELL_API void vell_mrib_set_rpfif(vell_mrib_route *route, uint32_t if_index);
 VELL_API uint32_t vell_mrib_get_rpfif(const vell_mrib_route *route);
 
-/* vell_mrib_set_df_ordinal stores the designated forwarder's ordinal: the low byte of `ordinal`. */
+/* vell_mrib_set_df_ordinal stores the designated forwarder's ordinal, the low byte of `ordinal`. */
 VELL_API void vell_mrib_set_df_ordinal(vell_mrib_route *route, uint32_t ordinal);
 
 /* vell_mrib_set_table_id stores the id of the route table. */
@@ -258,20 +273,23 @@ VELL_API void vell_mrib_set_table_id(vell_mrib_route *route, uint32_t table_id);
 /* -------------------------------------------------------------------------------------------------
  * Lists of a route: outgoing interfaces (OIFs), MTI encapsulations, GLT encapsulations
  *
- * A list is opened with its begin function, filled entry by entry, and closed with its end
+ * Open a list with its begin function, add its entries one by one, and close it with its end
  * function, which appends it to the route's TLV array. All three lists are built at the start of
- * vell_mrib_buf: have one open at a time, the others before or after it, in any order. Opening a
- * list drops what another open list holds.
+ * vell_mrib_buf, so only one can be open at a time; their order does not matter. Opening a list
+ * discards the entries of another open list.
  *
- * The append position in the TLV array is kept in p_current_tlv_addr and current_tlv_size from one
- * list of a route to the next. The first list of another route starts that route's own array, and
- * vell_send_v4_mroute_update resets the position. Fill one route after the other, and give up a
- * half-filled message by setting both to 0. Nothing checks the room behind the route: it is the
- * caller's buffer.
+ * p_current_tlv_addr and current_tlv_size are the append position in the TLV array. Both are 0 at
+ * first, and the next list then starts a route's TLV array. The platform's TLV functions update
+ * them, and the library keeps them from list to list; vell_send_v4_mroute_update resets both to 0
+ * once it has tried to send. So fill one route after the other. Set both to 0 before every further
+ * route of the same message, and to discard a half-filled message. The simulator's TLV functions
+ * also detect by themselves that another route has begun; do not rely on this on other platforms.
+ *
+ * Nothing checks the space after the route: it is the caller's buffer.
  * ---------------------------------------------------------------------------------------------- */
 
-/* A list as it is built and as it goes on the wire: the number of entries, and the entries directly
- * behind it. */
+/* A list as it is built and as it is sent: the number of entries, directly followed by the
+ * entries. */
 typedef struct VELL_RECORD vell_mrib_list {
     uint32_t count;
 } vell_mrib_list;
@@ -286,13 +304,13 @@ typedef struct VELL_RECORD vell_oif_entry {
     uint32_t kind;
 } vell_oif_entry;
 
-/* An MTI encapsulation: four words whose meaning is the service's. */
+/* An MTI encapsulation: four words. The service defines their meaning. */
 typedef struct VELL_RECORD vell_mti_entry {
     uint32_t words[4];
 } vell_mti_entry;
 
-/* A GLT encapsulation. What the words mean is the service's; `data_length` says how many bytes of
- * `data` count. */
+/* A GLT encapsulation. The service defines the meaning of the words; `data_length` says how many
+ * bytes of `data` are used. */
 #define VELL_GLT_DATA_MAX 36
 typedef struct VELL_RECORD vell_glt_entry {
     uint32_t words[4];
@@ -317,60 +335,61 @@ enum vell_oif_kind { VELL_OIF_KIND_TABLE(VELL_OIF_KIND_VALUE) };
 #define VELL_MRIB_BUF_SIZE 120832
 VELL_API extern uint8_t vell_mrib_buf[VELL_MRIB_BUF_SIZE];
 
-/* The list being built, or null when the list is closed. Setting one to null closes that list and
- * appends nothing. */
+/* The list being built, or null when the list is closed. To close a list without appending it, set
+ * its variable to null. */
 VELL_API extern vell_oif_list *vell_oifs;
 VELL_API extern vell_mti_list *mti_oifs;
 VELL_API extern vell_glt_list *glt_oifs;
 
-/* Where the TLV array's next TLV goes, as an address, and the array's size so far. Both 0: the next
- * list starts one. */
+/* The append position: where the next TLV goes, an address, and the size of the TLV array so far.
+ * Both 0: the next list starts a TLV array. */
 VELL_API extern uint32_t p_current_tlv_addr;
 VELL_API extern uint32_t current_tlv_size;
 
-/* vell_mrib_add_..._begin opens the list, empty. */
+/* vell_mrib_add_..._begin opens the list without entries. */
 VELL_API void vell_mrib_add_oifs_begin(void);
 VELL_API void vell_mrib_add_mti_encap_begin(void);
 VELL_API void vell_mrib_add_glt_encap_begin(void);
 
 /*
  * vell_mrib_add_<kind>_oif adds an outgoing interface of that kind: vell_mrib_add_reg_oif,
- * vell_mrib_add_vprime_oif and so on. Ignored while the OIF list is closed. The buffer's end is not
- * checked, here as in the other add functions: vell_mrib_buf has room for 15103 OIFs, 7551 MTI or
- * 2013 GLT encapsulations, and a TLV for 8191, 4095 or 1092.
+ * vell_mrib_add_vprime_oif and so on. Does nothing while the OIF list is closed. No add function
+ * checks for the end of the buffer: vell_mrib_buf has room for 15103 OIFs, 7551 MTI encapsulations
+ * or 2013 GLT encapsulations, and a TLV for 8191, 4095 or 1092.
  */
 #define VELL_OIF_KIND_ADDER(value, name)                                                           \
     VELL_API void vell_mrib_add_##name##_oif(uint32_t if_index);
 VELL_OIF_KIND_TABLE(VELL_OIF_KIND_ADDER)
 #undef VELL_OIF_KIND_ADDER
 
-/* vell_mrib_add_mti_encap adds an MTI encapsulation. Ignored while the MTI list is closed. */
+/* vell_mrib_add_mti_encap adds an MTI encapsulation. Does nothing while the MTI list is closed. */
 VELL_API void vell_mrib_add_mti_encap(uint32_t word0, uint32_t word1, uint32_t word2,
                                       uint32_t word3);
 
 /*
- * vell_mrib_add_glt_encap adds a GLT encapsulation. Ignored while the GLT list is closed.
- * `data_length` bytes are copied from `data`, which may be null when there are none; keep them at
- * VELL_GLT_DATA_MAX or below. More are copied all the same, over the entry's last two words and
- * whatever follows. Bytes of the data field that are not given keep what the buffer held.
+ * vell_mrib_add_glt_encap adds a GLT encapsulation. Does nothing while the GLT list is closed.
+ * Copies `data_length` bytes from `data`, which may be null when the length is 0. The length must
+ * not exceed VELL_GLT_DATA_MAX. This is not checked: a longer copy overwrites the entry's last two
+ * words and what follows. The rest of the data field keeps what the buffer had there.
  */
 VELL_API void vell_mrib_add_glt_encap(uint32_t word0, uint32_t word1, uint32_t word2,
                                       uint32_t word3, const void *data, uint32_t data_length,
                                       uint32_t last_word);
 
 /*
- * vell_mrib_add_..._end appends the list to the route's TLV array as one TLV and closes it. The
- * TLV's length keeps its low 16 bits only. When the list is closed, nothing happens; when it is
- * empty, nothing is appended and it stays open. That the TLV array refused the TLV is not reported.
+ * vell_mrib_add_..._end appends the list to the route's TLV array as one TLV and closes it. Of the
+ * TLV's length only the low 16 bits are sent. Does nothing when the list is closed. An empty list
+ * is not appended and remains open. When the platform's TLV function refuses the TLV, this is not
+ * reported, and the list is closed all the same.
  */
 VELL_API void vell_mrib_add_oifs_end(vell_mrib_route *route);
 VELL_API void vell_mrib_add_mti_encap_end(vell_mrib_route *route);
 VELL_API void vell_mrib_add_glt_encap_end(vell_mrib_route *route);
 
 /*
- * vell_mrib_test_add_... appends a whole list of `count` entries in one call. It is built in
- * vell_mrib_buf, over whatever list is open there, and no list is opened or closed. With a null
- * array or a count of 0, nothing happens.
+ * vell_mrib_test_add_... appends a whole list of `count` entries in one call. The list is built in
+ * vell_mrib_buf and overwrites an open list there; no list is opened or closed. Does nothing when
+ * the array is null or the count is 0.
  */
 VELL_API void vell_mrib_test_add_oiflist(vell_mrib_route *route, const vell_oif_entry *entries,
                                          uint32_t count);
@@ -379,15 +398,15 @@ VELL_API void vell_mrib_test_add_mti_oif(vell_mrib_route *route, const vell_mti_
 VELL_API void vell_mrib_test_add_glt_oif(vell_mrib_route *route, const vell_glt_entry *entries,
                                          uint32_t count);
 
-/* vell_mrib_get_route_size returns the bytes of a filled route, head and TLV array: the next one
- * follows directly. */
+/* vell_mrib_get_route_size returns the size of a filled route in bytes, head and TLV array. The
+ * next route of the message starts that many bytes further on. */
 VELL_API uint32_t vell_mrib_get_route_size(const vell_mrib_route *route);
 
 /*
- * vell_mrib_get_max_route_size returns 8 n_oif + 16 n_mti + 60 n_glt + 56, modulo 2^32, to size a
- * message buffer by before a route is filled. It has room for the head of one TLV. Where TLV heads
- * take 4 bytes it is 4 bytes short for a route with two lists and 12 bytes short for one with
- * three: add that much.
+ * vell_mrib_get_max_route_size returns 8 n_oif + 16 n_mti + 60 n_glt + 56, modulo 2^32: how many
+ * bytes to reserve for a route before it is filled. This has room for the head of one TLV. On a
+ * platform whose TLV heads take 4 bytes, as the simulator's do, it is 4 bytes short for a route
+ * with two lists and 12 bytes short for one with three: add that many.
  */
 VELL_API uint32_t vell_mrib_get_max_route_size(uint32_t n_oif, uint32_t n_mti, uint32_t n_glt);
 
@@ -395,7 +414,7 @@ VELL_API uint32_t vell_mrib_get_max_route_size(uint32_t n_oif, uint32_t n_mti, u
  * Route messages
  * ---------------------------------------------------------------------------------------------- */
 
-/* The head of a route message; `route_count` route records follow it back to back. */
+/* The head of a route message. `route_count` route records follow it back to back. */
 typedef struct VELL_RECORD vell_mrib_message {
     uint8_t client_id;
     uint8_t reserved1;
@@ -406,29 +425,28 @@ typedef struct VELL_RECORD vell_mrib_message {
 
 /*
  * vell_send_v4_mroute_update sends a message of `length` bytes, head and route records, that the
- * caller has built. The library writes the client id, `route_count` and `marker` into its head and
- * looks at nothing else. `reference` receives the transport's message reference; after a success it
- * is the caller's, to release with kyt_drop on the queue that was registered. After a failure there
- * is nothing to release.
+ * caller has built. The library writes the client id, `route_count` and `marker` into the head and
+ * does not look at the rest. `reference` receives the transport's message reference. After a
+ * success the caller must release it with kyt_drop on the library's queue; after a failure there is
+ * nothing to release.
  *
- * Needs an acknowledged client. Returns 1 when sent, 0 when not. Once it has tried to send,
- * whatever came of it, the next list starts a fresh TLV array (p_current_tlv_addr and
- * current_tlv_size are 0). Logs nothing.
+ * Needs an acknowledged client; without one it changes nothing. Once it has tried to send,
+ * p_current_tlv_addr and current_tlv_size are 0, even when the send failed. Returns 1 when sent, 0
+ * when not. Logs nothing.
  */
 VELL_API uint32_t vell_send_v4_mroute_update(void *message, uint32_t length, uint16_t route_count,
                                              uint16_t marker, struct kyt_msg_ref *reference);
 
 /*
- * vell_send_v6_mroute_update sends the IPv6 route notice: three values whose meaning is the
- * service's.
+ * vell_send_v6_mroute_update sends the IPv6 route notice: three values. The service defines their
+ * meaning.
  *
- * Needs an acknowledged client, and logs error 700 without one. Returns 1 when sent, 0 when not; a
- * failed send logs nothing.
+ * Needs an acknowledged client, and logs error 700 without one. A failed send logs nothing. Returns
+ * 1 when sent, 0 when not.
  */
 VELL_API uint32_t vell_send_v6_mroute_update(uint32_t first, uint32_t second, uint16_t third);
 
-/* The dux forwarding roles: ROLE(value, name). Each is told to the service by the route flag
- * dux_<name>. */
+/* The dux forwarding roles: ROLE(value, name). Each is sent as the route flag dux_<name>. */
 #define VELL_DUX_ROLE_TABLE(ROLE)                                                                  \
     ROLE(1, forward_all)                                                                           \
     ROLE(2, forward_even)                                                                          \
@@ -441,27 +459,28 @@ enum vell_dux_role { VELL_DUX_ROLE_TABLE(VELL_DUX_ROLE_VALUE) };
 
 /*
  * vell_mrib_send_dux_role_update sends a route message that carries the dux role, one of enum
- * vell_dux_role. Any other value is sent as no role at all, with no flag set.
+ * vell_dux_role. Any other value is sent as no role, without a flag. It does not change
+ * p_current_tlv_addr and current_tlv_size.
  *
- * Needs an acknowledged client. Returns 1 when sent, 0 when not. Logs nothing, and leaves the TLV
- * append position alone.
+ * Needs an acknowledged client. Returns 1 when sent, 0 when not. Logs nothing.
  */
 VELL_API uint32_t vell_mrib_send_dux_role_update(uint32_t role);
 
-/* vell_mrib_send_dux_role_<name>() is vell_mrib_send_dux_role_update with the role of that name. */
+/* vell_mrib_send_dux_role_<name>() calls vell_mrib_send_dux_role_update with the role of that name
+ * and returns its result. */
 #define VELL_DUX_ROLE_SENDER(value, name) VELL_API uint32_t vell_mrib_send_dux_role_##name(void);
 VELL_DUX_ROLE_TABLE(VELL_DUX_ROLE_SENDER)
 #undef VELL_DUX_ROLE_SENDER
 
 /*
- * vell_mrib_get_mroute_tlv_info reads the entry counts of a filled route's lists back. A list that
- * the route does not have counts 0; of two lists of a kind the last one counts.
+ * vell_mrib_get_mroute_tlv_info reads back how many entries each list of a filled route has: 0 for
+ * a list that the route does not have. When two lists have the same type, the last one counts.
  *
- * Returns the number of TLVs in the route's array. A TLV of another type than the three lists' ends
- * the reading and its type is returned; when the TLV array cannot be read on, its status is
- * returned; the counts read until then stand. The result alone does not tell these three apart. An
- * array that claims more than 255 TLVs is read until it cannot be read on. With a null route it
- * returns 0 and leaves the counts alone.
+ * Returns the number of TLVs in the route's array. At a TLV whose type is not that of a list, it
+ * stops and returns that type. When the platform's TLV function fails, it stops and returns that
+ * function's status. Counts read before it stopped remain. The result alone does not show which of
+ * the three it is. An array that claims more than 255 TLVs is read until the function stops. With a
+ * null route it returns 0 and does not write the counts.
  */
 VELL_API uint32_t vell_mrib_get_mroute_tlv_info(const vell_mrib_route *route, uint32_t *n_oif,
                                                 uint32_t *n_mti, uint32_t *n_glt);
@@ -469,19 +488,19 @@ VELL_API uint32_t vell_mrib_get_mroute_tlv_info(const vell_mrib_route *route, ui
 /* -------------------------------------------------------------------------------------------------
  * Route statistics
  *
- * A route is named by table id, source and group, each address with its mask length in bits.
- * Nothing of it is checked or masked. The answer of the service does not pass through this library:
- * the caller receives it on its queue, and its form is between the caller and the service.
+ * A route is identified by table id, source and group; each address has a prefix length in bits.
+ * None of these is checked or masked. The service's answer does not pass through this library: how
+ * it reaches the caller, and its format, are the service's business. On the simulator it comes on
+ * the queue that the request was sent from.
  *
- * Each needs an acknowledged client, and logs "Client not registered" without one. Each returns 1
- * when the transport took the request and 0 when not.
+ * Each function needs an acknowledged client, and logs "Client not registered" without one. Each
+ * returns 1 when the transport accepted the request and 0 when not.
  * ---------------------------------------------------------------------------------------------- */
 
 /*
- * vell_send_v4_mroute_stats_req asks for the counters of an IPv4 route and, when `clear_counters`
- * is not 0, to clear them; the service gets the value as it is. Logs error 823 without a client,
- * error 847 when the send failed, and trace 851 when counters are to be cleared and the request
- * went out.
+ * vell_send_v4_mroute_stats_req requests the counters of an IPv4 route and, when `clear_counters`
+ * is not 0, asks to clear them; the value is sent as it is. Logs error 823 without a client, error
+ * 847 when the send failed, and trace 851 when `clear_counters` is not 0 and the request was sent.
  */
 VELL_API int vell_send_v4_mroute_stats_req(uint32_t table_id, uint32_t source,
                                            uint8_t source_length, uint32_t group,
@@ -489,15 +508,15 @@ VELL_API int vell_send_v4_mroute_stats_req(uint32_t table_id, uint32_t source,
 
 /*
  * vell_send_v4_mroute_clear_req asks to clear the counters of an IPv4 route. Logs error 941 without
- * a client, and error 964, which speaks of a "stat req", when the send failed.
+ * a client, and error 964, whose text says "stat req", when the send failed.
  */
 VELL_API int vell_send_v4_mroute_clear_req(uint32_t table_id, uint32_t source,
                                            uint8_t source_length, uint32_t group,
                                            uint8_t group_length);
 
 /*
- * vell_send_v6_mroute_stats_req asks for the counters of an IPv6 route. `source` and `group` are
- * addresses of 16 bytes in network order, anywhere in memory, and are only read. Logs error 885
+ * vell_send_v6_mroute_stats_req requests the counters of an IPv6 route. `source` and `group` point
+ * to addresses of 16 bytes in network order, at any alignment, which are only read. Logs error 885
  * without a client; a failed send logs nothing.
  */
 VELL_API int vell_send_v6_mroute_stats_req(uint32_t table_id, const void *source,
@@ -505,8 +524,9 @@ VELL_API int vell_send_v6_mroute_stats_req(uint32_t table_id, const void *source
                                            uint8_t group_length);
 
 /*
- * vell_send_v6_mroute_clear_req asks to clear the counters of an IPv6 route, given as above. Logs
- * error 999 without a client, and error 1022, which speaks of a "stat req", when the send failed.
+ * vell_send_v6_mroute_clear_req asks to clear the counters of an IPv6 route, with arguments as
+ * above. Logs error 999 without a client, and error 1022, whose text says "stat req", when the send
+ * failed.
  */
 VELL_API int vell_send_v6_mroute_clear_req(uint32_t table_id, const void *source,
                                            uint8_t source_length, const void *group,
@@ -515,42 +535,43 @@ VELL_API int vell_send_v6_mroute_clear_req(uint32_t table_id, const void *source
 /* -------------------------------------------------------------------------------------------------
  * IGMP snooping and layer-2 multicast
  *
- * A snooping client registers, and from then on sends its changes in layer-2 messages: records of
- * type 21 for what came and of type 22 for what went. Where a batch of changes takes several
- * messages, the first one's flags ask for a begin marker and the last one's for an end marker; of a
- * single message's, for both. Markers without a message are sent with
- * vell_send_igmp_oob_notification. When all that the client knew at its start is handed over, it
- * tells so with vell_send_igmp_download_complete. examples/snooping_client.c does all of it.
+ * A snooping client registers, and from then on sends its changes in layer-2 messages: a record of
+ * type 21 adds an MBD entry, one of type 22 deletes it. For a batch of several messages, the flags
+ * of the first message ask for a begin marker and those of the last one for an end marker; a single
+ * message asks for both. A client that does not know yet which message is the last one sends
+ * markers of its own with vell_send_igmp_oob_notification. When it has sent all that it knew at its
+ * start, it reports this with vell_send_igmp_download_complete. examples/snooping_client.c does all
+ * of this.
  * ---------------------------------------------------------------------------------------------- */
 
 /*
  * vell_send_igmp_oob_notification sends an out-of-band marker: 1 begins a batch of layer-2 updates,
- * 2 ends it. Any other value is sent as well.
+ * 2 ends it. Any other value is sent too.
  *
- * Needs a queue, not an id: it goes out while the registration is not yet acknowledged, too.
- * Returns 1 when sent. Returns 0 without a queue (error 596) and when the send failed (error 609).
+ * Needs a queue, but no client id: it is also sent before the registration is acknowledged. Returns
+ * 1 when sent. Returns 0 without a queue (error 596) and when the send failed (error 609).
  */
 VELL_API int vell_send_igmp_oob_notification(uint32_t marker);
 
 /*
- * vell_send_igmp_download_complete tells the service that the client has handed over all it had.
+ * vell_send_igmp_download_complete notifies the service that the client's download is complete.
  *
- * Needs an acknowledged client, and logs error 548 without one. Returns 1 when sent, 0 when not; a
- * failed send logs nothing.
+ * Needs an acknowledged client, and logs error 548 without one. A failed send logs nothing. Returns
+ * 1 when sent, 0 when not.
  */
 VELL_API int vell_send_igmp_download_complete(void);
 
-/* vell_send_igmp_snoop_update does nothing and returns 1. It is kept for clients that call it. */
+/* vell_send_igmp_snoop_update does nothing. It is kept for clients that call it. Returns 1. */
 VELL_API int vell_send_igmp_snoop_update(void);
 
 /*
  * A layer-2 message is this header and `count` records back to back, built by the caller in host
- * byte order. The library converts it to network order where it lies: every field below of 16 or 32
- * bits, except the records' lengths.
+ * byte order. The library converts it to network order in place: every field of 16 or 32 bits,
+ * except the records' lengths and what the comments below exclude.
  */
 typedef struct VELL_RECORD vell_l2_message {
-    uint8_t client_id; /* written by the library: 0 while there is none */
-    uint8_t reserved;  /* the caller's, as it is */
+    uint8_t client_id; /* written by the library: 0 while it has none */
+    uint8_t reserved;  /* the caller's, sent as it is */
     uint16_t count;    /* written by the library: the caller's argument */
     uint16_t value;    /* written by the library: the caller's argument */
     uint16_t flags;    /* the caller's, of enum vell_l2_flag */
@@ -561,17 +582,23 @@ enum vell_l2_flag {
     vell_l2_end_marker = 0x0002    /* send out-of-band marker 2 after it, once it is sent */
 };
 
-/* What every record begins with. `type` says which of the records below it is. */
+/* Every record begins with this. `type` says which of the records below it is. */
 typedef struct VELL_RECORD vell_l2_record {
     uint8_t type;
-    uint8_t reserved[7]; /* the caller's, as they are */
+    uint8_t reserved[7]; /* the caller's, sent as they are */
     uint32_t length;     /* written by the library, in host byte order: 80 and the entries' bytes */
 } vell_l2_record;
 
-/* An address. The area holds an IPv4 address as a u32 in its first 4 bytes, a MAC address in its
- * first 6, or an IPv6 address; only the IPv4 address is converted. An unknown kind ends the
- * conversion of its record: this address, its kind included, and all that comes after it stay in
- * host order. */
+/*
+ * An address block: the address family, `kind`, and the address. The area holds an IPv4 address as
+ * a uint32 in its first 4 bytes, a MAC address in its first 6, or an IPv6 address. Only the IPv4
+ * address is converted.
+ *
+ * An unknown address family stops the conversion of its record's addresses and entries: this block,
+ * its `kind` included, a block after it, and the record's entries stay in host order. All other
+ * fields of the record are converted, the entry count among them, and its length is written as
+ * always. 0 is an unknown address family.
+ */
 enum vell_l2_address_kind {
     vell_l2_address_mac = 2,
     vell_l2_address_ipv4 = 4,
@@ -587,9 +614,9 @@ typedef struct VELL_RECORD vell_l2_pair {
     uint32_t words[2];
 } vell_l2_pair;
 
-/* An entry of 32 bytes: an outgoing interface. An unknown kind ends the conversion of its record:
- * of this entry the first four words, its kind included, are converted, and the entries after it
- * stay in host order. */
+/* An entry of 32 bytes: an outgoing interface. An unknown kind stops the conversion of its record's
+ * entries: the first four words of this entry, its kind included, are converted; its value and the
+ * entries after it stay in host order. */
 enum vell_l2_oif_kind { vell_l2_oif_plain = 0, vell_l2_oif_ipv6 = 1, vell_l2_oif_if_index = 2 };
 #define VELL_L2_OIF_SVI 0x04
 typedef struct VELL_RECORD vell_l2_oif {
@@ -597,24 +624,24 @@ typedef struct VELL_RECORD vell_l2_oif {
     uint32_t flags; /* VELL_L2_OIF_SVI: a VLAN interface */
     uint32_t words[2];
     union VELL_RECORD {
-        uint32_t if_index; /* converted, of kind vell_l2_oif_if_index alone */
-        uint8_t ipv6[16];  /* as it is */
+        uint32_t if_index; /* converted only when the kind is vell_l2_oif_if_index */
+        uint8_t ipv6[16];  /* sent as it is */
     } value;
 } vell_l2_oif;
 
 /*
- * The records, up to where their entries begin. A record's size is not that of its structure: it is
- * VELL_L2_RECORD_BYTES and its entries' bytes, and the entries begin inside the former. One of type
- * 21 with 3 entries is 80 + 3 * 32 bytes long, its entries begin at byte 78, and the 2 bytes behind
- * the last one go out as they are.
+ * The records, up to where their entries begin. A record is longer than its structure: it has
+ * VELL_L2_RECORD_BYTES and its entries' bytes, and its entries begin directly after the structure.
+ * A record of type 21 with 3 entries is 80 + 3 * 32 bytes long. Its entries begin at byte 78, and
+ * the 2 bytes after the last one are sent as they are.
  *
- * What the words, the halves and the addresses mean is the service's business. An address that
- * stands for none, such as the source of an entry for any source, is an address of a known kind
- * with an area of zeros: kind 0 is unknown.
+ * The service defines what words, halves and addresses mean, and how an MBD entry says that it is
+ * (*, G). On the simulator the source of a (*, G) entry has the group's address family and an area
+ * of zeros.
  *
- * Records of other types are not converted: such a record's length becomes that of the record
- * before it, or 0, and the next record is looked for that much further on. None of this is
- * reported.
+ * Records of other types are not converted. The library writes the length of the record before it
+ * into such a record, or 0 into the first one, and expects the next record that many bytes further
+ * on. This is not reported.
  */
 #define VELL_L2_RECORD_BYTES 80u
 
@@ -656,23 +683,27 @@ typedef struct VELL_RECORD vell_l2_mbd_record { /* types 21 and 22 */
 } vell_l2_mbd_record;
 
 /*
- * vell_send_l2_mc_update converts the message in `buffer` and sends it, `length` bytes as they are
- * then. `count` is the number of its records; `value` goes into its header and means what the
- * service takes it to mean. `length` and the records are not checked against each other. `msg_ref`
- * is the address of the caller's message reference, a kyt_msg_ref, as a number; it goes to the
- * transport as it is. After a success the reference is the caller's to release, with kyt_drop on
- * the queue that was registered.
+ * vell_send_l2_mc_update converts the message in `buffer` and sends `length` bytes of it. `count`
+ * is the number of its records. `value` is written to its header; the service defines its meaning.
+ * The library does not check `length` against the records. `msg_ref` is the address of the caller's
+ * message reference, a kyt_msg_ref, as a uint32; it is passed to the transport unchanged. After a
+ * success the caller must release the reference with kyt_drop on the library's queue; after a
+ * failure there is nothing to release.
  *
- * The header's flags ask for out-of-band markers around the message, sent as
- * vell_send_igmp_oob_notification sends them; what comes of them does not change the result. Needs
- * a queue, not an id. Returns 1 when the message was sent. Returns 0 without a queue (error 422;
- * the buffer is untouched), and when the send failed, which is not logged: a begin marker has gone
- * out, no end marker follows. Traces: the markers (436, 514), each record of type 21 or 22 (478)
- * and of type 18 (486), once it is converted, whether or not the message is sent then.
+ * The header's flags ask for out-of-band markers around the message. They are sent and logged as by
+ * vell_send_igmp_oob_notification; whether they were sent does not change the result. Traces: the
+ * begin marker (436) and the end marker (514), also when the marker's send failed, and each record
+ * of type 21 or 22 (478) and of type 18 (486), once it is converted, also when the message is not
+ * sent after that.
  *
- * A buffer is for one call. It stays converted, after a failed send too, and in network order its
- * counts are other numbers: a second call would read and write far beyond its end. Build the
- * message anew to send it again.
+ * Use a buffer for one call only, and build the message again to send it again. The buffer remains
+ * converted, also after a failed send. A second call converts fields of its records back, and takes
+ * an entry count in network order for one in host order: where a record has entries, the call may
+ * read and write beyond the end of the buffer.
+ *
+ * Needs a queue, but no client id. Returns 1 when the message was sent. Returns 0 without a queue
+ * (error 422; the buffer is not changed), and when the send failed, which is not logged: a begin
+ * marker, if the flags ask for it, comes before the failed send, but no end marker after it.
  */
 VELL_API int vell_send_l2_mc_update(uint8_t *buffer, uint32_t length, uint16_t count,
                                     uint16_t value, uint32_t msg_ref);
@@ -680,35 +711,36 @@ VELL_API int vell_send_l2_mc_update(uint8_t *buffer, uint32_t length, uint16_t c
 /* -------------------------------------------------------------------------------------------------
  * Overlay notifications
  *
- * These are sent from a queue that the caller gives, whether a client is registered or not. Each
- * returns 1 when sent and 0 when not: silently when the queue is 0 or a pointer is null, with an
- * error when the send failed.
+ * These are sent from the queue that the caller passes, whether or not a client is registered. Each
+ * function returns 1 when sent and 0 when not. It logs nothing, and writes nothing, when the queue
+ * is 0 or a pointer is null; it logs an error when the send failed.
  * ---------------------------------------------------------------------------------------------- */
 
-/* What an overlay message begins with, in host byte order. `length` is that of the whole message,
- * this head included; it is believed. What follows is between the overlay and the service. */
+/* Every overlay message begins with this, in host byte order. `length` is the length of the whole
+ * message, this head included, in bytes; it is not checked. The overlay and the service define what
+ * follows. */
 typedef struct VELL_RECORD vell_zeb_message {
     uint16_t type;
     uint16_t length;
 } vell_zeb_message;
 
 /*
- * vell_send_zeb_feature_disable tells that the overlay is disabled: as type 1 when `flag` is 0, as
- * type 3 when it is not. Logs error 323.
+ * vell_send_zeb_feature_disable notifies the service that the overlay is disabled: with type 1 when
+ * `flag` is 0, with type 3 when it is not. Logs error 323 when the send failed.
  */
 VELL_API int vell_send_zeb_feature_disable(uint32_t queue, uint32_t flag);
 
 /*
- * vell_send_zeb_vlans_disable sends a message that tells which VLANs are disabled: a
- * vell_zeb_message and what the caller has put behind it. The library writes its type, 2, into
- * `buffer`, where it stays whatever comes of the send. Logs error 370.
+ * vell_send_zeb_vlans_disable sends a message that says which VLANs are disabled: a
+ * vell_zeb_message and what the caller has put after it. The library writes the type, 2, into
+ * `buffer`; it remains there even when the send failed. Logs error 370 when the send failed.
  */
 VELL_API int vell_send_zeb_vlans_disable(uint32_t queue, void *buffer);
 
 /*
- * vell_send_zeb_route_update sends an overlay route message as it is, whatever its type. `reply`
- * receives the message reference; after a success it is the caller's, to release with kyt_drop on
- * the same queue. Logs error 281.
+ * vell_send_zeb_route_update sends an overlay route message as it is, with any type. `reply`
+ * receives the message reference. After a success the caller must release it with kyt_drop on the
+ * same queue; after a failure there is nothing to release. Logs error 281 when the send failed.
  */
 VELL_API int vell_send_zeb_route_update(uint32_t queue, const void *buffer,
                                         struct kyt_msg_ref *reply);
@@ -716,13 +748,13 @@ VELL_API int vell_send_zeb_route_update(uint32_t queue, const void *buffer,
 /* -------------------------------------------------------------------------------------------------
  * Flood sets
  *
- * The LTL manager floods a VLAN's frames to a set of outgoing interfaces. It is told what changed:
- * for each VLAN, the interfaces that were added and removed, and the line cards that the VLAN now
- * floods to. The caller describes its VLANs twice, as they were and as they are, in layer-2
- * messages of one vell_l2_vlan_record a VLAN, in host byte order. Of those the library reads the
- * records' `vlan` and `count` and the entries' VELL_L2_OIF_SVI flag and `value.if_index`, and
- * nothing else: neither the message's header nor the types of records and entries. It sorts the
- * entries of each record by interface index, where they lie.
+ * A VLAN's flood set is the set of outgoing interfaces that its frames are flooded to. The LTL
+ * manager receives what changed: for each VLAN, the interfaces that were added and removed, and the
+ * line cards that the VLAN now floods to. The caller describes its VLANs twice, as they were and as
+ * they are, in two layer-2 messages with one vell_l2_vlan_record per VLAN, in host byte order. The
+ * library reads each record's `vlan` and `count` and each entry's VELL_L2_OIF_SVI flag and
+ * `value.if_index`. It does not read the message's header and the types of records and entries. It
+ * sorts the entries of each record by interface index, in place.
  * ---------------------------------------------------------------------------------------------- */
 
 /* One change of a flood set. */
@@ -732,63 +764,67 @@ typedef struct VELL_RECORD vell_flood_update {
     uint32_t operation; /* of enum vell_flood_operation */
 } vell_flood_update;
 
-/* What changed for one VLAN: this head, and `update_count` updates directly behind it. */
+/* What changed for one VLAN: this head, directly followed by `update_count` updates. The library
+ * does not write the reserved bytes; they are 0 in the request that it sends. */
 typedef struct VELL_RECORD vell_flood_delta {
     uint32_t vlan;
-    uint8_t reserved1[8]; /* 0 */
+    uint8_t reserved1[8];
     uint32_t flc_bitmask; /* bit n: the VLAN floods to a physical Ethernet port on line card n */
-    uint8_t reserved2[4]; /* 0 */
+    uint8_t reserved2[4];
     uint32_t update_count;
 } vell_flood_delta;
 
-/* The request to the LTL manager: this head, and `vlan_count` deltas with their updates back to
- * back behind it. */
+/* The request to the LTL manager: this head, directly followed by `vlan_count` deltas with their
+ * updates, back to back. */
 typedef struct VELL_RECORD vell_flood_payload {
     uint32_t vlan_count;
 } vell_flood_payload;
 
 /*
- * vell_oif_comp compares two vell_l2_oif by their interface index, unsigned, for qsort: 1 when the
- * first is greater, -1 when it is smaller, 0 when they are equal. Logs nothing.
+ * vell_oif_comp compares two vell_l2_oif by their interface index, unsigned, for qsort. Logs
+ * nothing. Returns 1 when the first is greater, -1 when it is smaller, 0 when they are equal.
  */
 VELL_API int vell_oif_comp(const void *first, const void *second);
 
 /*
- * vell_set_flc_bitmask sets the bit of the line card that the interface is on, modulo 32, in
- * `flc_bitmask`, which may lie at any address. Other bits stay. An interface that is no physical
+ * vell_set_flc_bitmask sets the bit of the interface's line card, modulo 32, in `flc_bitmask`,
+ * which may be at any address. Other bits do not change. An interface that is not a physical
  * Ethernet port sets no bit.
  *
- * Returns 0, for such an interface too. Otherwise it returns the status of the interface library's
- * function that failed, and leaves the bitmask alone: if_index_get_type (error 1055) or
- * if_index_phy_eth_get_fields (error 1063). Needs no client.
+ * Needs no client. Returns 0, also for such an interface. Otherwise it returns the status of the
+ * platform function that failed, and does not change the bitmask: if_index_get_type (error 1055) or
+ * if_index_phy_eth_get_fields (error 1063).
  */
 VELL_API uint32_t vell_set_flc_bitmask(uint32_t *flc_bitmask, uint32_t if_index);
 
 /*
- * vell_find_oiflist_delta computes what changed for one VLAN, from its entries as they were and as
- * they are, into `delta`. It sorts both arrays and merges them: of an interface in both, nothing is
- * written; of one in the new array alone, that it was added; of one in the old array alone, that it
- * was removed. Kept and added interfaces have their line card set in the bitmask, as by
- * vell_set_flc_bitmask; the bitmask is never cleared. The updates are in ascending order of
- * interface index.
+ * vell_find_oiflist_delta computes what changed for one VLAN, from its old and its new entries, and
+ * writes it to `delta`. It sorts both arrays by interface index, unsigned, and merges them:
  *
- * An entry of the new array with the SVI flag is passed over (trace 1121), so that an SVI in both
- * arrays is reported as removed. But once the last old entry is matched or passed, the rest of the
- * new ones are added without a look at the flag; where there are no old entries at all, those from
- * the first one without the flag on. Of entries with equal indexes, each matches one; which comes
- * first is not defined.
+ *     an interface in                 is written as    its line card
+ *     both arrays (kept)              nothing          is set in the bitmask
+ *     the new array only (added)      an addition      is set in the bitmask
+ *     the old array only (removed)    a removal        is not looked up
  *
- * The room behind `delta` is the caller's to provide: for `old_count` + `new_count` updates at
- * most. Of the head only the bitmask and `update_count` are written. With both counts 0 nothing is
- * written at all (trace 1109), and 0 returned; the arrays are not looked at. An array with a count
- * of 0 may be null; no other pointer may. The C library's sort may take memory of its own, and does
- * without where there is none.
+ * A bit is set as by vell_set_flc_bitmask, and none is cleared. The updates are in ascending order
+ * of interface index. Of several entries with the same index, each matches at most one entry of the
+ * other array; which of them is not defined.
  *
- * Returns 0, having traced the bitmask (1201) and the updates (1202, and 1206 for each). When an
- * interface's line card cannot be found, it returns the status of vell_set_flc_bitmask at once,
- * having logged an error of its own as well: 1134 for a kept interface, 1158 for an added one, 1175
- * for an added one behind all old entries. Then bits and updates that were written stay, but
- * `update_count` is not written, and the arrays are sorted. Needs no client.
+ * An entry of the new array with the SVI flag is skipped (trace 1121), so an SVI in both arrays is
+ * written as a removal. The flag is no longer checked once all old entries are matched or removed:
+ * then the rest of the new array is added, SVIs included. With no old entries at all, this begins
+ * at the first new entry without the flag.
+ *
+ * The caller must provide room after `delta` for up to `old_count` + `new_count` updates. Of the
+ * head only the bitmask and `update_count` are written. With both counts 0 nothing is written
+ * (trace 1109), the arrays are not read, and the result is 0. An array with a count of 0 may be
+ * null; no other pointer may. The C library's sort may allocate memory, but can do without it.
+ *
+ * Needs no client. Returns 0, and traces the bitmask (1201) and the updates (1202, and 1206 for
+ * each). When a line card cannot be looked up, it returns the status of vell_set_flc_bitmask at
+ * once, and logs an error of its own too: 1134 for a kept interface, 1158 for an added one, 1175
+ * for one that is added after all old entries. Then `delta` keeps the bits and updates written so
+ * far, `update_count` is not written, and both arrays are sorted.
  */
 VELL_API int32_t vell_find_oiflist_delta(vell_l2_oif *old_entries, uint32_t old_count,
                                          vell_l2_oif *new_entries, uint32_t new_count,
@@ -796,34 +832,34 @@ VELL_API int32_t vell_find_oiflist_delta(vell_l2_oif *old_entries, uint32_t old_
 
 /*
  * vell_build_nerb_flood_ltl_pyld fills `payload` from two messages of `vlan_count` records each,
- * for the same VLANs in the same order; that they are is not checked, and the VLAN ids are those of
- * the old message. The payload must be all zeros, and have room for its head and for each VLAN a
- * delta of as many updates as it has old and new entries. With a count of 0 only that is written,
- * and the messages may be null.
+ * which must be for the same VLANs in the same order. This is not checked; the VLAN ids are taken
+ * from the old message. The payload must be all zeros. It must have room for its head and, for each
+ * VLAN, a delta with as many updates as the VLAN has old and new entries. With a count of 0 only
+ * the count is written, and the messages may be null.
  *
- * Returns 0, or at once what vell_find_oiflist_delta returned, whose logs are all there are but
- * trace 1244 for each VLAN. The count and the deltas so far stay written then, the last one as
- * vell_find_oiflist_delta left it. Needs no client.
+ * Needs no client. Logs trace 1244 for each VLAN, and what vell_find_oiflist_delta logs. Returns 0,
+ * or at once the status that vell_find_oiflist_delta returned; the count and the deltas so far
+ * remain, the last one as vell_find_oiflist_delta left it.
  */
 VELL_API int32_t vell_build_nerb_flood_ltl_pyld(void *old_buffer, void *new_buffer,
                                                 uint16_t vlan_count, vell_flood_payload *payload);
 
 /*
- * vell_send_l2_mc_update_flood_ltl tells the LTL manager in one request how the flood sets of a
- * batch of VLANs changed. The two messages must have records for the same VLANs in the same order.
- * `old_length` and `new_length` are not read, nor checked against the records. `context` goes to
- * the manager's client library as it is, beside the request, and must not be null; what it is for
- * is the manager's business, and the library does not look at what it points to. The request is
- * allocated, and released before the call returns.
+ * vell_send_l2_mc_update_flood_ltl sends the LTL manager one request that says how the flood sets
+ * of a batch of VLANs changed. The two messages must have records for the same VLANs in the same
+ * order. `old_length` and `new_length` are not read or checked. `context` must not be null. The
+ * library passes it to the manager's client library unchanged and does not look at what it points
+ * to; what becomes of it is the manager's business. The request is allocated, and released before
+ * the call returns. Traces: the number of VLANs (1304), once the counts are found equal, and those
+ * of vell_build_nerb_flood_ltl_pyld.
  *
- * Needs a queue, not an id. Returns 1 when the manager's client library took the request; the
- * manager's answer comes later, for vell_handle_l2_mc_update_flood_ltl_resp, and tells of each VLAN
- * whether its change was made. Returns 0 when a pointer is null (error 1295), when the counts
- * differ (1300), without a queue (1310), when the VLANs of a record differ (1332), when there is no
- * memory (1352), when a delta could not be computed (1361), and when the client library refused the
- * request (1368). Up to error 1352 the messages are untouched; on error 1361 they are sorted up to
- * and with the VLAN that failed, else wholly. Traces: the number of VLANs (1304), once counts are
- * found equal, and those of vell_build_nerb_flood_ltl_pyld.
+ * Needs a queue, but no client id. Returns 1 when the manager's client library accepted the
+ * request. The manager's answer, for vell_handle_l2_mc_update_flood_ltl_resp, reports for each VLAN
+ * whether the change was made. Returns 0 when a pointer is null (error 1295), when the counts
+ * differ (1300), without a queue (1310), when two records are for different VLANs (1332), when
+ * there is no memory (1352), when a delta could not be computed (1361), and when the client library
+ * refused the request (1368). Up to error 1352 the messages are not changed. On error 1361 the
+ * entries are sorted up to and including those of the VLAN that failed; otherwise all are sorted.
  */
 VELL_API uint32_t vell_send_l2_mc_update_flood_ltl(void *old_buffer, uint32_t old_length,
                                                    uint16_t old_count, void *new_buffer,
@@ -831,46 +867,47 @@ VELL_API uint32_t vell_send_l2_mc_update_flood_ltl(void *old_buffer, uint32_t ol
                                                    void *context);
 
 /*
- * What came of a flood update for one VLAN: a record of a layer-2 message that is in network byte
- * order already. The message's header has the number of these, and 1 as its flags when the manager
- * reported overall success, 0 otherwise. Everything else of header and records is 0.
+ * The result of a flood update for one VLAN: a record of a layer-2 message that is already in
+ * network byte order. The message's header has the number of these records, and its flags are 1
+ * when the manager reported overall success, otherwise 0. All other bytes of header and records
+ * are 0.
  */
 #define VELL_FLOOD_ACKNOWLEDGED 0x01
 typedef struct VELL_RECORD vell_flood_result {
-    uint8_t type;  /* 0 */
-    uint8_t flags; /* VELL_FLOOD_ACKNOWLEDGED */
-    uint8_t reserved1[22];
-    uint32_t vlan; /* in network order */
-    uint8_t reserved2[52];
+    uint8_t type;          /* 0 */
+    uint8_t flags;         /* VELL_FLOOD_ACKNOWLEDGED */
+    uint8_t reserved1[22]; /* 0 */
+    uint32_t vlan;         /* in network order */
+    uint8_t reserved2[52]; /* 0 */
 } vell_flood_result;
 
 /*
- * vell_handle_l2_mc_update_flood_ltl_resp reads the manager's answer to a flood update, `rsp` as
- * the caller received it, which stays the caller's. The answer has an entry of four words for each
- * VLAN: the first is the VLAN id, the fourth its status, 0 when its change was made; the other two
- * are not read. The VLANs are told in the answer's order, and not compared with what was asked. On
- * success `result`, an aligned pointer, receives a vell_l2_message with one vell_flood_result a
- * VLAN, allocated here; the caller releases it with free.
+ * vell_handle_l2_mc_update_flood_ltl_resp reads the manager's answer to a flood update. `rsp` is
+ * the answer as the caller received it; it remains the caller's. The answer has an entry of four
+ * words for each VLAN: the first is the VLAN id, the fourth the status, 0 when the change was made;
+ * the other two are not read. On success `result`, an aligned pointer, receives a vell_l2_message
+ * with one vell_flood_result per VLAN, in the answer's order. The VLANs are not compared with those
+ * of the request. The message is allocated; the caller must release it with free.
  *
- * Returns 1 when the result was built, also when VLANs were refused; each of those logs error 1454.
- * Returns 0, and null in `result`, when the answer cannot be read (errors 1404, 1411, 1418), when
- * it has no entry or more than 4095 (error 1411), and when there is no memory (error 1428). Takes
- * 64 KiB of stack. Needs no client.
+ * Needs no client, and 64 KiB of stack. Returns 1 when the result was built, also when VLANs were
+ * refused; each of those logs error 1454. Returns 0, with `result` set to null, when the answer
+ * cannot be read (errors 1404, 1411, 1418), when it has no entries or more than 4095 (error 1411),
+ * and when there is no memory (error 1428).
  */
 VELL_API uint32_t vell_handle_l2_mc_update_flood_ltl_resp(const void *rsp, uint8_t **result);
 
 /* -------------------------------------------------------------------------------------------------
  * Multicast LTL indexes
  *
- * An LTL index stands for a set of outgoing interfaces in the hardware. The LTL manager owns them;
- * here one is asked for, its interfaces are changed, or it is given back. Nothing needs a client:
- * requests go out from the queue that is held, 0 included.
+ * An LTL index identifies a set of outgoing interfaces in the hardware. The LTL manager owns the
+ * indexes. These functions request one, change its interfaces, or release it. They need no client:
+ * requests are sent from the library's queue, even when it is 0.
  *
- * Each request has one entry, and so must its answer. `key1` and `key2` are the entry's first two
- * words, of all three requests; `cookie` goes to the manager's client library as it is, beside the
- * request. The two results are words of the answer's entry. The library only carries all these.
- * What they mean is the manager's business: which result is the index that was allocated, say, and
- * with which keys it is changed and given back.
+ * Each request has one entry, and its answer must have one too. `key1` and `key2` are the first two
+ * words of the entry, in all three requests. `cookie` is passed to the manager's client library
+ * unchanged. The two results are words of the answer's entry. The library only carries these
+ * values. The manager defines what they mean, for example which result is the allocated index, and
+ * which keys change and release it.
  * ---------------------------------------------------------------------------------------------- */
 
 /* One multicast LTL index of a request. */
@@ -889,33 +926,34 @@ typedef struct VELL_RECORD vell_ltl_payload {
     uint16_t count;
 } vell_ltl_payload;
 
-/* A request to give an LTL index back. */
+/* A request to release an LTL index. */
 typedef struct VELL_RECORD vell_ltl_release {
     uint32_t key1;
     uint32_t key2;
-    uint32_t reserved; /* 0 */
+    uint32_t reserved; /* 0 at first, and not written by the library */
 } vell_ltl_release;
 
 /*
- * The last requests, as they were last built: all 0 at first, and not cleared when a request was
- * sent or failed. When the copy of an interface list could not be allocated, the entry's pointer is
- * null and `ltl_payload.count` as before. They are there to look at: what a client writes here is
- * overwritten by the next request, but for ltl_dealloc's third word.
+ * The last requests, as they were built: all 0 at first, and not cleared after a request was sent
+ * or failed. When the copy of an interface list could not be allocated, the entry's pointer is null
+ * and `ltl_payload.count` is as before. These variables are for inspection: the next request
+ * overwrites what a client writes here, except for ltl_dealloc's third word, which is sent as it
+ * is.
  *
- * ltl_payload is the count alone. Its one vell_ltl_entry lies directly behind it in the library,
- * and can be found there by clients that are position independent; an executable at a fixed address
- * that loads the library has a copy of the count and nothing behind it.
+ * ltl_payload is only the count. In the library its one vell_ltl_entry follows it directly, and
+ * position-independent clients can read it there. An executable at a fixed address that loads the
+ * library has a copy of the count, without the entry.
  */
 VELL_API extern vell_ltl_payload ltl_payload;
 VELL_API extern vell_ltl_release ltl_dealloc;
 
 /*
- * vell_nerb_l2_ltl_alloc asks for an LTL index for the interfaces in `if_indexes`, `count` of them,
- * at any address and only read. Their copy is allocated, and released before the call returns; its
- * bytes are 4 `count` modulo 2^32. The list may be null when the count is 0.
+ * vell_nerb_l2_ltl_alloc requests an LTL index for the `count` interfaces in `if_indexes`. The list
+ * may be at any address and is only read; it may be null when the count is 0. A copy of it is
+ * allocated, of 4 `count` bytes modulo 2^32, and released before the call returns.
  *
- * Returns 1 when the manager's client library took the request; whether there is an index, and
- * which, is in the answer, for vell_nerb_handle_l2_alloc_response. Returns 0 when there is no
+ * Returns 1 when the manager's client library accepted the request. Whether an index was allocated,
+ * and which, is in the answer, for vell_nerb_handle_l2_alloc_response. Returns 0 when there is no
  * memory (errors 1484, of vell_nerb_build_mcast_ltl_info, and 1512), and when the client library
  * refused the request (error 1523).
  */
@@ -923,27 +961,31 @@ VELL_API int vell_nerb_l2_ltl_alloc(uint32_t key1, uint32_t count, const uint32_
                                     uint32_t key2, uint32_t cookie);
 
 /*
- * vell_nerb_l2_ltl_modify asks to change the interfaces of an LTL index, and is like
- * vell_nerb_l2_ltl_alloc otherwise. Its errors are 1484 and 1576 without memory, and 1587, which
- * speaks of an "alloc", when the client library refused the request. Its answer is for
- * vell_nerb_handle_l2_response.
+ * vell_nerb_l2_ltl_modify asks to change the interfaces of an LTL index. Otherwise it is like
+ * vell_nerb_l2_ltl_alloc. An answer is for vell_nerb_handle_l2_response.
+ *
+ * Returns 1 when the manager's client library accepted the request. Returns 0 when there is no
+ * memory (errors 1484 and 1576), and when the client library refused the request (error 1587, whose
+ * text says "alloc").
  */
 VELL_API int vell_nerb_l2_ltl_modify(uint32_t key1, uint32_t count, const uint32_t *if_indexes,
                                      uint32_t key2, uint32_t cookie);
 
 /*
- * vell_nerb_l2_ltl_dealloc gives an LTL index back. Returns 1 when the manager's client library
- * took the request, and 0 when it refused (error 1551). Its answer is for
- * vell_nerb_handle_l2_response.
+ * vell_nerb_l2_ltl_dealloc releases an LTL index. An answer is for vell_nerb_handle_l2_response.
+ *
+ * Returns 1 when the manager's client library accepted the request, and 0 when it refused (error
+ * 1551).
  */
 VELL_API int vell_nerb_l2_ltl_dealloc(uint32_t key1, uint32_t key2, uint32_t cookie);
 
 /*
- * vell_nerb_build_mcast_ltl_info fills `entry` for a list of interfaces, as vell_nerb_l2_ltl_alloc
- * does. The copy of the list is allocated, and the caller's to release with free.
+ * vell_nerb_build_mcast_ltl_info fills `entry`, at any address, for a list of interfaces, as
+ * vell_nerb_l2_ltl_alloc does. The copy of the list is allocated; the caller must release it with
+ * free.
  *
- * Returns 1, or 0 when there is no memory (error 1484): then the entry is filled all the same, with
- * a null list.
+ * Returns 1, or 0 when there is no memory (error 1484): then the entry is filled too, but with a
+ * null list.
  */
 VELL_API int vell_nerb_build_mcast_ltl_info(uint32_t key1, uint32_t count,
                                             const uint32_t *if_indexes, uint32_t key2,
@@ -951,23 +993,25 @@ VELL_API int vell_nerb_build_mcast_ltl_info(uint32_t key1, uint32_t count,
 
 /*
  * vell_nerb_handle_l2_response reads a general answer of the manager, to a modification or a
- * release, `rsp` as the caller received it, which stays the caller's. Of the four words of its
- * entry, `result1` receives the first and `result2` the third, at any address; the second is not
- * read, and the fourth is the entry's status, 0 for success.
+ * release. `rsp` is the answer as the caller received it; it remains the caller's. Its entry has
+ * four words: `result1` receives the first and `result2` the third, both at any address; the second
+ * is not read, and the fourth is the entry's status, 0 for success.
  *
- * Returns 1 when the answer reports success, overall and for its one entry, whose result words are
- * stored then. Returns 0 when it does not, when it cannot be read, and when it has another number
- * of entries than one: the status (error 1654), the number of entries (1662) and the entry (1669)
- * are looked at in this order. Then nothing is stored.
+ * Returns 1, and stores both results, when the answer reports success, overall and for its one
+ * entry. Returns 0, and stores nothing, when it reports a failure, when it cannot be read, and when
+ * it does not have exactly one entry. The overall status (error 1654), the number of entries (1662)
+ * and the entry (1669) are checked in this order.
  */
 VELL_API int vell_nerb_handle_l2_response(const void *rsp, uint32_t *result1, uint32_t *result2);
 
 /*
- * vell_nerb_handle_l2_alloc_response reads the answer to vell_nerb_l2_ltl_alloc, and is like
- * vell_nerb_handle_l2_response otherwise. An allocation's entry has three words: `result1` receives
- * the second and `result2` the third, and the first is not read; its status is the answer's. Its
- * errors are 1616 for the status and the number of entries, and 1623 for the entry, with which the
- * status is looked at again.
+ * vell_nerb_handle_l2_alloc_response reads the answer to vell_nerb_l2_ltl_alloc. Otherwise it is
+ * like vell_nerb_handle_l2_response. The entry of this answer has three words and no status of its
+ * own: `result1` receives the second word and `result2` the third; the first is not read.
+ *
+ * Returns 1, and stores both results, when the answer reports success and has exactly one entry.
+ * Returns 0, and stores nothing, otherwise: error 1616 for the status and the number of entries,
+ * error 1623 for the entry, after which the status is checked again.
  */
 VELL_API int vell_nerb_handle_l2_alloc_response(const void *rsp, uint32_t *result1,
                                                 uint32_t *result2);
