@@ -1,13 +1,12 @@
 /*
- * A client of the LTL manager: registers, tells it what two VLANs flood to, asks it for an LTL
- * index for three ports, changes them, gives the index back, and deregisters. Every answer is
- * waited for.
+ * A client of the LTL manager: registers, sends the flood sets of two VLANs, requests an LTL index
+ * for three ports, changes its ports, releases it, and deregisters. It waits for every answer.
  *
  *     vellsim run --detach
  *     ltl_client && vellsim show flood
  *
- * The flood sets stay, and the manager adds no interface twice: a second run is refused until the
- * switch is started anew.
+ * The flood sets remain, and the simulator's manager does not add an interface twice: it refuses a
+ * second run until the simulator is restarted.
  */
 #define _POSIX_C_SOURCE 199309L /* clock_gettime */
 
@@ -30,7 +29,7 @@ enum {
     ltl_tag = 7
 };
 
-/* What an interface index is made of is the platform's business; these are the desk's, as in
+/* The platform defines the format of interface indexes; these are the simulator's, described in
  * qarnutils_desk.h. */
 enum {
     vlan10 = 0x1400000a,
@@ -40,8 +39,9 @@ enum {
     eth4_1 = 0x68040100
 };
 
-/* How an answer is told is the manager's business. On the desk it has its request's opcode, and its
- * cookie or context: nerb_desk.h describes answers, and reads what the library does not. */
+/* How an answer is recognised is the manager's business. On the simulator it has the opcode of its
+ * request, and its cookie or context. nerb_desk.h describes the answers, and declares functions for
+ * what the library does not read. */
 typedef struct request {
     const char *name;
     uint32_t opcode;
@@ -51,8 +51,8 @@ static request modification = {"LTL modification", NERB_DESK_OPCODE_MODIFICATION
 static request release = {"LTL release", NERB_DESK_OPCODE_RELEASE};
 static request flood_update = {"flood update", NERB_DESK_OPCODE_FLOOD_UPDATE};
 
-/* An address will do, since each request is sent once. One that is sent again needs another cookie,
- * lest a late answer to the first is taken for the answer to the second. */
+/* An address is unique enough, since each request is sent once. A request that is sent again needs
+ * another cookie, so that a late answer to the first is not taken for an answer to the second. */
 static uint32_t cookie_of(const request *asked) {
     return (uint32_t)(uintptr_t)asked;
 }
@@ -62,14 +62,14 @@ static int fail(const request *asked, const char *why) {
     return 0;
 }
 
-/* Registers and waits for the service's answer, which arrives on the queue. Returns NULL, or what
- * went wrong. */
+/* Registers and waits for the service's answer, which arrives on the queue. Returns NULL, or a text
+ * that says what failed. */
 static const char *register_client(uint32_t queue) {
     kyt_desk_message *answer = NULL;
     uint32_t accepted = 0;
 
     if (!vell_register(queue, client_uuid, "ltl_client"))
-        return "the registration could not be sent; is the switch running (vellsim run)?";
+        return "the registration could not be sent; is the simulator running (vellsim run)?";
     if (kyt_desk_receive(queue, answer_timeout_ms, &answer) != 1)
         return "the service did not answer the registration";
     accepted = vell_register_ack(answer);
@@ -92,7 +92,7 @@ static int is_answer(const kyt_desk_message *message, const request *asked) {
            head.cookie == cookie_of(asked);
 }
 
-/* Why the first entry of an answer was refused, in words. */
+/* Why the first entry of an answer was refused, as a text. */
 static const char *refusal(const kyt_desk_message *answer) {
     uint32_t words[4];
 
@@ -101,8 +101,8 @@ static const char *refusal(const kyt_desk_message *answer) {
                : "it failed, or its answer could not be read; vellsim show log says why";
 }
 
-/* Waits for the answer to a request, for the caller to free. What else comes is passed over: an
- * earlier answer may come again. Without an answer it returns NULL, having said so. */
+/* Waits for the answer to a request; the caller must free it. Skips other messages: an earlier
+ * answer may come again. Without an answer it prints why and returns NULL. */
 static kyt_desk_message *await_answer(uint32_t queue, const request *asked) {
     const int64_t deadline = now_ms() + answer_timeout_ms;
     int64_t left = answer_timeout_ms;
@@ -112,25 +112,24 @@ static kyt_desk_message *await_answer(uint32_t queue, const request *asked) {
     while (left > 0 && (received = kyt_desk_receive(queue, (int)left, &message)) == 1) {
         if (is_answer(message, asked))
             return message;
-        printf("%s: passed over a message of opcode %u, which is no answer to it\n", asked->name,
+        printf("%s: skipped a message of opcode %u, which is not an answer to it\n", asked->name,
                (unsigned)kyt_desk_message_opcode(message));
         kyt_desk_message_free(message);
         left = deadline - now_ms();
     }
-    fail(asked,
-         received == -1
-             ? "the switch went away before it answered; it may have been carried out all the same"
-             : "no answer came in time; it may have been carried out all the same");
+    fail(asked, received == -1
+                    ? "the simulator went away before it answered; it may have been carried out "
+                      "all the same"
+                    : "no answer came in time; it may have been carried out all the same");
     return NULL;
 }
 
-/* Fills a VLAN's record, in host byte order, and returns its size. Without entries the VLAN is
- * flooded to nothing. */
+/* Fills a VLAN's record, in host byte order, and returns its size. Without entries the flood set is
+ * empty. */
 static uint32_t fill_vlan(uint8_t *at, uint32_t vlan, const vell_l2_oif *entries,
                           uint32_t n_entries) {
     vell_l2_vlan_record *record = (vell_l2_vlan_record *)at;
-    vell_l2_oif *oifs =
-        (vell_l2_oif *)(record + 1); /* which is inside the record's VELL_L2_RECORD_BYTES */
+    vell_l2_oif *oifs = (vell_l2_oif *)(record + 1); /* inside VELL_L2_RECORD_BYTES */
     uint32_t i;
 
     record->vlan = vlan;
@@ -140,11 +139,11 @@ static uint32_t fill_vlan(uint8_t *at, uint32_t vlan, const vell_l2_oif *entries
     return (uint32_t)(VELL_L2_RECORD_BYTES + n_entries * sizeof(vell_l2_oif));
 }
 
-/* Describes the VLANs twice, as they were and as they are; the library sends the difference. */
+/* Describes the VLANs twice, as they were and as they are. The library sends the difference. */
 static int send_flood_update(void) {
-    /* Frames are flooded to ports, not to the VLAN's own interface; its flag tells the library to
-     * pass it over. That works here because its index is below the ports': vell_find_oiflist_delta
-     * has the whole rule. */
+    /* Frames are flooded to ports, not to the VLAN's own interface, so the library skips it because
+     * of its flag. Here this works since its index is lower than those of the ports; the comment of
+     * vell_find_oiflist_delta has the whole rule. */
     static const vell_l2_oif of_vlan_10[] = {
         {vell_l2_oif_if_index, VELL_L2_OIF_SVI, {0, 0}, {vlan10}},
         {vell_l2_oif_if_index, 0, {0, 0}, {po1}},
@@ -164,7 +163,7 @@ static int send_flood_update(void) {
            fail(&flood_update, "it could not be sent");
 }
 
-/* Prints what became of each VLAN. The result is a message in network byte order. */
+/* Prints the result for each VLAN. The message is in network byte order. */
 static int read_flood_result(const uint8_t *result) {
     const vell_l2_message *head = (const vell_l2_message *)result;
     const vell_flood_result *vlans = (const vell_flood_result *)(head + 1);
@@ -192,15 +191,15 @@ static int update_flood_sets(uint32_t queue) {
                ? read_flood_result(result)
                : fail(&flood_update, "its answer could not be read; vellsim show log says why");
     kyt_desk_message_free(answer);
-    free(result); /* which the library allocated; NULL when it could not be made */
+    free(result); /* allocated by the library; NULL when the answer could not be read */
     return done;
 }
 
-/* What the library's functions read in an answer of the manager's. What it means is the manager's
- * business; this is what the desk means by it. */
+/* The two results that the library's functions read in an answer. The manager defines their
+ * meaning; this is the simulator's. */
 typedef struct ltl {
     uint32_t index;
-    uint32_t n_ports; /* that it has now */
+    uint32_t n_ports; /* after the request */
 } ltl;
 typedef int ltl_reader(const void *rsp, uint32_t *result1, uint32_t *result2);
 
@@ -225,7 +224,7 @@ static int expect_ltl(const request *asked, const ltl *answered, uint32_t index,
 }
 
 static int change_ltl(uint32_t queue, uint32_t index) {
-    static const uint32_t ports[] = {eth3_7, eth4_1}; /* all that it has from now on */
+    static const uint32_t ports[] = {eth3_7, eth4_1}; /* they replace the present ones */
     ltl answered;
 
     if (!vell_nerb_l2_ltl_modify(index, 2, ports, ltl_tag, cookie_of(&modification)))
@@ -243,7 +242,7 @@ static int release_ltl(uint32_t queue, uint32_t index) {
            expect_ltl(&release, &answered, index, 0);
 }
 
-/* An LTL index outlives its client, so it is given back whatever came of changing it. */
+/* An LTL index outlives its client, so it is released even when changing it failed. */
 static int use_ltl(uint32_t queue) {
     static const uint32_t ports[] = {po1, eth3_7, eth3_8};
     ltl allocated;

@@ -15,42 +15,45 @@ enum {
     client_uuid = 500,
     answer_timeout_ms = 5000,
     table_id = 253,
-    route_add =
-        1, /* what the opcodes mean is the service's business; 1 is the desk's "add or replace" */
+    route_add = 1, /* the service defines the opcodes; on the simulator 1 adds or replaces */
     max_oifs = 2,
     routes_in_message = 2
 };
 
-/* An IPv4 address as a number in host byte order. */
+/* An IPv4 address as a uint32 in host byte order. */
 static uint32_t ipv4(uint32_t a, uint32_t b, uint32_t c, uint32_t d) {
     return a << 24 | b << 16 | c << 8 | d;
 }
 
-/* Registers and waits for the service's answer, which arrives on the queue. Returns NULL, or what
- * went wrong. */
+/* Registers and waits for the service's answer, which arrives on the queue. Returns NULL, or a text
+ * that says what failed. */
 static const char *register_client(uint32_t queue) {
     kyt_desk_message *answer = NULL;
     uint32_t accepted = 0;
 
     if (!vell_register(queue, client_uuid, "route_client"))
-        return "the registration could not be sent; is the switch running (vellsim run)?";
+        return "the registration could not be sent; is the simulator running (vellsim run)?";
     switch (kyt_desk_receive(queue, answer_timeout_ms, &answer)) {
     case 1:
         break;
     case 0:
         return "the service did not answer the registration in time";
     default:
-        return "the switch went away before it answered the registration";
+        return "the simulator went away before it answered the registration";
     }
     accepted = vell_register_ack(answer);
     kyt_desk_message_free(answer);
     return accepted ? NULL : "the service gave no client id; vellsim show log says why";
 }
 
-/* Fills one (S,G) route and returns its size in the message. */
+/* Fills one (S,G) route and returns its size in the message. Each route has its own TLV array, so
+ * the append position is reset first. */
 static uint32_t fill_route(vell_mrib_route *route, uint32_t group, uint32_t rpf_if,
                            const uint32_t *oifs, int n_oifs) {
     int i;
+
+    p_current_tlv_addr = 0;
+    current_tlv_size = 0;
 
     vell_mrib_set_opcode(route, route_add);
     vell_mrib_set_flag_init(route);
@@ -70,8 +73,8 @@ static uint32_t fill_route(vell_mrib_route *route, uint32_t group, uint32_t rpf_
 
 static uint32_t send_routes(uint32_t queue) {
     static const uint32_t oifs[max_oifs] = {5, 7};
-    /* Room for the head and two routes of at most two OIFs, as vell_mrib_get_max_route_size gives
-     * it. Zeroed, since the library writes no reserved byte. */
+    /* Room for the head and two routes of at most two OIFs, by vell_mrib_get_max_route_size. All
+     * zeros, since the library does not write reserved bytes. */
     static uint8_t message[sizeof(vell_mrib_message) + routes_in_message * (8 * max_oifs + 56)];
     uint32_t length = sizeof(vell_mrib_message);
     kyt_msg_ref reference;

@@ -1,6 +1,7 @@
 /*
- * A snooping client: registers, hands over two groups of VLAN 10 with their ports, then takes a
- * port from one of them, and deregisters.
+ * A snooping client: registers, adds three groups of VLAN 10 with their ports in a batch of two
+ * messages, reports that its download is complete, then deletes a port from one group between
+ * markers of its own, and deregisters.
  *
  *     vellsim run --detach
  *     snooping_client && vellsim show l2
@@ -21,26 +22,29 @@ enum {
     most_records = 2
 };
 
-/* What the words of an MBD record are is the service's business; these are the desk's. */
+/* The service defines the words of an MBD record; these are the simulator's. */
 enum { bridge_word = 0, vlan_word = 3 };
 
-/* Room for the most that this client sends. */
+/* The markers that vell_send_igmp_oob_notification sends. */
+enum { begin_batch = 1, end_batch = 2 };
+
+/* Room for the longest message of this client. */
 static uint8_t message[sizeof(vell_l2_message) +
                        most_records * (VELL_L2_RECORD_BYTES + most_ports * sizeof(vell_l2_oif))];
 
-/* An IPv4 address as a number in host byte order. */
+/* An IPv4 address as a uint32 in host byte order. */
 static uint32_t ipv4(uint32_t a, uint32_t b, uint32_t c, uint32_t d) {
     return a << 24 | b << 16 | c << 8 | d;
 }
 
-/* Registers and waits for the service's answer, which arrives on the queue. Returns NULL, or what
- * went wrong. */
+/* Registers and waits for the service's answer, which arrives on the queue. Returns NULL, or a text
+ * that says what failed. */
 static const char *register_client(uint32_t queue) {
     kyt_desk_message *answer = NULL;
     uint32_t accepted = 0;
 
     if (!vell_register(queue, client_uuid, "snooping_client"))
-        return "the registration could not be sent; is the switch running (vellsim run)?";
+        return "the registration could not be sent; is the simulator running (vellsim run)?";
     if (kyt_desk_receive(queue, answer_timeout_ms, &answer) != 1)
         return "the service did not answer the registration";
     accepted = vell_register_ack(answer);
@@ -53,8 +57,7 @@ static void fill_ipv4(vell_l2_address *block, uint32_t address) {
     memcpy(block->area, &address, sizeof(address));
 }
 
-/* Fills a record that adds ports to a group or takes them from it, for any source, and returns its
- * size. */
+/* Fills a record that adds ports to a (*, G) entry or deletes them from it. Returns its size. */
 static uint32_t fill_record(uint8_t *at, uint8_t type, uint32_t group, const uint32_t *ports,
                             uint32_t n_ports) {
     vell_l2_mbd_record *record = (vell_l2_mbd_record *)at;
@@ -65,7 +68,7 @@ static uint32_t fill_record(uint8_t *at, uint8_t type, uint32_t group, const uin
     record->words[bridge_word] = bridge_if;
     record->words[vlan_word] = vlan_id;
     fill_ipv4(&record->addresses[0], group);
-    fill_ipv4(&record->addresses[1], 0); /* any source: of the group's kind, and all zeros */
+    fill_ipv4(&record->addresses[1], 0); /* on the simulator, a source of 0.0.0.0 means (*, G) */
     record->count = n_ports;
     for (i = 0; i < n_ports; i++) {
         oifs[i].kind = vell_l2_oif_if_index;
@@ -74,12 +77,11 @@ static uint32_t fill_record(uint8_t *at, uint8_t type, uint32_t group, const uin
     return (uint32_t)(VELL_L2_RECORD_BYTES + n_ports * sizeof(vell_l2_oif));
 }
 
-/* Sends what was filled in, between markers. The message is converted then, so the next one is
- * begun anew. */
-static int send_message(uint32_t queue, uint32_t length, uint16_t records) {
+/* Sends the message, and clears it for the next one: it remains converted to network order. */
+static int send_message(uint32_t queue, uint32_t length, uint16_t records, uint16_t flags) {
     kyt_msg_ref reference;
 
-    ((vell_l2_message *)message)->flags = vell_l2_begin_marker | vell_l2_end_marker;
+    ((vell_l2_message *)message)->flags = flags;
     if (!vell_send_l2_mc_update(message, length, records, 0, (uint32_t)(uintptr_t)&reference))
         return 0;
     kyt_drop(queue, &reference);
@@ -87,21 +89,30 @@ static int send_message(uint32_t queue, uint32_t length, uint16_t records) {
     return 1;
 }
 
+/* One batch: the first message asks for the begin marker, the last one for the end marker. */
 static int send_groups(uint32_t queue) {
     static const uint32_t ports[] = {5, 7, 8};
     uint32_t length = sizeof(vell_l2_message);
 
     length += fill_record(message + length, vell_l2_mbd_add, ipv4(239, 1, 1, 1), ports, 3);
     length += fill_record(message + length, vell_l2_mbd_add, ipv4(239, 1, 1, 2), ports, 1);
-    return send_message(queue, length, 2) && vell_send_igmp_download_complete();
+    if (!send_message(queue, length, 2, vell_l2_begin_marker))
+        return 0;
+
+    length = sizeof(vell_l2_message);
+    length += fill_record(message + length, vell_l2_mbd_add, ipv4(239, 1, 1, 3), ports, 2);
+    return send_message(queue, length, 1, vell_l2_end_marker) && vell_send_igmp_download_complete();
 }
 
+/* Later changes. A client that sends them as they occur does not know which message will be the
+ * last one of the batch, so it sends the markers itself. */
 static int send_leave(uint32_t queue) {
     static const uint32_t ports[] = {7};
     uint32_t length = sizeof(vell_l2_message);
 
     length += fill_record(message + length, vell_l2_mbd_delete, ipv4(239, 1, 1, 1), ports, 1);
-    return send_message(queue, length, 1);
+    return vell_send_igmp_oob_notification(begin_batch) && send_message(queue, length, 1, 0) &&
+           vell_send_igmp_oob_notification(end_batch);
 }
 
 int main(void) {
@@ -109,7 +120,7 @@ int main(void) {
     const char *failure = register_client(queue);
 
     if (failure == NULL && !(send_groups(queue) && send_leave(queue)))
-        failure = "a message could not be sent";
+        failure = "a message or marker could not be sent";
     if (failure != NULL)
         fprintf(stderr, "snooping_client: %s\n", failure);
     vell_deregister();

@@ -1,9 +1,9 @@
 /*
  * The LTL manager's client: what libvell calls of libnerb.
  *
- * Every function returns 0 for success and a non-zero status otherwise. A send function has
- * consumed its payload, and everything the payload points to, by the time it returns. A reply stays
- * the property of the process that received it.
+ * Every function returns 0 for success and a non-zero status otherwise. A send function must not
+ * use its payload, or anything that the payload points to, after it returns. A reply remains the
+ * property of the process that received it.
  */
 #ifndef NERB_H
 #define NERB_H
@@ -25,8 +25,8 @@ typedef struct nerb_alloc_ltl_rsp_parm {
     uint32_t word[3];
 } nerb_alloc_ltl_rsp_parm;
 
-/* Asks for multicast LTL indexes. `payload` is a 16-bit entry count and, directly behind it,
- * 24-byte entries. */
+/* Requests multicast LTL indexes. `payload` is a 16-bit entry count, directly followed by 24-byte
+ * entries. libvell passes `cookie` unchanged, here and below. */
 uint32_t nerb_send_batched_mcast_alloc_req(uint32_t queue, const void *payload, uint32_t cookie);
 
 /* Asks to change the interface lists of multicast LTL indexes. The payload is laid out as in an
@@ -37,8 +37,8 @@ uint32_t nerb_send_batched_mcast_mod_req(uint32_t queue, const void *payload, ui
 uint32_t nerb_send_batched_mcast_dealloc_msg(uint32_t queue, uint32_t count, const void *entries,
                                              uint32_t cookie);
 
-/* Sends one flood LTL update. The payload carries its own counts; `context` is the caller's own:
- * it is not looked at, and comes back with the answer. */
+/* Sends one flood LTL update. The payload carries its own counts. libvell passes its caller's
+ * `context` unchanged; what becomes of it is the manager's business. */
 uint32_t nerb_send_flood_ltl_update_req(uint32_t queue, const void *payload, void *context);
 
 /* Stores a reply's overall status. */
@@ -50,13 +50,12 @@ uint32_t nerb_parse_rsp_get_entry_count(const void *rsp, uint32_t *count);
 /* Stores the first `count` entries of a reply. */
 uint32_t nerb_parse_rsp_get_rsp_info(const void *rsp, uint32_t count, nerb_rsp_info *info);
 
-/* Stores the status and the number of entries of an allocation's reply. `kind` is the manager's; it
- * is always 13. */
+/* Stores the status and the number of entries of an allocation's reply. libvell passes 13 as
+ * `kind`; the manager defines its meaning. */
 uint32_t nerb_parse_alloc_ltl_get_entry_count(const void *rsp, uint32_t *status, uint32_t kind,
                                               uint16_t *count);
 
-/* Stores the status and the parameters of an allocation's reply. `kind` is the manager's; it is
- * always 13. */
+/* Stores the status and the parameters of an allocation's reply, with the same `kind`. */
 uint32_t nerb_parse_alloc_ltl_rsp_parm(const void *rsp, uint32_t *status, uint32_t kind,
                                        nerb_alloc_ltl_rsp_parm *parm);
 

@@ -18,14 +18,14 @@ extern "C" {
 uint32_t if_index_get_type(uint32_t if_index, uint8_t *type);
 
 /*
- * Stores the fields of a physical Ethernet port's interface index: its line card (slot) number, its
- * port number and a third field. Returns 0, or a non-zero status when the index is not such a
- * port's.
+ * Stores the fields of a physical Ethernet port's interface index. libvell uses only the first, the
+ * line card (slot) number; the platform defines the other two. Returns 0, or a non-zero status when
+ * the index is not that of such a port.
  */
-uint32_t if_index_phy_eth_get_fields(uint32_t if_index, uint8_t *slot, uint8_t *port,
+uint32_t if_index_phy_eth_get_fields(uint32_t if_index, uint8_t *slot, uint8_t *second,
                                      uint32_t *third);
 
-/* Copies a 16-byte IPv6 address. Neither address needs to be aligned. */
+/* Copies a 16-byte IPv6 address. `from` and `to` may be at any address. */
 void ipv6_addr_copy(const void *from, void *to);
 
 #ifdef __cplusplus

@@ -92,12 +92,12 @@ TEST_F(LtlClient, PassesOverTheSecondAnswerToEachRequest) {
     EXPECT_THAT(
         run_client().out,
         AllOf(
-            HasSubstr("LTL allocation: passed over a message of opcode 90004, which is no answer "
+            HasSubstr("LTL allocation: skipped a message of opcode 90004, which is not an answer "
                       "to it\n"),
-            HasSubstr("LTL modification: passed over a message of opcode 90001, which is no answer "
+            HasSubstr("LTL modification: skipped a message of opcode 90001, which is not an answer "
                       "to it\n"),
             HasSubstr(
-                "LTL release: passed over a message of opcode 90002, which is no answer to it\n")));
+                "LTL release: skipped a message of opcode 90002, which is not an answer to it\n")));
 }
 
 TEST_F(LtlClient, ARefusedVlanIsToldAndTheOtherIsHeld) {
@@ -156,7 +156,7 @@ TEST_F(LtlClient, ASwitchThatDiesBeforeItAnswersIsTold) {
     start_switch({"--ltl-answer", "late:60000", "--die-after", "2"});
     const auto run = run_client();
     EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.err, HasSubstr("flood update: the switch went away before it answered"));
+    EXPECT_THAT(run.err, HasSubstr("flood update: the simulator went away before it answered"));
 }
 
 } // namespace
