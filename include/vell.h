@@ -479,8 +479,8 @@ VELL_DUX_ROLE_TABLE(VELL_DUX_ROLE_SENDER)
  * Returns the number of TLVs in the route's array. At a TLV whose type is not that of a list, it
  * stops and returns that type. When the platform's TLV function fails, it stops and returns that
  * function's status. Counts read before it stopped remain. The result alone does not show which of
- * the three it is. An array that claims more than 255 TLVs is read until the function stops. With a
- * null route it returns 0 and does not write the counts.
+ * the three it is. An array that claims more than 255 TLVs is read until one of these two stops it.
+ * With a null route it returns 0 and does not write the counts.
  */
 VELL_API uint32_t vell_mrib_get_mroute_tlv_info(const vell_mrib_route *route, uint32_t *n_oif,
                                                 uint32_t *n_mti, uint32_t *n_glt);

@@ -45,6 +45,9 @@ void fill_head(const route &route, vell_mrib_route *record) {
 }
 
 void fill_oifs(const route &route, vell_mrib_route *record) {
+    // The route before left the end of its own TLV array there.
+    p_current_tlv_addr = 0;
+    current_tlv_size = 0;
     // An empty list would be left open, for the next route to find.
     if (route.oifs.empty())
         return;

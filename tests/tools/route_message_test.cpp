@@ -1,5 +1,7 @@
 #include "route_message.h"
 
+#include <vell.h>
+
 #include <gtest/gtest.h>
 
 namespace feed {
@@ -83,6 +85,17 @@ TEST(route_message, has_every_field_in_its_place) {
     ASSERT_EQ(log.messages.size(), 1u);
     EXPECT_EQ(log.messages[0].content, expected);
     EXPECT_EQ(log.messages[0].routes, 2);
+}
+
+TEST(route_message, starts_every_route_with_a_tlv_array_of_its_own) {
+    message_log log;
+    route_messages messages(65536, log.sender());
+    ASSERT_TRUE(messages.add(some_route(1, 2)));
+    EXPECT_NE(p_current_tlv_addr, 0u);
+    EXPECT_NE(current_tlv_size, 0u);
+    ASSERT_TRUE(messages.add(some_route(2, 0)));
+    EXPECT_EQ(p_current_tlv_addr, 0u);
+    EXPECT_EQ(current_tlv_size, 0u);
 }
 
 TEST(route_message, is_sent_when_the_next_route_may_not_fit) {

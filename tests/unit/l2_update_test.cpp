@@ -128,6 +128,20 @@ TEST_F(L2UpdateTest, ASecondCallConvertsRecordsWithoutEntriesBack) {
     EXPECT_EQ(buffer, expected);
 }
 
+// An address family in network order is an unknown one, at which the second conversion stops.
+TEST_F(L2UpdateTest, ASecondCallLeavesAddressesInNetworkOrder) {
+    const auto start = before(header("0001") + mbd_entry);
+    auto buffer = start;
+    EXPECT_EQ(update(buffer.data(), buffer.size(), 1), 1);
+    EXPECT_EQ(update(buffer.data(), buffer.size(), 1), 1);
+    auto expected = patched(patched(start, 0, hex("e7b2 0001 6261")), 16, hex("50000000"));
+    for (const std::size_t family : {8U + 34, 8U + 54})
+        expected = patched(expected, family, hex("00000002"));
+    EXPECT_CALLS(traced(478), update_sent(after(header("0001") + mbd_entry)), traced(478),
+                 update_sent(expected));
+    EXPECT_EQ(buffer, expected);
+}
+
 TEST_F(L2UpdateTest, LeavesTheReferenceOfASentMessageToTheCaller) {
     EXPECT_EQ(send(no_markers), 1);
     EXPECT_CALLS(message_sent());
