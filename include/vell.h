@@ -752,9 +752,9 @@ VELL_API int vell_send_zeb_route_update(uint32_t queue, const void *buffer,
  * manager receives what changed: for each VLAN, the interfaces that were added and removed, and the
  * line cards that the VLAN now floods to. The caller describes its VLANs twice, as they were and as
  * they are, in two layer-2 messages with one vell_l2_vlan_record per VLAN, in host byte order. The
- * library reads each record's `vlan` and `count` and each entry's VELL_L2_OIF_SVI flag and
- * `value.if_index`. It does not read the message's header and the types of records and entries. It
- * sorts the entries of each record by interface index, in place.
+ * library reads only each record's `vlan` and `count` and each entry's VELL_L2_OIF_SVI flag and
+ * `value.if_index`, not the message's header and not the types of records and entries. It sorts the
+ * entries of each record by interface index, in place.
  * ---------------------------------------------------------------------------------------------- */
 
 /* One change of a flood set. */
