@@ -13,18 +13,22 @@ namespace {
 
 constexpr std::uint32_t longest_text = log_text_size - 1;
 
-// Four bytes at a time, the last ones twice where the length is not a multiple: the pieces of a
-// message are too short to be worth a call of memcpy.
-void copy(char *to, const char *from, std::uint32_t length) {
-    constexpr std::uint32_t step = sizeof(std::uint32_t);
-    if (length < step) {
-        for (std::uint32_t i = 0; i < length; ++i)
-            to[i] = from[i];
-        return;
-    }
+// `step` bytes at a time, the last ones twice where the length is not a multiple of it.
+template <std::uint32_t step>
+inline void copy_in_steps(char *to, const char *from, std::uint32_t length) {
     for (std::uint32_t i = 0; i < length - step; i += step)
         std::memcpy(to + i, from + i, step);
     std::memcpy(to + length - step, from + length - step, step);
+}
+
+// The pieces of a message are too short to be worth a call of memcpy.
+inline void copy(char *to, const char *from, std::uint32_t length) {
+    if (length >= 8)
+        return copy_in_steps<8>(to, from, length);
+    if (length >= 4)
+        return copy_in_steps<4>(to, from, length);
+    for (std::uint32_t i = 0; i < length; ++i)
+        to[i] = from[i];
 }
 
 // Every put function writes at `at`, never at `end` or after it, and returns where the next
@@ -68,6 +72,10 @@ std::uint32_t decimal_digits(std::uint32_t number) {
 
 // Writes all of a number's digits, from the last to the first.
 char *put_all_digits(char *at, std::uint32_t number) {
+    if (number < 10) {
+        *at = static_cast<char>('0' + number);
+        return at + 1;
+    }
     char *const end = at + decimal_digits(number);
     char *digit = end;
     for (; number >= 100; number /= 100)
