@@ -1,18 +1,16 @@
-# What "cmake --install" puts where: the library on its own, and the desk beside it under names of its own.
+# What "cmake --install" puts where: the library, and the simulator beside it in folders of its own.
 
 install(TARGETS vell vell_static LIBRARY ARCHIVE)
 install(FILES include/vell.h TYPE INCLUDE)
 
-# From where the .pc files lie back to the prefix, so that an installed tree may be moved.
-file(RELATIVE_PATH pc_to_prefix /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
-
-# vell_pkg_config(name description cflags libs)
+# vell_pkg_config(name description cflags libs). The prefix is written when the tree is installed, so
+# that it follows "cmake --install --prefix", and pkg-config prints paths as a person would. For a
+# tree that was moved, pkg-config has --define-prefix.
 function(vell_pkg_config name description cflags libs)
+  set(template ${CMAKE_BINARY_DIR}/${name}.pc.in)
   file(
-    GENERATE
-    OUTPUT ${CMAKE_BINARY_DIR}/${name}.pc
-    CONTENT
-      "prefix=\${pcfiledir}/${pc_to_prefix}
+    WRITE ${template}
+    "prefix=@prefix@
 libdir=\${prefix}/${CMAKE_INSTALL_LIBDIR}
 includedir=\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}
 
@@ -22,22 +20,42 @@ Version: ${PROJECT_VERSION}
 Cflags: ${cflags}
 Libs: ${libs}
 ")
-  install(FILES ${CMAKE_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+  install(
+    CODE "
+    get_filename_component(prefix \"\${CMAKE_INSTALL_PREFIX}\" ABSOLUTE)
+    set(file \"\${prefix}/${CMAKE_INSTALL_LIBDIR}/pkgconfig/${name}.pc\")
+    message(STATUS \"Installing: \$ENV{DESTDIR}\${file}\")
+    configure_file(\"${template}\" \"\$ENV{DESTDIR}\${file}\" @ONLY NO_SOURCE_PERMISSIONS)
+    list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${file}\")")
 endfunction()
 
 vell_pkg_config(vell "${PROJECT_DESCRIPTION}" "-I\${includedir}" "-L\${libdir} -lvell")
 
+set(installed_targets vell vell_static)
 if(VELL_DESK)
-  set(desk_libdir ${CMAKE_INSTALL_LIBDIR}/vell-desk)
-  install(TARGETS nerb kyt qarnutils tlv tessel LIBRARY DESTINATION ${desk_libdir})
+  set(platform_libraries nerb kyt qarnutils tlv tessel)
+  set(simulator_libdir ${CMAKE_INSTALL_LIBDIR}/vell-desk)
+  install(TARGETS ${platform_libraries} LIBRARY DESTINATION ${simulator_libdir})
   install(TARGETS vellsim vellfeed RUNTIME)
+  list(APPEND installed_targets ${platform_libraries} vellsim vellfeed)
   set_target_properties(
     vellsim vellfeed PROPERTIES INSTALL_RPATH
-                                "$ORIGIN/../${CMAKE_INSTALL_LIBDIR};$ORIGIN/../${desk_libdir}")
-  set_target_properties(nerb kyt qarnutils tlv tessel PROPERTIES INSTALL_RPATH "$ORIGIN")
-  install(DIRECTORY platform/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vell-desk FILES_MATCHING PATTERN "*.h")
+                                "$ORIGIN/../${CMAKE_INSTALL_LIBDIR};$ORIGIN/../${simulator_libdir}")
+  set_target_properties(${platform_libraries} PROPERTIES INSTALL_RPATH "$ORIGIN")
+  install(DIRECTORY platform/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vell-desk
+          FILES_MATCHING PATTERN "*.h")
   install(FILES sim/kyt/kyt_desk.h sim/nerb/nerb_desk.h sim/qarnutils/qarnutils_desk.h
           DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vell-desk)
-  vell_pkg_config(vell-desk "Desk platform for clients of the vell service" "-I\${includedir}/vell-desk"
-                  "-L\${libdir}/vell-desk -lnerb -lkyt -lqarnutils -ltlv -ltessel")
+
+  # A client of the simulator starts from any prefix. Where libvell lies is in here too: on a switch
+  # that is the platform's choice, so vell.pc sets no run path.
+  list(JOIN platform_libraries " -l" simulator_links)
+  string(CONCAT simulator_libs "-L\${libdir}/vell-desk"
+                " -Wl,-rpath,\${libdir} -Wl,-rpath,\${libdir}/vell-desk"
+                " -l${simulator_links}")
+  vell_pkg_config(vell-desk "Simulator for clients of the vell service"
+                  "-I\${includedir}/vell-desk" "${simulator_libs}")
 endif()
+
+# What "cmake --install" needs built, and no more: ./dev demo and ./dev install build this.
+add_custom_target(installed DEPENDS ${installed_targets})
