@@ -38,6 +38,7 @@ if(VELL_DESK)
   install(TARGETS ${platform_libraries} LIBRARY DESTINATION ${simulator_libdir})
   install(TARGETS vellsim vellfeed RUNTIME)
   list(APPEND installed_targets ${platform_libraries} vellsim vellfeed)
+  list(APPEND installed_targets route_client snooping_client ltl_client)
   set_target_properties(
     vellsim vellfeed PROPERTIES INSTALL_RPATH
                                 "$ORIGIN/../${CMAKE_INSTALL_LIBDIR};$ORIGIN/../${simulator_libdir}")
@@ -57,5 +58,6 @@ if(VELL_DESK)
                   "-I\${includedir}/vell-desk" "${simulator_libs}")
 endif()
 
-# What "cmake --install" needs built, and no more: ./dev demo and ./dev install build this.
+# What "cmake --install" needs built, and the examples, to be tried at once: ./dev demo and ./dev
+# install build this.
 add_custom_target(installed DEPENDS ${installed_targets})

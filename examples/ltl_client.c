@@ -177,7 +177,7 @@ static int read_flood_result(const uint8_t *result) {
         n_done += done;
     }
     return (n_done == n_vlans && ntohs(head->flags) == 1) ||
-           fail(&flood_update, "not every VLAN's was carried out; vellsim show log says why");
+           fail(&flood_update, "not every VLAN's change was made; vellsim show log says why");
 }
 
 static int update_flood_sets(uint32_t queue) {
@@ -220,7 +220,7 @@ static int take_ltl_answer(uint32_t queue, const request *asked, ltl_reader *rea
 
 static int expect_ltl(const request *asked, const ltl *answered, uint32_t index, uint32_t n_ports) {
     return (answered->index == index && answered->n_ports == n_ports) ||
-           fail(asked, "the answer is of another LTL, or of another number of ports");
+           fail(asked, "the answer has another LTL index or number of ports");
 }
 
 static int change_ltl(uint32_t queue, uint32_t index) {
@@ -242,7 +242,8 @@ static int release_ltl(uint32_t queue, uint32_t index) {
            expect_ltl(&release, &answered, index, 0);
 }
 
-/* An LTL index outlives its client, so it is released even when changing it failed. */
+/* On the simulator an LTL index outlives its client, so it is released even when changing it
+ * failed. */
 static int use_ltl(uint32_t queue) {
     static const uint32_t ports[] = {po1, eth3_7, eth3_8};
     ltl allocated;

@@ -9,7 +9,6 @@
 #include <vell.h>
 
 #include <stdio.h>
-#include <string.h>
 
 enum {
     client_uuid = 500,
@@ -46,7 +45,7 @@ static const char *register_client(uint32_t queue) {
     return accepted ? NULL : "the service gave no client id; vellsim show log says why";
 }
 
-/* Fills one (S,G) route and returns its size in the message. Each route has its own TLV array, so
+/* Fills one (S, G) route and returns its size in the message. Each route has its own TLV array, so
  * the append position is reset first. */
 static uint32_t fill_route(vell_mrib_route *route, uint32_t group, uint32_t rpf_if,
                            const uint32_t *oifs, int n_oifs) {
@@ -91,16 +90,13 @@ static uint32_t send_routes(uint32_t queue) {
 int main(void) {
     const uint32_t queue = kyt_desk_queue_open();
     const char *failure = register_client(queue);
-    uint32_t sent = 0;
 
-    if (failure != NULL) {
+    if (failure == NULL && !send_routes(queue))
+        failure = "the routes could not be sent";
+    if (!vell_deregister() && failure == NULL)
+        failure = "the client could not be deregistered";
+    if (failure != NULL)
         fprintf(stderr, "route_client: %s\n", failure);
-        return 1;
-    }
-    sent = send_routes(queue);
-    if (!sent)
-        fprintf(stderr, "route_client: the routes could not be sent\n");
-    vell_deregister();
     kyt_desk_queue_close(queue);
-    return sent ? 0 : 1;
+    return failure == NULL ? 0 : 1;
 }

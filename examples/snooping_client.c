@@ -109,10 +109,14 @@ static int send_groups(uint32_t queue) {
 static int send_leave(uint32_t queue) {
     static const uint32_t ports[] = {7};
     uint32_t length = sizeof(vell_l2_message);
+    int sent = 0;
 
     length += fill_record(message + length, vell_l2_mbd_delete, ipv4(239, 1, 1, 1), ports, 1);
-    return vell_send_igmp_oob_notification(begin_batch) && send_message(queue, length, 1, 0) &&
-           vell_send_igmp_oob_notification(end_batch);
+    if (!vell_send_igmp_oob_notification(begin_batch))
+        return 0;
+    sent = send_message(queue, length, 1, 0);
+    /* A batch that was begun is ended, even when its message could not be sent. */
+    return vell_send_igmp_oob_notification(end_batch) && sent;
 }
 
 int main(void) {
@@ -121,9 +125,10 @@ int main(void) {
 
     if (failure == NULL && !(send_groups(queue) && send_leave(queue)))
         failure = "a message or marker could not be sent";
+    if (!vell_deregister() && failure == NULL)
+        failure = "the client could not be deregistered";
     if (failure != NULL)
         fprintf(stderr, "snooping_client: %s\n", failure);
-    vell_deregister();
     kyt_desk_queue_close(queue);
     return failure == NULL ? 0 : 1;
 }

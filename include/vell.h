@@ -10,18 +10,19 @@
  * CONVENTIONS
  *
  * Results: a function that sends or registers returns 1 when it did and 0 when it did not; there
- * are no error codes. 0 from a send leaves the client registered. The three functions that compute
- * a flood set's delta without sending it return 0 when they did, and otherwise the status of the
- * platform function that failed. Each function's comment says what a failure logs; where it says
- * nothing, nothing is logged.
+ * are no error codes. 0 from a send leaves the client registered. vell_set_flc_bitmask,
+ * vell_find_oiflist_delta and vell_build_nerb_flood_ltl_pyld return 0 when they succeeded, and
+ * otherwise the status of the platform function that failed. Each function's comment says what a
+ * failure logs; where it says nothing, nothing is logged.
  *
  * Threads: the library starts none and locks nothing. Its state, including the variables that this
  * header exports, belongs to the process; call it from one thread at a time. Every function runs to
  * its end in the caller's thread and sends at once: there is no queue inside, no retry and no
- * timer.
+ * timer. A call takes as long as the platform's functions that it calls.
  *
  * Bytes: every multi-byte field of a record or message is in host (little-endian) byte order,
- * unless its own comment says otherwise. IPv4 addresses are carried as the caller gives them.
+ * unless its own comment says otherwise. The IPv4 addresses of routes and statistics requests are
+ * sent as the caller gives them.
  *
  * Records: the records below are wire formats. They may be at any address, odd ones included, and
  * in any buffer of bytes: their types have alignment 1 and may alias others.
@@ -32,19 +33,19 @@
  * itself, reserved bytes are 0: vell_ltl_entry, vell_flood_result, and messages that it builds from
  * a function's arguments.
  *
- * Ownership: buffers remain the caller's. The library keeps no pointer to them after a call. It
- * keeps only the append position below, an address that it passes to the platform and does not use
- * itself, and the last LTL requests. It allocates memory only where a function's comment says so,
- * with the C library's allocator. It releases that memory before the call returns, whether or not
- * the call succeeds, unless the memory is the call's result.
+ * Ownership: buffers remain the caller's. Of them the library keeps only the append position below
+ * after a call: an address that it passes to the platform and does not use itself. It allocates
+ * memory only where a function's comment says so, with the C library's allocator. It releases that
+ * memory before the call returns, whether or not the call succeeds, unless the memory is the call's
+ * result.
  *
- * Checks: only what a function's comment names is checked. The caller must avoid a null record, a
- * list that outgrows vell_mrib_buf, and a message that is shorter than its records: the library
- * does not check for them, on purpose.
+ * Checks: only what a function's comment names is checked. The caller must avoid a null pointer
+ * where no comment allows one, a list that outgrows vell_mrib_buf, and a message that is shorter
+ * than its records: the library does not check for them, on purpose.
  *
  * Registered: the library's queue is the queue handle from vell_register or vell_register_kyt_q.
  * "Needs an acknowledged client" means that the library has a queue and a client id, which comes
- * from vell_register_ack. Without both the function sends nothing and returns 0.
+ * from vell_register_ack. When either is missing, the function sends nothing and returns 0.
  *
  * The LTL manager's answers: the library does not wait for an answer to a request to the LTL
  * manager, and does not match answers to requests. The caller receives the answer with the
@@ -67,15 +68,17 @@
  * request that is read with the same function, and an answer that has already been read. When
  * vell_nerb_handle_l2_response or vell_nerb_handle_l2_alloc_response returns 0, only its log
  * message shows whether the manager refused the request or the message could not be read as such an
- * answer. A request that was sent is one that the manager's client library accepted, and no more.
+ * answer. That a request was sent means only that the manager's client library accepted it.
  * Without an answer, the manager may have carried it out all the same, or may do so later; the
  * library does not send it again.
  *
  * Log: messages are errors and traces. Each one is written to the log of the client's uuid, and to
- * the platform's event history and debug console when those accept its level. A message starts with
- * the function's name and, in brackets, a number that identifies the message and is the same in
- * every release; the comments below give this number. "ERROR: " or "TRACE: " follows, except for
- * traces in the client's log.
+ * the platform's event history and debug console when those accept its level. An error has level
+ * 102, a trace 104, and both have module 0x730000. While no uuid is registered, the client's log is
+ * that of 384. A message starts with the function's name and, in brackets, a number that identifies
+ * the message and is the same in every release; the comments below give this number. "ERROR: " or
+ * "TRACE: " follows, except for traces in the client's log. A text is cut to 511 characters, except
+ * on the console.
  */
 #ifndef VELL_H
 #define VELL_H
@@ -127,12 +130,16 @@ VELL_API uint32_t vell_register(uint32_t queue, uint32_t uuid, const char *shm_n
  * client id to 0, keeps queue and uuid, and returns 0. To register again after a refusal, an id of
  * 0, or a missing answer, first take the queue back with vell_register_kyt_q(0): vell_deregister
  * does nothing for a client without an id.
+ *
+ * It does not check that an answer is expected: it reads a late or repeated answer too, and a
+ * refusal clears the id of a registered client. How the caller recognises the answer is the
+ * service's business. The payload must have at least 2 bytes; its length is not checked.
  */
 VELL_API uint32_t vell_register_ack(void *message);
 
 /*
- * vell_deregister ends the registration: it notifies the service and clears client id, queue and
- * uuid.
+ * vell_deregister ends the registration: it notifies the service, clears the client id and the
+ * queue, and sets the uuid back to 384. The queue itself remains open: it is the caller's.
  *
  * Needs an acknowledged client. Returns 1 when deregistered. Returns 0 without an acknowledged
  * client, and when the send failed; the client then remains registered. Logs nothing.
@@ -140,8 +147,13 @@ VELL_API uint32_t vell_register_ack(void *message);
 VELL_API uint32_t vell_deregister(void);
 
 /*
- * vell_register_kyt_q gives the library a queue handle without registering. 0 takes it back.
- * Nothing is checked or logged. While the library has a queue, vell_register refuses.
+ * vell_register_kyt_q gives the library a queue handle without registering. 0 takes it back. Client
+ * id and uuid do not change. Nothing is checked or logged.
+ *
+ * vell_register refuses while the library has a queue, and also while it has a client id. To
+ * register again when the service has lost a registered client, for example because it restarted:
+ * give the library a queue that can send, call vell_deregister, which clears the id once its
+ * request is sent, and then vell_register.
  */
 VELL_API void vell_register_kyt_q(uint32_t queue);
 
@@ -250,11 +262,11 @@ VELL_API void vell_mrib_set_opcode(vell_mrib_route *route, uint32_t opcode);
 
 /* vell_mrib_set_source stores the IPv4 source address and its prefix length. Neither is checked or
  * masked. */
-VELL_API void vell_mrib_set_source(vell_mrib_route *route, uint32_t address, uint8_t mask_length);
+VELL_API void vell_mrib_set_source(vell_mrib_route *route, uint32_t address, uint8_t prefix_length);
 
 /* vell_mrib_set_group stores the IPv4 group address and its prefix length. Neither is checked or
  * masked. */
-VELL_API void vell_mrib_set_group(vell_mrib_route *route, uint32_t address, uint8_t mask_length);
+VELL_API void vell_mrib_set_group(vell_mrib_route *route, uint32_t address, uint8_t prefix_length);
 
 /* vell_mrib_set_epoch stores the route's epoch. */
 VELL_API void vell_mrib_set_epoch(vell_mrib_route *route, uint32_t epoch);
@@ -275,8 +287,10 @@ VELL_API void vell_mrib_set_table_id(vell_mrib_route *route, uint32_t table_id);
  *
  * Open a list with its begin function, add its entries one by one, and close it with its end
  * function, which appends it to the route's TLV array. All three lists are built at the start of
- * vell_mrib_buf, so only one can be open at a time; their order does not matter. Opening a list
- * discards the entries of another open list.
+ * vell_mrib_buf, so keep only one open at a time; their order does not matter. This is not checked.
+ * Opening a second list discards the entries of the first but does not close it: adding to the
+ * first one, or ending it, then uses the bytes of the second. An empty list remains open after its
+ * end function: set its variable to null before opening another.
  *
  * p_current_tlv_addr and current_tlv_size are the append position in the TLV array. Both are 0 at
  * first, and the next list then starts a route's TLV array. The platform's TLV functions update
@@ -285,7 +299,9 @@ VELL_API void vell_mrib_set_table_id(vell_mrib_route *route, uint32_t table_id);
  * route of the same message, and to discard a half-filled message. The simulator's TLV functions
  * also detect by themselves that another route has begun; do not rely on this on other platforms.
  *
- * Nothing checks the space after the route: it is the caller's buffer.
+ * Nothing checks the space after the route: it is the caller's buffer. As the limit of a route's
+ * TLV array the library gives the platform VELL_MRIB_BUF_SIZE, whatever room the buffer has. A list
+ * that the platform does not append is lost without a report.
  * ---------------------------------------------------------------------------------------------- */
 
 /* A list as it is built and as it is sent: the number of entries, directly followed by the
@@ -346,7 +362,7 @@ VELL_API extern vell_glt_list *glt_oifs;
 VELL_API extern uint32_t p_current_tlv_addr;
 VELL_API extern uint32_t current_tlv_size;
 
-/* vell_mrib_add_..._begin opens the list without entries. */
+/* vell_mrib_add_..._begin opens an empty list. */
 VELL_API void vell_mrib_add_oifs_begin(void);
 VELL_API void vell_mrib_add_mti_encap_begin(void);
 VELL_API void vell_mrib_add_glt_encap_begin(void);
@@ -355,7 +371,8 @@ VELL_API void vell_mrib_add_glt_encap_begin(void);
  * vell_mrib_add_<kind>_oif adds an outgoing interface of that kind: vell_mrib_add_reg_oif,
  * vell_mrib_add_vprime_oif and so on. Does nothing while the OIF list is closed. No add function
  * checks for the end of the buffer: vell_mrib_buf has room for 15103 OIFs, 7551 MTI encapsulations
- * or 2013 GLT encapsulations, and a TLV for 8191, 4095 or 1092.
+ * or 2013 GLT encapsulations, and one TLV carries at most 8191, 4095 or 1092. Of the
+ * length of a longer list only the low 16 bits are kept.
  */
 #define VELL_OIF_KIND_ADDER(value, name)                                                           \
     VELL_API void vell_mrib_add_##name##_oif(uint32_t if_index);
@@ -398,15 +415,17 @@ VELL_API void vell_mrib_test_add_mti_oif(vell_mrib_route *route, const vell_mti_
 VELL_API void vell_mrib_test_add_glt_oif(vell_mrib_route *route, const vell_glt_entry *entries,
                                          uint32_t count);
 
-/* vell_mrib_get_route_size returns the size of a filled route in bytes, head and TLV array. The
- * next route of the message starts that many bytes further on. */
+/* vell_mrib_get_route_size returns the size of a filled route in bytes: 44, for the route's head
+ * and the TLV array's own head, plus what the platform's function reports for the array's TLVs. The
+ * next route of the message starts that many bytes further on. Clear those 44 bytes before filling
+ * a route: without a list, the array's head is what the caller left there. */
 VELL_API uint32_t vell_mrib_get_route_size(const vell_mrib_route *route);
 
 /*
- * vell_mrib_get_max_route_size returns 8 n_oif + 16 n_mti + 60 n_glt + 56, modulo 2^32: how many
- * bytes to reserve for a route before it is filled. This has room for the head of one TLV. On a
- * platform whose TLV heads take 4 bytes, as the simulator's do, it is 4 bytes short for a route
- * with two lists and 12 bytes short for one with three: add that many.
+ * vell_mrib_get_max_route_size returns 8 n_oif + 16 n_mti + 60 n_glt + 56, modulo 2^32: a first
+ * estimate of the bytes to reserve for a route before it is filled. It has room for the head of one
+ * TLV. On a platform whose TLV heads take 4 bytes, as the simulator's do, it is 4 bytes short for a
+ * route with two lists and 12 bytes short for one with three: add that many.
  */
 VELL_API uint32_t vell_mrib_get_max_route_size(uint32_t n_oif, uint32_t n_mti, uint32_t n_glt);
 
@@ -459,8 +478,8 @@ enum vell_dux_role { VELL_DUX_ROLE_TABLE(VELL_DUX_ROLE_VALUE) };
 
 /*
  * vell_mrib_send_dux_role_update sends a route message that carries the dux role, one of enum
- * vell_dux_role. Any other value is sent as no role, without a flag. It does not change
- * p_current_tlv_addr and current_tlv_size.
+ * vell_dux_role. Any other value is sent as no role, without a flag. The message has marker 0x5aa5
+ * and one route with opcode 23. It does not change p_current_tlv_addr and current_tlv_size.
  *
  * Needs an acknowledged client. Returns 1 when sent, 0 when not. Logs nothing.
  */
@@ -566,8 +585,8 @@ VELL_API int vell_send_igmp_snoop_update(void);
 
 /*
  * A layer-2 message is this header and `count` records back to back, built by the caller in host
- * byte order. The library converts it to network order in place: every field of 16 or 32 bits,
- * except the records' lengths and what the comments below exclude.
+ * byte order. vell_send_l2_mc_update converts it to network order in place: every field of 16 or 32
+ * bits, except the records' lengths and what the comments below exclude.
  */
 typedef struct VELL_RECORD vell_l2_message {
     uint8_t client_id; /* written by the library: 0 while it has none */
@@ -586,7 +605,7 @@ enum vell_l2_flag {
 typedef struct VELL_RECORD vell_l2_record {
     uint8_t type;
     uint8_t reserved[7]; /* the caller's, sent as they are */
-    uint32_t length;     /* written by the library, in host byte order: 80 and the entries' bytes */
+    uint32_t length;     /* written by vell_send_l2_mc_update, in host byte order */
 } vell_l2_record;
 
 /*
@@ -630,10 +649,11 @@ typedef struct VELL_RECORD vell_l2_oif {
 } vell_l2_oif;
 
 /*
- * The records, up to where their entries begin. A record is longer than its structure: it has
- * VELL_L2_RECORD_BYTES and its entries' bytes, and its entries begin directly after the structure.
- * A record of type 21 with 3 entries is 80 + 3 * 32 bytes long. Its entries begin at byte 78, and
- * the 2 bytes after the last one are sent as they are.
+ * The records, up to where their entries begin. A record is longer than its structure: it is
+ * VELL_L2_RECORD_BYTES plus its entries' bytes long, and its entries begin directly after the
+ * structure. A record of type 21 with 3 entries is 80 + 3 * 32 bytes long. Its entries begin at
+ * byte 78, and the 2 bytes after the last one belong to it. What follows the last entry, up to the
+ * record's end, is sent as it is.
  *
  * The service defines what words, halves and addresses mean, and how an MBD entry says that it is
  * (*, G). On the simulator the source of a (*, G) entry has the group's address family and an area
@@ -889,10 +909,10 @@ typedef struct VELL_RECORD vell_flood_result {
  * with one vell_flood_result per VLAN, in the answer's order. The VLANs are not compared with those
  * of the request. The message is allocated; the caller must release it with free.
  *
- * Needs no client, and 64 KiB of stack. Returns 1 when the result was built, also when VLANs were
- * refused; each of those logs error 1454. Returns 0, with `result` set to null, when the answer
- * cannot be read (errors 1404, 1411, 1418), when it has no entries or more than 4095 (error 1411),
- * and when there is no memory (error 1428).
+ * Needs no client, and 66 KiB of stack besides what the platform's functions take. Returns 1 when
+ * the result was built, also when VLANs were refused; each of those logs error 1454. Returns 0,
+ * with `result` set to null, when the answer cannot be read (errors 1404, 1411, 1418), when it has
+ * no entries or more than 4095 (error 1411), and when there is no memory (error 1428).
  */
 VELL_API uint32_t vell_handle_l2_mc_update_flood_ltl_resp(const void *rsp, uint8_t **result);
 
@@ -900,8 +920,8 @@ VELL_API uint32_t vell_handle_l2_mc_update_flood_ltl_resp(const void *rsp, uint8
  * Multicast LTL indexes
  *
  * An LTL index identifies a set of outgoing interfaces in the hardware. The LTL manager owns the
- * indexes. These functions request one, change its interfaces, or release it. They need no client:
- * requests are sent from the library's queue, even when it is 0.
+ * indexes. These functions ask for one, ask to change its interfaces, or ask to release it. They
+ * need no client: requests are sent from the library's queue, even when it is 0.
  *
  * Each request has one entry, and its answer must have one too. `key1` and `key2` are the first two
  * words of the entry, in all three requests. `cookie` is passed to the manager's client library
@@ -962,7 +982,8 @@ VELL_API int vell_nerb_l2_ltl_alloc(uint32_t key1, uint32_t count, const uint32_
 
 /*
  * vell_nerb_l2_ltl_modify asks to change the interfaces of an LTL index. Otherwise it is like
- * vell_nerb_l2_ltl_alloc. An answer is for vell_nerb_handle_l2_response.
+ * vell_nerb_l2_ltl_alloc. The manager defines whether the list replaces the present interfaces; on
+ * the simulator it does. Read an answer with vell_nerb_handle_l2_response.
  *
  * Returns 1 when the manager's client library accepted the request. Returns 0 when there is no
  * memory (errors 1484 and 1576), and when the client library refused the request (error 1587, whose
@@ -972,7 +993,8 @@ VELL_API int vell_nerb_l2_ltl_modify(uint32_t key1, uint32_t count, const uint32
                                      uint32_t key2, uint32_t cookie);
 
 /*
- * vell_nerb_l2_ltl_dealloc releases an LTL index. An answer is for vell_nerb_handle_l2_response.
+ * vell_nerb_l2_ltl_dealloc asks to release an LTL index. Read an answer with
+ * vell_nerb_handle_l2_response.
  *
  * Returns 1 when the manager's client library accepted the request, and 0 when it refused (error
  * 1551).
@@ -1011,7 +1033,7 @@ VELL_API int vell_nerb_handle_l2_response(const void *rsp, uint32_t *result1, ui
  *
  * Returns 1, and stores both results, when the answer reports success and has exactly one entry.
  * Returns 0, and stores nothing, otherwise: error 1616 for the status and the number of entries,
- * error 1623 for the entry, after which the status is checked again.
+ * error 1623 when the entry cannot be read or the status, which is read again with it, is not 0.
  */
 VELL_API int vell_nerb_handle_l2_alloc_response(const void *rsp, uint32_t *result1,
                                                 uint32_t *result2);

@@ -1,5 +1,5 @@
 /*
- * The message transport: what libvell calls of libkyt.
+ * The message transport: the functions of libkyt that libvell calls.
  *
  * A queue handle identifies one of the process's own queues; 0 is not a queue. Every request is
  * sent from a queue, and is addressed by destination node, service access point and opcode.
@@ -40,8 +40,8 @@ int32_t kyt_send(uint32_t queue, uint32_t node, uint32_t sap, uint32_t opcode, c
 /* Releases the reference of a message that was sent from `queue`. */
 void kyt_drop(uint32_t queue, kyt_msg_ref *reference);
 
-/* Returns the payload of a received message, or null. libvell reads it at once and does not keep
- * it. */
+/* Returns the payload of a received message, or null. libvell reads the first 2 bytes of a
+ * registration's answer at once and does not keep the payload. */
 void *kyt_payload_get(void *message);
 
 #ifdef __cplusplus

@@ -1,5 +1,5 @@
 /*
- * The LTL manager's client: what libvell calls of libnerb.
+ * The LTL manager's client: the functions of libnerb that libvell calls.
  *
  * Every function returns 0 for success and a non-zero status otherwise. A send function must not
  * use its payload, or anything that the payload points to, after it returns. A reply remains the

@@ -1,5 +1,5 @@
 /*
- * Interface and address helpers: what libvell calls of libqarnutils.
+ * Interface and address helpers: the functions of libqarnutils that libvell calls.
  */
 #ifndef QARNUTILS_H
 #define QARNUTILS_H

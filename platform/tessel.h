@@ -1,7 +1,8 @@
 /*
- * Debug and event history: what libvell calls of libtessel.
+ * Debug and event history: the functions of libtessel that libvell calls.
  *
- * The history and the per-client log receive a record by its length in bytes and its address. The
+ * The history and the per-client log receive a record by its length in bytes and its address: the
+ * level, a uint32, and the text with its NUL. The
  * platform defines the meaning of the constant arguments that libvell passes.
  */
 #ifndef TESSEL_H

@@ -1,5 +1,5 @@
 /*
- * Aligned TLV arrays: what libvell calls of libtlv.
+ * Aligned TLV arrays: the functions of libtlv that libvell calls.
  *
  * An array is a block of bytes in the caller's buffer. The functions below define its framing. The
  * argument `reserved` is passed as 0.

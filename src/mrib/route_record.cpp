@@ -37,14 +37,16 @@ void vell_mrib_set_opcode(vell_mrib_route *route, std::uint32_t opcode) {
     route->opcode = static_cast<std::uint8_t>(opcode);
 }
 
-void vell_mrib_set_source(vell_mrib_route *route, std::uint32_t address, std::uint8_t mask_length) {
+void vell_mrib_set_source(vell_mrib_route *route, std::uint32_t address,
+                          std::uint8_t prefix_length) {
     route->source = address;
-    route->source_length = mask_length;
+    route->source_length = prefix_length;
 }
 
-void vell_mrib_set_group(vell_mrib_route *route, std::uint32_t address, std::uint8_t mask_length) {
+void vell_mrib_set_group(vell_mrib_route *route, std::uint32_t address,
+                         std::uint8_t prefix_length) {
     route->group = address;
-    route->group_length = mask_length;
+    route->group_length = prefix_length;
 }
 
 void vell_mrib_set_epoch(vell_mrib_route *route, std::uint32_t epoch) {

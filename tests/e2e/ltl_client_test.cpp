@@ -103,7 +103,7 @@ TEST_F(LtlClient, PassesOverTheSecondAnswerToEachRequest) {
 TEST_F(LtlClient, ARefusedVlanIsToldAndTheOtherIsHeld) {
     start_switch({"--ltl-refuse-vlan", "10"});
     const auto run = run_client();
-    expect_failed(run, "flood update: not every VLAN's was carried out");
+    expect_failed(run, "flood update: not every VLAN's change was made");
     EXPECT_THAT(run.out, AllOf(HasSubstr("VLAN 10: refused\n"), HasSubstr("VLAN 20: done\n"),
                                HasSubstr("deregistered"), Not(HasSubstr("LTL"))));
     EXPECT_THAT(service_log(), testing::Contains(HasSubstr("refused by fault mode")));
@@ -114,7 +114,7 @@ TEST_F(LtlClient, ARefusedVlanIsToldAndTheOtherIsHeld) {
 TEST_F(LtlClient, ASecondRunIsRefusedSinceTheInterfacesAreThere) {
     start_switch();
     expect_done();
-    expect_failed(run_client(), "flood update: not every VLAN's was carried out");
+    expect_failed(run_client(), "flood update: not every VLAN's change was made");
     EXPECT_THAT(service_log(),
                 testing::Contains(HasSubstr("an added interface is present already")));
     expect_flood_sets();
