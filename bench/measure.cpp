@@ -1,0 +1,105 @@
+// Times: the versions of an operation take turns within each round, and the least time of all
+// rounds is the result. What disturbs a run only ever makes it longer.
+#include "measure.h"
+
+#include "null_platform.h"
+#include "versions/versions.h"
+
+#include <algorithm>
+#include <chrono>
+
+namespace bench {
+
+namespace {
+
+constexpr std::uint32_t queue = 7;
+constexpr unsigned rounds = 40;
+constexpr std::chrono::nanoseconds turn = std::chrono::milliseconds(2);
+
+using clock = std::chrono::steady_clock;
+
+void restore(const operation &op) {
+    if (op.restore)
+        op.restore();
+}
+
+void prepare(const operation &op) {
+    null_platform::history_open = op.history_open;
+    vell_register_kyt_q(op.registered ? queue : 0);
+    floor_register_kyt_q(op.registered ? queue : 0);
+    restore(op);
+}
+
+double nanoseconds_each(const operation &op, const runner &run) {
+    clock::duration taken{};
+    double runs = 0;
+    for (; taken < turn; runs += op.batch) {
+        restore(op);
+        const auto start = clock::now();
+        run(op.batch);
+        taken += clock::now() - start;
+    }
+    return std::chrono::duration<double, std::nano>(taken).count() / runs / op.repeats;
+}
+
+std::uint64_t checksum(const operation &op, const runner &run) {
+    prepare(op);
+    null_platform::start_recording();
+    const std::uint32_t results = run(std::min(op.batch, 3U));
+    null_platform::record(&results, sizeof(results));
+    return null_platform::checksum();
+}
+
+} // namespace
+
+void register_clients() {
+    constexpr std::uint32_t uuid = 5;
+    constexpr char name[] = "/bench";
+    vell_register(queue, uuid, name);
+    vell_register_ack(nullptr);
+    floor_register(queue, uuid, name);
+    floor_register_ack(nullptr);
+}
+
+bool versions_agree(const operation &op) {
+    const std::uint64_t sum = checksum(op, op.run[vell]);
+    return std::all_of(op.run, op.run + version_count,
+                       [&](const runner &run) { return !run || checksum(op, run) == sum; });
+}
+
+void measure_times(const operation &op, costs &result) {
+    prepare(op);
+    for (unsigned round = 0; round < rounds; ++round)
+        for (unsigned v = 0; v < version_count; ++v)
+            if (op.run[v]) {
+                double &least = result.of[v].nanoseconds;
+                const double time = nanoseconds_each(op, op.run[v]);
+                least = round == 0 ? time : std::min(least, time);
+            }
+}
+
+// Callgrind collects within the first of these and writes a part of its output after the second.
+// They are found by name.
+extern "C" {
+[[gnu::noinline]] void bench_counted(const runner &run, unsigned times) {
+    run(times);
+}
+[[gnu::noinline]] void bench_count_ends() {
+    asm volatile("");
+}
+}
+
+void run_for_callgrind(const operations &table) {
+    for (const operation &op : table)
+        for (const runner &run : op.run) {
+            if (!run)
+                continue;
+            prepare(op);
+            run(std::min(op.batch, 2U)); // binds what is called
+            restore(op);
+            bench_counted(run, op.batch);
+            bench_count_ends();
+        }
+}
+
+} // namespace bench
