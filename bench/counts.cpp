@@ -43,13 +43,13 @@ double total_of(const fs::path &part) {
 void count_instructions(const operations &table, const std::string &arguments,
                         std::vector<costs> &results) {
     const scratch_folder folder;
-    const fs::path out = folder.path / "out", log = folder.path / "log";
-    const std::string command = "valgrind --tool=callgrind --toggle-collect=bench_counted "
+    const fs::path out = folder.path / "out";
+    const std::string command = "valgrind -q --tool=callgrind --toggle-collect=bench_counted "
                                 "--dump-after=bench_count_ends --callgrind-out-file='" +
-                                out.string() + "' --log-file='" + log.string() + "' '" +
-                                fs::read_symlink("/proc/self/exe").string() + "' " + arguments;
+                                out.string() + "' '" + fs::read_symlink("/proc/self/exe").string() +
+                                "' " + arguments;
     if (std::system(command.c_str()) != 0)
-        throw std::runtime_error("valgrind did not run; Debian has it in the package valgrind");
+        throw std::runtime_error("callgrind failed; it is in Debian's package valgrind");
     unsigned part = 0;
     for (std::size_t i = 0; i < table.size(); ++i)
         for (unsigned v = 0; v < version_count; ++v)

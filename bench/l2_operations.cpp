@@ -16,7 +16,6 @@ namespace {
 constexpr std::uint8_t pairs_type = 10, oifs_type = 12;
 
 struct shape {
-    const char *name;
     std::uint8_t type;
     std::uint16_t records;
     std::uint32_t entries; // of each record
@@ -67,7 +66,7 @@ struct messages {
     std::size_t size;
 };
 
-void add(operations &table, const shape &made, bool on_curve, bool guarded = false) {
+operation l2_message(const shape &made) {
     constexpr std::size_t room = 16384;
     const bytes one = message_of(made);
     const auto copies = static_cast<unsigned>(std::max(room / one.size(), std::size_t{1}));
@@ -76,42 +75,46 @@ void add(operations &table, const shape &made, bool on_curve, bool guarded = fal
     for (unsigned i = 0; i < copies; ++i)
         all->fresh.insert(all->fresh.end(), one.begin(), one.end());
 
-    operation op = {.name = made.name,
-                    .size = made.entries,
-                    .unit = "entries",
-                    .batch = copies,
-                    .restore = [all] { all->sent = all->fresh; },
-                    .guarded = guarded,
-                    .on_curve = on_curve};
-    if (made.records > 1)
-        op.name += ", " + std::to_string(made.records) + " records";
-    // The plain version differs from the floor in the trace of a record only.
+    // What is traced is compared with the floor of a trace as well. Without one, the loops of floor
+    // and plain version are the same.
     const bool traced = made.type == vell_l2_mbd_add;
+    operation op = {
+        .name = made.records == 1 ? "layer-2 message"
+                                  : std::to_string(made.records) + " layer-2 records",
+        .size = made.entries,
+        .unit = made.type == pairs_type ? "pair" : "OIF",
+        .batch = copies,
+        .restore = [all] { all->sent = all->fresh; },
+    };
+    if (traced)
+        op.name += ", traced";
     const versions calls(vell_send_l2_mc_update, traced ? floor_send_l2_mc_update : nullptr,
                          plain_send_l2_mc_update);
-    table.push_back(with(std::move(op), calls, [all, count = made.records](auto &send, unsigned i) {
+    return with(std::move(op), calls, [all, count = made.records](auto &send, unsigned i) {
         static kyt_msg_ref reference;
         return send(all->sent.data() + i * all->size, all->size, count, 0,
                     reinterpret_cast<std::uintptr_t>(&reference));
-    }));
+    });
 }
 
 } // namespace
 
 void add_l2_messages(operations &table) {
-    constexpr char pairs[] = "layer-2 pairs", oifs[] = "layer-2 OIFs",
-                   traced[] = "layer-2 OIFs, traced";
-    for (const std::uint32_t entries : {1U, 8U, 120U, 1000U, 8000U, 65536U}) {
-        const bool on_curve = entries == 1000 || entries == 65536;
-        add(table, {pairs, pairs_type, 1, entries}, on_curve);
-        add(table, {traced, vell_l2_mbd_add, 1, entries}, on_curve, entries == 8);
-    }
-    constexpr std::uint16_t records = 200;
-    for (const std::uint32_t entries : {1U, 8U}) {
-        add(table, {pairs, pairs_type, records, entries}, false);
-        add(table, {oifs, oifs_type, records, entries}, false, entries == 1);
-        add(table, {traced, vell_l2_mbd_add, records, entries}, false);
-    }
+    for (const std::uint8_t type : {pairs_type, std::uint8_t{vell_l2_mbd_add}})
+        for (const std::uint32_t entries :
+             {1U, 8U, 32U, 120U, 500U, 2000U, 8000U, 16000U, 65536U}) {
+            operation op = l2_message({type, 1, entries});
+            op.on_curve = entries != 1 && entries != 8 && entries != 120 && entries != 8000;
+            op.guarded = type != pairs_type && entries == 8;
+            table.push_back(std::move(op));
+        }
+    for (const std::uint8_t type : {pairs_type, oifs_type, std::uint8_t{vell_l2_mbd_add}})
+        for (const std::uint32_t entries : {1U, 8U}) {
+            operation op = l2_message({type, 200, entries});
+            op.target = type == vell_l2_mbd_add ? 0 : 1;
+            op.guarded = type == oifs_type && entries == 1;
+            table.push_back(std::move(op));
+        }
 }
 
 } // namespace bench

@@ -2,29 +2,75 @@
 #include "guard.h"
 #include "measure.h"
 
-#include <CLI/CLI.hpp>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <fstream>
-#include <iostream>
+#include <getopt.h>
+#include <stdexcept>
 
 namespace bench {
-
-std::string label(const operation &op) {
-    std::string text = op.name;
-    if (op.size != 0)
-        text += ", " + std::to_string(op.size) + " " + op.unit;
-    return op.history_open ? text : text + ", history closed";
-}
 
 namespace {
 
 struct options {
     std::string only, json, guard, renew;
-    bool curves = false, no_times = false, no_counts = false, for_callgrind = false;
-    bool guarded = false;
+    int curves = 0, no_times = 0, no_counts = 0, guarded = 0;
+    int for_callgrind = 0; // this is the run under callgrind
 };
+
+constexpr char usage[] =
+    "usage: vellbench [OPTION]...\n"
+    "Measures libvell's operations against floors and plain versions.\n"
+    "  --only TEXT   only the operations whose names contain this\n"
+    "  --curves      the sizes between as well\n"
+    "  --no-times    count instructions only\n"
+    "  --no-counts   measure times only, without valgrind\n"
+    "  --json FILE   write the results into this file as well\n"
+    "  --guard FILE  compare the guarded operations' counts with those in this file\n"
+    "  --renew FILE  write the guarded operations' counts into this file\n";
+
+options read_options(int argc, char **argv) {
+    options chosen;
+    const option known[] = {{"only", required_argument, nullptr, 'o'},
+                            {"curves", no_argument, &chosen.curves, 1},
+                            {"no-times", no_argument, &chosen.no_times, 1},
+                            {"no-counts", no_argument, &chosen.no_counts, 1},
+                            {"json", required_argument, nullptr, 'j'},
+                            {"guard", required_argument, nullptr, 'g'},
+                            {"renew", required_argument, nullptr, 'r'},
+                            {"help", no_argument, nullptr, 'h'},
+                            {"guarded", no_argument, &chosen.guarded, 1},
+                            {"for-callgrind", no_argument, &chosen.for_callgrind, 1},
+                            {nullptr, 0, nullptr, 0}};
+    for (int given; (given = getopt_long(argc, argv, "", known, nullptr)) != -1;)
+        switch (given) {
+        case 0:
+            break;
+        case 'o':
+            chosen.only = optarg;
+            break;
+        case 'j':
+            chosen.json = optarg;
+            break;
+        case 'g':
+            chosen.guard = optarg;
+            chosen.guarded = 1;
+            break;
+        case 'r':
+            chosen.renew = optarg;
+            chosen.guarded = 1;
+            break;
+        case 'h':
+            std::fputs(usage, stdout);
+            std::exit(0);
+        default:
+            std::fputs(usage, stderr);
+            std::exit(2);
+        }
+    return chosen;
+}
 
 operations selected(const options &chosen) {
     operations all, some;
@@ -32,42 +78,58 @@ operations selected(const options &chosen) {
     add_l2_messages(all);
     add_flood_updates(all);
     for (operation &op : all)
-        if ((chosen.curves || !op.on_curve) && (!chosen.guarded || op.guarded) &&
+        if ((chosen.curves != 0 || !op.on_curve) && (chosen.guarded == 0 || op.guarded) &&
             label(op).find(chosen.only) != std::string::npos)
             some.push_back(std::move(op));
     // Nobody compares with the floor or the plain version of what is guarded.
-    if (chosen.guarded)
+    if (chosen.guarded != 0)
         for (operation &op : some)
             op.run[floor_version] = op.run[plain_version] = nullptr;
     return some;
 }
 
 std::string arguments_for_callgrind(const options &chosen) {
-    return std::string("--for-callgrind") + (chosen.curves ? " --curves" : "") +
-           (chosen.guarded ? " --guarded" : "") +
+    return std::string("--for-callgrind") + (chosen.curves != 0 ? " --curves" : "") +
+           (chosen.guarded != 0 ? " --guarded" : "") +
            (chosen.only.empty() ? "" : " --only='" + chosen.only + "'");
 }
 
-std::string ratio(double cost, double to) {
-    if (to == 0)
-        return "-";
+using measure = double cost::*;
+
+// Of the library to another version: "-" where there is none, starred where it misses the target.
+std::string ratio(const operation &op, const costs &result, version to, measure what) {
+    const double other = result.of[to].*what;
+    if (other == 0)
+        return "- ";
+    const double value = result.of[vell].*what / other;
+    const bool missed = op.target != 0 && op.target_of == to && value >= op.target + 0.005;
     char text[16];
-    std::snprintf(text, sizeof(text), "%.2f", cost / to);
+    std::snprintf(text, sizeof(text), "%.2f%c", value, missed ? '*' : ' ');
+    return text;
+}
+
+std::string target(const operation &op) {
+    if (op.target == 0)
+        return "";
+    char text[24];
+    std::snprintf(text, sizeof(text), "%.2f of %s", op.target, version_names[op.target_of]);
     return text;
 }
 
 void print_table(const operations &table, const std::vector<costs> &results) {
-    std::printf("%-68s %11s %11s  %-15s %-15s\n%-68s %11s %11s  %7s %7s %7s %7s\n", "", "vell",
-                "vell", " ratio to floor", " ratio to plain", "operation", "ns", "instr.", "time",
-                "instr.", "time", "instr.");
+    constexpr measure time = &cost::nanoseconds, count = &cost::instructions;
+    std::printf("%-66s %21s %15s  %15s\n%-66s %10s %10s %7s %7s  %7s %7s  %s\n", "", "vell",
+                "ratio to floor", "ratio to plain", "operation", "ns", "instr.", "time ", "instr.",
+                "time ", "instr.", "target (* missed)");
     for (std::size_t i = 0; i < table.size(); ++i) {
-        const auto &[of] = results[i];
-        std::printf("%-68s %11.1f %11.0f  %7s %7s %7s %7s\n", label(table[i]).c_str(),
-                    of[vell].nanoseconds, of[vell].instructions,
-                    ratio(of[vell].nanoseconds, of[floor_version].nanoseconds).c_str(),
-                    ratio(of[vell].instructions, of[floor_version].instructions).c_str(),
-                    ratio(of[vell].nanoseconds, of[plain_version].nanoseconds).c_str(),
-                    ratio(of[vell].instructions, of[plain_version].instructions).c_str());
+        const operation &op = table[i];
+        const costs &result = results[i];
+        const auto to = [&](version other, measure what) { return ratio(op, result, other, what); };
+        std::printf("%-66s %10.1f %10.0f %7s %7s  %7s %7s  %s\n", label(op).c_str(),
+                    result.of[vell].nanoseconds, result.of[vell].instructions,
+                    to(floor_version, time).c_str(), to(floor_version, count).c_str(),
+                    to(plain_version, time).c_str(), to(plain_version, count).c_str(),
+                    target(op).c_str());
     }
 }
 
@@ -97,7 +159,7 @@ int run(const options &chosen) {
                          label(op).c_str());
             return 1;
         }
-    if (chosen.for_callgrind) {
+    if (chosen.for_callgrind != 0) {
         run_for_callgrind(table);
         return 0;
     }
@@ -105,7 +167,7 @@ int run(const options &chosen) {
         return 0;
 
     std::vector<costs> results(table.size());
-    if (!chosen.no_counts)
+    if (chosen.no_counts == 0)
         count_instructions(table, arguments_for_callgrind(chosen), results);
     if (!chosen.guard.empty())
         return keeps_to_record(chosen.guard, table, results) ? 0 : 1;
@@ -113,13 +175,11 @@ int run(const options &chosen) {
         write_record(chosen.renew, table, results);
         return 0;
     }
-    if (!chosen.no_times)
-        for (std::size_t i = 0; i < table.size(); ++i)
-            measure_times(table[i], results[i]);
-    if (chosen.json != "-")
-        print_table(table, results);
+    if (chosen.no_times == 0)
+        measure_times(table, results);
+    print_table(table, results);
     if (!chosen.json.empty()) {
-        std::ofstream file(chosen.json == "-" ? "/dev/stdout" : chosen.json);
+        std::ofstream file(chosen.json);
         write_json(file, table, results);
         if (!file.flush())
             throw std::runtime_error("cannot write " + chosen.json);
@@ -132,21 +192,8 @@ int run(const options &chosen) {
 } // namespace bench
 
 int main(int argc, char **argv) {
-    bench::options chosen;
-    CLI::App app("Measures libvell's operations against floors and plain versions");
-    app.add_option("--only", chosen.only, "Only the operations whose name contains this");
-    app.add_flag("--curves", chosen.curves, "The sizes between, too");
-    app.add_flag("--no-times", chosen.no_times, "Count instructions alone");
-    app.add_flag("--no-counts", chosen.no_counts, "Measure times alone, without valgrind");
-    app.add_option("--json", chosen.json, "Write the results into this file, too; - prints them");
-    app.add_option("--guard", chosen.guard, "Compare the counts with those in this file");
-    app.add_option("--renew", chosen.renew, "Write the counts into this file");
-    app.add_flag("--guarded", chosen.guarded)->group("");
-    app.add_flag("--for-callgrind", chosen.for_callgrind)->group("");
-    CLI11_PARSE(app, argc, argv);
-    chosen.guarded = chosen.guarded || !chosen.guard.empty() || !chosen.renew.empty();
     try {
-        return bench::run(chosen);
+        return bench::run(bench::read_options(argc, argv));
     } catch (const std::exception &error) {
         std::fprintf(stderr, "vellbench: %s\n", error.what());
         return 1;

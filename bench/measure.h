@@ -24,15 +24,14 @@ void register_clients();
 // Whether all versions of an operation make the same calls with the same bytes.
 bool versions_agree(const operation &op);
 
-// Fills in the times: the least of all rounds, each of which gives every version its turn.
-void measure_times(const operation &op, costs &result);
+// Fills in the times: of each version the least of all rounds.
+void measure_times(const operations &table, std::vector<costs> &results);
 
 // Runs every version of every operation where callgrind counts it, one part of its output each.
 void run_for_callgrind(const operations &table);
 
-// Fills in the instructions of the first `counted` versions, by running this program with
-// `arguments` under callgrind. The arguments must have it call run_for_callgrind for the same
-// operations.
+// Fills in the instructions, by running this program with `arguments` under callgrind. With these
+// it must call run_for_callgrind for the same operations.
 void count_instructions(const operations &table, const std::string &arguments,
                         std::vector<costs> &results);
 

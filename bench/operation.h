@@ -20,7 +20,7 @@ using runner = std::function<std::uint32_t(unsigned times)>;
 struct operation {
     std::string name;
     std::uint32_t size = 0; // 0: it has none
-    const char *unit = "";  // what the size counts
+    const char *unit = "";  // one of what the size counts
     runner run[version_count] = {};
 
     // What one run does several times; times and counts are divided by it.
@@ -28,6 +28,10 @@ struct operation {
     // How many runs there are between two calls of restore, which brings back what they changed.
     unsigned batch = 1000;
     std::function<void()> restore = {}; // may be none
+
+    // The most that the library may cost, as a part of another version's cost; 0: nothing is asked.
+    double target = 0;
+    version target_of = plain_version;
 
     bool history_open = true;
     bool registered = true;
@@ -65,6 +69,11 @@ void add_l2_messages(operations &table);
 void add_flood_updates(operations &table);
 
 // As it is named in the table and on record.
-std::string label(const operation &op);
+inline std::string label(const operation &op) {
+    std::string text = op.name;
+    if (op.size != 0)
+        text += ", " + std::to_string(op.size) + " " + op.unit + (op.size == 1 ? "" : "s");
+    return op.history_open ? text : text + ", history closed";
+}
 
 } // namespace bench

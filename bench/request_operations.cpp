@@ -76,13 +76,14 @@ std::uint32_t send_route(const route_calls &calls, std::uint32_t oifs) {
 
 void add_routes(operations &table) {
     table.push_back(with(
-        operation{.name = "route send", .guarded = true},
+        operation{
+            .name = "route send", .target = 1.05, .target_of = floor_version, .guarded = true},
         versions(vell_send_v4_mroute_update, floor_send_v4_mroute_update),
         [](auto &send, unsigned) { return send(&message, sizeof(message), 1, 0, &reference); }));
     for (const std::uint32_t oifs : {1U, 8U, 64U, 512U, 2048U, 8191U})
         table.push_back(with(operation{.name = "route, begin to send",
                                        .size = oifs,
-                                       .unit = "OIFs",
+                                       .unit = "OIF",
                                        .batch = std::max(8000 / oifs, 1U),
                                        .on_curve = oifs != 8 && oifs != 64},
                              versions(&vell_route, &floor_route),
@@ -96,9 +97,11 @@ void add_routes(operations &table) {
 }
 
 void add_statistics(operations &table) {
-    table.push_back(with(operation{.name = "IPv4 statistics", .guarded = true},
-                         versions(vell_send_v4_mroute_stats_req, floor_send_v4_mroute_stats_req),
-                         [](auto &send, unsigned) { return send(1, source, 32, group, 32, 0); }));
+    table.push_back(with(
+        operation{
+            .name = "IPv4 statistics", .target = 1.05, .target_of = floor_version, .guarded = true},
+        versions(vell_send_v4_mroute_stats_req, floor_send_v4_mroute_stats_req),
+        [](auto &send, unsigned) { return send(1, source, 32, group, 32, 0); }));
     add(table, "IPv4 statistics clear",
         versions(vell_send_v4_mroute_clear_req, floor_send_v4_mroute_clear_req),
         [](auto &send, unsigned) { return send(1, source, 32, group, 32); });
@@ -143,6 +146,7 @@ void add_log_lines(operations &table) {
 
     for (const bool open : {true, false}) {
         table.push_back(with(operation{.name = "log line, error without values",
+                                       .target = open ? 0.18 : 0.28,
                                        .history_open = open,
                                        .registered = false},
                              versions(vell_send_v6_mroute_update, floor_send_v6_mroute_update,
@@ -152,6 +156,7 @@ void add_log_lines(operations &table) {
             operation{.name = "log line, trace with two numbers",
                       .repeats = removed + 2,
                       .batch = 10,
+                      .target = open ? 0.18 : 0.28,
                       .history_open = open,
                       .guarded = true},
             versions(vell_find_oiflist_delta, floor_find_oiflist_delta, plain_find_oiflist_delta),
@@ -173,7 +178,7 @@ void add_ltl(operations &table) {
         std::uint32_t result1 = 0, result2 = 0;
         return static_cast<std::uint32_t>(handle(nullptr, &result1, &result2)) + result1 + result2;
     };
-    const operation list = {.name = "", .size = interfaces, .unit = "interfaces"};
+    const operation list = {.name = "", .size = interfaces, .unit = "interface"};
     operation alloc = list, modify = list;
     alloc.name = "LTL allocation";
     modify.name = "LTL modification";
@@ -207,7 +212,7 @@ void add_flood_answers(operations &table) {
     for (const std::uint32_t vlans : {1U, 8U, 64U, 512U, 2048U, 4095U})
         table.push_back(with(operation{.name = "flood answer",
                                        .size = vlans,
-                                       .unit = "VLANs",
+                                       .unit = "VLAN",
                                        .batch = std::max(1000 / vlans, 1U),
                                        .restore = [=] { null_platform::answer_entries = vlans; },
                                        .on_curve = vlans != null_platform::most_answer_entries},

@@ -1,5 +1,8 @@
-// The client state of the floors and the plain versions, reached as the library reaches its own.
+// What the floors and the plain versions start from: the client's state, reached as the library
+// reaches its own, and the barest way out.
 #pragma once
+
+#include <kyt.h>
 
 #include <cstdint>
 
@@ -8,5 +11,31 @@ namespace bench {
 [[gnu::visibility("hidden")]] extern std::uint8_t client_id;
 [[gnu::visibility("hidden")]] extern std::uint32_t client_queue;
 [[gnu::visibility("hidden")]] extern std::uint32_t client_uuid;
+
+inline constexpr std::uint32_t node = 0xfe000000;
+inline constexpr std::uint32_t registration = 212, notifications = 213, routes = 214;
+
+// The transport only reads the options, so that the barest block is one that is there already.
+inline constexpr std::uint32_t options[2][KYT_SEND_OPTION_WORDS] = {{1, 0}, {1, 1}};
+
+inline bool acknowledged() {
+    return client_id != 0 && client_queue != 0;
+}
+
+[[gnu::always_inline]] inline bool send(std::uint32_t queue, std::uint32_t sap,
+                                        std::uint32_t opcode, unsigned option, const void *payload,
+                                        std::uint32_t length, kyt_msg_ref *reference) {
+    return kyt_send(queue, node, sap, opcode, payload, length, reference, 0, options[option]) != -1;
+}
+
+[[gnu::always_inline]] inline bool send_and_drop(std::uint32_t queue, std::uint32_t sap,
+                                                 std::uint32_t opcode, unsigned option,
+                                                 const void *payload, std::uint32_t length) {
+    kyt_msg_ref reference;
+    if (!send(queue, sap, opcode, option, payload, length, &reference))
+        return false;
+    kyt_drop(queue, &reference);
+    return true;
+}
 
 } // namespace bench

@@ -17,7 +17,6 @@ namespace bench {
 namespace {
 
 constexpr std::uint32_t record_size = 80;
-constexpr std::uint32_t options[KYT_SEND_OPTION_WORDS] = {1, 1};
 
 std::uint32_t word_at(const std::uint8_t *at) {
     std::uint32_t word;
@@ -134,8 +133,8 @@ template <typename Lines>
     message->value = __builtin_bswap16(value);
     message->flags = __builtin_bswap16(message->flags);
     convert<Lines>(buffer + sizeof(*message), count);
-    return kyt_send(client_queue, 0xfe000000, 213, 75821, buffer, length,
-                    reinterpret_cast<kyt_msg_ref *>(msg_ref), 0, options) != -1;
+    return send(client_queue, notifications, 75821, 1, buffer, length,
+                reinterpret_cast<kyt_msg_ref *>(msg_ref));
 }
 
 } // namespace
