@@ -40,7 +40,9 @@ record read_record(const std::string &path) {
 
 std::string built_with() {
 #ifdef __clang__
-    const std::string compiler = "Clang " __clang_version__;
+    const std::string compiler = "Clang " + std::to_string(__clang_major__) + '.' +
+                                 std::to_string(__clang_minor__) + '.' +
+                                 std::to_string(__clang_patchlevel__);
 #else
     const std::string compiler = "GCC " __VERSION__;
 #endif

@@ -118,6 +118,12 @@ std::string target(const operation &op) {
 
 void print_table(const operations &table, const std::vector<costs> &results) {
     constexpr measure time = &cost::nanoseconds, count = &cost::instructions;
+    // Times or counts that were not asked for are missing.
+    const auto number = [](const char *format, double value) {
+        char text[24];
+        std::snprintf(text, sizeof(text), format, value);
+        return std::string(value == 0 ? "-" : text);
+    };
     std::printf("%-66s %21s %15s  %15s\n%-66s %10s %10s %7s %7s  %7s %7s  %s\n", "", "vell",
                 "ratio to floor", "ratio to plain", "operation", "ns", "instr.", "time ", "instr.",
                 "time ", "instr.", "target (* missed)");
@@ -125,8 +131,9 @@ void print_table(const operations &table, const std::vector<costs> &results) {
         const operation &op = table[i];
         const costs &result = results[i];
         const auto to = [&](version other, measure what) { return ratio(op, result, other, what); };
-        std::printf("%-66s %10.1f %10.0f %7s %7s  %7s %7s  %s\n", label(op).c_str(),
-                    result.of[vell].nanoseconds, result.of[vell].instructions,
+        std::printf("%-66s %10s %10s %7s %7s  %7s %7s  %s\n", label(op).c_str(),
+                    number("%.1f", result.of[vell].nanoseconds).c_str(),
+                    number("%.0f", result.of[vell].instructions).c_str(),
                     to(floor_version, time).c_str(), to(floor_version, count).c_str(),
                     to(plain_version, time).c_str(), to(plain_version, count).c_str(),
                     target(op).c_str());
