@@ -92,8 +92,11 @@ bool keeps_to_record(const std::string &path, const operations &table,
         std::printf("%-6s  %8.0f instructions, on record %8.0f  %s\n", grew ? "FAILED" : "ok", now,
                     before, name.c_str());
         if (shrank)
-            std::printf("        That is %.1f %% less: keep it, with %s\n",
+            std::printf("        %.1f %% less: renew the record with %s\n",
                         100 * (1 - now / before), renew);
+        if (grew)
+            std::printf("        %.1f %% more; only if that is worth it: %s\n",
+                        100 * (now / before - 1), renew);
         keeps = keeps && !grew;
     }
     return keeps;
