@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <exception>
 #include <fstream>
+#include <iomanip>
 #include <getopt.h>
 #include <stdexcept>
 
@@ -141,18 +142,18 @@ void print_table(const operations &table, const std::vector<costs> &results) {
 }
 
 void write_json(std::ostream &out, const operations &table, const std::vector<costs> &results) {
-    out << "{\"built_with\": \"" << built_with() << "\", \"operations\": [";
+    out << std::fixed << std::setprecision(1) << "{\"built_with\": \"" << built_with()
+        << "\", \"operations\": [";
     for (std::size_t i = 0; i < table.size(); ++i) {
         const operation &op = table[i];
         out << (i == 0 ? "\n" : ",\n") << "  {\"name\": \"" << op.name
             << "\", \"size\": " << op.size << ", \"unit\": \"" << op.unit << "\", \"history\": \""
-            << (op.history_open ? "open" : "closed") << "\"";
+            << (op.history_open ? "open" : "closed") << '"';
         for (unsigned v = 0; v < version_count; ++v)
             if (op.run[v])
-                out << ", \"" << version_names[v]
-                    << "\": {\"ns\": " << std::round(results[i].of[v].nanoseconds * 10) / 10
-                    << ", \"instructions\": " << std::llround(results[i].of[v].instructions) << "}";
-        out << "}";
+                out << ", \"" << version_names[v] << "\": {\"ns\": " << results[i].of[v].nanoseconds
+                    << ", \"instructions\": " << std::llround(results[i].of[v].instructions) << '}';
+        out << '}';
     }
     out << "\n]}\n";
 }
