@@ -2,7 +2,6 @@
 // output for each.
 #include "measure.h"
 
-#include <cmath>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>

@@ -46,7 +46,12 @@ std::string built_with() {
 #else
     const std::string compiler = "GCC " __VERSION__;
 #endif
-    return compiler + ", glibc " + gnu_get_libc_version();
+#ifdef __OPTIMIZE__
+    const char *const optimised = "";
+#else
+    const char *const optimised = ", not optimised";
+#endif
+    return compiler + ", glibc " + gnu_get_libc_version() + optimised;
 }
 
 void write_record(const std::string &path, const operations &table,

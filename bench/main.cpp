@@ -7,8 +7,8 @@
 #include <cstdlib>
 #include <exception>
 #include <fstream>
-#include <iomanip>
 #include <getopt.h>
+#include <iomanip>
 #include <stdexcept>
 
 namespace bench {

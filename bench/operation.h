@@ -14,7 +14,7 @@ enum version { vell, floor_version, plain_version };
 inline constexpr unsigned version_count = 3;
 inline constexpr const char *version_names[version_count] = {"vell", "floor", "plain"};
 
-// Runs a version of an operation so many times and returns the sum of what its functions returned.
+// Runs a version of an operation this often and returns the sum of what its functions returned.
 using runner = std::function<std::uint32_t(unsigned times)>;
 
 struct operation {
@@ -36,7 +36,7 @@ struct operation {
     bool history_open = true;
     bool registered = true;
     bool guarded = false;  // its instructions are on record
-    bool on_curve = false; // not in the table: a size between, for the plot
+    bool on_curve = false; // a size that only the plot needs
 };
 
 // The same call in each version. A pointer: to a function, or to a record of several.
