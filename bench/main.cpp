@@ -97,13 +97,15 @@ std::string arguments_for_callgrind(const options &chosen) {
 
 using measure = double cost::*;
 
-// Of the library to another version: "-" where there is none, starred where it misses the target.
+// Of the library to another version: "-" where there is none. A time is starred when it misses its
+// target by more than times differ from run to run.
 std::string ratio(const operation &op, const costs &result, version to, measure what) {
     const double other = result.of[to].*what;
     if (other == 0)
         return "- ";
     const double value = result.of[vell].*what / other;
-    const bool missed = op.target != 0 && op.target_of == to && value >= op.target + 0.005;
+    const bool missed = what == &cost::nanoseconds && op.target != 0 && op.target_of == to &&
+                        value > op.target + 0.02;
     char text[16];
     std::snprintf(text, sizeof(text), "%.2f%c", value, missed ? '*' : ' ');
     return text;

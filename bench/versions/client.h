@@ -15,9 +15,6 @@ namespace bench {
 inline constexpr std::uint32_t node = 0xfe000000;
 inline constexpr std::uint32_t registration = 212, notifications = 213, routes = 214;
 
-// The transport only reads the options, so that the barest block is one that is there already.
-inline constexpr std::uint32_t options[2][KYT_SEND_OPTION_WORDS] = {{1, 0}, {1, 1}};
-
 inline bool acknowledged() {
     return client_id != 0 && client_queue != 0;
 }
@@ -25,7 +22,9 @@ inline bool acknowledged() {
 [[gnu::always_inline]] inline bool send(std::uint32_t queue, std::uint32_t sap,
                                         std::uint32_t opcode, unsigned option, const void *payload,
                                         std::uint32_t length, kyt_msg_ref *reference) {
-    return kyt_send(queue, node, sap, opcode, payload, length, reference, 0, options[option]) != -1;
+    // Every request has an options block of its own: that is promised to the transport.
+    const std::uint32_t options[KYT_SEND_OPTION_WORDS] = {1, option};
+    return kyt_send(queue, node, sap, opcode, payload, length, reference, 0, options) != -1;
 }
 
 [[gnu::always_inline]] inline bool send_and_drop(std::uint32_t queue, std::uint32_t sap,

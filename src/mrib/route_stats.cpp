@@ -71,9 +71,11 @@ void log_send_failure(const stats_sender &sender) {
                  "%s(%d):ERROR: Send stat req to vell failed.. \n");
 }
 
-int send_ipv6_key(const stats_sender &sender, const service_request &request,
-                  std::uint32_t table_id, const void *source, std::uint8_t source_length,
-                  const void *group, std::uint8_t group_length) {
+[[gnu::always_inline]] inline int send_ipv6_key(const stats_sender &sender,
+                                                const service_request &request,
+                                                std::uint32_t table_id, const void *source,
+                                                std::uint8_t source_length, const void *group,
+                                                std::uint8_t group_length) {
     if (!client_acknowledged())
         return refuse(sender);
 
