@@ -81,8 +81,13 @@ constexpr char bit_setter[] = "vell_set_flc_bitmask";
     return 0;
 }
 
+// The lines of the error that an interface's line card could not be set.
+constexpr log_line kept_line = 1134;
+constexpr log_line added_line = 1158;
+constexpr log_line added_at_end_line = 1175;
+
 // Has the VLAN flood to the interface's line card. `line` is that of the error when it cannot.
-template <log_line line>
+template <const log_line &line>
 std::uint32_t flood_to(delta_writer &out, std::uint32_t if_index) {
     auto *const bitmask =
         reinterpret_cast<std::uint8_t *>(out.delta) + offsetof(vell_flood_delta, flc_bitmask);
@@ -92,7 +97,7 @@ std::uint32_t flood_to(delta_writer &out, std::uint32_t if_index) {
     return status;
 }
 
-template <log_line line>
+template <const log_line &line>
 std::uint32_t add(delta_writer &out, std::uint32_t if_index) {
     if (const std::uint32_t status = flood_to<line>(out, if_index))
         return status;
@@ -103,7 +108,7 @@ std::uint32_t add(delta_writer &out, std::uint32_t if_index) {
 // The SVI flag is not looked at any more.
 std::uint32_t add_rest(delta_writer &out, oif_rest is) {
     for (; is.at != is.end; ++is.at)
-        if (const std::uint32_t status = add<1175>(out, is.at->value.if_index))
+        if (const std::uint32_t status = add<added_at_end_line>(out, is.at->value.if_index))
             return status;
     return 0;
 }
@@ -121,9 +126,9 @@ void remove_rest(delta_writer &out, oif_rest was) {
 // An interface that is not below the next one there was.
 std::uint32_t keep_or_add(delta_writer &out, oif_rest &was, std::uint32_t if_index) {
     if (was.at->value.if_index != if_index)
-        return add<1158>(out, if_index);
+        return add<added_line>(out, if_index);
     ++was.at;
-    return flood_to<1134>(out, if_index);
+    return flood_to<kept_line>(out, if_index);
 }
 
 std::uint32_t merge(delta_writer &out, oif_rest was, oif_rest is) {
