@@ -24,6 +24,8 @@ public:
             throw std::runtime_error(path + " is not a 32-bit x86 shared object");
         for (std::uint32_t i = 0; i < head.e_shnum; ++i)
             sections.push_back(at<Elf32_Shdr>(head.e_shoff + i * head.e_shentsize));
+        for (std::uint32_t i = 0; i < head.e_phnum; ++i)
+            program_headers.push_back(at<Elf32_Phdr>(head.e_phoff + i * head.e_phentsize));
     }
 
     template <typename Record>
@@ -42,6 +44,8 @@ public:
         return nullptr;
     }
 
+    const std::vector<Elf32_Phdr> &segments() const { return program_headers; }
+
     std::vector<Elf32_Rel> relocations() const {
         std::vector<Elf32_Rel> all;
         for (const auto &table : sections)
@@ -58,6 +62,7 @@ public:
 private:
     std::vector<char> bytes;
     std::vector<Elf32_Shdr> sections;
+    std::vector<Elf32_Phdr> program_headers;
 };
 
 std::map<std::uint16_t, std::string> needed_versions(const image &file) {
@@ -121,7 +126,7 @@ void read_dynamic(const image &file, shared_object &object) {
         const auto entry = file.at<Elf32_Dyn>(table->sh_offset + i * sizeof(Elf32_Dyn));
         if (entry.d_tag == DT_NULL)
             break;
-        object.dynamic_tags.insert(entry.d_tag);
+        object.dynamic_tags[entry.d_tag] = entry.d_un.d_val;
         if (entry.d_tag == DT_NEEDED)
             object.needed.push_back(file.string(*table, entry.d_un.d_val));
         if (entry.d_tag == DT_SONAME)
@@ -137,6 +142,8 @@ shared_object read(const std::string &path) {
     read_symbols(file, object);
     read_relocations(file, object);
     read_dynamic(file, object);
+    for (const Elf32_Phdr &header : file.segments())
+        object.segments.push_back({header.p_type, header.p_flags});
     return object;
 }
 

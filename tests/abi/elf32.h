@@ -16,13 +16,19 @@ struct symbol {
     std::string version; // of an undefined symbol, such as GLIBC_2.0; empty when it has none
 };
 
+struct segment {
+    std::uint32_t type = 0;
+    std::uint32_t flags = 0;
+};
+
 struct shared_object {
     std::map<std::string, symbol> exported;
     std::map<std::string, symbol> undefined;
     std::set<std::string>
         needed_at_load; // undefined symbols that are not looked up as late as their first call
     std::vector<std::string> needed;
-    std::set<std::int32_t> dynamic_tags;
+    std::map<std::int32_t, std::uint32_t> dynamic_tags;
+    std::vector<segment> segments;
     std::string soname;
 };
 

@@ -37,6 +37,21 @@ std::set<std::string> exported(bool functions) {
     return names;
 }
 
+// The bits of a dynamic tag; 0 when the shared object does not have the tag.
+std::uint32_t dynamic_bits(std::int32_t tag) {
+    const auto found = library().dynamic_tags.find(tag);
+    return found == library().dynamic_tags.end() ? 0 : found->second;
+}
+
+// The flags of the segments of this type.
+std::vector<std::uint32_t> segment_flags(std::uint32_t type) {
+    std::vector<std::uint32_t> flags;
+    for (const elf32::segment &segment : library().segments)
+        if (segment.type == type)
+            flags.push_back(segment.flags);
+    return flags;
+}
+
 TEST(SharedObject, TheHeaderDeclaresTheFunctionsThatItIsReadFor) {
     // The reader of declarations itself: written by hand, generated, and with a result of each
     // type.
@@ -136,6 +151,9 @@ TEST(SharedObject, LeavesThePlatformsSymbolsAndTheCLibrarysUndefinedAndNoOthers)
 // A client that never asks for an LTL index can do without the LTL manager's library.
 TEST(SharedObject, LooksForThePlatformsFunctionsWhenTheyAreCalled) {
     EXPECT_THAT(library().needed_at_load, ElementsAre("tessel_dbg_modname"));
+    EXPECT_FALSE(library().dynamic_tags.contains(DT_BIND_NOW));
+    EXPECT_EQ(dynamic_bits(DT_FLAGS) & DF_BIND_NOW, 0u);
+    EXPECT_EQ(dynamic_bits(DT_FLAGS_1) & DF_1_NOW, 0u);
 }
 
 TEST(SharedObject, RunsNothingWhenLoadedOrUnloaded) {
@@ -145,6 +163,23 @@ TEST(SharedObject, RunsNothingWhenLoadedOrUnloaded) {
 
 TEST(SharedObject, IsPositionIndependentWithoutTextRelocations) {
     EXPECT_FALSE(library().dynamic_tags.contains(DT_TEXTREL));
+    EXPECT_EQ(dynamic_bits(DT_FLAGS) & DF_TEXTREL, 0u);
+}
+
+TEST(SharedObject, HasItsRelocatedDataWriteProtectedAfterLoading) {
+    EXPECT_EQ(segment_flags(PT_GNU_RELRO).size(), 1u);
+}
+
+// Without the header the kernel gives the process an executable stack.
+TEST(SharedObject, AsksForAStackThatIsNotExecutable) {
+    EXPECT_THAT(segment_flags(PT_GNU_STACK), ElementsAre(PF_R | PF_W));
+}
+
+TEST(SharedObject, HasNoSegmentThatIsWritableAndExecutable) {
+    EXPECT_FALSE(segment_flags(PT_LOAD).empty());
+    for (const elf32::segment &segment : library().segments)
+        EXPECT_NE(segment.flags & (PF_W | PF_X), std::uint32_t{PF_W | PF_X})
+            << "segment type " << segment.type;
 }
 
 TEST(SharedObject, KeepsTheClientStateAndTheLogRoutineToItself) {
