@@ -101,7 +101,7 @@ char *put_decimal(char *at, const char *end, std::uint32_t number) {
 }
 
 char *put_hexadecimal(char *at, const char *end, std::uint32_t number) {
-    const int digits = (std::bit_width(number | 1) + 3) / 4;
+    const auto digits = static_cast<int>((std::bit_width(number | 1) + 3) / 4);
     for (int shift = 4 * (digits - 1); shift >= 0 && at != end; shift -= 4)
         *at++ = "0123456789abcdef"[number >> shift & 0xf];
     return at;

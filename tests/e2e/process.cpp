@@ -110,8 +110,8 @@ finished_program run_program(const std::vector<std::string> &command, const std:
     signal(SIGPIPE, SIG_IGN);
     const pipe_ends to_child = make_pipe(), from_out = make_pipe(), from_err = make_pipe();
     const pid_t pid = spawn(command, {to_child.read_end, from_out.write_end, from_err.write_end});
-    for (const int childs : {to_child.read_end, from_out.write_end, from_err.write_end})
-        close(childs);
+    for (const int child_end : {to_child.read_end, from_out.write_end, from_err.write_end})
+        close(child_end);
     fcntl(to_child.write_end, F_SETFL, O_NONBLOCK);
 
     finished_program result;
