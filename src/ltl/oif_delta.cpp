@@ -81,7 +81,8 @@ constexpr char bit_setter[] = "vell_set_flc_bitmask";
     return 0;
 }
 
-// The lines of the error that an interface's line card could not be set.
+// The lines of the error that an interface's line card could not be set. Named, because Clang exports
+// a record that is a template argument itself.
 constexpr log_line kept_line = 1134;
 constexpr log_line added_line = 1158;
 constexpr log_line added_at_end_line = 1175;
