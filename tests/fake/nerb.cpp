@@ -26,9 +26,13 @@ Value value_at(const std::uint8_t *bytes) {
     return value;
 }
 
+bool writes_outputs(std::uint32_t result) {
+    return result == 0 || platform().failures_write_outputs.value_or(true);
+}
+
 template <typename Value>
-void store(Value *to, const std::optional<Value> &value) {
-    if (value)
+void store(std::uint32_t result, Value *to, const std::optional<Value> &value) {
+    if (value && writes_outputs(result))
         *to = *value;
 }
 
@@ -102,25 +106,29 @@ uint32_t nerb_parse_rsp_status(const void *rsp, uint32_t *status) {
     const fake::InPlatform inside;
     auto &platform = fake::platform();
     platform.calls.push_back(fake::RspStatus{rsp});
-    fake::store(status, platform.reply.status);
-    return platform.rsp_status.play();
+    const auto result = platform.rsp_status.play();
+    fake::store(result, status, platform.reply.status);
+    return result;
 }
 
 uint32_t nerb_parse_rsp_get_entry_count(const void *rsp, uint32_t *count) {
     const fake::InPlatform inside;
     auto &platform = fake::platform();
     platform.calls.push_back(fake::RspEntryCount{.rsp = rsp, .count_was = *count});
-    fake::store(count, platform.reply.entry_count);
-    return platform.rsp_entry_count.play();
+    const auto result = platform.rsp_entry_count.play();
+    fake::store(result, count, platform.reply.entry_count);
+    return result;
 }
 
 uint32_t nerb_parse_rsp_get_rsp_info(const void *rsp, uint32_t count, nerb_rsp_info *info) {
     const fake::InPlatform inside;
     auto &platform = fake::platform();
     platform.calls.push_back(fake::RspInfo{.rsp = rsp, .count = count});
+    const auto result = platform.rsp_info.play();
     const auto &entries = platform.reply.entries;
-    std::copy_n(entries.begin(), std::min<std::size_t>(count, entries.size()), info);
-    return platform.rsp_info.play();
+    if (fake::writes_outputs(result))
+        std::copy_n(entries.begin(), std::min<std::size_t>(count, entries.size()), info);
+    return result;
 }
 
 uint32_t nerb_parse_alloc_ltl_get_entry_count(const void *rsp, uint32_t *status, uint32_t kind,
@@ -129,9 +137,10 @@ uint32_t nerb_parse_alloc_ltl_get_entry_count(const void *rsp, uint32_t *status,
     auto &platform = fake::platform();
     platform.calls.push_back(fake::AllocEntryCount{.rsp = rsp, .kind = kind, .count_was = *count});
     platform.status_address = status;
-    fake::store(status, platform.reply.alloc_status);
-    fake::store(count, platform.reply.alloc_entry_count);
-    return platform.alloc_entry_count.play();
+    const auto result = platform.alloc_entry_count.play();
+    fake::store(result, status, platform.reply.alloc_status);
+    fake::store(result, count, platform.reply.alloc_entry_count);
+    return result;
 }
 
 uint32_t nerb_parse_alloc_ltl_rsp_parm(const void *rsp, uint32_t *status, uint32_t kind,
@@ -140,8 +149,9 @@ uint32_t nerb_parse_alloc_ltl_rsp_parm(const void *rsp, uint32_t *status, uint32
     auto &platform = fake::platform();
     platform.calls.push_back(fake::AllocRspParm{
         .rsp = rsp, .same_status = status == platform.status_address, .kind = kind});
-    fake::store(status, platform.reply.parm_status);
-    fake::store(parm, platform.reply.parm);
-    return platform.alloc_rsp_parm.play();
+    const auto result = platform.alloc_rsp_parm.play();
+    fake::store(result, status, platform.reply.parm_status);
+    fake::store(result, parm, platform.reply.parm);
+    return result;
 }
 }

@@ -66,13 +66,13 @@ struct Interfaces {
 // What the parsing functions store, whatever they return; nothing of what is unset. Of the entries
 // at most as many as the call asks for.
 struct Reply {
-    std::optional<std::uint32_t> status;
-    std::optional<std::uint32_t> entry_count;
-    std::vector<nerb_rsp_info> entries;
-    std::optional<std::uint32_t> alloc_status;
-    std::optional<std::uint16_t> alloc_entry_count;
-    std::optional<std::uint32_t> parm_status;
-    std::optional<nerb_alloc_ltl_rsp_parm> parm;
+    std::optional<std::uint32_t> status = {};
+    std::optional<std::uint32_t> entry_count = {};
+    std::vector<nerb_rsp_info> entries = {};
+    std::optional<std::uint32_t> alloc_status = {};
+    std::optional<std::uint16_t> alloc_entry_count = {};
+    std::optional<std::uint32_t> parm_status = {};
+    std::optional<nerb_alloc_ltl_rsp_parm> parm = {};
 };
 
 struct Platform {
@@ -110,6 +110,10 @@ struct Platform {
 
     // What an append stores as the new append state; nothing when unset.
     std::optional<AppendState> append_state;
+
+    // Whether a function that fails writes its outputs all the same, and fills in the message
+    // reference. Unset, the senders and the walk through TLVs do not, and all others do.
+    std::optional<bool> failures_write_outputs;
 
     Interfaces interfaces;
     Reply reply;

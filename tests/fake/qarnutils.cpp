@@ -11,8 +11,11 @@ uint32_t if_index_get_type(uint32_t if_index, uint8_t *type) {
     const fake::InPlatform inside;
     auto &platform = fake::platform();
     platform.calls.push_back(fake::IfIndexType{if_index});
-    *type = platform.interfaces.type(if_index);
-    return platform.if_index_type.play();
+    const auto output = platform.interfaces.type(if_index);
+    const auto result = platform.if_index_type.play();
+    if (result == 0 || platform.failures_write_outputs.value_or(true))
+        *type = output;
+    return result;
 }
 
 // The port and the third field are nothing that the library looks at.
@@ -21,10 +24,14 @@ uint32_t if_index_phy_eth_get_fields(uint32_t if_index, uint8_t *slot, uint8_t *
     const fake::InPlatform inside;
     auto &platform = fake::platform();
     platform.calls.push_back(fake::IfIndexFields{if_index});
-    *slot = platform.interfaces.line_card(if_index);
-    *port = 0x1f;
-    *third = 0x1d1c1b1a;
-    return platform.if_index_fields.play();
+    const auto line_card = platform.interfaces.line_card(if_index);
+    const auto result = platform.if_index_fields.play();
+    if (result == 0 || platform.failures_write_outputs.value_or(true)) {
+        *slot = line_card;
+        *port = 0x1f;
+        *third = 0x1d1c1b1a;
+    }
+    return result;
 }
 
 void ipv6_addr_copy(const void *from, void *to) {

@@ -47,7 +47,7 @@ uint32_t tlv_aligned_array_append_tlv(void *array, uint32_t *position, uint32_t 
                                              .bytes = fake::Bytes(bytes, bytes + length),
                                              .reserved = reserved});
     const auto result = platform.append_tlv.play();
-    if (platform.append_state) {
+    if (platform.append_state && (result == 0 || platform.failures_write_outputs.value_or(true))) {
         *position = platform.append_state->position;
         *size = platform.append_state->size;
     }
@@ -62,7 +62,7 @@ uint32_t tlv_aligned_array_get_next_tlv(const void *array, uint16_t *type, uint1
     platform.calls.push_back(fake::NextTlv{
         .array = array, .value_was = *value, .reserved = reserved, .cursor_was = *cursor});
     const auto result = platform.next_tlv.play();
-    if (result != 0)
+    if (result != 0 && !platform.failures_write_outputs.value_or(false))
         return result;
     const auto index = fake::index_at(*cursor);
     if (index >= platform.tlvs.size())
@@ -72,7 +72,7 @@ uint32_t tlv_aligned_array_get_next_tlv(const void *array, uint16_t *type, uint1
     *length = tlv.length;
     *value = placed.place(tlv.value);
     *cursor = fake::cursor_behind(index);
-    return 0;
+    return result;
 }
 
 int32_t tlv_aligned_array_get_num_tlvs(const void *array, uint32_t reserved) {

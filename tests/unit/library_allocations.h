@@ -27,5 +27,5 @@ public:
     unsigned wrong_releases() const;
 
     // Releases a block that the library handed to its caller, or null.
-    void release(void *block);
+    static void release(void *block);
 };

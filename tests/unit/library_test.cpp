@@ -30,7 +30,7 @@ void set_tlv_cursor(const TlvCursor &cursor) {
     current_tlv_size = cursor.size;
 }
 
-LibraryTest::LibraryTest() {
+void reset_library() {
     fake::reset_platform();
     set_client_state({});
     set_tlv_cursor({});
@@ -38,6 +38,10 @@ LibraryTest::LibraryTest() {
     mti_oifs = nullptr;
     glt_oifs = nullptr;
     std::fill(std::begin(vell_mrib_buf), std::end(vell_mrib_buf), std::uint8_t{0});
+}
+
+LibraryTest::LibraryTest() {
+    reset_library();
 }
 
 void LibraryTest::TearDown() {

@@ -36,6 +36,10 @@ std::ostream &operator<<(std::ostream &out, const TlvCursor &cursor);
 TlvCursor tlv_cursor();
 void set_tlv_cursor(const TlvCursor &cursor);
 
+// The state of a library just loaded, but for the last LTL requests, and a platform that knows of
+// no call.
+void reset_library();
+
 // Starts from the state of a library just loaded, and a platform that knows of no call. At the end
 // every call must have been expected, and every reference of the library's own released.
 class LibraryTest : public testing::Test {
