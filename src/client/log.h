@@ -20,6 +20,7 @@
 
 #include <tessel.h>
 
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -107,7 +108,8 @@ struct log_line {
     char text[8];
     std::uint8_t length;
 
-    consteval log_line(int line) : number(line), text(), length() {
+    // Of an int alone, so that nothing is converted to a line by mistake.
+    consteval log_line(std::same_as<int> auto line) : number(line), text(), length() {
         if (line < 0 || line > 99999)
             log_line_is_not_between_0_and_99999();
         text[length++] = '(';
@@ -145,7 +147,9 @@ struct log_format {
         measure(format, size, at);
     }
 
-    // Where the body starts that the client log gets.
+    // What the client log leaves out, and where the body starts that it gets.
+    static constexpr std::string_view left_out_marker =
+        Level::marked_in_client_log ? "" : Level::marker;
     static constexpr std::size_t client_body =
         log_prefix_length + (Level::marked_in_client_log ? 0 : log_marker_length);
 
@@ -210,7 +214,7 @@ template <typename Level, typename... Values>
     const log_value words[] = {to_log_value(values)..., {.number = 0}};
     log_record record;
     const std::uint32_t length = fill_log_record(
-        record, {Level::number, Level::marked_in_client_log ? "" : Level::marker, function, line,
+        record, {Level::number, format.left_out_marker, function, line,
                  format.text + format.client_body, format.stretches, words, sizeof...(values)});
 
     if (tessel_chk_int(Level::number, 0, 0, 1) != 0)

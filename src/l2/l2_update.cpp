@@ -57,23 +57,21 @@ static_assert(sizeof(vell_l2_record) == 12 && alignof(vell_l2_record) == 1 &&
 static_assert(sizeof(vell_l2_address) == 20 && alignof(vell_l2_address) == 1 && address_area == 4);
 static_assert(sizeof(vell_l2_pair) == pair_size && alignof(vell_l2_pair) == 1);
 static_assert(sizeof(vell_l2_oif) == oif_size && alignof(vell_l2_oif) == 1 && oif_value == 16);
-template <typename Record>
-constexpr bool matches(const l2_layout &layout) {
-    return sizeof(Record) == layout.first_entry && alignof(Record) == 1 &&
-           offsetof(Record, count) == layout.count;
-}
-template <typename Record>
-constexpr bool matches_addresses(const l2_layout &layout) {
-    return matches<Record>(layout) && offsetof(Record, half) == layout.half &&
-           offsetof(Record, addresses) == layout.address_blocks[0] &&
-           offsetof(Record, addresses) + sizeof(vell_l2_address) == layout.address_blocks[1];
-}
-static_assert(matches<vell_l2_pairs_record>(pairs_two_words));
-static_assert(matches<vell_l2_bare_pairs_record>(pairs_alone));
-static_assert(matches_addresses<vell_l2_vlan_record>(address_pair) &&
+template <typename Record, l2_layout layout>
+constexpr bool matches = sizeof(Record) == layout.first_entry && alignof(Record) == 1 &&
+                         offsetof(Record, count) == layout.count;
+template <typename Record, l2_layout layout>
+constexpr bool matches_addresses = (offsetof(Record, half) == layout.half) &&
+                                   (offsetof(Record, addresses) == layout.address_blocks[0]) &&
+                                   (offsetof(Record, addresses) + sizeof(vell_l2_address) ==
+                                    layout.address_blocks[1]) &&
+                                   matches<Record, layout>;
+static_assert(matches<vell_l2_pairs_record, pairs_two_words>);
+static_assert(matches<vell_l2_bare_pairs_record, pairs_alone>);
+static_assert(matches_addresses<vell_l2_vlan_record, address_pair> &&
               offsetof(vell_l2_vlan_record, vlan) == 24);
-static_assert(matches<vell_l2_lookup_mode_record>(lookup_mode));
-static_assert(matches_addresses<vell_l2_mbd_record>(mbd_entry));
+static_assert(matches<vell_l2_lookup_mode_record, lookup_mode>);
+static_assert(matches_addresses<vell_l2_mbd_record, mbd_entry>);
 
 void convert_pair(std::uint8_t *words) {
     convert<std::uint32_t>(words);
@@ -103,9 +101,15 @@ bool convert_oif(std::uint8_t *entry) {
 
 // The fields of a row are known when this is compiled, so that a record costs no more than its byte
 // swaps.
+template <std::uint8_t word>
+void convert_word(std::uint8_t *record) {
+    if constexpr (word != 0)
+        convert<std::uint32_t>(record + word);
+}
+
 template <l2_layout layout, std::size_t... i>
 void convert_words_of(std::uint8_t *record, std::index_sequence<i...>) {
-    ((layout.words[i] != 0 ? convert<std::uint32_t>(record + layout.words[i]) : void()), ...);
+    (convert_word<layout.words[i]>(record), ...);
 }
 
 template <l2_layout layout>

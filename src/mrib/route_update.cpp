@@ -41,17 +41,17 @@ static_assert(sizeof(dux_role_message) == 100 && offsetof(dux_role_message, rout
 constexpr std::uint16_t dux_role_marker = 0x5aa5;
 constexpr std::uint8_t dux_role_opcode = 23;
 
-std::uint64_t dux_role_flag(std::uint32_t role) {
-    switch (role) {
 #define ROLE_FLAG(value, name)                                                                     \
     case value:                                                                                    \
         return vell_mrib_flag_dux_##name;
-        VELL_DUX_ROLE_TABLE(ROLE_FLAG)
-#undef ROLE_FLAG
+std::uint64_t dux_role_flag(std::uint32_t role) {
+    switch (role) {
     default:
         return 0;
+        VELL_DUX_ROLE_TABLE(ROLE_FLAG)
     }
 }
+#undef ROLE_FLAG
 
 std::uint32_t send_dux_role(std::uint32_t role) {
     if (!client_acknowledged())
