@@ -122,6 +122,10 @@ void one_index() {
                         .parm = {{{0x81, 0x82, 0x83}}}};
 }
 
+void refused_index() {
+    platform().reply = {.alloc_status = 7, .alloc_entry_count = 0};
+}
+
 // ---- promises -----------------------------------------------------------------------------------
 
 void silent(Failure &) {}
@@ -454,6 +458,7 @@ std::vector<Operation> registration() {
         failed.error(135, "kyt_send failed : %d\n", -1);
     };
     return {
+        {CALLS(vell_register, ::queue, ::uuid, std::string(240, 'n').c_str())},
         {CALLS(vell_register, ::queue, ::uuid, "segment"), .result = 1, .failures = {send_failed}},
         {CALLS(vell_register, 7, 8, "again"), .result = 0},
         {CALLS(vell_register_ack, b), .arrange = refuse, .failures = {not_acknowledged}},
@@ -517,6 +522,17 @@ std::vector<Operation> route_lists() {
     };
 }
 
+std::vector<Operation> refused_arguments() {
+    return {
+        {CALLS(vell_send_zeb_vlans_disable, ::queue, nullptr)},
+        {CALLS(vell_send_zeb_route_update, ::queue, b, nullptr)},
+        {CALLS(vell_send_l2_mc_update_flood_ltl, b, 0, 2, b + 320, 0, 2, nullptr)},
+        {CALLS(vell_send_l2_mc_update_flood_ltl, b, 0, 2, b + 320, 0, 3, b + 900)},
+        {CALLS(vell_send_l2_mc_update_flood_ltl, b, 0, 1, b + 320, 0, 1, b + 900),
+         .input = patched(flood_batches(), 8 + 24, word(30))},
+    };
+}
+
 std::vector<Operation> flood_sets_and_indexes() {
     return {
         {CALLS(vell_oif_comp, b, b + 32), .result = 0xffffffff,
@@ -555,6 +571,10 @@ std::vector<Operation> flood_sets_and_indexes() {
          .result = 1, .arrange = one_index,
          .failures = {reply_error(1616, "NERB get returned err=%d, status=%d, count=%d", {0, 1}),
                       reply_error(1623, "NERB parm returned err=%d, status=%d", {0})}},
+        {CALLS(vell_nerb_handle_l2_alloc_response, b + 512, at<std::uint32_t>(b),
+               at<std::uint32_t>(b + 4)),
+         .arrange = refused_index,
+         .failures = {reply_error(1616, "NERB get returned err=%d, status=%d, count=%d", {7, 0})}},
     };
 }
 
@@ -571,6 +591,7 @@ std::vector<Operation> day_of_a_client() {
         route_lists(),
         requests_with(Needs::acknowledged_client),
         flood_sets_and_indexes(),
+        refused_arguments(),
         {{CALLS(vell_deregister), .result = 1, .failures = {silent}}},
         requests_with(Needs::nothing),
     };
