@@ -22,15 +22,14 @@ void put_network(std::uint8_t *to, std::uint32_t value, unsigned width) {
 
 // ---- a flood update's answer -----------------------------------------------------------------
 
-// A few entries of the input's, and the same again up to a whole answer.
+// A few entries of the input's, or as many as the library asks for.
 void make_entries(Input &input) {
     auto &entries = setup().entries;
-    entries.resize(input.one_in(16) ? 4096 : input.below(16));
-    const std::size_t drawn = std::min<std::size_t>(entries.size(), 16);
-    for (std::size_t i = 0; i < entries.size(); ++i)
-        entries[i] =
-            i < drawn ? nerb_rsp_info{{input.number(), input.byte(), input.byte(), input.status()}}
-                      : nerb_rsp_info{{entries[i - drawn].word[0] + 1, 2, 3, 0}};
+    entries.resize(input.below(16));
+    for (nerb_rsp_info &entry : entries)
+        entry = {{input.number(), input.byte(), input.byte(), input.status()}};
+    if (input.one_in(64))
+        entries.resize(4096, {{0xabc, 2, 3, 0}});
 }
 
 // Returns whether there is a result, and then its bytes.

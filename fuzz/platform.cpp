@@ -14,6 +14,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 char tessel_dbg_modname[] = "vell";
 
@@ -228,6 +229,13 @@ const Event &expect(Call call, std::initializer_list<std::uint32_t> arguments, B
     return event;
 }
 
+std::uint32_t expect_size_of_own_array() {
+    // Its address is the one thing that is not known beforehand.
+    FUZZ_CHECK(platform.expected < platform.events.size());
+    const std::uint32_t array = platform.events[platform.expected].arguments[0];
+    return expect(Call::size_get, {array, 0}).answer;
+}
+
 void skip_expectations() {
     platform.expected = platform.events.size();
 }
@@ -267,6 +275,12 @@ int expect_marker(std::uint32_t queue, std::uint32_t marker) {
 
 namespace {
 
+void expect_sink(Call call, std::initializer_list<std::uint32_t> arguments, Bytes bytes) {
+    const bool logged_within = expect(call, arguments, bytes).stored[0] != 0;
+    if (logged_within)
+        target_setup.expect_within();
+}
+
 // A record as the sinks get it, of a text that is cut to fit.
 struct Record {
     std::uint32_t level;
@@ -297,7 +311,7 @@ void expect_log(const char *format, ...) {
 
     if (expect(Call::history_check, {0x730000, level}).answer == 0) {
         const Record history(level, whole, length);
-        expect(Call::history_event, {0x730000, history.length}, history.bytes());
+        expect_sink(Call::history_event, {0x730000, history.length}, history.bytes());
     }
     if (expect(Call::console_check, {level, 0, 0, 1}).answer != 0) {
         std::vector<std::uint8_t> printed(format, format + std::strlen(format) + 1);
@@ -318,8 +332,8 @@ void expect_log(const char *format, ...) {
         va_end(values);
     }
     const Record client(level, unmarked, unmarked_length);
-    expect(Call::client_log, {target_setup.log_uuid, 0x730000, 1, 0, client.length},
-           client.bytes());
+    expect_sink(Call::client_log, {target_setup.log_uuid, 0x730000, 1, 0, client.length},
+                client.bytes());
 }
 
 } // namespace fuzz
@@ -573,9 +587,14 @@ uint32_t nerb_parse_alloc_ltl_rsp_parm(const void *rsp, uint32_t *status, uint32
     return event.answer;
 }
 
-static void scribble_over(const void *taken, uint32_t length) {
+static uint32_t take_record(Event &event, const void *taken, uint32_t length) {
     if (platform.logs.scribble)
         std::memset(const_cast<void *>(taken), 0x5a, length);
+    if (target_setup.log_within) {
+        event.stored[0] = 1;
+        std::exchange(target_setup.log_within, {})();
+    }
+    return length;
 }
 
 uint32_t tessel_hist_event_subtype_check(uint32_t module, uint32_t level) {
@@ -585,9 +604,8 @@ uint32_t tessel_hist_event_subtype_check(uint32_t module, uint32_t level) {
 }
 
 uint32_t tessel_hist_event(uint32_t module, uint32_t length, const void *taken) {
-    record(Call::history_event, {module, length}, bytes_at(taken, length));
-    scribble_over(taken, length);
-    return length;
+    return take_record(record(Call::history_event, {module, length}, bytes_at(taken, length)),
+                       taken, length);
 }
 
 uint32_t tessel_chk_int(uint32_t level, uint32_t first, uint32_t second, uint32_t third) {
@@ -598,9 +616,9 @@ uint32_t tessel_chk_int(uint32_t level, uint32_t first, uint32_t second, uint32_
 
 uint32_t tessel_his_log_event_for_uuid_inst(uint32_t uuid, uint32_t module, uint32_t first,
                                             uint32_t second, uint32_t length, const void *taken) {
-    record(Call::client_log, {uuid, module, first, second, length}, bytes_at(taken, length));
-    scribble_over(taken, length);
-    return length;
+    return take_record(
+        record(Call::client_log, {uuid, module, first, second, length}, bytes_at(taken, length)),
+        taken, length);
 }
 
 void debug_print(uint32_t first, void *modname, uint32_t second, const char *format, ...) {

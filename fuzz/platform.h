@@ -17,6 +17,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <initializer_list>
 #include <memory>
 #include <span>
@@ -115,6 +116,11 @@ struct Setup {
     void *received_payload = nullptr;   // what kyt_payload_get returns
     std::vector<nerb_rsp_info> entries; // what a reply's parser stores, as far as it is asked
     std::uint32_t log_uuid = 384;       // whose log the model expects messages in
+
+    // What the first sink of a message does when it has taken its record, and what the model
+    // expects of that.
+    std::function<void()> log_within = {};
+    std::function<void()> expect_within = {};
 };
 Setup &setup();
 
@@ -137,6 +143,9 @@ void release(void *allocation, std::size_t size);
 
 // The next call must be this one.
 const Event &expect(Call call, std::initializer_list<std::uint32_t> arguments, Bytes bytes = {});
+
+// A question for the size of a TLV array of the library's own. Returns what was answered.
+std::uint32_t expect_size_of_own_array();
 
 // Takes what was called as it is, for a target that leaves these calls to others.
 void skip_expectations();
