@@ -3,6 +3,8 @@
 #include "flood_batch.h"
 #include "l2_message.h"
 
+#include <algorithm>
+
 namespace {
 
 using fake::platform;
@@ -327,6 +329,11 @@ TEST_F(FourThousandVlansTest, MayBeRefused) {
     expect_messages(was_sorted, is_sorted);
 }
 
+void store_word(Bytes &bytes, std::size_t offset, std::uint32_t number) {
+    const auto stored = word(number);
+    std::copy(stored.begin(), stored.end(), bytes.begin() + static_cast<std::ptrdiff_t>(offset));
+}
+
 TEST_F(BigBatchTest, AsManyVlansAsCanBeCountedGoOut) {
     constexpr std::uint32_t vlans = 65535;
     Bytes message(8 + 80 * vlans);
@@ -351,6 +358,26 @@ TEST_F(BigBatchTest, AVlanOfManyInterfacesIsSorted) {
     EXPECT_EQ(sent_payload(), hex("01000000 0a000000 0000000000000000 ffffffff 00000000 00000000"));
     EXPECT_EQ(was_, message_of({{10, forward}}));
     EXPECT_EQ(is_, message_of({{10, forward}}));
+}
+
+TEST_F(BigBatchTest, AVlanMayHaveMoreInterfacesThan16BitsCount) {
+    constexpr std::uint32_t interfaces = 65537;
+    constexpr std::size_t first_oif = 8 + 74, last_oif = first_oif + 32 * (interfaces - 1);
+    Bytes was(8 + 2 * 80 + 32 * interfaces);
+    for (std::uint32_t i = 0; i < interfaces; ++i)
+        store_word(was, first_oif + 32 * i + 16, 0x1000 + i);
+    store_word(was, 8 + 24, 10);
+    store_word(was, 8 + 70, interfaces);
+    store_word(was, 8 + 80 + 32 * interfaces + 24, 20);
+    auto is = was;
+    store_word(was, last_oif + 16, 0x20000);
+    store_word(is, last_oif + 16, 0x20001);
+    EXPECT_EQ(send(was.data(), 2, is.data(), 2), 1U);
+    EXPECT_EQ(sent_payload(),
+              zero_padded(hex("02000000 0a000000 0000000000000000 ffffffff 00000000 02000000"
+                              "00000200 02000000 01000200 01000000 14000000"),
+                          68));
+    EXPECT_EQ(allocations_.take_sizes(), Sizes{4 + 2 * 24 + 8 * 2 * interfaces});
 }
 
 } // namespace

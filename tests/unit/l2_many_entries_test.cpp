@@ -32,6 +32,15 @@ Bytes numbered_oifs(std::uint32_t count, bool network_order) {
     return bytes;
 }
 
+// Entries that are all the same.
+Bytes repeated(std::uint32_t count, std::string_view entry) {
+    const auto one = hex(entry);
+    Bytes bytes;
+    for (std::uint32_t i = 0; i < count; ++i)
+        bytes.insert(bytes.end(), one.begin(), one.end());
+    return bytes;
+}
+
 class L2ManyEntriesTest : public L2MessageTest {
 protected:
     // `record` has the entries before its last `fields_behind` fields.
@@ -85,6 +94,16 @@ TEST_F(L2ManyEntriesTest, AreAllConvertedAsOifs) {
         SCOPED_TRACE(type);
         expect(record_21(type, pair), 1, entries, converted, traced(478));
     }
+}
+
+TEST_F(L2ManyEntriesTest, AreAllConvertedWhenTheirNumberTakesMoreThan16Bits) {
+    constexpr Field count_65537 = {"01000100", "00010001"};
+    expect(record_10("0a", count_65537, "58000800", {}), 2, repeated(65537, "11121314 15161718"),
+           repeated(65537, "14131211 18171615"), {});
+    expect(record_12("0c", {ipv4_block + mac_block, count_65537, "70002000", {}}), 1,
+           repeated(65537, "00000000 81828384 85868788 898a8b8c 8d8e8f90919293949596979899a9b9c9"),
+           repeated(65537, "00000000 84838281 88878685 8c8b8a89 8d8e8f90919293949596979899a9b9c9"),
+           {});
 }
 
 TEST_F(L2ManyEntriesTest, OrNoneInManyRecords) {

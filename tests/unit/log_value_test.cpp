@@ -49,6 +49,27 @@ TEST_F(LogValueTest, DecimalNumbersAreSigned) {
     expect_decimal(INT_MIN, "-2147483648");
 }
 
+TEST_F(LogValueTest, ANumberGetsItsNextDigitAtAPowerOfTen) {
+    expect_decimal(99, "99");
+    expect_decimal(100, "100");
+    expect_decimal(999, "999");
+    expect_decimal(1000, "1000");
+    expect_decimal(9999, "9999");
+    expect_decimal(10000, "10000");
+    expect_decimal(99999, "99999");
+    expect_decimal(100000, "100000");
+    expect_decimal(999999, "999999");
+    expect_decimal(1000000, "1000000");
+    expect_decimal(9999999, "9999999");
+    expect_decimal(10000000, "10000000");
+    expect_decimal(99999999, "99999999");
+    expect_decimal(100000000, "100000000");
+    expect_decimal(999999999, "999999999");
+    expect_decimal(1000000000, "1000000000");
+    expect_decimal(-999999999, "-999999999");
+    expect_decimal(-1000000000, "-1000000000");
+}
+
 TEST_F(LogValueTest, UnsignedNumbersAbove0x7fffffffAreNegativeInDecimal) {
     expect_decimal(0x7fffffffU, "2147483647");
     expect_decimal(0x80000000U, "-2147483648");

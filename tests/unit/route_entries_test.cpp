@@ -137,7 +137,7 @@ TEST_F(GltEntryTest, TakesDataAtOddAddresses) {
 }
 
 TEST_F(GltEntryTest, TakesAsManyDataBytesAsItIsToldOverTheWordsBehindTheField) {
-    for (const std::uint32_t length : {37U, 40U, 41U, 44U, 45U, 60U, 104U, 255U, 1000U}) {
+    for (const std::uint32_t length : {37U, 40U, 41U, 44U, 45U, 60U, 104U, 255U, 1000U, 65537U}) {
         SCOPED_TRACE(length);
         std::copy(before_.begin(), before_.end(), std::begin(vell_mrib_buf));
         Bytes data(length);
@@ -147,6 +147,19 @@ TEST_F(GltEntryTest, TakesAsManyDataBytesAsItIsToldOverTheWordsBehindTheField) {
         add(data.data(), length);
         EXPECT_EQ(scratch(), scratch_with(word(length), data));
         EXPECT_EQ(glt_oifs->count, 1U);
+    }
+}
+
+TEST_F(GltEntryTest, TakesItsDataWhateverTheLastWordIs) {
+    for (const std::uint32_t last_word : {0U, 1U, 35U, 0x80000000U, 0xffffffffU}) {
+        SCOPED_TRACE(last_word);
+        std::copy(before_.begin(), before_.end(), std::begin(vell_mrib_buf));
+        vell_mrib_add_glt_encap_begin();
+        vell_mrib_add_glt_encap(0x14131211, 0x24232221, 0x34333231, 0x44434241, glt_data, 36,
+                                last_word);
+        const auto entry =
+            scratch_with({36, 0, 0, 0}, Bytes(std::begin(glt_data), std::end(glt_data)));
+        EXPECT_EQ(scratch(), patched(entry, 4 + 56, word(last_word)));
     }
 }
 
