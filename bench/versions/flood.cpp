@@ -53,9 +53,10 @@ struct plain_version : plain_lines {
     static void *payload(std::uint32_t size) { return std::calloc(1, size); }
 };
 
-bool set_line_card(std::uint32_t &bitmask, std::uint32_t if_index) {
-    std::uint8_t type = 0, slot = 0, port = 0;
-    std::uint32_t third = 0;
+// What is not set here is stored by the platform's functions, unless they fail.
+[[gnu::always_inline]] inline bool set_line_card(std::uint32_t &bitmask, std::uint32_t if_index) {
+    std::uint8_t type, slot, port;
+    std::uint32_t third;
     if (if_index_get_type(if_index, &type) != 0)
         return false;
     if (type != IF_INDEX_TYPE_PHY_ETH)
@@ -78,25 +79,29 @@ void trace_delta(const vell_flood_delta *delta) {
 // Both arrays are in order. A VLAN interface is skipped while there are old entries left; what is
 // measured has none, so that its trace is missing.
 bool merge(const oif_array &was, const oif_array &is, vell_flood_delta *delta) {
-    auto *const updates = reinterpret_cast<vell_flood_update *>(delta + 1);
-    std::uint32_t old = 0, count = 0, bitmask = delta->flc_bitmask;
-    for (std::uint32_t i = 0; i < is.count; ++i) {
-        const std::uint32_t if_index = is.entries[i].value.if_index;
-        if (old < was.count && (is.entries[i].flags & VELL_L2_OIF_SVI) != 0)
-            continue;
-        for (; old < was.count && was.entries[old].value.if_index < if_index; ++old)
-            updates[count++] = {was.entries[old].value.if_index, vell_flood_removed};
+    const vell_l2_oif *old = was.entries, *const old_end = old + was.count;
+    const vell_l2_oif *const new_end = is.entries + is.count;
+    auto *const updates = reinterpret_cast<vell_flood_update *>(delta + 1), *update = updates;
+    std::uint32_t bitmask = delta->flc_bitmask;
+    for (const vell_l2_oif *oif = is.entries; oif != new_end; ++oif) {
+        const std::uint32_t if_index = oif->value.if_index;
+        if (old != old_end) {
+            if ((oif->flags & VELL_L2_OIF_SVI) != 0)
+                continue;
+            for (; old != old_end && old->value.if_index < if_index; ++old)
+                *update++ = {old->value.if_index, vell_flood_removed};
+        }
         if (!set_line_card(bitmask, if_index))
             return false;
-        if (old < was.count && was.entries[old].value.if_index == if_index)
+        if (old != old_end && old->value.if_index == if_index)
             ++old;
         else
-            updates[count++] = {if_index, vell_flood_added};
+            *update++ = {if_index, vell_flood_added};
     }
-    for (; old < was.count; ++old)
-        updates[count++] = {was.entries[old].value.if_index, vell_flood_removed};
+    for (; old != old_end; ++old)
+        *update++ = {old->value.if_index, vell_flood_removed};
     delta->flc_bitmask = bitmask;
-    delta->update_count = count;
+    delta->update_count = static_cast<std::uint32_t>(update - updates);
     return true;
 }
 

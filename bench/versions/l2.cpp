@@ -50,9 +50,8 @@ std::uint32_t swap_count(std::uint8_t *at) {
 }
 
 std::uint32_t swap_pairs(std::uint8_t *entries, std::uint32_t count) {
-    for (std::uint32_t i = 0; i < count; ++i) {
-        swap_words<0, 4>(entries + 8 * i);
-    }
+    for (std::uint32_t left = count; left != 0; --left, entries += 8)
+        swap_words<0, 4>(entries);
     return record_size + 8 * count;
 }
 
@@ -70,16 +69,17 @@ bool swap_address(std::uint8_t *address) {
 // The end of a record with addresses: they, the count after them and its entries.
 [[gnu::always_inline]] inline std::uint32_t swap_oifs(std::uint8_t *addresses) {
     const std::uint32_t count = swap_count(addresses + 40);
-    if (swap_address(addresses) && swap_address(addresses + 20))
-        for (std::uint32_t i = 0; i < count; ++i) {
-            std::uint8_t *const entry = addresses + 44 + 32 * i;
-            const std::uint32_t kind = word_at(entry);
-            swap_words<0, 4, 8, 12>(entry);
-            if (kind == vell_l2_oif_if_index)
-                swap_word(entry + 16);
-            else if (kind != vell_l2_oif_plain && kind != vell_l2_oif_ipv6)
-                break;
-        }
+    if (!swap_address(addresses) || !swap_address(addresses + 20))
+        return record_size + 32 * count;
+    std::uint8_t *entry = addresses + 44;
+    for (std::uint32_t left = count; left != 0; --left, entry += 32) {
+        const std::uint32_t kind = word_at(entry);
+        swap_words<0, 4, 8, 12>(entry);
+        if (kind == vell_l2_oif_if_index)
+            swap_word(entry + 16);
+        else if (kind != vell_l2_oif_plain && kind != vell_l2_oif_ipv6)
+            break;
+    }
     return record_size + 32 * count;
 }
 
