@@ -148,8 +148,7 @@ struct log_format {
     }
 
     // What the client log leaves out, and where the body starts that it gets.
-    static constexpr std::string_view left_out_marker =
-        Level::marked_in_client_log ? "" : Level::marker;
+    static constexpr const char *left_out_marker = Level::marked_in_client_log ? "" : Level::marker;
     static constexpr std::size_t client_body =
         log_prefix_length + (Level::marked_in_client_log ? 0 : log_marker_length);
 
