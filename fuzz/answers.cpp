@@ -1,5 +1,5 @@
-// The LTL manager's answers and the service's acknowledgment, whatever the parsers return and store.
-// What a parser does not store counts as 0.
+// The LTL manager's answers and the service's acknowledgment, whatever the parsers return and
+// store. What a parser does not store counts as 0.
 #include "client/client_state.h"
 #include "fuzz/platform.h"
 

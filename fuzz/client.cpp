@@ -1,8 +1,8 @@
 // Whole lives of a client: every exported operation in any order, with a transport, an LTL manager
 // and an allocator that fail when they like. After each operation the client state is what the
 // model says, and the append position what it was unless the operation may move it. The requests of
-// the senders and their messages are checked in full; operations that have targets of their own take
-// part for what they do to the state.
+// the senders and their messages are checked in full; operations that have targets of their own
+// take part for what they do to the state.
 #include "client/client_state.h"
 #include "fuzz/platform.h"
 
@@ -50,7 +50,8 @@ private:
     std::vector<std::uint8_t> bytes_;
 };
 
-// What the model of most senders is: it sends, releases, and logs a failure if it has a line for it.
+// What the model of most senders is: it sends, releases, and logs a failure if it has a line for
+// it.
 std::uint32_t send_and_release(std::uint32_t queue, const Request &request, Bytes payload) {
     const bool sent = expect_send(queue, request, payload);
     if (sent)

@@ -1,6 +1,6 @@
-// Flood updates of any old and new interfaces, as their description says: results, messages, lookups
-// and the request's bytes. Of interfaces with the same index the library may put any first; the
-// model takes over its order, once it has seen that nothing was lost.
+// Flood updates of any old and new interfaces, as their description says: results, messages,
+// lookups and the request's bytes. Of interfaces with the same index the library may put any first;
+// the model takes over its order, once it has seen that nothing was lost.
 #include "client/client_state.h"
 #include "fuzz/platform.h"
 

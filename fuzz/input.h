@@ -1,5 +1,5 @@
-// Values drawn from the front of a fuzz input. Once it is used up they are all 0, which every target
-// takes for "succeed" or "stop".
+// Values drawn from the front of a fuzz input. Once it is used up they are all 0, which every
+// target takes for "succeed" or "stop".
 #pragma once
 
 #include <cstddef>

@@ -1,8 +1,8 @@
 // Layer-2 messages of any records, converted as their description says: byte for byte, in a buffer
 // of the exact size.
 //
-// The library trusts a message. So the model runs first, on a copy, and finds how many records can be
-// converted without leaving the buffer; the library is asked to convert no more than those.
+// The library trusts a message. So the model runs first, on a copy, and finds how many records can
+// be converted without leaving the buffer; the library is asked to convert no more than those.
 #include "client/client_state.h"
 #include "fuzz/platform.h"
 
@@ -207,7 +207,8 @@ void fuzz::run(Input &input) {
     Buffer message(content.size(), input.below(4));
     std::copy(content.begin(), content.end(), message.data());
     // Many records land on the same one only, and take long.
-    const std::uint16_t asked = input.one_in(16) ? input.half() % 1024 : input.byte() % 16;
+    const auto asked =
+        static_cast<std::uint16_t>(input.one_in(16) ? input.half() & 0x3ff : input.byte() & 0xf);
     const std::uint16_t value = input.half();
     const std::uint32_t length = input.flip() ? input.number() : content.size();
     kyt_msg_ref reference;

@@ -1,6 +1,6 @@
-// Every message format of the library, with any values, is formatted as by snprintf, and reaches the
-// logs that take it: cut at 511 characters, with and without its marker, unspoilt by other sinks, and
-// also while a sink logs a message of its own.
+// Every message format of the library, with any values, is formatted as by snprintf, and reaches
+// the logs that take it: cut at 511 characters, with and without its marker, unspoilt by other
+// sinks, and also while a sink logs a message of its own.
 #include "client/log.h"
 
 #include "client/client_state.h"
@@ -162,6 +162,7 @@ void fuzz::run(Input &input) {
         const Place *const inner_place = &places[input.below(std::size(places))];
         const Values inner_values = {
             .text = {"", "inner"}, .word = {input.number(), 2, 3}, .half = 4, .byte = 5};
+        setup().within_comes_first = input.flip();
         setup().log_within = [=] { inner->log(*inner_place, inner_values); };
         setup().expect_within = [=] { inner->expect(*inner_place, inner_values); };
     }

@@ -1,5 +1,6 @@
-// LTL requests with lists of any length, 32-bit wrap-around included, and a manager and an allocator
-// that refuse. The memory that a list needs is bounded by what the fuzz platform allocates.
+// LTL requests with lists of any length, 32-bit wrap-around included, and a manager and an
+// allocator that refuse. The memory that a list needs is bounded by what the fuzz platform
+// allocates.
 #include "client/client_state.h"
 #include "fuzz/platform.h"
 
@@ -26,8 +27,8 @@ const std::vector<std::uint32_t> &all_indexes() {
     return indexes;
 }
 
-// How many there are to copy is the count modulo 2^30. Counts in between would need more memory than
-// is worth it here.
+// How many there are to copy is the count modulo 2^30. Counts in between would need more memory
+// than is worth it here.
 std::uint32_t draw_count(Input &input) {
     const std::uint32_t wraps = input.one_in(8) ? std::uint32_t{input.byte()} << 30 : 0;
     if (input.one_in(64))
@@ -37,8 +38,8 @@ std::uint32_t draw_count(Input &input) {
     return wraps + input.below(40);
 }
 
-// The caller's list: as many words as are copied, at any address. Few words have nothing after them;
-// many are part of all that there are, which is faster.
+// The caller's list: as many words as are copied, at any address. Few words have nothing after
+// them; many are part of all that there are, which is faster.
 struct List {
     std::uint32_t count;
     Buffer few;

@@ -42,9 +42,21 @@ struct Logs {
     bool scribble;       // sinks write over the records that they are given
 };
 
+struct TlvStep {
+    std::uint32_t status;
+    bool stores;
+    std::uint16_t type;
+    std::uint32_t count;
+    std::uint32_t cursor;
+    std::uint8_t shift; // of the value's address
+    std::uint32_t repeats;
+};
+
 struct Platform {
     Input *input = nullptr;
     Logs logs = {};
+    TlvStep tlv_step = {};
+    std::uint32_t tlvs = 0;
     bool in_library = false;
     std::vector<Event> events;
     std::vector<std::uint8_t> bytes;
@@ -147,6 +159,7 @@ void begin(Input &input) {
                      .history_closed = (choice & 2) != 0,
                      .console_open = (choice & 4) != 0,
                      .scribble = (choice & 8) == 0};
+    platform.tlv_step = {};
     platform.events.clear();
     platform.bytes.clear();
     platform.expected = 0;
@@ -276,9 +289,12 @@ int expect_marker(std::uint32_t queue, std::uint32_t marker) {
 namespace {
 
 void expect_sink(Call call, std::initializer_list<std::uint32_t> arguments, Bytes bytes) {
-    const bool logged_within = expect(call, arguments, bytes).stored[0] != 0;
-    if (logged_within)
-        target_setup.expect_within();
+    const auto within = std::exchange(target_setup.expect_within, {});
+    if (within && target_setup.within_comes_first)
+        within();
+    expect(call, arguments, bytes);
+    if (within && !target_setup.within_comes_first)
+        within();
 }
 
 // A record as the sinks get it, of a text that is cut to fit.
@@ -446,28 +462,42 @@ uint32_t tlv_aligned_array_append_tlv(void *array, uint32_t *position, uint32_t 
     return platform.input->status();
 }
 
+// An array of hundreds of TLVs would need a long input. So a step may say that it is repeated, the
+// number of TLVs included.
 uint32_t tlv_aligned_array_get_next_tlv(const void *array, uint16_t *type, uint16_t *length,
                                         const void **value, uint32_t reserved, uint32_t *cursor) {
     static std::uint8_t room[8];
     Event &event = record(Call::next_tlv, {number_of(array), number_of(*value), reserved, *cursor});
-    Input &input = *platform.input;
-    event.answer = input.status();
-    if (event.answer == 0 || input.flip()) {
-        const auto count = input.number();
-        const std::uint8_t choice = input.byte();
-        *type = choice < 0xe0 ? choice % 4 : input.half();
-        *length = input.half();
-        *value = room + choice % 4;
-        std::memcpy(room + choice % 4, &count, sizeof(count));
-        *cursor = input.number();
-        event.stored = {*type, count, number_of(*value), *cursor};
+    TlvStep &step = platform.tlv_step;
+    if (step.repeats != 0) {
+        --step.repeats;
+    } else {
+        Input &input = *platform.input;
+        step.status = input.status();
+        step.stores = step.status == 0 || input.flip();
+        step.count = input.number();
+        step.shift = input.byte() % 4;
+        step.type = static_cast<std::uint16_t>(input.one_in(8) ? input.half() : input.below(4));
+        step.cursor = input.number();
+        step.repeats = step.status == 0 && input.one_in(8) ? input.half() % 600 : 0;
+    }
+    event.answer = step.status;
+    if (step.stores) {
+        *type = step.type;
+        *length = step.type;
+        *value = room + step.shift;
+        std::memcpy(room + step.shift, &step.count, sizeof(step.count));
+        *cursor = step.cursor;
+        event.stored = {step.type, step.count, number_of(*value), step.cursor};
     }
     return event.answer;
 }
 
 int32_t tlv_aligned_array_get_num_tlvs(const void *array, uint32_t reserved) {
     Event &event = record(Call::num_tlvs, {number_of(array), reserved});
-    event.answer = platform.input->number();
+    if (platform.tlv_step.repeats == 0)
+        platform.tlvs = platform.input->number();
+    event.answer = platform.tlvs;
     return static_cast<std::int32_t>(event.answer);
 }
 
@@ -486,7 +516,8 @@ void ipv6_addr_copy(const void *from, void *to) {
 uint32_t if_index_get_type(uint32_t if_index, uint8_t *type) {
     Event &event = record(Call::if_index_type, {if_index});
     const std::uint8_t choice = platform.input->byte();
-    *type = choice < 0xa0 ? IF_INDEX_TYPE_PHY_ETH : choice;
+    static constexpr std::uint8_t others[] = {0, 1, 2, 25, 27, 90, 154, 255};
+    *type = choice < 0x90 ? IF_INDEX_TYPE_PHY_ETH : others[choice % std::size(others)];
     event.stored[0] = *type;
     event.answer = choice < 0xe8 ? 0 : platform.input->failure();
     return event.answer;
@@ -587,13 +618,16 @@ uint32_t nerb_parse_alloc_ltl_rsp_parm(const void *rsp, uint32_t *status, uint32
     return event.answer;
 }
 
-static uint32_t take_record(Event &event, const void *taken, uint32_t length) {
+static uint32_t take_record(Call call, std::initializer_list<uint32_t> arguments, uint32_t length,
+                            const void *taken) {
+    const auto within = std::exchange(target_setup.log_within, {});
+    if (within && target_setup.within_comes_first)
+        within();
+    record(call, arguments, bytes_at(taken, length));
     if (platform.logs.scribble)
         std::memset(const_cast<void *>(taken), 0x5a, length);
-    if (target_setup.log_within) {
-        event.stored[0] = 1;
-        std::exchange(target_setup.log_within, {})();
-    }
+    if (within && !target_setup.within_comes_first)
+        within();
     return length;
 }
 
@@ -604,8 +638,7 @@ uint32_t tessel_hist_event_subtype_check(uint32_t module, uint32_t level) {
 }
 
 uint32_t tessel_hist_event(uint32_t module, uint32_t length, const void *taken) {
-    return take_record(record(Call::history_event, {module, length}, bytes_at(taken, length)),
-                       taken, length);
+    return take_record(Call::history_event, {module, length}, length, taken);
 }
 
 uint32_t tessel_chk_int(uint32_t level, uint32_t first, uint32_t second, uint32_t third) {
@@ -616,9 +649,7 @@ uint32_t tessel_chk_int(uint32_t level, uint32_t first, uint32_t second, uint32_
 
 uint32_t tessel_his_log_event_for_uuid_inst(uint32_t uuid, uint32_t module, uint32_t first,
                                             uint32_t second, uint32_t length, const void *taken) {
-    return take_record(
-        record(Call::client_log, {uuid, module, first, second, length}, bytes_at(taken, length)),
-        taken, length);
+    return take_record(Call::client_log, {uuid, module, first, second, length}, length, taken);
 }
 
 void debug_print(uint32_t first, void *modname, uint32_t second, const char *format, ...) {

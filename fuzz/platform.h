@@ -5,8 +5,8 @@
 //     const auto result = library([&] { return vell_send_igmp_oob_notification(marker); });
 //     const bool sent = expect_send(queue, {213, 75804, 0}, bytes_of(marker));
 //
-// A call that differs, a call too many or too few, an allocation that is not released, and a message
-// reference of the library's own that is not released exactly once: each ends the process.
+// A call that differs, a call too many or too few, an allocation that is not released, and a
+// message reference of the library's own that is not released exactly once: each ends the process.
 #pragma once
 
 #include "fuzz/input.h"
@@ -117,10 +117,11 @@ struct Setup {
     std::vector<nerb_rsp_info> entries; // what a reply's parser stores, as far as it is asked
     std::uint32_t log_uuid = 384;       // whose log the model expects messages in
 
-    // What the first sink of a message does when it has taken its record, and what the model
+    // What the first sink of a message does before or after it takes its record, and what the model
     // expects of that.
     std::function<void()> log_within = {};
     std::function<void()> expect_within = {};
+    bool within_comes_first = false;
 };
 Setup &setup();
 

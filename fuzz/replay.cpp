@@ -1,5 +1,6 @@
-// Runs a fuzz target on every file of the folders and files it is given, once each and in order; fails
-// when there is none. This takes the place of libFuzzer's main where a corpus is replayed as a test.
+// Runs a fuzz target on every file of the folders and files it is given, once each and in order;
+// fails when there is none. This takes the place of libFuzzer's main where a corpus is replayed as
+// a test.
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>

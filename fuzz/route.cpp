@@ -1,5 +1,5 @@
-// Routes built in any order of operations: the records' fields, the lists in the scratch buffer, what
-// is appended to the TLV array, and what is read back from an array of any TLVs.
+// Routes built in any order of operations: the records' fields, the lists in the scratch buffer,
+// what is appended to the TLV array, and what is read back from an array of any TLVs.
 #include "fuzz/platform.h"
 
 #include <vell.h>
