@@ -1,8 +1,7 @@
-// Whole lives of a client: every exported operation in any order, with a transport, an LTL manager
-// and an allocator that fail when they like. After each operation the client state is what the
-// model says, and the append position what it was unless the operation may move it. The requests of
-// the senders and their messages are checked in full; operations that have targets of their own
-// take part for what they do to the state.
+// A client may call any operations in any order, while transport, LTL manager and allocator fail at
+// any call: after each operation the client state and the append position are what the model says.
+// The senders' requests and messages are checked in full here. Operations that have a target of
+// their own are only checked for what they do to the state, to references and to memory.
 #include "client/client_state.h"
 #include "fuzz/platform.h"
 

@@ -115,7 +115,7 @@ Bytes bytes_at(const void *address, std::size_t size) {
 
 void print(const char *what, Call call, std::span<const std::uint32_t> arguments, Bytes bytes) {
     std::fprintf(stderr, "%s %s(", what, name_of(call));
-    for (const std::uint32_t argument : arguments)
+    for (const std::uint32_t &argument : arguments)
         std::fprintf(stderr, "%s0x%x", &argument == arguments.data() ? "" : ", ", argument);
     std::fprintf(stderr, "), %zu bytes:", bytes.size());
     for (std::size_t i = 0; i < bytes.size() && i < 700; ++i)

@@ -106,7 +106,7 @@ struct Event {
     std::array<std::uint32_t, 4> stored = {};
 };
 
-// What a target tells the platform.
+// What a target sets up before a call.
 struct Setup {
     // The reference and the payload that belong to the library's caller. A payload of the caller's
     // is recorded in full, whatever length the library sends.
@@ -173,7 +173,7 @@ void expect_drop(std::uint32_t queue);
 int expect_marker(std::uint32_t queue, std::uint32_t marker);
 
 // A message in every log that takes it, as printf makes it: the first two values are the function
-// and the line. The level is told by the format's marker.
+// and the line. The format's marker gives the level.
 void expect_log(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
 } // namespace fuzz
