@@ -53,12 +53,14 @@ operation flood_update(std::uint16_t vlans, std::uint32_t interfaces, change wha
     messages->vlans = vlans;
     messages->fresh_was = message_of(vlans, interfaces, false, what);
     messages->fresh_is = message_of(vlans, interfaces, true, what);
-    // What shuffles also sorts what it finds sorted, so all are restored, and sent once each.
+    // Shuffled messages are sorted by the first run.
+    const unsigned batch_size =
+        what == shuffled ? 1 : std::max(1600 / (vlans * interfaces), std::uint32_t{1});
     operation op = {.name = std::string("flood update, ") + change_names[what] + ", " +
                             std::to_string(vlans) + (vlans == 1 ? " VLAN" : " VLANs"),
                     .size = interfaces,
                     .unit = "interface",
-                    .batch = 1,
+                    .batch = batch_size,
                     .restore = [messages] {
                         messages->was = messages->fresh_was;
                         messages->is = messages->fresh_is;
