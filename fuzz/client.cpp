@@ -7,9 +7,7 @@
 
 #include <vell.h>
 
-#include <algorithm>
 #include <cstring>
-#include <string>
 
 namespace {
 
