@@ -380,4 +380,21 @@ TEST_F(BigBatchTest, AVlanMayHaveMoreInterfacesThan16BitsCount) {
     EXPECT_EQ(allocations_.take_sizes(), Sizes{4 + 2 * 24 + 8 * 2 * interfaces});
 }
 
+TEST_F(BigBatchTest, AVlanMayChangeInMoreInterfacesThan16BitsCount) {
+    constexpr std::uint32_t interfaces = 65537;
+    Bytes was(8 + 80), is(8 + 80 + 32 * interfaces), updates(8 * interfaces);
+    store_word(was, 8 + 24, 10);
+    store_word(is, 8 + 24, 10);
+    store_word(is, 8 + 70, interfaces);
+    for (std::uint32_t i = 0; i < interfaces; ++i) {
+        store_word(is, 8 + 74 + 32 * i + 16, 0x1000 + i);
+        store_word(updates, 8 * i, 0x1000 + i);
+        store_word(updates, 8 * i + 4, 1);
+    }
+    EXPECT_EQ(send(was.data(), 1, is.data(), 1), 1U);
+    EXPECT_EQ(
+        sent_payload(),
+        joined(hex("01000000 0a000000 0000000000000000 ffffffff 00000000 01000100"), updates));
+}
+
 } // namespace

@@ -226,7 +226,7 @@ TEST_F(FloodResponseTest, EntriesThatCannotBeReadAreError1418) {
 }
 
 TEST_F(FloodResponseTest, EntriesThatAreNotStoredAre0) {
-    answer(0, {{{1, 2, 3, 4}}, {{5, 6, 7, 8}}});
+    answer(0, {{{~0U, ~0U, ~0U, ~0U}}, {{~0U, ~0U, ~0U, ~0U}}});
     EXPECT_EQ(handle(), 1U);
     fake::take_calls();
     platform().reply.entries.clear();

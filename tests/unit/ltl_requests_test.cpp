@@ -169,6 +169,14 @@ TEST_P(ListRequestTest, AListOf65537IsCopiedWholeAndCountedAs1) {
     EXPECT_EQ(allocations_.take_sizes(), Sizes{count * 4});
 }
 
+TEST_P(ListRequestTest, AListOf513IsCountedIn16Bits) {
+    const auto list = pattern(513 * 4);
+    EXPECT_EQ(call(list), 1);
+    EXPECT_CALLS(
+        request_sent(hex("0100 14131211 24232221 00000000 0102 0000 00000000 00000000"), list));
+    EXPECT_EQ(allocations_.take_sizes(), Sizes{2052});
+}
+
 TEST_P(ListRequestTest, TheSizeOfACopyIsA32BitProduct) {
     platform().list_size = 2;
     EXPECT_EQ(call(0x40000002, three_.data()), 1);
