@@ -206,6 +206,20 @@ TEST_P(ListTest, AListIsWhereItsCursorPoints) {
     EXPECT_EQ(scratch(), patched(before_, 0, {0, 0, 0, 0}));
 }
 
+TEST_P(ListTest, AListOfAClientsOwnMayHaveMoreEntriesThan16BitsCount) {
+    const auto size = list().entry_size;
+    Bytes own(4 + 65537 * size);
+    own[2] = 1; // 65536 entries
+    *list().cursor = reinterpret_cast<vell_mrib_list *>(own.data());
+    list().add(7);
+    EXPECT_EQ(part(own, 0, 4 + size), zero_padded(hex("01000100"), 4 + size));
+    EXPECT_EQ(part(own, 4 + 65535 * size, 2 * size), joined(Bytes(size), list().entry(7)));
+    list().end(route());
+    auto expected = appended_cut(list().tlv_type, static_cast<std::uint16_t>(4 + size), own);
+    expected.value = own.data();
+    EXPECT_CALLS(expected);
+}
+
 TEST_P(ListTest, BeginningAgainEmptiesTheList) {
     list().begin();
     add(3);
