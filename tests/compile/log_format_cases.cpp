@@ -72,5 +72,9 @@ void log_case(unsigned char byte, unsigned int word, unsigned long long wide, co
     vell_log(log_trace, "f", 1, "%s(%d):TRACE: %d" LETTERS_256, word);
 #elif LOG_CASE == 26
     vell_log(log_error, "f", 1, "%s(%d):ERROR: " LETTERS_248 "a");
+#elif LOG_CASE == 27
+    vell_log(log_error, "f", 1, "%s(%d):ERROR: 100 %");
+#elif LOG_CASE == 28
+    vell_log(log_error, "f", 1, "%s(%d):ERROR: cut short\0");
 #endif
 }
