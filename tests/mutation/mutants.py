@@ -127,7 +127,9 @@ def changed_string(text):
 
 def simple_changes(source, tokens):
     """Changes of one token: (first token, last token, replacement)."""
+    constant = False  # in the declaration of a constant, whose type does not matter
     for i, t in enumerate(tokens):
+        constant = t.text == "constexpr" or constant and t.text not in "=;("
         after = []
         if t.kind == "number":
             after = changed_number(t.text)
@@ -135,8 +137,9 @@ def simple_changes(source, tokens):
             after = changed_string(t.text)
         elif t.kind == "char":
             after = ["'\\1'" if t.text == "'\\0'" else f"'{chr(ord(t.text[1]) + 1)}'"]
-        elif t.text in NAMES:
-            after = [NAMES[t.text]]
+        elif t.text in ("true", "false") or t.text in NAMES and not constant:
+            in_sizeof = source[:t.start].endswith("sizeof(std::")
+            after = [] if in_sizeof else [NAMES[t.text]]
         elif t.text == "case":
             last = i + [token.text for token in tokens[i:]].index(":")
             yield t, tokens[last], ""
@@ -192,12 +195,12 @@ def statement_changes(source, tokens):
             yield tokens[i + 1], tokens[last - 1], "{}"
 
 
-def argument_changes(tokens):
+def argument_changes(source, tokens):
     """Neighbouring arguments in each other's place."""
     for i in range(2, len(tokens) - 3):
-        before, a, comma, b, after = tokens[i - 1:i + 4]
-        if (comma.text == "," and a.kind == b.kind == "name" and a.text != b.text
-                and before.text in "({," and after.text in ",)}"
+        before, a, _, b, after = tokens[i - 1:i + 4]
+        if (source[a.end:b.start].split() == [","] and a.kind == b.kind == "name"
+                and a.text != b.text and before.text in "({," and after.text in ",)}"
                 and tokens[i - 2].text != "vell_log"):
             yield a, b, f"{b.text}, {a.text}"
 
@@ -248,7 +251,7 @@ def mutants_of(path, source, fields):
         changes = [c for c in simple_changes(source, tokens) if c[0].text not in NAMES]
     else:
         changes = [*simple_changes(source, tokens), *condition_changes(source, tokens),
-                   *statement_changes(source, tokens), *argument_changes(tokens),
+                   *statement_changes(source, tokens), *argument_changes(source, tokens),
                    *name_changes(source, tokens, fields)]
     edits = [(first.start, last.end, new) for first, last, new in changes]
     edits += row_changes(source)

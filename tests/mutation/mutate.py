@@ -30,8 +30,9 @@ SCRATCH = ROOT / "build/mutation"
 LIST_NAME = "tests/mutation/unnoticed"
 LIST = ROOT / LIST_NAME
 HEADER = "include/vell.h"
-# Seconds between two words on how far the run is.
-PROGRESS = 30
+ABI_CLIENTS = ("ltl_client_fixed", "ltl_client_independent")  # of the shared object
+PROGRESS = 30  # seconds between two lines that say how far the run is
+SLOW = {"flood_request_test", "oif_delta_test"}  # take seconds, and test nothing but src/ltl
 
 
 def listed():
@@ -69,16 +70,17 @@ class Programs:
         self.compile_layout_test = self.flags_of(commands, "record_layout_test.cpp")
         self.names = sorted({match[1] for command in commands if (match := re.search(
             r" -o tests/unit/CMakeFiles/(\w+_test)\.dir/", command))})
-        subprocess.run(["cmake", "--build", BUILD, "--target", *self.names, "record_layout_test"],
-                       check=True, stdout=subprocess.DEVNULL)
+        subprocess.run(["cmake", "--build", BUILD, "--target", *self.names, "record_layout_test",
+                        *ABI_CLIENTS], check=True, stdout=subprocess.DEVNULL)
         self.links = {name: self.link_of(name) for name in (*self.names, "record_layout_test")}
+        self.links["libvell.so.1"] = self.link_of("libvell.so")
         tests = json.loads(subprocess.run(
             ["ctest", "--test-dir", BUILD, "--show-only=json-v1", "-R", "^compile"], check=True,
             capture_output=True, text=True).stdout)["tests"]
         self.compile_cases = [(test["command"], next(
             (p["value"][0] for p in test["properties"] if p["name"] == "PASS_REGULAR_EXPRESSION"),
             None)) for test in tests]
-        self.limits = {}  # of each program's CPU time, and that time now, in seconds
+        self.seconds = {}  # the CPU time of each program
         self.uses = {}  # the sources that each program takes from an archive of the library
 
     @staticmethod
@@ -88,13 +90,14 @@ class Programs:
         words = words[next(i for i, word in enumerate(words) if "ccache" not in word):]
         flags = [word for word in words[:words.index("-o")]
                  if not re.match(r"-W(?!p,)|-O|-g|-DNDEBUG", word)]
-        return [*flags, "-O0", "-Werror=return-type", "-c"]
+        return [*flags, "-O0", "-Werror=return-type", "-fstack-protector-all", "-c"]
 
     @staticmethod
     def link_of(name):
         commands = subprocess.run(["ninja", "-C", BUILD, "-t", "commands", name], check=True,
                                   capture_output=True, text=True).stdout
-        words = shlex.split(commands.splitlines()[-1].split(" && ")[1])
+        link = [line for line in commands.splitlines() if f" -o {name}" in line][-1]
+        words = shlex.split(link.split(" && ")[1])
         at = words.index("-o")
         fast = ["-fuse-ld=gold"] if shutil.which("ld.gold") else []
         return [*words[:at], *words[at + 2:], "-Wl,-S", *fast]
@@ -103,7 +106,9 @@ class Programs:
         """The programs that a file is part of: its own tests first, then fast ones."""
         own = Path(path).stem + "_test"
         users = [name for name in self.names if path.endswith(".h") or path in self.uses[name]]
-        return sorted(users, key=lambda name: (name != own, self.limits[name][1]))
+        if path != HEADER and not path.startswith("src/ltl/"):
+            users = [name for name in users if name not in SLOW]
+        return sorted(users, key=lambda name: (name != own, self.seconds[name]))
 
 
 class Worker:
@@ -162,7 +167,7 @@ class Worker:
         return [path for path in self.sources if self.object_of(path) in members.stdout]
 
     def passes(self, name):
-        limit, _ = self.programs.limits.get(name, (120, 0))
+        limit = 3 + int(4 * self.programs.seconds.get(name, 60))
         return run([self.directory / name, "--gtest_fail_fast"], self.directory, limit)
 
     def compile_cases_pass(self):
@@ -172,6 +177,11 @@ class Worker:
                     else result.returncode == 0):
                 return False
         return True
+
+    def abi_clients_pass(self, objects):
+        return self.link("libvell.so.1", objects) and all(
+            run(["env", f"LD_LIBRARY_PATH={self.directory}", BUILD / client], self.directory, 3)
+            for client in ABI_CLIENTS)
 
     def layout_test_passes(self):
         return (self.compile(self.programs.compile_layout_test,
@@ -193,6 +203,8 @@ class Worker:
                     return "broken"
                 if not self.passes(name):
                     return "noticed"
+            if not self.abi_clients_pass(objects):
+                return "noticed"
             if mutant.path == HEADER and not self.layout_test_passes():
                 return "noticed"
             if mutant.path.endswith(".h") and not self.compile_cases_pass():
@@ -212,10 +224,11 @@ class Worker:
             if not self.passes(name):
                 sys.exit(f"mutate: {name} fails without any change; run the tests first")
             after = resource.getrusage(resource.RUSAGE_CHILDREN)
-            seconds = after.ru_utime - before.ru_utime + after.ru_stime - before.ru_stime
-            self.programs.limits[name] = (int(4 * seconds) + 3, seconds)
-        if not self.layout_test_passes() or not self.compile_cases_pass():
-            sys.exit("mutate: the layout test or the compile cases fail without any change")
+            self.programs.seconds[name] = (after.ru_utime - before.ru_utime
+                                           + after.ru_stime - before.ru_stime)
+        if not (self.abi_clients_pass(objects) and self.layout_test_passes()
+                and self.compile_cases_pass()):
+            sys.exit("mutate: a test of the interface fails without any change")
 
 
 def run_all(mutants, sources, jobs):
