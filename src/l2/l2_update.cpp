@@ -38,12 +38,14 @@ struct l2_layout {
     l2_entries entries;
 };
 
-//                                   words                 u16  addresses count  entries
-constexpr l2_layout pairs_two_words = {{12, 20}, 0, {}, 16, 24, l2_entries::pairs};
-constexpr l2_layout pairs_alone = {{}, 0, {}, 12, 16, l2_entries::pairs};
-constexpr l2_layout address_pair = {{12, 16, 20, 24}, 28, {30, 50}, 70, 74, l2_entries::oifs};
-constexpr l2_layout lookup_mode = {{12}, 0, {}, 16, 20, l2_entries::pairs};
-constexpr l2_layout mbd_entry = {{12, 16, 20, 24, 28}, 32, {34, 54}, 74, 78, l2_entries::oifs};
+// clang-format off
+//                                   words                 u16 addresses count entries
+constexpr l2_layout pairs_2_words = {{12, 20},             0,  {},       16, 24, l2_entries::pairs};
+constexpr l2_layout pairs_alone   = {{},                   0,  {},       12, 16, l2_entries::pairs};
+constexpr l2_layout address_pair  = {{12, 16, 20, 24},     28, {30, 50}, 70, 74, l2_entries::oifs};
+constexpr l2_layout lookup_mode   = {{12},                 0,  {},       16, 20, l2_entries::pairs};
+constexpr l2_layout mbd_entry     = {{12, 16, 20, 24, 28}, 32, {34, 54}, 74, 78, l2_entries::oifs};
+// clang-format on
 
 constexpr std::uint32_t pair_size = 8;
 constexpr std::uint32_t oif_size = 32;
@@ -66,7 +68,7 @@ constexpr bool matches_addresses = (offsetof(Record, half) == layout.half) &&
                                    (offsetof(Record, addresses) + sizeof(vell_l2_address) ==
                                     layout.address_blocks[1]) &&
                                    matches<Record, layout>;
-static_assert(matches<vell_l2_pairs_record, pairs_two_words>);
+static_assert(matches<vell_l2_pairs_record, pairs_2_words>);
 static_assert(matches<vell_l2_bare_pairs_record, pairs_alone>);
 static_assert(matches_addresses<vell_l2_vlan_record, address_pair> &&
               offsetof(vell_l2_vlan_record, vlan) == 24);
@@ -140,7 +142,7 @@ std::uint32_t convert_and_trace(std::uint8_t *record, std::uint32_t length) {
     switch (record[0]) {
     case 8:
     case 9:
-        return convert_record<pairs_two_words>(record);
+        return convert_record<pairs_2_words>(record);
     case 10:
     case 11:
         return convert_record<pairs_alone>(record);
