@@ -41,8 +41,8 @@ std::uint32_t address_behind(const std::uint8_t *array, std::uint32_t size) {
            sizeof(tlv_array_head) + size;
 }
 
-// A caller resets its append state once a message is sent, not between the records of one message.
-// So a state that does not fit this array is one that another array has left behind, and this array
+// A caller resets its append state before every record of a message. For one that resets it only
+// once a message is sent, a state that does not fit this array is another array's, and this array
 // has not been begun.
 tlv_array_head begun_or_fresh(const std::uint8_t *array, std::uint32_t position,
                               std::uint32_t size) {
