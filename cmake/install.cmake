@@ -32,9 +32,9 @@ endfunction()
 vell_pkg_config(vell "${PROJECT_DESCRIPTION}" "-I\${includedir}" "-L\${libdir} -lvell")
 
 set(installed_targets vell vell_static)
-if(VELL_DESK)
+if(VELL_SIM)
   set(platform_libraries nerb kyt qarnutils tlv tessel)
-  set(simulator_libdir ${CMAKE_INSTALL_LIBDIR}/vell-desk)
+  set(simulator_libdir ${CMAKE_INSTALL_LIBDIR}/vell-sim)
   install(TARGETS ${platform_libraries} LIBRARY DESTINATION ${simulator_libdir})
   install(TARGETS vellsim vellfeed RUNTIME)
   list(APPEND installed_targets ${platform_libraries} vellsim vellfeed)
@@ -43,19 +43,19 @@ if(VELL_DESK)
     vellsim vellfeed PROPERTIES INSTALL_RPATH
                                 "$ORIGIN/../${CMAKE_INSTALL_LIBDIR};$ORIGIN/../${simulator_libdir}")
   set_target_properties(${platform_libraries} PROPERTIES INSTALL_RPATH "$ORIGIN")
-  install(DIRECTORY platform/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vell-desk
+  install(DIRECTORY platform/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vell-sim
           FILES_MATCHING PATTERN "*.h")
-  install(FILES sim/kyt/kyt_desk.h sim/nerb/nerb_desk.h sim/qarnutils/qarnutils_desk.h
-          DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vell-desk)
+  install(FILES sim/kyt/kyt_sim.h sim/nerb/nerb_sim.h sim/qarnutils/qarnutils_sim.h
+          DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vell-sim)
 
   # A client of the simulator starts from any prefix. Where libvell lies is in here too: on a switch
   # that is the platform's choice, so vell.pc sets no run path.
   list(JOIN platform_libraries " -l" simulator_links)
-  string(CONCAT simulator_libs "-L\${libdir}/vell-desk"
-                " -Wl,-rpath,\${libdir} -Wl,-rpath,\${libdir}/vell-desk"
+  string(CONCAT simulator_libs "-L\${libdir}/vell-sim"
+                " -Wl,-rpath,\${libdir} -Wl,-rpath,\${libdir}/vell-sim"
                 " -l${simulator_links}")
-  vell_pkg_config(vell-desk "Simulator for clients of the vell service"
-                  "-I\${includedir}/vell-desk" "${simulator_libs}")
+  vell_pkg_config(vell-sim "Simulator for clients of the vell service"
+                  "-I\${includedir}/vell-sim" "${simulator_libs}")
 endif()
 
 # What "cmake --install" needs built, and the examples, to be tried at once: ./dev demo and ./dev

@@ -11,8 +11,8 @@
 #define _POSIX_C_SOURCE 199309L /* clock_gettime */
 
 #include <kyt.h>
-#include <kyt_desk.h>
-#include <nerb_desk.h>
+#include <kyt_sim.h>
+#include <nerb_sim.h>
 #include <vell.h>
 
 #include <arpa/inet.h>
@@ -30,7 +30,7 @@ enum {
 };
 
 /* The platform defines the format of interface indexes; these are the simulator's, described in
- * qarnutils_desk.h. */
+ * qarnutils_sim.h. */
 enum {
     vlan10 = 0x1400000a,
     po1 = 0x18000001,
@@ -40,16 +40,16 @@ enum {
 };
 
 /* How an answer is recognised is the manager's business. On the simulator it has the opcode of its
- * request, and its cookie or context. nerb_desk.h describes the answers, and declares functions for
+ * request, and its cookie or context. nerb_sim.h describes the answers, and declares functions for
  * what the library does not read. */
 typedef struct request {
     const char *name;
     uint32_t opcode;
 } request;
-static request allocation = {"LTL allocation", NERB_DESK_OPCODE_ALLOCATION};
-static request modification = {"LTL modification", NERB_DESK_OPCODE_MODIFICATION};
-static request release = {"LTL release", NERB_DESK_OPCODE_RELEASE};
-static request flood_update = {"flood update", NERB_DESK_OPCODE_FLOOD_UPDATE};
+static request allocation = {"LTL allocation", NERB_SIM_OPCODE_ALLOCATION};
+static request modification = {"LTL modification", NERB_SIM_OPCODE_MODIFICATION};
+static request release = {"LTL release", NERB_SIM_OPCODE_RELEASE};
+static request flood_update = {"flood update", NERB_SIM_OPCODE_FLOOD_UPDATE};
 
 /* An address is unique enough, since each request is sent once. A request that is sent again needs
  * another cookie, so that a late answer to the first is not taken for an answer to the second. */
@@ -65,15 +65,15 @@ static int fail(const request *asked, const char *why) {
 /* Registers and waits for the service's answer, which arrives on the queue. Returns NULL, or a text
  * that says what failed. */
 static const char *register_client(uint32_t queue) {
-    kyt_desk_message *answer = NULL;
+    kyt_sim_message *answer = NULL;
     uint32_t accepted = 0;
 
     if (!vell_register(queue, client_uuid, "ltl_client"))
         return "the registration could not be sent; is the simulator running (vellsim run)?";
-    if (kyt_desk_receive(queue, answer_timeout_ms, &answer) != 1)
+    if (kyt_sim_receive(queue, answer_timeout_ms, &answer) != 1)
         return "the service did not answer the registration";
     accepted = vell_register_ack(answer);
-    kyt_desk_message_free(answer);
+    kyt_sim_message_free(answer);
     return accepted ? NULL : "the service gave no client id; vellsim show log says why";
 }
 
@@ -84,37 +84,36 @@ static int64_t now_ms(void) {
     return (int64_t)now.tv_sec * 1000 + now.tv_nsec / 1000000;
 }
 
-static int is_answer(const kyt_desk_message *message, const request *asked) {
-    struct nerb_desk_answer head;
+static int is_answer(const kyt_sim_message *message, const request *asked) {
+    struct nerb_sim_answer head;
 
-    return kyt_desk_message_opcode(message) == asked->opcode &&
-           nerb_desk_answer_head(message, &head) == NERB_DESK_READ &&
-           head.cookie == cookie_of(asked);
+    return kyt_sim_message_opcode(message) == asked->opcode &&
+           nerb_sim_answer_head(message, &head) == NERB_SIM_READ && head.cookie == cookie_of(asked);
 }
 
 /* Why the first entry of an answer was refused, as a text. */
-static const char *refusal(const kyt_desk_message *answer) {
+static const char *refusal(const kyt_sim_message *answer) {
     uint32_t words[4];
 
-    return nerb_desk_answer_entry(answer, 0, words) == NERB_DESK_READ && words[3] != NERB_DESK_DONE
-               ? nerb_desk_status_name(words[3])
+    return nerb_sim_answer_entry(answer, 0, words) == NERB_SIM_READ && words[3] != NERB_SIM_DONE
+               ? nerb_sim_status_name(words[3])
                : "it failed, or its answer could not be read; vellsim show log says why";
 }
 
 /* Waits for the answer to a request; the caller must free it. Skips other messages: an earlier
  * answer may come again. Without an answer it prints why and returns NULL. */
-static kyt_desk_message *await_answer(uint32_t queue, const request *asked) {
+static kyt_sim_message *await_answer(uint32_t queue, const request *asked) {
     const int64_t deadline = now_ms() + answer_timeout_ms;
     int64_t left = answer_timeout_ms;
-    kyt_desk_message *message = NULL;
+    kyt_sim_message *message = NULL;
     int received = 0;
 
-    while (left > 0 && (received = kyt_desk_receive(queue, (int)left, &message)) == 1) {
+    while (left > 0 && (received = kyt_sim_receive(queue, (int)left, &message)) == 1) {
         if (is_answer(message, asked))
             return message;
         printf("%s: skipped a message of opcode %u, which is not an answer to it\n", asked->name,
-               (unsigned)kyt_desk_message_opcode(message));
-        kyt_desk_message_free(message);
+               (unsigned)kyt_sim_message_opcode(message));
+        kyt_sim_message_free(message);
         left = deadline - now_ms();
     }
     fail(asked, received == -1
@@ -181,7 +180,7 @@ static int read_flood_result(const uint8_t *result) {
 }
 
 static int update_flood_sets(uint32_t queue) {
-    kyt_desk_message *answer = NULL;
+    kyt_sim_message *answer = NULL;
     uint8_t *result = NULL;
     int done = 0;
 
@@ -190,7 +189,7 @@ static int update_flood_sets(uint32_t queue) {
     done = vell_handle_l2_mc_update_flood_ltl_resp(answer, &result)
                ? read_flood_result(result)
                : fail(&flood_update, "its answer could not be read; vellsim show log says why");
-    kyt_desk_message_free(answer);
+    kyt_sim_message_free(answer);
     free(result); /* allocated by the library; NULL when the answer could not be read */
     return done;
 }
@@ -204,13 +203,13 @@ typedef struct ltl {
 typedef int ltl_reader(const void *rsp, uint32_t *result1, uint32_t *result2);
 
 static int take_ltl_answer(uint32_t queue, const request *asked, ltl_reader *read, ltl *answered) {
-    kyt_desk_message *answer = await_answer(queue, asked);
+    kyt_sim_message *answer = await_answer(queue, asked);
     int done = 0;
 
     if (answer == NULL)
         return 0;
     done = read(answer, &answered->index, &answered->n_ports) || fail(asked, refusal(answer));
-    kyt_desk_message_free(answer);
+    kyt_sim_message_free(answer);
     if (!done)
         return 0;
     printf("%s: done, LTL 0x%x has %u ports\n", asked->name, (unsigned)answered->index,
@@ -270,7 +269,7 @@ static int work(uint32_t queue) {
 }
 
 int main(void) {
-    const uint32_t queue = kyt_desk_queue_open();
+    const uint32_t queue = kyt_sim_queue_open();
     const char *failure = register_client(queue);
     int done = 0;
 
@@ -280,6 +279,6 @@ int main(void) {
     } else {
         fprintf(stderr, "ltl_client: %s\n", failure);
     }
-    kyt_desk_queue_close(queue);
+    kyt_sim_queue_close(queue);
     return done ? 0 : 1;
 }

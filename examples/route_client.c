@@ -5,7 +5,7 @@
  *     route_client && vellsim show routes
  */
 #include <kyt.h>
-#include <kyt_desk.h>
+#include <kyt_sim.h>
 #include <vell.h>
 
 #include <stdio.h>
@@ -27,12 +27,12 @@ static uint32_t ipv4(uint32_t a, uint32_t b, uint32_t c, uint32_t d) {
 /* Registers and waits for the service's answer, which arrives on the queue. Returns NULL, or a text
  * that says what failed. */
 static const char *register_client(uint32_t queue) {
-    kyt_desk_message *answer = NULL;
+    kyt_sim_message *answer = NULL;
     uint32_t accepted = 0;
 
     if (!vell_register(queue, client_uuid, "route_client"))
         return "the registration could not be sent; is the simulator running (vellsim run)?";
-    switch (kyt_desk_receive(queue, answer_timeout_ms, &answer)) {
+    switch (kyt_sim_receive(queue, answer_timeout_ms, &answer)) {
     case 1:
         break;
     case 0:
@@ -41,7 +41,7 @@ static const char *register_client(uint32_t queue) {
         return "the simulator went away before it answered the registration";
     }
     accepted = vell_register_ack(answer);
-    kyt_desk_message_free(answer);
+    kyt_sim_message_free(answer);
     return accepted ? NULL : "the service gave no client id; vellsim show log says why";
 }
 
@@ -88,7 +88,7 @@ static uint32_t send_routes(uint32_t queue) {
 }
 
 int main(void) {
-    const uint32_t queue = kyt_desk_queue_open();
+    const uint32_t queue = kyt_sim_queue_open();
     const char *failure = register_client(queue);
 
     if (failure == NULL && !send_routes(queue))
@@ -97,6 +97,6 @@ int main(void) {
         failure = "the client could not be deregistered";
     if (failure != NULL)
         fprintf(stderr, "route_client: %s\n", failure);
-    kyt_desk_queue_close(queue);
+    kyt_sim_queue_close(queue);
     return failure == NULL ? 0 : 1;
 }

@@ -7,7 +7,7 @@
  *     snooping_client && vellsim show l2
  */
 #include <kyt.h>
-#include <kyt_desk.h>
+#include <kyt_sim.h>
 #include <vell.h>
 
 #include <stdio.h>
@@ -40,15 +40,15 @@ static uint32_t ipv4(uint32_t a, uint32_t b, uint32_t c, uint32_t d) {
 /* Registers and waits for the service's answer, which arrives on the queue. Returns NULL, or a text
  * that says what failed. */
 static const char *register_client(uint32_t queue) {
-    kyt_desk_message *answer = NULL;
+    kyt_sim_message *answer = NULL;
     uint32_t accepted = 0;
 
     if (!vell_register(queue, client_uuid, "snooping_client"))
         return "the registration could not be sent; is the simulator running (vellsim run)?";
-    if (kyt_desk_receive(queue, answer_timeout_ms, &answer) != 1)
+    if (kyt_sim_receive(queue, answer_timeout_ms, &answer) != 1)
         return "the service did not answer the registration";
     accepted = vell_register_ack(answer);
-    kyt_desk_message_free(answer);
+    kyt_sim_message_free(answer);
     return accepted ? NULL : "the service gave no client id; vellsim show log says why";
 }
 
@@ -120,7 +120,7 @@ static int send_leave(uint32_t queue) {
 }
 
 int main(void) {
-    const uint32_t queue = kyt_desk_queue_open();
+    const uint32_t queue = kyt_sim_queue_open();
     const char *failure = register_client(queue);
 
     if (failure == NULL && !(send_groups(queue) && send_leave(queue)))
@@ -129,6 +129,6 @@ int main(void) {
         failure = "the client could not be deregistered";
     if (failure != NULL)
         fprintf(stderr, "snooping_client: %s\n", failure);
-    kyt_desk_queue_close(queue);
+    kyt_sim_queue_close(queue);
     return failure == NULL ? 0 : 1;
 }

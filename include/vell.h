@@ -61,7 +61,7 @@
  * Which requests are answered, on which queue, how an answer is recognised, and where it carries
  * the request's cookie or context: all this is the manager's business. The simulator answers on the
  * queue that the request was sent from, and answers every well-formed request unless it is started
- * to misbehave. Its own header nerb_desk.h, which is installed with the simulator only, describes
+ * to misbehave. Its own header nerb_sim.h, which is installed with the simulator only, describes
  * the answers.
  *
  * The reading functions do not look at cookie or context. They also accept an answer to another

@@ -20,7 +20,7 @@ constexpr std::uint32_t acknowledgment_opcode = 75796;
 constexpr std::size_t acknowledgment_bytes = 2;
 
 bool needs_segment(std::uint32_t uuid) {
-    for (const std::uint32_t without : desk::uuids_without_segment) {
+    for (const std::uint32_t without : sim::uuids_without_segment) {
         if (uuid == without)
             return false;
     }

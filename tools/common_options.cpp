@@ -8,7 +8,7 @@ namespace feed {
 
 namespace {
 
-// As much as the desk's transport takes in one piece.
+// As much as the simulator's transport takes in one piece.
 constexpr std::uint32_t largest_message = 16u << 20;
 
 } // namespace

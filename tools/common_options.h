@@ -21,6 +21,6 @@ void add_held_option(CLI::App &command, std::string &path, const char *table);
 
 void add_quiet_option(CLI::App &command, bool &quiet);
 
-using desk::add_number;
+using sim::add_number;
 
 } // namespace feed

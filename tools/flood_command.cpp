@@ -7,7 +7,7 @@
 #include "print.h"
 #include "switch_port.h"
 
-#include <nerb_desk.h>
+#include <nerb_sim.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -61,7 +61,7 @@ void print_changes(const std::vector<flood_change> &changes, const flood_answer 
 // What to do when the manager holds something else than it was taken to hold.
 std::string remedy(const flood_answer &answer, bool older_given) {
     const auto is_mismatch = [](std::uint32_t status) {
-        return status == NERB_DESK_INTERFACE_PRESENT || status == NERB_DESK_INTERFACE_ABSENT;
+        return status == NERB_SIM_INTERFACE_PRESENT || status == NERB_SIM_INTERFACE_ABSENT;
     };
     if (std::ranges::none_of(answer.statuses, is_mismatch))
         return {};

@@ -3,7 +3,7 @@
 #include "client_session.h"
 #include "input_error.h"
 
-#include <nerb_desk.h>
+#include <nerb_sim.h>
 
 #include <fmt/format.h>
 #include <optional>
@@ -14,8 +14,8 @@ namespace {
 
 // None of a message that is no answer.
 std::optional<std::uint32_t> cookie_of(const received_message &message) {
-    nerb_desk_answer head{};
-    return nerb_desk_answer_head(message.handle(), &head) == NERB_DESK_READ
+    nerb_sim_answer head{};
+    return nerb_sim_answer_head(message.handle(), &head) == NERB_SIM_READ
                ? std::optional(head.cookie)
                : std::nullopt;
 }
@@ -24,13 +24,13 @@ constexpr char show_ltl[] = "`vellsim show ltl`";
 
 } // namespace
 
-const manager_request flood_update_request = {"flood update", NERB_DESK_OPCODE_FLOOD_UPDATE,
+const manager_request flood_update_request = {"flood update", NERB_SIM_OPCODE_FLOOD_UPDATE,
                                               "`vellsim show flood`"};
-const manager_request ltl_allocation_request = {"LTL allocation", NERB_DESK_OPCODE_ALLOCATION,
+const manager_request ltl_allocation_request = {"LTL allocation", NERB_SIM_OPCODE_ALLOCATION,
                                                 show_ltl, true};
-const manager_request ltl_change_request = {"LTL modification", NERB_DESK_OPCODE_MODIFICATION,
+const manager_request ltl_change_request = {"LTL modification", NERB_SIM_OPCODE_MODIFICATION,
                                             show_ltl};
-const manager_request ltl_release_request = {"LTL release", NERB_DESK_OPCODE_RELEASE, show_ltl};
+const manager_request ltl_release_request = {"LTL release", NERB_SIM_OPCODE_RELEASE, show_ltl};
 
 received_message await_answer(client_session &client, const manager_request &request,
                               std::uint32_t cookie) {
@@ -57,7 +57,7 @@ std::vector<std::uint32_t> entry_statuses(const received_message &answer, std::u
     std::uint32_t words[4];
     while (statuses.size() < count) {
         const auto number = static_cast<std::uint32_t>(statuses.size());
-        if (nerb_desk_answer_entry(answer.handle(), number, words) != NERB_DESK_READ)
+        if (nerb_sim_answer_entry(answer.handle(), number, words) != NERB_SIM_READ)
             return {};
         statuses.push_back(words[3]);
     }
@@ -65,7 +65,7 @@ std::vector<std::uint32_t> entry_statuses(const received_message &answer, std::u
 }
 
 std::string status_text(std::uint32_t status) {
-    return fmt::format("{} (status {})", nerb_desk_status_name(status), status);
+    return fmt::format("{} (status {})", nerb_sim_status_name(status), status);
 }
 
 void reject_answer(const received_message &answer, const manager_request &request,

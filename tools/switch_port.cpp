@@ -1,7 +1,7 @@
 #include "switch_port.h"
 
 #include <qarnutils.h>
-#include <qarnutils_desk.h>
+#include <qarnutils_sim.h>
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -38,8 +38,8 @@ std::optional<std::uint32_t> index_of_name(const std::string &name) {
     std::uint32_t index = 0;
     // What is behind a NUL would not be looked at.
     const bool whole = name.find('\0') == std::string::npos;
-    return whole && qarnutils_desk_if_index(name.c_str(), &index) == 0 ? std::optional(index)
-                                                                       : std::nullopt;
+    return whole && qarnutils_sim_if_index(name.c_str(), &index) == 0 ? std::optional(index)
+                                                                      : std::nullopt;
 }
 
 std::optional<std::uint32_t> index_in_link_name(const std::string &interface) {
@@ -61,8 +61,8 @@ std::uint32_t index_of_vlan(std::uint32_t vlan) {
 }
 
 std::string switch_name(std::uint32_t if_index) {
-    char name[QARNUTILS_DESK_NAME_SIZE];
-    return qarnutils_desk_if_name(if_index, name, sizeof name) == 0
+    char name[QARNUTILS_SIM_NAME_SIZE];
+    return qarnutils_sim_if_name(if_index, name, sizeof name) == 0
                ? name
                : fmt::format("{:#010x}", if_index);
 }
@@ -76,7 +76,7 @@ std::string switch_names(const std::vector<std::uint32_t> &if_indexes) {
 
 bool is_vlan_interface(std::uint32_t if_index) {
     std::uint8_t type = 0;
-    return if_index_get_type(if_index, &type) == 0 && type == QARNUTILS_DESK_TYPE_SVI;
+    return if_index_get_type(if_index, &type) == 0 && type == QARNUTILS_SIM_TYPE_SVI;
 }
 
 std::uint32_t line_card_bit(std::uint32_t if_index) {

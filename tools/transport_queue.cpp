@@ -3,7 +3,7 @@
 #include "input_error.h"
 
 #include <kyt.h>
-#include <kyt_desk.h>
+#include <kyt_sim.h>
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -16,8 +16,8 @@ namespace {
 
 std::string run_dir() {
     char path[PATH_MAX];
-    return kyt_desk_run_dir(path, sizeof path) == 0 ? path
-                                                    : "the run directory (whose path is too long)";
+    return kyt_sim_run_dir(path, sizeof path) == 0 ? path
+                                                   : "the run directory (whose path is too long)";
 }
 
 // Behind a complaint that an answer did not come.
@@ -38,32 +38,32 @@ std::string no_switch() {
 }
 
 std::uint32_t received_message::opcode() const {
-    return kyt_desk_message_opcode(message_.get());
+    return kyt_sim_message_opcode(message_.get());
 }
 
 std::span<const std::uint8_t> received_message::payload() const {
     return {static_cast<const std::uint8_t *>(kyt_payload_get(message_.get())),
-            kyt_desk_message_length(message_.get())};
+            kyt_sim_message_length(message_.get())};
 }
 
-void received_message::deleter::operator()(kyt_desk_message *message) const {
-    kyt_desk_message_free(message);
+void received_message::deleter::operator()(kyt_sim_message *message) const {
+    kyt_sim_message_free(message);
 }
 
-transport_queue::transport_queue() : handle_(kyt_desk_queue_open()) {
+transport_queue::transport_queue() : handle_(kyt_sim_queue_open()) {
     if (handle_ == 0)
         throw session_error("no transport queue could be opened: the process has no handle left");
 }
 
 transport_queue::~transport_queue() {
     if (handle_ != 0)
-        kyt_desk_queue_close(handle_);
+        kyt_sim_queue_close(handle_);
 }
 
 received_message transport_queue::await(const expected_action &action, int timeout_ms,
                                         int passed_ms) {
-    kyt_desk_message *received = nullptr;
-    const int result = kyt_desk_receive(handle_, std::max(timeout_ms - passed_ms, 0), &received);
+    kyt_sim_message *received = nullptr;
+    const int result = kyt_sim_receive(handle_, std::max(timeout_ms - passed_ms, 0), &received);
     received_message message(received);
     if (result < 0) {
         throw session_error(fmt::format(
@@ -82,9 +82,9 @@ received_message transport_queue::await(const expected_action &action, int timeo
 void transport_queue::check_connection(const char *teller) {
     int result = 0;
     do {
-        kyt_desk_message *received = nullptr;
-        result = kyt_desk_receive(handle_, 0, &received);
-        kyt_desk_message_free(received);
+        kyt_sim_message *received = nullptr;
+        result = kyt_sim_receive(handle_, 0, &received);
+        kyt_sim_message_free(received);
     } while (result > 0);
     if (result < 0) {
         throw session_error(fmt::format(
@@ -94,9 +94,9 @@ void transport_queue::check_connection(const char *teller) {
 }
 
 void transport_queue::close() {
-    kyt_desk_queue_close(std::exchange(handle_, 0));
-    kyt_desk_counts counts{};
-    kyt_desk_get_counts(&counts);
+    kyt_sim_queue_close(std::exchange(handle_, 0));
+    kyt_sim_counts counts{};
+    kyt_sim_get_counts(&counts);
     if (counts.open_references > 0 || counts.wrong_drops > 0) {
         throw session_error(fmt::format(
             "the transport counts {} message references left open and {} wrong releases",

@@ -6,13 +6,13 @@
 #include <span>
 #include <string>
 
-struct kyt_desk_message;
+struct kyt_sim_message;
 
 namespace feed {
 
 class received_message {
 public:
-    explicit received_message(kyt_desk_message *message) : message_(message) {}
+    explicit received_message(kyt_sim_message *message) : message_(message) {}
 
     std::uint32_t opcode() const;
     std::span<const std::uint8_t> payload() const;
@@ -22,9 +22,9 @@ public:
 
 private:
     struct deleter {
-        void operator()(kyt_desk_message *message) const;
+        void operator()(kyt_sim_message *message) const;
     };
-    std::unique_ptr<kyt_desk_message, deleter> message_;
+    std::unique_ptr<kyt_sim_message, deleter> message_;
 };
 
 // What the switch is waited for to do, twice: "acknowledge the registration", "acknowledging the

@@ -23,7 +23,7 @@ public:
                "vellfeed") {
         app_.require_subcommand(1);
         app_.get_formatter()->column_width(34);
-        app_.failure_message(desk::usage_text);
+        app_.failure_message(sim::usage_text);
         app_.set_version_flag("--version", std::string("vellfeed ") + VELL_VERSION);
         app_.footer("The switch is found in VELLSIM_RUN_DIR; start one with `vellsim run`.\n"
                     "Exit codes: 0 done, 1 not done or not equal, 2 wrong usage.\n"
@@ -56,7 +56,7 @@ public:
         try {
             app_.parse(argc, argv);
         } catch (const CLI::ParseError &error) {
-            return app_.exit(desk::explained(app_, error), out, err) == 0 ? 0 : exit_usage;
+            return app_.exit(sim::explained(app_, error), out, err) == 0 ? 0 : exit_usage;
         }
         try {
             return chosen_(out);

@@ -7,7 +7,7 @@
 #include <limits>
 #include <optional>
 
-namespace desk {
+namespace sim {
 
 class deadline {
 public:
@@ -34,4 +34,4 @@ private:
     std::optional<clock::time_point> when_;
 };
 
-} // namespace desk
+} // namespace sim

@@ -4,7 +4,7 @@
 #include <unistd.h>
 #include <utility>
 
-namespace desk {
+namespace sim {
 
 class file_descriptor {
 public:
@@ -30,4 +30,4 @@ private:
     int fd_ = -1;
 };
 
-} // namespace desk
+} // namespace sim

@@ -1,4 +1,4 @@
-// What travels over the desk's Unix stream sockets: frames, each a fixed head and a payload.
+// What travels over the simulator's Unix stream sockets: frames, each a fixed head and a payload.
 //
 // All words are in host byte order; both ends are on one machine. A frame whose magic is wrong
 // cannot be skipped, since nothing says where the next one starts: the connection is closed.
@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <type_traits>
 
-namespace desk {
+namespace sim {
 
 inline constexpr std::uint32_t frame_magic = 0x3154594b; // "KYT1"
 inline constexpr std::uint32_t frame_max_payload = 16u << 20;
@@ -36,4 +36,4 @@ static_assert(sizeof(frame_head) == 104 && std::has_unique_object_representation
 // The socket of the vell service, inside the run directory.
 inline constexpr char service_socket[] = "vell.sock";
 
-} // namespace desk
+} // namespace sim

@@ -9,7 +9,7 @@
 #include <sys/uio.h>
 #include <utility>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -131,4 +131,4 @@ frame_result receive_frame(int fd, frame_reader &reader, const deadline &until, 
     }
 }
 
-} // namespace desk
+} // namespace sim

@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-namespace desk {
+namespace sim {
 
 enum class frame_status {
     done,
@@ -67,4 +67,4 @@ private:
 // Reads one frame, and waits for it until the deadline. An unfinished frame stays in the reader.
 frame_result receive_frame(int fd, frame_reader &reader, const deadline &until, frame &whole);
 
-} // namespace desk
+} // namespace sim

@@ -12,7 +12,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -180,4 +180,4 @@ bool append_log_line(const std::string &run_directory, const log_line &line) {
     return written == static_cast<ssize_t>(text.size());
 }
 
-} // namespace desk
+} // namespace sim

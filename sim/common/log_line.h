@@ -1,4 +1,4 @@
-// One line of the desk's log files, <run directory>/log/history, client and service: written by
+// One line of the simulator's log files, <run directory>/log/history, client and service: written by
 // libtessel and by the switch, read by people and by "vellsim show log".
 #pragma once
 
@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace desk {
+namespace sim {
 
 struct log_line {
     std::string time; // UTC, 2026-01-31T23:59:59.123456Z
@@ -32,4 +32,4 @@ std::string log_time_now();
 // written.
 bool append_log_line(const std::string &run_directory, const log_line &line);
 
-} // namespace desk
+} // namespace sim

@@ -1,4 +1,4 @@
-// The messages between libnerb and the desk's LTL manager.
+// The messages between libnerb and the simulator's LTL manager.
 //
 // Requests go to SAP 230 of the switch's node. An answer comes on the client's queue as a message
 // of SAP 230, under its request's opcode. All words are u32 in host byte order.
@@ -11,36 +11,36 @@
 //                              mask, a word that is not read, number of updates, and each update: interface index,
 //                              operation (1 adds, 2 removes)
 //
-// Answers are described in nerb_desk.h: four words, which are struct nerb_desk_answer, and four
+// Answers are described in nerb_sim.h: four words, which are struct nerb_sim_answer, and four
 // words an entry.
 #pragma once
 
-#include <nerb_desk.h>
+#include <nerb_sim.h>
 
 #include <cstddef>
 #include <cstdint>
 
-namespace desk {
+namespace sim {
 
-inline constexpr std::uint32_t nerb_sap = NERB_DESK_SAP;
+inline constexpr std::uint32_t nerb_sap = NERB_SIM_SAP;
 
-inline constexpr std::uint32_t nerb_opcode_allocation = NERB_DESK_OPCODE_ALLOCATION;
-inline constexpr std::uint32_t nerb_opcode_modification = NERB_DESK_OPCODE_MODIFICATION;
-inline constexpr std::uint32_t nerb_opcode_release = NERB_DESK_OPCODE_RELEASE;
-inline constexpr std::uint32_t nerb_opcode_flood_update = NERB_DESK_OPCODE_FLOOD_UPDATE;
+inline constexpr std::uint32_t nerb_opcode_allocation = NERB_SIM_OPCODE_ALLOCATION;
+inline constexpr std::uint32_t nerb_opcode_modification = NERB_SIM_OPCODE_MODIFICATION;
+inline constexpr std::uint32_t nerb_opcode_release = NERB_SIM_OPCODE_RELEASE;
+inline constexpr std::uint32_t nerb_opcode_flood_update = NERB_SIM_OPCODE_FLOOD_UPDATE;
 
 struct nerb_answer_kind {
     std::uint32_t opcode;
     std::uint32_t kind;
 };
 
-inline constexpr std::uint32_t nerb_kind_allocation = NERB_DESK_KIND_ALLOCATION;
+inline constexpr std::uint32_t nerb_kind_allocation = NERB_SIM_KIND_ALLOCATION;
 
 inline constexpr nerb_answer_kind nerb_answer_kinds[] = {
     {nerb_opcode_allocation, nerb_kind_allocation},
-    {nerb_opcode_modification, NERB_DESK_KIND_MODIFICATION},
-    {nerb_opcode_release, NERB_DESK_KIND_RELEASE},
-    {nerb_opcode_flood_update, NERB_DESK_KIND_FLOOD_UPDATE},
+    {nerb_opcode_modification, NERB_SIM_KIND_MODIFICATION},
+    {nerb_opcode_release, NERB_SIM_KIND_RELEASE},
+    {nerb_opcode_flood_update, NERB_SIM_KIND_FLOOD_UPDATE},
 };
 
 // Null when the opcode is none of the manager's.
@@ -53,21 +53,21 @@ constexpr const nerb_answer_kind *find_nerb_answer_kind(std::uint32_t opcode) {
     return nullptr;
 }
 
-inline constexpr std::size_t nerb_answer_head_size = sizeof(nerb_desk_answer);
+inline constexpr std::size_t nerb_answer_head_size = sizeof(nerb_sim_answer);
 inline constexpr std::size_t nerb_info_size = 16;
 
-// nerb_desk_status for code that is to know all of them when it switches.
+// nerb_sim_status for code that is to know all of them when it switches.
 enum class nerb_status : std::uint32_t {
-    done = NERB_DESK_DONE,
-    refused_by_fault_mode = NERB_DESK_REFUSED_BY_FAULT_MODE,
-    no_such_ltl = NERB_DESK_NO_SUCH_LTL,
-    pool_exhausted = NERB_DESK_POOL_EXHAUSTED,
-    tag_mismatch = NERB_DESK_TAG_MISMATCH,
-    interface_present = NERB_DESK_INTERFACE_PRESENT,
-    interface_absent = NERB_DESK_INTERFACE_ABSENT,
-    no_vlan_id = NERB_DESK_NO_VLAN_ID,
-    interface_twice = NERB_DESK_INTERFACE_TWICE,
-    no_operation = NERB_DESK_NO_OPERATION,
+    done = NERB_SIM_DONE,
+    refused_by_fault_mode = NERB_SIM_REFUSED_BY_FAULT_MODE,
+    no_such_ltl = NERB_SIM_NO_SUCH_LTL,
+    pool_exhausted = NERB_SIM_POOL_EXHAUSTED,
+    tag_mismatch = NERB_SIM_TAG_MISMATCH,
+    interface_present = NERB_SIM_INTERFACE_PRESENT,
+    interface_absent = NERB_SIM_INTERFACE_ABSENT,
+    no_vlan_id = NERB_SIM_NO_VLAN_ID,
+    interface_twice = NERB_SIM_INTERFACE_TWICE,
+    no_operation = NERB_SIM_NO_OPERATION,
 };
 
 // For people.
@@ -97,4 +97,4 @@ constexpr const char *nerb_status_name(nerb_status status) {
     return "unknown";
 }
 
-} // namespace desk
+} // namespace sim

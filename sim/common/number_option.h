@@ -10,7 +10,7 @@
 #include <optional>
 #include <string>
 
-namespace desk {
+namespace sim {
 
 // Digits, or 0x and hexadecimal ones.
 inline std::optional<std::uint64_t> parse_number(const std::string &text) {
@@ -47,4 +47,4 @@ CLI::Option *add_number(CLI::App &command, const char *name, std::optional<Numbe
     return add_number<std::optional<Number>, Number>(command, name, target, description);
 }
 
-} // namespace desk
+} // namespace sim

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace desk {
+namespace sim {
 
 inline std::string printable(std::string_view text) {
     std::string safe;
@@ -19,4 +19,4 @@ inline std::string printable(std::string_view text) {
     return safe;
 }
 
-} // namespace desk
+} // namespace sim

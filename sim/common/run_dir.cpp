@@ -7,7 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -73,4 +73,4 @@ std::string check_run_dir(const std::string &path) {
     return check_own_directory(without_trailing_slashes(path));
 }
 
-} // namespace desk
+} // namespace sim

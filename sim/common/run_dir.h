@@ -1,9 +1,9 @@
-// The directory in which the desk's sockets and logs live: 0700, and of this user only.
+// The directory in which the simulator's sockets and logs live: 0700, and of this user only.
 #pragma once
 
 #include <string>
 
-namespace desk {
+namespace sim {
 
 // VELLSIM_RUN_DIR, else $XDG_RUNTIME_DIR/vellsim, else /tmp/vellsim-<uid>. A variable that is empty
 // counts as not set, and so does an XDG_RUNTIME_DIR that is not absolute.
@@ -18,4 +18,4 @@ std::string prepare_run_dir(const std::string &path);
 // directory of that name into /tmp before the switch did.
 std::string check_run_dir(const std::string &path);
 
-} // namespace desk
+} // namespace sim

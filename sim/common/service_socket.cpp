@@ -10,7 +10,7 @@
 #include <sys/time.h>
 #include <utility>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -80,4 +80,4 @@ connection connect_service(const std::string &run_directory, int timeout_ms) {
     return {std::move(fd), {}};
 }
 
-} // namespace desk
+} // namespace sim

@@ -9,7 +9,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-namespace desk {
+namespace sim {
 
 // Fills in the address of the service's socket in the run directory. Returns an empty string, or
 // what is wrong: the path and the reason.
@@ -28,4 +28,4 @@ struct connection {
 // user. A switch whose queue of waiting connections is full is given timeout_ms milliseconds.
 connection connect_service(const std::string &run_directory, int timeout_ms);
 
-} // namespace desk
+} // namespace sim

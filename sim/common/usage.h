@@ -1,4 +1,4 @@
-// What a program of the desk answers to a wrong command line.
+// What a program of the simulator answers to a wrong command line.
 #pragma once
 
 #include "printable.h"
@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace desk {
+namespace sim {
 
 // The innermost command that was given, and its words after the program's name, each followed by a
 // blank.
@@ -47,4 +47,4 @@ inline CLI::Error explained(const CLI::App &app, const CLI::ParseError &error) {
                                   printable(unknown.front()), fmt::join(names, ", ")));
 }
 
-} // namespace desk
+} // namespace sim

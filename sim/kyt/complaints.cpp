@@ -3,7 +3,7 @@
 #include <bitset>
 #include <cstdio>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -32,4 +32,4 @@ void forget_complaints() {
     told[index_of(cause::setting)] = setting;
 }
 
-} // namespace desk
+} // namespace sim

@@ -4,7 +4,7 @@
 #include <exception>
 #include <string>
 
-namespace desk {
+namespace sim {
 
 // Why a send or a receive may fail. A client that goes on sending hears of each cause once.
 enum class cause { argument, queue, node, length, setting, unreachable, lost, count };
@@ -25,4 +25,4 @@ Result guarded(Result otherwise, Body body) noexcept {
     }
 }
 
-} // namespace desk
+} // namespace sim

@@ -4,5 +4,5 @@
 
 #pragma GCC visibility push(default)
 #include <kyt.h>
-#include <kyt_desk.h>
+#include <kyt_sim.h>
 #pragma GCC visibility pop

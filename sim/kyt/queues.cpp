@@ -11,7 +11,7 @@
 #include <string_view>
 #include <utility>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -85,16 +85,16 @@ int send_timeout_ms() {
     return default_send_timeout_ms;
 }
 
-} // namespace desk
+} // namespace sim
 
-uint32_t kyt_desk_queue_open(void) {
-    return desk::guarded(0u, desk::open_queue);
+uint32_t kyt_sim_queue_open(void) {
+    return sim::guarded(0u, sim::open_queue);
 }
 
-void kyt_desk_queue_close(uint32_t queue) {
-    desk::guarded(std::size_t{0}, [=] { return desk::queues().open.erase(queue); });
+void kyt_sim_queue_close(uint32_t queue) {
+    sim::guarded(std::size_t{0}, [=] { return sim::queues().open.erase(queue); });
 }
 
-int kyt_desk_run_dir(char *path, size_t size) {
-    return desk::guarded(-1, [=] { return desk::copy_run_dir(path, size); });
+int kyt_sim_run_dir(char *path, size_t size) {
+    return sim::guarded(-1, [=] { return sim::copy_run_dir(path, size); });
 }

@@ -10,11 +10,11 @@
 #include <string>
 
 // A received message, as the client holds it.
-struct kyt_desk_message {
-    desk::frame frame;
+struct kyt_sim_message {
+    sim::frame frame;
 };
 
-namespace desk {
+namespace sim {
 
 struct queue {
     std::uint32_t handle = 0;
@@ -36,4 +36,4 @@ void give_up_connection(queue &q);
 // How long the switch may take no byte of a message, or no connection, before a send fails.
 int send_timeout_ms();
 
-} // namespace desk
+} // namespace sim

@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -36,14 +36,13 @@ int receive_into(queue &q, int timeout_ms, frame &into) {
     return -1;
 }
 
-int receive(std::uint32_t handle, int timeout_ms, kyt_desk_message **message) {
+int receive(std::uint32_t handle, int timeout_ms, kyt_sim_message **message) {
     queue *q = find_queue(handle);
     if (q == nullptr) {
-        complain_once(cause::queue,
-                      "kyt_desk_receive: there is no queue " + std::to_string(handle));
+        complain_once(cause::queue, "kyt_sim_receive: there is no queue " + std::to_string(handle));
         return -1;
     }
-    auto received = std::make_unique<kyt_desk_message>();
+    auto received = std::make_unique<kyt_sim_message>();
     const int result = receive_into(*q, timeout_ms, received->frame);
     if (result == 1)
         *message = received.release();
@@ -52,32 +51,32 @@ int receive(std::uint32_t handle, int timeout_ms, kyt_desk_message **message) {
 
 } // namespace
 
-} // namespace desk
+} // namespace sim
 
-int kyt_desk_receive(uint32_t queue, int timeout_ms, kyt_desk_message **message) {
+int kyt_sim_receive(uint32_t queue, int timeout_ms, kyt_sim_message **message) {
     if (message == nullptr)
         return -1;
-    return desk::guarded(-1, [=] { return desk::receive(queue, timeout_ms, message); });
+    return sim::guarded(-1, [=] { return sim::receive(queue, timeout_ms, message); });
 }
 
-uint32_t kyt_desk_message_sap(const kyt_desk_message *message) {
+uint32_t kyt_sim_message_sap(const kyt_sim_message *message) {
     return message == nullptr ? 0 : message->frame.head.sap;
 }
 
-uint32_t kyt_desk_message_opcode(const kyt_desk_message *message) {
+uint32_t kyt_sim_message_opcode(const kyt_sim_message *message) {
     return message == nullptr ? 0 : message->frame.head.opcode;
 }
 
-uint32_t kyt_desk_message_length(const kyt_desk_message *message) {
+uint32_t kyt_sim_message_length(const kyt_sim_message *message) {
     return message == nullptr ? 0 : message->frame.head.length;
 }
 
-void kyt_desk_message_free(kyt_desk_message *message) {
+void kyt_sim_message_free(kyt_sim_message *message) {
     delete message;
 }
 
 void *kyt_payload_get(void *message) {
-    auto *received = static_cast<kyt_desk_message *>(message);
+    auto *received = static_cast<kyt_sim_message *>(message);
     return received == nullptr || received->frame.payload.empty() ? nullptr
                                                                   : received->frame.payload.data();
 }

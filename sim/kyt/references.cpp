@@ -5,7 +5,7 @@
 #include <cstring>
 #include <type_traits>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -76,18 +76,18 @@ reference_ledger &references() {
     return *ledger;
 }
 
-} // namespace desk
+} // namespace sim
 
 void kyt_drop(uint32_t queue, kyt_msg_ref *reference) {
-    desk::guarded(0, [=] {
-        const std::string reason = desk::references().close(queue, reference);
+    sim::guarded(0, [=] {
+        const std::string reason = sim::references().close(queue, reference);
         if (!reason.empty())
-            desk::complain("wrong kyt_drop from queue " + std::to_string(queue) + ": " + reason);
+            sim::complain("wrong kyt_drop from queue " + std::to_string(queue) + ": " + reason);
         return 0;
     });
 }
 
-void kyt_desk_get_counts(kyt_desk_counts *counts) {
+void kyt_sim_get_counts(kyt_sim_counts *counts) {
     if (counts != nullptr)
-        *counts = desk::guarded(kyt_desk_counts{}, [] { return desk::references().counts(); });
+        *counts = sim::guarded(kyt_sim_counts{}, [] { return sim::references().counts(); });
 }

@@ -7,7 +7,7 @@
 #include <string>
 #include <unordered_map>
 
-namespace desk {
+namespace sim {
 
 class reference_ledger {
 public:
@@ -22,7 +22,7 @@ public:
     // count of wrong drops changes.
     std::string close(std::uint32_t queue, const kyt_msg_ref *reference);
 
-    kyt_desk_counts counts() const { return {sent_, open_.size(), wrong_drops_}; }
+    kyt_sim_counts counts() const { return {sent_, open_.size(), wrong_drops_}; }
 
 private:
     std::string why_not_open(std::uint32_t queue, const kyt_msg_ref *reference) const;
@@ -39,4 +39,4 @@ void write_reference(kyt_msg_ref *reference, std::uint32_t queue, std::uint64_t 
 // Of this process.
 reference_ledger &references();
 
-} // namespace desk
+} // namespace sim

@@ -11,7 +11,7 @@
 #include <string>
 #include <utility>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -125,22 +125,22 @@ std::int32_t send_request(const request &r, kyt_msg_ref *reference) {
 
 } // namespace
 
-} // namespace desk
+} // namespace sim
 
 int32_t kyt_send(uint32_t queue, uint32_t node, uint32_t sap, uint32_t opcode, const void *payload,
                  uint32_t length, kyt_msg_ref *reference, uint32_t flags, const uint32_t *options) {
-    return desk::guarded(-1, [=] {
+    return sim::guarded(-1, [=] {
         if (reference == nullptr || options == nullptr || (payload == nullptr && length != 0)) {
-            desk::complain_once(
-                desk::cause::argument,
+            sim::complain_once(
+                sim::cause::argument,
                 "kyt_send failed: its payload, reference or send-options block is null");
             return -1;
         }
-        desk::request r{
+        sim::request r{
             queue,
-            {desk::frame_magic, desk::frame_kind::request, length, node, sap, opcode, flags, {}},
+            {sim::frame_magic, sim::frame_kind::request, length, node, sap, opcode, flags, {}},
             payload};
-        std::copy_n(options, desk::send_option_words, r.head.options);
-        return desk::send_request(r, reference);
+        std::copy_n(options, sim::send_option_words, r.head.options);
+        return sim::send_request(r, reference);
     });
 }

@@ -4,5 +4,5 @@
 
 #pragma GCC visibility push(default)
 #include <nerb.h>
-#include <nerb_desk.h>
+#include <nerb_sim.h>
 #pragma GCC visibility pop

@@ -12,7 +12,7 @@
 #include <new>
 #include <vector>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -45,13 +45,13 @@ std::size_t checked_size(std::uint64_t size) {
     return static_cast<std::size_t>(size);
 }
 
-nerb_desk_send send(std::uint32_t queue, std::uint32_t opcode, const message &sent) {
+nerb_sim_send send(std::uint32_t queue, std::uint32_t opcode, const message &sent) {
     kyt_msg_ref reference;
     if (kyt_send(queue, switch_node, nerb_sap, opcode, sent.data(),
                  static_cast<std::uint32_t>(sent.size()), &reference, 0, send_options) == -1)
-        return NERB_DESK_NOT_SENT;
+        return NERB_SIM_NOT_SENT;
     kyt_drop(queue, &reference);
-    return NERB_DESK_SENT;
+    return NERB_SIM_SENT;
 }
 
 // The payload of an allocation or modification: a u16 count and, directly behind it, the entries.
@@ -69,40 +69,40 @@ struct ltl_entry {
     const void *interfaces() const { return read<const void *>(at + interfaces_at); }
 };
 
-nerb_desk_send append_ltl_entry(message &to, const ltl_entry &entry) {
+nerb_sim_send append_ltl_entry(message &to, const ltl_entry &entry) {
     const std::uint16_t count = entry.interface_count();
     const void *interfaces = entry.interfaces();
     if (interfaces == nullptr && count != 0)
-        return NERB_DESK_NULL_POINTER;
+        return NERB_SIM_NULL_POINTER;
     append_word(to, entry.key(0));
     append_word(to, entry.key(1));
     append_word(to, count);
     append(to, interfaces, count * sizeof(std::uint32_t));
-    return NERB_DESK_SENT;
+    return NERB_SIM_SENT;
 }
 
-nerb_desk_send send_ltl_entries(std::uint32_t queue, std::uint32_t opcode, const void *payload,
-                                std::uint32_t cookie) {
+nerb_sim_send send_ltl_entries(std::uint32_t queue, std::uint32_t opcode, const void *payload,
+                               std::uint32_t cookie) {
     if (payload == nullptr)
-        return NERB_DESK_NULL_POINTER;
+        return NERB_SIM_NULL_POINTER;
     const auto *bytes = static_cast<const std::byte *>(payload);
     const auto count = read<std::uint16_t>(bytes);
     message sent;
     append_word(sent, cookie);
     append_word(sent, count);
     for (std::size_t i = 0; i < count; ++i)
-        if (const nerb_desk_send wrong =
+        if (const nerb_sim_send wrong =
                 append_ltl_entry(sent, {bytes + sizeof count + i * ltl_entry::size});
-            wrong != NERB_DESK_SENT)
+            wrong != NERB_SIM_SENT)
             return wrong;
     return send(queue, opcode, sent);
 }
 
-nerb_desk_send send_release(std::uint32_t queue, std::uint32_t count, const void *entries,
-                            std::uint32_t cookie) {
+nerb_sim_send send_release(std::uint32_t queue, std::uint32_t count, const void *entries,
+                           std::uint32_t cookie) {
     constexpr std::uint64_t entry_size = 12;
     if (entries == nullptr)
-        return NERB_DESK_NULL_POINTER;
+        return NERB_SIM_NULL_POINTER;
     message sent;
     append_word(sent, cookie);
     append_word(sent, count);
@@ -124,9 +124,9 @@ std::size_t flood_payload_size(const std::byte *payload) {
     return size;
 }
 
-nerb_desk_send send_flood_update(std::uint32_t queue, const void *payload, void *context) {
+nerb_sim_send send_flood_update(std::uint32_t queue, const void *payload, void *context) {
     if (payload == nullptr)
-        return NERB_DESK_NULL_POINTER;
+        return NERB_SIM_NULL_POINTER;
     message sent;
     append(sent, &context, sizeof context);
     append(sent, payload, flood_payload_size(static_cast<const std::byte *>(payload)));
@@ -141,31 +141,30 @@ std::uint32_t guarded(Body body) noexcept {
     try {
         return body();
     } catch (const std::exception &) {
-        return NERB_DESK_OUT_OF_MEMORY;
+        return NERB_SIM_OUT_OF_MEMORY;
     }
 }
 
 } // namespace
 
-} // namespace desk
+} // namespace sim
 
 uint32_t nerb_send_batched_mcast_alloc_req(uint32_t queue, const void *payload, uint32_t cookie) {
-    return desk::guarded([=] {
-        return desk::send_ltl_entries(queue, desk::nerb_opcode_allocation, payload, cookie);
-    });
+    return sim::guarded(
+        [=] { return sim::send_ltl_entries(queue, sim::nerb_opcode_allocation, payload, cookie); });
 }
 
 uint32_t nerb_send_batched_mcast_mod_req(uint32_t queue, const void *payload, uint32_t cookie) {
-    return desk::guarded([=] {
-        return desk::send_ltl_entries(queue, desk::nerb_opcode_modification, payload, cookie);
+    return sim::guarded([=] {
+        return sim::send_ltl_entries(queue, sim::nerb_opcode_modification, payload, cookie);
     });
 }
 
 uint32_t nerb_send_batched_mcast_dealloc_msg(uint32_t queue, uint32_t count, const void *entries,
                                              uint32_t cookie) {
-    return desk::guarded([=] { return desk::send_release(queue, count, entries, cookie); });
+    return sim::guarded([=] { return sim::send_release(queue, count, entries, cookie); });
 }
 
 uint32_t nerb_send_flood_ltl_update_req(uint32_t queue, const void *payload, void *context) {
-    return desk::guarded([=] { return desk::send_flood_update(queue, payload, context); });
+    return sim::guarded([=] { return sim::send_flood_update(queue, payload, context); });
 }

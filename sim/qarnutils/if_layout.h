@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-namespace desk {
+namespace sim {
 
 inline constexpr unsigned if_type_shift = 26;
 
@@ -27,9 +27,9 @@ struct if_kind {
 
 inline constexpr if_kind if_kinds[] = {
     {IF_INDEX_TYPE_PHY_ETH, "Eth", 0, 0xffffff},
-    {QARNUTILS_DESK_TYPE_PORT_CHANNEL, "Po", 0, 0xffff},
-    {QARNUTILS_DESK_TYPE_SVI, "Vlan", 1, 4094},
-    {QARNUTILS_DESK_TYPE_KERNEL, "if", 1, 0x3ffffff},
+    {QARNUTILS_SIM_TYPE_PORT_CHANNEL, "Po", 0, 0xffff},
+    {QARNUTILS_SIM_TYPE_SVI, "Vlan", 1, 4094},
+    {QARNUTILS_SIM_TYPE_KERNEL, "if", 1, 0x3ffffff},
 };
 
 // Null when the parts make no interface index.
@@ -62,4 +62,4 @@ constexpr std::uint32_t to_number(const eth_fields &fields) {
     return std::uint32_t{fields.slot} << 16 | std::uint32_t{fields.port} << 8 | fields.lane;
 }
 
-} // namespace desk
+} // namespace sim

@@ -7,7 +7,7 @@
 #include <optional>
 #include <string_view>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -57,7 +57,7 @@ std::optional<if_parts> parse_name(std::string_view name) {
 }
 
 struct name_text {
-    char text[QARNUTILS_DESK_NAME_SIZE];
+    char text[QARNUTILS_SIM_NAME_SIZE];
 };
 
 name_text name_of(const if_kind &kind, std::uint32_t number) {
@@ -75,22 +75,22 @@ name_text name_of(const if_kind &kind, std::uint32_t number) {
 
 } // namespace
 
-} // namespace desk
+} // namespace sim
 
-int qarnutils_desk_if_index(const char *name, uint32_t *if_index) {
-    const auto parts = name == nullptr ? std::nullopt : desk::parse_name(name);
+int qarnutils_sim_if_index(const char *name, uint32_t *if_index) {
+    const auto parts = name == nullptr ? std::nullopt : sim::parse_name(name);
     if (!parts || if_index == nullptr)
         return -1;
-    *if_index = desk::to_if_index(*parts);
+    *if_index = sim::to_if_index(*parts);
     return 0;
 }
 
-int qarnutils_desk_if_name(uint32_t if_index, char *name, size_t size) {
-    const desk::if_parts parts = desk::take_apart(if_index);
-    const desk::if_kind *kind = desk::find_kind(parts);
+int qarnutils_sim_if_name(uint32_t if_index, char *name, size_t size) {
+    const sim::if_parts parts = sim::take_apart(if_index);
+    const sim::if_kind *kind = sim::find_kind(parts);
     if (kind == nullptr || name == nullptr)
         return -1;
-    const desk::name_text made = desk::name_of(*kind, parts.number);
+    const sim::name_text made = sim::name_of(*kind, parts.number);
     const std::size_t needed = std::strlen(made.text) + 1;
     if (needed > size)
         return -1;

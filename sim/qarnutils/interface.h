@@ -4,5 +4,5 @@
 
 #pragma GCC visibility push(default)
 #include <qarnutils.h>
-#include <qarnutils_desk.h>
+#include <qarnutils_sim.h>
 #pragma GCC visibility pop

@@ -11,7 +11,7 @@
 #include <sys/socket.h>
 #include <utility>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -91,4 +91,4 @@ bool acceptor::take_one(const admit_function &admit) {
     return true;
 }
 
-} // namespace desk
+} // namespace sim

@@ -10,7 +10,7 @@
 #include <optional>
 #include <string>
 
-namespace desk {
+namespace sim {
 
 class acceptor {
 public:
@@ -44,4 +44,4 @@ private:
     bool trouble_said_ = false;
 };
 
-} // namespace desk
+} // namespace sim

@@ -3,7 +3,7 @@
 #include <arpa/inet.h>
 #include <fmt/format.h>
 
-namespace desk {
+namespace sim {
 
 std::string ipv4_text(std::uint32_t address) {
     return fmt::format("{}.{}.{}.{}", address >> 24, address >> 16 & 0xff, address >> 8 & 0xff,
@@ -18,4 +18,4 @@ std::optional<std::uint32_t> parse_ipv4(const std::string &text) {
     return ntohl(address.s_addr);
 }
 
-} // namespace desk
+} // namespace sim

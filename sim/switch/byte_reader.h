@@ -10,7 +10,7 @@
 #include <span>
 #include <string_view>
 
-namespace desk {
+namespace sim {
 
 static_assert(std::endian::native == std::endian::little,
               "messages are little-endian and read as they are");
@@ -70,4 +70,4 @@ inline void require_length(std::span<const std::byte> message, std::size_t lengt
     }
 }
 
-} // namespace desk
+} // namespace sim

@@ -1,6 +1,6 @@
 #include "client_table.h"
 
-namespace desk {
+namespace sim {
 
 std::string_view client_state_name(client_state state) {
     switch (state) {
@@ -60,4 +60,4 @@ client *client_table::find(client_key key) {
     return found == clients_.end() ? nullptr : &found->second;
 }
 
-} // namespace desk
+} // namespace sim

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-namespace desk {
+namespace sim {
 
 enum class client_state { registered, deregistered, lost, rejected };
 
@@ -66,4 +66,4 @@ private:
     std::uint64_t departures_ = 0;
 };
 
-} // namespace desk
+} // namespace sim

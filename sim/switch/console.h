@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <string>
 
-namespace desk {
+namespace sim {
 
 // "vellsim: text" and a line feed on standard error.
 inline void complain(const std::string &text) {
@@ -13,4 +13,4 @@ inline void complain(const std::string &text) {
     std::fwrite(line.data(), 1, line.size(), stderr);
 }
 
-} // namespace desk
+} // namespace sim

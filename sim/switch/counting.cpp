@@ -7,7 +7,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -146,4 +146,4 @@ show_answer answer_count(service &vell, std::string_view request) {
     }
 }
 
-} // namespace desk
+} // namespace sim

@@ -1,4 +1,4 @@
-// `vellsim count`: traffic for a route's counters, which no packet on the desk would move.
+// `vellsim count`: traffic for a route's counters, which no packet of the simulator moves.
 //
 // The request is one frame of kind count_request, its payload a JSON object of source, group,
 // table, source_len, group_len, packets, bytes and wrong_if. The reply comes as that of a show
@@ -14,7 +14,7 @@
 #include <string>
 #include <string_view>
 
-namespace desk {
+namespace sim {
 
 struct count_request {
     std::string source; // IPv4 or IPv6, both of one family
@@ -33,4 +33,4 @@ std::optional<counter_key> counter_key_of(const count_request &wanted, std::stri
 // Counts, and answers with the route's row of `show stats`.
 show_answer answer_count(service &vell, std::string_view request);
 
-} // namespace desk
+} // namespace sim

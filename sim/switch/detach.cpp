@@ -12,7 +12,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -77,4 +77,4 @@ int run_detached(const std::function<int(const std::function<void()> &ready)> &s
     return got == sizeof ready ? EXIT_SUCCESS : exit_code_of(child);
 }
 
-} // namespace desk
+} // namespace sim

@@ -3,11 +3,11 @@
 
 #include <functional>
 
-namespace desk {
+namespace sim {
 
 // Runs `serve` in a child process of its own session, and returns once that has called `ready`,
 // which it is given, with 0, or has ended before, with its exit code. In the child, whose standard
 // streams lead nowhere then, this does not return.
 int run_detached(const std::function<int(const std::function<void()> &ready)> &serve);
 
-} // namespace desk
+} // namespace sim

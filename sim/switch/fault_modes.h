@@ -9,7 +9,7 @@
 #include <optional>
 #include <set>
 
-namespace desk {
+namespace sim {
 
 enum class ack_mode { once, late, twice, never };
 
@@ -33,4 +33,4 @@ struct fault_modes {
     std::uint64_t die_after = 0;            // handled requests; 0 is never
 };
 
-} // namespace desk
+} // namespace sim

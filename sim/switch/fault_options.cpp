@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -143,4 +143,4 @@ std::string fault_text(const CLI::App &run) {
     return text;
 }
 
-} // namespace desk
+} // namespace sim

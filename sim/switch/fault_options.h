@@ -6,7 +6,7 @@
 
 #include <string>
 
-namespace desk {
+namespace sim {
 
 // `faults` is filled in when the command line is parsed.
 void add_fault_options(CLI::App *run, fault_modes &faults);
@@ -15,4 +15,4 @@ void add_fault_options(CLI::App *run, fault_modes &faults);
 // when there are none.
 std::string fault_text(const CLI::App &run);
 
-} // namespace desk
+} // namespace sim

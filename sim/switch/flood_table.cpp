@@ -4,7 +4,7 @@
 
 #include <utility>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -61,4 +61,4 @@ ltl_outcome apply_flood_update(flood_table &table, const flood_update &update,
     return {};
 }
 
-} // namespace desk
+} // namespace sim

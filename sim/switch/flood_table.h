@@ -10,7 +10,7 @@
 #include <map>
 #include <set>
 
-namespace desk {
+namespace sim {
 
 struct flood_set {
     std::uint32_t line_card_mask = 0; // as sent with the last update
@@ -24,4 +24,4 @@ using flood_table = std::map<std::uint16_t, flood_set>; // by VLAN
 ltl_outcome apply_flood_update(flood_table &table, const flood_update &update,
                                const sender_name &from);
 
-} // namespace desk
+} // namespace sim

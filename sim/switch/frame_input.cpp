@@ -6,7 +6,7 @@
 #include <fmt/format.h>
 #include <vector>
 
-namespace desk {
+namespace sim {
 
 void frame_input::receive(std::span<const std::byte> bytes) {
     // Consumed bytes are dropped here, once per read, so that many small frames in one read cost no
@@ -61,4 +61,4 @@ std::string frame_input::progress() const {
     return fmt::format("{} of {} bytes", held(), sizeof *read + read->length);
 }
 
-} // namespace desk
+} // namespace sim

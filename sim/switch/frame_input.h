@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-namespace desk {
+namespace sim {
 
 struct frame_view {
     frame_head head;
@@ -45,4 +45,4 @@ private:
     std::string broken_reason_;
 };
 
-} // namespace desk
+} // namespace sim

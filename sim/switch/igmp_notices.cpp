@@ -10,7 +10,7 @@
 #include <fmt/format.h>
 #include <utility>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -62,4 +62,4 @@ void handle_download_complete(request &asked) {
     ++require_registered(asked).downloads_complete;
 }
 
-} // namespace desk
+} // namespace sim

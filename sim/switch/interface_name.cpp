@@ -1,16 +1,16 @@
 #include "interface_name.h"
 
-#include <qarnutils_desk.h>
+#include <qarnutils_sim.h>
 
 #include <fmt/format.h>
 
-namespace desk {
+namespace sim {
 
 std::string interface_name(std::uint32_t if_index) {
-    char name[QARNUTILS_DESK_NAME_SIZE];
-    return qarnutils_desk_if_name(if_index, name, sizeof name) == 0
+    char name[QARNUTILS_SIM_NAME_SIZE];
+    return qarnutils_sim_if_name(if_index, name, sizeof name) == 0
                ? name
                : fmt::format("{:#010x}", if_index);
 }
 
-} // namespace desk
+} // namespace sim

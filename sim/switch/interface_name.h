@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <string>
 
-namespace desk {
+namespace sim {
 
 // The index in hexadecimal for an interface that has no name.
 std::string interface_name(std::uint32_t if_index);
 
-} // namespace desk
+} // namespace sim

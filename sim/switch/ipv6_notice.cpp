@@ -3,7 +3,7 @@
 #include "byte_reader.h"
 #include "request.h"
 
-namespace desk {
+namespace sim {
 
 ipv6_notice decode_ipv6_notice(std::span<const std::byte> message) {
     require_length(message, 16);
@@ -26,4 +26,4 @@ void handle_ipv6_notice(request &asked) {
     sender.last_ipv6_notice = {notice.first, notice.second, notice.third};
 }
 
-} // namespace desk
+} // namespace sim

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <span>
 
-namespace desk {
+namespace sim {
 
 struct ipv6_notice {
     std::uint8_t client_id = 0;
@@ -19,4 +19,4 @@ struct ipv6_notice {
 // Throws refusal.
 ipv6_notice decode_ipv6_notice(std::span<const std::byte> message);
 
-} // namespace desk
+} // namespace sim

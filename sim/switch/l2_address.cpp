@@ -7,7 +7,7 @@
 #include <iterator>
 #include <span>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -107,4 +107,4 @@ std::optional<l2_address> parse_l2_address(const std::string &text) {
     return parse_mac(text);
 }
 
-} // namespace desk
+} // namespace sim

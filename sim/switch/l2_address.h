@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-namespace desk {
+namespace sim {
 
 enum class l2_address_kind : std::uint32_t { mac = 2, ipv4 = 4, ipv6 = 8 };
 
@@ -32,4 +32,4 @@ std::string address_text(const l2_address &address);
 // Any of the three, as people write them: 239.1.1.1, ff02::1:3 or 01:00:5e:01:01:01.
 std::optional<l2_address> parse_l2_address(const std::string &text);
 
-} // namespace desk
+} // namespace sim

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -62,4 +62,4 @@ void batch_table::add_other(const sender_name &from, std::uint32_t marker) {
     add_to(others_, other_marker{from, marker, log_time_now()});
 }
 
-} // namespace desk
+} // namespace sim

@@ -9,7 +9,7 @@
 #include <optional>
 #include <string>
 
-namespace desk {
+namespace sim {
 
 // How many batches, and how many other markers, are remembered.
 inline constexpr std::size_t batches_kept = 256;
@@ -60,4 +60,4 @@ private:
     batch_key last_key_ = 0;
 };
 
-} // namespace desk
+} // namespace sim

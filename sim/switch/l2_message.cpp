@@ -7,7 +7,7 @@
 #include <cstring>
 #include <iterator>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -232,4 +232,4 @@ l2_message decode_l2_message(std::span<const std::byte> message) {
     return decoded;
 }
 
-} // namespace desk
+} // namespace sim

@@ -20,7 +20,7 @@
 #include <utility>
 #include <vector>
 
-namespace desk {
+namespace sim {
 
 enum class l2_oif_kind : std::uint32_t { plain = 0, ipv6 = 1, if_index = 2 };
 
@@ -54,4 +54,4 @@ struct l2_message {
 // Throws refusal.
 l2_message decode_l2_message(std::span<const std::byte> message);
 
-} // namespace desk
+} // namespace sim

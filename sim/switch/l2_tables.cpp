@@ -4,7 +4,7 @@
 
 #include <fmt/format.h>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -74,4 +74,4 @@ bool apply_l2_record(l2_tables &tables, const l2_record &record, const sender_na
     }
 }
 
-} // namespace desk
+} // namespace sim

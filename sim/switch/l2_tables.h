@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace desk {
+namespace sim {
 
 // Who sent a request. The id is 0 for a peer that has a queue and no id.
 struct sender_name {
@@ -54,4 +54,4 @@ std::string key_text(const mbd_key &key);
 // Returns false when the record deletes what is not there.
 bool apply_l2_record(l2_tables &tables, const l2_record &record, const sender_name &from);
 
-} // namespace desk
+} // namespace sim

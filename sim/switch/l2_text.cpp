@@ -10,7 +10,7 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -142,4 +142,4 @@ std::string l2_text(const json &table) {
                        counted(l2.at("flood").size(), "flood list"));
 }
 
-} // namespace desk
+} // namespace sim

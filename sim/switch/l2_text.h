@@ -4,9 +4,9 @@
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 
-namespace desk {
+namespace sim {
 
 // Takes the table's JSON, as the switch gave it.
 std::string l2_text(const nlohmann::ordered_json &table);
 
-} // namespace desk
+} // namespace sim

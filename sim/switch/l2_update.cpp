@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <fmt/format.h>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -56,4 +56,4 @@ void handle_l2_message(request &asked) {
     asked.vell.batches.add_message(asked.from.batch, message.records.size());
 }
 
-} // namespace desk
+} // namespace sim

@@ -15,7 +15,7 @@
 #include <sys/un.h>
 #include <system_error>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -117,4 +117,4 @@ listener open_listener(const std::string &run_directory) {
     return made;
 }
 
-} // namespace desk
+} // namespace sim

@@ -5,7 +5,7 @@
 
 #include <string>
 
-namespace desk {
+namespace sim {
 
 struct listener {
     file_descriptor lock; // on the run directory; the kernel gives it back however the switch ends
@@ -21,4 +21,4 @@ struct listener {
 // nobody answers on.
 listener open_listener(const std::string &run_directory);
 
-} // namespace desk
+} // namespace sim

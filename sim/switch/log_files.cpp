@@ -7,7 +7,7 @@
 #include <fstream>
 #include <sys/stat.h>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -50,4 +50,4 @@ log_contents read_log_files(const std::string &run_directory, const std::string 
     return contents;
 }
 
-} // namespace desk
+} // namespace sim

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace desk {
+namespace sim {
 
 struct log_contents {
     std::vector<log_line> lines; // by time; lines of the same time in the order of the files
@@ -18,4 +18,4 @@ struct log_contents {
 // The lines of the sinks history, client and service, or of the one named.
 log_contents read_log_files(const std::string &run_directory, const std::string &sink);
 
-} // namespace desk
+} // namespace sim

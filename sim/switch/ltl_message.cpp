@@ -7,7 +7,7 @@
 #include <limits>
 #include <string_view>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -152,4 +152,4 @@ std::vector<std::byte> encode_ltl_answer(const ltl_answer &answer) {
     return {bytes.begin(), bytes.end()};
 }
 
-} // namespace desk
+} // namespace sim

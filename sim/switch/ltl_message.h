@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-namespace desk {
+namespace sim {
 
 using ltl_keys = std::pair<std::uint32_t, std::uint32_t>;
 
@@ -67,4 +67,4 @@ struct ltl_answer {
 // The payload.
 std::vector<std::byte> encode_ltl_answer(const ltl_answer &answer);
 
-} // namespace desk
+} // namespace sim

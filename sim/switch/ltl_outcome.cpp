@@ -4,7 +4,7 @@
 
 #include <fmt/format.h>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -34,4 +34,4 @@ std::string outcome_text(const ltl_outcome &outcome) {
                        nerb_status_name(outcome.status), culprit_text(outcome));
 }
 
-} // namespace desk
+} // namespace sim

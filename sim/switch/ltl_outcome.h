@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-namespace desk {
+namespace sim {
 
 struct ltl_outcome {
     nerb_status status = nerb_status::done;
@@ -17,4 +17,4 @@ struct ltl_outcome {
 // For the log: "status 6: a removed interface is absent: Vlan20".
 std::string outcome_text(const ltl_outcome &outcome);
 
-} // namespace desk
+} // namespace sim

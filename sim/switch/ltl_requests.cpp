@@ -8,7 +8,7 @@
 #include <fmt/format.h>
 #include <string>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -137,4 +137,4 @@ void handle_flood_update(request &asked) {
     handle(asked, decoded.context, decoded.vlans, update);
 }
 
-} // namespace desk
+} // namespace sim

@@ -4,7 +4,7 @@
 #include <optional>
 #include <vector>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -83,4 +83,4 @@ std::uint32_t ltl_table::free_index() const {
     return released_.empty() ? unused_ : *released_.begin();
 }
 
-} // namespace desk
+} // namespace sim

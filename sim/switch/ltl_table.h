@@ -11,7 +11,7 @@
 #include <map>
 #include <set>
 
-namespace desk {
+namespace sim {
 
 struct ltl {
     std::uint16_t vlan = 0;
@@ -44,4 +44,4 @@ private:
     std::uint32_t unused_ = ltl_pool_first; // this index and those behind it were never allocated
 };
 
-} // namespace desk
+} // namespace sim

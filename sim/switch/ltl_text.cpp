@@ -10,7 +10,7 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -83,4 +83,4 @@ std::string flood_text(const json &table) {
     return text + counted_rows(table, "flood", "flood set") + "\n";
 }
 
-} // namespace desk
+} // namespace sim

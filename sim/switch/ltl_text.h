@@ -4,10 +4,10 @@
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 
-namespace desk {
+namespace sim {
 
 // Each takes the table's JSON, as the switch gave it.
 std::string ltl_text(const nlohmann::ordered_json &table);
 std::string flood_text(const nlohmann::ordered_json &table);
 
-} // namespace desk
+} // namespace sim

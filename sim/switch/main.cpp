@@ -1,4 +1,4 @@
-// vellsim, the switch on the desk: its command line.
+// vellsim, the simulated switch: its command line.
 #include "address.h"
 #include "console.h"
 #include "fault_options.h"
@@ -34,7 +34,7 @@ CLI::Option *add_run_directory(CLI::App *command, std::string &run_directory) {
         ->type_name("DIR");
 }
 
-void add_run(CLI::App &app, desk::run_options &options) {
+void add_run(CLI::App &app, sim::run_options &options) {
     CLI::App *run = app.add_subcommand("run", "Run the switch until SIGTERM or SIGINT");
     add_run_directory(run, options.run_directory);
     run->add_flag("--quiet", options.quiet,
@@ -43,8 +43,8 @@ void add_run(CLI::App &app, desk::run_options &options) {
     run->add_flag("--detach", options.detach,
                   "Go on in the background, and return once clients can\n"
                   "reach the switch; its log is then in its file alone");
-    desk::add_fault_options(run, options.faults);
-    run->final_callback([run, &options] { options.fault_text = desk::fault_text(*run); });
+    sim::add_fault_options(run, options.faults);
+    run->final_callback([run, &options] { options.fault_text = sim::fault_text(*run); });
     run->footer("Environment of the switch, of vellfeed and of other clients:\n"
                 "  VELLSIM_RUN_DIR          the run directory\n"
                 "Environment of clients:\n"
@@ -90,7 +90,7 @@ void check_combinations(const CLI::App &show, const std::string &table) {
 void add_address(CLI::App *show, const char *name, const char *help,
                  std::optional<std::uint32_t> &address) {
     const auto parse = [&address](const std::string &text) {
-        address = desk::parse_ipv4(text);
+        address = sim::parse_ipv4(text);
         return address ? std::string()
                        : fmt::format("{} is not an IPv4 address such as 239.1.1.2", text);
     };
@@ -101,12 +101,12 @@ void add_address(CLI::App *show, const char *name, const char *help,
 }
 
 // What a group may be depends on the table, which may stand behind it on the command line.
-void read_group(const std::string &text, desk::show_query &query) {
+void read_group(const std::string &text, sim::show_query &query) {
     if (text.empty()) {
         return;
     }
-    const std::optional<desk::l2_address> l2_group = desk::parse_l2_address(text);
-    query.group = desk::parse_ipv4(text);
+    const std::optional<sim::l2_address> l2_group = sim::parse_l2_address(text);
+    query.group = sim::parse_ipv4(text);
     if (query.name == "routes" && !query.group) {
         throw CLI::ValidationError(
             "--group", fmt::format("{} is not an IPv4 address such as 239.1.1.2", text));
@@ -117,11 +117,11 @@ void read_group(const std::string &text, desk::show_query &query) {
     }
     if (query.name == "l2") {
         query.group.reset();
-        query.l2_group = desk::address_text(*l2_group);
+        query.l2_group = sim::address_text(*l2_group);
     }
 }
 
-void add_show(CLI::App &app, desk::show_options &options) {
+void add_show(CLI::App &app, sim::show_options &options) {
     CLI::App *show = app.add_subcommand("show", "Print a table of the running switch, or its logs");
     show->add_option("TABLE", options.query.name,
                      "What to print; the log is read from its files and\n"
@@ -136,8 +136,8 @@ void add_show(CLI::App &app, desk::show_options &options) {
     show->add_option("--client", options.query.client, "clients, routes: only of this client id")
         ->check(CLI::Range(0, 255).description(""))
         ->type_name("ID");
-    desk::add_number(*show, "--table", options.query.table,
-                     "routes, stats: only of this route table")
+    sim::add_number(*show, "--table", options.query.table,
+                    "routes, stats: only of this route table")
         ->option_text("N");
     show->add_option("--group", options.group,
                      "routes, l2: only of this group; of l2 an IPv4, IPv6 or\nMAC address")
@@ -170,7 +170,7 @@ void add_show(CLI::App &app, desk::show_options &options) {
 
 struct count_options {
     std::string run_directory;
-    desk::count_request wanted{};
+    sim::count_request wanted{};
     bool json = false;
 };
 
@@ -178,24 +178,24 @@ void add_count(CLI::App &app, count_options &options) {
     CLI::App *count = app.add_subcommand(
         "count", "Count traffic for a route of the running switch, which forwards none");
     add_run_directory(count, options.run_directory);
-    desk::count_request &wanted = options.wanted;
+    sim::count_request &wanted = options.wanted;
     count->add_option("--source", wanted.source, "The route's source, IPv4 or IPv6")
         ->required()
         ->type_name("ADDRESS");
     count->add_option("--group", wanted.group, "The route's group, of the same family")
         ->required()
         ->type_name("ADDRESS");
-    desk::add_number(*count, "--table", wanted.table, "The route's table; default 253")
+    sim::add_number(*count, "--table", wanted.table, "The route's table; default 253")
         ->option_text("N");
-    desk::add_number(*count, "--source-len", wanted.source_length,
-                     "Source mask length; the whole address by default")
+    sim::add_number(*count, "--source-len", wanted.source_length,
+                    "Source mask length; the whole address by default")
         ->option_text("N");
-    desk::add_number(*count, "--group-len", wanted.group_length, "Group mask length, likewise")
+    sim::add_number(*count, "--group-len", wanted.group_length, "Group mask length, likewise")
         ->option_text("N");
-    desk::add_number(*count, "--packets", wanted.added.packets, "Packets to add")->option_text("N");
-    desk::add_number(*count, "--bytes", wanted.added.bytes, "Bytes to add")->option_text("N");
-    desk::add_number(*count, "--wrong-if", wanted.added.wrong_if,
-                     "Packets on a wrong interface to add")
+    sim::add_number(*count, "--packets", wanted.added.packets, "Packets to add")->option_text("N");
+    sim::add_number(*count, "--bytes", wanted.added.bytes, "Bytes to add")->option_text("N");
+    sim::add_number(*count, "--wrong-if", wanted.added.wrong_if,
+                    "Packets on a wrong interface to add")
         ->option_text("N");
     count->add_flag("--json", options.json, "Print JSON, for programs");
     count->final_callback([&wanted] {
@@ -220,9 +220,9 @@ void add_stop(CLI::App &app, stop_options &options) {
 }
 
 int stop(const stop_options &options) {
-    if (const std::string error = desk::stop_switch(options.run_directory, options.limit_s);
+    if (const std::string error = sim::stop_switch(options.run_directory, options.limit_s);
         !error.empty()) {
-        desk::complain(error);
+        sim::complain(error);
         return EXIT_FAILURE;
     }
     return EXIT_SUCCESS;
@@ -231,15 +231,14 @@ int stop(const stop_options &options) {
 } // namespace
 
 int main(int argc, char **argv) {
-    CLI::App app("The switch on the desk: a vell service for clients of libvell to talk to.",
-                 "vellsim");
+    CLI::App app("A simulated switch: the vell service for clients of libvell.", "vellsim");
     app.set_version_flag("--version", "vellsim " VELLSIM_VERSION);
     app.require_subcommand(1);
-    app.failure_message(desk::usage_text);
-    desk::run_options run_options{.run_directory = desk::run_dir()};
-    desk::show_options show_options{.run_directory = desk::run_dir()};
-    count_options counted{.run_directory = desk::run_dir()};
-    stop_options stop_wanted{.run_directory = desk::run_dir()};
+    app.failure_message(sim::usage_text);
+    sim::run_options run_options{.run_directory = sim::run_dir()};
+    sim::show_options show_options{.run_directory = sim::run_dir()};
+    count_options counted{.run_directory = sim::run_dir()};
+    stop_options stop_wanted{.run_directory = sim::run_dir()};
     add_run(app, run_options);
     add_show(app, show_options);
     add_count(app, counted);
@@ -247,13 +246,13 @@ int main(int argc, char **argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
-        return app.exit(desk::explained(app, error)) == EXIT_SUCCESS ? EXIT_SUCCESS : exit_usage;
+        return app.exit(sim::explained(app, error)) == EXIT_SUCCESS ? EXIT_SUCCESS : exit_usage;
     }
     if (app.got_subcommand("run")) {
-        return desk::run_switch(run_options);
+        return sim::run_switch(run_options);
     }
     if (app.got_subcommand("count")) {
-        return desk::count(counted.run_directory, counted.wanted, counted.json);
+        return sim::count(counted.run_directory, counted.wanted, counted.json);
     }
-    return app.got_subcommand("show") ? desk::show(show_options) : stop(stop_wanted);
+    return app.got_subcommand("show") ? sim::show(show_options) : stop(stop_wanted);
 }

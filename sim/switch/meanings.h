@@ -1,7 +1,7 @@
-// What the desk's switch takes the fields of a request to mean.
+// What the simulated switch takes the fields of a request to mean.
 //
 // libvell carries these values without looking at them; on a switch the service gives them their
-// meaning. The desk needs one too, and this is the one place that says it.
+// meaning. The simulator needs one too, and this is the one place that says it.
 //
 //   route opcode     1 adds the route or replaces the one held, 2 deletes it, 23 is a dux role update and touches no
 //                    route; any other is refused.
@@ -35,7 +35,7 @@
 //   overlay          type 1 disables the feature, type 3 does so with the flag, type 2 disables the VLANs that it
 //                    lists, u16 each. A route update is kept as it comes.
 //   statistics       a counter exists for every IPv4 route held and for every route that `vellsim count` names, which
-//                    it keeps when the route goes; the desk forwards nothing, so only `vellsim count` moves them. An
+//                    it keeps when the route goes; the simulator forwards nothing, so only `vellsim count` moves them. An
 //                    answer holds them as they were before a clearing. An IPv4 statistics request clears too when its
 //                    clear word is not 0.
 //   LTL allocation   key word 1 (vell.h: key1) is a VLAN id, key word 2 (key2) a tag of the client's own choice, which
@@ -56,10 +56,10 @@
 //                    that is in both, but reports those of the old list as removed. Behind the last old entry, and
 //                    where there is none behind the first of the new list that is no SVI, it adds them as any other.
 //                    So an SVI that a client lists as a member in its old list is removed although it may never have
-//                    been added, which the desk refuses (status 6). Leave it out of both lists.
+//                    been added, which the simulator refuses (status 6). Leave it out of both lists.
 //   LTL requests     need a queue, but no client id. Entries are applied in their order; what becomes of each is in the
 //                    answer: status 0 that it was done, any other why it was refused and changed nothing. Answers and
-//                    statuses are described in nerb_desk.h, which also reads them.
+//                    statuses are described in nerb_sim.h, which also reads them.
 //   cookie, context  of a request to the LTL manager: of the client's own choice. The answer has it as it was given, a
 //                    context as the pointer that it is; nothing else is done with it.
 //   LTL answers      come in the requests' order. A request that cannot be decoded is logged, and gets no answer. In the
@@ -70,7 +70,7 @@
 
 #include <cstdint>
 
-namespace desk {
+namespace sim {
 
 inline constexpr std::uint8_t route_opcode_add = 1;
 inline constexpr std::uint8_t route_opcode_delete = 2;
@@ -115,4 +115,4 @@ inline constexpr std::uint16_t overlay_type_disable_with_flag = 3;
 // is not read.
 inline constexpr std::uint32_t uuids_without_segment[] = {286, 592};
 
-} // namespace desk
+} // namespace sim

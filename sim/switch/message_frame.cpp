@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-namespace desk {
+namespace sim {
 
 std::vector<std::byte> message_frame(std::uint32_t sap, std::uint32_t opcode,
                                      std::span<const std::byte> payload) {
@@ -20,4 +20,4 @@ std::vector<std::byte> message_frame(std::uint32_t sap, std::uint32_t opcode,
     return frame;
 }
 
-} // namespace desk
+} // namespace sim

@@ -6,9 +6,9 @@
 #include <span>
 #include <vector>
 
-namespace desk {
+namespace sim {
 
 std::vector<std::byte> message_frame(std::uint32_t sap, std::uint32_t opcode,
                                      std::span<const std::byte> payload);
 
-} // namespace desk
+} // namespace sim

@@ -6,7 +6,7 @@
 
 #include <utility>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -108,4 +108,4 @@ void handle_overlay_route(request &asked) {
     ++overlay.route_updates;
 }
 
-} // namespace desk
+} // namespace sim

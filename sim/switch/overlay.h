@@ -14,7 +14,7 @@
 #include <string_view>
 #include <vector>
 
-namespace desk {
+namespace sim {
 
 // How many route updates are remembered.
 inline constexpr std::size_t overlay_routes_kept = 64;
@@ -46,4 +46,4 @@ struct overlay_notice {
 overlay_notice decode_overlay_notice(std::span<const std::byte> message);
 overlay_route decode_overlay_route(std::span<const std::byte> message);
 
-} // namespace desk
+} // namespace sim

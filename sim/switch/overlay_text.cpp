@@ -7,7 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -54,4 +54,4 @@ std::string overlay_text(const json &table) {
            counted(all, "route update") + "\n";
 }
 
-} // namespace desk
+} // namespace sim

@@ -9,7 +9,7 @@
 #include <fmt/format.h>
 #include <sys/socket.h>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -141,4 +141,4 @@ void peer_connection::flush() {
     }
 }
 
-} // namespace desk
+} // namespace sim

@@ -16,7 +16,7 @@
 #include <utility>
 #include <vector>
 
-namespace desk {
+namespace sim {
 
 // How much may wait for a peer that does not read, beside the longest answer to one request and a
 // show reply, of which it has one at a time.
@@ -82,4 +82,4 @@ private:
     bool output_broken_ = false; // the peer takes no more; what it has sent still counts
 };
 
-} // namespace desk
+} // namespace sim

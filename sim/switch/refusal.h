@@ -7,7 +7,7 @@
 #include <string>
 #include <utility>
 
-namespace desk {
+namespace sim {
 
 struct refusal {
     enum class place { payload, frame_head };
@@ -29,4 +29,4 @@ template <typename... Values>
                   fmt::format(format, std::forward<Values>(values)...)};
 }
 
-} // namespace desk
+} // namespace sim

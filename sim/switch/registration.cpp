@@ -11,7 +11,7 @@
 #include <optional>
 #include <utility>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -108,4 +108,4 @@ void handle_deregister(request &asked) {
     asked.from.batch = 0;
 }
 
-} // namespace desk
+} // namespace sim

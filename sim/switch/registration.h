@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-namespace desk {
+namespace sim {
 
 // The acknowledgment answers under the opcode of the request.
 inline constexpr std::uint32_t register_ack_opcode = 75796;
@@ -30,4 +30,4 @@ std::uint8_t decode_deregister_request(std::span<const std::byte> message);
 // A whole frame, ready to send.
 std::vector<std::byte> encode_register_ack(std::uint8_t id, bool accepted);
 
-} // namespace desk
+} // namespace sim

@@ -4,7 +4,7 @@
 
 #include "service.h"
 
-namespace desk {
+namespace sim {
 
 struct request {
     service &vell;
@@ -46,4 +46,4 @@ client &require_registered(const request &asked);
 // For what a peer without an id may send too.
 sender_name name_sender(const request &asked);
 
-} // namespace desk
+} // namespace sim

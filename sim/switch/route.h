@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace desk {
+namespace sim {
 
 // The members stand in the order in which routes are sorted.
 struct route_key {
@@ -55,4 +55,4 @@ struct route {
     route_lists lists;
 };
 
-} // namespace desk
+} // namespace sim

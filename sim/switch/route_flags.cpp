@@ -4,7 +4,7 @@
 #include <iterator>
 #include <string_view>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -52,4 +52,4 @@ std::vector<std::string> flag_names(std::uint64_t flags) {
     return set;
 }
 
-} // namespace desk
+} // namespace sim

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-namespace desk {
+namespace sim {
 
 // Lowest bit first; a bit without a name is "bit40".
 std::vector<std::string> flag_names(std::uint64_t flags);
 
-} // namespace desk
+} // namespace sim

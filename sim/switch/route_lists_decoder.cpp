@@ -5,7 +5,7 @@
 #include <string_view>
 #include <utility>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -116,4 +116,4 @@ route_lists decode_route_lists(byte_reader &reader) {
     return lists;
 }
 
-} // namespace desk
+} // namespace sim

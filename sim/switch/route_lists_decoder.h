@@ -11,9 +11,9 @@
 #include "byte_reader.h"
 #include "route.h"
 
-namespace desk {
+namespace sim {
 
 // Reads one array and leaves the reader behind it. Throws refusal.
 route_lists decode_route_lists(byte_reader &reader);
 
-} // namespace desk
+} // namespace sim

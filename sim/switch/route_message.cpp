@@ -8,7 +8,7 @@
 #include <bit>
 #include <string_view>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -136,4 +136,4 @@ route_message decode_route_message(std::span<const std::byte> message) {
     return decoded;
 }
 
-} // namespace desk
+} // namespace sim

@@ -12,7 +12,7 @@
 #include <span>
 #include <vector>
 
-namespace desk {
+namespace sim {
 
 struct route_record {
     std::uint8_t opcode = 0;
@@ -37,4 +37,4 @@ route_message decode_route_message(std::span<const std::byte> message);
 // opcode 23.
 bool is_dux_role_update(const route_message &message);
 
-} // namespace desk
+} // namespace sim

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <utility>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -95,4 +95,4 @@ void handle_route_message(request &asked) {
     apply(asked, sender, message);
 }
 
-} // namespace desk
+} // namespace sim

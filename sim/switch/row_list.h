@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-namespace desk {
+namespace sim {
 
 // Collects a table's rows, as many as the query's limit lets through, and makes the whole answer of
 // them.
@@ -48,4 +48,4 @@ private:
     std::string rows_;
 };
 
-} // namespace desk
+} // namespace sim

@@ -15,7 +15,7 @@
 #include <functional>
 #include <sys/signalfd.h>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -78,4 +78,4 @@ int run_switch(const run_options &options) {
         [&options](const std::function<void()> &ready) { return serve(options, ready); });
 }
 
-} // namespace desk
+} // namespace sim

@@ -5,7 +5,7 @@
 
 #include <string>
 
-namespace desk {
+namespace sim {
 
 struct run_options {
     std::string run_directory;
@@ -20,4 +20,4 @@ inline constexpr int exit_died = 3; // what --die-after exits with
 // Serves until SIGTERM or SIGINT. Returns the exit code.
 int run_switch(const run_options &options);
 
-} // namespace desk
+} // namespace sim

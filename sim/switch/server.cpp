@@ -9,7 +9,7 @@
 #include <new>
 #include <utility>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -293,4 +293,4 @@ std::size_t server::all_input() const {
     return sum;
 }
 
-} // namespace desk
+} // namespace sim

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-namespace desk {
+namespace sim {
 
 // What frames that are not yet whole may take of the process's memory, all connections together.
 inline constexpr std::size_t input_limit = 256u << 20;
@@ -65,4 +65,4 @@ private:
     bool dead_ = false;
 };
 
-} // namespace desk
+} // namespace sim

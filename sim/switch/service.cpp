@@ -10,7 +10,7 @@
 #include <iterator>
 #include <utility>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -159,4 +159,4 @@ void handle_loss(service &vell, session &from, std::string_view how) {
     from.client_of = 0;
 }
 
-} // namespace desk
+} // namespace sim

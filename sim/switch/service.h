@@ -1,4 +1,4 @@
-// The vell service of the desk: its tables, and what a request does to them. Knows nothing of
+// The vell service of the simulator: its tables, and what a request does to them. Knows nothing of
 // sockets.
 #pragma once
 
@@ -23,7 +23,7 @@
 #include <string_view>
 #include <vector>
 
-namespace desk {
+namespace sim {
 
 inline constexpr std::uint32_t log_level_error = 102; // refusals and errors
 inline constexpr std::uint32_t log_level_trace = 104; // the rest
@@ -65,4 +65,4 @@ void handle_loss(service &vell, session &from, std::string_view how);
 // "client 3 (pid 4711)"
 std::string describe(service &vell, const session &who);
 
-} // namespace desk
+} // namespace sim

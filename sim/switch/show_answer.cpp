@@ -21,7 +21,7 @@
 #include <utility>
 #include <vector>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -188,4 +188,4 @@ show_answer answer_show(const service &vell, std::string_view request) {
     return {false, found->show(vell, *query)};
 }
 
-} // namespace desk
+} // namespace sim

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace desk {
+namespace sim {
 
 struct show_answer {
     bool is_error = false;
@@ -16,4 +16,4 @@ struct show_answer {
 // `request` is the payload of a show request.
 show_answer answer_show(const service &vell, std::string_view request);
 
-} // namespace desk
+} // namespace sim

@@ -19,7 +19,7 @@
 #include <iterator>
 #include <nlohmann/json.hpp>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -136,4 +136,4 @@ int show(const show_options &options) {
     return found == std::end(texts) ? fail("no such table") : show_table(options, found->text);
 }
 
-} // namespace desk
+} // namespace sim

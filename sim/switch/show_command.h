@@ -6,7 +6,7 @@
 
 #include <string>
 
-namespace desk {
+namespace sim {
 
 struct show_options {
     std::string run_directory;
@@ -22,4 +22,4 @@ int show(const show_options &options);
 // `vellsim count`: prints the route's counters and returns the exit code.
 int count(const std::string &run_directory, const count_request &wanted, bool as_json);
 
-} // namespace desk
+} // namespace sim

@@ -4,7 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -163,4 +163,4 @@ std::string show_l2(const service &vell, const show_query &query) {
     return json{{"l2", std::move(shown)}}.dump();
 }
 
-} // namespace desk
+} // namespace sim

@@ -6,8 +6,8 @@
 
 #include <string>
 
-namespace desk {
+namespace sim {
 
 std::string show_l2(const service &vell, const show_query &query);
 
-} // namespace desk
+} // namespace sim

@@ -6,7 +6,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -80,4 +80,4 @@ std::string show_flood(const service &vell, const show_query &query) {
     return rows.text("flood");
 }
 
-} // namespace desk
+} // namespace sim

@@ -6,9 +6,9 @@
 
 #include <string>
 
-namespace desk {
+namespace sim {
 
 std::string show_ltls(const service &vell, const show_query &query);
 std::string show_flood(const service &vell, const show_query &query);
 
-} // namespace desk
+} // namespace sim

@@ -3,7 +3,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -38,4 +38,4 @@ std::string show_overlay(const service &vell, const show_query &) {
     return json{{"overlay", std::move(shown)}}.dump();
 }
 
-} // namespace desk
+} // namespace sim

@@ -6,8 +6,8 @@
 
 #include <string>
 
-namespace desk {
+namespace sim {
 
 std::string show_overlay(const service &vell, const show_query &query);
 
-} // namespace desk
+} // namespace sim

@@ -5,7 +5,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -79,4 +79,4 @@ std::optional<show_query> decode_show_query(std::string_view text, std::string &
     return query;
 }
 
-} // namespace desk
+} // namespace sim

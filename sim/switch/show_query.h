@@ -12,7 +12,7 @@
 #include <string>
 #include <string_view>
 
-namespace desk {
+namespace sim {
 
 inline constexpr std::uint32_t show_more_follows = 1;
 inline constexpr std::uint32_t show_opcode_error = 1;
@@ -34,4 +34,4 @@ std::string encode_show_query(const show_query &query);
 // Nothing when the text is no query; `error` then says why.
 std::optional<show_query> decode_show_query(std::string_view text, std::string &error);
 
-} // namespace desk
+} // namespace sim

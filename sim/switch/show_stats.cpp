@@ -5,7 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
-namespace desk {
+namespace sim {
 
 using json = nlohmann::ordered_json;
 
@@ -39,4 +39,4 @@ std::string show_stats(const service &vell, const show_query &query) {
     return rows.text("stats");
 }
 
-} // namespace desk
+} // namespace sim

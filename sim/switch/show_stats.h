@@ -7,10 +7,10 @@
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 
-namespace desk {
+namespace sim {
 
 nlohmann::ordered_json stats_row(const counter_key &key, const route_counters &counters);
 
 std::string show_stats(const service &vell, const show_query &query);
 
-} // namespace desk
+} // namespace sim

@@ -11,7 +11,7 @@
 #include <nlohmann/json.hpp>
 #include <string_view>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -172,4 +172,4 @@ std::string log_text(const std::vector<log_line> &lines, std::size_t matched) {
     return text + counted_of(lines.size(), matched, "line") + "\n";
 }
 
-} // namespace desk
+} // namespace sim

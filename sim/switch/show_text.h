@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace desk {
+namespace sim {
 
 // Each takes the table's JSON, as the switch gave it.
 std::string clients_text(const nlohmann::ordered_json &table);
@@ -17,4 +17,4 @@ std::string route_summary_text(const nlohmann::ordered_json &table);
 // `matched` is how many lines there are; `lines` may be fewer.
 std::string log_text(const std::vector<log_line> &lines, std::size_t matched);
 
-} // namespace desk
+} // namespace sim

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <string_view>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -139,4 +139,4 @@ std::vector<std::byte> encode_statistics_answer(const counter_key &key,
     return writer.take();
 }
 
-} // namespace desk
+} // namespace sim

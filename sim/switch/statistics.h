@@ -21,7 +21,7 @@
 #include <span>
 #include <vector>
 
-namespace desk {
+namespace sim {
 
 // The members stand in the order in which counters are sorted.
 struct counter_key {
@@ -77,4 +77,4 @@ struct statistics_answer {
 std::vector<std::byte> encode_statistics_answer(const counter_key &key,
                                                 const statistics_answer &answer);
 
-} // namespace desk
+} // namespace sim

@@ -3,7 +3,7 @@
 #include "request.h"
 #include "statistics.h"
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -64,4 +64,4 @@ void handle_ipv6_clear(request &asked) {
     answer(asked, decode_ipv6_statistics_request(asked.payload, true));
 }
 
-} // namespace desk
+} // namespace sim

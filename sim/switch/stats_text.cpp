@@ -6,7 +6,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -53,4 +53,4 @@ std::string stats_text(const json &table) {
     return text + counted_rows(table, "stats", "route") + "\n";
 }
 
-} // namespace desk
+} // namespace sim

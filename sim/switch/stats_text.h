@@ -4,7 +4,7 @@
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 
-namespace desk {
+namespace sim {
 
 // Takes the table's JSON, as the switch gave it.
 std::string stats_text(const nlohmann::ordered_json &table);
@@ -12,4 +12,4 @@ std::string stats_text(const nlohmann::ordered_json &table);
 // The counters of one route, in a line.
 std::string stats_row_text(const nlohmann::ordered_json &row);
 
-} // namespace desk
+} // namespace sim

@@ -15,7 +15,7 @@
 #include <unistd.h>
 #include <utility>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -129,4 +129,4 @@ std::string stop_switch(const std::string &run_directory, int limit_s) {
     return {};
 }
 
-} // namespace desk
+} // namespace sim

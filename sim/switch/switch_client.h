@@ -5,7 +5,7 @@
 
 #include <string>
 
-namespace desk {
+namespace sim {
 
 struct switch_answer {
     std::string text;  // JSON
@@ -20,4 +20,4 @@ switch_answer ask_switch(const std::string &run_directory, frame_kind kind,
 // is wrong.
 std::string stop_switch(const std::string &run_directory, int limit_s);
 
-} // namespace desk
+} // namespace sim

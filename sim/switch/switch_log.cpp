@@ -11,7 +11,7 @@
 #include <unistd.h>
 #include <utility>
 
-namespace desk {
+namespace sim {
 
 namespace {
 
@@ -61,4 +61,4 @@ void switch_log::write(std::uint32_t level, const std::string &text) {
     }
 }
 
-} // namespace desk
+} // namespace sim

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <string>
 
-namespace desk {
+namespace sim {
 
 class switch_log {
 public:
@@ -25,4 +25,4 @@ private:
     file_descriptor spare_; // so that a switch that has run out of descriptors can still say so
 };
 
-} // namespace desk
+} // namespace sim

@@ -3,7 +3,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-namespace desk {
+namespace sim {
 
 std::string wrapped(const std::string &lead, const std::vector<std::string> &items) {
     std::string text;
@@ -36,4 +36,4 @@ std::string counted_rows(const nlohmann::ordered_json &table, const char *rows,
     return counted_of(shown, table.value("matched", shown), noun);
 }
 
-} // namespace desk
+} // namespace sim

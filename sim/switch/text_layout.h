@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-namespace desk {
+namespace sim {
 
 inline constexpr std::size_t text_width = 80;
 
@@ -26,4 +26,4 @@ std::string counted_of(std::uint64_t shown, std::uint64_t matched, std::string_v
 std::string counted_rows(const nlohmann::ordered_json &table, const char *rows,
                          std::string_view noun);
 
-} // namespace desk
+} // namespace sim

@@ -39,7 +39,7 @@ void print_line(const void *modname, const char *format, va_list values) {
 } // namespace
 
 void debug_print(uint32_t, void *modname, uint32_t, const char *format, ...) {
-    const desk::errno_keeper keeper;
+    const sim::errno_keeper keeper;
     va_list values;
     va_start(values, format);
     try {

@@ -4,7 +4,7 @@
 
 #include <cerrno>
 
-namespace desk {
+namespace sim {
 
 class errno_keeper {
 public:
@@ -17,4 +17,4 @@ private:
     int kept_ = errno;
 };
 
-} // namespace desk
+} // namespace sim

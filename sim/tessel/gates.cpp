@@ -57,7 +57,7 @@ setting read(gate &which) {
 }
 
 bool lets_through(gate &which, uint32_t level) {
-    const desk::errno_keeper keeper;
+    const sim::errno_keeper keeper;
     const setting now = read(which);
     return now == setting::all || (now == setting::error && level == level_error);
 }

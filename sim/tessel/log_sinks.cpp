@@ -27,7 +27,7 @@ outcome drop(const std::string &reason) {
 
 // A record is a level and a text that ends in a NUL, and the length counts both; but only the
 // length is relied on.
-bool take_record(const void *record, uint32_t length, desk::log_line &line) {
+bool take_record(const void *record, uint32_t length, sim::log_line &line) {
     if (record == nullptr || length <= sizeof line.level)
         return false;
     std::memcpy(&line.level, record, sizeof line.level);
@@ -36,24 +36,24 @@ bool take_record(const void *record, uint32_t length, desk::log_line &line) {
     return true;
 }
 
-outcome append_record(desk::log_line line, const void *record, uint32_t length) {
+outcome append_record(sim::log_line line, const void *record, uint32_t length) {
     if (!take_record(record, length, line))
         return drop("a record of " + std::to_string(length) + " bytes is no level with a text");
-    const std::string directory = desk::run_dir();
-    if (const std::string reason = desk::check_run_dir(directory); !reason.empty())
+    const std::string directory = sim::run_dir();
+    if (const std::string reason = sim::check_run_dir(directory); !reason.empty())
         return drop(reason);
-    line.time = desk::log_time_now();
+    line.time = sim::log_time_now();
     line.pid = static_cast<uint32_t>(getpid());
-    if (!desk::append_log_line(directory, line))
+    if (!sim::append_log_line(directory, line))
         return drop(directory + "/log/" + line.sink + ": " + std::strerror(errno));
     return written;
 }
 
 uint32_t log_record(const char *sink, uint32_t uuid, uint32_t module, const void *record,
                     uint32_t length) {
-    const desk::errno_keeper keeper;
+    const sim::errno_keeper keeper;
     try {
-        desk::log_line line;
+        sim::log_line line;
         line.sink = sink;
         line.uuid = uuid;
         line.module = module;

@@ -8,7 +8,7 @@
 
 namespace {
 
-using namespace desk;
+using namespace sim;
 
 static_assert(sizeof(void *) == sizeof(std::uint32_t),
               "an append state holds an address in 32 bits");

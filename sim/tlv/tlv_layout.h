@@ -1,4 +1,4 @@
-// The framing of the desk's aligned TLV arrays.
+// The framing of the simulator's aligned TLV arrays.
 //
 //      0       2       4       6       8            8 + length
 //      +-------+-------+-------+-------+------------+---------+-------+-------+-- - -
@@ -15,7 +15,7 @@
 
 #include <cstdint>
 
-namespace desk {
+namespace sim {
 
 inline constexpr std::uint32_t tlv_unit = 4;
 
@@ -40,4 +40,4 @@ enum tlv_result : std::uint32_t {
     tlv_no_room = 4,      // the capacity, or what `count` and `words` can say, would be exceeded
 };
 
-} // namespace desk
+} // namespace sim

@@ -2,7 +2,7 @@
 #pragma once
 
 #include <kyt.h>
-#include <kyt_desk.h>
+#include <kyt_sim.h>
 #include <vell.h>
 
 #include <cstdint>
@@ -10,14 +10,14 @@
 
 class client_queue {
 public:
-    client_queue() : handle(kyt_desk_queue_open()) {}
+    client_queue() : handle(kyt_sim_queue_open()) {}
     client_queue(const client_queue &) = delete;
     client_queue &operator=(const client_queue &) = delete;
     ~client_queue() {
         // The library's state is the process's: a test must not leave a registration to the next.
         vell_deregister();
         vell_register_kyt_q(0);
-        kyt_desk_queue_close(handle);
+        kyt_sim_queue_close(handle);
     }
 
     // Registers and waits for the answer. Returns the result of vell_register_ack, 0 when none
@@ -28,11 +28,11 @@ public:
     }
 
     std::uint32_t take_answer(int timeout_ms) const {
-        kyt_desk_message *answer = nullptr;
-        if (kyt_desk_receive(handle, timeout_ms, &answer) != 1)
+        kyt_sim_message *answer = nullptr;
+        if (kyt_sim_receive(handle, timeout_ms, &answer) != 1)
             return 0;
         const std::uint32_t accepted = vell_register_ack(answer);
-        kyt_desk_message_free(answer);
+        kyt_sim_message_free(answer);
         return accepted;
     }
 

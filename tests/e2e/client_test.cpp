@@ -1,7 +1,7 @@
-// A client process on the desk, as a daemon would be: the library, the desk's transport and a real
+// A client process on the simulator, as a daemon would be: the library, the simulator's transport and a real
 // service.
 #include "client.h"
-#include "desk.h"
+#include "simulator.h"
 
 #include <csignal>
 #include <gmock/gmock.h>
@@ -32,28 +32,28 @@ void add_simple_route(route_message &message, std::uint32_t group) {
     message.close_route();
 }
 
-class Client : public desk {
+class Client : public simulator {
 protected:
     void SetUp() override {
-        desk::SetUp();
-        kyt_desk_get_counts(&before);
+        sim::SetUp();
+        kyt_sim_get_counts(&before);
     }
 
     void expect_no_reference_leaked() const {
-        kyt_desk_counts now;
-        kyt_desk_get_counts(&now);
+        kyt_sim_counts now;
+        kyt_sim_get_counts(&now);
         EXPECT_EQ(now.open_references, 0u);
         EXPECT_EQ(now.wrong_drops, before.wrong_drops);
     }
 
     std::uint64_t messages_sent() const {
-        kyt_desk_counts now;
-        kyt_desk_get_counts(&now);
+        kyt_sim_counts now;
+        kyt_sim_get_counts(&now);
         return now.sent - before.sent;
     }
 
 private:
-    kyt_desk_counts before = {};
+    kyt_sim_counts before = {};
 };
 
 TEST_F(Client, RegistersWithItsUuidAndSegmentAndDeregisters) {
@@ -324,7 +324,7 @@ TEST_F(Client, AClientThatVanishesIsShownAsLostAndItsRoutesStay) {
         add_simple_route(message, group_a);
         ASSERT_EQ(message.send(queue.handle), 1u);
         ASSERT_FALSE(route_of("239.1.1.1").is_null());
-        kyt_desk_queue_close(queue.handle);
+        kyt_sim_queue_close(queue.handle);
     }
     json client = json::object();
     for (int tries = 0; tries < 1000 && client.value("state", "") != "lost"; ++tries)

@@ -1,6 +1,6 @@
 // A whole day of a switch, lived by one client of the library.
-#include "desk.h"
 #include "recorded.h"
+#include "simulator.h"
 
 #include <fstream>
 #include <map>
@@ -43,7 +43,7 @@ plain_ltls held_ltls(const json &rows) {
     return ltls;
 }
 
-class Day : public desk {
+class Day : public simulator {
 protected:
     finished_program live(const std::vector<std::string> &options = {}) {
         std::vector<std::string> command = {"day"};

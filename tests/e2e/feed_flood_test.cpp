@@ -1,8 +1,8 @@
 // Recorded bridge ports, fed with vellfeed: what the LTL manager holds afterwards is what the
 // kernel printed, VLAN by VLAN and port by port. And LTL indexes, allocated, changed and released
 // from the command line.
-#include "desk.h"
 #include "recorded.h"
+#include "simulator.h"
 
 #include <map>
 #include <string>
@@ -54,7 +54,7 @@ plain_sets held(const json &flood) {
     return sets;
 }
 
-class Flood : public desk {
+class Flood : public simulator {
 protected:
     static std::string before() { return sample("flood.ports.json"); }
     static std::string after() { return sample("flood-later.ports.json"); }
@@ -176,7 +176,7 @@ TEST_F(Flood, ASecondAnswerDoesNoHarm) {
     expect_compared(after(), 0);
 }
 
-class Ltl : public desk {
+class Ltl : public simulator {
 protected:
     finished_program ltl(std::vector<std::string> command) {
         command.insert(command.begin(), "ltl");

@@ -1,8 +1,8 @@
 // Recorded snooping databases, fed with vellfeed: what the switch holds afterwards is what the
 // kernel printed, entry by entry and port by port. And the counters of routes, asked for and
 // cleared from the command line.
-#include "desk.h"
 #include "recorded.h"
+#include "simulator.h"
 
 #include <map>
 #include <string>
@@ -31,7 +31,7 @@ plain_entries held(const json &l2, const json &links) {
     return entries;
 }
 
-class FeedL2 : public desk, public testing::WithParamInterface<std::string> {
+class FeedL2 : public simulator, public testing::WithParamInterface<std::string> {
 protected:
     std::string database() const { return sample(GetParam() + ".mdb.json"); }
     std::string links() const { return sample(GetParam() + ".links.json"); }
@@ -94,7 +94,7 @@ INSTANTIATE_TEST_SUITE_P(RecordedDatabases, FeedL2,
                                                                        : database.param;
                          });
 
-class L2Changes : public desk {};
+class L2Changes : public simulator {};
 
 TEST_F(L2Changes, TheDifferenceToAnOlderDatabaseLeavesTheNewerOne) {
     start_switch();
@@ -113,7 +113,7 @@ TEST_F(L2Changes, TheDifferenceToAnOlderDatabaseLeavesTheNewerOne) {
     EXPECT_LT(show("l2")["batches"].at(1)["records"].get<std::size_t>(), expected.size());
 }
 
-class SnoopingClient : public desk {};
+class SnoopingClient : public simulator {};
 
 TEST_F(SnoopingClient, LeavesTheGroupsItAdded) {
     start_switch();
@@ -149,7 +149,7 @@ TEST_F(SnoopingClient, SendsABatchOfTwoMessagesAndOneBetweenItsOwnMarkers) {
     EXPECT_EQ(l2["other_markers"].size(), 0u);
 }
 
-class Counters : public desk {
+class Counters : public simulator {
 protected:
     void feed_routes() {
         ASSERT_EQ(vellfeed({"routes", sample("campus.mroute.json"), "--links",
@@ -218,7 +218,7 @@ TEST_F(Counters, ASwitchThatDoesNotAnswerIsAnErrorInTime) {
     EXPECT_FALSE(asked.err.empty());
 }
 
-class Overlay : public desk {};
+class Overlay : public simulator {};
 
 TEST_F(Overlay, NotificationsArriveWithoutARegistration) {
     start_switch();

@@ -1,6 +1,6 @@
 // Recorded tables, fed with vellfeed: what the switch holds afterwards is what the kernel printed,
 // route by route.
-#include "desk.h"
+#include "simulator.h"
 
 #include <map>
 #include <string>
@@ -58,7 +58,7 @@ std::vector<plain_route> held(const json &routes, const json &links) {
     return plain;
 }
 
-class Feed : public desk, public testing::WithParamInterface<std::string> {
+class Feed : public simulator, public testing::WithParamInterface<std::string> {
 protected:
     std::string table() const { return sample(GetParam() + ".mroute.json"); }
     std::string links() const { return sample(GetParam() + ".links.json"); }
@@ -146,7 +146,7 @@ TEST_P(Feed, ATableThatCannotBeWrittenIsAnError) {
 INSTANTIATE_TEST_SUITE_P(RecordedTables, Feed, testing::Values("campus", "metro"),
                          [](const auto &table) { return table.param; });
 
-class FeedRefusals : public desk {};
+class FeedRefusals : public simulator {};
 
 TEST_F(FeedRefusals, InputThatIsNoTableSendsNothing) {
     start_switch();

@@ -1,6 +1,6 @@
 // The example client of the LTL manager, with a manager that does as asked and with one that does
 // not.
-#include "desk.h"
+#include "simulator.h"
 
 #include <gmock/gmock.h>
 
@@ -11,7 +11,7 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 
-class LtlClient : public desk {
+class LtlClient : public simulator {
 protected:
     static finished_program run_client() { return run_program({LTL_CLIENT_PATH}); }
 

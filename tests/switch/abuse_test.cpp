@@ -1,5 +1,5 @@
 // What no client should send, and that the switch goes on.
-#include "desk_peer.h"
+#include "raw_peer.h"
 #include "route_bytes.h"
 #include "switch_process.h"
 #include "test_service.h"
@@ -48,7 +48,7 @@ private:
     std::mt19937 engine_;
 };
 
-nlohmann::json client_row(desk_peer &asker, unsigned id) {
+nlohmann::json client_row(raw_peer &asker, unsigned id) {
     return asker.ask(fmt::format("clients {{\"client\":{}}}", id)).at("clients").at(0);
 }
 
@@ -70,7 +70,7 @@ bytes valid_frame(std::uint32_t which, unsigned id) {
 TEST_F(Abuse, WithRandomBytes) {
     numbers random(1);
     for (int i = 0; i < 300; ++i) {
-        desk_peer peer(run_dir);
+        raw_peer peer(run_dir);
         peer.send_raw(random.some(104 + random.below(2000)));
         EXPECT_TRUE(peer.wait_for_close());
     }
@@ -83,7 +83,7 @@ TEST_F(Abuse, WithThousandsOfFramesOfRandomPayload) {
     constexpr std::uint32_t frames = 5000;
     constexpr std::uint32_t opcodes[] = {75797, 75831, 75779, 75780};
     numbers random(2);
-    desk_peer peer(run_dir);
+    raw_peer peer(run_dir);
     const unsigned id = peer.register_client();
     for (std::uint32_t i = 0; i < frames; ++i) {
         const std::uint32_t opcode = opcodes[random.below(4)];
@@ -100,7 +100,7 @@ TEST_F(Abuse, WithThousandsOfFramesOfRandomPayload) {
 TEST_F(Abuse, WithThousandsOfFramesThatAreNearlyRight) {
     constexpr std::uint32_t frames = 6000;
     numbers random(3);
-    auto peer = std::make_unique<desk_peer>(run_dir);
+    auto peer = std::make_unique<raw_peer>(run_dir);
     unsigned id = peer->register_client();
     for (std::uint32_t i = 0; i < frames; ++i) {
         bytes spoiled = valid_frame(random.below(4), id);
@@ -122,7 +122,7 @@ TEST_F(Abuse, WithThousandsOfFramesThatAreNearlyRight) {
 TEST_F(Abuse, WithFramesCutAnywhere) {
     const bytes whole = frame_bytes(register_head(), register_payload(500));
     for (std::size_t size = 1; size < whole.size(); ++size) {
-        desk_peer peer(run_dir);
+        raw_peer peer(run_dir);
         peer.send_raw(cut(whole, size));
         peer.shut_down_sending();
         EXPECT_TRUE(peer.wait_for_close());
@@ -140,9 +140,9 @@ TEST_F(Abuse, WithFramesCutAnywhere) {
 
 TEST_F(Abuse, WithClientsThatVanishInTheMiddleOfAFrame) {
     const bytes whole = frame_bytes(route_head(), patched(two_routes(), 0, {1}));
-    desk_peer watcher(run_dir);
+    raw_peer watcher(run_dir);
     for (std::size_t size = 1; size < whole.size(); size += 13) {
-        desk_peer peer(run_dir);
+        raw_peer peer(run_dir);
         ASSERT_EQ(peer.register_client(static_cast<std::uint32_t>(size)), 1);
         peer.send_raw(cut(whole, size));
         peer.close();
@@ -155,14 +155,14 @@ TEST_F(Abuse, WithClientsThatVanishInTheMiddleOfAFrame) {
 TEST_F(Abuse, WithWrongLengths) {
     const bytes right = frame_bytes(register_head(), register_payload(500));
     // Shorter than the payload: what is left of it is taken for the next frame.
-    desk_peer cut_short(run_dir);
+    raw_peer cut_short(run_dir);
     cut_short.send_raw(patched(right, 8, {100}));
     EXPECT_TRUE(cut_short.wait_for_close());
     EXPECT_THAT(errors(),
                 Contains(HasSubstr("the message is 100 bytes long, it must be 248: refused")));
     EXPECT_THAT(errors().back(), HasSubstr("frame magic is 0x00000000"));
     // Longer than the payload: the next frame's start is taken for the rest of it.
-    desk_peer drawn_out(run_dir);
+    raw_peer drawn_out(run_dir);
     drawn_out.send_raw(message().add(patched(right, 8, {252})).add(right));
     EXPECT_TRUE(drawn_out.wait_for_close());
     EXPECT_THAT(errors(),
@@ -172,16 +172,16 @@ TEST_F(Abuse, WithWrongLengths) {
 TEST_F(Abuse, WithHugeLengthFields) {
     const bytes right = frame_bytes(route_head(), route_payload(1, {{}}));
     for (const int top : {0xff, 0x80, 0x02}) {
-        desk_peer peer(run_dir);
+        raw_peer peer(run_dir);
         peer.send_raw(patched(right, 8, {0xff, 0xff, 0xff, top}));
         EXPECT_TRUE(peer.wait_for_close());
     }
     EXPECT_EQ(errors().size(), 3u);
     EXPECT_THAT(errors(), Each(HasSubstr(" exceeds 16777216 bytes: connection closed")));
     // 16 MiB each are allowed, and announcing them costs nothing.
-    std::vector<std::unique_ptr<desk_peer>> announcers;
+    std::vector<std::unique_ptr<raw_peer>> announcers;
     for (int i = 0; i < 400; ++i) {
-        announcers.push_back(std::make_unique<desk_peer>(run_dir));
+        announcers.push_back(std::make_unique<raw_peer>(run_dir));
         announcers.back()->send_raw(patched(right, 8, {0, 0, 0, 1}));
     }
     expect_service(run_dir);
@@ -190,10 +190,10 @@ TEST_F(Abuse, WithHugeLengthFields) {
 TEST_F(Abuse, WithMoreUnfinishedFramesThanFitInMemory) {
     const bytes head = patched(frame_bytes(route_head(), {}), 8, {0, 0, 0, 1});
     const bytes nearly_all = message().add(head).fill(15u << 20, 0);
-    std::vector<std::unique_ptr<desk_peer>> hoarders;
+    std::vector<std::unique_ptr<raw_peer>> hoarders;
     std::size_t closed = 0;
     for (int i = 0; i < 20; ++i) {
-        hoarders.push_back(std::make_unique<desk_peer>(run_dir));
+        hoarders.push_back(std::make_unique<raw_peer>(run_dir));
         closed += hoarders.back()->send_raw(nearly_all) ? 0 : 1;
     }
     EXPECT_GT(closed, 0u);
@@ -204,7 +204,7 @@ TEST_F(Abuse, WithMoreUnfinishedFramesThanFitInMemory) {
 }
 
 TEST_F(Abuse, WithOneByteAtATime) {
-    desk_peer peer(run_dir);
+    raw_peer peer(run_dir);
     const bytes whole = message()
                             .add(frame_bytes(register_head(), register_payload(500)))
                             .add(frame_bytes(notice_head(), notice_payload(1, 1, 2, 3)));
@@ -218,9 +218,9 @@ TEST_F(Abuse, WithOneByteAtATime) {
 
 TEST_F(Abuse, WithRequestsThatOnlyTheSwitchSends) {
     for (const std::uint32_t kind : {0u, 2u, 4u, 99u}) {
-        desk_peer peer(run_dir);
-        desk::frame_head head = register_head();
-        head.kind = static_cast<desk::frame_kind>(kind);
+        raw_peer peer(run_dir);
+        sim::frame_head head = register_head();
+        head.kind = static_cast<sim::frame_kind>(kind);
         peer.send(head, register_payload(500));
         EXPECT_TRUE(peer.wait_for_close());
     }
@@ -228,14 +228,14 @@ TEST_F(Abuse, WithRequestsThatOnlyTheSwitchSends) {
 }
 
 TEST_F(Abuse, WithAShowRequestThatMakesNoSense) {
-    desk_peer peer(run_dir);
-    desk::frame_head head{};
-    head.magic = desk::frame_magic;
-    head.kind = desk::frame_kind::show_request;
+    raw_peer peer(run_dir);
+    sim::frame_head head{};
+    head.magic = sim::frame_magic;
+    head.kind = sim::frame_kind::show_request;
     peer.send(head, numbers(4).some(3 << 20));
-    const std::optional<desk::frame> reply = peer.receive();
+    const std::optional<sim::frame> reply = peer.receive();
     ASSERT_TRUE(reply);
-    EXPECT_EQ(reply->head.kind, desk::frame_kind::show_reply);
+    EXPECT_EQ(reply->head.kind, sim::frame_kind::show_reply);
     EXPECT_NE(reply->head.opcode, 0u);
     EXPECT_EQ(std::string(reply->payload.begin(), reply->payload.end()),
               "the request is 3145728 bytes long, at most 4096 are read");
@@ -248,7 +248,7 @@ TEST_F(Abuse, WithAMessageOfSeveralMebibytes) {
         routes[i].group = 0xe0000000 + i;
         routes[i].oifs = {{i, 0}, {i, 1}, {i, 4}, {i, 8}, {i, 12}, {i, 0}, {i, 0}, {i, 0}};
     }
-    desk_peer peer(run_dir);
+    raw_peer peer(run_dir);
     const std::uint8_t id = peer.register_client();
     const bytes sent = route_payload(id, routes);
     ASSERT_GT(sent.size(), std::size_t{6} << 20);

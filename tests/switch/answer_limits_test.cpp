@@ -1,6 +1,6 @@
 // Answers of the LTL manager that are as long as they get, and clients that do not read them.
-#include "desk_peer.h"
 #include "ltl_bytes.h"
+#include "raw_peer.h"
 #include "switch_process.h"
 
 #include <cstdlib>
@@ -26,8 +26,8 @@ protected:
     std::vector<std::string> errors() const { return service_log(run_dir, 102); }
 
     // Reads the next answer: its number of entries, and that it has as many.
-    static std::uint32_t entries_of_next(desk_peer &peer, std::uint32_t opcode) {
-        const std::optional<desk::frame> answer = peer.receive();
+    static std::uint32_t entries_of_next(raw_peer &peer, std::uint32_t opcode) {
+        const std::optional<sim::frame> answer = peer.receive();
         if (!answer || answer->head.opcode != opcode || answer->payload.size() < 16) {
             ADD_FAILURE() << "no answer";
             return 0;
@@ -38,7 +38,7 @@ protected:
         return count;
     }
     // Sends the same until the switch takes no more: how often it did.
-    static int send_without_reading(desk_peer &peer, std::uint32_t opcode, const bytes &payload) {
+    static int send_without_reading(raw_peer &peer, std::uint32_t opcode, const bytes &payload) {
         constexpr int enough = 100;
         int sent = 0;
         while (sent < enough && peer.send(ltl_head(opcode), payload)) {
@@ -93,7 +93,7 @@ private:
 
 TEST_F(AnswerLimits, LetABatchOf80000ReleasesBeAnswered) {
     switch_process running(run_dir);
-    desk_peer peer(run_dir);
+    raw_peer peer(run_dir);
     peer.send(ltl_head(release), releases(80'000));
     EXPECT_EQ(entries_of_next(peer, release), 80'000u);
     peer.send(ltl_head(allocation), ltl_payload(10, 7, {}));
@@ -102,7 +102,7 @@ TEST_F(AnswerLimits, LetABatchOf80000ReleasesBeAnswered) {
 
 TEST_F(AnswerLimits, LetAFloodUpdateOf65535VlansBeAnsweredTwice) {
     switch_process running(run_dir, {"--ltl-answer", "twice"});
-    desk_peer peer(run_dir);
+    raw_peer peer(run_dir);
     for (int i = 0; i < 2; ++i) {
         peer.send(ltl_head(flood_update), updates_of_vlan_0(65535));
         EXPECT_EQ(entries_of_next(peer, flood_update), 65535u);
@@ -112,7 +112,7 @@ TEST_F(AnswerLimits, LetAFloodUpdateOf65535VlansBeAnsweredTwice) {
 
 TEST_F(AnswerLimits, LetTheNextRequestBeAskedBeforeALongAnswerIsRead) {
     switch_process running(run_dir);
-    desk_peer peer(run_dir);
+    raw_peer peer(run_dir);
     peer.send(ltl_head(release), releases(200'000));
     peer.send(ltl_head(allocation), ltl_payload(10, 7, {}));
     peer.send_show("ltl");
@@ -123,7 +123,7 @@ TEST_F(AnswerLimits, LetTheNextRequestBeAskedBeforeALongAnswerIsRead) {
 
 TEST_F(AnswerLimits, LetAnAnswerBeAsLongAsAMessage) {
     switch_process running(run_dir);
-    desk_peer peer(run_dir);
+    raw_peer peer(run_dir);
     peer.send(ltl_head(allocation), ltl_payload(10, 7, {}));
     EXPECT_EQ(entries_of_next(peer, allocation), 1u);
     peer.send(ltl_head(release), releases(most_entries + 1));
@@ -140,7 +140,7 @@ TEST_F(AnswerLimits, LetAnAnswerBeAsLongAsAMessage) {
 
 TEST_F(AnswerLimits, EndAConnectionThatDoesNotReadLongAnswers) {
     switch_process running(run_dir);
-    desk_peer deaf(run_dir);
+    raw_peer deaf(run_dir);
     EXPECT_LT(send_without_reading(deaf, release, releases(80'000)), 10);
     EXPECT_TRUE(deaf.wait_for_close());
     EXPECT_THAT(errors(), Contains(EndsWith(": it does not read its messages: connection closed")));
@@ -149,10 +149,10 @@ TEST_F(AnswerLimits, EndAConnectionThatDoesNotReadLongAnswers) {
 
 TEST_F(AnswerLimits, EndAConnectionThatDoesNotReadTables) {
     switch_process running(run_dir);
-    desk_peer deaf(run_dir);
-    desk::frame_head show{};
-    show.magic = desk::frame_magic;
-    show.kind = desk::frame_kind::show_request;
+    raw_peer deaf(run_dir);
+    sim::frame_head show{};
+    show.magic = sim::frame_magic;
+    show.kind = sim::frame_kind::show_request;
     bytes many;
     for (int i = 0; i < 1000; ++i) {
         const bytes one = frame_bytes(show, message().text("ltl", 3));
@@ -169,7 +169,7 @@ TEST_F(AnswerLimits, EndAConnectionThatDoesNotReadTables) {
 
 TEST_F(AnswerLimits, CountLateAnswers) {
     switch_process running(run_dir, {"--ltl-answer", "late:3600000"});
-    desk_peer peer(run_dir);
+    raw_peer peer(run_dir);
     EXPECT_LT(send_without_reading(peer, release, releases(80'000)), 10);
     EXPECT_TRUE(peer.wait_for_close());
     EXPECT_THAT(errors(),
@@ -184,7 +184,7 @@ TEST_F(AnswerLimits, KeepNoLateAnswersOfClientsThatAreGone) {
     switch_process running(run_dir, {"--ltl-answer", "late:3600000"});
     const bytes batch = releases(250'000);
     const auto come_and_go = [&] {
-        desk_peer gone(run_dir);
+        raw_peer gone(run_dir);
         gone.send(ltl_head(release), batch);
         EXPECT_TRUE(gone.ask("ltl").at("ltl").empty());
     };

@@ -73,8 +73,8 @@ template <typename Decode>
 std::string refusal_of(Decode decode) {
     try {
         decode();
-    } catch (const desk::refusal &why) {
-        return desk::describe(why);
+    } catch (const sim::refusal &why) {
+        return sim::describe(why);
     }
     return "accepted";
 }

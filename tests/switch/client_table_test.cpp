@@ -2,13 +2,13 @@
 
 #include <gtest/gtest.h>
 
-using desk::client;
-using desk::client_state;
-using desk::client_table;
+using sim::client;
+using sim::client_state;
+using sim::client_table;
 
 namespace {
 
-desk::client_key add_with_free_id(client_table &table) {
+sim::client_key add_with_free_id(client_table &table) {
     client added;
     added.id = table.free_id().value();
     return table.add(added);
@@ -31,7 +31,7 @@ TEST(ClientTable, HandsOutTheSmallestFreeId) {
 
 TEST(ClientTable, RunsOutAfter255Ids) {
     client_table table;
-    desk::client_key last = 0;
+    sim::client_key last = 0;
     for (int i = 0; i < 255; ++i) {
         last = add_with_free_id(table);
     }

@@ -1,5 +1,5 @@
 // The fault modes, as a client meets them.
-#include "desk_peer.h"
+#include "raw_peer.h"
 #include "switch_process.h"
 #include "test_service.h"
 
@@ -29,7 +29,7 @@ protected:
 
 TEST_F(Faults, RejectRegistrations) {
     switch_process running(run_dir, {"--reject-registration"});
-    desk_peer peer(run_dir);
+    raw_peer peer(run_dir);
     for (int i = 0; i < 2; ++i) {
         peer.send(register_head(), register_payload(500));
         EXPECT_EQ(peer.receive_ack(), ack(0, 0));
@@ -42,7 +42,7 @@ TEST_F(Faults, RejectRegistrations) {
 
 TEST_F(Faults, AcknowledgeLate) {
     switch_process running(run_dir, {"--ack", "late:300"});
-    desk_peer peer(run_dir);
+    raw_peer peer(run_dir);
     const auto start = clock_type::now();
     peer.send(register_head(), register_payload(500));
     EXPECT_EQ(peer.ask("clients").at("clients").at(0).at("state"), "registered");
@@ -53,16 +53,16 @@ TEST_F(Faults, AcknowledgeLate) {
 TEST_F(Faults, AcknowledgeNobodyWhenThePeerHasGoneMeanwhile) {
     switch_process running(run_dir, {"--ack", "late:50"});
     {
-        desk_peer gone(run_dir);
+        raw_peer gone(run_dir);
         gone.send(register_head(), register_payload(500));
     }
-    desk_peer peer(run_dir);
+    raw_peer peer(run_dir);
     EXPECT_NE(peer.register_client(), 0) << "which is more than 50 milliseconds later";
 }
 
 TEST_F(Faults, AcknowledgeTwice) {
     switch_process running(run_dir, {"--ack", "twice"});
-    desk_peer peer(run_dir);
+    raw_peer peer(run_dir);
     peer.send(register_head(), register_payload(500));
     EXPECT_EQ(peer.receive_ack(), ack(1, 1));
     EXPECT_EQ(peer.receive_ack(), ack(1, 1));
@@ -71,7 +71,7 @@ TEST_F(Faults, AcknowledgeTwice) {
 
 TEST_F(Faults, NeverAcknowledge) {
     switch_process running(run_dir, {"--ack", "never"});
-    desk_peer peer(run_dir);
+    raw_peer peer(run_dir);
     peer.send(register_head(), register_payload(500));
     // The answer would come behind the acknowledgment.
     EXPECT_EQ(peer.ask("clients").at("clients").at(0).at("state"), "registered");
@@ -80,9 +80,9 @@ TEST_F(Faults, NeverAcknowledge) {
 TEST_F(Faults, HandOutAnId) {
     for (const int id : {0, 77, 255}) {
         switch_process running(run_dir, {"--ack-id", std::to_string(id)});
-        desk_peer first(run_dir);
-        desk_peer second(run_dir);
-        for (desk_peer *peer : {&first, &second}) {
+        raw_peer first(run_dir);
+        raw_peer second(run_dir);
+        for (raw_peer *peer : {&first, &second}) {
             peer->send(register_head(), register_payload(500));
             EXPECT_EQ(peer->receive_ack(), ack(id, 1));
         }
@@ -93,7 +93,7 @@ TEST_F(Faults, HandOutAnId) {
 
 TEST_F(Faults, BeSlowBeforeEachRequest) {
     switch_process running(run_dir, {"--slow", "100"});
-    desk_peer peer(run_dir);
+    raw_peer peer(run_dir);
     const auto start = clock_type::now();
     peer.send(register_head(), register_payload(500));
     peer.send(notice_head(), notice_payload(1, 1, 2, 3));
@@ -106,9 +106,9 @@ TEST_F(Faults, BeSlowBeforeEachRequest) {
 
 TEST_F(Faults, BeSlowAndShowTablesAllTheSame) {
     switch_process running(run_dir, {"--slow", "3600000"});
-    desk_peer slow(run_dir);
+    raw_peer slow(run_dir);
     slow.send(register_head(), register_payload(500));
-    desk_peer other(run_dir);
+    raw_peer other(run_dir);
     for (int i = 0; i < 20; ++i) {
         EXPECT_TRUE(other.ask("clients").at("clients").empty());
     }
@@ -119,13 +119,13 @@ TEST_F(Faults, BeSlowAndShowTablesAllTheSame) {
 TEST_F(Faults, BeSlowAndStillHandleWhatAPeerSentBeforeItLeft) {
     switch_process running(run_dir, {"--slow", "20"});
     {
-        desk_peer gone(run_dir);
+        raw_peer gone(run_dir);
         gone.send(register_head(), register_payload(500));
         for (std::uint32_t table = 1; table <= 5; ++table) {
             gone.send(route_head(), route_payload(1, {{.table = table}}));
         }
     }
-    desk_peer other(run_dir);
+    raw_peer other(run_dir);
     while (other.ask("clients").at("clients").empty()) {
     }
     while (other.ask("clients").at("clients").at(0).at("state") != "lost") {
@@ -136,29 +136,29 @@ TEST_F(Faults, BeSlowAndStillHandleWhatAPeerSentBeforeItLeft) {
 TEST_F(Faults, BeSlowWithoutSpinning) {
     switch_process running(run_dir, {"--slow", "3600000"});
     {
-        desk_peer gone(run_dir);
+        raw_peer gone(run_dir);
         gone.send(register_head(), register_payload(500));
     }
-    desk_peer other(run_dir);
+    raw_peer other(run_dir);
     other.ask("clients");
     EXPECT_TRUE(running.is_idle());
 }
 
 TEST_F(Faults, BeLateWithoutSpinning) {
     switch_process running(run_dir, {"--ack", "late:1"});
-    desk_peer peer(run_dir);
+    raw_peer peer(run_dir);
     EXPECT_EQ(peer.register_client(), 1);
     EXPECT_TRUE(running.is_idle());
 }
 
 TEST_F(Faults, DieAfterSoManyRequests) {
     switch_process running(run_dir, {"--die-after", "3"});
-    desk_peer peer(run_dir);
+    raw_peer peer(run_dir);
     EXPECT_EQ(peer.register_client(), 1);
     EXPECT_EQ(peer.ask("clients").at("clients").size(), 1u) << "what show asks does not count";
     peer.send(notice_head(), notice_payload(9, 1, 2, 3)); // refused, and counts
     EXPECT_EQ(peer.ask("clients").at("clients").size(), 1u);
-    desk_peer second(run_dir);
+    raw_peer second(run_dir);
     second.send(register_head(), register_payload(500));
     EXPECT_EQ(second.receive_ack(), ack(2, 1)) << "the last request is answered";
     EXPECT_EQ(running.wait(), 3);

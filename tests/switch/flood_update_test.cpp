@@ -18,7 +18,7 @@ constexpr std::uint32_t vlan20 = 0x14000014;
 } // namespace
 
 TEST(Flood, IsEmptyAtFirst) {
-    EXPECT_EQ(desk::answer_show(ltl_service().vell, "flood").text, R"({"flood":[]})");
+    EXPECT_EQ(sim::answer_show(ltl_service().vell, "flood").text, R"({"flood":[]})");
 }
 
 TEST(Flood, GrowsAndShrinks) {
@@ -110,9 +110,9 @@ TEST(Flood, StaysWhenItsClientGoes) {
     ltl_service test;
     test.ask(flood_update, flood_payload({{10, 2, {eth3_7, add}}}));
     const json before = test.floods();
-    desk::handle_loss(test.vell, test.from, "it closed its connection");
+    sim::handle_loss(test.vell, test.from, "it closed its connection");
     EXPECT_EQ(test.floods(), before);
-    desk::session other{.pid = 99};
+    sim::session other{.pid = 99};
     test.send(other, ltl_head(flood_update), flood_payload({{10, 0, {eth3_7, take}}}));
     EXPECT_EQ(test.flooded(10), test_words{}) << "and others go on with it";
 }
@@ -127,7 +127,7 @@ TEST(Flood, AppliesUpdatesOfOneVlanInTheirOrder) {
 
 TEST(Flood, TakesUpdatesOfPeersWithoutAnId) {
     ltl_service test;
-    desk::session other{.pid = 99};
+    sim::session other{.pid = 99};
     EXPECT_EQ(test.send(other, ltl_head(flood_update), flood_payload({{10, 1, {7, add}}})).size(),
               1u);
     EXPECT_EQ(test.floods().at(0).at("client"), 0);
@@ -158,7 +158,7 @@ TEST(Flood, TableIsShownUpToALimit) {
     ltl_service test;
     test.ask(flood_update, flood_payload({{10, 0}, {11, 0}, {12, 0}}));
     EXPECT_EQ(
-        desk::answer_show(test.vell, R"(flood {"limit":1})").text,
+        sim::answer_show(test.vell, R"(flood {"limit":1})").text,
         R"({"flood":[{"vlan":10,"line_cards":[],"line_card_mask":0,"client":1,"pid":4711,"interfaces":[]}],)"
         R"("matched":3})");
     EXPECT_EQ(test.shown("matched", R"(flood {"limit":9,"vlan":12})"), 1);
@@ -168,7 +168,7 @@ TEST(Flood, TableIsNarrowedByVlan) {
     ltl_service test;
     test.ask(flood_update, flood_payload({{10, 1, {7, add}}, {11, 0}}));
     EXPECT_EQ(
-        desk::answer_show(test.vell, R"(flood {"vlan":11})").text,
+        sim::answer_show(test.vell, R"(flood {"vlan":11})").text,
         R"({"flood":[{"vlan":11,"line_cards":[],"line_card_mask":0,"client":1,"pid":4711,"interfaces":[]}],)"
         R"("narrowed":true})");
 }

@@ -5,7 +5,7 @@
 
 namespace {
 
-using state = desk::frame_input::state;
+using state = sim::frame_input::state;
 
 bytes framed(std::uint32_t kind, const bytes &payload) {
     return message()
@@ -17,7 +17,7 @@ bytes framed(std::uint32_t kind, const bytes &payload) {
         .add(payload);
 }
 
-bytes payload_of(const desk::frame_input &input) {
+bytes payload_of(const sim::frame_input &input) {
     const auto payload = input.front().payload;
     return bytes(payload.begin(), payload.end());
 }
@@ -26,7 +26,7 @@ bytes payload_of(const desk::frame_input &input) {
 
 TEST(FrameInput, PutsAFrameTogetherFromSingleBytes) {
     const bytes sent = framed(1, literal({7, 8, 9}));
-    desk::frame_input input;
+    sim::frame_input input;
     for (std::size_t i = 0; i < sent.size(); ++i) {
         EXPECT_EQ(input.look(), state::incomplete) << i;
         input.receive(std::span(sent).subspan(i, 1));
@@ -39,13 +39,13 @@ TEST(FrameInput, PutsAFrameTogetherFromSingleBytes) {
 TEST(FrameInput, TakesSeveralFramesFromOnePiece) {
     const bytes sent =
         message().add(framed(1, literal({7}))).add(framed(3, {})).add(framed(1, literal({8, 9})));
-    desk::frame_input input;
+    sim::frame_input input;
     input.receive(sent);
     ASSERT_EQ(input.look(), state::whole);
     EXPECT_EQ(payload_of(input), literal({7}));
     input.drop_frame();
     ASSERT_EQ(input.look(), state::whole);
-    EXPECT_EQ(input.front().head.kind, desk::frame_kind::show_request);
+    EXPECT_EQ(input.front().head.kind, sim::frame_kind::show_request);
     input.drop_frame();
     ASSERT_EQ(input.look(), state::whole);
     EXPECT_EQ(payload_of(input), literal({8, 9}));
@@ -56,7 +56,7 @@ TEST(FrameInput, TakesSeveralFramesFromOnePiece) {
 
 TEST(FrameInput, KeepsAPartialFrameBehindADroppedOne) {
     const bytes next = framed(1, literal({8, 9}));
-    desk::frame_input input;
+    sim::frame_input input;
     input.receive(message().add(framed(1, literal({7}))).add(cut(next, 50)).get());
     input.drop_frame();
     EXPECT_EQ(input.progress(), "50 of at least 104 bytes");
@@ -69,17 +69,17 @@ TEST(FrameInput, KeepsAPartialFrameBehindADroppedOne) {
 }
 
 TEST(FrameInput, IsBrokenByAWrongMagic) {
-    desk::frame_input input;
+    sim::frame_input input;
     input.receive(patched(framed(1, {}), 0, {0x4c}));
     EXPECT_EQ(input.look(), state::broken);
     EXPECT_EQ(input.broken_reason(), "frame magic is 0x3154594c, not 0x3154594b");
 }
 
 TEST(FrameInput, IsBrokenByALengthAboveTheLimitBeforeThePayloadComes) {
-    desk::frame_input input;
+    sim::frame_input input;
     input.receive(patched(framed(1, {}), 8, {0x00, 0x00, 0x00, 0x01}));
     EXPECT_EQ(input.look(), state::incomplete) << "16 MiB are allowed";
-    desk::frame_input above;
+    sim::frame_input above;
     above.receive(patched(framed(1, {}), 8, {0x01, 0x00, 0x00, 0x01}));
     EXPECT_EQ(above.look(), state::broken);
     EXPECT_EQ(above.broken_reason(), "frame length 16777217 exceeds 16777216 bytes");
@@ -87,7 +87,7 @@ TEST(FrameInput, IsBrokenByALengthAboveTheLimitBeforeThePayloadComes) {
 
 TEST(FrameInput, IsBrokenByAKindThatPeersDoNotSend) {
     for (const std::uint32_t kind : {0u, 2u, 4u, 6u, 0xffffffffu}) {
-        desk::frame_input input;
+        sim::frame_input input;
         input.receive(framed(kind, {}));
         EXPECT_EQ(input.look(), state::broken) << kind;
     }

@@ -16,16 +16,16 @@ namespace {
 constexpr const char *a_time = "20..-..-..T..:..:..[.].*Z";
 
 struct notified_service : test_service {
-    desk::session from = registered_session();
+    sim::session from = registered_session();
 
-    void mark(desk::session &who, std::uint32_t marker) {
+    void mark(sim::session &who, std::uint32_t marker) {
         send(who, marker_head(), message().u32(marker));
     }
     void update(unsigned records) {
         send(from, l2_head(), mbd_message(1, std::vector<test_mbd>(records)));
     }
     json shown(const char *part) const {
-        return json::parse(desk::answer_show(vell, "l2").text).at("l2").at(part);
+        return json::parse(sim::answer_show(vell, "l2").text).at("l2").at(part);
     }
 };
 
@@ -73,7 +73,7 @@ TEST(Markers, LeftOpenByADeregistrationTakeNothingMore) {
 
 TEST(Markers, OfTwoConnectionsDoNotMix) {
     notified_service test;
-    desk::session queue_only{.pid = 99};
+    sim::session queue_only{.pid = 99};
     test.mark(test.from, 1);
     test.mark(queue_only, 1);
     test.update(3);
@@ -97,7 +97,7 @@ TEST(Markers, MayBeUnpaired) {
     EXPECT_EQ(
         test.traces.at(2),
         "client 1 (pid 4711): begin marker inside a batch: the batch ends without an end marker");
-    desk::handle_loss(test.vell, test.from, "it closed its connection");
+    sim::handle_loss(test.vell, test.from, "it closed its connection");
     const json batches = test.shown("batches");
     ASSERT_EQ(batches.size(), 3u);
     EXPECT_TRUE(batches[0].at("begun").is_null());
@@ -123,21 +123,21 @@ TEST(Markers, OfOtherValuesAreKeptAsTheyAre) {
 
 TEST(Markers, AreForgottenOldestFirst) {
     notified_service test;
-    for (std::uint32_t i = 0; i < desk::batches_kept + 5; ++i) {
+    for (std::uint32_t i = 0; i < sim::batches_kept + 5; ++i) {
         test.mark(test.from, 100 + i);
         test.mark(test.from, 1);
         test.mark(test.from, 2);
     }
     const json others = test.shown("other_markers");
-    EXPECT_EQ(others.size(), desk::batches_kept);
+    EXPECT_EQ(others.size(), sim::batches_kept);
     EXPECT_EQ(others[0].at("marker"), 105);
-    EXPECT_EQ(test.shown("batches").size(), desk::batches_kept);
+    EXPECT_EQ(test.shown("batches").size(), sim::batches_kept);
 }
 
 TEST(DownloadComplete, IsCountedPerClient) {
     notified_service test;
     test.registered_session();
-    desk::session third = test.registered_session();
+    sim::session third = test.registered_session();
     test.send(third, download_head(), message().u32(0));
     test.send(test.from, download_head(), message().u32(0));
     test.send(third, download_head(), message().u32(0));
@@ -150,12 +150,12 @@ TEST(DownloadComplete, IsCountedPerClient) {
 namespace {
 
 struct refused_notice {
-    desk::frame_head head;
+    sim::frame_head head;
     bytes payload;
     const char *why;
 };
 
-void expect_refused(notified_service &test, desk::session &from, const char *who, const char *name,
+void expect_refused(notified_service &test, sim::session &from, const char *who, const char *name,
                     const refused_notice &notice) {
     test.errors.clear();
     test.send(from, notice.head, notice.payload);
@@ -219,7 +219,7 @@ TEST(DownloadComplete, IsRefusedUnlessItIsRight) {
         expect_refused(test, test.from, "client 1 (pid 4711)", "download complete", notice);
     }
     EXPECT_EQ(test.client_of(test.from).refused, std::size(all));
-    desk::session queue_only{.pid = 99};
+    sim::session queue_only{.pid = 99};
     expect_refused(
         test, queue_only, "unregistered client (pid 99)", "download complete",
         {download_head(), message().u32(0), "offset 0: this connection is not registered"});

@@ -13,7 +13,7 @@ bytes notice() {
 } // namespace
 
 TEST(Ipv6Notice, IsDecoded) {
-    const desk::ipv6_notice decoded = desk::decode_ipv6_notice(notice());
+    const sim::ipv6_notice decoded = sim::decode_ipv6_notice(notice());
     EXPECT_EQ(decoded.client_id, 0xc3);
     EXPECT_EQ(decoded.third, 0x4152);
     EXPECT_EQ(decoded.first, 0x45362718u);
@@ -22,7 +22,7 @@ TEST(Ipv6Notice, IsDecoded) {
 
 TEST(Ipv6Notice, HasOneLengthOnly) {
     const auto refusal_of_length = [](std::size_t length) {
-        return refusal_of([&] { desk::decode_ipv6_notice(cut(notice(), length)); });
+        return refusal_of([&] { sim::decode_ipv6_notice(cut(notice(), length)); });
     };
     EXPECT_EQ(refusal_of_length(15), "offset 15: the message is 15 bytes long, it must be 16");
     EXPECT_EQ(refusal_of_length(17), "offset 16: the message is 17 bytes long, it must be 16");

@@ -6,7 +6,7 @@ namespace {
 
 // What a text is read as, written again with its kind; empty when it is no address.
 std::string reread(const std::string &text) {
-    const auto parsed = desk::parse_l2_address(text);
+    const auto parsed = sim::parse_l2_address(text);
     return parsed ? std::string(kind_name(parsed->kind)) + " " + address_text(*parsed)
                   : std::string();
 }
@@ -28,10 +28,10 @@ TEST(L2Address, IsNotReadFromAnythingElse) {
 }
 
 TEST(L2Address, HasTheSizeOfItsKind) {
-    EXPECT_EQ(desk::l2_address_size(2), 6u);
-    EXPECT_EQ(desk::l2_address_size(4), 4u);
-    EXPECT_EQ(desk::l2_address_size(8), 16u);
+    EXPECT_EQ(sim::l2_address_size(2), 6u);
+    EXPECT_EQ(sim::l2_address_size(4), 4u);
+    EXPECT_EQ(sim::l2_address_size(8), 16u);
     for (const std::uint32_t kind : {0u, 1u, 3u, 5u, 6u, 7u, 9u, 0x04000000u}) {
-        EXPECT_EQ(desk::l2_address_size(kind), 0u) << kind;
+        EXPECT_EQ(sim::l2_address_size(kind), 0u) << kind;
     }
 }

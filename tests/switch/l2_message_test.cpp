@@ -4,16 +4,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-using desk::decode_l2_message;
-using desk::l2_oif_kind;
-using desk::l2_record;
+using sim::decode_l2_message;
+using sim::l2_oif_kind;
+using sim::l2_record;
 using testing::ElementsAre;
 using testing::Pair;
 
 namespace {
 
 l2_record only_record(const bytes &record) {
-    const desk::l2_message decoded = decode_l2_message(joined({l2_header(7, 1), record}));
+    const sim::l2_message decoded = decode_l2_message(joined({l2_header(7, 1), record}));
     EXPECT_EQ(decoded.records.size(), 1u);
     return decoded.records.at(0);
 }
@@ -25,7 +25,7 @@ std::string refusal_of_message(const bytes &sent) {
 } // namespace
 
 TEST(L2Message, HasAHeader) {
-    const desk::l2_message decoded = decode_l2_message(l2_header(0xc3, 0, 0x1203));
+    const sim::l2_message decoded = decode_l2_message(l2_header(0xc3, 0, 0x1203));
     EXPECT_EQ(decoded.client_id, 0xc3);
     EXPECT_EQ(decoded.value, 0x2435);
     EXPECT_EQ(decoded.marker_flags, 0x1203);
@@ -113,7 +113,7 @@ TEST(L2Message, CarriesGroupsOfEachKind) {
 }
 
 TEST(L2Message, CarriesManyRecordsBackToBack) {
-    const desk::l2_message decoded =
+    const sim::l2_message decoded =
         decode_l2_message(joined({l2_header(0, 4), mbd_record(21), pairs_record(8),
                                   bare_pairs_record(11), flood_record(15)}));
     ASSERT_EQ(decoded.records.size(), 4u);

@@ -1,6 +1,6 @@
 // Layer 2, statistics and overlay over real connections, and what no client should send there.
-#include "desk_peer.h"
 #include "l2_bytes.h"
+#include "raw_peer.h"
 #include "switch_process.h"
 #include "test_service.h"
 
@@ -42,7 +42,7 @@ protected:
 
 TEST_F(Layer2, IsShownNarrowedAsText) {
     switch_process running(run_dir);
-    desk_peer peer(run_dir);
+    raw_peer peer(run_dir);
     const unsigned id = peer.register_client();
     peer.send(l2_head(),
               mbd_message(id, {{.ports = {{7}, {8, 4}}},
@@ -67,7 +67,7 @@ TEST_F(Layer2, IsShownNarrowedAsText) {
 
 TEST_F(Layer2, CountsTrafficAndAnswersRequests) {
     switch_process running(run_dir, {"--answer", "twice"});
-    desk_peer peer(run_dir);
+    raw_peer peer(run_dir);
     peer.register_client();
     EXPECT_EQ(
         output({"count", "--source", "10.0.0.9", "--group", "239.1.1.2", "--packets", "3",
@@ -77,7 +77,7 @@ TEST_F(Layer2, CountsTrafficAndAnswersRequests) {
     peer.send(request_head(214, 75798, 0),
               message().u32(253).u8(32).u8(32).u16(0).u32(0x0a000009).u32(0xef010102));
     for (int i = 0; i < 2; ++i) {
-        const std::optional<desk::frame> answer = peer.receive();
+        const std::optional<sim::frame> answer = peer.receive();
         ASSERT_TRUE(answer);
         EXPECT_EQ(answer->head.opcode, 75798u);
         ASSERT_EQ(answer->payload.size(), 72u);
@@ -100,7 +100,7 @@ TEST_F(Layer2, SurvivesRandomMessages) {
     constexpr std::size_t frames = 8000;
     // Its answers would come before those of `ask`.
     switch_process running(run_dir, {"--answer", "never"});
-    desk_peer peer(run_dir);
+    raw_peer peer(run_dir);
     const unsigned id = peer.register_client();
     std::mt19937 random(7);
     for (std::size_t i = 0; i < frames; ++i) {
@@ -136,7 +136,7 @@ TEST_F(Layer2, SurvivesNoticesAndStatisticsRequestsThatAreNearlyRight) {
         frame_bytes(request_head(214, 75799, 0), ipv6_key),
     };
     switch_process running(run_dir, {"--answer", "never"});
-    desk_peer peer(run_dir);
+    raw_peer peer(run_dir);
     const unsigned id = peer.register_client();
     peer.send(route_head(), route_payload(id, {{}}));
     std::mt19937 random(9);
@@ -170,7 +170,7 @@ TEST_F(Layer2, SurvivesNoticesAndStatisticsRequestsThatAreNearlyRight) {
 
 TEST_F(Layer2, SurvivesMessagesThatAreNearlyRight) {
     switch_process running(run_dir);
-    desk_peer peer(run_dir);
+    raw_peer peer(run_dir);
     const unsigned id = peer.register_client();
     const bytes whole = joined({l2_header(id, 6), mbd_record(21), flood_record(12), pairs_record(8),
                                 bare_pairs_record(10), lookup_mode_record(), mbd_record(22)});

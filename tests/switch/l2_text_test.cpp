@@ -10,14 +10,14 @@ using json = nlohmann::ordered_json;
 } // namespace
 
 TEST(L2Text, SaysThatThereIsNothing) {
-    EXPECT_EQ(desk::l2_text(json::parse(
+    EXPECT_EQ(sim::l2_text(json::parse(
                   R"({"l2":{"entries":[],"flood":[],"pairs":[],"lookup_modes":[],"batches":[],
         "other_markers":[],"download_complete":[]}})")),
               "0 entries, 0 flood lists\n");
 }
 
 TEST(L2Text, ShowsEverySection) {
-    EXPECT_EQ(desk::l2_text(json::parse(R"({"l2":{
+    EXPECT_EQ(sim::l2_text(json::parse(R"({"l2":{
         "entries":[
           {"vlan":10,"group":"239.1.1.1","source":null,"bridge":5,"permanent":false,"client":1,"pid":9,
            "ports":[{"if_index":7,"flags":0},{"if_index":8,"flags":4},{"if_index":9,"flags":5}]},

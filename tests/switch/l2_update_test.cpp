@@ -16,24 +16,24 @@ using json = nlohmann::json;
 namespace {
 
 struct l2_service : test_service {
-    desk::session from = registered_session();
+    sim::session from = registered_session();
 
     void update(const std::vector<test_mbd> &records) {
         send(from, l2_head(), mbd_message(1, records));
     }
     std::string text(std::string_view request = "l2") const {
-        const desk::show_answer answer = desk::answer_show(vell, request);
+        const sim::show_answer answer = sim::answer_show(vell, request);
         EXPECT_FALSE(answer.is_error) << answer.text;
         return answer.text;
     }
     json shown(std::string_view request = "l2") const {
         return json::parse(text(request)).at("l2");
     }
-    json entries(const desk::show_query &query = {.name = "l2"}) const {
-        return shown(desk::encode_show_query(query)).at("entries");
+    json entries(const sim::show_query &query = {.name = "l2"}) const {
+        return shown(sim::encode_show_query(query)).at("entries");
     }
     // "10 239.1.1.1 10.0.0.1: 7 9", one text an entry.
-    std::vector<std::string> keys(const desk::show_query &query = {.name = "l2"}) const {
+    std::vector<std::string> keys(const sim::show_query &query = {.name = "l2"}) const {
         std::vector<std::string> found;
         for (const json &entry : entries(query)) {
             found.push_back(fmt::format(
@@ -217,7 +217,7 @@ TEST(L2Tables, TakeNothingOfAMessageWhereverItIsCut) {
 
 TEST(L2Tables, TakeMessagesOfPeersWithoutAnId) {
     l2_service test;
-    desk::session queue_only{.pid = 99};
+    sim::session queue_only{.pid = 99};
     test.send(queue_only, l2_head(), mbd_message(0, {{.ports = {{1}}}}));
     EXPECT_EQ(test.entries().at(0).at("client"), 0);
     EXPECT_EQ(test.entries().at(0).at("pid"), 99);
@@ -232,7 +232,7 @@ TEST(L2Tables, TakeMessagesOfPeersWithoutAnId) {
 
 TEST(L2Tables, RefuseMessagesWithAnotherClientsId) {
     l2_service test;
-    desk::session queue_only{.pid = 99};
+    sim::session queue_only{.pid = 99};
     test.send(queue_only, l2_head(), mbd_message(1, {{.ports = {{1}}}}));
     test.send(test.from, l2_head(), mbd_message(2, {{.ports = {{1}}}}));
     EXPECT_TRUE(test.entries().empty());

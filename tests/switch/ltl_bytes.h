@@ -28,7 +28,7 @@ inline constexpr std::uint32_t modification = 90002;
 inline constexpr std::uint32_t release = 90003;
 inline constexpr std::uint32_t flood_update = 90004;
 
-inline desk::frame_head ltl_head(std::uint32_t opcode) {
+inline sim::frame_head ltl_head(std::uint32_t opcode) {
     return request_head(230, opcode, 0);
 }
 

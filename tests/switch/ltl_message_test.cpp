@@ -48,13 +48,13 @@ bytes two_vlans() {
 }
 
 std::string entries_refusal(const bytes &sent) {
-    return refusal_of([&] { desk::decode_ltl_request(sent); });
+    return refusal_of([&] { sim::decode_ltl_request(sent); });
 }
 std::string release_refusal(const bytes &sent) {
-    return refusal_of([&] { desk::decode_ltl_release(sent); });
+    return refusal_of([&] { sim::decode_ltl_release(sent); });
 }
 std::string flood_refusal(const bytes &sent) {
-    return refusal_of([&] { desk::decode_flood_request(sent); });
+    return refusal_of([&] { sim::decode_flood_request(sent); });
 }
 
 // Every message that ends too early is refused.
@@ -69,24 +69,24 @@ void expect_no_shorter_one(const bytes &whole, Refusal refusal) {
 } // namespace
 
 TEST(LtlMessage, CarriesEntriesWithInterfaces) {
-    const desk::ltl_request decoded = desk::decode_ltl_request(two_entries());
+    const sim::ltl_request decoded = sim::decode_ltl_request(two_entries());
     EXPECT_EQ(decoded.cookie, 0x04030201u);
     ASSERT_EQ(decoded.entries.size(), 2u);
-    EXPECT_EQ(decoded.entries[0].keys, desk::ltl_keys(0x14131211, 0x18171615));
+    EXPECT_EQ(decoded.entries[0].keys, sim::ltl_keys(0x14131211, 0x18171615));
     EXPECT_EQ(decoded.entries[0].interfaces, (test_words{0x24232221, 0x28272625}));
-    EXPECT_EQ(decoded.entries[1].keys, desk::ltl_keys(0x34333231, 0x38373635));
+    EXPECT_EQ(decoded.entries[1].keys, sim::ltl_keys(0x34333231, 0x38373635));
     EXPECT_TRUE(decoded.entries[1].interfaces.empty());
 }
 
 TEST(LtlMessage, CarriesReleases) {
-    const desk::ltl_release_request decoded = desk::decode_ltl_release(two_releases());
+    const sim::ltl_release_request decoded = sim::decode_ltl_release(two_releases());
     EXPECT_EQ(decoded.cookie, 0x04030201u);
     EXPECT_EQ(decoded.entries,
-              (std::vector<desk::ltl_keys>{{0x14131211, 0x18171615}, {0x24232221, 0x28272625}}));
+              (std::vector<sim::ltl_keys>{{0x14131211, 0x18171615}, {0x24232221, 0x28272625}}));
 }
 
 TEST(LtlMessage, CarriesFloodUpdates) {
-    const desk::flood_request decoded = desk::decode_flood_request(two_vlans());
+    const sim::flood_request decoded = sim::decode_flood_request(two_vlans());
     EXPECT_EQ(decoded.context, 0x04030201u);
     ASSERT_EQ(decoded.vlans.size(), 2u);
     EXPECT_EQ(decoded.vlans[0].vlan, 0x14131211u);
@@ -103,9 +103,9 @@ TEST(LtlMessage, CarriesFloodUpdates) {
 
 TEST(LtlMessage, MayHaveNoEntries) {
     const bytes none = words({7, 0});
-    EXPECT_TRUE(desk::decode_ltl_request(none).entries.empty());
-    EXPECT_TRUE(desk::decode_ltl_release(none).entries.empty());
-    EXPECT_TRUE(desk::decode_flood_request(none).vlans.empty());
+    EXPECT_TRUE(sim::decode_ltl_request(none).entries.empty());
+    EXPECT_TRUE(sim::decode_ltl_release(none).entries.empty());
+    EXPECT_TRUE(sim::decode_flood_request(none).vlans.empty());
 }
 
 TEST(LtlMessage, IsRefusedWhenItEndsTooEarly) {
@@ -166,7 +166,7 @@ TEST(LtlMessage, HasNoMoreInterfacesInAnEntryThanSixteenBitsCount) {
     const auto entry_of = [](std::uint32_t count) -> bytes {
         return message().add(words({7, 1, 10, 7, count})).fill(std::size_t{count} * 4, 0x11);
     };
-    EXPECT_EQ(desk::decode_ltl_request(entry_of(65535)).entries.at(0).interfaces.size(), 65535u);
+    EXPECT_EQ(sim::decode_ltl_request(entry_of(65535)).entries.at(0).interfaces.size(), 65535u);
     EXPECT_EQ(entries_refusal(entry_of(65536)),
               "offset 16: 65536 interfaces, an entry has at most 65535");
 }
@@ -177,8 +177,8 @@ TEST(LtlMessage, HasNoMoreEntriesThanAnAnswerHasRoomFor) {
     const auto releases = [](std::uint32_t count) -> bytes {
         return message().add(words({7, count})).fill(std::size_t{count} * 12, 0x11);
     };
-    EXPECT_EQ(desk::decode_ltl_release(releases(most)).entries.size(), most);
-    EXPECT_EQ(desk::encode_ltl_answer({release, 7, std::vector<desk::ltl_result>(most)}).size(),
+    EXPECT_EQ(sim::decode_ltl_release(releases(most)).entries.size(), most);
+    EXPECT_EQ(sim::encode_ltl_answer({release, 7, std::vector<sim::ltl_result>(most)}).size(),
               std::size_t{16} << 20);
     const std::string why = " would be longer than a message may be, it has room for 1048575";
     EXPECT_EQ(release_refusal(releases(most + 1)), "offset 4: the answer to 1048576 entries" + why);
@@ -204,26 +204,26 @@ TEST(LtlMessage, IsRefusedWhenBytesFollow) {
 }
 
 TEST(LtlAnswer, CarriesKindStatusCookieAndResults) {
-    using desk::nerb_status;
-    const std::vector<desk::ltl_result> results = {
+    using sim::nerb_status;
+    const std::vector<sim::ltl_result> results = {
         {{0x11121314, 0x15161718, 0x191a1b1c}, nerb_status::done},
         {{0x21222324, 0x25262728, 0x292a2b2c}, nerb_status::tag_mismatch}};
     for (const auto &[opcode, kind] :
          {std::pair(allocation, 13u), {modification, 14u}, {release, 15u}, {flood_update, 16u}}) {
-        EXPECT_EQ(desk::encode_ltl_answer({opcode, 0x01020304, results}),
+        EXPECT_EQ(sim::encode_ltl_answer({opcode, 0x01020304, results}),
                   words({kind, 1, 0x01020304, 2, 0x11121314, 0x15161718, 0x191a1b1c, 0, 0x21222324,
                          0x25262728, 0x292a2b2c, 4}));
     }
 }
 
 TEST(LtlAnswer, HasAnOverallStatus) {
-    using desk::nerb_status;
+    using sim::nerb_status;
     const auto overall = [](std::uint32_t opcode, const std::vector<nerb_status> &statuses) {
-        desk::ltl_answer answer{opcode, 0, {}};
+        sim::ltl_answer answer{opcode, 0, {}};
         for (const nerb_status status : statuses) {
             answer.results.push_back({{}, status});
         }
-        return words_of(desk::encode_ltl_answer(answer)).at(1);
+        return words_of(sim::encode_ltl_answer(answer)).at(1);
     };
     for (const std::uint32_t opcode : {allocation, modification, release}) {
         EXPECT_EQ(overall(opcode, {nerb_status::pool_exhausted}), 3u)

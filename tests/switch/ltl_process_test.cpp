@@ -1,6 +1,6 @@
 // The LTL manager over real connections, its fault modes and what is shown of it.
-#include "desk_peer.h"
 #include "ltl_bytes.h"
+#include "raw_peer.h"
 #include "switch_process.h"
 
 #include <chrono>
@@ -27,8 +27,8 @@ protected:
         return vellsim(arguments);
     }
     // The words of the next answer.
-    static test_words receive(desk_peer &peer, std::uint32_t opcode) {
-        const std::optional<desk::frame> answer = peer.receive();
+    static test_words receive(raw_peer &peer, std::uint32_t opcode) {
+        const std::optional<sim::frame> answer = peer.receive();
         if (!answer || answer->head.sap != 230 || answer->head.opcode != opcode) {
             ADD_FAILURE() << "no answer";
             return {};
@@ -36,7 +36,7 @@ protected:
         const auto raw = std::as_bytes(std::span(answer->payload));
         return words_of(bytes(raw.begin(), raw.end()));
     }
-    static test_words ask(desk_peer &peer, std::uint32_t opcode, const bytes &payload) {
+    static test_words ask(raw_peer &peer, std::uint32_t opcode, const bytes &payload) {
         peer.send(ltl_head(opcode), payload);
         return receive(peer, opcode);
     }
@@ -46,7 +46,7 @@ protected:
 
 TEST_F(LtlProcess, AnswersAndShowsItsTables) {
     switch_process running(run_dir);
-    desk_peer peer(run_dir);
+    raw_peer peer(run_dir);
     EXPECT_EQ(peer.register_client(), 1);
     EXPECT_EQ(ask(peer, allocation, ltl_payload(10, 7, {0x68030700})),
               (test_words{13, 0, 0x99, 1, 7, 0x4000, 1, 0}));
@@ -72,7 +72,7 @@ TEST_F(LtlProcess, AnswersAndShowsItsTables) {
 
 TEST_F(LtlProcess, ShowsAsManyRowsAsAskedFor) {
     switch_process running(run_dir);
-    desk_peer peer(run_dir);
+    raw_peer peer(run_dir);
     ask(peer, flood_update, flood_payload({{10, 0}, {11, 0}, {12, 0}, {13, 0}, {14, 0}}));
     for (std::uint32_t vlan = 10; vlan < 13; ++vlan) {
         ask(peer, allocation, ltl_payload(vlan, 7, {}));
@@ -91,11 +91,11 @@ TEST_F(LtlProcess, ShowsAsManyRowsAsAskedFor) {
 TEST_F(LtlProcess, KeepsFloodSetsWhenTheirClientGoes) {
     switch_process running(run_dir);
     {
-        desk_peer gone(run_dir);
+        raw_peer gone(run_dir);
         gone.register_client();
         EXPECT_EQ(ask(gone, flood_update, flood_payload({{10, 8, {0x68030700, 1}}})).at(7), 0u);
     }
-    desk_peer peer(run_dir);
+    raw_peer peer(run_dir);
     while (peer.ask("clients").at("clients").at(0).at("state") != "lost") {
     }
     const auto kept = peer.ask("flood").at("flood");
@@ -107,7 +107,7 @@ TEST_F(LtlProcess, KeepsFloodSetsWhenTheirClientGoes) {
 TEST_F(LtlProcess, RefusesVlansAndRunsOutOfIndexes) {
     switch_process running(
         run_dir, {"--ltl-refuse-vlan", "10", "--ltl-refuse-vlan", "11", "--ltl-pool", "1"});
-    desk_peer peer(run_dir);
+    raw_peer peer(run_dir);
     EXPECT_EQ(ask(peer, flood_update, flood_payload({{10, 1}, {11, 1}, {12, 1}})),
               (test_words{16, 1, 0x99, 3, 10, 0, 0, 1, 11, 0, 0, 1, 12, 0, 0, 0}));
     EXPECT_EQ(ask(peer, allocation, ltl_payload(11, 7, {})).at(7), 1u);
@@ -121,7 +121,7 @@ TEST_F(LtlProcess, RefusesVlansAndRunsOutOfIndexes) {
 
 TEST_F(LtlProcess, AnswersTwice) {
     switch_process running(run_dir, {"--ltl-answer", "twice"});
-    desk_peer peer(run_dir);
+    raw_peer peer(run_dir);
     const test_words first = ask(peer, allocation, ltl_payload(12, 7, {}));
     EXPECT_EQ(first.size(), 8u);
     EXPECT_EQ(receive(peer, allocation), first);
@@ -129,7 +129,7 @@ TEST_F(LtlProcess, AnswersTwice) {
 
 TEST_F(LtlProcess, AnswersLate) {
     switch_process running(run_dir, {"--ltl-answer", "late:300"});
-    desk_peer peer(run_dir);
+    raw_peer peer(run_dir);
     const auto start = std::chrono::steady_clock::now();
     peer.send(ltl_head(flood_update), flood_payload({{12, 1}}));
     EXPECT_EQ(peer.ask("flood").at("flood").size(), 1u) << "done already";
@@ -139,7 +139,7 @@ TEST_F(LtlProcess, AnswersLate) {
 
 TEST_F(LtlProcess, NeverAnswers) {
     switch_process running(run_dir, {"--ltl-answer", "never"});
-    desk_peer peer(run_dir);
+    raw_peer peer(run_dir);
     peer.send(ltl_head(flood_update), flood_payload({{12, 1}}));
     // The answer would come before the table.
     EXPECT_EQ(peer.ask("flood").at("flood").size(), 1u);
@@ -172,7 +172,7 @@ TEST_F(LtlProcess, HasItsOptionsListedAndChecked) {
 
 TEST_F(LtlProcess, SurvivesMessagesThatAreNearlyRight) {
     switch_process running(run_dir, {"--ltl-answer", "never"});
-    desk_peer peer(run_dir);
+    raw_peer peer(run_dir);
     peer.register_client();
     const std::pair<std::uint32_t, bytes> whole[] = {
         {allocation, ltl_payload(10, 7, {1, 2, 3})},

@@ -87,7 +87,7 @@ TEST(Ltl, AllocationsAreRefusedOneByOne) {
 TEST(Ltl, ModificationReplacesTheInterfaces) {
     ltl_service test;
     test.allocate(7, {5, 6});
-    desk::session other{.pid = 99};
+    sim::session other{.pid = 99};
     const auto replies =
         test.send(other, ltl_head(modification), ltl_payload(0x4000, 7, {9, 8, 6}));
     ASSERT_EQ(replies.size(), 1u);
@@ -143,16 +143,16 @@ TEST(Ltl, IsReleasedWithItsTagAndOnlyOnce) {
 TEST(Ltl, StaysWhenItsClientGoes) {
     ltl_service test;
     test.allocate(7, {5});
-    desk::handle_loss(test.vell, test.from, "it closed its connection");
+    sim::handle_loss(test.vell, test.from, "it closed its connection");
     EXPECT_EQ(test.held(0x4000), test_words{5});
-    desk::session other{.pid = 99};
+    sim::session other{.pid = 99};
     test.send(other, ltl_head(release), release_payload(0x4000, 7));
     EXPECT_TRUE(test.ltls().empty());
 }
 
 TEST(Ltl, MayBelongToAPeerWithoutAnId) {
     ltl_service test;
-    desk::session other{.pid = 99};
+    sim::session other{.pid = 99};
     EXPECT_EQ(test.send(other, ltl_head(allocation), ltl_payload(10, 7, {5})).size(), 1u);
     EXPECT_EQ(test.ltls().at(0).at("client"), 0);
     EXPECT_EQ(test.ltls().at(0).at("pid"), 99);
@@ -170,7 +170,7 @@ TEST(Ltl, RequestsThatAreNotRightAreRefusedWhole) {
         test.send(test.from, request_head(230, release, 1), release_payload(0x4000, 7)).empty());
     EXPECT_TRUE(
         test.send(test.from, request_head(214, release, 0), release_payload(0x4000, 7)).empty());
-    desk::session other{.pid = 99};
+    sim::session other{.pid = 99};
     EXPECT_TRUE(test.send(other, ltl_head(modification), {}).empty());
     EXPECT_EQ(test.ltls(), before);
     EXPECT_EQ(test.client_of(test.from).refused, 5u);
@@ -199,18 +199,18 @@ TEST(Ltl, RequestsThatAreNotRightAreRefusedWhole) {
 
 TEST(Ltl, AnswersComeAsTheFaultModeSays) {
     const bytes asked = ltl_payload(10, 7, {});
-    ltl_service silent({.ltl_answer = desk::ack_mode::never});
+    ltl_service silent({.ltl_answer = sim::ack_mode::never});
     EXPECT_TRUE(silent.ask(allocation, asked).empty());
     EXPECT_EQ(silent.ltls().size(), 1u) << "done all the same";
-    ltl_service twice({.ltl_answer = desk::ack_mode::twice});
+    ltl_service twice({.ltl_answer = sim::ack_mode::twice});
     const auto both = twice.ask(allocation, asked);
     ASSERT_EQ(both.size(), 2u);
     EXPECT_EQ(both[0].frame, both[1].frame);
     EXPECT_EQ(twice.ltls().size(), 1u);
     ltl_service late(
-        {.ltl_answer = desk::ack_mode::late, .ltl_answer_delay = std::chrono::milliseconds(70)});
+        {.ltl_answer = sim::ack_mode::late, .ltl_answer_delay = std::chrono::milliseconds(70)});
     EXPECT_EQ(late.ask(flood_update, flood_payload({})).at(0).delay.count(), 70);
-    EXPECT_EQ(ltl_service({.answer = desk::ack_mode::never}).ask(allocation, asked).size(), 1u)
+    EXPECT_EQ(ltl_service({.answer = sim::ack_mode::never}).ask(allocation, asked).size(), 1u)
         << "of statistics";
 }
 
@@ -219,7 +219,7 @@ TEST(Ltl, TableIsShownUpToALimit) {
     test.allocate();
     test.allocate();
     EXPECT_EQ(
-        desk::answer_show(test.vell, R"(ltl {"limit":1})").text,
+        sim::answer_show(test.vell, R"(ltl {"limit":1})").text,
         R"({"ltl":[{"index":16384,"vlan":10,"tag":7,"client":1,"pid":4711,"interfaces":[]}],"matched":2,)"
         R"("pool":{"first":16384,"size":1024,"in_use":2}})");
 }
@@ -228,7 +228,7 @@ TEST(Ltl, TableIsNarrowedByVlan) {
     ltl_service test;
     test.ask(allocation, ltl_payload(10, 1, {}));
     test.ask(allocation, ltl_payload(11, 2, {}));
-    EXPECT_EQ(desk::answer_show(test.vell, R"(ltl {"vlan":11})").text,
+    EXPECT_EQ(sim::answer_show(test.vell, R"(ltl {"vlan":11})").text,
               R"({"ltl":[{"index":16385,"vlan":11,"tag":2,"client":1,"pid":4711,"interfaces":[]}],)"
               R"("narrowed":true,"pool":{"first":16384,"size":1024,"in_use":2}})");
 }

@@ -10,11 +10,11 @@
 #include <string_view>
 
 struct ltl_service : test_service {
-    desk::session from = registered_session();
+    sim::session from = registered_session();
 
-    explicit ltl_service(const desk::fault_modes &faults = {}) : test_service(faults) {}
+    explicit ltl_service(const sim::fault_modes &faults = {}) : test_service(faults) {}
 
-    std::vector<desk::reply> ask(std::uint32_t opcode, const bytes &payload) {
+    std::vector<sim::reply> ask(std::uint32_t opcode, const bytes &payload) {
         return send(from, ltl_head(opcode), payload);
     }
     // The words of the only answer.
@@ -37,7 +37,7 @@ struct ltl_service : test_service {
     }
 
     nlohmann::json shown(const char *table, std::string_view request) const {
-        const desk::show_answer answered = desk::answer_show(vell, request);
+        const sim::show_answer answered = sim::answer_show(vell, request);
         EXPECT_FALSE(answered.is_error) << answered.text;
         return nlohmann::json::parse(answered.text).at(table);
     }

@@ -12,7 +12,7 @@ using json = nlohmann::ordered_json;
 } // namespace
 
 TEST(LtlText, ShowsIndexesInHexadecimal) {
-    EXPECT_EQ(desk::ltl_text(json::parse(R"({"ltl":[
+    EXPECT_EQ(sim::ltl_text(json::parse(R"({"ltl":[
         {"index":16384,"vlan":10,"tag":7,"client":3,"pid":9,
          "interfaces":[{"if_index":1,"name":"Po12"},{"if_index":2,"name":"Eth3/7"}]},
         {"index":16400,"vlan":4094,"tag":4294967295,"client":0,"pid":9,"interfaces":[]}],
@@ -23,12 +23,12 @@ TEST(LtlText, ShowsIndexesInHexadecimal) {
               "    interfaces: none\n"
               "2 LTLs; 3 of 1024 in use\n");
     EXPECT_EQ(
-        desk::ltl_text(json::parse(R"({"ltl":[],"pool":{"first":16384,"size":0,"in_use":0}})")),
+        sim::ltl_text(json::parse(R"({"ltl":[],"pool":{"first":16384,"size":0,"in_use":0}})")),
         "0 LTLs; 0 of 0 in use\n");
 }
 
 TEST(FloodText, ShowsLineCardsAndInterfaces) {
-    EXPECT_EQ(desk::flood_text(json::parse(R"({"flood":[
+    EXPECT_EQ(sim::flood_text(json::parse(R"({"flood":[
         {"vlan":10,"line_cards":[1,3],"line_card_mask":10,"client":3,"pid":9,
          "interfaces":[{"if_index":99,"name":"0x00000063"},{"if_index":2,"name":"Eth3/7"}]},
         {"vlan":11,"line_cards":[],"line_card_mask":0,"client":0,"pid":9,"interfaces":[]}]})")),
@@ -39,15 +39,15 @@ TEST(FloodText, ShowsLineCardsAndInterfaces) {
               "    line cards (0x00000000): none\n"
               "    interfaces: none\n"
               "2 flood sets\n");
-    EXPECT_EQ(desk::flood_text(json::parse(R"({"flood":[]})")), "0 flood sets\n");
+    EXPECT_EQ(sim::flood_text(json::parse(R"({"flood":[]})")), "0 flood sets\n");
 }
 
 TEST(FloodText, SaysWhichLineCardsShareABit) {
     const auto text = [](const char *if_index) {
-        return desk::flood_text(json::parse(fmt::format(R"({{"flood":[
+        return sim::flood_text(json::parse(fmt::format(R"({{"flood":[
             {{"vlan":10,"line_cards":[1],"line_card_mask":2,"client":0,"pid":9,
              "interfaces":[{{"if_index":{},"name":"some"}}]}}]}})",
-                                                        if_index)));
+                                                       if_index)));
     };
     EXPECT_EQ(text("1746994944"), // Eth33/7
               "VLAN 10  pid 9\n"
@@ -65,7 +65,7 @@ TEST(FloodText, SaysWhichLineCardsShareABit) {
 }
 
 TEST(FloodText, SaysHowManyALimitLeftOut) {
-    EXPECT_EQ(desk::flood_text(json::parse(R"({"flood":[
+    EXPECT_EQ(sim::flood_text(json::parse(R"({"flood":[
         {"vlan":10,"line_cards":[],"line_card_mask":0,"client":0,"pid":9,"interfaces":[]},
         {"vlan":11,"line_cards":[],"line_card_mask":0,"client":0,"pid":9,"interfaces":[]}],"matched":5})")),
               "VLAN 10  pid 9\n"
@@ -75,7 +75,7 @@ TEST(FloodText, SaysHowManyALimitLeftOut) {
               "    line cards (0x00000000): none\n"
               "    interfaces: none\n"
               "2 of 5 flood sets\n");
-    EXPECT_EQ(desk::ltl_text(json::parse(R"({"ltl":[
+    EXPECT_EQ(sim::ltl_text(json::parse(R"({"ltl":[
         {"index":16384,"vlan":10,"tag":7,"client":0,"pid":9,"interfaces":[]}],"matched":3,
         "pool":{"first":16384,"size":1024,"in_use":4}})")),
               "LTL 0x4000  VLAN 10, tag 7, pid 9\n"

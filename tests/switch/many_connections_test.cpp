@@ -1,5 +1,5 @@
 // More of everything than is usual: clients, connections, bytes that nobody reads.
-#include "desk_peer.h"
+#include "raw_peer.h"
 #include "service_socket.h"
 #include "switch_process.h"
 #include "test_service.h"
@@ -27,12 +27,12 @@ protected:
     const std::string run_dir = directory.path() + "/run";
 };
 
-using peers = std::vector<std::unique_ptr<desk_peer>>;
+using peers = std::vector<std::unique_ptr<raw_peer>>;
 
 peers connect_many(const std::string &run_dir, std::size_t count) {
     peers made;
     for (std::size_t i = 0; i < count; ++i) {
-        made.push_back(std::make_unique<desk_peer>(run_dir));
+        made.push_back(std::make_unique<raw_peer>(run_dir));
     }
     return made;
 }
@@ -45,7 +45,7 @@ TEST_F(ManyConnections, Of255ClientsAndOneMore) {
     for (std::size_t i = 0; i < all.size(); ++i) {
         ASSERT_EQ(all[i]->register_client(static_cast<std::uint32_t>(1000 + i)), i + 1);
     }
-    desk_peer one_more(run_dir);
+    raw_peer one_more(run_dir);
     one_more.send(register_head(), register_payload(2000));
     EXPECT_EQ(one_more.receive_ack(), std::pair(0, 0));
     EXPECT_THAT(service_log(run_dir, 102),
@@ -110,7 +110,7 @@ TEST_F(ManyConnections, AreNotMoreThanItsDescriptorsAllow) {
 
 TEST_F(ManyConnections, EndWithAPeerThatDoesNotReadItsMessages) {
     switch_process running(run_dir);
-    desk_peer deaf(run_dir);
+    raw_peer deaf(run_dir);
     bool taken = true;
     // Each pair of requests makes one acknowledgment; the limit is 1 MiB of them.
     const bytes pair = message()
@@ -128,7 +128,7 @@ TEST_F(ManyConnections, EndWithAPeerThatDoesNotReadItsMessages) {
 
 TEST_F(ManyConnections, AreNotHeldUpByOneThatDoesNotReadItsTable) {
     switch_process running(run_dir);
-    desk_peer client(run_dir);
+    raw_peer client(run_dir);
     const std::uint8_t id = client.register_client();
     std::vector<test_route> routes(6'000);
     for (std::uint32_t i = 0; i < routes.size(); ++i) {
@@ -136,10 +136,10 @@ TEST_F(ManyConnections, AreNotHeldUpByOneThatDoesNotReadItsTable) {
         routes[i].flags = 0xffffffff;
     }
     client.send(route_head(), route_payload(id, routes));
-    desk_peer deaf(run_dir);
-    desk::frame_head show{};
-    show.magic = desk::frame_magic;
-    show.kind = desk::frame_kind::show_request;
+    raw_peer deaf(run_dir);
+    sim::frame_head show{};
+    show.magic = sim::frame_magic;
+    show.kind = sim::frame_kind::show_request;
     for (int i = 0; i < 3; ++i) {
         deaf.send(show, message().text("routes", 6));
     }
@@ -147,7 +147,7 @@ TEST_F(ManyConnections, AreNotHeldUpByOneThatDoesNotReadItsTable) {
     EXPECT_EQ(client.ask("routes").at("routes").size(), routes.size());
     // Late, but whole: a table is not a message that a client forgot.
     for (int i = 0; i < 3; ++i) {
-        std::optional<desk::frame> part;
+        std::optional<sim::frame> part;
         do {
             part = deaf.receive();
             ASSERT_TRUE(part);
@@ -159,14 +159,14 @@ TEST_F(ManyConnections, AreNotHeldUpByOneThatDoesNotReadItsTable) {
 TEST_F(ManyConnections, CostNothingWhileTheyOnlyWait) {
     switch_process running(run_dir);
     // All sent, and more to read than the socket holds.
-    desk_peer deaf(run_dir);
+    raw_peer deaf(run_dir);
     for (int i = 0; i < 2000; ++i) {
         deaf.send(register_head(), register_payload(500));
         deaf.send(deregister_head(), deregister_payload(1));
     }
     deaf.shut_down_sending();
-    desk_peer silent(run_dir);
-    desk_peer halfway(run_dir);
+    raw_peer silent(run_dir);
+    raw_peer halfway(run_dir);
     halfway.send_raw(cut(frame_bytes(register_head(), register_payload(500)), 200));
     expect_service(run_dir);
     EXPECT_TRUE(running.is_idle());
@@ -178,7 +178,7 @@ TEST_F(ManyConnections, CostNothingWhileTheyOnlyWait) {
 
 TEST_F(ManyConnections, AreAnsweredWhenTheySendNoMore) {
     switch_process running(run_dir);
-    desk_peer peer(run_dir);
+    raw_peer peer(run_dir);
     peer.send(register_head(), register_payload(500));
     peer.shut_down_sending();
     EXPECT_EQ(peer.receive_ack(), std::pair(1, 1));
@@ -198,7 +198,7 @@ TEST_F(ManyConnections, AreOfTheSameUserOnly) {
     if (stranger == 0) {
         constexpr uid_t nobody = 65534;
         sockaddr_un address{};
-        desk::service_address(run_dir, address);
+        sim::service_address(run_dir, address);
         const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
         const timeval patience{30, 0};
         setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);

@@ -1,6 +1,6 @@
 // A switch whose memory runs out while it handles a request: it ends that connection and no other.
-#include "desk_peer.h"
 #include "listener.h"
+#include "raw_peer.h"
 #include "server.h"
 #include "switch_process.h"
 #include "test_service.h"
@@ -32,14 +32,14 @@ protected:
             lines_.push_back(text);
         };
         thread_ = std::thread([this] {
-            desk::server serving(vell, place_.socket.get(), stop_.read.get());
+            sim::server serving(vell, place_.socket.get(), stop_.read.get());
             outcome_ = serving.run();
         });
     }
     ~OutOfMemory() override {
         stop_.write.reset();
         thread_.join();
-        EXPECT_EQ(outcome_, desk::server::outcome::stopped);
+        EXPECT_EQ(outcome_, sim::server::outcome::stopped);
     }
     OutOfMemory(const OutOfMemory &) = delete;
     OutOfMemory &operator=(const OutOfMemory &) = delete;
@@ -49,27 +49,27 @@ protected:
         return lines_;
     }
     // Makes the switch write a line in the middle of a request: it refuses it.
-    static void send_refused_request(desk_peer &peer) { peer.send(request_head(230, 1, 0), {}); }
+    static void send_refused_request(raw_peer &peer) { peer.send(request_head(230, 1, 0), {}); }
 
     temporary_directory directory;
     const std::string run_dir = directory.path() + "/run";
 
 private:
     pipe_ends stop_ = make_pipe();
-    desk::listener place_ = desk::open_listener(run_dir);
-    desk::service vell;
+    sim::listener place_ = sim::open_listener(run_dir);
+    sim::service vell;
     std::vector<std::string> lines_;
     std::mutex lines_mutex_;
-    desk::server::outcome outcome_ = desk::server::outcome::died;
+    sim::server::outcome outcome_ = sim::server::outcome::died;
     std::thread thread_;
 };
 
 } // namespace
 
 TEST_F(OutOfMemory, EndsTheConnectionWhoseRequestItCannotHandle) {
-    desk_peer other(run_dir);
+    raw_peer other(run_dir);
     EXPECT_EQ(other.register_client(), 1);
-    desk_peer peer(run_dir);
+    raw_peer peer(run_dir);
     EXPECT_EQ(peer.register_client(), 2);
     failing_lines = 1;
     send_refused_request(peer);
@@ -83,23 +83,23 @@ TEST_F(OutOfMemory, EndsTheConnectionWhoseRequestItCannotHandle) {
 }
 
 TEST_F(OutOfMemory, GoesOnWithoutMemoryForTheLog) {
-    desk_peer peer(run_dir);
+    raw_peer peer(run_dir);
     EXPECT_EQ(peer.register_client(), 1);
     failing_lines = 3;
     send_refused_request(peer);
     EXPECT_TRUE(peer.wait_for_close());
     EXPECT_EQ(failing_lines, 0)
         << "the refusal, the end of the connection and the loss of the client";
-    desk_peer next(run_dir);
+    raw_peer next(run_dir);
     EXPECT_EQ(next.register_client(), 1) << "the id is free";
     expect_service(run_dir);
 }
 
 // Whoever asks for a table has the others' requests handled first.
 TEST_F(OutOfMemory, EndsNotTheConnectionOfWhoAsksMeanwhile) {
-    desk_peer asker(run_dir);
+    raw_peer asker(run_dir);
     asker.ask("clients");
-    desk_peer peer(run_dir);
+    raw_peer peer(run_dir);
     EXPECT_EQ(peer.register_client(), 1);
     failing_lines = 1;
     send_refused_request(peer);

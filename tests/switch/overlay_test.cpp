@@ -13,7 +13,7 @@ using json = nlohmann::json;
 namespace {
 
 struct overlay_service : test_service {
-    desk::session from{.pid = 99}; // which has a queue and nothing else
+    sim::session from{.pid = 99}; // which has a queue and nothing else
 
     void notify(unsigned word_1, const std::vector<int> &payload) {
         send(from, request_head(213, 75820, word_1), literal(payload));
@@ -21,7 +21,7 @@ struct overlay_service : test_service {
     void route(const std::vector<int> &payload, unsigned word_1 = 1) {
         send(from, request_head(213, 75818, word_1), literal(payload));
     }
-    std::string text() const { return desk::answer_show(vell, "overlay").text; }
+    std::string text() const { return sim::answer_show(vell, "overlay").text; }
     json shown() const { return json::parse(text()).at("overlay"); }
 };
 
@@ -61,12 +61,12 @@ TEST(Overlay, KeepsRouteUpdatesAsTheyCome) {
     EXPECT_EQ(test.shown().at("routes"),
               json::parse(R"([{"type":7,"body":"01f2","client":0,"pid":99},
                                                           {"type":264,"body":"","client":1,"pid":4711}])"));
-    for (std::size_t i = 0; i < desk::overlay_routes_kept; ++i) {
+    for (std::size_t i = 0; i < sim::overlay_routes_kept; ++i) {
         test.route({9, 0, 4, 0});
     }
-    EXPECT_EQ(test.shown().at("routes").size(), desk::overlay_routes_kept);
+    EXPECT_EQ(test.shown().at("routes").size(), sim::overlay_routes_kept);
     EXPECT_EQ(test.shown().at("routes").at(0).at("type"), 9);
-    EXPECT_EQ(test.shown().at("route_updates"), desk::overlay_routes_kept + 2);
+    EXPECT_EQ(test.shown().at("route_updates"), sim::overlay_routes_kept + 2);
     EXPECT_TRUE(test.errors.empty());
 }
 
@@ -148,7 +148,7 @@ TEST(Overlay, RefusesWhatIsNotRight) {
 
 TEST(OverlayText, ShowsAll) {
     const auto text = [](const std::string &table) {
-        return desk::overlay_text(nlohmann::ordered_json::parse(table));
+        return sim::overlay_text(nlohmann::ordered_json::parse(table));
     };
     EXPECT_EQ(text(untouched), "Overlay feature: enabled\n"
                                "VLANs disabled: none\n"

@@ -9,28 +9,28 @@
 namespace {
 
 using namespace std::chrono_literals;
-using clock_type = desk::peer_connection::clock;
+using clock_type = sim::peer_connection::clock;
 
 struct socket_pair {
-    desk::file_descriptor near;
-    desk::file_descriptor far;
+    sim::file_descriptor near;
+    sim::file_descriptor far;
 
     socket_pair() {
         int ends[2];
         EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
-        near = desk::file_descriptor(ends[0]);
-        far = desk::file_descriptor(ends[1]);
+        near = sim::file_descriptor(ends[0]);
+        far = sim::file_descriptor(ends[1]);
     }
 };
 
 class PeerConnection : public testing::Test {
 protected:
     socket_pair ends;
-    desk::peer_connection peer{std::move(ends.near), 4711};
+    sim::peer_connection peer{std::move(ends.near), 4711};
     const clock_type::time_point now = clock_type::now();
 
-    static desk::reply reply_of(std::size_t size, char content,
-                                std::chrono::milliseconds delay = 0ms) {
+    static sim::reply reply_of(std::size_t size, char content,
+                               std::chrono::milliseconds delay = 0ms) {
         return {std::vector(size, static_cast<std::byte>(content)), delay};
     }
     // What the peer has been sent so far.

@@ -11,7 +11,7 @@ bytes register_request(std::uint32_t uuid, std::string_view segment) {
 }
 
 std::string refusal_of_register(const bytes &request) {
-    return refusal_of([&] { desk::decode_register_request(request); });
+    return refusal_of([&] { sim::decode_register_request(request); });
 }
 
 } // namespace
@@ -20,21 +20,21 @@ TEST(RegisterRequest, IsDecoded) {
     bytes request =
         literal({0x00, 0xd1, 0xd2, 0xd3, 0x81, 0x72, 0x63, 0x54, 's', 'e', 'g', '-', '1'});
     request.resize(248);
-    const desk::register_request decoded = desk::decode_register_request(request);
+    const sim::register_request decoded = sim::decode_register_request(request);
     EXPECT_EQ(decoded.uuid, 0x54637281u);
     EXPECT_EQ(decoded.segment, "seg-1");
 }
 
 TEST(RegisterRequest, MayHaveAnEmptyAndALongestSegmentName) {
-    EXPECT_EQ(desk::decode_register_request(register_request(500, "")).segment, "");
+    EXPECT_EQ(sim::decode_register_request(register_request(500, "")).segment, "");
     const std::string longest(239, 'n');
-    EXPECT_EQ(desk::decode_register_request(register_request(500, longest)).segment, longest);
+    EXPECT_EQ(sim::decode_register_request(register_request(500, longest)).segment, longest);
 }
 
 TEST(RegisterRequest, IgnoresWhatFollowsTheNul) {
     bytes request = register_request(500, "seg");
     request[247] = std::byte{'x'};
-    EXPECT_EQ(desk::decode_register_request(request).segment, "seg");
+    EXPECT_EQ(sim::decode_register_request(request).segment, "seg");
 }
 
 TEST(RegisterRequest, IsRefusedWithoutANul) {
@@ -45,7 +45,7 @@ TEST(RegisterRequest, IsRefusedWithoutANul) {
 TEST(RegisterRequest, OfAUuidWithoutSegmentMayHoldAnythingInItsName) {
     for (const std::uint32_t uuid : {286u, 592u}) {
         const auto decoded =
-            desk::decode_register_request(register_request(uuid, std::string(240, 'n')));
+            sim::decode_register_request(register_request(uuid, std::string(240, 'n')));
         EXPECT_EQ(decoded.uuid, uuid);
         EXPECT_EQ(decoded.segment, "");
     }
@@ -66,12 +66,12 @@ TEST(RegisterRequest, HasOneLengthOnly) {
 }
 
 TEST(DeregisterRequest, IsItsIdAndNothingElse) {
-    EXPECT_EQ(desk::decode_deregister_request(message().u8(0xc3).fill(247, 0x5a).get()), 0xc3);
+    EXPECT_EQ(sim::decode_deregister_request(message().u8(0xc3).fill(247, 0x5a).get()), 0xc3);
 }
 
 TEST(DeregisterRequest, HasOneLengthOnly) {
     const auto refusal_of_length = [](std::size_t length) {
-        return refusal_of([&] { desk::decode_deregister_request(bytes(length)); });
+        return refusal_of([&] { sim::decode_deregister_request(bytes(length)); });
     };
     EXPECT_EQ(refusal_of_length(0), "offset 0: the message is 0 bytes long, it must be 248");
     EXPECT_EQ(refusal_of_length(1), "offset 1: the message is 1 bytes long, it must be 248");
@@ -90,6 +90,6 @@ TEST(RegisterAck, IsAFrameOfTwoBytes) {
                                .fill(19 * 4, 0)
                                .u8(0xc3)
                                .u8(1);
-    EXPECT_EQ(desk::encode_register_ack(0xc3, true), expected);
-    EXPECT_EQ(desk::encode_register_ack(0, false), patched(expected, 104, {0, 0}));
+    EXPECT_EQ(sim::encode_register_ack(0xc3, true), expected);
+    EXPECT_EQ(sim::encode_register_ack(0, false), patched(expected, 104, {0, 0}));
 }

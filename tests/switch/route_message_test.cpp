@@ -10,15 +10,15 @@ using words = std::array<std::uint32_t, 4>;
 } // namespace
 
 TEST(RouteMessage, HasItsHeadDecoded) {
-    const desk::route_message decoded = desk::decode_route_message(two_routes());
+    const sim::route_message decoded = sim::decode_route_message(two_routes());
     EXPECT_EQ(decoded.client_id, 0xc3);
     EXPECT_EQ(decoded.marker, 0x2435);
     EXPECT_EQ(decoded.records.size(), 2u);
-    EXPECT_FALSE(desk::is_dux_role_update(decoded));
+    EXPECT_FALSE(sim::is_dux_role_update(decoded));
 }
 
 TEST(RouteMessage, HasARecordsFieldsDecoded) {
-    const desk::route_record record = desk::decode_route_message(two_routes()).records.at(0);
+    const sim::route_record record = sim::decode_route_message(two_routes()).records.at(0);
     EXPECT_EQ(record.opcode, 1);
     EXPECT_EQ(record.flags, 0x0706050403201080u);
     EXPECT_EQ(record.key.source_length, 24);
@@ -32,7 +32,7 @@ TEST(RouteMessage, HasARecordsFieldsDecoded) {
 }
 
 TEST(RouteMessage, HasTheSecondRecordDecodedBehindTheFirst) {
-    const desk::route_record record = desk::decode_route_message(two_routes()).records.at(1);
+    const sim::route_record record = sim::decode_route_message(two_routes()).records.at(1);
     EXPECT_EQ(record.opcode, 2);
     EXPECT_EQ(record.flags, 0x1917161514131211u);
     EXPECT_EQ(record.key.source_length, 0);
@@ -49,7 +49,7 @@ TEST(RouteMessage, HasTheSecondRecordDecodedBehindTheFirst) {
 }
 
 TEST(RouteMessage, HasItsListsDecoded) {
-    const desk::route_lists lists = desk::decode_route_message(two_routes()).records.at(0).lists;
+    const sim::route_lists lists = sim::decode_route_message(two_routes()).records.at(0).lists;
     ASSERT_EQ(lists.oifs.size(), 2u);
     EXPECT_EQ(lists.oifs[0].if_index, 0x64636261u);
     EXPECT_EQ(lists.oifs[0].kind, 12u);
@@ -66,27 +66,27 @@ TEST(RouteMessage, HasItsListsDecoded) {
 }
 
 TEST(RouteMessage, MayHaveAllTheGltDataInUse) {
-    const desk::route_lists lists =
-        desk::decode_route_message(patched(two_routes(), 136, {36})).records.at(0).lists;
+    const sim::route_lists lists =
+        sim::decode_route_message(patched(two_routes(), 136, {36})).records.at(0).lists;
     EXPECT_EQ(lists.glt[0].data.front(), 0xa0);
     EXPECT_EQ(lists.glt[0].data.back(), 0xfc);
 }
 
 TEST(RouteMessage, MayHaveNoRecords) {
-    const desk::route_message decoded =
-        desk::decode_route_message(literal({0xc3, 0, 0, 0, 0x35, 0x24, 0, 0}));
+    const sim::route_message decoded =
+        sim::decode_route_message(literal({0xc3, 0, 0, 0, 0x35, 0x24, 0, 0}));
     EXPECT_EQ(decoded.marker, 0x2435);
     EXPECT_TRUE(decoded.records.empty());
 }
 
 TEST(RouteMessage, MayHaveAGroupThatIsNotMulticastWhenItsMaskIsEmpty) {
     const bytes any_group = patched(patched(two_routes(), 195, {0x0a}), 181, {0});
-    EXPECT_EQ(desk::decode_route_message(any_group).records.at(1).key.group, 0x0a2b2a29u);
+    EXPECT_EQ(sim::decode_route_message(any_group).records.at(1).key.group, 0x0a2b2a29u);
 }
 
 TEST(RouteMessage, AcceptsEveryOifKind) {
     for (const int kind : {0, 1, 4, 8, 12}) {
-        const auto decoded = desk::decode_route_message(patched(two_routes(), 64, {kind}));
+        const auto decoded = sim::decode_route_message(patched(two_routes(), 64, {kind}));
         EXPECT_EQ(decoded.records.at(0).lists.oifs.at(0).kind, static_cast<std::uint32_t>(kind));
     }
 }
@@ -94,34 +94,34 @@ TEST(RouteMessage, AcceptsEveryOifKind) {
 TEST(RouteMessage, MayHaveAListWithoutEntries) {
     const bytes empty_list =
         message().add(cut(patched(two_routes(), 2, {1}), 48)).u16(1).u16(2).u16(0).u16(4).u32(0);
-    EXPECT_TRUE(desk::decode_route_message(empty_list).records.at(0).lists.oifs.empty());
+    EXPECT_TRUE(sim::decode_route_message(empty_list).records.at(0).lists.oifs.empty());
 }
 
 TEST(RoleUpdate, IsRecognised) {
-    const desk::route_message decoded = desk::decode_route_message(role_update());
-    EXPECT_TRUE(desk::is_dux_role_update(decoded));
+    const sim::route_message decoded = sim::decode_route_message(role_update());
+    EXPECT_TRUE(sim::is_dux_role_update(decoded));
     EXPECT_EQ(decoded.records.at(0).flags, 0x80000u);
 }
 
 TEST(RoleUpdate, MayGiveNoRole) {
-    const desk::route_message decoded = desk::decode_route_message(patched(role_update(), 14, {0}));
-    EXPECT_TRUE(desk::is_dux_role_update(decoded));
+    const sim::route_message decoded = sim::decode_route_message(patched(role_update(), 14, {0}));
+    EXPECT_TRUE(sim::is_dux_role_update(decoded));
     EXPECT_EQ(decoded.records.at(0).flags, 0u);
 }
 
 TEST(RoleUpdate, IsOneOnlyWithItsMarkerItsOpcodeAndOneRecord) {
     EXPECT_FALSE(
-        desk::is_dux_role_update(desk::decode_route_message(patched(role_update(), 4, {0xa6}))));
+        sim::is_dux_role_update(sim::decode_route_message(patched(role_update(), 4, {0xa6}))));
     const bytes add = patched(patched(role_update(), 8, {1}), 35, {0xef});
-    EXPECT_FALSE(desk::is_dux_role_update(desk::decode_route_message(add)));
+    EXPECT_FALSE(sim::is_dux_role_update(sim::decode_route_message(add)));
     const bytes one = role_update();
     const bytes twice = message().add(patched(one, 2, {2})).add(bytes(one.begin() + 8, one.end()));
-    EXPECT_FALSE(desk::is_dux_role_update(desk::decode_route_message(twice)));
+    EXPECT_FALSE(sim::is_dux_role_update(sim::decode_route_message(twice)));
 }
 
 TEST(RoleRecord, InARouteUpdateMayHaveOtherFields) {
     // Every reserved byte and field of the first record, under another marker, but one role bit at
     // most.
     const bytes role = patched(patched(two_routes(), 8, {23}), 12, {0x80, 0x10, 0x20, 0x02});
-    EXPECT_EQ(desk::decode_route_message(role).records.at(0).opcode, 23);
+    EXPECT_EQ(sim::decode_route_message(role).records.at(0).opcode, 23);
 }

@@ -6,7 +6,7 @@
 namespace {
 
 std::string refusal_of_message(const bytes &sent) {
-    return refusal_of([&] { desk::decode_route_message(sent); });
+    return refusal_of([&] { sim::decode_route_message(sent); });
 }
 
 struct refused_patch {
@@ -210,9 +210,9 @@ TEST(RouteMessage, IsRefusedWhenCutAnywhere) {
     for (std::size_t size = 0; size < whole.size(); ++size) {
         const bytes shortened = cut(whole, size);
         try {
-            desk::decode_route_message(shortened);
+            sim::decode_route_message(shortened);
             ADD_FAILURE() << "accepted, cut to " << size;
-        } catch (const desk::refusal &why) {
+        } catch (const sim::refusal &why) {
             EXPECT_LE(why.offset, size);
         }
     }

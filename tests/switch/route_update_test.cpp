@@ -10,7 +10,7 @@ using testing::HasSubstr;
 
 namespace {
 
-const desk::route &only_route(const test_service &test) {
+const sim::route &only_route(const test_service &test) {
     return test.vell.routes.begin()->second;
 }
 
@@ -18,17 +18,17 @@ const desk::route &only_route(const test_service &test) {
 
 TEST(RouteUpdate, AddsARouteWithAllItsFields) {
     test_service test({.ack_id = 0xc3});
-    desk::session from = test.registered_session();
+    sim::session from = test.registered_session();
     // Without its second record, a delete of another route.
     test.send(from, route_head(), cut(patched(two_routes(), 2, {1}), 168));
     EXPECT_TRUE(test.errors.empty());
     ASSERT_EQ(test.vell.routes.size(), 1u);
-    EXPECT_EQ(test.vell.routes.begin()->first, (desk::route_key{.table = 0x5f5e5d5c,
-                                                                .group = 0xef0c0d0e,
-                                                                .source = 0x0a0b0809,
-                                                                .source_length = 24,
-                                                                .group_length = 31}));
-    const desk::route &held = only_route(test);
+    EXPECT_EQ(test.vell.routes.begin()->first, (sim::route_key{.table = 0x5f5e5d5c,
+                                                               .group = 0xef0c0d0e,
+                                                               .source = 0x0a0b0809,
+                                                               .source_length = 24,
+                                                               .group_length = 31}));
+    const sim::route &held = only_route(test);
     EXPECT_EQ(held.opcode, 1);
     EXPECT_EQ(held.flags, 0x0706050403201080u);
     EXPECT_EQ(held.epoch, 0x4d4c4b4au);
@@ -43,8 +43,8 @@ TEST(RouteUpdate, AddsARouteWithAllItsFields) {
 
 TEST(RouteUpdate, ReplacesTheWholeRouteOfTheSameKey) {
     test_service test;
-    desk::session first = test.registered_session();
-    desk::session second = test.registered_session();
+    sim::session first = test.registered_session();
+    sim::session second = test.registered_session();
     test.send(first, route_head(),
               route_payload(1, {{.flags = 0x80, .rpf_if = 4, .oifs = {{5, 0}, {6, 1}}}}));
     test.send(second, route_head(), route_payload(2, {{.flags = 0x1, .rpf_if = 9}}));
@@ -57,7 +57,7 @@ TEST(RouteUpdate, ReplacesTheWholeRouteOfTheSameKey) {
 
 TEST(RouteUpdate, TellsRoutesApartByEveryPartOfTheKey) {
     test_service test;
-    desk::session from = test.registered_session();
+    sim::session from = test.registered_session();
     test.send(from, route_head(),
               route_payload(1, {{},
                                 {.source = 0x0a000008},
@@ -71,7 +71,7 @@ TEST(RouteUpdate, TellsRoutesApartByEveryPartOfTheKey) {
 
 TEST(RouteUpdate, AppliesItsRecordsInOrder) {
     test_service test;
-    desk::session from = test.registered_session();
+    sim::session from = test.registered_session();
     test.send(from, route_head(), route_payload(1, {{.rpf_if = 1}, {.opcode = 2}, {.rpf_if = 2}}));
     ASSERT_EQ(test.vell.routes.size(), 1u);
     EXPECT_EQ(only_route(test).rpf_if, 2u);
@@ -83,7 +83,7 @@ TEST(RouteUpdate, AppliesItsRecordsInOrder) {
 
 TEST(RouteUpdate, MayBeEmpty) {
     test_service test;
-    desk::session from = test.registered_session();
+    sim::session from = test.registered_session();
     test.send(from, route_head(), route_payload(1, {}));
     EXPECT_TRUE(test.errors.empty());
     EXPECT_EQ(test.client_of(from).messages, 2u);
@@ -92,7 +92,7 @@ TEST(RouteUpdate, MayBeEmpty) {
 
 TEST(RouteUpdate, IsAppliedWholeOrNotAtAll) {
     test_service test;
-    desk::session from = test.registered_session();
+    sim::session from = test.registered_session();
     test.send(from, route_head(), route_payload(1, {{.table = 1}}));
     test.send(
         from, route_head(),
@@ -109,7 +109,7 @@ TEST(RouteUpdate, IsAppliedWholeOrNotAtAll) {
 
 TEST(RouteUpdate, IsRefusedWithAnotherConnectionsId) {
     test_service test;
-    desk::session from = test.registered_session();
+    sim::session from = test.registered_session();
     test.registered_session();
     test.send(from, route_head(), route_payload(2, {{}}));
     EXPECT_THAT(
@@ -121,7 +121,7 @@ TEST(RouteUpdate, IsRefusedWithAnotherConnectionsId) {
 
 TEST(MissedDelete, IsLoggedAndCountedButNoError) {
     test_service test;
-    desk::session from = test.registered_session();
+    sim::session from = test.registered_session();
     test.send(from, route_head(),
               route_payload(1, {{.opcode = 2, .source = 0, .source_length = 0}}));
     EXPECT_TRUE(test.errors.empty());
@@ -135,7 +135,7 @@ TEST(MissedDelete, IsLoggedAndCountedButNoError) {
 
 TEST(MissedDelete, ComesInThousandsWithAFewLines) {
     test_service test;
-    desk::session from = test.registered_session();
+    sim::session from = test.registered_session();
     test.traces.clear();
     test.send(from, route_head(), route_payload(1, std::vector<test_route>(5000, {.opcode = 2})));
     EXPECT_EQ(test.client_of(from).missed_deletes, 5000u);
@@ -151,7 +151,7 @@ TEST(RoleUpdate, SetsTheClientsRoleAndNoRoute) {
         {{0x00, 0x00, 0x00, 0x00}, "none given"},
     };
     test_service test({.ack_id = 0xc3});
-    desk::session from = test.registered_session();
+    sim::session from = test.registered_session();
     EXPECT_EQ(test.client_of(from).dux_role, "");
     for (const auto &[flags, name] : roles) {
         test.send(from, role_head(), patched(role_update(), 12, flags));
@@ -164,7 +164,7 @@ TEST(RoleUpdate, SetsTheClientsRoleAndNoRoute) {
 
 TEST(RoleUpdate, HasItsOwnSendOptions) {
     test_service test({.ack_id = 0xc3});
-    desk::session from = test.registered_session();
+    sim::session from = test.registered_session();
     test.send(from, route_head(), role_update());
     ASSERT_EQ(test.errors.size(), 1u);
     EXPECT_THAT(test.errors[0],
@@ -174,9 +174,9 @@ TEST(RoleUpdate, HasItsOwnSendOptions) {
 
 TEST(RoleRecord, InARouteUpdateSetsTheRoleToo) {
     test_service test;
-    desk::session from = test.registered_session();
+    sim::session from = test.registered_session();
     test.send(from, route_head(),
-              route_payload(1, {{.opcode = 23, .flags = desk::flag_dux_forward_odd}, {}}));
+              route_payload(1, {{.opcode = 23, .flags = sim::flag_dux_forward_odd}, {}}));
     EXPECT_TRUE(test.errors.empty());
     EXPECT_EQ(test.client_of(from).dux_role, "forward_odd");
     EXPECT_EQ(test.vell.routes.size(), 1u);

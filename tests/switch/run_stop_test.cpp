@@ -1,4 +1,4 @@
-#include "desk_peer.h"
+#include "raw_peer.h"
 #include "switch_process.h"
 #include "test_service.h"
 
@@ -62,7 +62,7 @@ TEST_F(RunAndStop, InTheBackgroundFailsAsItDoesOtherwise) {
 TEST_F(RunAndStop, EndsCleanlyOnSigtermAndSigint) {
     for (const int number : {SIGTERM, SIGINT}) {
         switch_process running(run_dir);
-        desk_peer peer(run_dir);
+        raw_peer peer(run_dir);
         peer.register_client();
         running.signal(number);
         EXPECT_EQ(running.wait(), 0);
@@ -161,9 +161,9 @@ TEST_F(RunAndStop, HasNothingToStopWithoutASwitch) {
 }
 
 TEST_F(RunAndStop, SaysOnStandardErrorWhatItLogs) {
-    const desk::file_descriptor heard = unnamed_file();
+    const sim::file_descriptor heard = unnamed_file();
     switch_process running(run_dir, {}, heard.get());
-    desk_peer peer(run_dir);
+    raw_peer peer(run_dir);
     const std::uint8_t id = peer.register_client();
     peer.send(notice_head(), notice_payload(9, 1, 2, 3));
     peer.send(deregister_head(), deregister_payload(id));
@@ -178,7 +178,7 @@ TEST_F(RunAndStop, SaysOnStandardErrorWhatItLogs) {
 }
 
 TEST_F(RunAndStop, IsSilentWhenQuiet) {
-    const desk::file_descriptor heard = unnamed_file();
+    const sim::file_descriptor heard = unnamed_file();
     switch_process running(run_dir, {"--quiet"}, heard.get());
     expect_service(run_dir);
     EXPECT_EQ(read_file(heard.get()), "");
@@ -195,7 +195,7 @@ TEST_F(RunAndStop, GoesOnWhenNobodyReadsItsStandardError) {
 }
 
 TEST_F(RunAndStop, GoesOnWithoutItsLogFileAndSaysSoOnce) {
-    const desk::file_descriptor heard = unnamed_file();
+    const sim::file_descriptor heard = unnamed_file();
     switch_process running(run_dir, {"--quiet"}, heard.get());
     std::filesystem::remove_all(run_dir + "/log");
     expect_service(run_dir);

@@ -4,13 +4,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-using desk::client_state;
+using sim::client_state;
 using testing::ElementsAre;
 
 namespace {
 
 // What the acknowledgment carries behind the frame's head.
-bytes ack_payload(const desk::reply &ack) {
+bytes ack_payload(const sim::reply &ack) {
     return bytes(ack.frame.begin() + 104, ack.frame.end());
 }
 
@@ -18,8 +18,8 @@ bytes ack_payload(const desk::reply &ack) {
 
 TEST(Registration, IsAcknowledgedWithTheSmallestId) {
     test_service test;
-    desk::session first{.pid = 11};
-    desk::session second{.pid = 12};
+    sim::session first{.pid = 11};
+    sim::session second{.pid = 12};
     const auto first_replies = test.send(first, register_head(), register_payload(500, "seg-a"));
     const auto second_replies = test.send(second, register_head(), register_payload(500, "seg-b"));
     ASSERT_EQ(first_replies.size(), 1u);
@@ -30,7 +30,7 @@ TEST(Registration, IsAcknowledgedWithTheSmallestId) {
     EXPECT_THAT(test.traces,
                 ElementsAre("client 1 (pid 11) registered: uuid 500, segment \"seg-a\"",
                             "client 2 (pid 12) registered: uuid 500, segment \"seg-b\""));
-    const desk::client &row = test.client_of(second);
+    const sim::client &row = test.client_of(second);
     EXPECT_EQ(row.id, 2);
     EXPECT_EQ(row.pid, 12u);
     EXPECT_EQ(row.uuid, 500u);
@@ -41,8 +41,8 @@ TEST(Registration, IsAcknowledgedWithTheSmallestId) {
 
 TEST(Registration, IsRefusedOnARegisteredConnection) {
     test_service test;
-    desk::session from = test.registered_session();
-    const desk::client_key key = from.client_of;
+    sim::session from = test.registered_session();
+    const sim::client_key key = from.client_of;
     EXPECT_TRUE(test.send(from, register_head(), register_payload(501)).empty());
     EXPECT_EQ(from.client_of, key);
     EXPECT_EQ(test.client_of(from).uuid, 500u);
@@ -54,7 +54,7 @@ TEST(Registration, IsRefusedOnARegisteredConnection) {
 
 TEST(Registration, MayFollowADeregistration) {
     test_service test;
-    desk::session from = test.registered_session();
+    sim::session from = test.registered_session();
     EXPECT_TRUE(test.send(from, deregister_head(), deregister_payload(1)).empty());
     EXPECT_EQ(from.client_of, 0u);
     EXPECT_EQ(test.traces.back(), "client 1 (pid 4711) deregistered");
@@ -71,7 +71,7 @@ TEST(Registration, IsRejectedWhenAllIdsAreTaken) {
     for (int i = 0; i < 255; ++i) {
         test.registered_session();
     }
-    desk::session one_more{.pid = 99};
+    sim::session one_more{.pid = 99};
     const auto replies = test.send(one_more, register_head(), register_payload(600));
     ASSERT_EQ(replies.size(), 1u);
     EXPECT_EQ(ack_payload(replies[0]), literal({0, 0}));
@@ -83,8 +83,8 @@ TEST(Registration, IsRejectedWhenAllIdsAreTaken) {
 
 TEST(Deregistration, IsRefusedWithAnotherConnectionsId) {
     test_service test;
-    desk::session first = test.registered_session();
-    desk::session second = test.registered_session();
+    sim::session first = test.registered_session();
+    sim::session second = test.registered_session();
     test.send(second, deregister_head(), deregister_payload(1));
     EXPECT_THAT(
         test.errors,
@@ -96,9 +96,9 @@ TEST(Deregistration, IsRefusedWithAnotherConnectionsId) {
 
 TEST(Loss, EndsTheRegistrationAndKeepsTheRoutes) {
     test_service test;
-    desk::session from = test.registered_session();
+    sim::session from = test.registered_session();
     test.send(from, route_head(), route_payload(1, {test_route{}}));
-    desk::handle_loss(test.vell, from, "it closed its connection");
+    sim::handle_loss(test.vell, from, "it closed its connection");
     EXPECT_EQ(test.vell.clients.all().begin()->second.state, client_state::lost);
     EXPECT_EQ(test.traces.back(), "client 1 (pid 4711) lost: it closed its connection");
     EXPECT_EQ(test.vell.routes.size(), 1u);
@@ -107,15 +107,15 @@ TEST(Loss, EndsTheRegistrationAndKeepsTheRoutes) {
 
 TEST(Loss, OfAnUnregisteredPeerIsNoNews) {
     test_service test;
-    desk::session from{.pid = 5};
-    desk::handle_loss(test.vell, from, "it closed its connection");
+    sim::session from{.pid = 5};
+    sim::handle_loss(test.vell, from, "it closed its connection");
     EXPECT_TRUE(test.traces.empty());
     EXPECT_TRUE(test.errors.empty());
 }
 
 TEST(Ipv6Notice, IsCountedAndItsValuesAreKept) {
     test_service test;
-    desk::session from = test.registered_session();
+    sim::session from = test.registered_session();
     test.send(from, notice_head(), notice_payload(1, 10, 20, 30));
     test.send(from, notice_head(), notice_payload(1, 0xfffffffe, 21, 0xfffd));
     EXPECT_TRUE(test.errors.empty());
@@ -126,7 +126,7 @@ TEST(Ipv6Notice, IsCountedAndItsValuesAreKept) {
 
 TEST(Refusal, CountsForTheSenderAndChangesNothing) {
     test_service test;
-    desk::session from = test.registered_session();
+    sim::session from = test.registered_session();
     test.send(from, notice_head(), cut(notice_payload(1, 1, 2, 3), 15));
     EXPECT_THAT(test.errors,
                 ElementsAre("client 1 (pid 4711): IPv6 route notice (opcode 75779): offset 15: the "
@@ -138,7 +138,7 @@ TEST(Refusal, CountsForTheSenderAndChangesNothing) {
 
 TEST(Refusal, OfAnUnregisteredPeerNamesItsProcess) {
     test_service test;
-    desk::session from{.pid = 77};
+    sim::session from{.pid = 77};
     test.send(from, route_head(), route_payload(3, {test_route{}}));
     test.send(from, deregister_head(), deregister_payload(0));
     EXPECT_THAT(
@@ -154,7 +154,7 @@ namespace {
 
 struct wrong_head {
     const char *name;
-    void (*spoil)(desk::frame_head &head);
+    void (*spoil)(sim::frame_head &head);
     const char *refusal;
 };
 
@@ -164,7 +164,7 @@ void PrintTo(const wrong_head &wrong, std::ostream *out) {
 
 class HeadRefusal : public testing::TestWithParam<wrong_head> {};
 
-using head = desk::frame_head;
+using head = sim::frame_head;
 
 std::string head_test_name(const testing::TestParamInfo<wrong_head> &tested) {
     return tested.param.name;
@@ -174,7 +174,7 @@ std::string head_test_name(const testing::TestParamInfo<wrong_head> &tested) {
 
 TEST_P(HeadRefusal, NamesOffsetAndReason) {
     test_service test;
-    desk::session from = test.registered_session();
+    sim::session from = test.registered_session();
     head spoiled = notice_head();
     GetParam().spoil(spoiled);
     test.send(from, spoiled, notice_payload(1, 1, 2, 3));
@@ -209,8 +209,8 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(HeadRefusal, KnowsWhatWord1HasToBe) {
     test_service test;
-    desk::session from = test.registered_session();
-    const auto refusal_with = [&](desk::frame_head sent, const bytes &payload) {
+    sim::session from = test.registered_session();
+    const auto refusal_with = [&](sim::frame_head sent, const bytes &payload) {
         sent.options[1] = 1 - sent.options[1];
         test.errors.clear();
         test.send(from, sent, payload);
@@ -231,7 +231,7 @@ TEST(HeadRefusal, KnowsWhatWord1HasToBe) {
 
 TEST(FaultModes, RejectEveryRegistration) {
     test_service test({.reject_registration = true});
-    desk::session from{.pid = 8};
+    sim::session from{.pid = 8};
     const auto replies = test.send(from, register_head(), register_payload(500));
     ASSERT_EQ(replies.size(), 1u);
     EXPECT_EQ(ack_payload(replies[0]), literal({0, 0}));
@@ -242,20 +242,20 @@ TEST(FaultModes, RejectEveryRegistration) {
 }
 
 TEST(FaultModes, AcknowledgeLateTwiceOrNever) {
-    desk::session from{};
-    test_service late({.ack = desk::ack_mode::late, .ack_delay = std::chrono::milliseconds(70)});
+    sim::session from{};
+    test_service late({.ack = sim::ack_mode::late, .ack_delay = std::chrono::milliseconds(70)});
     const auto late_replies = late.send(from, register_head(), register_payload(500));
     ASSERT_EQ(late_replies.size(), 1u);
     EXPECT_EQ(late_replies[0].delay.count(), 70);
 
     from = {};
-    test_service twice({.ack = desk::ack_mode::twice});
+    test_service twice({.ack = sim::ack_mode::twice});
     const auto two_replies = twice.send(from, register_head(), register_payload(500));
     ASSERT_EQ(two_replies.size(), 2u);
     EXPECT_EQ(two_replies[0].frame, two_replies[1].frame);
 
     from = {};
-    test_service never({.ack = desk::ack_mode::never});
+    test_service never({.ack = sim::ack_mode::never});
     EXPECT_TRUE(never.send(from, register_head(), register_payload(500)).empty());
     EXPECT_EQ(never.client_of(from).id, 1);
 }
@@ -263,8 +263,8 @@ TEST(FaultModes, AcknowledgeLateTwiceOrNever) {
 TEST(FaultModes, HandOutTheIdTheyAreTold) {
     for (const std::uint8_t id : {std::uint8_t{0}, std::uint8_t{200}}) {
         test_service test({.ack_id = id});
-        desk::session first{};
-        desk::session second{};
+        sim::session first{};
+        sim::session second{};
         EXPECT_EQ(ack_payload(test.send(first, register_head(), register_payload(500)).at(0)),
                   literal({id, 1}));
         EXPECT_EQ(ack_payload(test.send(second, register_head(), register_payload(500)).at(0)),

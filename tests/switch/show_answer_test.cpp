@@ -9,22 +9,22 @@
 namespace {
 
 std::string shown(const test_service &test, std::string_view request) {
-    const desk::show_answer answer = desk::answer_show(test.vell, request);
+    const sim::show_answer answer = sim::answer_show(test.vell, request);
     EXPECT_FALSE(answer.is_error) << answer.text;
     return answer.text;
 }
 
 std::string error_of(std::string_view request) {
     const test_service test;
-    const desk::show_answer answer = desk::answer_show(test.vell, request);
+    const sim::show_answer answer = sim::answer_show(test.vell, request);
     EXPECT_TRUE(answer.is_error);
     return answer.text;
 }
 
 // The groups of the shown routes, in their order.
-std::vector<std::string> groups(const test_service &test, const desk::show_query &query) {
+std::vector<std::string> groups(const test_service &test, const sim::show_query &query) {
     std::vector<std::string> found;
-    const auto table = nlohmann::json::parse(shown(test, desk::encode_show_query(query)));
+    const auto table = nlohmann::json::parse(shown(test, sim::encode_show_query(query)));
     for (const auto &route : table.at("routes")) {
         found.push_back(route.at("group"));
     }
@@ -34,8 +34,8 @@ std::vector<std::string> groups(const test_service &test, const desk::show_query
 // Five routes of two clients in two tables.
 struct filled_service : test_service {
     filled_service() {
-        desk::session first = registered_session();
-        desk::session second = registered_session();
+        sim::session first = registered_session();
+        sim::session second = registered_session();
         send(first, route_head(),
              route_payload(1, {{.group = 0xef000003, .table = 9, .oifs = {{5, 0}, {6, 0}}},
                                {.group = 0xef000002, .table = 9},
@@ -60,7 +60,7 @@ TEST(ShowRoutes, IsEmptyAtFirst) {
 
 TEST(ShowRoutes, PrintsEveryField) {
     test_service test({.ack_id = 0xc3});
-    desk::session from = test.registered_session();
+    sim::session from = test.registered_session();
     test.send(from, route_head(), cut(patched(two_routes(), 2, {1}), 168));
     EXPECT_EQ(
         shown(test, "routes"),
@@ -92,18 +92,18 @@ TEST(ShowRoutes, IsNarrowedByEachFilter) {
 
 TEST(ShowRoutes, SaysHowManyThereAreWhenLimited) {
     const auto table = nlohmann::json::parse(shown(
-        filled_service(), desk::encode_show_query({.name = "routes", .table = 9, .limit = 2})));
+        filled_service(), sim::encode_show_query({.name = "routes", .table = 9, .limit = 2})));
     EXPECT_EQ(table.at("routes").size(), 2u);
     EXPECT_EQ(table.at("matched"), 4);
     EXPECT_FALSE(table.contains("narrowed")) << "a table is a whole";
     const auto narrowed = nlohmann::json::parse(
-        shown(filled_service(), desk::encode_show_query({.name = "routes", .source = 0})));
+        shown(filled_service(), sim::encode_show_query({.name = "routes", .source = 0})));
     EXPECT_EQ(narrowed.at("narrowed"), true);
 }
 
 TEST(ShowRoutes, IsSummedUpPerTable) {
     EXPECT_EQ(
-        shown(filled_service(), desk::encode_show_query({.name = "routes", .summary = true})),
+        shown(filled_service(), sim::encode_show_query({.name = "routes", .summary = true})),
         R"({"summary":[{"table":8,"routes":1,"sg":1,"star_g":0,"with_oifs":1,"without_oifs":0,"oifs":1},)"
         "\n"
         R"({"table":9,"routes":4,"sg":3,"star_g":1,"with_oifs":2,"without_oifs":2,"oifs":3}]})");
@@ -111,12 +111,12 @@ TEST(ShowRoutes, IsSummedUpPerTable) {
 
 TEST(ShowClients, PrintsEveryField) {
     test_service test;
-    desk::session first{.pid = 123};
+    sim::session first{.pid = 123};
     test.send(first, register_head(), register_payload(500, "seg\xff\""));
     test.send(first, notice_head(), notice_payload(1, 8, 9, 7));
     test.send(first, route_head(), route_payload(1, {{}, {.table = 1}, {.opcode = 2, .table = 2}}));
     test.send(first, route_head(), route_payload(9, {}));
-    desk::session second{.pid = 124};
+    sim::session second{.pid = 124};
     test.send(second, register_head(), register_payload(286));
     test.send(second, role_head(), patched(role_update(), 0, {2}));
     test.send(second, deregister_head(), deregister_payload(2));
@@ -133,7 +133,7 @@ TEST(ShowClients, PrintsEveryField) {
 
 TEST(ShowClients, PutsTheRegisteredOnesFirst) {
     test_service test;
-    desk::session first = test.registered_session(501);
+    sim::session first = test.registered_session(501);
     test.registered_session(502);
     test.send(first, deregister_head(), deregister_payload(1));
     test.registered_session(503);
@@ -142,7 +142,7 @@ TEST(ShowClients, PutsTheRegisteredOnesFirst) {
     EXPECT_EQ(table["clients"][1]["uuid"], 502);
     EXPECT_EQ(table["clients"][2]["uuid"], 501);
     const auto narrowed = nlohmann::json::parse(
-        shown(test, desk::encode_show_query({.name = "clients", .client = 1})));
+        shown(test, sim::encode_show_query({.name = "clients", .client = 1})));
     EXPECT_EQ(narrowed["clients"].size(), 2u)
         << "the one that holds the id and the one that held it";
 }
@@ -165,16 +165,15 @@ TEST(ShowRequest, IsAnsweredWithAnErrorWhenItMakesNoSense) {
 }
 
 TEST(ShowQuery, SurvivesTheJourney) {
-    const desk::show_query sent{.name = "routes",
-                                .client = 1,
-                                .table = 4294967295u,
-                                .group = 2,
-                                .source = 3,
-                                .limit = 4,
-                                .summary = true};
+    const sim::show_query sent{.name = "routes",
+                               .client = 1,
+                               .table = 4294967295u,
+                               .group = 2,
+                               .source = 3,
+                               .limit = 4,
+                               .summary = true};
     std::string error;
-    const desk::show_query got =
-        desk::decode_show_query(desk::encode_show_query(sent), error).value();
+    const sim::show_query got = sim::decode_show_query(sim::encode_show_query(sent), error).value();
     EXPECT_EQ(got.name, "routes");
     EXPECT_EQ(got.client, 1u);
     EXPECT_EQ(got.table, 4294967295u);
@@ -182,5 +181,5 @@ TEST(ShowQuery, SurvivesTheJourney) {
     EXPECT_EQ(got.source, 3u);
     EXPECT_EQ(got.limit, 4u);
     EXPECT_TRUE(got.summary);
-    EXPECT_EQ(desk::encode_show_query({.name = "clients"}), "clients");
+    EXPECT_EQ(sim::encode_show_query({.name = "clients"}), "clients");
 }

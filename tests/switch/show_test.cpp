@@ -1,6 +1,6 @@
 // `vellsim show` against a running switch.
-#include "desk_peer.h"
 #include "log_line.h"
+#include "raw_peer.h"
 #include "switch_process.h"
 #include "test_service.h"
 
@@ -42,8 +42,8 @@ protected:
 };
 
 // A client with three routes.
-struct feeder : desk_peer {
-    explicit feeder(const std::string &run_dir) : desk_peer(run_dir) {
+struct feeder : raw_peer {
+    explicit feeder(const std::string &run_dir) : raw_peer(run_dir) {
         const std::uint8_t id = register_client(500);
         send(route_head(),
              route_payload(id, {{.flags = 0x80, .oifs = {{5, 0}}},
@@ -54,7 +54,7 @@ struct feeder : desk_peer {
 };
 
 void write_log(const std::string &run_dir, const char *time, const char *sink, const char *text) {
-    ASSERT_TRUE(desk::append_log_line(run_dir, {time, sink, 7, 500, 0x730000, 104, text}));
+    ASSERT_TRUE(sim::append_log_line(run_dir, {time, sink, 7, 500, 0x730000, 104, text}));
 }
 
 } // namespace
@@ -109,7 +109,7 @@ TEST_F(Show, PrintsClientsAsTextAndAsJson) {
 
 TEST_F(Show, PrintsATableLongerThanAFrame) {
     switch_process running(run_dir);
-    desk_peer client(run_dir);
+    raw_peer client(run_dir);
     const std::uint8_t id = client.register_client();
     std::vector<test_route> routes(30'000);
     for (std::uint32_t i = 0; i < routes.size(); ++i) {
@@ -119,7 +119,7 @@ TEST_F(Show, PrintsATableLongerThanAFrame) {
     client.send(route_head(), route_payload(id, routes));
     client.ask(R"(routes {"summary":true})");
     const std::string text = shown({"routes", "--json"});
-    EXPECT_GT(text.size(), std::size_t{desk::frame_max_payload});
+    EXPECT_GT(text.size(), std::size_t{sim::frame_max_payload});
     EXPECT_EQ(std::ranges::count(text, '\n'), 30'000) << "a line for each route";
     EXPECT_THAT(
         text,
@@ -133,9 +133,9 @@ TEST_F(Show, PrintsATableLongerThanAFrame) {
 // Much is on its way, its sender is gone, and only then somebody asks, whose turn comes first.
 TEST_F(Show, SeesAllThatWasSentBefore) {
     switch_process running(run_dir);
-    desk_peer asker(run_dir);
+    raw_peer asker(run_dir);
     asker.ask("clients");
-    auto client = std::make_unique<desk_peer>(run_dir);
+    auto client = std::make_unique<raw_peer>(run_dir);
     const std::uint8_t id = client->register_client();
     running.signal(SIGSTOP);
     std::uint32_t sent = 0;

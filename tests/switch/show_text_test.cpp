@@ -19,7 +19,7 @@ json a_route() {
 }
 
 std::string text_of_routes(std::initializer_list<json> routes) {
-    return desk::routes_text(json{{"routes", json::array_t(routes)}});
+    return sim::routes_text(json{{"routes", json::array_t(routes)}});
 }
 
 } // namespace
@@ -84,14 +84,14 @@ TEST(RoutesText, StaysWithin80Columns) {
 }
 
 TEST(RoutesText, SaysWhenItIsLimited) {
-    EXPECT_EQ(desk::routes_text(json::parse(R"({"routes":[],"matched":1200})")),
+    EXPECT_EQ(sim::routes_text(json::parse(R"({"routes":[],"matched":1200})")),
               "0 of 1200 routes\n");
-    EXPECT_EQ(desk::routes_text(json::parse(R"({"routes":[]})")), "0 routes\n");
+    EXPECT_EQ(sim::routes_text(json::parse(R"({"routes":[]})")), "0 routes\n");
 }
 
 TEST(SummaryText, ShowsTablesAndTheirTotal) {
     EXPECT_EQ(
-        desk::route_summary_text(json::parse(
+        sim::route_summary_text(json::parse(
             R"({"summary":[{"table":8,"routes":1,"sg":1,"star_g":0,"with_oifs":1,"without_oifs":0,"oifs":6},
                                  {"table":4294967295,"routes":40,"sg":30,"star_g":10,"with_oifs":25,"without_oifs":15,
                                   "oifs":1000}]})")),
@@ -104,7 +104,7 @@ TEST(SummaryText, ShowsTablesAndTheirTotal) {
 
 TEST(ClientsText, ShowsClientsAndTheCount) {
     EXPECT_EQ(
-        desk::clients_text(json::parse(
+        sim::clients_text(json::parse(
             R"({"clients":[{"id":1,"uuid":500,"pid":123,"state":"registered","segment":"seg\u001b[1m","messages":3,
                       "route_records":40,"refused":5,"missed_deletes":6,"ipv6_notices":7,"last_ipv6_notice":[8,9,10],
                       "dux_role":"forward_all"},
@@ -121,15 +121,15 @@ TEST(ClientsText, ShowsClientsAndTheCount) {
 }
 
 TEST(LogText, ShowsLinesAndTheCount) {
-    const std::vector<desk::log_line> lines = {
+    const std::vector<sim::log_line> lines = {
         {"2026-01-31T23:59:59.123456Z", "service", 12, 0, 0, 102, "first\x1b"},
         {"2026-01-31T23:59:59.123457Z", "client", 13, 500, 0x730000, 104, "second\n"},
         {"2026-01-31T23:59:59.123458Z", "history", 13, 0, 0x730000, 7, "third\nline\n"},
     };
-    EXPECT_EQ(desk::log_text(lines, 9),
+    EXPECT_EQ(sim::log_text(lines, 9),
               "2026-01-31T23:59:59.123456Z service error pid 12: first\\x1b\n"
               "2026-01-31T23:59:59.123457Z client  trace pid 13 uuid 500: second\n"
               "2026-01-31T23:59:59.123458Z history level 7 pid 13: third\\x0aline\n"
               "3 of 9 lines\n");
-    EXPECT_EQ(desk::log_text({}, 0), "0 lines\n");
+    EXPECT_EQ(sim::log_text({}, 0), "0 lines\n");
 }

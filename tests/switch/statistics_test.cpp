@@ -15,14 +15,14 @@ using json = nlohmann::json;
 namespace {
 
 struct statistics_service : test_service {
-    desk::session from = registered_session();
+    sim::session from = registered_session();
 
-    explicit statistics_service(desk::fault_modes faults = {}) : test_service(faults) {}
+    explicit statistics_service(sim::fault_modes faults = {}) : test_service(faults) {}
 
     void route(unsigned opcode = 1) {
         send(from, route_head(), route_payload(1, {{.opcode = opcode}}));
     }
-    std::vector<desk::reply> ask(std::uint32_t opcode, const bytes &payload) {
+    std::vector<sim::reply> ask(std::uint32_t opcode, const bytes &payload) {
         return send(from, request_head(214, opcode, 0), payload);
     }
     // The payload of the only answer.
@@ -33,11 +33,11 @@ struct statistics_service : test_service {
                                : bytes(replies[0].frame.begin() + 104, replies[0].frame.end());
     }
     std::string count(std::string_view request) {
-        const desk::show_answer answered = desk::answer_count(vell, request);
+        const sim::show_answer answered = sim::answer_count(vell, request);
         return (answered.is_error ? "error: " : "") + answered.text;
     }
     json stats(std::string_view request = "stats") const {
-        return json::parse(desk::answer_show(vell, request).text).at("stats");
+        return json::parse(sim::answer_show(vell, request).text).at("stats");
     }
 };
 
@@ -179,16 +179,16 @@ TEST(Statistics, AreShownInOrder) {
     EXPECT_THAT(sources, ElementsAre("fd00::9", "10.0.0.8", "10.0.0.9"));
     EXPECT_EQ(test.stats(R"(stats {"table":9})").size(), 1u);
     EXPECT_EQ(
-        desk::answer_show(test.vell, R"(stats {"table":9})").text,
+        sim::answer_show(test.vell, R"(stats {"table":9})").text,
         R"({"stats":[{"table":9,"family":"ipv6","source":"fd00::9","source_len":64,"group":"ff02::103",)"
         R"("group_len":128,"packets":1,"bytes":2,"wrong_if":3,"requests":0,"clears":0}]})");
 }
 
 TEST(Statistics, AreAnsweredAsTheFaultModeSays) {
     const bytes asked = message().add(ipv4_request()).u32(0);
-    EXPECT_TRUE(statistics_service({.answer = desk::ack_mode::never}).ask(75785, asked).empty());
-    EXPECT_EQ(statistics_service({.answer = desk::ack_mode::twice}).ask(75785, asked).size(), 2u);
-    const auto late = statistics_service({.answer = desk::ack_mode::late,
+    EXPECT_TRUE(statistics_service({.answer = sim::ack_mode::never}).ask(75785, asked).empty());
+    EXPECT_EQ(statistics_service({.answer = sim::ack_mode::twice}).ask(75785, asked).size(), 2u);
+    const auto late = statistics_service({.answer = sim::ack_mode::late,
                                           .answer_delay = std::chrono::milliseconds(70)})
                           .ask(75785, asked);
     ASSERT_EQ(late.size(), 1u);
@@ -221,8 +221,7 @@ protected:
         before = test.stats();
     }
 
-    void expect_refused(const desk::frame_head &head, const bytes &payload,
-                        const std::string &why) {
+    void expect_refused(const sim::frame_head &head, const bytes &payload, const std::string &why) {
         const std::uint64_t refused_before = test.client_of(test.from).refused;
         EXPECT_TRUE(test.send(test.from, head, payload).empty());
         expect_error("client 1 (pid 4711)", why);
@@ -285,7 +284,7 @@ TEST_P(StatisticsRefusal, OfTheWrongHead) {
 }
 
 TEST_P(StatisticsRefusal, OfAPeerThatIsNotRegistered) {
-    desk::session queue_only{.pid = 99};
+    sim::session queue_only{.pid = 99};
     EXPECT_TRUE(
         test.send(queue_only, request_head(214, GetParam().opcode, 0), GetParam().right).empty());
     expect_error("unregistered client (pid 99)", "offset 0: this connection is not registered");
@@ -326,27 +325,27 @@ TEST(Statistics, AreShownUpToALimit) {
     statistics_service test;
     test.route();
     test.count(count_ipv6);
-    const json limited = json::parse(desk::answer_show(test.vell, R"(stats {"limit":1})").text);
+    const json limited = json::parse(sim::answer_show(test.vell, R"(stats {"limit":1})").text);
     EXPECT_EQ(limited.at("stats").size(), 1u);
     EXPECT_EQ(limited.at("matched"), 2);
-    EXPECT_EQ(json::parse(desk::answer_show(test.vell, R"(stats {"limit":5,"table":9})").text)
+    EXPECT_EQ(json::parse(sim::answer_show(test.vell, R"(stats {"limit":5,"table":9})").text)
                   .at("matched"),
               1);
-    EXPECT_FALSE(json::parse(desk::answer_show(test.vell, "stats").text).contains("matched"));
+    EXPECT_FALSE(json::parse(sim::answer_show(test.vell, "stats").text).contains("matched"));
 }
 
 TEST(StatsText, ShowsARouteInTwoLines) {
     const auto table = nlohmann::ordered_json::parse(R"({"stats":[
         {"table":253,"family":"ipv4","source":"0.0.0.0","source_len":0,"group":"239.1.1.2","group_len":32,
          "packets":1,"bytes":2,"wrong_if":3,"requests":4,"clears":5}]})");
-    EXPECT_EQ(desk::stats_text(table),
+    EXPECT_EQ(sim::stats_text(table),
               "             Packets                Bytes Wrong interface    Requests   Clears\n"
               "(*, 239.1.1.2) in table 253\n"
               "                   1                    2               3           4        5\n"
               "1 route\n");
     nlohmann::ordered_json limited = table;
     limited["matched"] = 12;
-    EXPECT_TRUE(desk::stats_text(limited).ends_with("\n1 of 12 routes\n"));
-    EXPECT_EQ(desk::stats_row_text(table.at("stats").at(0)),
+    EXPECT_TRUE(sim::stats_text(limited).ends_with("\n1 of 12 routes\n"));
+    EXPECT_EQ(sim::stats_row_text(table.at("stats").at(0)),
               "(*, 239.1.1.2) in table 253: 1 packet, 2 bytes, 3 wrong-interface packets\n");
 }

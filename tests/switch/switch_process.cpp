@@ -15,7 +15,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-using desk::file_descriptor;
+using sim::file_descriptor;
 
 namespace {
 
@@ -173,9 +173,9 @@ int switch_process::wait() {
 
 std::vector<std::string> service_log(const std::string &run_directory, std::uint32_t level) {
     std::vector<std::string> texts;
-    const desk::log_contents contents = desk::read_log_files(run_directory, "service");
+    const sim::log_contents contents = sim::read_log_files(run_directory, "service");
     EXPECT_TRUE(contents.error.empty() && contents.complaints.empty());
-    for (const desk::log_line &line : contents.lines) {
+    for (const sim::log_line &line : contents.lines) {
         if (line.level == level) {
             texts.push_back(line.text);
         }

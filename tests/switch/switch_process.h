@@ -28,13 +28,13 @@ struct command_result {
 };
 
 struct pipe_ends {
-    desk::file_descriptor read;
-    desk::file_descriptor write;
+    sim::file_descriptor read;
+    sim::file_descriptor write;
 };
 pipe_ends make_pipe();
 
 // A file without a name, to read back what a process has written.
-desk::file_descriptor unnamed_file();
+sim::file_descriptor unnamed_file();
 std::string read_file(int fd);
 
 // Runs vellsim to its end.
@@ -63,7 +63,7 @@ public:
 private:
     pid_t pid_ = -1;
     int exit_code_ = -1;
-    desk::file_descriptor output_;
+    sim::file_descriptor output_;
     std::string ready_line_;
 };
 

@@ -10,9 +10,9 @@
 struct test_service {
     std::vector<std::string> errors;
     std::vector<std::string> traces;
-    desk::service vell;
+    sim::service vell;
 
-    explicit test_service(desk::fault_modes faults = {})
+    explicit test_service(sim::fault_modes faults = {})
         : vell{faults,
                [this](std::uint32_t level, const std::string &text) {
                    (level == 102 ? errors : traces).push_back(text);
@@ -22,24 +22,23 @@ struct test_service {
     test_service(const test_service &) = delete;
     test_service &operator=(const test_service &) = delete;
 
-    std::vector<desk::reply> send(desk::session &from, const desk::frame_head &head,
-                                  const bytes &payload) {
-        return desk::handle_request(vell, from, head, payload);
+    std::vector<sim::reply> send(sim::session &from, const sim::frame_head &head,
+                                 const bytes &payload) {
+        return sim::handle_request(vell, from, head, payload);
     }
 
     // A session that is registered and has an id.
-    desk::session registered_session(std::uint32_t uuid = 500);
+    sim::session registered_session(std::uint32_t uuid = 500);
 
-    const desk::client &client_of(const desk::session &who) {
+    const sim::client &client_of(const sim::session &who) {
         return *vell.clients.find(who.client_of);
     }
 };
 
-inline desk::frame_head request_head(std::uint32_t sap, std::uint32_t opcode,
-                                     std::uint32_t word_1) {
-    desk::frame_head head{};
+inline sim::frame_head request_head(std::uint32_t sap, std::uint32_t opcode, std::uint32_t word_1) {
+    sim::frame_head head{};
     head.magic = 0x3154594b;
-    head.kind = desk::frame_kind::request;
+    head.kind = sim::frame_kind::request;
     head.node = 0xfe000000;
     head.sap = sap;
     head.opcode = opcode;
@@ -48,29 +47,29 @@ inline desk::frame_head request_head(std::uint32_t sap, std::uint32_t opcode,
     return head;
 }
 
-inline desk::frame_head register_head() {
+inline sim::frame_head register_head() {
     return request_head(212, 75796, 0);
 }
-inline desk::frame_head deregister_head() {
+inline sim::frame_head deregister_head() {
     return request_head(212, 75797, 0);
 }
-inline desk::frame_head route_head() {
+inline sim::frame_head route_head() {
     return request_head(214, 75831, 1);
 }
-inline desk::frame_head role_head() {
+inline sim::frame_head role_head() {
     return request_head(214, 75831, 0);
 }
-inline desk::frame_head notice_head() {
+inline sim::frame_head notice_head() {
     return request_head(214, 75779, 1);
 }
 
-inline desk::frame_head l2_head() {
+inline sim::frame_head l2_head() {
     return request_head(213, 75821, 1);
 }
-inline desk::frame_head marker_head() {
+inline sim::frame_head marker_head() {
     return request_head(213, 75804, 0);
 }
-inline desk::frame_head download_head() {
+inline sim::frame_head download_head() {
     return request_head(213, 75789, 0);
 }
 
@@ -127,8 +126,8 @@ inline bytes route_payload(unsigned id, const std::vector<test_route> &routes) {
     return sent;
 }
 
-inline desk::session test_service::registered_session(std::uint32_t uuid) {
-    desk::session made{.pid = 4711};
+inline sim::session test_service::registered_session(std::uint32_t uuid) {
+    sim::session made{.pid = 4711};
     send(made, register_head(), register_payload(uuid));
     return made;
 }

@@ -1,6 +1,6 @@
 #include "fake_transport.h"
 
-#include <kyt_desk.h>
+#include <kyt_sim.h>
 #include <vell.h>
 
 #include <chrono>
@@ -18,7 +18,7 @@ fake_transport transport;
 
 } // namespace
 
-struct kyt_desk_message {
+struct kyt_sim_message {
     feed::fake_answer answer;
 };
 
@@ -59,21 +59,21 @@ void kyt_drop(uint32_t queue, kyt_msg_ref *reference) {
 }
 
 void *kyt_payload_get(void *message) {
-    return static_cast<kyt_desk_message *>(message)->answer.payload.data();
+    return static_cast<kyt_sim_message *>(message)->answer.payload.data();
 }
 
-uint32_t kyt_desk_queue_open(void) {
+uint32_t kyt_sim_queue_open(void) {
     if (transport.no_queue)
         return 0;
     ++transport.open_queues;
     return the_queue;
 }
 
-void kyt_desk_queue_close(uint32_t queue) {
+void kyt_sim_queue_close(uint32_t queue) {
     transport.open_queues -= queue == the_queue ? 1 : 0;
 }
 
-int kyt_desk_receive(uint32_t, int timeout_ms, kyt_desk_message **message) {
+int kyt_sim_receive(uint32_t, int timeout_ms, kyt_sim_message **message) {
     transport.last_timeout = timeout_ms;
     if (transport.received == transport.answers.size())
         return transport.result_without_answer;
@@ -81,36 +81,36 @@ int kyt_desk_receive(uint32_t, int timeout_ms, kyt_desk_message **message) {
     if (!answer)
         return 0;
     std::this_thread::sleep_for(std::chrono::milliseconds(transport.delay_ms));
-    *message = new kyt_desk_message{*answer};
+    *message = new kyt_sim_message{*answer};
     ++transport.messages_alive;
     return 1;
 }
 
-uint32_t kyt_desk_message_opcode(const kyt_desk_message *message) {
+uint32_t kyt_sim_message_opcode(const kyt_sim_message *message) {
     return message->answer.opcode;
 }
 
-uint32_t kyt_desk_message_sap(const kyt_desk_message *message) {
+uint32_t kyt_sim_message_sap(const kyt_sim_message *message) {
     return message->answer.sap;
 }
 
-uint32_t kyt_desk_message_length(const kyt_desk_message *message) {
+uint32_t kyt_sim_message_length(const kyt_sim_message *message) {
     return static_cast<uint32_t>(message->answer.payload.size());
 }
 
-void kyt_desk_message_free(kyt_desk_message *message) {
+void kyt_sim_message_free(kyt_sim_message *message) {
     transport.messages_alive -= message == nullptr ? 0 : 1;
     delete message;
 }
 
-void kyt_desk_get_counts(kyt_desk_counts *counts) {
+void kyt_sim_get_counts(kyt_sim_counts *counts) {
     counts->sent = transport.requests.size();
     counts->open_references = static_cast<uint64_t>(transport.open_references);
     counts->wrong_drops = static_cast<uint64_t>(transport.wrong_drops);
 }
 
-int kyt_desk_run_dir(char *path, size_t size) {
-    constexpr char run_dir[] = "/run/desk";
+int kyt_sim_run_dir(char *path, size_t size) {
+    constexpr char run_dir[] = "/run/sim";
     if (size < sizeof run_dir)
         return -1;
     std::memcpy(path, run_dir, sizeof run_dir);

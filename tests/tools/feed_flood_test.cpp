@@ -31,7 +31,7 @@ protected:
 
     void answer_with(std::vector<std::optional<fake_answer>> answers) {
         start_over();
-        desk.answers.insert(desk.answers.end(), answers.begin(), answers.end());
+        simulator.answers.insert(simulator.answers.end(), answers.begin(), answers.end());
     }
     static fake_answer acknowledged() {
         return {word_bytes({general_flood, 0, 1, 2, 10, 1, 1, 0, 20, 1, 0, 0}), flood_update};
@@ -56,8 +56,8 @@ TEST_F(feed_flood, tells_what_changed) {
                    "VLAN 20: added Po1; acknowledged\n"
                    "vellfeed: updated 2 flood sets: 2 interfaces added, 1 removed; 0 unchanged\n");
     ASSERT_EQ(sent_opcodes(), (opcodes{registration, flood_update, deregistration}));
-    EXPECT_EQ(desk.requests[1].sap, 230u);
-    const bytes &request = desk.requests[1].payload;
+    EXPECT_EQ(simulator.requests[1].sap, 230u);
+    const bytes &request = simulator.requests[1].payload;
     EXPECT_EQ(request, word_bytes({1, // the context, which comes back with the answer
                                    2, // VLANs
                                    10,         0, 0,          0x0a, 0, 2, // line cards, updates
@@ -80,7 +80,7 @@ TEST_F(feed_flood, what_has_not_changed_is_told_with_its_line_cards) {
     EXPECT_EQ(run({"flood", older(), older()}), 0) << err;
     EXPECT_EQ(out, "VLAN 10: unchanged; acknowledged\n"
                    "vellfeed: updated 0 flood sets: 0 interfaces added, 0 removed; 1 unchanged\n");
-    const bytes &request = desk.requests.at(1).payload;
+    const bytes &request = simulator.requests.at(1).payload;
     EXPECT_EQ(bytes(request.begin() + 4, request.end()), word_bytes({1, 10, 0, 0, 6, 0, 0}));
 }
 
@@ -142,7 +142,7 @@ TEST_F(feed_flood, a_missing_answer_is_told) {
         "vellfeed: the switch did not answer the flood update within 70 ms; the request may have "
         "been "
         "carried out all the same, which `vellsim show flood` tells (to wait longer: --timeout)\n");
-    EXPECT_EQ(desk.last_timeout, 70);
+    EXPECT_EQ(simulator.last_timeout, 70);
     EXPECT_EQ(sent_opcodes(), (opcodes{registration, flood_update, deregistration}));
     expect_all_closed();
 }
@@ -150,7 +150,7 @@ TEST_F(feed_flood, a_missing_answer_is_told) {
 TEST_F(feed_flood, a_second_answer_is_let_go) {
     answer_with({acknowledged(), acknowledged()});
     EXPECT_EQ(run({"flood", older(), newer()}), 0) << err;
-    EXPECT_EQ(desk.received, 3u);
+    EXPECT_EQ(simulator.received, 3u);
     expect_all_closed();
 }
 
@@ -178,7 +178,7 @@ TEST_F(feed_flood, of_what_the_manager_has_already_the_older_list_is_asked_for) 
 
 TEST_F(feed_flood, what_was_acknowledged_is_told_though_the_switch_goes_away) {
     answer_with({acknowledged()});
-    desk.result_without_answer = -1;
+    simulator.result_without_answer = -1;
     EXPECT_EQ(run({"flood", older(), newer()}), 1);
     EXPECT_THAT(out, HasSubstr("VLAN 10: added Eth3/1; removed Eth2/1; acknowledged\n"));
     EXPECT_THAT(err, HasSubstr("the switch closed the connection"));
@@ -196,7 +196,7 @@ TEST_F(feed_flood, a_bridge_that_is_nowhere_is_mistyped) {
                   1);
         EXPECT_THAT(err, HasSubstr("no bridge of this name has a port"));
     }
-    EXPECT_TRUE(desk.requests.empty());
+    EXPECT_TRUE(simulator.requests.empty());
     // Gone since, which is what is to be told.
     answer_with({fake_answer(word_bytes({general_flood, 0, 1, 1, 20, 0, 1, 0}), flood_update)});
     EXPECT_EQ(run({"flood", newer(), older(), "--bridge", "br20"}), 0) << err;
@@ -205,16 +205,16 @@ TEST_F(feed_flood, a_bridge_that_is_nowhere_is_mistyped) {
 
 TEST_F(feed_flood, each_send_may_fail) {
     const std::string errors[] = {
-        "no switch answers in /run/desk; start one with `vellsim run`, or point VELLSIM_RUN_DIR at "
+        "no switch answers in /run/sim; start one with `vellsim run`, or point VELLSIM_RUN_DIR at "
         "its run directory",
         "the flood update could not be sent: the switch went away",
         "everything was sent, but the switch went away before the client could deregister"};
     for (std::size_t i = 0; i < std::size(errors); ++i) {
         answer_with({acknowledged()});
-        desk.fail_send = i;
+        simulator.fail_send = i;
         EXPECT_EQ(run({"flood", older(), newer(), "--quiet"}), 1);
         EXPECT_EQ(err, "vellfeed: " + errors[i] + "\n");
-        EXPECT_EQ(desk.requests.size(), i);
+        EXPECT_EQ(simulator.requests.size(), i);
         expect_all_closed();
     }
 }
@@ -238,13 +238,13 @@ TEST_F(feed_flood, as_many_vlans_as_there_are_go_out_in_one_request) {
         EndsWith(
             "vellfeed: updated 4094 flood sets: 16376 interfaces added, 0 removed; 0 unchanged\n"));
     ASSERT_EQ(sent_opcodes(), (opcodes{registration, flood_update, deregistration}));
-    EXPECT_EQ(desk.requests[1].payload.size(), 4u + 4 + 4094 * 24 + 16376 * 8);
+    EXPECT_EQ(simulator.requests[1].payload.size(), 4u + 4 + 4094 * 24 + 16376 * 8);
 }
 
 TEST_F(feed_flood, without_ports_nothing_is_sent) {
     EXPECT_EQ(run({"flood", write_file("none", "[]")}), 0) << err;
     EXPECT_EQ(out, "vellfeed: no bridge has a port: nothing was sent\n");
-    EXPECT_TRUE(desk.requests.empty());
+    EXPECT_TRUE(simulator.requests.empty());
 }
 
 TEST_F(feed_flood, takes_other_bridges_as_it_is_told) {
@@ -258,7 +258,7 @@ TEST_F(feed_flood, takes_other_bridges_as_it_is_told) {
     start_over();
     EXPECT_EQ(run({"flood", ports, "--vlan", "lan=7"}), 1);
     EXPECT_THAT(err, HasSubstr("the bridge \"wan\" has no VLAN in its name"));
-    EXPECT_TRUE(desk.requests.empty());
+    EXPECT_TRUE(simulator.requests.empty());
 }
 
 TEST_F(feed_flood, takes_the_ports_of_this_machine) {
@@ -285,7 +285,7 @@ TEST_F(feed_flood, compares_with_what_is_held) {
                    "of 1 fed flood sets 0 arrived, 1 differ, 0 are missing; 1 unexpected\n");
     EXPECT_EQ(run({"flood-compare", older(), "--held", held, "--quiet"}), 1);
     EXPECT_EQ(out, "");
-    EXPECT_TRUE(desk.requests.empty());
+    EXPECT_TRUE(simulator.requests.empty());
 }
 
 TEST_F(feed_flood, wrong_ports_are_refused_before_anything_is_sent) {
@@ -295,7 +295,7 @@ TEST_F(feed_flood, wrong_ports_are_refused_before_anything_is_sent) {
         EXPECT_EQ(run(command), 1);
         EXPECT_THAT(err, StartsWith("vellfeed: " + wrong));
     }
-    EXPECT_TRUE(desk.requests.empty());
+    EXPECT_TRUE(simulator.requests.empty());
 }
 
 TEST_F(feed_flood, wrong_usage_has_its_own_exit_code) {

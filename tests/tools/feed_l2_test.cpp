@@ -35,10 +35,10 @@ TEST_F(feed_l2, feeds_a_recorded_database) {
                    "vellfeed: sent 34 entries with 51 ports in 1 message\n");
     EXPECT_EQ(sent_opcodes(), (opcodes{registration, oob_marker, l2_update, oob_marker,
                                        download_complete, deregistration}));
-    EXPECT_EQ(desk.requests[1].payload, (bytes{1, 0, 0, 0}));
-    EXPECT_EQ(desk.requests[3].payload, (bytes{2, 0, 0, 0}));
-    EXPECT_EQ(desk.requests[4].payload, (bytes{0, 0, 0, 0}));
-    const bytes &message = desk.requests[2].payload;
+    EXPECT_EQ(simulator.requests[1].payload, (bytes{1, 0, 0, 0}));
+    EXPECT_EQ(simulator.requests[3].payload, (bytes{2, 0, 0, 0}));
+    EXPECT_EQ(simulator.requests[4].payload, (bytes{0, 0, 0, 0}));
+    const bytes &message = simulator.requests[2].payload;
     EXPECT_EQ(message.size(), 8u + 34 * 80 + 51 * 32);
     EXPECT_EQ(bytes(message.begin(), message.begin() + 8), (bytes{7, 0, 0, 34, 0, 0, 0, 3}));
     expect_all_closed();
@@ -65,9 +65,9 @@ TEST_F(feed_l2, a_record_goes_out_in_network_order) {
                             0, 0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 11, 0, 0, 0, 0,
                             0, 0, 0, 0, 0, 0, 0, 0, //
                             0, 0};
-    ASSERT_EQ(desk.requests.size(), 6u);
-    EXPECT_EQ(desk.requests[2].sap, 213u);
-    EXPECT_EQ(desk.requests[2].payload, expected);
+    ASSERT_EQ(simulator.requests.size(), 6u);
+    EXPECT_EQ(simulator.requests[2].sap, 213u);
+    EXPECT_EQ(simulator.requests[2].payload, expected);
 }
 
 TEST_F(feed_l2, splits_databases_into_messages_between_one_pair_of_markers) {
@@ -75,12 +75,12 @@ TEST_F(feed_l2, splits_databases_into_messages_between_one_pair_of_markers) {
                    "--message-bytes", "8192"}),
               0)
         << err;
-    EXPECT_EQ(desk.requests[1].opcode, oob_marker);
+    EXPECT_EQ(simulator.requests[1].opcode, oob_marker);
     std::size_t messages = 0;
     std::size_t records = 0;
-    for (std::size_t i = 2; desk.requests.at(i).opcode == l2_update; ++i, ++messages) {
-        EXPECT_LE(desk.requests[i].payload.size(), 8192u);
-        records += desk.requests[i].payload[3];
+    for (std::size_t i = 2; simulator.requests.at(i).opcode == l2_update; ++i, ++messages) {
+        EXPECT_LE(simulator.requests[i].payload.size(), 8192u);
+        records += simulator.requests[i].payload[3];
     }
     EXPECT_EQ(records, 400u);
     EXPECT_EQ(out, "vellfeed: sent 400 entries with 1800 ports in " + std::to_string(messages) +
@@ -96,7 +96,7 @@ TEST_F(feed_l2, without_markers_there_are_none) {
     EXPECT_EQ(out, "");
     EXPECT_EQ(sent_opcodes(),
               (opcodes{registration, l2_update, download_complete, deregistration}));
-    EXPECT_EQ(desk.requests[1].payload[7], 0);
+    EXPECT_EQ(simulator.requests[1].payload[7], 0);
 }
 
 TEST_F(feed_l2, an_empty_database_is_a_download_of_nothing) {
@@ -110,7 +110,7 @@ TEST_F(feed_l2, sends_what_changed_deletions_first) {
     EXPECT_EQ(out, "vellfeed: sent 1 deletion and 1 addition in 1 message\n");
     EXPECT_EQ(sent_opcodes(),
               (opcodes{registration, oob_marker, l2_update, oob_marker, deregistration}));
-    const bytes &message = desk.requests[2].payload;
+    const bytes &message = simulator.requests[2].payload;
     ASSERT_EQ(message.size(), 8u + 2 * 112);
     // 239.1.1.2 goes with its port a, which is 11; b, which is 12, comes to 239.1.1.1.
     EXPECT_EQ(message[8], 22);
@@ -128,7 +128,7 @@ TEST_F(feed_l2, nothing_changed_is_nothing_sent) {
     const std::string mdb = older();
     EXPECT_EQ(run({"l2", mdb, "--older", mdb, "--links", links()}), 0) << err;
     EXPECT_EQ(out, "vellfeed: nothing has changed since " + mdb + ": nothing was sent\n");
-    EXPECT_TRUE(desk.requests.empty());
+    EXPECT_TRUE(simulator.requests.empty());
     EXPECT_EQ(run({"l2", mdb, "--older", mdb, "--links", links(), "--quiet"}), 0);
     EXPECT_EQ(out, "");
 }
@@ -144,12 +144,12 @@ TEST_F(feed_l2, the_older_database_may_have_its_own_links) {
         err,
         EndsWith("snooping-later.links.json has no interface \"guest2\"; give its own recorded "
                  "links with --older-links FILE\n"));
-    EXPECT_TRUE(desk.requests.empty());
+    EXPECT_TRUE(simulator.requests.empty());
     std::vector<std::string> with_links = command;
     with_links.insert(with_links.end(), {"--older-links", sample("snooping.links")});
     EXPECT_EQ(run(with_links), 0) << err;
     EXPECT_THAT(out, EndsWith("vellfeed: sent 14 deletions and 8 additions in 1 message\n"));
-    EXPECT_EQ(desk.requests[2].payload[3], 22);
+    EXPECT_EQ(simulator.requests[2].payload[3], 22);
 }
 
 TEST_F(feed_l2, numbers_ports_alike_in_both_databases) {
@@ -160,7 +160,7 @@ TEST_F(feed_l2, numbers_ports_alike_in_both_databases) {
     // 2 is the bridge's, and a keeps the number that it got with the older one.
     EXPECT_EQ(out, "interface a is number 1\ninterface x is number 3\n"
                    "vellfeed: sent 1 deletion and 1 addition in 1 message\n");
-    EXPECT_EQ(desk.requests[2].payload[120 + 78 + 19], 3);
+    EXPECT_EQ(simulator.requests[2].payload[120 + 78 + 19], 3);
 }
 
 TEST_F(feed_l2, takes_some_bridges_and_names_their_vlans) {
@@ -174,12 +174,12 @@ TEST_F(feed_l2, takes_some_bridges_and_names_their_vlans) {
         << err;
     EXPECT_EQ(out, "vellfeed: left out 1 entry of another bridge\nvellfeed: sent 2 entries with 2 "
                    "ports in 1 message\n");
-    EXPECT_EQ(desk.requests[2].payload[8 + 27], 10);
-    EXPECT_EQ(desk.requests[2].payload[120 + 27], 77);
+    EXPECT_EQ(simulator.requests[2].payload[8 + 27], 10);
+    EXPECT_EQ(simulator.requests[2].payload[120 + 27], 77);
     start_over();
     EXPECT_EQ(run({"l2", mdb, "--links", links(), "--bridge", "lan"}), 1);
     EXPECT_THAT(err, HasSubstr("the bridge \"lan\" has no VLAN in its name"));
-    EXPECT_TRUE(desk.requests.empty());
+    EXPECT_TRUE(simulator.requests.empty());
     EXPECT_EQ(run({"l2", mdb, "--links", links(), "--bridge", "nal"}), 1);
     EXPECT_THAT(err, testing::HasSubstr("--bridge \"nal\": no such bridge is in " + mdb + " or " +
                                         links() + "\n"));
@@ -200,7 +200,7 @@ TEST_F(feed_l2, sends_nothing_of_databases_that_are_wrong) {
     EXPECT_EQ(err, error);
     EXPECT_EQ(run({"l2", "/nowhere/mdb.json"}), 1);
     EXPECT_THAT(err, StartsWith("vellfeed: /nowhere/mdb.json: cannot be opened: "));
-    EXPECT_TRUE(desk.requests.empty());
+    EXPECT_TRUE(simulator.requests.empty());
 }
 
 TEST_F(feed_l2, each_send_may_fail) {
@@ -213,7 +213,7 @@ TEST_F(feed_l2, each_send_may_fail) {
         "before";
     const char *const download = "the end of the download could not be sent: the switch went away";
     const std::string errors[] = {
-        "no switch answers in /run/desk; start one with `vellsim run`, or point VELLSIM_RUN_DIR at "
+        "no switch answers in /run/sim; start one with `vellsim run`, or point VELLSIM_RUN_DIR at "
         "its run directory",
         went_away,
         went_away,
@@ -224,17 +224,17 @@ TEST_F(feed_l2, each_send_may_fail) {
         "everything was sent, but the switch went away before the client could deregister"};
     for (std::size_t i = 0; i < std::size(errors); ++i) {
         start_over();
-        desk.fail_send = i;
+        simulator.fail_send = i;
         EXPECT_EQ(run(command), 1);
         EXPECT_EQ(out, "");
         EXPECT_EQ(err, "vellfeed: " + errors[i] + "\n");
-        EXPECT_EQ(desk.requests.size(), i);
+        EXPECT_EQ(simulator.requests.size(), i);
         expect_all_closed();
     }
 }
 
 TEST_F(feed_l2, a_lost_connection_is_told) {
-    desk.result_without_answer = -1;
+    simulator.result_without_answer = -1;
     EXPECT_EQ(run({"l2", older(), "--links", links()}), 1);
     EXPECT_EQ(err, "vellfeed: everything was sent, but the switch closed the connection; `vellfeed "
                    "l2-compare` tells what "
@@ -260,7 +260,7 @@ TEST_F(feed_l2_live, a_program_that_fails_is_told) {
     programs.put("bridge", "echo no such thing >&2; exit 3");
     EXPECT_EQ(run({"l2", "--live"}), 1);
     EXPECT_EQ(err, "vellfeed: `bridge -j -d mdb show` failed with exit code 3: no such thing\n");
-    EXPECT_TRUE(desk.requests.empty());
+    EXPECT_TRUE(simulator.requests.empty());
 }
 
 constexpr char held_text[] = R"({"l2":{"entries":[
@@ -273,7 +273,7 @@ TEST_F(feed_l2, compares_without_a_switch_when_it_is_given_what_is_held) {
         0)
         << err;
     EXPECT_EQ(out, "all 1 fed entries arrived\n");
-    EXPECT_TRUE(desk.requests.empty());
+    EXPECT_TRUE(simulator.requests.empty());
 }
 
 TEST_F(feed_l2, a_comparison_that_fails_says_so) {

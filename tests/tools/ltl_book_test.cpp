@@ -36,7 +36,7 @@ texts rows_of(const std::vector<ltl> &ltls) {
 class a_book : public program_fixture {
 protected:
     void answer(std::initializer_list<std::uint32_t> words, std::uint32_t opcode) {
-        desk.answers.emplace_back(fake_answer(word_bytes(words), opcode));
+        simulator.answers.emplace_back(fake_answer(word_bytes(words), opcode));
     }
     // Of one entry, for the cookie-th request of the session.
     void allocated(std::uint32_t cookie, std::uint32_t tag, std::uint32_t index,
@@ -63,10 +63,10 @@ TEST_F(a_book, follows_what_comes_changes_and_goes) {
               (texts{"0x4001 VLAN 10 tag 2: 68010200", "0x4000 VLAN 20 tag 3:"}));
     ASSERT_EQ(sent_opcodes(), (opcodes{registration, ltl_allocation, ltl_allocation, ltl_release,
                                        ltl_modification, ltl_allocation}));
-    EXPECT_EQ(desk.requests[2].payload, word_bytes({2, 1, 10, 2, 2, port1, port2}));
-    EXPECT_EQ(desk.requests[3].payload, word_bytes({3, 1, 0x4000, 1, 0}));
-    EXPECT_EQ(desk.requests[4].payload, word_bytes({4, 1, 0x4001, 2, 1, port2}));
-    EXPECT_EQ(desk.requests[5].payload, word_bytes({5, 1, 20, 3, 0}));
+    EXPECT_EQ(simulator.requests[2].payload, word_bytes({2, 1, 10, 2, 2, port1, port2}));
+    EXPECT_EQ(simulator.requests[3].payload, word_bytes({3, 1, 0x4000, 1, 0}));
+    EXPECT_EQ(simulator.requests[4].payload, word_bytes({4, 1, 0x4001, 2, 1, port2}));
+    EXPECT_EQ(simulator.requests[5].payload, word_bytes({5, 1, 20, 3, 0}));
     EXPECT_EQ(book.allocated(), 3u);
     EXPECT_EQ(book.changed(), 1u);
     EXPECT_EQ(book.released(), 1u);

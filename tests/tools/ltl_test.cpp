@@ -13,7 +13,7 @@ class ltl : public program_fixture {
 protected:
     void answer_with(const fake_answer &answer) {
         start_over();
-        desk.answers.emplace_back(answer);
+        simulator.answers.emplace_back(answer);
     }
 
     // What is said of an answer that is not success.
@@ -37,8 +37,8 @@ TEST_F(ltl, is_allocated_for_interfaces_by_name) {
     EXPECT_EQ(run(alloc), 0) << err;
     EXPECT_EQ(out, "allocated LTL 0x4000 with 3 interfaces: Eth3/7 Po1 Vlan10\n");
     ASSERT_EQ(sent_opcodes(), (opcodes{registration, ltl_allocation, deregistration}));
-    EXPECT_EQ(desk.requests[1].sap, 230u);
-    EXPECT_EQ(desk.requests[1].payload,
+    EXPECT_EQ(simulator.requests[1].sap, 230u);
+    EXPECT_EQ(simulator.requests[1].payload,
               word_bytes({1, 1, 10, 7, 3, 0x68030700, 0x18000001, 0x1400000a}));
     expect_all_closed();
 }
@@ -54,14 +54,15 @@ TEST_F(ltl, is_allocated_for_a_groups_ports) {
               0)
         << err;
     EXPECT_EQ(out, "allocated LTL 0x4001 with 2 interfaces: if17 Eth3/7\n");
-    EXPECT_EQ(desk.requests.at(1).payload, word_bytes({1, 1, 10, 7, 2, 0x04000011, 0x68030700}));
+    EXPECT_EQ(simulator.requests.at(1).payload,
+              word_bytes({1, 1, 10, 7, 2, 0x04000011, 0x68030700}));
 }
 
 TEST_F(ltl, may_be_of_no_interface) {
     answer_with({word_bytes({of_allocation, 0, 1, 1, 7, 0x4000, 0, 0}), ltl_allocation});
     EXPECT_EQ(run({"ltl", "alloc", "--vlan", "10", "--tag", "7", "--no-ports"}), 0) << err;
     EXPECT_EQ(out, "allocated LTL 0x4000 with 0 interfaces: none\n");
-    EXPECT_EQ(desk.requests.at(1).payload, word_bytes({1, 1, 10, 7, 0}));
+    EXPECT_EQ(simulator.requests.at(1).payload, word_bytes({1, 1, 10, 7, 0}));
 }
 
 TEST_F(ltl, is_given_other_interfaces) {
@@ -69,7 +70,7 @@ TEST_F(ltl, is_given_other_interfaces) {
     EXPECT_EQ(run(modify), 0) << err;
     EXPECT_EQ(out, "changed LTL 0x4000 with 1 interface: Eth3/7\n");
     ASSERT_EQ(sent_opcodes(), (opcodes{registration, ltl_modification, deregistration}));
-    EXPECT_EQ(desk.requests[1].payload, word_bytes({1, 1, 0x4000, 7, 1, 0x68030700}));
+    EXPECT_EQ(simulator.requests[1].payload, word_bytes({1, 1, 0x4000, 7, 1, 0x68030700}));
     expect_all_closed();
 }
 
@@ -78,7 +79,7 @@ TEST_F(ltl, is_released) {
     EXPECT_EQ(run(release), 0) << err;
     EXPECT_EQ(out, "released LTL 0x4000\n");
     ASSERT_EQ(sent_opcodes(), (opcodes{registration, ltl_release, deregistration}));
-    EXPECT_EQ(desk.requests[1].payload, word_bytes({1, 1, 0x4000, 7, 0}));
+    EXPECT_EQ(simulator.requests[1].payload, word_bytes({1, 1, 0x4000, 7, 0}));
     expect_all_closed();
 }
 
@@ -147,7 +148,7 @@ TEST_F(ltl, an_answer_with_another_cookie_is_none) {
 
 TEST_F(ltl, what_was_answered_is_told_though_the_switch_goes_away) {
     answer_with({word_bytes({of_allocation, 0, 1, 1, 7, 0x4000, 3, 0}), ltl_allocation});
-    desk.result_without_answer = -1;
+    simulator.result_without_answer = -1;
     EXPECT_EQ(run(alloc), 1);
     EXPECT_EQ(out, "allocated LTL 0x4000 with 3 interfaces: Eth3/7 Po1 Vlan10\n");
     EXPECT_THAT(err, HasSubstr("the switch closed the connection"));
@@ -166,7 +167,7 @@ TEST_F(ltl, a_missing_answer_is_told) {
 TEST_F(ltl, a_request_that_cannot_be_sent_is_told) {
     for (const auto &command : {alloc, modify, release}) {
         start_over();
-        desk.fail_send = 1;
+        simulator.fail_send = 1;
         EXPECT_EQ(run(command), 1);
         EXPECT_THAT(err, HasSubstr("could not be sent: the switch went away"));
         expect_all_closed();
@@ -182,7 +183,7 @@ TEST_F(ltl, what_names_no_interface_is_told) {
                    "(a breakout lane of it), Po1 (up to 65535), Vlan10 (up to 4094), or if12 (any "
                    "other, by the kernel's "
                    "index)\n");
-    EXPECT_TRUE(desk.requests.empty());
+    EXPECT_TRUE(simulator.requests.empty());
 }
 
 TEST_F(ltl, wrong_usage_has_its_own_exit_code) {

@@ -10,7 +10,7 @@ protected:
     // Overlay notifications need no registration, and none is to be answered.
     void start_without_registration() {
         start_over();
-        desk.answers.clear();
+        simulator.answers.clear();
     }
 
     // The payload of the one request that the command sends.
@@ -19,7 +19,7 @@ protected:
         EXPECT_EQ(run(command), 0) << err;
         EXPECT_EQ(sent_opcodes(), opcodes{opcode});
         expect_all_closed();
-        return desk.requests.empty() ? bytes() : desk.requests[0].payload;
+        return simulator.requests.empty() ? bytes() : simulator.requests[0].payload;
     }
 };
 
@@ -27,24 +27,24 @@ TEST_F(notify, sends_a_marker) {
     EXPECT_EQ(run({"marker", "2"}), 0) << err;
     EXPECT_EQ(out, "vellfeed: sent the out-of-band marker 2\n");
     ASSERT_EQ(sent_opcodes(), (opcodes{registration, oob_marker, deregistration}));
-    EXPECT_EQ(desk.requests[1].sap, 213u);
-    EXPECT_EQ(desk.requests[1].payload, (bytes{2, 0, 0, 0}));
+    EXPECT_EQ(simulator.requests[1].sap, 213u);
+    EXPECT_EQ(simulator.requests[1].payload, (bytes{2, 0, 0, 0}));
     expect_all_closed();
     start_over();
     EXPECT_EQ(run({"marker", "0x51525354", "--quiet"}), 0) << err;
     EXPECT_EQ(out, "");
-    EXPECT_EQ(desk.requests[1].payload, (bytes{0x54, 0x53, 0x52, 0x51}));
+    EXPECT_EQ(simulator.requests[1].payload, (bytes{0x54, 0x53, 0x52, 0x51}));
 }
 
 TEST_F(notify, sends_that_the_download_is_complete) {
     EXPECT_EQ(run({"download-complete"}), 0) << err;
     EXPECT_EQ(out, "vellfeed: sent that the download is complete\n");
     ASSERT_EQ(sent_opcodes(), (opcodes{registration, download_complete, deregistration}));
-    EXPECT_EQ(desk.requests[1].payload, (bytes{0, 0, 0, 0}));
+    EXPECT_EQ(simulator.requests[1].payload, (bytes{0, 0, 0, 0}));
 }
 
 TEST_F(notify, each_send_may_fail) {
-    const std::string begin = "no switch answers in /run/desk; start one with `vellsim run`, or "
+    const std::string begin = "no switch answers in /run/sim; start one with `vellsim run`, or "
                               "point VELLSIM_RUN_DIR at its run directory";
     const std::string end =
         "everything was sent, but the switch went away before the client could deregister";
@@ -58,7 +58,7 @@ TEST_F(notify, each_send_may_fail) {
     for (const auto &row : rows) {
         for (std::size_t i = 0; i < std::size(row.errors); ++i) {
             start_over();
-            desk.fail_send = i;
+            simulator.fail_send = i;
             EXPECT_EQ(run(row.command), 1);
             EXPECT_EQ(err, "vellfeed: " + row.errors[i] + "\n");
             expect_all_closed();
@@ -68,7 +68,7 @@ TEST_F(notify, each_send_may_fail) {
 
 TEST_F(notify, the_overlay_is_disabled_with_and_without_the_flag) {
     EXPECT_EQ(sent_by({"overlay", "disable"}, overlay_disable), (bytes{1, 0, 8, 0, 0, 0, 0, 0}));
-    EXPECT_EQ(desk.requests[0].sap, 213u);
+    EXPECT_EQ(simulator.requests[0].sap, 213u);
     EXPECT_EQ(out, "vellfeed: sent that the overlay is disabled\n");
     EXPECT_EQ(sent_by({"overlay", "disable", "--flag"}, overlay_disable),
               (bytes{3, 0, 8, 0, 0, 0, 0, 0}));
@@ -89,7 +89,7 @@ TEST_F(notify, the_overlay_is_disabled_for_vlans) {
 TEST_F(notify, an_overlay_route_goes_out_as_it_is) {
     EXPECT_EQ(sent_by({"overlay", "route", "4660", "0a0B0cFF"}, overlay_route),
               (bytes{0x34, 0x12, 8, 0, 0x0a, 0x0b, 0x0c, 0xff}));
-    EXPECT_EQ(desk.requests[0].sap, 213u);
+    EXPECT_EQ(simulator.requests[0].sap, 213u);
     EXPECT_EQ(out, "vellfeed: sent an overlay route of type 4660 with 4 bytes\n");
     EXPECT_EQ(sent_by({"overlay", "route", "0", ""}, overlay_route), (bytes{0, 0, 4, 0}));
     const bytes longest =
@@ -100,7 +100,7 @@ TEST_F(notify, an_overlay_route_goes_out_as_it_is) {
 
 TEST_F(notify, an_overlay_notification_that_cannot_be_sent_is_an_error) {
     const std::string why =
-        " could not be sent: no switch answers in /run/desk; start one with `vellsim run`, or "
+        " could not be sent: no switch answers in /run/sim; start one with `vellsim run`, or "
         "point VELLSIM_RUN_DIR at its "
         "run directory\n";
     const struct {
@@ -111,19 +111,19 @@ TEST_F(notify, an_overlay_notification_that_cannot_be_sent_is_an_error) {
                 {{"overlay", "route", "1", "00"}, "overlay route"}};
     for (const auto &row : rows) {
         start_without_registration();
-        desk.fail_send = 0;
+        simulator.fail_send = 0;
         EXPECT_EQ(run(row.command), 1);
         EXPECT_EQ(err, std::string("vellfeed: the ") + row.what + why);
         expect_all_closed();
 
         start_without_registration();
-        desk.no_queue = true;
+        simulator.no_queue = true;
         EXPECT_EQ(run(row.command), 1);
         EXPECT_EQ(err,
                   "vellfeed: no transport queue could be opened: the process has no handle left\n");
 
         start_without_registration();
-        desk.result_without_answer = -1;
+        simulator.result_without_answer = -1;
         EXPECT_EQ(run(row.command), 1);
         EXPECT_EQ(err, "vellfeed: everything was sent, but the switch closed the connection; "
                        "`vellsim show log` tells what "
@@ -131,7 +131,7 @@ TEST_F(notify, an_overlay_notification_that_cannot_be_sent_is_an_error) {
         expect_all_closed();
 
         start_without_registration();
-        desk.lose_drops = true;
+        simulator.lose_drops = true;
         EXPECT_EQ(run(row.command), 1);
         EXPECT_EQ(
             err,

@@ -62,7 +62,7 @@ protected:
     // A switch that acknowledges the registration and says nothing else.
     void start_over() {
         fake_transport::reset();
-        desk.answers = {bytes{7, 1}};
+        simulator.answers = {bytes{7, 1}};
     }
 
     // Runs the program; what it printed is in `out` and `err` then.
@@ -86,7 +86,7 @@ protected:
             EXPECT_EQ(run(command), 2) << testing::PrintToString(command);
             EXPECT_THAT(err, testing::StartsWith("vellfeed: ")) << testing::PrintToString(command);
         }
-        EXPECT_TRUE(desk.requests.empty());
+        EXPECT_TRUE(simulator.requests.empty());
     }
 
     // A file of this test's own: others run at the same time.
@@ -104,20 +104,20 @@ protected:
 
     std::vector<std::uint32_t> sent_opcodes() const {
         std::vector<std::uint32_t> opcodes;
-        for (const fake_request &request : desk.requests)
+        for (const fake_request &request : simulator.requests)
             opcodes.push_back(request.opcode);
         return opcodes;
     }
 
     // Nothing that was opened is left open.
     void expect_all_closed() const {
-        EXPECT_EQ(desk.open_references, 0);
-        EXPECT_EQ(desk.wrong_drops, 0);
-        EXPECT_EQ(desk.open_queues, 0);
-        EXPECT_EQ(desk.messages_alive, 0);
+        EXPECT_EQ(simulator.open_references, 0);
+        EXPECT_EQ(simulator.wrong_drops, 0);
+        EXPECT_EQ(simulator.open_queues, 0);
+        EXPECT_EQ(simulator.messages_alive, 0);
     }
 
-    fake_transport &desk = fake_transport::current();
+    fake_transport &simulator = fake_transport::current();
     std::string out;
     std::string err;
 

@@ -17,8 +17,8 @@ protected:
 
     // Whatever happened, everything that was opened is closed.
     ~session() override {
-        EXPECT_EQ(desk.open_queues, 0);
-        EXPECT_EQ(desk.messages_alive, 0);
+        EXPECT_EQ(simulator.open_queues, 0);
+        EXPECT_EQ(simulator.messages_alive, 0);
     }
 
     static std::string refusal(const session_options &options = {}) {
@@ -33,57 +33,57 @@ protected:
         return "(no error)";
     }
 
-    fake_transport &desk = fake_transport::current();
+    fake_transport &simulator = fake_transport::current();
 };
 
 TEST_F(session, registers_sends_and_deregisters) {
-    desk.answers = {accepted};
+    simulator.answers = {accepted};
     client_session client({.uuid = 0x01020304, .segment = "seg", .timeout_ms = 77});
-    EXPECT_EQ(desk.last_timeout, 77);
+    EXPECT_EQ(simulator.last_timeout, 77);
     bytes message = {0, 9, 0, 0, 0, 0, 9, 9, 5};
     EXPECT_TRUE(client.send_routes(message, 0x0203));
     client.close();
 
-    ASSERT_EQ(desk.requests.size(), 3u);
-    EXPECT_EQ(desk.requests[0].sap, 212u);
-    EXPECT_EQ(desk.requests[0].opcode, 75796u);
-    const bytes &registration = desk.requests[0].payload;
+    ASSERT_EQ(simulator.requests.size(), 3u);
+    EXPECT_EQ(simulator.requests[0].sap, 212u);
+    EXPECT_EQ(simulator.requests[0].opcode, 75796u);
+    const bytes &registration = simulator.requests[0].payload;
     EXPECT_EQ(bytes(registration.begin() + 4, registration.begin() + 12),
               (bytes{4, 3, 2, 1, 's', 'e', 'g', 0}));
-    EXPECT_EQ(desk.requests[1].sap, 214u);
-    EXPECT_EQ(desk.requests[1].opcode, 75831u);
-    EXPECT_EQ(desk.requests[1].payload, (bytes{7, 9, 3, 2, 0, 0, 9, 9, 5}));
-    EXPECT_EQ(desk.requests[2].opcode, 75797u);
-    EXPECT_EQ(desk.open_references, 0);
-    EXPECT_EQ(desk.wrong_drops, 0);
+    EXPECT_EQ(simulator.requests[1].sap, 214u);
+    EXPECT_EQ(simulator.requests[1].opcode, 75831u);
+    EXPECT_EQ(simulator.requests[1].payload, (bytes{7, 9, 3, 2, 0, 0, 9, 9, 5}));
+    EXPECT_EQ(simulator.requests[2].opcode, 75797u);
+    EXPECT_EQ(simulator.open_references, 0);
+    EXPECT_EQ(simulator.wrong_drops, 0);
 }
 
 TEST_F(session, waits_no_longer_for_what_is_passed_over) {
-    desk.answers = {accepted, fake_answer(accepted, 75796), fake_answer(accepted, 75796)};
+    simulator.answers = {accepted, fake_answer(accepted, 75796), fake_answer(accepted, 75796)};
     client_session client({.uuid = 1, .segment = "seg", .timeout_ms = 1000});
-    desk.delay_ms = 20;
+    simulator.delay_ms = 20;
     EXPECT_THROW(
         client.await({"answer", "answering"}, [](const received_message &) { return false; }),
         session_error);
-    EXPECT_EQ(desk.received, 3u);
-    EXPECT_LE(desk.last_timeout, 960);
+    EXPECT_EQ(simulator.received, 3u);
+    EXPECT_LE(simulator.last_timeout, 960);
 }
 
 TEST_F(session, deregisters_when_it_is_given_up) {
-    desk.answers = {accepted};
+    simulator.answers = {accepted};
     { const client_session client({}); }
-    ASSERT_EQ(desk.requests.size(), 2u);
-    EXPECT_EQ(desk.requests[1].opcode, 75797u);
+    ASSERT_EQ(simulator.requests.size(), 2u);
+    EXPECT_EQ(simulator.requests[1].opcode, 75797u);
 }
 
 TEST_F(session, without_a_queue) {
-    desk.no_queue = true;
+    simulator.no_queue = true;
     EXPECT_EQ(refusal(), "no transport queue could be opened: the process has no handle left");
 }
 
 TEST_F(session, without_a_switch) {
-    desk.fail_send = 0;
-    EXPECT_EQ(refusal(), "no switch answers in /run/desk; start one with `vellsim run`, or point "
+    simulator.fail_send = 0;
+    EXPECT_EQ(refusal(), "no switch answers in /run/sim; start one with `vellsim run`, or point "
                          "VELLSIM_RUN_DIR at its "
                          "run directory");
 }
@@ -91,8 +91,8 @@ TEST_F(session, without_a_switch) {
 TEST_F(session, with_a_segment_name_that_is_too_long) {
     EXPECT_EQ(refusal({.segment = std::string(240, 'x')}),
               "usage: the segment name is 240 bytes long, 239 is the most (--segment)");
-    EXPECT_TRUE(desk.requests.empty());
-    desk.answers = {accepted, std::nullopt, accepted};
+    EXPECT_TRUE(simulator.requests.empty());
+    simulator.answers = {accepted, std::nullopt, accepted};
     EXPECT_EQ(refusal({.segment = std::string(239, 'x')}), "(no error)");
     EXPECT_EQ(refusal({.uuid = 286, .segment = std::string(240, 'x')}), "(no error)");
 }
@@ -104,60 +104,60 @@ TEST_F(session, when_the_switch_does_not_answer) {
 }
 
 TEST_F(session, when_the_switch_goes_away_instead_of_answering) {
-    desk.result_without_answer = -1;
+    simulator.result_without_answer = -1;
     EXPECT_EQ(refusal(), "the switch closed the connection instead of acknowledging the "
                          "registration; `vellsim show log` "
                          "may say why");
 }
 
 TEST_F(session, when_the_switch_refuses) {
-    desk.answers = {bytes{7, 0}};
+    simulator.answers = {bytes{7, 0}};
     EXPECT_EQ(refusal(), "the switch refused the registration; `vellsim show log` says why");
 }
 
 TEST_F(session, when_the_switch_accepts_without_an_id) {
-    desk.answers = {bytes{0, 1}};
+    simulator.answers = {bytes{0, 1}};
     EXPECT_EQ(refusal(), "the switch accepted the registration with client id 0, which is no id");
 }
 
 TEST_F(session, when_the_answer_is_too_short) {
-    desk.answers = {bytes{7}};
+    simulator.answers = {bytes{7}};
     EXPECT_EQ(
         refusal(),
         "the switch answered the registration with a message of 1 bytes, an acknowledgment has 2");
 }
 
 TEST_F(session, when_a_route_message_cannot_be_sent) {
-    desk.answers = {accepted};
-    desk.fail_send = 1;
+    simulator.answers = {accepted};
+    simulator.fail_send = 1;
     client_session client({});
     bytes message(8);
     EXPECT_FALSE(client.send_routes(message, 0));
 }
 
 TEST_F(session, when_the_connection_is_lost_behind_the_last_send) {
-    desk.answers = {accepted};
-    desk.result_without_answer = -1;
+    simulator.answers = {accepted};
+    simulator.result_without_answer = -1;
     EXPECT_EQ(refusal(), "everything was sent, but the switch closed the connection; `vellfeed "
                          "compare` tells what arrived");
 }
 
 TEST_F(session, when_messages_arrive_that_nobody_asked_for) {
-    desk.answers = {accepted, accepted, bytes{1, 2, 3}};
+    simulator.answers = {accepted, accepted, bytes{1, 2, 3}};
     EXPECT_EQ(refusal(), "(no error)");
-    EXPECT_EQ(desk.received, 3u);
+    EXPECT_EQ(simulator.received, 3u);
 }
 
 TEST_F(session, when_it_cannot_deregister) {
-    desk.answers = {accepted};
-    desk.fail_send = 1;
+    simulator.answers = {accepted};
+    simulator.fail_send = 1;
     EXPECT_EQ(refusal(),
               "everything was sent, but the switch went away before the client could deregister");
 }
 
 TEST_F(session, when_references_stay_open) {
-    desk.answers = {accepted};
-    desk.lose_drops = true;
+    simulator.answers = {accepted};
+    simulator.lose_drops = true;
     EXPECT_EQ(refusal(),
               "the transport counts 2 message references left open and 0 wrong releases");
 }

@@ -52,7 +52,7 @@ protected:
     // The switch acknowledges the registration and then says this.
     void answer_with(std::vector<std::optional<fake_answer>> answers) {
         start_over();
-        desk.answers.insert(desk.answers.end(), answers.begin(), answers.end());
+        simulator.answers.insert(simulator.answers.end(), answers.begin(), answers.end());
     }
 
     // What is said of an answer to `ipv4_command` that is not the one waited for.
@@ -100,8 +100,8 @@ TEST_F(stats, asks_for_an_ipv4_route) {
     EXPECT_EQ(out, "(10.0.0.9, 239.1.1.2) in table 253: 6280196624 packets, 2 bytes, 1 "
                    "wrong-interface packet\n");
     ASSERT_EQ(sent_opcodes(), (opcodes{registration, ipv4_stats, deregistration}));
-    EXPECT_EQ(desk.requests[1].sap, 214u);
-    EXPECT_EQ(desk.requests[1].payload,
+    EXPECT_EQ(simulator.requests[1].sap, 214u);
+    EXPECT_EQ(simulator.requests[1].payload,
               (bytes{253, 0, 0, 0, 32, 32, 0, 0, 9, 0, 0, 10, 2, 1, 1, 239, 0, 0, 0, 0}));
     expect_all_closed();
 }
@@ -114,7 +114,7 @@ TEST_F(stats, asks_for_and_clears_an_ipv4_route_at_once) {
     EXPECT_EQ(out, "(10.0.0.9, 239.1.1.2) in table 253: 6280196624 packets, 2 bytes, 1 "
                    "wrong-interface packet; cleared\n");
     ASSERT_EQ(sent_opcodes(), (opcodes{registration, ipv4_stats, deregistration}));
-    EXPECT_EQ(desk.requests[1].payload[16], 1);
+    EXPECT_EQ(simulator.requests[1].payload[16], 1);
 }
 
 TEST_F(stats, clears_an_ipv4_route_alone) {
@@ -126,7 +126,7 @@ TEST_F(stats, clears_an_ipv4_route_alone) {
     EXPECT_EQ(out, "(10.0.0.9, 239.1.1.2) in table 253: 6280196624 packets, 1 byte, 1 "
                    "wrong-interface packet; cleared\n");
     ASSERT_EQ(sent_opcodes(), (opcodes{registration, ipv4_clear, deregistration}));
-    EXPECT_EQ(desk.requests[1].payload,
+    EXPECT_EQ(simulator.requests[1].payload,
               (bytes{253, 0, 0, 0, 32, 32, 0, 0, 9, 0, 0, 10, 2, 1, 1, 239}));
 }
 
@@ -144,7 +144,7 @@ TEST_F(stats, takes_table_and_mask_lengths) {
     EXPECT_EQ(
         out,
         "(*, 239.1.1.2/24) in table 100: 6280196624 packets, 2 bytes, 1 wrong-interface packet\n");
-    EXPECT_EQ(desk.requests[1].payload,
+    EXPECT_EQ(simulator.requests[1].payload,
               (bytes{100, 0, 0, 0, 0, 24, 0, 0, 0, 0, 0, 0, 2, 1, 1, 239, 0, 0, 0, 0}));
 }
 
@@ -158,7 +158,7 @@ TEST_F(stats, asks_for_an_ipv6_route) {
     EXPECT_EQ(out, "(2001:db8::9, ff0e::102) in table 253: 6280196624 packets, 2 bytes, 1 "
                    "wrong-interface packet\n");
     ASSERT_EQ(sent_opcodes(), (opcodes{registration, ipv6_stats, deregistration}));
-    EXPECT_EQ(desk.requests[1].payload, ipv6_request);
+    EXPECT_EQ(simulator.requests[1].payload, ipv6_request);
     expect_all_closed();
 }
 
@@ -173,7 +173,7 @@ TEST_F(stats, asks_for_an_ipv6_route_and_then_clears_it) {
                    "wrong-interface packet; "
                    "cleared\n");
     ASSERT_EQ(sent_opcodes(), (opcodes{registration, ipv6_stats, ipv6_clear, deregistration}));
-    EXPECT_EQ(desk.requests[2].payload, ipv6_request);
+    EXPECT_EQ(simulator.requests[2].payload, ipv6_request);
 }
 
 TEST_F(stats, clears_an_ipv6_route_alone) {
@@ -271,7 +271,7 @@ TEST_F(stats, no_answer_is_told) {
                    "is only slow, wait "
                    "longer with --timeout\n");
     start_over();
-    desk.result_without_answer = -1;
+    simulator.result_without_answer = -1;
     EXPECT_EQ(run(with(command, "--clear-only")), 1);
     EXPECT_EQ(err, "vellfeed: the switch closed the connection instead of answering the clear "
                    "request; `vellsim show log` "
@@ -282,7 +282,7 @@ TEST_F(stats, no_answer_is_told) {
 
 TEST_F(stats, each_send_may_fail) {
     const std::string errors[] = {
-        "no switch answers in /run/desk; start one with `vellsim run`, or point VELLSIM_RUN_DIR at "
+        "no switch answers in /run/sim; start one with `vellsim run`, or point VELLSIM_RUN_DIR at "
         "its run directory",
         "the statistics request could not be sent: the switch went away",
         "the clear request could not be sent: the switch went away",
@@ -292,7 +292,7 @@ TEST_F(stats, each_send_may_fail) {
         cleared.cleared = 1;
         answer_with(
             {fake_answer(ipv6_answer().all(), ipv6_stats), fake_answer(cleared.all(), ipv6_clear)});
-        desk.fail_send = i;
+        simulator.fail_send = i;
         EXPECT_EQ(run(with(ipv6_command, "--clear")), 1);
         EXPECT_EQ(err, "vellfeed: " + errors[i] + "\n");
         expect_all_closed();

@@ -31,8 +31,8 @@ TEST_F(vellfeed, feeds_a_recorded_table) {
     EXPECT_EQ(err, "");
     EXPECT_EQ(sent_opcodes(),
               (std::vector<std::uint32_t>{registration, route_update, deregistration}));
-    EXPECT_EQ(desk.requests[1].payload[2], 29);
-    EXPECT_EQ(desk.open_references, 0);
+    EXPECT_EQ(simulator.requests[1].payload[2], 29);
+    EXPECT_EQ(simulator.open_references, 0);
 }
 
 TEST_F(vellfeed, numbers_interfaces_and_says_which) {
@@ -46,14 +46,14 @@ TEST_F(vellfeed, splits_a_table_into_messages) {
                    "--message-bytes", "4096"}),
               0);
     std::size_t routes = 0;
-    for (std::size_t i = 1; i + 1 < desk.requests.size(); ++i) {
-        EXPECT_EQ(desk.requests[i].opcode, route_update);
-        EXPECT_LE(desk.requests[i].payload.size(), 4096u);
-        routes += desk.requests[i].payload[2] + 256u * desk.requests[i].payload[3];
+    for (std::size_t i = 1; i + 1 < simulator.requests.size(); ++i) {
+        EXPECT_EQ(simulator.requests[i].opcode, route_update);
+        EXPECT_LE(simulator.requests[i].payload.size(), 4096u);
+        routes += simulator.requests[i].payload[2] + 256u * simulator.requests[i].payload[3];
     }
     EXPECT_EQ(routes, 1200u);
-    EXPECT_EQ(out, "vellfeed: sent 1200 routes in " + std::to_string(desk.requests.size() - 2) +
-                       " messages\n");
+    EXPECT_EQ(out, "vellfeed: sent 1200 routes in " +
+                       std::to_string(simulator.requests.size() - 2) + " messages\n");
 }
 
 TEST_F(vellfeed, takes_table_and_epoch_and_deletion) {
@@ -62,7 +62,7 @@ TEST_F(vellfeed, takes_table_and_epoch_and_deletion) {
               0)
         << err;
     EXPECT_EQ(out, "");
-    const bytes &message = desk.requests[1].payload;
+    const bytes &message = simulator.requests[1].payload;
     EXPECT_EQ(message[8], 2);       // opcode
     EXPECT_EQ(message[12], 0);      // flags
     EXPECT_EQ(message[8 + 16], 9);  // epoch
@@ -91,7 +91,7 @@ TEST_F(vellfeed, sends_nothing_of_a_table_that_is_wrong) {
               "vellfeed: " + path +
                   ": entry 2 of 2 (/1/src): expected the source, an IPv4 address, found the number "
                   "1\n");
-    EXPECT_TRUE(desk.requests.empty());
+    EXPECT_TRUE(simulator.requests.empty());
 }
 
 TEST_F(vellfeed, each_send_may_fail) {
@@ -99,7 +99,7 @@ TEST_F(vellfeed, each_send_may_fail) {
     const std::vector<std::string> command = {"routes", write_file("two", two_routes),
                                               "--number-interfaces", "--message-bytes", "1"};
     const std::string errors[] = {
-        "no switch answers in /run/desk; start one with `vellsim run`, or point VELLSIM_RUN_DIR at "
+        "no switch answers in /run/sim; start one with `vellsim run`, or point VELLSIM_RUN_DIR at "
         "its run directory",
         "message 1 could not be sent: the switch went away; 0 of 2 routes in 0 messages went out "
         "before",
@@ -108,11 +108,11 @@ TEST_F(vellfeed, each_send_may_fail) {
         "everything was sent, but the switch went away before the client could deregister"};
     for (std::size_t i = 0; i < std::size(errors); ++i) {
         start_over();
-        desk.fail_send = i;
+        simulator.fail_send = i;
         EXPECT_EQ(run(command), 1);
         EXPECT_EQ(err, "vellfeed: " + errors[i] + "\n");
-        EXPECT_EQ(desk.open_references, 0);
-        EXPECT_EQ(desk.open_queues, 0);
+        EXPECT_EQ(simulator.open_references, 0);
+        EXPECT_EQ(simulator.open_queues, 0);
     }
 }
 
@@ -123,7 +123,7 @@ TEST_F(vellfeed, compares_without_a_switch_when_it_is_given_what_is_held) {
         << err;
     EXPECT_EQ(out,
               "interface in is number 1\ninterface out is number 2\nall 2 fed routes arrived\n");
-    EXPECT_TRUE(desk.requests.empty());
+    EXPECT_TRUE(simulator.requests.empty());
 }
 
 TEST_F(vellfeed, a_comparison_that_fails_says_so) {
@@ -163,7 +163,7 @@ TEST_F(vellfeed, sends_each_dux_role) {
         EXPECT_EQ(out, std::string("vellfeed: sent the dux role ") + row.role + "\n");
         ASSERT_EQ(sent_opcodes(),
                   (std::vector<std::uint32_t>{registration, route_update, deregistration}));
-        const bytes &message = desk.requests[1].payload;
+        const bytes &message = simulator.requests[1].payload;
         EXPECT_EQ(bytes(message.begin() + 12, message.begin() + 16),
                   bytes(row.flag_bytes, row.flag_bytes + 4));
     }
@@ -172,12 +172,12 @@ TEST_F(vellfeed, sends_each_dux_role) {
 TEST_F(vellfeed, sends_a_dux_role_by_number) {
     EXPECT_EQ(run({"role", "--value", "7"}), 0) << err;
     EXPECT_EQ(out, "vellfeed: sent the dux role 7\n");
-    const bytes &message = desk.requests[1].payload;
+    const bytes &message = simulator.requests[1].payload;
     EXPECT_EQ(bytes(message.begin() + 12, message.begin() + 20), bytes(8, 0));
 }
 
 TEST_F(vellfeed, a_role_that_cannot_be_sent_is_an_error) {
-    desk.fail_send = 1;
+    simulator.fail_send = 1;
     EXPECT_EQ(run({"role", "odd"}), 1);
     EXPECT_EQ(err, "vellfeed: the dux role could not be sent: the switch went away\n");
 }
@@ -187,7 +187,7 @@ TEST_F(vellfeed, sends_the_ipv6_notice) {
     EXPECT_EQ(out, "vellfeed: sent the IPv6 route notice 286397204 4294967295 513\n");
     ASSERT_EQ(sent_opcodes(),
               (std::vector<std::uint32_t>{registration, ipv6_notice, deregistration}));
-    const bytes &notice = desk.requests[1].payload;
+    const bytes &notice = simulator.requests[1].payload;
     EXPECT_EQ(notice,
               (bytes{7, 0, 1, 2, 0, 0, 0, 0, 0x14, 0x13, 0x12, 0x11, 0xff, 0xff, 0xff, 0xff}));
 }
@@ -246,7 +246,7 @@ TEST_F(vellfeed, wrong_usage_is_explained) {
 
 TEST_F(vellfeed, takes_the_names_that_the_switch_shows_for_roles) {
     EXPECT_EQ(run({"role", "forward_even"}), 0) << err;
-    EXPECT_EQ(desk.requests.at(1).payload.at(14), 8);
+    EXPECT_EQ(simulator.requests.at(1).payload.at(14), 8);
 }
 
 TEST_F(vellfeed, every_command_has_a_help_with_an_example) {
