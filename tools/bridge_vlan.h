@@ -1,7 +1,7 @@
 // Which VLAN a bridge is: a kernel without VLAN filtering has a bridge for each.
 #pragma once
 
-#include "cli_fwd.h"
+#include "sim/base/cli_fwd.h"
 
 #include <cstdint>
 #include <functional>

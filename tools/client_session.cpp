@@ -1,7 +1,7 @@
 #include "client_session.h"
 
 #include "input_error.h"
-#include "meanings.h"
+#include "sim/wire/protocol.h"
 
 #include <kyt.h>
 #include <vell.h>

@@ -2,11 +2,11 @@
 // the exit code, and throws what input_error.h declares.
 #pragma once
 
-#include "cli_fwd.h"
 #include "client_session.h"
 #include "flood_options.h"
 #include "ltl_ports.h"
 #include "mdb_options.h"
+#include "sim/base/cli_fwd.h"
 #include "table_options.h"
 
 #include <cstdint>

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "client_session.h"
-#include "number_option.h"
+#include "sim/base/number_option.h"
 
 #include <CLI/CLI.hpp>
 #include <cstdint>

@@ -1,6 +1,6 @@
 #include "comparison.h"
 
-#include "print.h"
+#include "sim/base/print.h"
 
 namespace feed {
 

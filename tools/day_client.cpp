@@ -5,9 +5,9 @@
 #include "input_error.h"
 #include "l2_message.h"
 #include "manager_answer.h"
-#include "print.h"
 #include "route_message.h"
 #include "send_all.h"
+#include "sim/base/print.h"
 #include "stats_request.h"
 
 #include <vell.h>

@@ -9,7 +9,7 @@
 #include "held_input.h"
 #include "held_l2.h"
 #include "input_error.h"
-#include "print.h"
+#include "sim/base/print.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>

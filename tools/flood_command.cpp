@@ -4,7 +4,7 @@
 #include "flood_update.h"
 #include "input_error.h"
 #include "manager_answer.h"
-#include "print.h"
+#include "sim/base/print.h"
 #include "switch_port.h"
 
 #include <nerb_sim.h>

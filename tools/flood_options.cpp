@@ -3,7 +3,7 @@
 #include "common_options.h"
 #include "counted.h"
 #include "input_error.h"
-#include "print.h"
+#include "sim/base/print.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>

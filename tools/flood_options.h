@@ -2,8 +2,8 @@
 // feeding them and for comparing them.
 #pragma once
 
-#include "cli_fwd.h"
 #include "flood_plan.h"
+#include "sim/base/cli_fwd.h"
 
 #include <ostream>
 #include <string>

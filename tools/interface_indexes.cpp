@@ -1,8 +1,8 @@
 #include "interface_indexes.h"
 
 #include "input_error.h"
-#include "print.h"
 #include "printable.h"
+#include "sim/base/print.h"
 
 #include <charconv>
 #include <set>

@@ -3,8 +3,8 @@
 #include "counted.h"
 #include "l2_changes.h"
 #include "l2_message.h"
-#include "print.h"
 #include "send_all.h"
+#include "sim/base/print.h"
 
 #include <vell.h>
 

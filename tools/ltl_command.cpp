@@ -1,7 +1,7 @@
 #include "commands.h"
 #include "common_options.h"
 #include "ltl_request.h"
-#include "print.h"
+#include "sim/base/print.h"
 #include "switch_port.h"
 #include "vlan.h"
 

@@ -1,7 +1,7 @@
 // The interfaces that an LTL index is to stand for: named one by one, or a group's.
 #pragma once
 
-#include "cli_fwd.h"
+#include "sim/base/cli_fwd.h"
 
 #include <cstdint>
 #include <string>

@@ -2,9 +2,9 @@
 // feeding it and for comparing it.
 #pragma once
 
-#include "cli_fwd.h"
 #include "interface_source.h"
 #include "l2_plan.h"
+#include "sim/base/cli_fwd.h"
 
 #include <ostream>
 #include <set>

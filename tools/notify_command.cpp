@@ -1,6 +1,6 @@
 #include "commands.h"
 #include "common_options.h"
-#include "print.h"
+#include "sim/base/print.h"
 
 #include <vell.h>
 

@@ -1,8 +1,8 @@
 #include "commands.h"
 #include "common_options.h"
 #include "input_error.h"
-#include "print.h"
 #include "printable.h"
+#include "sim/base/print.h"
 
 #include <vell.h>
 

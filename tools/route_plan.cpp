@@ -2,8 +2,8 @@
 
 #include "address.h"
 #include "input_error.h"
-#include "meanings.h"
 #include "printable.h"
+#include "sim/wire/protocol.h"
 
 #include <algorithm>
 #include <fmt/format.h>

@@ -1,9 +1,9 @@
 #include "commands.h"
 #include "common_options.h"
 #include "counted.h"
-#include "print.h"
 #include "route_message.h"
 #include "send_all.h"
+#include "sim/base/print.h"
 
 #include <CLI/CLI.hpp>
 

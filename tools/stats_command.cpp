@@ -2,8 +2,8 @@
 #include "common_options.h"
 #include "counted.h"
 #include "input_error.h"
-#include "print.h"
 #include "printable.h"
+#include "sim/base/print.h"
 #include "stats_request.h"
 
 #include <CLI/CLI.hpp>

@@ -2,9 +2,9 @@
 // comparing it.
 #pragma once
 
-#include "cli_fwd.h"
 #include "interface_source.h"
 #include "route_plan.h"
+#include "sim/base/cli_fwd.h"
 
 #include <cstdint>
 #include <optional>

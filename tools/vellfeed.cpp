@@ -2,8 +2,8 @@
 
 #include "commands.h"
 #include "input_error.h"
-#include "print.h"
-#include "usage.h"
+#include "sim/base/print.h"
+#include "sim/base/usage.h"
 
 #include <CLI/CLI.hpp>
 #include <functional>

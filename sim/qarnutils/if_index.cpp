@@ -1,5 +1,5 @@
 // Interface indexes, taken apart.
-#include "if_layout.h"
+#include "sim/qarnutils/if_layout.h"
 
 namespace {
 

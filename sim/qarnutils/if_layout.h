@@ -1,7 +1,8 @@
 // What an interface index is made of, for whoever takes one apart or makes one.
 #pragma once
 
-#include "interface.h"
+#include <qarnutils.h>
+#include <qarnutils_sim.h>
 
 #include <cstdint>
 

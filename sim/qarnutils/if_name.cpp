@@ -1,5 +1,5 @@
 // Names of interfaces, to and from their indexes.
-#include "if_layout.h"
+#include "sim/qarnutils/if_layout.h"
 
 #include <charconv>
 #include <cstdio>

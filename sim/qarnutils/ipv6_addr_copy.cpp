@@ -1,4 +1,5 @@
-#include "interface.h"
+#include <qarnutils.h>
+#include <qarnutils_sim.h>
 
 #include <cstring>
 

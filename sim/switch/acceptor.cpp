@@ -1,7 +1,7 @@
-#include "acceptor.h"
+#include "sim/switch/acceptor.h"
 
-#include "service.h"
-#include "service_socket.h"
+#include "sim/switch/service.h"
+#include "sim/wire/service_socket.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,7 +1,7 @@
 // Which new connections the switch takes, and when it takes none.
 #pragma once
 
-#include "file_descriptor.h"
+#include "sim/base/file_descriptor.h"
 
 #include <chrono>
 #include <cstddef>

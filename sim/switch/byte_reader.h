@@ -1,7 +1,7 @@
 // Reads a message front to back, never beyond its end, and knows where it is.
 #pragma once
 
-#include "refusal.h"
+#include "sim/switch/refusal.h"
 
 #include <bit>
 #include <cstddef>

@@ -1,4 +1,4 @@
-#include "client_table.h"
+#include "sim/switch/client_table.h"
 
 namespace sim {
 

@@ -1,7 +1,7 @@
-#include "detach.h"
+#include "sim/switch/detach.h"
 
-#include "console.h"
-#include "file_descriptor.h"
+#include "sim/base/file_descriptor.h"
+#include "sim/switch/console.h"
 
 #include <cerrno>
 #include <cstdio>

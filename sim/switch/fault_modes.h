@@ -1,7 +1,7 @@
 // The ways in which the switch misbehaves when asked to, for people who test their clients.
 #pragma once
 
-#include "meanings.h"
+#include "sim/wire/protocol.h"
 
 #include <chrono>
 #include <cstddef>

@@ -1,4 +1,4 @@
-#include "fault_options.h"
+#include "sim/switch/fault_options.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>

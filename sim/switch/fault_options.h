@@ -1,8 +1,8 @@
 // The options of `vellsim run` that make the switch misbehave.
 #pragma once
 
-#include "cli_fwd.h"
-#include "fault_modes.h"
+#include "sim/base/cli_fwd.h"
+#include "sim/switch/fault_modes.h"
 
 #include <string>
 

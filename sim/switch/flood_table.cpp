@@ -1,6 +1,6 @@
-#include "flood_table.h"
+#include "sim/switch/flood_table.h"
 
-#include "meanings.h"
+#include "sim/wire/protocol.h"
 
 #include <utility>
 

@@ -2,9 +2,9 @@
 // them.
 #pragma once
 
-#include "l2_tables.h"
-#include "ltl_message.h"
-#include "ltl_outcome.h"
+#include "sim/switch/l2_tables.h"
+#include "sim/switch/ltl_decode.h"
+#include "sim/switch/ltl_outcome.h"
 
 #include <cstdint>
 #include <map>

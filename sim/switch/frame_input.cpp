@@ -1,6 +1,6 @@
-#include "frame_input.h"
+#include "sim/switch/frame_input.h"
 
-#include "frame_io.h"
+#include "sim/wire/frame_io.h"
 
 #include <cstring>
 #include <fmt/format.h>

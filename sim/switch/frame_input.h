@@ -3,7 +3,7 @@
 // Memory grows with what has really arrived, never with what a frame's length field announces.
 #pragma once
 
-#include "frame.h"
+#include "sim/wire/frame.h"
 
 #include <cstddef>
 #include <optional>

@@ -2,9 +2,9 @@
 //
 //   out-of-band marker   4 bytes: u32 marker
 //   download complete    4 bytes: u32 0
-#include "byte_reader.h"
-#include "meanings.h"
-#include "request.h"
+#include "sim/switch/byte_reader.h"
+#include "sim/switch/request.h"
+#include "sim/wire/protocol.h"
 
 #include <cstdint>
 #include <fmt/format.h>

@@ -1,4 +1,4 @@
-#include "interface_name.h"
+#include "sim/switch/interface_name.h"
 
 #include <qarnutils_sim.h>
 

@@ -1,7 +1,7 @@
-#include "ipv6_notice.h"
+#include "sim/switch/ipv6_notice.h"
 
-#include "byte_reader.h"
-#include "request.h"
+#include "sim/switch/byte_reader.h"
+#include "sim/switch/request.h"
 
 namespace sim {
 

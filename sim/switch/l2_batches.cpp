@@ -1,6 +1,6 @@
-#include "l2_batches.h"
+#include "sim/switch/l2_batches.h"
 
-#include "log_line.h"
+#include "sim/wire/log_line.h"
 
 #include <algorithm>
 

@@ -1,7 +1,7 @@
 // The batches that out-of-band markers bracket, and the markers that bracket nothing.
 #pragma once
 
-#include "l2_tables.h"
+#include "sim/switch/l2_tables.h"
 
 #include <cstddef>
 #include <cstdint>

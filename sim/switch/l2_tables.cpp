@@ -1,6 +1,6 @@
-#include "l2_tables.h"
+#include "sim/switch/l2_tables.h"
 
-#include "meanings.h"
+#include "sim/wire/protocol.h"
 
 #include <fmt/format.h>
 

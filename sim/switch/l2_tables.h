@@ -2,7 +2,7 @@
 // messages carry.
 #pragma once
 
-#include "l2_message.h"
+#include "sim/switch/l2_decode.h"
 
 #include <compare>
 #include <cstdint>

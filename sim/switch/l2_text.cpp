@@ -1,7 +1,7 @@
-#include "l2_text.h"
+#include "sim/switch/l2_text.h"
 
-#include "meanings.h"
-#include "text_layout.h"
+#include "sim/base/text_layout.h"
+#include "sim/wire/protocol.h"
 
 #include <algorithm>
 #include <cstdint>

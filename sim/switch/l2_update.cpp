@@ -1,7 +1,7 @@
 // What a layer-2 message does to the tables.
-#include "l2_message.h"
-#include "l2_tables.h"
-#include "request.h"
+#include "sim/switch/l2_decode.h"
+#include "sim/switch/l2_tables.h"
+#include "sim/switch/request.h"
 
 #include <cstdint>
 #include <fmt/format.h>

@@ -1,8 +1,8 @@
-#include "listener.h"
+#include "sim/switch/listener.h"
 
-#include "frame.h"
-#include "run_dir.h"
-#include "service_socket.h"
+#include "sim/wire/frame.h"
+#include "sim/wire/run_dir.h"
+#include "sim/wire/service_socket.h"
 
 #include <cerrno>
 #include <cstring>

@@ -1,7 +1,7 @@
 // The switch's place in a run directory: at most one switch holds it.
 #pragma once
 
-#include "file_descriptor.h"
+#include "sim/base/file_descriptor.h"
 
 #include <string>
 

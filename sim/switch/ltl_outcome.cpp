@@ -1,6 +1,6 @@
-#include "ltl_outcome.h"
+#include "sim/switch/ltl_outcome.h"
 
-#include "interface_name.h"
+#include "sim/switch/interface_name.h"
 
 #include <fmt/format.h>
 

@@ -1,7 +1,7 @@
 // How an entry of a request to the LTL manager ended, and what it was that made it end so.
 #pragma once
 
-#include "nerb_messages.h"
+#include "sim/wire/nerb_messages.h"
 
 #include <cstdint>
 #include <string>

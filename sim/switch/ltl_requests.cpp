@@ -1,8 +1,8 @@
 // What the LTL manager's requests do, and its answers.
-#include "ltl_message.h"
-#include "ltl_outcome.h"
-#include "message_frame.h"
-#include "request.h"
+#include "sim/switch/ltl_decode.h"
+#include "sim/switch/ltl_outcome.h"
+#include "sim/switch/request.h"
+#include "sim/wire/message_frame.h"
 
 #include <array>
 #include <fmt/format.h>

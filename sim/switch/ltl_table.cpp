@@ -1,4 +1,4 @@
-#include "ltl_table.h"
+#include "sim/switch/ltl_table.h"
 
 #include <algorithm>
 #include <optional>

@@ -1,10 +1,10 @@
 // The LTL indexes: those that are allocated, each a set of interfaces, and those that are free.
 #pragma once
 
-#include "l2_tables.h"
-#include "ltl_message.h"
-#include "ltl_outcome.h"
-#include "meanings.h"
+#include "sim/switch/l2_tables.h"
+#include "sim/switch/ltl_decode.h"
+#include "sim/switch/ltl_outcome.h"
+#include "sim/wire/protocol.h"
 
 #include <cstddef>
 #include <cstdint>

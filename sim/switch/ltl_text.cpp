@@ -1,6 +1,6 @@
-#include "ltl_text.h"
+#include "sim/switch/ltl_text.h"
 
-#include "text_layout.h"
+#include "sim/base/text_layout.h"
 
 #include <qarnutils.h>
 

@@ -1,14 +1,14 @@
 // vellsim, the simulated switch: its command line.
-#include "address.h"
-#include "console.h"
-#include "fault_options.h"
-#include "l2_address.h"
-#include "number_option.h"
-#include "run_command.h"
-#include "run_dir.h"
-#include "show_command.h"
-#include "switch_client.h"
-#include "usage.h"
+#include "sim/base/ipv4_text.h"
+#include "sim/base/net_address.h"
+#include "sim/base/number_option.h"
+#include "sim/base/usage.h"
+#include "sim/switch/console.h"
+#include "sim/switch/fault_options.h"
+#include "sim/switch/run_command.h"
+#include "sim/switch/show_command.h"
+#include "sim/switch/switch_client.h"
+#include "sim/wire/run_dir.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>

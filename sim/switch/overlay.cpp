@@ -1,8 +1,8 @@
-#include "overlay.h"
+#include "sim/switch/overlay.h"
 
-#include "byte_reader.h"
-#include "meanings.h"
-#include "request.h"
+#include "sim/switch/byte_reader.h"
+#include "sim/switch/request.h"
+#include "sim/wire/protocol.h"
 
 #include <utility>
 

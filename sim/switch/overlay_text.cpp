@@ -1,6 +1,6 @@
-#include "overlay_text.h"
+#include "sim/switch/overlay_text.h"
 
-#include "text_layout.h"
+#include "sim/base/text_layout.h"
 
 #include <cstdint>
 #include <fmt/format.h>

@@ -1,6 +1,6 @@
-#include "peer_connection.h"
+#include "sim/switch/peer_connection.h"
 
-#include "show_query.h"
+#include "sim/switch/show_query.h"
 
 #include <algorithm>
 #include <array>

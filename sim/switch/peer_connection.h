@@ -2,10 +2,10 @@
 // does not block.
 #pragma once
 
-#include "file_descriptor.h"
-#include "frame_input.h"
-#include "service.h"
-#include "show_answer.h"
+#include "sim/base/file_descriptor.h"
+#include "sim/switch/frame_input.h"
+#include "sim/switch/service.h"
+#include "sim/switch/show_answer.h"
 
 #include <chrono>
 #include <cstddef>

@@ -1,9 +1,9 @@
-#include "registration.h"
+#include "sim/switch/registration.h"
 
-#include "byte_reader.h"
-#include "meanings.h"
-#include "message_frame.h"
-#include "request.h"
+#include "sim/switch/byte_reader.h"
+#include "sim/switch/request.h"
+#include "sim/wire/message_frame.h"
+#include "sim/wire/protocol.h"
 
 #include <algorithm>
 #include <fmt/format.h>

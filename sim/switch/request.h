@@ -2,7 +2,7 @@
 // row in service.cpp.
 #pragma once
 
-#include "service.h"
+#include "sim/switch/service.h"
 
 namespace sim {
 

@@ -1,4 +1,4 @@
-#include "route_flags.h"
+#include "sim/switch/route_flags.h"
 
 #include <fmt/format.h>
 #include <iterator>

@@ -1,8 +1,8 @@
 // What a route message does to the tables.
-#include "address.h"
-#include "meanings.h"
-#include "request.h"
-#include "route_message.h"
+#include "sim/base/ipv4_text.h"
+#include "sim/switch/request.h"
+#include "sim/switch/route_decode.h"
+#include "sim/wire/protocol.h"
 
 #include <algorithm>
 #include <fmt/format.h>

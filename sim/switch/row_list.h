@@ -1,7 +1,7 @@
 // The rows of a table as `vellsim show` answers them.
 #pragma once
 
-#include "show_query.h"
+#include "sim/switch/show_query.h"
 
 #include <cstdint>
 #include <fmt/format.h>

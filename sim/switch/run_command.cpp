@@ -1,10 +1,10 @@
-#include "run_command.h"
+#include "sim/switch/run_command.h"
 
-#include "console.h"
-#include "detach.h"
-#include "listener.h"
-#include "server.h"
-#include "switch_log.h"
+#include "sim/switch/console.h"
+#include "sim/switch/detach.h"
+#include "sim/switch/listener.h"
+#include "sim/switch/server.h"
+#include "sim/switch/switch_log.h"
 
 #include <cerrno>
 #include <csignal>

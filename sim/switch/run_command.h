@@ -1,7 +1,7 @@
 // `vellsim run`: the switch itself.
 #pragma once
 
-#include "fault_modes.h"
+#include "sim/switch/fault_modes.h"
 
 #include <string>
 

@@ -1,6 +1,6 @@
-#include "server.h"
+#include "sim/switch/server.h"
 
-#include "counting.h"
+#include "sim/switch/count.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,9 +1,9 @@
 // The switch's loop: one thread, many connections, no call that blocks.
 #pragma once
 
-#include "acceptor.h"
-#include "peer_connection.h"
-#include "service.h"
+#include "sim/switch/acceptor.h"
+#include "sim/switch/peer_connection.h"
+#include "sim/switch/service.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,8 +1,8 @@
-#include "service.h"
+#include "sim/switch/service.h"
 
-#include "nerb_messages.h"
-#include "refusal.h"
-#include "request.h"
+#include "sim/switch/refusal.h"
+#include "sim/switch/request.h"
+#include "sim/wire/nerb_messages.h"
 
 #include <algorithm>
 #include <cstddef>

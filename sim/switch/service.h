@@ -2,16 +2,16 @@
 // sockets.
 #pragma once
 
-#include "client_table.h"
-#include "fault_modes.h"
-#include "flood_table.h"
-#include "frame.h"
-#include "l2_batches.h"
-#include "l2_tables.h"
-#include "ltl_table.h"
-#include "overlay.h"
-#include "route.h"
-#include "statistics.h"
+#include "sim/switch/client_table.h"
+#include "sim/switch/fault_modes.h"
+#include "sim/switch/flood_table.h"
+#include "sim/switch/l2_batches.h"
+#include "sim/switch/l2_tables.h"
+#include "sim/switch/ltl_table.h"
+#include "sim/switch/overlay.h"
+#include "sim/switch/route.h"
+#include "sim/switch/statistics.h"
+#include "sim/wire/frame.h"
 
 #include <chrono>
 #include <cstddef>

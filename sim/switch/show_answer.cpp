@@ -1,14 +1,14 @@
-#include "show_answer.h"
+#include "sim/switch/show_answer.h"
 
-#include "address.h"
-#include "printable.h"
-#include "route_flags.h"
-#include "row_list.h"
-#include "show_l2.h"
-#include "show_ltl.h"
-#include "show_overlay.h"
-#include "show_query.h"
-#include "show_stats.h"
+#include "sim/base/ipv4_text.h"
+#include "sim/base/printable.h"
+#include "sim/switch/route_flags.h"
+#include "sim/switch/row_list.h"
+#include "sim/switch/show_l2.h"
+#include "sim/switch/show_ltl.h"
+#include "sim/switch/show_overlay.h"
+#include "sim/switch/show_query.h"
+#include "sim/switch/show_stats.h"
 
 #include <algorithm>
 #include <fmt/format.h>

@@ -1,7 +1,7 @@
 // The switch's side of `vellsim show`: its tables as JSON.
 #pragma once
 
-#include "service.h"
+#include "sim/switch/service.h"
 
 #include <string>
 #include <string_view>

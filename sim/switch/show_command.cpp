@@ -1,13 +1,13 @@
-#include "show_command.h"
+#include "sim/switch/show_command.h"
 
-#include "console.h"
-#include "l2_text.h"
-#include "log_files.h"
-#include "ltl_text.h"
-#include "overlay_text.h"
-#include "show_text.h"
-#include "stats_text.h"
-#include "switch_client.h"
+#include "sim/switch/console.h"
+#include "sim/switch/l2_text.h"
+#include "sim/switch/log_read.h"
+#include "sim/switch/ltl_text.h"
+#include "sim/switch/overlay_text.h"
+#include "sim/switch/show_text.h"
+#include "sim/switch/stats_text.h"
+#include "sim/switch/switch_client.h"
 
 #include <algorithm>
 #include <cerrno>

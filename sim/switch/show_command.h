@@ -1,8 +1,8 @@
 // `vellsim show`: a table of the running switch, or the logs, for people or for programs.
 #pragma once
 
-#include "counting.h"
-#include "show_query.h"
+#include "sim/switch/count.h"
+#include "sim/switch/show_query.h"
 
 #include <string>
 

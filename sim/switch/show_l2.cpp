@@ -1,6 +1,6 @@
-#include "show_l2.h"
+#include "sim/switch/show_l2.h"
 
-#include "meanings.h"
+#include "sim/wire/protocol.h"
 
 #include <nlohmann/json.hpp>
 

@@ -1,8 +1,8 @@
 // The layer-2 tables as JSON.
 #pragma once
 
-#include "service.h"
-#include "show_query.h"
+#include "sim/switch/service.h"
+#include "sim/switch/show_query.h"
 
 #include <string>
 

@@ -1,7 +1,7 @@
-#include "show_ltl.h"
+#include "sim/switch/show_ltl.h"
 
-#include "interface_name.h"
-#include "row_list.h"
+#include "sim/switch/interface_name.h"
+#include "sim/switch/row_list.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>

@@ -1,4 +1,4 @@
-#include "show_overlay.h"
+#include "sim/switch/show_overlay.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>

@@ -1,6 +1,6 @@
-#include "show_query.h"
+#include "sim/switch/show_query.h"
 
-#include "printable.h"
+#include "sim/base/printable.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>

@@ -1,7 +1,7 @@
-#include "show_stats.h"
+#include "sim/switch/show_stats.h"
 
-#include "row_list.h"
-#include "statistics.h"
+#include "sim/switch/row_list.h"
+#include "sim/switch/statistics.h"
 
 #include <nlohmann/json.hpp>
 

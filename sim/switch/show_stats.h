@@ -1,8 +1,8 @@
 // The counters as JSON.
 #pragma once
 
-#include "service.h"
-#include "show_query.h"
+#include "sim/switch/service.h"
+#include "sim/switch/show_query.h"
 
 #include <nlohmann/json_fwd.hpp>
 #include <string>

@@ -1,8 +1,8 @@
-#include "show_text.h"
+#include "sim/switch/show_text.h"
 
-#include "printable.h"
-#include "service.h"
-#include "text_layout.h"
+#include "sim/base/printable.h"
+#include "sim/base/text_layout.h"
+#include "sim/switch/service.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -1,7 +1,7 @@
 // The tables as text for a terminal of 80 columns.
 #pragma once
 
-#include "log_line.h"
+#include "sim/wire/log_line.h"
 
 #include <nlohmann/json_fwd.hpp>
 #include <string>

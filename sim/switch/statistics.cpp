@@ -1,6 +1,6 @@
-#include "statistics.h"
+#include "sim/switch/statistics.h"
 
-#include "byte_reader.h"
+#include "sim/switch/byte_reader.h"
 
 #include <algorithm>
 #include <cstring>

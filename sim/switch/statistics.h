@@ -10,8 +10,8 @@
 //                  u64 wrong-interface packets
 #pragma once
 
-#include "l2_address.h"
-#include "route.h"
+#include "sim/base/net_address.h"
+#include "sim/switch/route.h"
 
 #include <array>
 #include <compare>

@@ -1,7 +1,7 @@
 // What the statistics and clear requests do, and their answers.
-#include "message_frame.h"
-#include "request.h"
-#include "statistics.h"
+#include "sim/switch/request.h"
+#include "sim/switch/statistics.h"
+#include "sim/wire/message_frame.h"
 
 namespace sim {
 

@@ -1,6 +1,6 @@
-#include "stats_text.h"
+#include "sim/switch/stats_text.h"
 
-#include "text_layout.h"
+#include "sim/base/text_layout.h"
 
 #include <cstdint>
 #include <fmt/format.h>

@@ -1,8 +1,8 @@
-#include "switch_client.h"
+#include "sim/switch/switch_client.h"
 
-#include "frame_io.h"
-#include "service_socket.h"
-#include "show_query.h"
+#include "sim/switch/show_query.h"
+#include "sim/wire/frame_io.h"
+#include "sim/wire/service_socket.h"
 
 #include <cerrno>
 #include <csignal>

@@ -1,7 +1,7 @@
 // What the other commands need of the running switch.
 #pragma once
 
-#include "frame.h"
+#include "sim/wire/frame.h"
 
 #include <string>
 

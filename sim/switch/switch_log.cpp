@@ -1,8 +1,8 @@
-#include "switch_log.h"
+#include "sim/switch/switch_log.h"
 
-#include "console.h"
-#include "log_line.h"
-#include "printable.h"
+#include "sim/base/printable.h"
+#include "sim/switch/console.h"
+#include "sim/wire/log_line.h"
 
 #include <cerrno>
 #include <cstring>

@@ -1,8 +1,8 @@
 // The service's own log: the file log/service in the run directory, and standard error.
 #pragma once
 
-#include "file_descriptor.h"
-#include "log_line.h"
+#include "sim/base/file_descriptor.h"
+#include "sim/wire/log_line.h"
 
 #include <cstdint>
 #include <string>

@@ -1,5 +1,6 @@
-#include "errno_keeper.h"
-#include "interface.h"
+#include "sim/tessel/errno_keeper.h"
+
+#include <tessel.h>
 
 #include <cstdarg>
 #include <cstdio>

@@ -3,8 +3,9 @@
 //
 //   TESSEL_HISTORY   all (the default), error or off
 //   TESSEL_CONSOLE   all, error or off (the default)
-#include "errno_keeper.h"
-#include "interface.h"
+#include "sim/tessel/errno_keeper.h"
+
+#include <tessel.h>
 
 #include <cstdio>
 #include <cstdlib>

@@ -1,9 +1,10 @@
 // The history and the per-client log: text files, <run directory>/log/history and client, one line
 // a record.
-#include "errno_keeper.h"
-#include "interface.h"
-#include "log_line.h"
-#include "run_dir.h"
+#include "sim/tessel/errno_keeper.h"
+#include "sim/wire/log_line.h"
+#include "sim/wire/run_dir.h"
+
+#include <tessel.h>
 
 #include <cerrno>
 #include <cstdio>

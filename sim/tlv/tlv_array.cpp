@@ -1,4 +1,4 @@
-#include "tlv_layout.h"
+#include "sim/tlv/tlv_layout.h"
 
 #include <cstring>
 #include <limits>

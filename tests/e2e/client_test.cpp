@@ -1,7 +1,7 @@
 // A client process on the simulator, as a daemon would be: the library, the simulator's transport and a real
 // service.
-#include "client.h"
-#include "simulator.h"
+#include "tests/e2e/client.h"
+#include "tests/e2e/simulator.h"
 
 #include <csignal>
 #include <gmock/gmock.h>
@@ -35,7 +35,7 @@ void add_simple_route(route_message &message, std::uint32_t group) {
 class Client : public simulator {
 protected:
     void SetUp() override {
-        sim::SetUp();
+        simulator::SetUp();
         kyt_sim_get_counts(&before);
     }
 

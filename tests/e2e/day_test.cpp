@@ -1,6 +1,6 @@
 // A whole day of a switch, lived by one client of the library.
-#include "recorded.h"
-#include "simulator.h"
+#include "tests/e2e/recorded.h"
+#include "tests/e2e/simulator.h"
 
 #include <fstream>
 #include <map>

@@ -1,8 +1,8 @@
 // Recorded bridge ports, fed with vellfeed: what the LTL manager holds afterwards is what the
 // kernel printed, VLAN by VLAN and port by port. And LTL indexes, allocated, changed and released
 // from the command line.
-#include "recorded.h"
-#include "simulator.h"
+#include "tests/e2e/recorded.h"
+#include "tests/e2e/simulator.h"
 
 #include <map>
 #include <string>

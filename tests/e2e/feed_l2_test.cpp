@@ -1,8 +1,8 @@
 // Recorded snooping databases, fed with vellfeed: what the switch holds afterwards is what the
 // kernel printed, entry by entry and port by port. And the counters of routes, asked for and
 // cleared from the command line.
-#include "recorded.h"
-#include "simulator.h"
+#include "tests/e2e/recorded.h"
+#include "tests/e2e/simulator.h"
 
 #include <map>
 #include <string>

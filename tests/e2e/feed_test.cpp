@@ -1,6 +1,6 @@
 // Recorded tables, fed with vellfeed: what the switch holds afterwards is what the kernel printed,
 // route by route.
-#include "simulator.h"
+#include "tests/e2e/simulator.h"
 
 #include <map>
 #include <string>

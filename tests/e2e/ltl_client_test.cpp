@@ -1,6 +1,6 @@
 // The example client of the LTL manager, with a manager that does as asked and with one that does
 // not.
-#include "simulator.h"
+#include "tests/e2e/simulator.h"
 
 #include <gmock/gmock.h>
 

@@ -1,7 +1,7 @@
 // A simulator of its own for every test: a run directory, a switch in it, and what the switch shows.
 #pragma once
 
-#include "process.h"
+#include "tests/e2e/process.h"
 
 #include <gtest/gtest.h>
 #include <memory>

@@ -1,4 +1,4 @@
-#include "deadline.h"
+#include "sim/base/deadline.h"
 
 #include <gtest/gtest.h>
 #include <limits>

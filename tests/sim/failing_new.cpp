@@ -1,4 +1,4 @@
-#include "failing_new.h"
+#include "tests/sim/failing_new.h"
 
 #include <cstdlib>
 #include <new>

@@ -2,10 +2,10 @@
 // answers connections.
 #pragma once
 
-#include "file_descriptor.h"
-#include "scratch.h"
-#include "service_socket.h"
-#include "stream.h"
+#include "sim/base/file_descriptor.h"
+#include "sim/wire/service_socket.h"
+#include "tests/sim/scratch.h"
+#include "tests/sim/stream.h"
 
 #include <optional>
 #include <stdexcept>

@@ -1,6 +1,6 @@
-#include "frame_io.h"
-#include "signals.h"
-#include "stream.h"
+#include "sim/wire/frame_io.h"
+#include "tests/sim/signals.h"
+#include "tests/sim/stream.h"
 
 #include <chrono>
 #include <future>

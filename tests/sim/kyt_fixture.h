@@ -1,7 +1,7 @@
 // A queue of this process and a switch to send to.
 #pragma once
 
-#include "fake_switch.h"
+#include "tests/sim/fake_switch.h"
 
 #include <kyt_sim.h>
 

@@ -1,8 +1,8 @@
 // Memory that runs out: every allocation within a call is made to fail in turn. The call fails or
 // succeeds, but it never throws into its C caller, never miscounts and never leaves a connection in
 // the middle of a frame.
-#include "failing_new.h"
-#include "kyt_fixture.h"
+#include "tests/sim/failing_new.h"
+#include "tests/sim/kyt_fixture.h"
 
 #include <gtest/gtest.h>
 

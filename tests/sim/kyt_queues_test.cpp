@@ -1,5 +1,5 @@
-#include "child.h"
-#include "kyt_fixture.h"
+#include "tests/sim/child.h"
+#include "tests/sim/kyt_fixture.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>

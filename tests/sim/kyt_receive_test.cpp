@@ -1,5 +1,5 @@
-#include "kyt_fixture.h"
-#include "signals.h"
+#include "tests/sim/kyt_fixture.h"
+#include "tests/sim/signals.h"
 
 #include <chrono>
 #include <future>

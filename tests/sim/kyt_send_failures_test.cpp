@@ -1,6 +1,6 @@
-#include "child.h"
-#include "kyt_fixture.h"
-#include "signals.h"
+#include "tests/sim/child.h"
+#include "tests/sim/kyt_fixture.h"
+#include "tests/sim/signals.h"
 
 #include <chrono>
 #include <future>

@@ -1,6 +1,6 @@
-#include "child.h"
-#include "log_line.h"
-#include "scratch.h"
+#include "sim/wire/log_line.h"
+#include "tests/sim/child.h"
+#include "tests/sim/scratch.h"
 
 #include <cerrno>
 #include <csignal>

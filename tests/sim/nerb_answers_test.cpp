@@ -1,4 +1,4 @@
-#include "nerb_fixture.h"
+#include "tests/sim/nerb_fixture.h"
 
 #include <nerb.h>
 

@@ -1,7 +1,7 @@
 // Messages as the LTL manager answers them, received by a queue of this process.
 #pragma once
 
-#include "kyt_fixture.h"
+#include "tests/sim/kyt_fixture.h"
 
 #include <cstring>
 #include <future>

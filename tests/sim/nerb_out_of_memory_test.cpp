@@ -1,7 +1,7 @@
 // Memory that runs out: every allocation within a request is made to fail in turn. The request goes
 // out whole or not at all, says which, and never throws into its C caller.
-#include "failing_new.h"
-#include "kyt_fixture.h"
+#include "tests/sim/failing_new.h"
+#include "tests/sim/kyt_fixture.h"
 
 #include <nerb.h>
 

@@ -1,4 +1,4 @@
-#include "kyt_fixture.h"
+#include "tests/sim/kyt_fixture.h"
 
 #include <nerb.h>
 

@@ -1,5 +1,5 @@
 // Answers read whole, of whatever kind, and the names of their statuses.
-#include "nerb_fixture.h"
+#include "tests/sim/nerb_fixture.h"
 
 #include <nerb_sim.h>
 

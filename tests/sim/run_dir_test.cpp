@@ -1,5 +1,5 @@
-#include "run_dir.h"
-#include "scratch.h"
+#include "sim/wire/run_dir.h"
+#include "tests/sim/scratch.h"
 
 #include <filesystem>
 #include <fstream>

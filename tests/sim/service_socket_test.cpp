@@ -1,6 +1,6 @@
-#include "fake_switch.h"
-#include "service_socket.h"
-#include "signals.h"
+#include "sim/wire/service_socket.h"
+#include "tests/sim/fake_switch.h"
+#include "tests/sim/signals.h"
 
 #include <chrono>
 #include <filesystem>

@@ -2,8 +2,8 @@
 // seconds: a test whose bytes never come fails instead of hanging.
 #pragma once
 
-#include "file_descriptor.h"
-#include "frame.h"
+#include "sim/base/file_descriptor.h"
+#include "sim/wire/frame.h"
 
 #include <cerrno>
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "child.h"
+#include "tests/sim/child.h"
 
 #include <tessel.h>
 

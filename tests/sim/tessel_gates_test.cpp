@@ -1,5 +1,5 @@
-#include "child.h"
-#include "scratch.h"
+#include "tests/sim/child.h"
+#include "tests/sim/scratch.h"
 
 #include <tessel.h>
 

@@ -1,7 +1,7 @@
-#include "child.h"
-#include "log_line.h"
-#include "run_dir.h"
-#include "scratch.h"
+#include "sim/wire/log_line.h"
+#include "sim/wire/run_dir.h"
+#include "tests/sim/child.h"
+#include "tests/sim/scratch.h"
 
 #include <tessel.h>
 

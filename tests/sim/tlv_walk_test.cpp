@@ -1,4 +1,4 @@
-#include "tlv_fixture.h"
+#include "tests/sim/tlv_fixture.h"
 
 #include <cstring>
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
 // What no client should send, and that the switch goes on.
-#include "raw_peer.h"
-#include "route_bytes.h"
-#include "switch_process.h"
-#include "test_service.h"
+#include "tests/switch/raw_peer.h"
+#include "tests/switch/route_bytes.h"
+#include "tests/switch/switch_process.h"
+#include "tests/switch/test_service.h"
 
 #include <csignal>
 #include <gmock/gmock.h>

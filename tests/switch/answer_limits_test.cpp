@@ -1,7 +1,7 @@
 // Answers of the LTL manager that are as long as they get, and clients that do not read them.
-#include "ltl_bytes.h"
-#include "raw_peer.h"
-#include "switch_process.h"
+#include "tests/switch/ltl_bytes.h"
+#include "tests/switch/raw_peer.h"
+#include "tests/switch/switch_process.h"
 
 #include <cstdlib>
 #include <fstream>

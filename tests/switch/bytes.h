@@ -1,7 +1,7 @@
 // Messages written out by hand.
 #pragma once
 
-#include "refusal.h"
+#include "sim/switch/refusal.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -1,7 +1,7 @@
 // The fault modes, as a client meets them.
-#include "raw_peer.h"
-#include "switch_process.h"
-#include "test_service.h"
+#include "tests/switch/raw_peer.h"
+#include "tests/switch/switch_process.h"
+#include "tests/switch/test_service.h"
 
 #include <chrono>
 #include <csignal>

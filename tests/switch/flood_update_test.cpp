@@ -1,5 +1,5 @@
 // Flood LTL updates.
-#include "ltl_service.h"
+#include "tests/switch/ltl_service.h"
 
 #include <gmock/gmock.h>
 

@@ -1,5 +1,5 @@
-#include "bytes.h"
-#include "frame_input.h"
+#include "sim/switch/frame_input.h"
+#include "tests/switch/bytes.h"
 
 #include <gtest/gtest.h>
 

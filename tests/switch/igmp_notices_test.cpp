@@ -1,6 +1,6 @@
-#include "l2_bytes.h"
-#include "show_answer.h"
-#include "test_service.h"
+#include "sim/switch/show_answer.h"
+#include "tests/switch/l2_bytes.h"
+#include "tests/switch/test_service.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
-#include "bytes.h"
-#include "ipv6_notice.h"
+#include "sim/switch/ipv6_notice.h"
+#include "tests/switch/bytes.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "l2_address.h"
+#include "sim/base/net_address.h"
 
 #include <gtest/gtest.h>
 

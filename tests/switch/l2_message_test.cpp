@@ -1,5 +1,5 @@
-#include "l2_bytes.h"
-#include "l2_message.h"
+#include "sim/switch/l2_decode.h"
+#include "tests/switch/l2_bytes.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
 // Layer 2, statistics and overlay over real connections, and what no client should send there.
-#include "l2_bytes.h"
-#include "raw_peer.h"
-#include "switch_process.h"
-#include "test_service.h"
+#include "tests/switch/l2_bytes.h"
+#include "tests/switch/raw_peer.h"
+#include "tests/switch/switch_process.h"
+#include "tests/switch/test_service.h"
 
 #include <csignal>
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-#include "l2_text.h"
+#include "sim/switch/l2_text.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>

@@ -1,8 +1,8 @@
 // What layer-2 messages do to the tables, seen through `show l2`.
-#include "l2_bytes.h"
-#include "show_answer.h"
-#include "show_query.h"
-#include "test_service.h"
+#include "sim/switch/show_answer.h"
+#include "sim/switch/show_query.h"
+#include "tests/switch/l2_bytes.h"
+#include "tests/switch/test_service.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

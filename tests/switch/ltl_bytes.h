@@ -1,7 +1,7 @@
 // Requests to the LTL manager written out by hand, and its answers read back.
 #pragma once
 
-#include "test_service.h"
+#include "tests/switch/test_service.h"
 
 #include <cstdint>
 #include <cstring>

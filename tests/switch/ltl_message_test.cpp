@@ -1,5 +1,5 @@
-#include "ltl_bytes.h"
-#include "ltl_message.h"
+#include "sim/switch/ltl_decode.h"
+#include "tests/switch/ltl_bytes.h"
 
 #include <gtest/gtest.h>
 

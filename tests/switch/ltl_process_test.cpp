@@ -1,7 +1,7 @@
 // The LTL manager over real connections, its fault modes and what is shown of it.
-#include "ltl_bytes.h"
-#include "raw_peer.h"
-#include "switch_process.h"
+#include "tests/switch/ltl_bytes.h"
+#include "tests/switch/raw_peer.h"
+#include "tests/switch/switch_process.h"
 
 #include <chrono>
 #include <csignal>

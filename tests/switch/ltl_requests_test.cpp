@@ -1,5 +1,5 @@
 // Allocations, modifications and releases of LTL indexes.
-#include "ltl_service.h"
+#include "tests/switch/ltl_service.h"
 
 #include <gmock/gmock.h>
 

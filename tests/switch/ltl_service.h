@@ -1,8 +1,8 @@
 // A service whose LTL manager is asked, and what it answers and shows.
 #pragma once
 
-#include "ltl_bytes.h"
-#include "show_answer.h"
+#include "sim/switch/show_answer.h"
+#include "tests/switch/ltl_bytes.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>

@@ -1,4 +1,4 @@
-#include "ltl_text.h"
+#include "sim/switch/ltl_text.h"
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>

@@ -1,8 +1,8 @@
 // More of everything than is usual: clients, connections, bytes that nobody reads.
-#include "raw_peer.h"
-#include "service_socket.h"
-#include "switch_process.h"
-#include "test_service.h"
+#include "sim/wire/service_socket.h"
+#include "tests/switch/raw_peer.h"
+#include "tests/switch/switch_process.h"
+#include "tests/switch/test_service.h"
 
 #include <csignal>
 #include <filesystem>

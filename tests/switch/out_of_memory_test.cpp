@@ -1,9 +1,9 @@
 // A switch whose memory runs out while it handles a request: it ends that connection and no other.
-#include "listener.h"
-#include "raw_peer.h"
-#include "server.h"
-#include "switch_process.h"
-#include "test_service.h"
+#include "sim/switch/listener.h"
+#include "sim/switch/server.h"
+#include "tests/switch/raw_peer.h"
+#include "tests/switch/switch_process.h"
+#include "tests/switch/test_service.h"
 
 #include <atomic>
 #include <gmock/gmock.h>

@@ -1,7 +1,7 @@
-#include "overlay.h"
-#include "overlay_text.h"
-#include "show_answer.h"
-#include "test_service.h"
+#include "sim/switch/overlay.h"
+#include "sim/switch/overlay_text.h"
+#include "sim/switch/show_answer.h"
+#include "tests/switch/test_service.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
 // What waits for a peer: how much it is, when it goes out, and when it is too much.
-#include "peer_connection.h"
+#include "sim/switch/peer_connection.h"
 
 #include <gtest/gtest.h>
 #include <poll.h>

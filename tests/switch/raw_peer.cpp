@@ -1,7 +1,7 @@
-#include "raw_peer.h"
+#include "tests/switch/raw_peer.h"
 
-#include "service_socket.h"
-#include "test_service.h"
+#include "sim/wire/service_socket.h"
+#include "tests/switch/test_service.h"
 
 #include <cstring>
 #include <gtest/gtest.h>

@@ -1,10 +1,10 @@
 // A raw connection to the switch: frames as bytes, well-formed ones and others.
 #pragma once
 
-#include "bytes.h"
-#include "file_descriptor.h"
-#include "frame.h"
-#include "frame_io.h"
+#include "sim/base/file_descriptor.h"
+#include "sim/wire/frame.h"
+#include "sim/wire/frame_io.h"
+#include "tests/switch/bytes.h"
 
 #include <cstdint>
 #include <nlohmann/json.hpp>

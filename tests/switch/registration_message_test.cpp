@@ -1,5 +1,5 @@
-#include "bytes.h"
-#include "registration.h"
+#include "sim/switch/registration.h"
+#include "tests/switch/bytes.h"
 
 #include <gtest/gtest.h>
 

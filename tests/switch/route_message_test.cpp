@@ -1,5 +1,5 @@
-#include "route_bytes.h"
-#include "route_message.h"
+#include "sim/switch/route_decode.h"
+#include "tests/switch/route_bytes.h"
 
 #include <gtest/gtest.h>
 

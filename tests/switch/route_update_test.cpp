@@ -1,6 +1,6 @@
-#include "meanings.h"
-#include "route_bytes.h"
-#include "test_service.h"
+#include "sim/wire/protocol.h"
+#include "tests/switch/route_bytes.h"
+#include "tests/switch/test_service.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
-#include "raw_peer.h"
-#include "switch_process.h"
-#include "test_service.h"
+#include "tests/switch/raw_peer.h"
+#include "tests/switch/switch_process.h"
+#include "tests/switch/test_service.h"
 
 #include <csignal>
 #include <filesystem>

@@ -1,5 +1,5 @@
-#include "service.h"
-#include "test_service.h"
+#include "sim/switch/service.h"
+#include "tests/switch/test_service.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

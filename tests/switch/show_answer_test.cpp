@@ -1,7 +1,7 @@
-#include "route_bytes.h"
-#include "show_answer.h"
-#include "show_query.h"
-#include "test_service.h"
+#include "sim/switch/show_answer.h"
+#include "sim/switch/show_query.h"
+#include "tests/switch/route_bytes.h"
+#include "tests/switch/test_service.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>

@@ -1,8 +1,8 @@
 // `vellsim show` against a running switch.
-#include "log_line.h"
-#include "raw_peer.h"
-#include "switch_process.h"
-#include "test_service.h"
+#include "sim/wire/log_line.h"
+#include "tests/switch/raw_peer.h"
+#include "tests/switch/switch_process.h"
+#include "tests/switch/test_service.h"
 
 #include <csignal>
 #include <filesystem>

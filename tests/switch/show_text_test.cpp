@@ -1,4 +1,4 @@
-#include "show_text.h"
+#include "sim/switch/show_text.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>

@@ -1,8 +1,8 @@
-#include "counting.h"
-#include "show_answer.h"
-#include "statistics.h"
-#include "stats_text.h"
-#include "test_service.h"
+#include "sim/switch/count.h"
+#include "sim/switch/show_answer.h"
+#include "sim/switch/statistics.h"
+#include "sim/switch/stats_text.h"
+#include "tests/switch/test_service.h"
 
 #include <algorithm>
 #include <gmock/gmock.h>

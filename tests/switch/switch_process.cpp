@@ -1,6 +1,6 @@
-#include "switch_process.h"
+#include "tests/switch/switch_process.h"
 
-#include "log_files.h"
+#include "sim/switch/log_read.h"
 
 #include <array>
 #include <csignal>

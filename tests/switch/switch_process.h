@@ -1,7 +1,7 @@
 // vellsim as its users run it: a process of its own in a run directory of its own.
 #pragma once
 
-#include "file_descriptor.h"
+#include "sim/base/file_descriptor.h"
 
 #include <string>
 #include <sys/types.h>

@@ -1,8 +1,8 @@
 // A service without sockets, and requests as its peers send them.
 #pragma once
 
-#include "bytes.h"
-#include "service.h"
+#include "sim/switch/service.h"
+#include "tests/switch/bytes.h"
 
 #include <string>
 #include <vector>

@@ -1,5 +1,5 @@
 // What vellsim answers to a wrong command line.
-#include "switch_process.h"
+#include "tests/switch/switch_process.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
 #include "asked_counters.h"
-#include "error_of.h"
+#include "tests/tools/error_of.h"
 
 #include <gtest/gtest.h>
 

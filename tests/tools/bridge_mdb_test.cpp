@@ -1,6 +1,6 @@
 #include "bridge_mdb.h"
-#include "error_of.h"
-#include "mdb_text.h"
+#include "tests/tools/error_of.h"
+#include "tests/tools/mdb_text.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "bridge_ports.h"
-#include "error_of.h"
-#include "ports_text.h"
+#include "tests/tools/error_of.h"
+#include "tests/tools/ports_text.h"
 
 #include <gmock/gmock.h>
 

@@ -1,7 +1,7 @@
 #include "compare_flood.h"
-#include "error_of.h"
 #include "held_flood.h"
-#include "ports_text.h"
+#include "tests/tools/error_of.h"
+#include "tests/tools/ports_text.h"
 
 #include <gmock/gmock.h>
 

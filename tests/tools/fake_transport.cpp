@@ -1,4 +1,4 @@
-#include "fake_transport.h"
+#include "tests/tools/fake_transport.h"
 
 #include <kyt_sim.h>
 #include <vell.h>

@@ -1,6 +1,6 @@
-#include "ports_text.h"
-#include "program_fixture.h"
-#include "stand_in_programs.h"
+#include "tests/tools/ports_text.h"
+#include "tests/tools/program_fixture.h"
+#include "tests/tools/stand_in_programs.h"
 
 namespace feed {
 namespace {

@@ -1,7 +1,7 @@
 // The two messages, and what the library makes of them.
 #include "flood_message.h"
-#include "ports_text.h"
 #include "switch_port.h"
+#include "tests/tools/ports_text.h"
 
 #include <vell.h>
 

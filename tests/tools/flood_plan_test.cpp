@@ -1,6 +1,6 @@
-#include "error_of.h"
-#include "ports_text.h"
 #include "switch_port.h"
+#include "tests/tools/error_of.h"
+#include "tests/tools/ports_text.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
-#include "error_of.h"
 #include "held_routes.h"
+#include "tests/tools/error_of.h"
 
 #include <gtest/gtest.h>
 

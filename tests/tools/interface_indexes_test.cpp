@@ -1,7 +1,7 @@
-#include "error_of.h"
 #include "interface_indexes.h"
-#include "mdb_text.h"
-#include "table_text.h"
+#include "tests/tools/error_of.h"
+#include "tests/tools/mdb_text.h"
+#include "tests/tools/table_text.h"
 
 #include <gtest/gtest.h>
 #include <sstream>

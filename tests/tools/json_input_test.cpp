@@ -1,5 +1,5 @@
-#include "error_of.h"
 #include "json_input.h"
+#include "tests/tools/error_of.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>

@@ -1,6 +1,6 @@
-#include "error_of.h"
 #include "l2_plan.h"
-#include "mdb_text.h"
+#include "tests/tools/error_of.h"
+#include "tests/tools/mdb_text.h"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>

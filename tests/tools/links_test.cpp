@@ -1,5 +1,5 @@
-#include "error_of.h"
 #include "links.h"
+#include "tests/tools/error_of.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
-#include "error_of.h"
 #include "ltl_book.h"
-#include "program_fixture.h"
+#include "tests/tools/error_of.h"
+#include "tests/tools/program_fixture.h"
 
 #include <fmt/format.h>
 

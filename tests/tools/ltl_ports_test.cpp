@@ -1,7 +1,7 @@
-#include "error_of.h"
 #include "ltl_ports.h"
-#include "mdb_text.h"
 #include "switch_port.h"
+#include "tests/tools/error_of.h"
+#include "tests/tools/mdb_text.h"
 
 #include <fstream>
 #include <gmock/gmock.h>

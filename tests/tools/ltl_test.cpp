@@ -1,5 +1,5 @@
-#include "mdb_text.h"
-#include "program_fixture.h"
+#include "tests/tools/mdb_text.h"
+#include "tests/tools/program_fixture.h"
 
 #include <fmt/format.h>
 

@@ -1,6 +1,6 @@
-#include "error_of.h"
 #include "mroute_table.h"
-#include "table_text.h"
+#include "tests/tools/error_of.h"
+#include "tests/tools/table_text.h"
 
 #include <gtest/gtest.h>
 

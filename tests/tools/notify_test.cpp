@@ -1,4 +1,4 @@
-#include "program_fixture.h"
+#include "tests/tools/program_fixture.h"
 
 namespace feed {
 namespace {

@@ -1,7 +1,7 @@
 // The whole program, run in the test's process against the transport that the test plays.
 #pragma once
 
-#include "fake_transport.h"
+#include "tests/tools/fake_transport.h"
 #include "vellfeed.h"
 
 #include <cstdint>

@@ -1,6 +1,6 @@
-#include "error_of.h"
 #include "route_plan.h"
-#include "table_text.h"
+#include "tests/tools/error_of.h"
+#include "tests/tools/table_text.h"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>

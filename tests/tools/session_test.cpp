@@ -1,6 +1,6 @@
 #include "client_session.h"
-#include "fake_transport.h"
 #include "input_error.h"
+#include "tests/tools/fake_transport.h"
 
 #include <gtest/gtest.h>
 

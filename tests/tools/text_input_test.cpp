@@ -1,4 +1,4 @@
-#include "error_of.h"
+#include "tests/tools/error_of.h"
 #include "text_input.h"
 
 #include <gtest/gtest.h>

@@ -1,0 +1,110 @@
+#include "sim/base/net_address.h"
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <iterator>
+#include <span>
+
+namespace sim {
+
+namespace {
+
+struct kind_row {
+    l2_address_kind kind;
+    std::string_view name;
+    std::size_t size;
+};
+
+constexpr kind_row kinds[] = {
+    {l2_address_kind::mac, "mac", 6},
+    {l2_address_kind::ipv4, "ipv4", 4},
+    {l2_address_kind::ipv6, "ipv6", 16},
+};
+
+std::string internet_text(int family, const l2_address &address) {
+    char text[INET6_ADDRSTRLEN];
+    return inet_ntop(family, address.bytes.data(), text, sizeof text);
+}
+
+std::optional<unsigned> parse_hex_byte(std::string_view text) {
+    constexpr std::string_view digits = "0123456789abcdef0123456789ABCDEF";
+    const std::size_t high = digits.find(text[0]);
+    const std::size_t low = digits.find(text[1]);
+    if (high == digits.npos || low == digits.npos) {
+        return std::nullopt;
+    }
+    return static_cast<unsigned>(high % 16 * 16 + low % 16);
+}
+
+std::optional<l2_address> parse_mac(std::string_view text) {
+    constexpr std::size_t step = 3; // two digits and a colon
+    l2_address parsed{l2_address_kind::mac};
+    if (text.size() != 6 * step - 1) {
+        return std::nullopt;
+    }
+    for (std::size_t i = 0; i < 6; ++i) {
+        const std::optional<unsigned> byte = parse_hex_byte(text.substr(i * step, 2));
+        if (!byte || (i < 5 && text[i * step + 2] != ':')) {
+            return std::nullopt;
+        }
+        parsed.bytes[i] = static_cast<std::uint8_t>(*byte);
+    }
+    return parsed;
+}
+
+} // namespace
+
+std::size_t l2_address_size(std::uint32_t kind) {
+    const auto found =
+        std::ranges::find(kinds, static_cast<l2_address_kind>(kind), &kind_row::kind);
+    return found == std::end(kinds) ? 0 : found->size;
+}
+
+bool is_zero(const l2_address &address) {
+    return std::ranges::all_of(address.bytes, [](std::uint8_t byte) { return byte == 0; });
+}
+
+bool is_multicast(const l2_address &address) {
+    switch (address.kind) {
+    case l2_address_kind::ipv4:
+        return address.bytes[0] >> 4 == 0xe;
+    case l2_address_kind::ipv6:
+        return address.bytes[0] == 0xff;
+    case l2_address_kind::mac:
+        return (address.bytes[0] & 1) != 0;
+    }
+    return false;
+}
+
+std::string_view kind_name(l2_address_kind kind) {
+    const auto found = std::ranges::find(kinds, kind, &kind_row::kind);
+    return found == std::end(kinds) ? "unknown" : found->name;
+}
+
+std::string address_text(const l2_address &address) {
+    switch (address.kind) {
+    case l2_address_kind::ipv4:
+        return internet_text(AF_INET, address);
+    case l2_address_kind::ipv6:
+        return internet_text(AF_INET6, address);
+    case l2_address_kind::mac:
+        break;
+    }
+    return fmt::format("{:02x}", fmt::join(std::span(address.bytes).first(6), ":"));
+}
+
+std::optional<l2_address> parse_l2_address(const std::string &text) {
+    l2_address parsed;
+    if (inet_pton(AF_INET, text.c_str(), parsed.bytes.data()) == 1) {
+        return parsed;
+    }
+    parsed = {l2_address_kind::ipv6};
+    if (inet_pton(AF_INET6, text.c_str(), parsed.bytes.data()) == 1) {
+        return parsed;
+    }
+    return parse_mac(text);
+}
+
+} // namespace sim

@@ -1,0 +1,41 @@
+// The process's queues and their connections to the switch.
+#pragma once
+
+#include "sim/base/file_descriptor.h"
+#include "sim/wire/frame_io.h"
+
+#include <kyt.h>
+#include <kyt_sim.h>
+
+#include <cstdint>
+#include <deque>
+#include <string>
+
+// A received message, as the client holds it.
+struct kyt_sim_message {
+    sim::frame frame;
+};
+
+namespace sim {
+
+struct queue {
+    std::uint32_t handle = 0;
+    file_descriptor socket; // made by the first send
+    frame_reader reader{frame_kind::message};
+    std::deque<frame> rescued; // messages that a lost connection had brought before
+};
+
+// Null when there is no queue of this handle.
+queue *find_queue(std::uint32_t handle);
+
+// Connects a queue that has no connection. Returns an empty string, or why it could not.
+std::string connect_queue(queue &q);
+
+// Closes a connection that can send no more. The messages that it has brought are kept for the
+// client to receive.
+void give_up_connection(queue &q);
+
+// How long the switch may take no byte of a message, or no connection, before a send fails.
+int send_timeout_ms();
+
+} // namespace sim

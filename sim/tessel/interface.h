@@ -1,7 +1,0 @@
-// libtessel's interface, as its sources include it: what it declares is exported, everything else
-// stays inside.
-#pragma once
-
-#pragma GCC visibility push(default)
-#include <tessel.h>
-#pragma GCC visibility pop

@@ -1,0 +1,183 @@
+#include "sim/wire/log_line.h"
+
+#include "sim/base/file_descriptor.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <ctime>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace sim {
+
+namespace {
+
+constexpr std::array<std::string_view, 4> sinks = {"history", "client", "console", "service"};
+
+bool is_sink(std::string_view name) {
+    return std::find(sinks.begin(), sinks.end(), name) != sinks.end();
+}
+
+bool is_printable(char byte) {
+    return byte >= 0x20 && byte < 0x7f;
+}
+
+bool is_digit(char byte) {
+    return byte >= '0' && byte <= '9';
+}
+
+void append_escaped(std::string &to, char byte) {
+    constexpr char digits[] = "0123456789abcdef";
+    const auto value = static_cast<unsigned char>(byte);
+    if (byte == '\\')
+        to += "\\\\";
+    else if (byte == '\n')
+        to += "\\n";
+    else if (byte == '\t')
+        to += "\\t";
+    else if (is_printable(byte))
+        to += byte;
+    else
+        to.append("\\x").append({digits[value >> 4], digits[value & 15]});
+}
+
+// Takes the escape sequence at the start of `text`, its backslash included.
+std::optional<char> take_escape(std::string_view &text) {
+    const char kind = text.size() < 2 ? '\0' : text[1];
+    if (kind == 'x') {
+        unsigned value = 0;
+        const std::string_view digits = text.substr(2, 2);
+        const auto [end, error] =
+            std::from_chars(digits.data(), digits.data() + digits.size(), value, 16);
+        if (error != std::errc() || end != digits.data() + 2)
+            return std::nullopt;
+        text.remove_prefix(4);
+        return static_cast<char>(value);
+    }
+    text.remove_prefix(std::min<std::size_t>(text.size(), 2));
+    switch (kind) {
+    case '\\':
+        return '\\';
+    case 'n':
+        return '\n';
+    case 't':
+        return '\t';
+    default:
+        return std::nullopt;
+    }
+}
+
+std::optional<std::string> unescape(std::string_view text) {
+    std::string result;
+    while (!text.empty()) {
+        if (!is_printable(text.front()))
+            return std::nullopt;
+        if (text.front() != '\\') {
+            result += text.front();
+            text.remove_prefix(1);
+            continue;
+        }
+        const std::optional<char> byte = take_escape(text);
+        if (!byte)
+            return std::nullopt;
+        result += *byte;
+    }
+    return result;
+}
+
+// Takes the text before the first blank, and the blank; nothing when there is no blank.
+std::optional<std::string_view> take_field(std::string_view &text) {
+    const std::size_t blank = text.find(' ');
+    if (blank == std::string_view::npos)
+        return std::nullopt;
+    const std::string_view field = text.substr(0, blank);
+    text.remove_prefix(blank + 1);
+    return field;
+}
+
+bool take_number(std::string_view &text, std::string_view prefix, int base, std::uint32_t &number) {
+    std::optional<std::string_view> field = take_field(text);
+    if (!field || !field->starts_with(prefix))
+        return false;
+    field->remove_prefix(prefix.size());
+    const char *end = field->data() + field->size();
+    const auto result = std::from_chars(field->data(), end, number, base);
+    return result.ec == std::errc() && result.ptr == end;
+}
+
+bool is_time(std::string_view text) {
+    constexpr std::string_view form = "0000-00-00T00:00:00.000000Z";
+    return text.size() == form.size() &&
+           std::equal(form.begin(), form.end(), text.begin(), [](char want, char byte) {
+               return want == '0' ? is_digit(byte) : want == byte;
+           });
+}
+
+} // namespace
+
+std::string format_log_line(const log_line &line) {
+    char numbers[64];
+    std::snprintf(numbers, sizeof numbers, " %u %u 0x%x %u ", line.pid, line.uuid, line.module,
+                  line.level);
+    std::string result = line.time + " " + line.sink + numbers;
+    for (const char byte : line.text)
+        append_escaped(result, byte);
+    return result;
+}
+
+std::optional<log_line> parse_log_line(std::string_view text) {
+    const std::optional<std::string_view> time = take_field(text);
+    const std::optional<std::string_view> sink = take_field(text);
+    log_line line;
+    if (!time || !is_time(*time) || !sink || !is_sink(*sink) ||
+        !take_number(text, "", 10, line.pid) || !take_number(text, "", 10, line.uuid) ||
+        !take_number(text, "0x", 16, line.module) || !take_number(text, "", 10, line.level))
+        return std::nullopt;
+    std::optional<std::string> unescaped = unescape(text);
+    if (!unescaped)
+        return std::nullopt;
+    line.time = *time;
+    line.sink = *sink;
+    line.text = std::move(*unescaped);
+    return line;
+}
+
+std::string log_time_now() {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    tm utc{};
+    gmtime_r(&now.tv_sec, &utc);
+    char text[64];
+    const std::size_t length = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &utc);
+    std::snprintf(text + length, sizeof text - length, ".%06ldZ", now.tv_nsec / 1000);
+    return text;
+}
+
+bool append_log_line(const std::string &run_directory, const log_line &line) {
+    // The sink becomes a file name.
+    if (!is_sink(line.sink)) {
+        errno = EINVAL;
+        return false;
+    }
+    const std::string path = run_directory + "/log/" + line.sink;
+    const file_descriptor file(
+        open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+    if (!file)
+        return false;
+    const std::string text = format_log_line(line) + "\n";
+    ssize_t written = 0;
+    do
+        written = write(file.get(), text.data(), text.size());
+    while (written < 0 && errno == EINTR);
+    if (written < 0)
+        return false;
+    // A line that is cut short has no error of its own.
+    errno = ENOSPC;
+    return written == static_cast<ssize_t>(text.size());
+}
+
+} // namespace sim
