@@ -1,11 +1,14 @@
-#include "sim/switch/run_command.h"
-
+// `vellsim run`: the switch itself.
+#include "sim/switch/commands.h"
 #include "sim/switch/console.h"
 #include "sim/switch/detach.h"
+#include "sim/switch/fault_modes.h"
+#include "sim/switch/fault_options.h"
 #include "sim/switch/listener.h"
 #include "sim/switch/server.h"
 #include "sim/switch/switch_log.h"
 
+#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -13,11 +16,23 @@
 #include <cstring>
 #include <fmt/format.h>
 #include <functional>
+#include <memory>
+#include <string>
 #include <sys/signalfd.h>
 
 namespace sim {
 
 namespace {
+
+struct run_options {
+    std::string run_directory;
+    bool quiet = false;
+    bool detach = false; // go on in the background once clients can reach it
+    fault_modes faults{};
+    std::string fault_text{}; // as they were asked for, for the log
+};
+
+constexpr int exit_died = 3; // what --die-after exits with
 
 // A descriptor that becomes readable when the switch is told to end.
 file_descriptor catch_stop_signals() {
@@ -68,14 +83,39 @@ int serve(const run_options &options, const std::function<void()> &ready) {
     return EXIT_SUCCESS;
 }
 
-} // namespace
-
 int run_switch(const run_options &options) {
     if (!options.detach) {
         return serve(options, [] {});
     }
     return run_detached(
         [&options](const std::function<void()> &ready) { return serve(options, ready); });
+}
+
+} // namespace
+
+command_action add_run(CLI::App &command) {
+    const auto kept = std::make_shared<run_options>();
+    run_options &options = *kept;
+    CLI::App *run = &command;
+    add_run_directory(*run, options.run_directory);
+    run->add_flag("--quiet", options.quiet,
+                  "Keep the service log off standard error; it is in\n"
+                  "<run dir>/log/service all the same");
+    run->add_flag("--detach", options.detach,
+                  "Go on in the background, and return once clients can\n"
+                  "reach the switch; its log is then in its file alone");
+    add_fault_options(run, options.faults);
+    run->final_callback([run, &options] { options.fault_text = fault_text(*run); });
+    run->footer("Environment of the switch, of vellfeed and of other clients:\n"
+                "  VELLSIM_RUN_DIR          the run directory\n"
+                "Environment of clients:\n"
+                "  VELLSIM_SEND_TIMEOUT_MS  a switch that takes no byte of a message for so\n"
+                "                           many milliseconds counts as gone; default 5000\n"
+                "  TESSEL_HISTORY           all, error or off: what the library logs to\n"
+                "                           <run dir>/log/history; default all\n"
+                "  TESSEL_CONSOLE           all, error or off: what it prints to the\n"
+                "                           console; default off");
+    return [kept] { return run_switch(*kept); };
 }
 
 } // namespace sim

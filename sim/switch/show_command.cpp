@@ -1,23 +1,29 @@
-#include "sim/switch/show_command.h"
-
+// `vellsim show`: a table of the running switch, or its logs.
+#include "sim/base/ipv4_text.h"
+#include "sim/base/net_address.h"
+#include "sim/base/number_option.h"
+#include "sim/switch/commands.h"
 #include "sim/switch/console.h"
 #include "sim/switch/l2_text.h"
 #include "sim/switch/log_read.h"
 #include "sim/switch/ltl_text.h"
 #include "sim/switch/overlay_text.h"
+#include "sim/switch/show_query.h"
 #include "sim/switch/show_text.h"
 #include "sim/switch/stats_text.h"
 #include "sim/switch/switch_client.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cerrno>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <fmt/format.h>
 #include <iterator>
+#include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <vector>
 
 namespace sim {
 
@@ -25,19 +31,13 @@ namespace {
 
 using json = nlohmann::ordered_json;
 
-int fail(const std::string &why) {
-    complain(why);
-    return EXIT_FAILURE;
-}
-
-int print(const std::string &text) {
-    // A long text is written, and lost, before the flush, which then has nothing left to fail at.
-    const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
-    if (!written || std::fflush(stdout) != 0) {
-        return fail(fmt::format("the output cannot be written: {}", std::strerror(errno)));
-    }
-    return EXIT_SUCCESS;
-}
+struct show_options {
+    std::string run_directory;
+    show_query query{};
+    std::string group{}; // as given on the command line
+    std::string sink{};  // of the log; empty for all
+    bool json = false;
+};
 
 std::string log_json(const std::vector<log_line> &lines) {
     std::string rows;
@@ -90,32 +90,7 @@ int show_table(const show_options &options, std::string (*text)(const json &tabl
     return table.is_discarded() ? fail("the switch's answer is no JSON") : print(text(table));
 }
 
-} // namespace
-
-int count(const std::string &run_directory, const count_request &wanted, bool as_json) {
-    std::string error;
-    if (!counter_key_of(wanted, error)) {
-        return fail(error);
-    }
-    const switch_answer answer =
-        ask_switch(run_directory, frame_kind::count_request, encode_count_request(wanted));
-    if (!answer.error.empty()) {
-        return fail(answer.error);
-    }
-    const json row = json::parse(answer.text, nullptr, false);
-    if (row.is_discarded()) {
-        return fail("the switch's answer is no JSON");
-    }
-    if (as_json) {
-        return print(answer.text + "\n");
-    }
-    // Of IPv6 routes none is ever held.
-    const bool is_unknown = row.at("family") == "ipv4" && !row.at("held").get<bool>();
-    return print(stats_row_text(row) +
-                 (is_unknown ? "no such route is held; requests that name it will find it\n" : ""));
-}
-
-int show(const show_options &options) {
+int print_shown(const show_options &options) {
     if (options.query.name == "log") {
         return show_log(options);
     }
@@ -134,6 +109,122 @@ int show(const show_options &options) {
     const auto found = std::ranges::find_if(
         texts, [&](const table_text &row) { return options.query.name == row.name; });
     return found == std::end(texts) ? fail("no such table") : show_table(options, found->text);
+}
+
+// An option of `show` and the tables that it goes with.
+struct show_option {
+    const char *name;
+    std::vector<std::string> tables;
+};
+
+const show_option show_options_by_table[] = {
+    {"--client", {"clients", "routes"}},
+    {"--table", {"routes", "stats"}},
+    {"--group", {"routes", "l2"}},
+    {"--vlan", {"l2", "flood", "ltl"}},
+    {"--source", {"routes"}},
+    {"--limit", {"clients", "routes", "stats", "flood", "ltl", "log"}},
+    {"--summary", {"routes"}},
+    {"--sink", {"log"}},
+};
+
+void check_combinations(const CLI::App &show, const std::string &table) {
+    for (const show_option &option : show_options_by_table) {
+        const bool fits = std::ranges::find(option.tables, table) != option.tables.end();
+        if (show.get_option(option.name)->count() > 0 && !fits) {
+            throw CLI::ValidationError(
+                option.name, fmt::format("goes with `show {}`, not with `show {}`",
+                                         CLI::detail::join(option.tables, "` and `show "), table));
+        }
+    }
+    if (show.get_option("--summary")->count() > 0 && show.get_option("--limit")->count() > 0) {
+        throw CLI::ValidationError("--summary", "does not go with --limit");
+    }
+}
+
+void add_address(CLI::App *show, const char *name, const char *help,
+                 std::optional<std::uint32_t> &address) {
+    const auto parse = [&address](const std::string &text) {
+        address = parse_ipv4(text);
+        return address ? std::string()
+                       : fmt::format("{} is not an IPv4 address such as 239.1.1.2", text);
+    };
+    show->add_option_function<std::string>(
+            name, [](const std::string &) {}, help)
+        ->check(CLI::Validator([parse](std::string &text) { return parse(text); }, ""))
+        ->type_name("A.B.C.D");
+}
+
+// What a group may be depends on the table, which may stand behind it on the command line.
+void read_group(const std::string &text, show_query &query) {
+    if (text.empty()) {
+        return;
+    }
+    const std::optional<l2_address> l2_group = parse_l2_address(text);
+    query.group = parse_ipv4(text);
+    if (query.name == "routes" && !query.group) {
+        throw CLI::ValidationError(
+            "--group", fmt::format("{} is not an IPv4 address such as 239.1.1.2", text));
+    }
+    if (query.name == "l2" && !l2_group) {
+        throw CLI::ValidationError("--group",
+                                   fmt::format("{} is no IPv4, IPv6 or MAC address", text));
+    }
+    if (query.name == "l2") {
+        query.group.reset();
+        query.l2_group = address_text(*l2_group);
+    }
+}
+
+} // namespace
+
+command_action add_show(CLI::App &command) {
+    const auto kept = std::make_shared<show_options>();
+    show_options &options = *kept;
+    CLI::App *show = &command;
+    show->add_option("TABLE", options.query.name,
+                     "What to print; the log is read from its files and\n"
+                     "needs no running switch")
+        ->required()
+        ->check(
+            CLI::IsMember({"clients", "routes", "stats", "l2", "flood", "ltl", "overlay", "log"})
+                .description(""))
+        ->type_name("clients|routes|stats|l2|flood|ltl|overlay|log");
+    add_run_directory(*show, options.run_directory);
+    show->add_flag("--json", options.json, "Print JSON, for programs");
+    show->add_option("--client", options.query.client, "clients, routes: only of this client id")
+        ->check(CLI::Range(0, 255).description(""))
+        ->type_name("ID");
+    add_number(*show, "--table", options.query.table, "routes, stats: only of this route table")
+        ->option_text("N");
+    show->add_option("--group", options.group,
+                     "routes, l2: only of this group; of l2 an IPv4, IPv6 or\nMAC address")
+        ->type_name("ADDRESS");
+    show->add_option("--vlan", options.query.vlan, "l2, flood, ltl: only of this VLAN")
+        ->check(CLI::Range(1, 4094).description(""))
+        ->type_name("N");
+    add_address(show, "--source", "routes: only of this source; 0.0.0.0 is any source",
+                options.query.source);
+    show->add_flag("--summary", options.query.summary,
+                   "routes: counts per table instead of the routes");
+    show->add_option("--limit", options.query.limit,
+                     "At most so many: the first of a table (not of l2 and\n"
+                     "overlay), the latest of the log")
+        ->check(CLI::Range(1u, UINT32_MAX).description(""))
+        ->type_name("N");
+    show->add_option("--sink", options.sink, "log: only this one, history, client or service")
+        ->check(CLI::IsMember({"history", "client", "service"}).description(""))
+        ->type_name("SINK");
+    show->footer("Examples:\n"
+                 "  vellsim show routes --group 239.1.1.2\n"
+                 "  vellsim show routes --summary\n"
+                 "  vellsim show clients --json\n"
+                 "  vellsim show log --sink service --limit 20");
+    show->final_callback([show, &options] {
+        check_combinations(*show, options.query.name);
+        read_group(options.group, options.query);
+    });
+    return [kept] { return print_shown(*kept); };
 }
 
 } // namespace sim

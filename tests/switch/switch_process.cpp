@@ -118,9 +118,8 @@ temporary_directory::~temporary_directory() {
     std::filesystem::remove_all(path_, ignored);
 }
 
-command_result vellsim(const std::vector<std::string> &arguments) {
+command_result vellsim(const std::vector<std::string> &arguments, sim::file_descriptor out) {
     // Files, not pipes: whatever it writes, it never waits for its reader.
-    const file_descriptor out = unnamed_file();
     const file_descriptor err = unnamed_file();
     command_result result;
     result.exit_code = wait_for(start(arguments, out.get(), err.get(), patience_ms / 1000));

@@ -37,8 +37,9 @@ pipe_ends make_pipe();
 sim::file_descriptor unnamed_file();
 std::string read_file(int fd);
 
-// Runs vellsim to its end.
-command_result vellsim(const std::vector<std::string> &arguments);
+// Runs vellsim to its end, its standard output in a file.
+command_result vellsim(const std::vector<std::string> &arguments,
+                       sim::file_descriptor out = unnamed_file());
 
 // `vellsim run` in the background, ready when the constructor returns.
 class switch_process {

@@ -1,6 +1,7 @@
 // What vellsim answers to a wrong command line.
 #include "tests/switch/switch_process.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -65,4 +66,11 @@ TEST(Usage, RunListsTheEnvironment) {
          {"VELLSIM_RUN_DIR", "VELLSIM_SEND_TIMEOUT_MS", "TESSEL_HISTORY", "TESSEL_CONSOLE"}) {
         EXPECT_THAT(help, HasSubstr(name));
     }
+}
+
+TEST(Usage, HelpThatCannotBeWrittenIsAFailure) {
+    const command_result full =
+        vellsim({"--help"}, sim::file_descriptor(open("/dev/full", O_WRONLY | O_CLOEXEC)));
+    EXPECT_EQ(full.exit_code, 1);
+    EXPECT_EQ(full.err, "vellsim: the output cannot be written\n");
 }

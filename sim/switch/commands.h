@@ -1,0 +1,22 @@
+// The commands of vellsim: each adds its options and returns what it does once they are parsed. A
+// command is one source, and a row in main.cpp.
+#pragma once
+
+#include "sim/base/cli_fwd.h"
+
+#include <functional>
+#include <string>
+
+namespace sim {
+
+using command_action = std::function<int()>; // returns the exit code
+
+command_action add_run(CLI::App &command);
+command_action add_show(CLI::App &command);
+command_action add_count(CLI::App &command);
+command_action add_stop(CLI::App &command);
+
+// The option that all of them have.
+void add_run_directory(CLI::App &command, std::string &run_directory);
+
+} // namespace sim
