@@ -2,8 +2,6 @@
 
 #include "sim/wire/protocol.h"
 
-#include <utility>
-
 namespace sim {
 
 namespace {
@@ -28,36 +26,33 @@ ltl_outcome check_updates(const std::set<std::uint32_t> &present,
     return {};
 }
 
-ltl_outcome check(const flood_table &table, const flood_update &update) {
-    static const flood_set none;
+} // namespace
+
+// Checked first and then changed in place: what an update costs depends on its own length, not on
+// how large the set is.
+ltl_outcome apply_flood_update(flood_table &table, const flood_update &update,
+                               const sender_name &from) {
     if (!is_vlan_id(update.vlan)) {
         return {nerb_status::no_vlan_id, update.vlan};
     }
-    const auto found = table.find(static_cast<std::uint16_t>(update.vlan));
-    return check_updates((found == table.end() ? none : found->second).interfaces, update.updates);
-}
-
-} // namespace
-
-ltl_outcome apply_flood_update(flood_table &table, const flood_update &update,
-                               const sender_name &from) {
-    if (const ltl_outcome checked = check(table, update); checked.status != nerb_status::done) {
-        return checked;
-    }
-    // Nothing is changed before all that takes memory is done.
+    static const std::set<std::uint32_t> none;
     const auto vlan = static_cast<std::uint16_t>(update.vlan);
     const auto held = table.find(vlan);
-    flood_set updated = held == table.end() ? flood_set{} : held->second;
-    updated.line_card_mask = update.line_card_mask;
-    updated.from = from;
+    if (const ltl_outcome checked =
+            check_updates(held == table.end() ? none : held->second.interfaces, update.updates);
+        checked.status != nerb_status::done) {
+        return checked;
+    }
+    flood_set &changed = table[vlan];
+    changed.line_card_mask = update.line_card_mask;
+    changed.from = from;
     for (const auto &[if_index, operation] : update.updates) {
         if (operation == flood_operation_add) {
-            updated.interfaces.insert(if_index);
+            changed.interfaces.insert(if_index);
         } else {
-            updated.interfaces.erase(if_index);
+            changed.interfaces.erase(if_index);
         }
     }
-    table.insert_or_assign(vlan, std::move(updated));
     return {};
 }
 

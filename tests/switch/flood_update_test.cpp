@@ -1,7 +1,12 @@
 // Flood LTL updates.
 #include "tests/switch/ltl_service.h"
 
+#include <algorithm>
+#include <array>
 #include <gmock/gmock.h>
+#include <map>
+#include <random>
+#include <set>
 
 using testing::ElementsAre;
 using json = nlohmann::json;
@@ -14,6 +19,50 @@ constexpr std::uint32_t take = 2;
 constexpr std::uint32_t eth3_7 = 0x68030700;
 constexpr std::uint32_t po12 = 0x1800000c;
 constexpr std::uint32_t vlan20 = 0x14000014;
+
+// The flood sets once more, in the plainest way: each update works on a copy of the set, which is
+// kept when all of it went well.
+struct flood_model {
+    std::map<std::uint32_t, std::set<std::uint32_t>> sets{};
+
+    // The four words of the update's result.
+    test_words apply(const test_flood &update) {
+        std::set<std::uint32_t> changed =
+            sets.contains(update.vlan) ? sets.at(update.vlan) : std::set<std::uint32_t>{};
+        std::set<std::uint32_t> named;
+        test_words result{update.vlan, 0, 0, update.vlan < 1 || update.vlan > 4094 ? 7u : 0u};
+        for (std::size_t i = 0; i < update.changes.size() && result[3] == 0; i += 2) {
+            const std::uint32_t if_index = update.changes[i];
+            const std::uint32_t operation = update.changes[i + 1];
+            if (operation != add && operation != take) {
+                result[3] = 9;
+            } else if (!named.insert(if_index).second) {
+                result[3] = 8;
+            } else if (operation == add) {
+                result[3] = changed.insert(if_index).second ? 0 : 5;
+                ++result[1];
+            } else {
+                result[3] = changed.erase(if_index) > 0 ? 0 : 6;
+                ++result[2];
+            }
+        }
+        if (result[3] != 0) {
+            return {update.vlan, 0, 0, result[3]};
+        }
+        sets[update.vlan] = changed;
+        return result;
+    }
+};
+
+test_flood random_update(std::mt19937 &random) {
+    test_flood update{.vlan = std::array{10u, 10u, 11u, 4094u, 4095u}[random() % 5],
+                      .line_card_mask = static_cast<std::uint32_t>(random())};
+    for (std::uint32_t left = random() % 5; left > 0; --left) {
+        update.changes.push_back(random() % 12);
+        update.changes.push_back(random() % 40 == 0 ? 3 : 1 + random() % 2);
+    }
+    return update;
+}
 
 } // namespace
 
@@ -171,4 +220,64 @@ TEST(Flood, TableIsNarrowedByVlan) {
         sim::answer_show(test.vell, R"(flood {"vlan":11})").text,
         R"({"flood":[{"vlan":11,"line_cards":[],"line_card_mask":0,"client":1,"pid":4711,"interfaces":[]}],)"
         R"("narrowed":true})");
+}
+
+TEST(Flood, EndsAsIfEachUpdateWorkedOnACopyOfItsSet) {
+    ltl_service test;
+    flood_model model;
+    std::mt19937 random(11);
+    std::map<std::uint32_t, int> seen;
+    for (int i = 0; i < 2000; ++i) {
+        std::vector<test_flood> updates(random() % 4);
+        std::ranges::generate(updates, [&random] { return random_update(random); });
+        test_words expected;
+        for (const test_flood &update : updates) {
+            const test_words result = model.apply(update);
+            expected.insert(expected.end(), result.begin(), result.end());
+            ++seen[result[3]];
+        }
+        const test_words got = test.answer(flood_update, flood_payload(updates));
+        ASSERT_EQ(test_words(got.begin() + 4, got.end()), expected);
+        ASSERT_EQ(test.vell.floods.size(), model.sets.size());
+        for (const auto &[vlan, interfaces] : model.sets) {
+            ASSERT_EQ(test.vell.floods.at(static_cast<std::uint16_t>(vlan)).interfaces, interfaces);
+        }
+    }
+    for (const std::uint32_t status : {0u, 5u, 6u, 7u, 8u, 9u}) {
+        EXPECT_GT(seen[status], 50) << "status " << status;
+    }
+}
+
+// As many single additions as the largest message holds. Had each of them a cost in proportion to
+// the set, this would take hours.
+TEST(Flood, LargestMessageForOneVlanIsAppliedWithinTheTestsTime) {
+    constexpr std::uint32_t entries = ((16u << 20) - 8) / 32;
+    ltl_service test;
+    message sent;
+    sent.u32(0x99).u32(entries);
+    for (std::uint32_t i = 0; i < entries; ++i) {
+        sent.add(words({10, 0, 0, 0, 0, 1, i, add}));
+    }
+    const test_words answered = test.answer(flood_update, sent);
+    EXPECT_EQ(test_words(answered.begin(), answered.begin() + 4),
+              (test_words{16, 0, 0x99, entries}));
+    EXPECT_EQ(test.vell.floods.at(10).interfaces.size(), entries);
+}
+
+TEST(Flood, SmallUpdatesOfALargeSetAreAppliedWithinTheTestsTime) {
+    constexpr std::uint32_t interfaces = 1'000'000;
+    constexpr std::uint32_t additions = 20'000;
+    ltl_service test;
+    message large;
+    large.add(words({0x99, 1, 10, 0, 0, 0, 0, interfaces}));
+    for (std::uint32_t i = 0; i < interfaces; ++i) {
+        large.u32(i).u32(add);
+    }
+    EXPECT_EQ(test.result(flood_update, large), (test_words{10, interfaces, 0, 0}));
+    std::vector<test_flood> small;
+    for (std::uint32_t i = 0; i < additions; ++i) {
+        small.push_back({10, 0, {interfaces + i, add}});
+    }
+    EXPECT_EQ(test.answer(flood_update, flood_payload(small)).at(1), 0u);
+    EXPECT_EQ(test.vell.floods.at(10).interfaces.size(), interfaces + additions);
 }
