@@ -1,7 +1,6 @@
 #include "switch_port.h"
 
-#include <qarnutils.h>
-#include <qarnutils_sim.h>
+#include "sim/base/if_name.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -35,11 +34,7 @@ std::string translated(const std::string &interface, const name_pattern &pattern
 } // namespace
 
 std::optional<std::uint32_t> index_of_name(const std::string &name) {
-    std::uint32_t index = 0;
-    // What is behind a NUL would not be looked at.
-    const bool whole = name.find('\0') == std::string::npos;
-    return whole && qarnutils_sim_if_index(name.c_str(), &index) == 0 ? std::optional(index)
-                                                                      : std::nullopt;
+    return sim::parse_if_name(name);
 }
 
 std::optional<std::uint32_t> index_in_link_name(const std::string &interface) {
@@ -61,10 +56,7 @@ std::uint32_t index_of_vlan(std::uint32_t vlan) {
 }
 
 std::string switch_name(std::uint32_t if_index) {
-    char name[QARNUTILS_SIM_NAME_SIZE];
-    return qarnutils_sim_if_name(if_index, name, sizeof name) == 0
-               ? name
-               : fmt::format("{:#010x}", if_index);
+    return sim::if_name(if_index);
 }
 
 std::string switch_names(const std::vector<std::uint32_t> &if_indexes) {
@@ -75,18 +67,15 @@ std::string switch_names(const std::vector<std::uint32_t> &if_indexes) {
 }
 
 bool is_vlan_interface(std::uint32_t if_index) {
-    std::uint8_t type = 0;
-    return if_index_get_type(if_index, &type) == 0 && type == QARNUTILS_SIM_TYPE_SVI;
+    return sim::if_type(if_index) == sim::if_type_svi;
 }
 
 std::uint32_t line_card_bit(std::uint32_t if_index) {
-    std::uint8_t slot = 0;
-    std::uint8_t port = 0;
-    std::uint32_t lane = 0;
-    if (if_index_phy_eth_get_fields(if_index, &slot, &port, &lane) != 0)
+    const auto port = sim::ethernet_port_of(if_index);
+    if (!port)
         return 0;
-    // The mask has 32 bits; line cards behind them share those.
-    return std::uint32_t{1} << slot % 32;
+    // The mask has 32 bits; line cards above 31 share those.
+    return std::uint32_t{1} << port->slot % 32;
 }
 
 } // namespace feed

@@ -1,6 +1,6 @@
 #include "sim/switch/ltl_outcome.h"
 
-#include "sim/switch/interface_name.h"
+#include "sim/base/if_name.h"
 
 #include <fmt/format.h>
 
@@ -13,7 +13,7 @@ std::string culprit_text(const ltl_outcome &outcome) {
     case nerb_status::interface_present:
     case nerb_status::interface_absent:
     case nerb_status::interface_twice:
-        return ": " + interface_name(outcome.culprit);
+        return ": " + if_name(outcome.culprit);
     case nerb_status::tag_mismatch:
     case nerb_status::no_vlan_id:
     case nerb_status::no_operation:

@@ -1,8 +1,7 @@
 #include "sim/switch/ltl_text.h"
 
+#include "sim/base/if_name.h"
 #include "sim/base/text_layout.h"
-
-#include <qarnutils.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -39,12 +38,8 @@ std::string interface_lines(const json &interfaces) {
 // The mask has 32 bits, which the line cards above share.
 bool shares_bits(const json &interfaces) {
     return std::ranges::any_of(interfaces, [](const json &one) {
-        std::uint8_t slot = 0;
-        std::uint8_t port = 0;
-        std::uint32_t lane = 0;
-        const std::uint32_t result = if_index_phy_eth_get_fields(
-            one.at("if_index").get<std::uint32_t>(), &slot, &port, &lane);
-        return result == 0 && slot > 31;
+        const auto port = ethernet_port_of(one.at("if_index").get<std::uint32_t>());
+        return port && port->slot > 31;
     });
 }
 

@@ -1,6 +1,6 @@
 #include "sim/switch/show_ltl.h"
 
-#include "sim/switch/interface_name.h"
+#include "sim/base/if_name.h"
 #include "sim/switch/row_list.h"
 
 #include <fmt/format.h>
@@ -15,7 +15,7 @@ using json = nlohmann::ordered_json;
 json interface_rows(const std::set<std::uint32_t> &interfaces) {
     json rows = json::array();
     for (const std::uint32_t if_index : interfaces) {
-        rows.push_back({{"if_index", if_index}, {"name", interface_name(if_index)}});
+        rows.push_back({{"if_index", if_index}, {"name", if_name(if_index)}});
     }
     return rows;
 }

@@ -1,10 +1,9 @@
-#include "sim/tessel/errno_keeper.h"
+#include "sim/base/c_boundary.h"
 
 #include <tessel.h>
 
 #include <cstdarg>
 #include <cstdio>
-#include <exception>
 #include <string>
 
 // Room for a process to write its own name into.
@@ -43,10 +42,9 @@ void debug_print(uint32_t, void *modname, uint32_t, const char *format, ...) {
     const sim::errno_keeper keeper;
     va_list values;
     va_start(values, format);
-    try {
+    sim::guarded(0, [&] {
         print_line(modname, format, values);
-    } catch (const std::exception &) {
-        std::fputs("libtessel: no memory for a debug print\n", stderr);
-    }
+        return 0;
+    });
     va_end(values);
 }

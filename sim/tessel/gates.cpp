@@ -3,7 +3,7 @@
 //
 //   TESSEL_HISTORY   all (the default), error or off
 //   TESSEL_CONSOLE   all, error or off (the default)
-#include "sim/tessel/errno_keeper.h"
+#include "sim/base/c_boundary.h"
 
 #include <tessel.h>
 

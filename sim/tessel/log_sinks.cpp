@@ -1,6 +1,6 @@
 // The history and the per-client log: text files, <run directory>/log/history and client, one line
 // a record.
-#include "sim/tessel/errno_keeper.h"
+#include "sim/base/c_boundary.h"
 #include "sim/wire/log_line.h"
 #include "sim/wire/run_dir.h"
 
@@ -9,7 +9,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <exception>
 #include <string>
 #include <unistd.h>
 
@@ -53,15 +52,13 @@ outcome append_record(sim::log_line line, const void *record, uint32_t length) {
 uint32_t log_record(const char *sink, uint32_t uuid, uint32_t module, const void *record,
                     uint32_t length) {
     const sim::errno_keeper keeper;
-    try {
+    return sim::guarded(dropped, [&] {
         sim::log_line line;
         line.sink = sink;
         line.uuid = uuid;
         line.module = module;
         return append_record(std::move(line), record, length);
-    } catch (const std::exception &) {
-        return dropped;
-    }
+    });
 }
 
 } // namespace
