@@ -1,7 +1,6 @@
-// What libkyt says on stderr, and the fence that keeps C++ exceptions from its C callers.
+// What libkyt says on standard error.
 #pragma once
 
-#include <exception>
 #include <string>
 
 namespace sim {
@@ -14,15 +13,5 @@ void complain_once(cause why, const std::string &text);
 
 // A send has succeeded: what fails from now on is news again.
 void forget_complaints();
-
-// Runs the body of a C function; `otherwise` is its result when memory runs out.
-template <class Result, class Body>
-Result guarded(Result otherwise, Body body) noexcept {
-    try {
-        return body();
-    } catch (const std::exception &) {
-        return otherwise;
-    }
-}
 
 } // namespace sim

@@ -1,5 +1,6 @@
 #include "sim/kyt/kyt_queues.h"
 
+#include "sim/base/c_boundary.h"
 #include "sim/kyt/kyt_complaints.h"
 #include "sim/wire/run_dir.h"
 #include "sim/wire/service_socket.h"

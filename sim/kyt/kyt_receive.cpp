@@ -1,4 +1,5 @@
 // Receiving: the messages that the switch sends to a queue.
+#include "sim/base/c_boundary.h"
 #include "sim/kyt/kyt_complaints.h"
 #include "sim/kyt/kyt_queues.h"
 

@@ -1,5 +1,6 @@
 #include "sim/kyt/kyt_references.h"
 
+#include "sim/base/c_boundary.h"
 #include "sim/kyt/kyt_complaints.h"
 
 #include <cstring>
@@ -34,10 +35,6 @@ std::uint64_t reference_ledger::open(std::uint32_t queue) {
     return next_++;
 }
 
-void reference_ledger::cancel(std::uint64_t serial) {
-    sent_ -= open_.erase(serial);
-}
-
 std::string reference_ledger::why_not_open(std::uint32_t queue,
                                            const kyt_msg_ref *reference) const {
     if (reference == nullptr)
@@ -47,7 +44,6 @@ std::string reference_ledger::why_not_open(std::uint32_t queue,
     const bool given = body.magic == reference_magic && body.serial != 0 && body.serial < next_;
     if (!given || (entry != open_.end() && entry->second != body.queue))
         return "this is not a reference that kyt_send has filled in";
-    // A right release takes no memory, so that it works when there is none left.
     if (entry != open_.end() && entry->second == queue)
         return {};
     return "the reference of message " + std::to_string(body.serial) +

@@ -12,12 +12,9 @@ namespace sim {
 
 class reference_ledger {
 public:
-    // Opens the reference of a message that is about to be sent from this queue and returns its
-    // serial number. Numbers are not used again, so that a second release is noticed.
+    // Opens the reference of a message that was sent from this queue and returns its serial number.
+    // Numbers are not used again, so that a second release is noticed.
     std::uint64_t open(std::uint32_t queue);
-
-    // The message was not sent after all.
-    void cancel(std::uint64_t serial);
 
     // Closes the reference. Returns an empty string, or why it is not one to close; then only the
     // count of wrong drops changes.

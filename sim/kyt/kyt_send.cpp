@@ -1,4 +1,5 @@
 // kyt_send: one frame on the queue's connection, which the first send makes.
+#include "sim/base/c_boundary.h"
 #include "sim/kyt/kyt_complaints.h"
 #include "sim/kyt/kyt_queues.h"
 #include "sim/kyt/kyt_references.h"
@@ -31,28 +32,6 @@ struct refusal {
 };
 using outcome = std::optional<refusal>; // empty: all is well
 
-// The reference of a message on its way: open from the start, so that a sent message always has
-// one.
-class pending_reference {
-public:
-    explicit pending_reference(std::uint32_t queue) : serial_(references().open(queue)) {}
-    pending_reference(const pending_reference &) = delete;
-    pending_reference &operator=(const pending_reference &) = delete;
-    ~pending_reference() {
-        if (!kept_)
-            references().cancel(serial_);
-    }
-
-    std::uint64_t keep() {
-        kept_ = true;
-        return serial_;
-    }
-
-private:
-    std::uint64_t serial_;
-    bool kept_ = false;
-};
-
 std::string node_text(std::uint32_t node) {
     char text[16];
     std::snprintf(text, sizeof text, "0x%08x", node);
@@ -80,15 +59,9 @@ bool has_hung_up(int fd) {
 }
 
 frame_result send_connected(queue &q, const request &r) {
-    // Out of the queue's hands meanwhile: should memory run out half-way through a frame, the
-    // connection goes with it.
-    file_descriptor socket = std::move(q.socket);
-    frame_result result =
-        has_hung_up(socket.get())
-            ? frame_result{frame_status::closed, "the switch has closed the connection"}
-            : send_frame(socket.get(), r.head, r.payload, send_timeout_ms());
-    q.socket = std::move(socket);
-    return result;
+    if (has_hung_up(q.socket.get()))
+        return {frame_status::closed, "the switch has closed the connection"};
+    return send_frame(q.socket.get(), r.head, r.payload, send_timeout_ms());
 }
 
 outcome deliver(queue &q, const request &r) {
@@ -112,13 +85,12 @@ outcome check_and_deliver(const request &r) {
 }
 
 std::int32_t send_request(const request &r, kyt_msg_ref *reference) {
-    pending_reference pending(r.queue);
     if (const outcome refused = check_and_deliver(r)) {
         complain_once(refused->why, "kyt_send from queue " + std::to_string(r.queue) +
                                         " failed: " + refused->reason);
         return -1;
     }
-    write_reference(reference, r.queue, pending.keep());
+    write_reference(reference, r.queue, references().open(r.queue));
     forget_complaints();
     return 0;
 }

@@ -1,5 +1,6 @@
 // Requests to the LTL manager. Nothing of the caller's is kept: a request is copied into one
 // message and sent.
+#include "sim/base/c_boundary.h"
 #include "sim/wire/nerb_messages.h"
 
 #include <kyt.h>
@@ -8,7 +9,6 @@
 
 #include <cstddef>
 #include <cstring>
-#include <exception>
 #include <limits>
 #include <new>
 #include <vector>
@@ -136,36 +136,29 @@ nerb_sim_send send_flood_update(std::uint32_t queue, const void *payload, void *
 
 static_assert(sizeof(void *) == sizeof(std::uint32_t), "pointers travel as words");
 
-// The callers are C functions.
-template <class Body>
-std::uint32_t guarded(Body body) noexcept {
-    try {
-        return body();
-    } catch (const std::exception &) {
-        return NERB_SIM_OUT_OF_MEMORY;
-    }
-}
-
 } // namespace
 
 } // namespace sim
 
 uint32_t nerb_send_batched_mcast_alloc_req(uint32_t queue, const void *payload, uint32_t cookie) {
-    return sim::guarded(
-        [=] { return sim::send_ltl_entries(queue, sim::nerb_opcode_allocation, payload, cookie); });
+    return sim::guarded(NERB_SIM_OUT_OF_MEMORY, [=] {
+        return sim::send_ltl_entries(queue, sim::nerb_opcode_allocation, payload, cookie);
+    });
 }
 
 uint32_t nerb_send_batched_mcast_mod_req(uint32_t queue, const void *payload, uint32_t cookie) {
-    return sim::guarded([=] {
+    return sim::guarded(NERB_SIM_OUT_OF_MEMORY, [=] {
         return sim::send_ltl_entries(queue, sim::nerb_opcode_modification, payload, cookie);
     });
 }
 
 uint32_t nerb_send_batched_mcast_dealloc_msg(uint32_t queue, uint32_t count, const void *entries,
                                              uint32_t cookie) {
-    return sim::guarded([=] { return sim::send_release(queue, count, entries, cookie); });
+    return sim::guarded(NERB_SIM_OUT_OF_MEMORY,
+                        [=] { return sim::send_release(queue, count, entries, cookie); });
 }
 
 uint32_t nerb_send_flood_ltl_update_req(uint32_t queue, const void *payload, void *context) {
-    return sim::guarded([=] { return sim::send_flood_update(queue, payload, context); });
+    return sim::guarded(NERB_SIM_OUT_OF_MEMORY,
+                        [=] { return sim::send_flood_update(queue, payload, context); });
 }
