@@ -8,6 +8,8 @@ std::string_view client_state_name(client_state state) {
         return "registered";
     case client_state::deregistered:
         return "deregistered";
+    case client_state::replaced:
+        return "replaced";
     case client_state::lost:
         return "lost";
     case client_state::rejected:

@@ -11,7 +11,13 @@
 
 namespace sim {
 
-enum class client_state { registered, deregistered, lost, rejected };
+enum class client_state {
+    registered,
+    deregistered,
+    replaced, // by a later registration on its connection
+    lost,
+    rejected,
+};
 
 std::string_view client_state_name(client_state state);
 

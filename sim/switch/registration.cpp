@@ -35,6 +35,15 @@ void acknowledge(request &asked, std::uint8_t id, bool accepted) {
     asked.replies.insert(asked.replies.end(), copies(faults.ack), answer);
 }
 
+void end_registration(request &asked, client_state how) {
+    asked.vell.log(log_level_trace,
+                   fmt::format("{} {}", describe(asked.vell, asked.from), client_state_name(how)));
+    asked.vell.clients.end(asked.from.client_of, how);
+    asked.vell.batches.abandon(asked.from.batch);
+    asked.from.client_of = 0;
+    asked.from.batch = 0;
+}
+
 void reject(request &asked, client &&rejected, std::string_view why) {
     rejected.state = client_state::rejected;
     asked.vell.log(log_level_error,
@@ -74,8 +83,10 @@ std::vector<std::byte> encode_register_ack(std::uint8_t id, bool accepted) {
 void handle_register(request &asked) {
     require_option_word_1(asked, 0);
     const register_request wanted = decode_register_request(asked.payload);
-    if (const client *known = asked.vell.clients.find(asked.from.client_of)) {
-        refuse_at(0, "this connection is registered already, as client {}", known->id);
+    // A client that got no acknowledgment, or gave up waiting for it, registers again on the same
+    // connection. It then knows nothing of the earlier registration.
+    if (asked.vell.clients.find(asked.from.client_of) != nullptr) {
+        end_registration(asked, client_state::replaced);
     }
 
     client added{
@@ -100,12 +111,7 @@ void handle_register(request &asked) {
 void handle_deregister(request &asked) {
     require_option_word_1(asked, 0);
     require_client(asked, decode_deregister_request(asked.payload));
-    asked.vell.log(log_level_trace,
-                   fmt::format("{} deregistered", describe(asked.vell, asked.from)));
-    asked.vell.clients.end(asked.from.client_of, client_state::deregistered);
-    asked.vell.batches.abandon(asked.from.batch);
-    asked.from.client_of = 0;
-    asked.from.batch = 0;
+    end_registration(asked, client_state::deregistered);
 }
 
 } // namespace sim

@@ -5,7 +5,9 @@
 #include <gtest/gtest.h>
 
 using sim::client_state;
+using testing::Contains;
 using testing::ElementsAre;
+using testing::IsEmpty;
 
 namespace {
 
@@ -39,17 +41,38 @@ TEST(Registration, IsAcknowledgedWithTheSmallestId) {
     EXPECT_EQ(row.messages, 1u);
 }
 
-TEST(Registration, IsRefusedOnARegisteredConnection) {
+TEST(Registration, ReplacesTheEarlierOneOfItsConnection) {
+    test_service test;
+    sim::session other = test.registered_session(400);
+    sim::session from = test.registered_session();
+    const sim::client_key key = from.client_of;
+    ASSERT_EQ(test.send(from, register_head(), register_payload(501)).size(), 1u);
+    EXPECT_EQ(test.client_of(from).uuid, 501u);
+    EXPECT_EQ(test.client_of(from).id, 2) << "the earlier registration's id is free again";
+    EXPECT_EQ(test.vell.clients.find(key)->state, client_state::replaced);
+    EXPECT_EQ(test.client_of(other).state, client_state::registered);
+    EXPECT_THAT(test.errors, IsEmpty());
+    EXPECT_THAT(test.traces, Contains("client 2 (pid 4711) replaced"));
+}
+
+TEST(Registration, EndsTheEarlierOneAlsoWhenItIsRejected) {
     test_service test;
     sim::session from = test.registered_session();
     const sim::client_key key = from.client_of;
-    EXPECT_TRUE(test.send(from, register_head(), register_payload(501)).empty());
+    test.vell.faults.reject_registration = true;
+    // A rejection clears the id of the library's client, so that the earlier one is of no use.
+    ASSERT_EQ(test.send(from, register_head(), register_payload(501)).size(), 1u);
+    EXPECT_EQ(from.client_of, 0u);
+    EXPECT_EQ(test.vell.clients.find(key)->state, client_state::replaced);
+}
+
+TEST(Registration, LeavesTheEarlierOneWhenItIsMalformed) {
+    test_service test;
+    sim::session from = test.registered_session();
+    const sim::client_key key = from.client_of;
+    EXPECT_TRUE(test.send(from, register_head(), cut(register_payload(501), 247)).empty());
     EXPECT_EQ(from.client_of, key);
     EXPECT_EQ(test.client_of(from).uuid, 500u);
-    EXPECT_EQ(test.client_of(from).refused, 1u);
-    EXPECT_THAT(test.errors,
-                ElementsAre("client 1 (pid 4711): register request (opcode 75796): offset 0: this "
-                            "connection is registered already, as client 1: refused"));
 }
 
 TEST(Registration, MayFollowADeregistration) {
