@@ -2,8 +2,9 @@
 // been right.
 #pragma once
 
+#include "sim/base/text.h"
+
 #include <CLI/CLI.hpp>
-#include <charconv>
 #include <cstdint>
 #include <fmt/format.h>
 #include <limits>
@@ -11,16 +12,6 @@
 #include <string>
 
 namespace sim {
-
-// Digits, or 0x and hexadecimal ones.
-inline std::optional<std::uint64_t> parse_number(const std::string &text) {
-    const bool is_hex = text.starts_with("0x");
-    const char *const end = text.data() + text.size();
-    std::uint64_t number = 0;
-    const auto result =
-        std::from_chars(text.data() + (is_hex ? 2 : 0), end, number, is_hex ? 16 : 10);
-    return result.ec == std::errc() && result.ptr == end ? std::optional(number) : std::nullopt;
-}
 
 inline CLI::Validator number_up_to(std::uint64_t largest) {
     const auto check = [largest](const std::string &text) {

@@ -1,6 +1,6 @@
 #include "sim/base/output.h"
 
-#include "sim/base/text_layout.h"
+#include "sim/base/text.h"
 
 #include <cstdint>
 
@@ -35,13 +35,6 @@ code_point read_code_point(std::string_view text) {
     const bool is_surrogate = value >= 0xd800 && value < 0xe000;
     return is_overlong || is_surrogate || value > 0x10ffff ? code_point{}
                                                            : code_point{value, length};
-}
-
-// What a terminal would obey, or show in another order than it is written.
-bool is_control(std::uint32_t value) {
-    return value < 0x20 || (value >= 0x7f && value < 0xa0) || value == 0x61c ||
-           (value >= 0x200b && value <= 0x200f) || (value >= 0x2028 && value <= 0x202e) ||
-           (value >= 0x2060 && value <= 0x206f) || value == 0xfeff;
 }
 
 } // namespace
@@ -128,19 +121,20 @@ void output::json(std::string_view name, std::nullopt_t) {
     }
 }
 
+// In ASCII, so that no terminal finds anything in it to obey.
 void output::write_string(std::string_view value) {
     printed_ += '"';
     while (!value.empty()) {
         const code_point next = read_code_point(value);
-        if (next.value == '"' || next.value == '\\') {
-            printed_ += '\\';
-            printed_ += static_cast<char>(next.value);
-        } else if (next.length == 0) {
+        if (next.length == 0) {
             printed_ += "\\ufffd";
-        } else if (is_control(next.value)) {
+        } else if (next.value >= 0x10000) {
+            write("\\u{:04x}\\u{:04x}", 0xd7c0 + (next.value >> 10), 0xdc00 + (next.value & 0x3ff));
+        } else if (next.value < 0x20 || next.value >= 0x7f) {
             write("\\u{:04x}", next.value);
         } else {
-            printed_ += value.substr(0, next.length);
+            printed_ += next.value == '"' || next.value == '\\' ? "\\" : "";
+            printed_ += static_cast<char>(next.value);
         }
         value.remove_prefix(next.length == 0 ? 1 : next.length);
     }

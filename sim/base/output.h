@@ -9,11 +9,11 @@
 //     out.text("\n");
 //     out.close_object();
 //
-// Strings are escaped in both forms; formats are not. What is printed collects in the printer until
+// Both forms are ASCII: strings are escaped, formats are not. What is printed collects in the printer until
 // take(), which may be called between any two rows: a long answer needs never be in memory whole.
 #pragma once
 
-#include "sim/base/printable.h"
+#include "sim/base/text.h"
 
 #include <concepts>
 #include <cstddef>

@@ -1,7 +1,7 @@
 // What a program of the simulator answers to a wrong command line.
 #pragma once
 
-#include "sim/base/printable.h"
+#include "sim/base/text.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>

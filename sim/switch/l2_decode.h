@@ -10,7 +10,7 @@
 //   address   u32 kind, 16 bytes: an IPv4 address (kind 4), an IPv6 address (kind 8) or a MAC address (kind 2)
 #pragma once
 
-#include "sim/base/net_address.h"
+#include "sim/base/address.h"
 
 #include <array>
 #include <cstddef>

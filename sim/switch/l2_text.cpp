@@ -1,6 +1,6 @@
 #include "sim/switch/l2_text.h"
 
-#include "sim/base/text_layout.h"
+#include "sim/base/text.h"
 #include "sim/wire/protocol.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 #include "sim/switch/ltl_text.h"
 
 #include "sim/base/if_name.h"
-#include "sim/base/text_layout.h"
+#include "sim/base/text.h"
 
 #include <algorithm>
 #include <cstdint>

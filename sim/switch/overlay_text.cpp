@@ -1,6 +1,6 @@
 #include "sim/switch/overlay_text.h"
 
-#include "sim/base/text_layout.h"
+#include "sim/base/text.h"
 
 #include <cstdint>
 #include <fmt/format.h>

@@ -1,6 +1,6 @@
 #include "sim/switch/route_decode.h"
 
-#include "sim/base/ipv4_text.h"
+#include "sim/base/address.h"
 #include "sim/switch/byte_reader.h"
 #include "sim/switch/route_lists_decode.h"
 #include "sim/wire/protocol.h"

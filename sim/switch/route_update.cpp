@@ -1,5 +1,5 @@
 // What a route message does to the tables.
-#include "sim/base/ipv4_text.h"
+#include "sim/base/address.h"
 #include "sim/switch/request.h"
 #include "sim/switch/route_decode.h"
 #include "sim/wire/protocol.h"

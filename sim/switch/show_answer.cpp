@@ -1,7 +1,7 @@
 #include "sim/switch/show_answer.h"
 
-#include "sim/base/ipv4_text.h"
-#include "sim/base/printable.h"
+#include "sim/base/address.h"
+#include "sim/base/text.h"
 #include "sim/switch/route_flags.h"
 #include "sim/switch/row_list.h"
 #include "sim/switch/show_l2.h"

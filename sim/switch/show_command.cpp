@@ -1,6 +1,5 @@
 // `vellsim show`: a table of the running switch, or its logs.
-#include "sim/base/ipv4_text.h"
-#include "sim/base/net_address.h"
+#include "sim/base/address.h"
 #include "sim/base/number_option.h"
 #include "sim/switch/commands.h"
 #include "sim/switch/console.h"

@@ -1,6 +1,6 @@
 #include "sim/switch/show_query.h"
 
-#include "sim/base/printable.h"
+#include "sim/base/text.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>

@@ -1,7 +1,6 @@
 #include "sim/switch/show_text.h"
 
-#include "sim/base/printable.h"
-#include "sim/base/text_layout.h"
+#include "sim/base/text.h"
 #include "sim/switch/service.h"
 
 #include <algorithm>

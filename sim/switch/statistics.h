@@ -10,7 +10,7 @@
 //                  u64 wrong-interface packets
 #pragma once
 
-#include "sim/base/net_address.h"
+#include "sim/base/address.h"
 #include "sim/switch/route.h"
 
 #include <array>

@@ -1,6 +1,6 @@
 #include "sim/switch/switch_log.h"
 
-#include "sim/base/printable.h"
+#include "sim/base/text.h"
 #include "sim/switch/console.h"
 #include "sim/wire/log_line.h"
 

@@ -1,9 +1,32 @@
-#include "sim/base/text_layout.h"
+#include "sim/base/text.h"
 
+#include <charconv>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 namespace sim {
+
+std::string printable(std::string_view text) {
+    std::string safe;
+    safe.reserve(text.size());
+    for (const char byte : text) {
+        if (byte >= 0x20 && byte < 0x7f) {
+            safe += byte;
+        } else {
+            safe += fmt::format("\\x{:02x}", static_cast<unsigned char>(byte));
+        }
+    }
+    return safe;
+}
+
+std::optional<std::uint64_t> parse_number(std::string_view text) {
+    const bool is_hex = text.starts_with("0x");
+    const char *const end = text.data() + text.size();
+    std::uint64_t number = 0;
+    const auto result =
+        std::from_chars(text.data() + (is_hex ? 2 : 0), end, number, is_hex ? 16 : 10);
+    return result.ec == std::errc() && result.ptr == end ? std::optional(number) : std::nullopt;
+}
 
 std::string wrapped(const std::string &lead, const std::vector<std::string> &items) {
     std::string text;

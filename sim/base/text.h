@@ -1,9 +1,10 @@
-// How text for a terminal of 80 columns is laid out.
+// Text for people: safe for a terminal, 80 columns wide, with its numbers and plurals right.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <nlohmann/json_fwd.hpp>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,15 +13,21 @@ namespace sim {
 
 inline constexpr std::size_t text_width = 80;
 
-// Items with a comma between them, broken into lines behind commas; the lines after the first are
-// indented under it.
-std::string wrapped(const std::string &lead, const std::vector<std::string> &items);
+// Text from elsewhere as printable ASCII; every other byte becomes \xNN.
+std::string printable(std::string_view text);
+
+// Decimal digits, or 0x and hexadecimal ones; a leading zero is only a digit.
+std::optional<std::uint64_t> parse_number(std::string_view text);
 
 // "1 route", "2 routes".
 std::string counted(std::uint64_t count, std::string_view noun, std::string_view plural = {});
 
 // "1200 routes", and of a limited table "10 of 1200 routes". No line feed.
 std::string counted_of(std::uint64_t shown, std::uint64_t matched, std::string_view noun);
+
+// Items with a comma between them, broken into lines after commas; the lines after the first are
+// indented under it.
+std::string wrapped(const std::string &lead, const std::vector<std::string> &items);
 
 // The same of the rows that the switch answered, which are the table's member `rows`.
 std::string counted_rows(const nlohmann::ordered_json &table, const char *rows,

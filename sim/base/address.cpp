@@ -1,4 +1,4 @@
-#include "sim/base/net_address.h"
+#include "sim/base/address.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -54,6 +54,12 @@ std::optional<l2_address> parse_mac(std::string_view text) {
     return parsed;
 }
 
+std::string prefix_text(const l2_address &prefix, unsigned length) {
+    const std::size_t whole = 8 * l2_address_size(static_cast<std::uint32_t>(prefix.kind));
+    return length == whole ? address_text(prefix)
+                           : fmt::format("{}/{}", address_text(prefix), length);
+}
+
 } // namespace
 
 std::size_t l2_address_size(std::uint32_t kind) {
@@ -97,6 +103,9 @@ std::string address_text(const l2_address &address) {
 
 std::optional<l2_address> parse_l2_address(const std::string &text) {
     l2_address parsed;
+    if (text.find('\0') != text.npos) {
+        return std::nullopt;
+    }
     if (inet_pton(AF_INET, text.c_str(), parsed.bytes.data()) == 1) {
         return parsed;
     }
@@ -105,6 +114,40 @@ std::optional<l2_address> parse_l2_address(const std::string &text) {
         return parsed;
     }
     return parse_mac(text);
+}
+
+l2_address ipv4_address(std::uint32_t number) {
+    l2_address made;
+    for (unsigned i = 0; i < 4; ++i) {
+        made.bytes[i] = static_cast<std::uint8_t>(number >> (24 - 8 * i));
+    }
+    return made;
+}
+
+std::uint32_t ipv4_number(const l2_address &address) {
+    std::uint32_t number = 0;
+    for (unsigned i = 0; i < 4; ++i) {
+        number = number << 8 | address.bytes[i];
+    }
+    return number;
+}
+
+std::string ipv4_text(std::uint32_t number) {
+    return fmt::format("{}.{}.{}.{}", number >> 24, number >> 16 & 0xff, number >> 8 & 0xff,
+                       number & 0xff);
+}
+
+std::optional<std::uint32_t> parse_ipv4(const std::string &text) {
+    const std::optional<l2_address> parsed = parse_l2_address(text);
+    return parsed && parsed->kind == l2_address_kind::ipv4 ? std::optional(ipv4_number(*parsed))
+                                                           : std::nullopt;
+}
+
+std::string sg_text(const l2_address &source, unsigned source_length, const l2_address &group,
+                    unsigned group_length) {
+    const bool any_source = source_length == 0 && is_zero(source);
+    return fmt::format("({}, {})", any_source ? "*" : prefix_text(source, source_length),
+                       prefix_text(group, group_length));
 }
 
 } // namespace sim
