@@ -26,7 +26,7 @@ struct received_answer {
 std::optional<received_answer> read_answer(const void *rsp) {
     const auto *message = static_cast<const kyt_sim_message *>(rsp);
     const std::uint32_t length = kyt_sim_message_length(message);
-    if (kyt_sim_message_sap(message) != nerb_sap || length < nerb_answer_head_size)
+    if (kyt_sim_message_sap(message) != NERB_SIM_SAP || length < nerb_answer_head_size)
         return std::nullopt;
     // kyt_payload_get takes the message as its receiver has it; nothing is written.
     const auto *payload = static_cast<const std::byte *>(kyt_payload_get(const_cast<void *>(rsp)));
@@ -42,13 +42,14 @@ std::optional<received_answer> read_answer(const void *rsp) {
 // An answer to anything but an allocation.
 std::optional<received_answer> read_general(const void *rsp) {
     const auto received = read_answer(rsp);
-    return received && received->head.kind != nerb_kind_allocation ? received : std::nullopt;
+    return received && received->head.kind != NERB_SIM_KIND_ALLOCATION ? received : std::nullopt;
 }
 
 std::optional<received_answer> read_allocation(const void *rsp, std::uint32_t kind) {
     const auto received = read_answer(rsp);
-    return received && kind == nerb_kind_allocation && received->head.kind == kind ? received
-                                                                                   : std::nullopt;
+    return received && kind == NERB_SIM_KIND_ALLOCATION && received->head.kind == kind
+               ? received
+               : std::nullopt;
 }
 
 } // namespace
@@ -107,7 +108,7 @@ uint32_t nerb_parse_alloc_ltl_rsp_parm(const void *rsp, uint32_t *status, uint32
 }
 
 const char *nerb_sim_status_name(uint32_t status) {
-    return sim::nerb_status_name(sim::nerb_status{status});
+    return sim::nerb_status_name(status);
 }
 
 int nerb_sim_answer_head(const void *rsp, nerb_sim_answer *head) {

@@ -48,7 +48,7 @@ std::size_t checked_size(std::uint64_t size) {
 
 nerb_sim_send send(std::uint32_t queue, std::uint32_t opcode, const message &sent) {
     kyt_msg_ref reference;
-    if (kyt_send(queue, switch_node, nerb_sap, opcode, sent.data(),
+    if (kyt_send(queue, switch_node, NERB_SIM_SAP, opcode, sent.data(),
                  static_cast<std::uint32_t>(sent.size()), &reference, 0, send_options) == -1)
         return NERB_SIM_NOT_SENT;
     kyt_drop(queue, &reference);
@@ -108,7 +108,7 @@ nerb_sim_send send_release(std::uint32_t queue, std::uint32_t count, const void 
     append_word(sent, cookie);
     append_word(sent, count);
     append(sent, entries, checked_size(count * entry_size));
-    return send(queue, nerb_opcode_release, sent);
+    return send(queue, NERB_SIM_OPCODE_RELEASE, sent);
 }
 
 // A flood update's payload does not say its length, but its counts do.
@@ -131,7 +131,7 @@ nerb_sim_send send_flood_update(std::uint32_t queue, const void *payload, void *
     message sent;
     append(sent, &context, sizeof context);
     append(sent, payload, flood_payload_size(static_cast<const std::byte *>(payload)));
-    return send(queue, nerb_opcode_flood_update, sent);
+    return send(queue, NERB_SIM_OPCODE_FLOOD_UPDATE, sent);
 }
 
 static_assert(sizeof(void *) == sizeof(std::uint32_t), "pointers travel as words");
@@ -142,13 +142,13 @@ static_assert(sizeof(void *) == sizeof(std::uint32_t), "pointers travel as words
 
 uint32_t nerb_send_batched_mcast_alloc_req(uint32_t queue, const void *payload, uint32_t cookie) {
     return sim::guarded(NERB_SIM_OUT_OF_MEMORY, [=] {
-        return sim::send_ltl_entries(queue, sim::nerb_opcode_allocation, payload, cookie);
+        return sim::send_ltl_entries(queue, NERB_SIM_OPCODE_ALLOCATION, payload, cookie);
     });
 }
 
 uint32_t nerb_send_batched_mcast_mod_req(uint32_t queue, const void *payload, uint32_t cookie) {
     return sim::guarded(NERB_SIM_OUT_OF_MEMORY, [=] {
-        return sim::send_ltl_entries(queue, sim::nerb_opcode_modification, payload, cookie);
+        return sim::send_ltl_entries(queue, NERB_SIM_OPCODE_MODIFICATION, payload, cookie);
     });
 }
 

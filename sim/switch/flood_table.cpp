@@ -12,15 +12,14 @@ ltl_outcome check_updates(const std::set<std::uint32_t> &present,
     std::set<std::uint32_t> named;
     for (const auto &[if_index, operation] : updates) {
         if (operation != flood_operation_add && operation != flood_operation_remove) {
-            return {nerb_status::no_operation, operation};
+            return {NERB_SIM_NO_OPERATION, operation};
         }
         if (!named.insert(if_index).second) {
-            return {nerb_status::interface_twice, if_index};
+            return {NERB_SIM_INTERFACE_TWICE, if_index};
         }
         const bool adds = operation == flood_operation_add;
         if (present.contains(if_index) == adds) {
-            return {adds ? nerb_status::interface_present : nerb_status::interface_absent,
-                    if_index};
+            return {adds ? NERB_SIM_INTERFACE_PRESENT : NERB_SIM_INTERFACE_ABSENT, if_index};
         }
     }
     return {};
@@ -33,14 +32,14 @@ ltl_outcome check_updates(const std::set<std::uint32_t> &present,
 ltl_outcome apply_flood_update(flood_table &table, const flood_update &update,
                                const sender_name &from) {
     if (!is_vlan_id(update.vlan)) {
-        return {nerb_status::no_vlan_id, update.vlan};
+        return {NERB_SIM_NO_VLAN_ID, update.vlan};
     }
     static const std::set<std::uint32_t> none;
     const auto vlan = static_cast<std::uint16_t>(update.vlan);
     const auto held = table.find(vlan);
     if (const ltl_outcome checked =
             check_updates(held == table.end() ? none : held->second.interfaces, update.updates);
-        checked.status != nerb_status::done) {
+        checked.status != NERB_SIM_DONE) {
         return checked;
     }
     flood_set &changed = table[vlan];

@@ -102,12 +102,10 @@ std::uint32_t read_request(std::span<const std::byte> message, const list_name &
 }
 
 std::uint32_t overall_status(const ltl_answer &answer) {
-    if (answer.opcode != nerb_opcode_flood_update && answer.results.size() == 1) {
-        return static_cast<std::uint32_t>(answer.results.front().status);
+    if (answer.opcode != NERB_SIM_OPCODE_FLOOD_UPDATE && answer.results.size() == 1) {
+        return answer.results.front().status;
     }
-    const auto is_done = [](const ltl_result &result) {
-        return result.status == nerb_status::done;
-    };
+    const auto is_done = [](const ltl_result &result) { return result.status == NERB_SIM_DONE; };
     return std::ranges::all_of(answer.results, is_done) ? 0 : 1;
 }
 
@@ -146,7 +144,7 @@ std::vector<std::byte> encode_ltl_answer(const ltl_answer &answer) {
     words.reserve((nerb_answer_head_size + answer.results.size() * nerb_info_size) / word_size);
     for (const ltl_result &result : answer.results) {
         words.insert(words.end(), result.words.begin(), result.words.end());
-        words.push_back(static_cast<std::uint32_t>(result.status));
+        words.push_back(result.status);
     }
     const auto bytes = std::as_bytes(std::span(words));
     return {bytes.begin(), bytes.end()};

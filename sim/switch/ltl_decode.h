@@ -55,7 +55,7 @@ flood_request decode_flood_request(std::span<const std::byte> message);
 // How one entry of a request ended.
 struct ltl_result {
     std::array<std::uint32_t, 3> words{};
-    nerb_status status = nerb_status::done;
+    nerb_sim_status status = NERB_SIM_DONE;
 };
 
 struct ltl_answer {

@@ -10,18 +10,18 @@ namespace {
 
 std::string culprit_text(const ltl_outcome &outcome) {
     switch (outcome.status) {
-    case nerb_status::interface_present:
-    case nerb_status::interface_absent:
-    case nerb_status::interface_twice:
+    case NERB_SIM_INTERFACE_PRESENT:
+    case NERB_SIM_INTERFACE_ABSENT:
+    case NERB_SIM_INTERFACE_TWICE:
         return ": " + if_name(outcome.culprit);
-    case nerb_status::tag_mismatch:
-    case nerb_status::no_vlan_id:
-    case nerb_status::no_operation:
+    case NERB_SIM_TAG_MISMATCH:
+    case NERB_SIM_NO_VLAN_ID:
+    case NERB_SIM_NO_OPERATION:
         return fmt::format(": {}", outcome.culprit);
-    case nerb_status::done:
-    case nerb_status::refused_by_fault_mode:
-    case nerb_status::no_such_ltl:
-    case nerb_status::pool_exhausted:
+    case NERB_SIM_DONE:
+    case NERB_SIM_REFUSED_BY_FAULT_MODE:
+    case NERB_SIM_NO_SUCH_LTL:
+    case NERB_SIM_POOL_EXHAUSTED:
         break;
     }
     return {};
@@ -30,7 +30,7 @@ std::string culprit_text(const ltl_outcome &outcome) {
 } // namespace
 
 std::string outcome_text(const ltl_outcome &outcome) {
-    return fmt::format("status {}: {}{}", static_cast<std::uint32_t>(outcome.status),
+    return fmt::format("status {}: {}{}", std::uint32_t{outcome.status},
                        nerb_status_name(outcome.status), culprit_text(outcome));
 }
 

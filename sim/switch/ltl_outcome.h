@@ -9,7 +9,7 @@
 namespace sim {
 
 struct ltl_outcome {
-    nerb_status status = nerb_status::done;
+    nerb_sim_status status = NERB_SIM_DONE;
     std::uint32_t culprit =
         0; // the interface, tag, operation or VLAN id that the status is about, if it is about one
 };

@@ -29,7 +29,7 @@ public:
     void add(const std::array<std::uint32_t, 3> &words, const ltl_outcome &outcome,
              fmt::format_string<std::uint32_t &> format, std::uint32_t number) {
         answer_.results.push_back({words, outcome.status});
-        if (outcome.status != nerb_status::done && ++refused_ <= refused_entries_logged) {
+        if (outcome.status != NERB_SIM_DONE && ++refused_ <= refused_entries_logged) {
             log(fmt::format(format, number) + ": " + outcome_text(outcome));
         }
     }
@@ -67,7 +67,7 @@ void allocate(ltl_run &run, const ltl_entry &entry) {
     std::uint32_t index = 0;
     const ltl_outcome outcome =
         is_refused_vlan(run.vell(), vlan)
-            ? ltl_outcome{nerb_status::refused_by_fault_mode}
+            ? ltl_outcome{NERB_SIM_REFUSED_BY_FAULT_MODE}
             : run.vell().ltls.allocate(entry, run.from(), run.vell().faults.ltl_pool, index);
     run.add({tag, index, static_cast<std::uint32_t>(run.vell().ltls.interface_count(index))},
             outcome, "LTL allocation for VLAN {}", vlan);
@@ -88,11 +88,11 @@ void release(ltl_run &run, const ltl_keys &keys) {
 
 void update(ltl_run &run, const flood_update &update) {
     const ltl_outcome outcome = is_refused_vlan(run.vell(), update.vlan)
-                                    ? ltl_outcome{nerb_status::refused_by_fault_mode}
+                                    ? ltl_outcome{NERB_SIM_REFUSED_BY_FAULT_MODE}
                                     : apply_flood_update(run.vell().floods, update, run.from());
     std::uint32_t additions = 0;
     std::uint32_t removals = 0;
-    if (outcome.status == nerb_status::done) {
+    if (outcome.status == NERB_SIM_DONE) {
         for (const interface_update &one : update.updates) {
             ++(one.operation == flood_operation_add ? additions : removals);
         }

@@ -24,13 +24,13 @@ ltl_outcome ltl_table::allocate(const ltl_entry &entry, const sender_name &from,
                                 std::uint32_t &index) {
     const auto [vlan, tag] = entry.keys;
     if (!is_vlan_id(vlan)) {
-        return {nerb_status::no_vlan_id, vlan};
+        return {NERB_SIM_NO_VLAN_ID, vlan};
     }
     if (const auto twice = find_duplicate(entry.interfaces)) {
-        return {nerb_status::interface_twice, *twice};
+        return {NERB_SIM_INTERFACE_TWICE, *twice};
     }
     if (ltls_.size() >= size) {
-        return {nerb_status::pool_exhausted};
+        return {NERB_SIM_POOL_EXHAUSTED};
     }
     index = free_index();
     ltls_[index] = {static_cast<std::uint16_t>(vlan), tag, from, set_of(entry.interfaces)};
@@ -40,11 +40,11 @@ ltl_outcome ltl_table::allocate(const ltl_entry &entry, const sender_name &from,
 }
 
 ltl_outcome ltl_table::modify(const ltl_entry &entry, const sender_name &from) {
-    if (const ltl_outcome checked = check(entry.keys); checked.status != nerb_status::done) {
+    if (const ltl_outcome checked = check(entry.keys); checked.status != NERB_SIM_DONE) {
         return checked;
     }
     if (const auto twice = find_duplicate(entry.interfaces)) {
-        return {nerb_status::interface_twice, *twice};
+        return {NERB_SIM_INTERFACE_TWICE, *twice};
     }
     ltl &changed = ltls_.at(entry.keys.first);
     changed.interfaces = set_of(entry.interfaces);
@@ -54,7 +54,7 @@ ltl_outcome ltl_table::modify(const ltl_entry &entry, const sender_name &from) {
 
 ltl_outcome ltl_table::release(const ltl_keys &keys) {
     const ltl_outcome checked = check(keys);
-    if (checked.status == nerb_status::done) {
+    if (checked.status == NERB_SIM_DONE) {
         released_.insert(keys.first);
         ltls_.erase(keys.first);
     }
@@ -70,10 +70,10 @@ std::size_t ltl_table::interface_count(std::uint32_t index) const {
 ltl_outcome ltl_table::check(const ltl_keys &keys) const {
     const auto found = ltls_.find(keys.first);
     if (found == ltls_.end()) {
-        return {nerb_status::no_such_ltl};
+        return {NERB_SIM_NO_SUCH_LTL};
     }
     if (found->second.tag != keys.second) {
-        return {nerb_status::tag_mismatch, keys.second};
+        return {NERB_SIM_TAG_MISMATCH, keys.second};
     }
     return {};
 }

@@ -37,10 +37,10 @@ constexpr request_kind request_kinds[] = {
     {214, 75798, "IPv4 clear request", handle_ipv4_clear},
     {214, 75786, "IPv6 statistics request", handle_ipv6_statistics},
     {214, 75799, "IPv6 clear request", handle_ipv6_clear},
-    {nerb_sap, nerb_opcode_allocation, "LTL allocation", handle_ltl_allocation},
-    {nerb_sap, nerb_opcode_modification, "LTL modification", handle_ltl_modification},
-    {nerb_sap, nerb_opcode_release, "LTL release", handle_ltl_release},
-    {nerb_sap, nerb_opcode_flood_update, "flood LTL update", handle_flood_update},
+    {NERB_SIM_SAP, NERB_SIM_OPCODE_ALLOCATION, "LTL allocation", handle_ltl_allocation},
+    {NERB_SIM_SAP, NERB_SIM_OPCODE_MODIFICATION, "LTL modification", handle_ltl_modification},
+    {NERB_SIM_SAP, NERB_SIM_OPCODE_RELEASE, "LTL release", handle_ltl_release},
+    {NERB_SIM_SAP, NERB_SIM_OPCODE_FLOOD_UPDATE, "flood LTL update", handle_flood_update},
 };
 
 const request_kind *find_kind(std::uint32_t opcode) {

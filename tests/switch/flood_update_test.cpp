@@ -141,7 +141,7 @@ TEST(Flood, RefusesAVlanWholeAndGoesOnWithTheOthers) {
             "twice: 0x00000007",
             "client 1 (pid 4711): flood update of VLAN 16: status 8: an interface is in the list "
             "twice: 0x00000007",
-            "client 1 (pid 4711): flood update of VLAN 0: status 7: this is no VLAN id: 0",
+            "client 1 (pid 4711): flood update of VLAN 0: status 7: this is not a VLAN id: 0",
             "client 1 (pid 4711): 3 more entries of the same request refused"));
 }
 

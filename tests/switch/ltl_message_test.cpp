@@ -204,10 +204,9 @@ TEST(LtlMessage, IsRefusedWhenBytesFollow) {
 }
 
 TEST(LtlAnswer, CarriesKindStatusCookieAndResults) {
-    using sim::nerb_status;
     const std::vector<sim::ltl_result> results = {
-        {{0x11121314, 0x15161718, 0x191a1b1c}, nerb_status::done},
-        {{0x21222324, 0x25262728, 0x292a2b2c}, nerb_status::tag_mismatch}};
+        {{0x11121314, 0x15161718, 0x191a1b1c}, NERB_SIM_DONE},
+        {{0x21222324, 0x25262728, 0x292a2b2c}, NERB_SIM_TAG_MISMATCH}};
     for (const auto &[opcode, kind] :
          {std::pair(allocation, 13u), {modification, 14u}, {release, 15u}, {flood_update, 16u}}) {
         EXPECT_EQ(sim::encode_ltl_answer({opcode, 0x01020304, results}),
@@ -217,27 +216,24 @@ TEST(LtlAnswer, CarriesKindStatusCookieAndResults) {
 }
 
 TEST(LtlAnswer, HasAnOverallStatus) {
-    using sim::nerb_status;
-    const auto overall = [](std::uint32_t opcode, const std::vector<nerb_status> &statuses) {
+    const auto overall = [](std::uint32_t opcode, const std::vector<nerb_sim_status> &statuses) {
         sim::ltl_answer answer{opcode, 0, {}};
-        for (const nerb_status status : statuses) {
+        for (const nerb_sim_status status : statuses) {
             answer.results.push_back({{}, status});
         }
         return words_of(sim::encode_ltl_answer(answer)).at(1);
     };
     for (const std::uint32_t opcode : {allocation, modification, release}) {
-        EXPECT_EQ(overall(opcode, {nerb_status::pool_exhausted}), 3u)
-            << "of a single entry its own";
-        EXPECT_EQ(overall(opcode, {nerb_status::tag_mismatch}), 4u);
-        EXPECT_EQ(overall(opcode, {nerb_status::done, nerb_status::pool_exhausted}), 1u);
-        EXPECT_EQ(overall(opcode, {nerb_status::tag_mismatch, nerb_status::tag_mismatch}), 1u);
+        EXPECT_EQ(overall(opcode, {NERB_SIM_POOL_EXHAUSTED}), 3u) << "of a single entry its own";
+        EXPECT_EQ(overall(opcode, {NERB_SIM_TAG_MISMATCH}), 4u);
+        EXPECT_EQ(overall(opcode, {NERB_SIM_DONE, NERB_SIM_POOL_EXHAUSTED}), 1u);
+        EXPECT_EQ(overall(opcode, {NERB_SIM_TAG_MISMATCH, NERB_SIM_TAG_MISMATCH}), 1u);
     }
-    EXPECT_EQ(overall(flood_update, {nerb_status::interface_absent}), 1u)
-        << "of a flood update never";
-    EXPECT_EQ(overall(flood_update, {nerb_status::interface_absent, nerb_status::done}), 1u);
+    EXPECT_EQ(overall(flood_update, {NERB_SIM_INTERFACE_ABSENT}), 1u) << "of a flood update never";
+    EXPECT_EQ(overall(flood_update, {NERB_SIM_INTERFACE_ABSENT, NERB_SIM_DONE}), 1u);
     for (const std::uint32_t opcode : {allocation, modification, release, flood_update}) {
         EXPECT_EQ(overall(opcode, {}), 0u);
-        EXPECT_EQ(overall(opcode, {nerb_status::done}), 0u);
-        EXPECT_EQ(overall(opcode, {nerb_status::done, nerb_status::done}), 0u);
+        EXPECT_EQ(overall(opcode, {NERB_SIM_DONE}), 0u);
+        EXPECT_EQ(overall(opcode, {NERB_SIM_DONE, NERB_SIM_DONE}), 0u);
     }
 }

@@ -72,9 +72,10 @@ TEST(Ltl, AllocationsAreRefusedOneByOne) {
     EXPECT_THAT(
         test.errors,
         ElementsAre(
-            "client 1 (pid 4711): LTL allocation for VLAN 0: status 7: this is no VLAN id: 0",
-            "client 1 (pid 4711): LTL allocation for VLAN 4095: status 7: this is no VLAN id: 4095",
-            "client 1 (pid 4711): LTL allocation for VLAN 65546: status 7: this is no VLAN id: "
+            "client 1 (pid 4711): LTL allocation for VLAN 0: status 7: this is not a VLAN id: 0",
+            "client 1 (pid 4711): LTL allocation for VLAN 4095: status 7: this is not a VLAN id: "
+            "4095",
+            "client 1 (pid 4711): LTL allocation for VLAN 65546: status 7: this is not a VLAN id: "
             "65546",
             "client 1 (pid 4711): LTL allocation for VLAN 11: status 1: refused by fault mode",
             "client 1 (pid 4711): LTL allocation for VLAN 12: status 8: an interface is in the "
