@@ -61,11 +61,12 @@ enum nerb_sim_status {
     NERB_SIM_TAG_MISMATCH = 4,          /* the LTL was allocated with another key word 2 */
     NERB_SIM_INTERFACE_PRESENT = 5,     /* an interface was to be added that the flood set has */
     NERB_SIM_INTERFACE_ABSENT =
-        6,                    /* an interface was to be removed that the flood set does not have */
+        6,                   /* an interface was to be removed that the flood set does not have */
     NERB_SIM_NO_VLAN_ID = 7, /* it is not 1 to 4094 */
     NERB_SIM_INTERFACE_TWICE = 8, /* a list, or a flood update, names an interface twice */
     NERB_SIM_NO_OPERATION =
-        9 /* a flood update's operation is neither 1, which adds, nor 2, which removes */
+        9, /* a flood update's operation is neither 1, which adds, nor 2, which removes */
+    NERB_SIM_NO_ROOM = 10 /* the switch would hold more interfaces than its limit */
 };
 
 /* What libnerb's send functions return. Unless it is NERB_SIM_SENT, nothing was sent. */

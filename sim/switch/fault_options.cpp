@@ -1,5 +1,7 @@
 #include "sim/switch/fault_options.h"
 
+#include "sim/switch/limits.h"
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <chrono>
@@ -94,7 +96,7 @@ void add_ltl_options(CLI::App *run, fault_modes &faults) {
     run->add_option("--ltl-pool", faults.ltl_pool,
                     fmt::format("How many LTL indexes there are; 0: always exhausted;\ndefault {}",
                                 ltl_pool_size))
-        ->check(CLI::Range(0u, UINT32_MAX - ltl_pool_first).description(""))
+        ->check(CLI::Range(0u, ltl_index_limit).description(""))
         ->type_name("N")
         ->group(group);
 }

@@ -18,7 +18,7 @@ constexpr std::size_t length_at = 8;
 
 enum class entry_form { pairs, oifs };
 
-// Where the fields of a record type stand, from the start of the record; 0 is none.
+// Where the fields of a record type are, from the start of the record; 0 is none.
 struct record_layout {
     std::uint8_t type;
     std::array<std::size_t, 4> words;
@@ -208,13 +208,15 @@ l2_record read_fields(const record_view &view, const record_layout &layout) {
 
 } // namespace
 
+std::size_t record_size(const l2_record &record) {
+    return fixed_block_size + record.pairs.size() * entry_size(entry_form::pairs) +
+           record.oifs.size() * entry_size(entry_form::oifs);
+}
+
 l2_message decode_l2_message(std::span<const std::byte> message) {
     byte_reader reader(message);
     const record_view header(reader.take(header_size, "header"), 0);
-    l2_message decoded{.client_id = std::to_integer<std::uint8_t>(message[0]),
-                       .value = header.u16(4),
-                       .marker_flags = header.u16(6),
-                       .records = {}};
+    l2_message decoded{.client_id = std::to_integer<std::uint8_t>(message[0]), .records = {}};
     const std::uint16_t count = header.u16(2);
     for (std::uint16_t i = 0; i < count; ++i) {
         const std::size_t start = reader.offset();

@@ -1,7 +1,7 @@
 // The layer-2 multicast message. All its numbers are in network byte order, but the records'
 // lengths.
 //
-//   message   u8 client id, 1 reserved, u16 number of records, u16 value, u16 marker flags, the records back to back
+//   message   u8 client id, 1 reserved, u16 number of records, 4 not read, the records back to back
 //   record    at 0 u8 type, 8 u32 length in host byte order, 12 the fields of its type, then its entries; it is as long
 //             as 80 bytes and its entries together, though the entries start before byte 80
 //   entry     of types 8 to 11 and 18: 8 bytes, two u32 words
@@ -38,18 +38,19 @@ struct l2_record {
     std::uint8_t type = 0;
     std::uint16_t vlan = 0;                // of types 12 to 15, 21 and 22
     std::vector<std::uint32_t> words{};    // the other fixed words, lowest offset first
-    std::uint16_t flags = 0;               // likewise
-    std::array<l2_address, 2> addresses{}; // likewise
+    std::uint16_t flags = 0;               // of the same types
+    std::array<l2_address, 2> addresses{}; // of the same types
     std::vector<l2_pair> pairs{};          // of types 8 to 11 and 18
     std::vector<l2_oif> oifs{};            // of the others
 };
 
 struct l2_message {
     std::uint8_t client_id = 0;
-    std::uint16_t value = 0;
-    std::uint16_t marker_flags = 0;
     std::vector<l2_record> records;
 };
+
+// As long as it was sent.
+std::size_t record_size(const l2_record &record);
 
 // Throws refusal.
 l2_message decode_l2_message(std::span<const std::byte> message);

@@ -1,6 +1,5 @@
-// What the LTL manager's requests do, and its answers.
-#include "sim/switch/ltl_decode.h"
-#include "sim/switch/ltl_outcome.h"
+// The LTL manager's requests, entry by entry, and its answers.
+#include "sim/switch/limits.h"
 #include "sim/switch/request.h"
 #include "sim/wire/message_frame.h"
 
@@ -12,33 +11,31 @@ namespace sim {
 
 namespace {
 
-// A request can hold thousands of entries; the log gets the first few that are refused, and a line
-// for the rest.
-constexpr std::uint64_t refused_entries_logged = 8;
-
-// What a request does to the tables, entry by entry, and what it answers.
+// One request: what its entries do to the tables, and the answer.
 class ltl_run {
 public:
     explicit ltl_run(request &asked, std::uint32_t cookie)
-        : asked_(asked), from_(name_sender(asked)), answer_{asked.head.opcode, cookie, {}} {}
+        : asked_(asked),
+          from_(name_sender(asked)),
+          answer_{asked.head.opcode, cookie, {}},
+          refused_(asked, log_level_error) {}
 
     const sender_name &from() const { return from_; }
     service &vell() const { return asked_.vell; }
+    std::size_t room() const { return interface_limit - held_interfaces(vell()); }
 
-    // What it was about is the format with the number in it; it is for the log.
+    // The result of an entry. The log names a refused one by the format with the number in it.
     void add(const std::array<std::uint32_t, 3> &words, const ltl_outcome &outcome,
              fmt::format_string<std::uint32_t &> format, std::uint32_t number) {
         answer_.results.push_back({words, outcome.status});
-        if (outcome.status != NERB_SIM_DONE && ++refused_ <= refused_entries_logged) {
-            log(fmt::format(format, number) + ": " + outcome_text(outcome));
+        if (outcome.status != NERB_SIM_DONE) {
+            refused_.add(
+                [&] { return fmt::format(format, number) + ": " + outcome_text(outcome); });
         }
     }
 
     void answer() {
-        if (refused_ > refused_entries_logged) {
-            log(fmt::format("{} more entries of the same request refused",
-                            refused_ - refused_entries_logged));
-        }
+        refused_.log_rest("entries of the same request refused");
         const fault_modes &faults = vell().faults;
         const reply answered{
             message_frame(asked_.head.sap, asked_.head.opcode, encode_ltl_answer(answer_)),
@@ -47,14 +44,10 @@ public:
     }
 
 private:
-    void log(const std::string &text) const {
-        vell().log(log_level_error, fmt::format("{}: {}", describe(vell(), asked_.from), text));
-    }
-
     request &asked_;
     sender_name from_;
     ltl_answer answer_;
-    std::uint64_t refused_ = 0;
+    line_limit refused_;
 };
 
 bool is_refused_vlan(const service &vell, std::uint32_t vlan) {
@@ -68,16 +61,17 @@ void allocate(ltl_run &run, const ltl_entry &entry) {
     const ltl_outcome outcome =
         is_refused_vlan(run.vell(), vlan)
             ? ltl_outcome{NERB_SIM_REFUSED_BY_FAULT_MODE}
-            : run.vell().ltls.allocate(entry, run.from(), run.vell().faults.ltl_pool, index);
-    run.add({tag, index, static_cast<std::uint32_t>(run.vell().ltls.interface_count(index))},
-            outcome, "LTL allocation for VLAN {}", vlan);
+            : run.vell().ltls.allocate(entry, run.from(), run.vell().faults.ltl_pool, run.room(),
+                                       index);
+    run.add({tag, index, static_cast<std::uint32_t>(run.vell().ltls.interfaces_of(index))}, outcome,
+            "LTL allocation for VLAN {}", vlan);
 }
 
 void modify(ltl_run &run, const ltl_entry &entry) {
     const auto [index, tag] = entry.keys;
     ltl_table &ltls = run.vell().ltls;
-    const ltl_outcome outcome = ltls.modify(entry, run.from());
-    run.add({index, tag, static_cast<std::uint32_t>(ltls.interface_count(index))}, outcome,
+    const ltl_outcome outcome = ltls.modify(entry, run.from(), run.room());
+    run.add({index, tag, static_cast<std::uint32_t>(ltls.interfaces_of(index))}, outcome,
             "modification of LTL {:#x}", index);
 }
 
@@ -89,7 +83,7 @@ void release(ltl_run &run, const ltl_keys &keys) {
 void update(ltl_run &run, const flood_update &update) {
     const ltl_outcome outcome = is_refused_vlan(run.vell(), update.vlan)
                                     ? ltl_outcome{NERB_SIM_REFUSED_BY_FAULT_MODE}
-                                    : apply_flood_update(run.vell().floods, update, run.from());
+                                    : run.vell().floods.apply(update, run.from(), run.room());
     std::uint32_t additions = 0;
     std::uint32_t removals = 0;
     if (outcome.status == NERB_SIM_DONE) {

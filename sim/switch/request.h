@@ -4,6 +4,8 @@
 
 #include "sim/switch/service.h"
 
+#include <fmt/format.h>
+
 namespace sim {
 
 struct request {
@@ -45,5 +47,38 @@ client &require_registered(const request &asked);
 
 // For what a peer without an id may send too.
 sender_name name_sender(const request &asked);
+
+// Lines about the entries of one request, of which there can be thousands: the log gets the first
+// few, and one line for the rest.
+class line_limit {
+public:
+    line_limit(const request &asked, std::uint32_t level) : asked_(asked), level_(level) {}
+
+    // `text` is a function, so that what is not logged is not made.
+    template <typename Text>
+    void add(Text text) {
+        if (++count_ <= logged_one_by_one) {
+            log(text());
+        }
+    }
+
+    // "12 more" and what they are.
+    void log_rest(std::string_view what) const {
+        if (count_ > logged_one_by_one) {
+            log(fmt::format("{} more {}", count_ - logged_one_by_one, what));
+        }
+    }
+
+    std::uint64_t count() const { return count_; }
+
+private:
+    static constexpr std::uint64_t logged_one_by_one = 8;
+
+    void log(const std::string &text) const;
+
+    const request &asked_;
+    std::uint32_t level_;
+    std::uint64_t count_ = 0;
+};
 
 } // namespace sim

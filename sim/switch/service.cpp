@@ -116,6 +116,14 @@ client &require_registered(const request &asked) {
     return *sender;
 }
 
+std::size_t held_interfaces(const service &vell) {
+    return vell.l2.ports + vell.ltls.interfaces() + vell.floods.interfaces();
+}
+
+void line_limit::log(const std::string &text) const {
+    asked_.vell.log(level_, fmt::format("{}: {}", describe(asked_.vell, asked_.from), text));
+}
+
 sender_name name_sender(const request &asked) {
     const client *sender = asked.vell.clients.find(asked.from.client_of);
     return {sender == nullptr ? std::uint8_t{0} : sender->id, asked.from.pid};

@@ -2,12 +2,12 @@
 // sockets.
 #pragma once
 
+#include "sim/switch/batches.h"
 #include "sim/switch/client_table.h"
 #include "sim/switch/fault_modes.h"
-#include "sim/switch/flood_table.h"
-#include "sim/switch/l2_batches.h"
-#include "sim/switch/l2_tables.h"
-#include "sim/switch/ltl_table.h"
+#include "sim/switch/flood.h"
+#include "sim/switch/l2.h"
+#include "sim/switch/ltl.h"
 #include "sim/switch/overlay.h"
 #include "sim/switch/route.h"
 #include "sim/switch/statistics.h"
@@ -53,6 +53,9 @@ struct reply {
     std::vector<std::byte> frame;
     std::chrono::milliseconds delay{0};
 };
+
+// The interfaces of all layer-2 entries, LTLs and flood sets.
+std::size_t held_interfaces(const service &vell);
 
 // Handles one request of a peer, whole or not at all: what is malformed is refused with a line in
 // the log.

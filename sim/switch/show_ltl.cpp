@@ -72,7 +72,7 @@ std::string show_ltls(const service &vell, const show_query &query) {
 
 std::string show_flood(const service &vell, const show_query &query) {
     row_list rows(query);
-    for (const auto &[vlan, held] : vell.floods) {
+    for (const auto &[vlan, held] : vell.floods.all()) {
         if (of_vlan(query, vlan) && rows.wants_row()) {
             rows.add(flood_row(vlan, held));
         }

@@ -70,6 +70,8 @@ constexpr const char *nerb_status_name(std::uint32_t status) {
         return "an interface is in the list twice";
     case NERB_SIM_NO_OPERATION:
         return "an operation is neither 1 nor 2";
+    case NERB_SIM_NO_ROOM:
+        return "the switch would hold too many interfaces";
     default:
         return "unknown";
     }

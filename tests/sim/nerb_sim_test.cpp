@@ -82,9 +82,9 @@ TEST_F(NerbSim, ReadsTheManagersAnswersOnly) {
 TEST(NerbSimStatus, HasAName) {
     EXPECT_STREQ(nerb_sim_status_name(NERB_SIM_DONE), "done");
     EXPECT_STREQ(nerb_sim_status_name(NERB_SIM_TAG_MISMATCH), "the tag does not match");
-    for (std::uint32_t status = NERB_SIM_DONE; status <= NERB_SIM_NO_OPERATION; ++status)
+    for (std::uint32_t status = NERB_SIM_DONE; status <= NERB_SIM_NO_ROOM; ++status)
         EXPECT_STRNE(nerb_sim_status_name(status), "unknown");
-    EXPECT_STREQ(nerb_sim_status_name(NERB_SIM_NO_OPERATION + 1), "unknown");
+    EXPECT_STREQ(nerb_sim_status_name(NERB_SIM_NO_ROOM + 1), "unknown");
     EXPECT_STREQ(nerb_sim_status_name(0xffffffff), "unknown");
 }
 

@@ -238,9 +238,10 @@ TEST(Flood, EndsAsIfEachUpdateWorkedOnACopyOfItsSet) {
         }
         const test_words got = test.answer(flood_update, flood_payload(updates));
         ASSERT_EQ(test_words(got.begin() + 4, got.end()), expected);
-        ASSERT_EQ(test.vell.floods.size(), model.sets.size());
+        ASSERT_EQ(test.vell.floods.all().size(), model.sets.size());
         for (const auto &[vlan, interfaces] : model.sets) {
-            ASSERT_EQ(test.vell.floods.at(static_cast<std::uint16_t>(vlan)).interfaces, interfaces);
+            ASSERT_EQ(test.vell.floods.all().at(static_cast<std::uint16_t>(vlan)).interfaces,
+                      interfaces);
         }
     }
     for (const std::uint32_t status : {0u, 5u, 6u, 7u, 8u, 9u}) {
@@ -261,7 +262,7 @@ TEST(Flood, LargestMessageForOneVlanIsAppliedWithinTheTestsTime) {
     const test_words answered = test.answer(flood_update, sent);
     EXPECT_EQ(test_words(answered.begin(), answered.begin() + 4),
               (test_words{16, 0, 0x99, entries}));
-    EXPECT_EQ(test.vell.floods.at(10).interfaces.size(), entries);
+    EXPECT_EQ(test.vell.floods.all().at(10).interfaces.size(), entries);
 }
 
 TEST(Flood, SmallUpdatesOfALargeSetAreAppliedWithinTheTestsTime) {
@@ -279,5 +280,5 @@ TEST(Flood, SmallUpdatesOfALargeSetAreAppliedWithinTheTestsTime) {
         small.push_back({10, 0, {interfaces + i, add}});
     }
     EXPECT_EQ(test.answer(flood_update, flood_payload(small)).at(1), 0u);
-    EXPECT_EQ(test.vell.floods.at(10).interfaces.size(), interfaces + additions);
+    EXPECT_EQ(test.vell.floods.all().at(10).interfaces.size(), interfaces + additions);
 }

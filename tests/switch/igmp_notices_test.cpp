@@ -1,3 +1,4 @@
+#include "sim/switch/limits.h"
 #include "sim/switch/show_answer.h"
 #include "tests/switch/l2_bytes.h"
 #include "tests/switch/test_service.h"

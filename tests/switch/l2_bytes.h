@@ -12,10 +12,10 @@ inline bytes network_u32(std::uint32_t value) {
                     static_cast<int>(value >> 8 & 0xff), static_cast<int>(value & 0xff)});
 }
 
-inline bytes l2_header(unsigned id, unsigned records, unsigned marker_flags = 0) {
+// What is not read is not zero.
+inline bytes l2_header(unsigned id, unsigned records) {
     return literal({static_cast<int>(id), 0xd0, static_cast<int>(records >> 8),
-                    static_cast<int>(records & 0xff), 0x24, 0x35,
-                    static_cast<int>(marker_flags >> 8), static_cast<int>(marker_flags & 0xff)});
+                    static_cast<int>(records & 0xff), 0x24, 0x35, 0x12, 0x03});
 }
 
 inline bytes joined(std::initializer_list<bytes> parts) {

@@ -165,7 +165,8 @@ TEST_F(LtlProcess, HasItsOptionsListedAndChecked) {
                    "vellsim: The following argument was not expected: 20\n");
     expect_refusal({"run", "--ltl-refuse-vlan", "10", "--ltl-refuse-vlan"}, "--ltl-refuse-vlan");
     expect_refusal({"run", "--ltl-pool", "-1"}, "--ltl-pool");
-    expect_refusal({"run", "--ltl-pool", "4294950913"}, "--ltl-pool");
+    expect_refusal({"run", "--ltl-pool", "65537"},
+                   "--ltl-pool: Value 65537 not in range 0 to 65536");
     expect_refusal({"show", "flood", "--vlan", "4095"}, "--vlan");
     expect_refusal({"show", "ltl", "--group", "239.1.1.1"}, "--group: goes with");
 }

@@ -1,25 +1,18 @@
-// What the switch holds of layer 2: snooping entries, flood lists, and what else records of its
-// messages carry.
+// The layer-2 tables: snooping entries, flood lists and what else layer-2 messages leave in the
+// switch, each message whole or not at all and all of it within the limits.
 #pragma once
 
 #include "sim/switch/l2_decode.h"
+#include "sim/switch/sender.h"
 
 #include <compare>
+#include <cstddef>
 #include <cstdint>
 #include <map>
-#include <string>
-#include <vector>
 
 namespace sim {
 
-// Who sent a request. The id is 0 for a peer that has a queue and no id.
-struct sender_name {
-    std::uint8_t client = 0;
-    std::uint32_t pid = 0;
-};
-
-// The members stand in the order in which entries are sorted; the group's kind comes before its
-// bytes.
+// Entries are sorted by the members in this order.
 struct mbd_key {
     std::uint16_t vlan = 0;
     l2_address group;
@@ -42,16 +35,14 @@ struct kept_record {
 
 struct l2_tables {
     std::map<mbd_key, mbd_entry> entries{};
-    std::map<std::uint16_t, kept_record> flood{};          // by VLAN
+    std::map<std::uint16_t, kept_record> flood{};          // flood lists, by VLAN
     std::map<std::uint8_t, kept_record> pairs{};           // by record type
     std::map<std::uint32_t, std::uint32_t> lookup_modes{}; // by VLAN
     std::uint32_t lookup_mode_word = 0;                    // of the last lookup mode record
+
+    // How much of the limits is taken.
+    std::size_t ports = 0;        // of all entries
+    std::size_t record_bytes = 0; // of flood lists and pairs, as long as they were sent
 };
-
-mbd_key key_of(const l2_record &record);
-std::string key_text(const mbd_key &key);
-
-// Returns false when the record deletes what is not there.
-bool apply_l2_record(l2_tables &tables, const l2_record &record, const sender_name &from);
 
 } // namespace sim

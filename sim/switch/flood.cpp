@@ -1,6 +1,7 @@
-#include "sim/switch/flood_table.h"
+#include "sim/switch/flood.h"
 
-#include "sim/wire/protocol.h"
+#include <algorithm>
+#include <vector>
 
 namespace sim {
 
@@ -29,20 +30,26 @@ ltl_outcome check_updates(const std::set<std::uint32_t> &present,
 
 // Checked first and then changed in place: what an update costs depends on its own length, not on
 // how large the set is.
-ltl_outcome apply_flood_update(flood_table &table, const flood_update &update,
-                               const sender_name &from) {
+ltl_outcome flood_table::apply(const flood_update &update, const sender_name &from,
+                               std::size_t room) {
     if (!is_vlan_id(update.vlan)) {
         return {NERB_SIM_NO_VLAN_ID, update.vlan};
     }
     static const std::set<std::uint32_t> none;
     const auto vlan = static_cast<std::uint16_t>(update.vlan);
-    const auto held = table.find(vlan);
+    const auto held = sets_.find(vlan);
     if (const ltl_outcome checked =
-            check_updates(held == table.end() ? none : held->second.interfaces, update.updates);
+            check_updates(held == sets_.end() ? none : held->second.interfaces, update.updates);
         checked.status != NERB_SIM_DONE) {
         return checked;
     }
-    flood_set &changed = table[vlan];
+    const auto added = static_cast<std::size_t>(
+        std::ranges::count(update.updates, flood_operation_add, &interface_update::operation));
+    const std::size_t removed = update.updates.size() - added;
+    if (added > room + removed) {
+        return {NERB_SIM_NO_ROOM};
+    }
+    flood_set &changed = sets_[vlan];
     changed.line_card_mask = update.line_card_mask;
     changed.from = from;
     for (const auto &[if_index, operation] : update.updates) {
@@ -52,6 +59,7 @@ ltl_outcome apply_flood_update(flood_table &table, const flood_update &update,
             changed.interfaces.erase(if_index);
         }
     }
+    interfaces_ += added - removed;
     return {};
 }
 

@@ -1,5 +1,6 @@
-#include "sim/switch/l2_batches.h"
+#include "sim/switch/batches.h"
 
+#include "sim/switch/limits.h"
 #include "sim/wire/log_line.h"
 
 #include <algorithm>

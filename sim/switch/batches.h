@@ -1,7 +1,7 @@
 // The batches that out-of-band markers bracket, and the markers that bracket nothing.
 #pragma once
 
-#include "sim/switch/l2_tables.h"
+#include "sim/switch/sender.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -11,16 +11,13 @@
 
 namespace sim {
 
-// How many batches, and how many other markers, are remembered.
-inline constexpr std::size_t batches_kept = 256;
-
 using batch_key = std::uint64_t;
 
 struct l2_batch {
     batch_key key = 0;
     sender_name from;
     std::string begun{}; // the time; empty when an end marker came alone
-    std::string ended{}; // likewise, when no end marker came
+    std::string ended{}; // also when no end marker came
     std::uint64_t messages = 0;
     std::uint64_t records = 0;
     bool open = false;
