@@ -1,7 +1,7 @@
 // A client process on the simulator, as a daemon would be: the library, the simulator's transport and a real
 // service.
 #include "tests/e2e/client.h"
-#include "tests/e2e/simulator.h"
+#include "tests/e2e/end_to_end.h"
 
 #include <csignal>
 #include <gmock/gmock.h>
@@ -32,12 +32,9 @@ void add_simple_route(route_message &message, std::uint32_t group) {
     message.close_route();
 }
 
-class Client : public simulator {
+class Client : public end_to_end {
 protected:
-    void SetUp() override {
-        simulator::SetUp();
-        kyt_sim_get_counts(&before);
-    }
+    void SetUp() override { kyt_sim_get_counts(&before); }
 
     void expect_no_reference_leaked() const {
         kyt_sim_counts now;
@@ -193,7 +190,7 @@ TEST_F(Client, AListOneEntryTooLongIsRefusedByTheServiceWhichGoesOn) {
     EXPECT_EQ(message.send(queue.handle), 1u) << "the transport took it";
     EXPECT_TRUE(route_of("239.1.1.1").is_null());
     EXPECT_EQ(show("clients").at(0)["refused"], 1);
-    EXPECT_THAT(service_log(), Contains(HasSubstr("75831")));
+    EXPECT_THAT(service_log(run_dir, 102), Contains(HasSubstr("75831")));
 
     route_message next;
     add_simple_route(next, group_a + 1);
@@ -245,7 +242,8 @@ TEST_F(Client, AKilledServiceMakesSendsFailCleanlyAndARestartedOneIsUsableAfterR
     start_switch();
     client_queue queue;
     ASSERT_EQ(queue.register_client(500, "survivor"), 1u);
-    the_switch().kill_at_once();
+    the_switch().signal(SIGKILL);
+    the_switch().wait();
 
     for (int i = 0; i < 3; ++i) {
         route_message message;
@@ -336,7 +334,7 @@ TEST_F(Client, AClientThatVanishesIsShownAsLostAndItsRoutesStay) {
 TEST_F(Client, TheExampleClientRuns) {
     start_switch();
     const auto example = run_program({ROUTE_CLIENT_PATH});
-    EXPECT_EQ(example.status, 0) << example.err;
+    EXPECT_EQ(example.exit_code, 0) << example.err;
     EXPECT_EQ(show("routes").size(), 2u);
     EXPECT_EQ(route_of("239.1.1.1")["oifs"].size(), 2u);
     EXPECT_EQ(route_of("239.1.1.2")["flags"], json::parse(R"(["download"])"));
@@ -344,7 +342,7 @@ TEST_F(Client, TheExampleClientRuns) {
 
 TEST_F(Client, TheExampleClientWithoutASwitchSaysWhatToDo) {
     const auto example = run_program({ROUTE_CLIENT_PATH});
-    EXPECT_EQ(example.status, 1);
+    EXPECT_EQ(example.exit_code, 1);
     EXPECT_THAT(example.err, HasSubstr("vellsim run"));
 }
 
@@ -352,7 +350,7 @@ TEST_F(Client, AClientThatIsNoPositionIndependentExecutableSharesTheCursorsWithT
     // Such a program carries copies of the library's exported variables; the library must use the
     // copies.
     const auto client = run_program({FIXED_ADDRESS_CLIENT_PATH});
-    EXPECT_EQ(client.status, 0) << client.err;
+    EXPECT_EQ(client.exit_code, 0) << client.err;
 }
 
 } // namespace

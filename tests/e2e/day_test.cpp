@@ -1,6 +1,6 @@
 // A whole day of a switch, lived by one client of the library.
+#include "tests/e2e/end_to_end.h"
 #include "tests/e2e/recorded.h"
-#include "tests/e2e/simulator.h"
 
 #include <fstream>
 #include <map>
@@ -43,9 +43,9 @@ plain_ltls held_ltls(const json &rows) {
     return ltls;
 }
 
-class Day : public simulator {
+class Day : public end_to_end {
 protected:
-    finished_program live(const std::vector<std::string> &options = {}) {
+    command_result live(const std::vector<std::string> &options = {}) {
         std::vector<std::string> command = {"day"};
         for (const auto &[option, path] : files)
             command.insert(command.end(), {option, path});
@@ -54,7 +54,7 @@ protected:
     }
 
     std::string write_file(const std::string &name, const json &content) {
-        const std::string path = run_directory + "/" + name;
+        const std::string path = directory / name;
         std::ofstream(path) << content;
         return path;
     }
@@ -73,7 +73,7 @@ protected:
 TEST_F(Day, EndsWithEverythingHeldThatWasSent) {
     start_switch();
     const auto day = live();
-    EXPECT_EQ(day.status, 0) << day.out << day.err;
+    EXPECT_EQ(day.exit_code, 0) << day.out << day.err;
     EXPECT_NE(day.out.find("What was sent and what the service and the LTL manager hold agree.\n"),
               std::string::npos)
         << day.out;
@@ -98,7 +98,7 @@ TEST_F(Day, EndsWithEverythingHeldThatWasSent) {
 TEST_F(Day, WithARefusedVlanSaysWhichFloodSetIsNotHeld) {
     start_switch({"--ltl-refuse-vlan", "80"}); // which comes later in the day, without a group
     const auto day = live();
-    EXPECT_EQ(day.status, 1);
+    EXPECT_EQ(day.exit_code, 1);
     EXPECT_NE(day.out.find("flood sets: VLAN 80: missing"), std::string::npos)
         << day.out << day.err;
     EXPECT_NE(day.out.find("Of 5 kinds, 1 does not agree.\n"), std::string::npos) << day.out;
@@ -106,18 +106,18 @@ TEST_F(Day, WithARefusedVlanSaysWhichFloodSetIsNotHeld) {
 
 TEST_F(Day, OnASwitchThatHeldSomethingBeforeFindsIt) {
     start_switch();
-    ASSERT_EQ(vellfeed({"ltl", "alloc", "--vlan", "77", "--tag", "9", "Eth3/7"}).status, 0);
+    ASSERT_EQ(vellfeed({"ltl", "alloc", "--vlan", "77", "--tag", "9", "Eth3/7"}).exit_code, 0);
     const auto day = live();
-    EXPECT_EQ(day.status, 1);
+    EXPECT_EQ(day.exit_code, 1);
     EXPECT_NE(day.out.find("LTL indexes: LTL 0x4000: unexpected"), std::string::npos)
         << day.out << day.err;
 }
 
 TEST_F(Day, DoesNotAgreeWhereFloodUpdatesWereRefused) {
     start_switch();
-    ASSERT_EQ(vellfeed({"flood", sample("flood-later.ports.json")}).status, 0);
+    ASSERT_EQ(vellfeed({"flood", sample("flood-later.ports.json")}).exit_code, 0);
     const auto day = live();
-    EXPECT_EQ(day.status, 1);
+    EXPECT_EQ(day.exit_code, 1);
     EXPECT_NE(day.out.find("VLAN 10: refused: "), std::string::npos) << day.out;
     EXPECT_NE(day.out.find("requests were refused\n"), std::string::npos) << day.out;
     EXPECT_NE(day.out.find("Of 5 kinds, 1 does not agree.\n"), std::string::npos) << day.out;
@@ -126,7 +126,7 @@ TEST_F(Day, DoesNotAgreeWhereFloodUpdatesWereRefused) {
 TEST_F(Day, GoesOnWhenThePoolOfLtlIndexesIsExhausted) {
     start_switch({"--ltl-pool", "5"});
     const auto day = live();
-    EXPECT_EQ(day.status, 1);
+    EXPECT_EQ(day.exit_code, 1);
     EXPECT_NE(day.out.find("vellfeed: the LTL manager refused the LTL allocation for VLAN "),
               std::string::npos)
         << day.out << day.err;
@@ -139,7 +139,7 @@ TEST_F(Day, GoesOnWhenThePoolOfLtlIndexesIsExhausted) {
 TEST_F(Day, WithARefusedVlanThatHasGroupsSaysWhichLtlIndexesWereRefused) {
     start_switch({"--ltl-refuse-vlan", "10"});
     const auto day = live();
-    EXPECT_EQ(day.status, 1);
+    EXPECT_EQ(day.exit_code, 1);
     EXPECT_NE(day.out.find("refused the LTL allocation for VLAN 10 with tag "), std::string::npos)
         << day.out << day.err;
     EXPECT_NE(day.out.find("flood sets: VLAN 10: missing"), std::string::npos) << day.out;
@@ -148,9 +148,9 @@ TEST_F(Day, WithARefusedVlanThatHasGroupsSaysWhichLtlIndexesWereRefused) {
 
 TEST_F(Day, LivedTwiceAsksForTheCountersTwice) {
     start_switch();
-    ASSERT_EQ(live().status, 0);
+    ASSERT_EQ(live().exit_code, 0);
     const auto again = live();
-    EXPECT_EQ(again.status, 1);
+    EXPECT_EQ(again.exit_code, 1);
     EXPECT_NE(again.out.find("counters asked              29          29     29  no\n"),
               std::string::npos)
         << again.out;
@@ -164,7 +164,7 @@ class DayWithAnswers : public Day, public testing::WithParamInterface<std::vecto
 TEST_P(DayWithAnswers, OutlivesThem) {
     start_switch(GetParam());
     const auto day = live();
-    EXPECT_EQ(day.status, 0) << day.out << day.err;
+    EXPECT_EQ(day.exit_code, 0) << day.out << day.err;
 }
 
 INSTANTIATE_TEST_SUITE_P(LateOrTwice, DayWithAnswers,
@@ -179,7 +179,7 @@ INSTANTIATE_TEST_SUITE_P(LateOrTwice, DayWithAnswers,
 TEST_F(Day, EndsWhenAnAnswerNeverComes) {
     start_switch({"--ltl-answer", "never"});
     const auto day = live({"--timeout", "100"});
-    EXPECT_EQ(day.status, 1);
+    EXPECT_EQ(day.exit_code, 1);
     EXPECT_NE(day.err.find("did not answer the flood update within 100 ms"), std::string::npos)
         << day.err;
     EXPECT_NE(day.err.find("which `vellsim show flood` tells"), std::string::npos) << day.err;
@@ -212,7 +212,7 @@ TEST_F(Day, KnowsAPortByItsPlaceInTheSwitchThroughout) {
     files["--ports"] = files["--later-ports"] = write_file("ports.json", ports);
     start_switch();
     const auto day = live();
-    EXPECT_EQ(day.status, 0) << day.out << day.err;
+    EXPECT_EQ(day.exit_code, 0) << day.out << day.err;
     EXPECT_EQ(held_ltls(show("ltl")), (plain_ltls{{10, {"Eth3/7", "Po1", "if17"}}}));
     EXPECT_EQ(held_ltls(show("flood")), (plain_ltls{{10, {"Eth3/7", "Po1", "if17"}}}));
 }
@@ -235,7 +235,7 @@ TEST_F(Day, TakesOtherBridgesAsItIsTold) {
     files["--ports"] = files["--later-ports"] = write_file("ports.json", ports);
     start_switch();
     const auto unknown = live();
-    EXPECT_EQ(unknown.status, 1);
+    EXPECT_EQ(unknown.exit_code, 1);
     EXPECT_NE(unknown.err.find("name the VLAN with --vlan "), std::string::npos) << unknown.err;
     const auto mistyped = live({"--vlan", "lan=7", "--bridge", "lna"});
     EXPECT_NE(mistyped.err.find("--bridge \"lna\": no such bridge is in the recordings"),
@@ -243,7 +243,7 @@ TEST_F(Day, TakesOtherBridgesAsItIsTold) {
         << mistyped.err;
     EXPECT_EQ(show("clients").size(), 0u);
     const auto day = live({"--vlan", "lan=7", "--bridge", "lan"});
-    EXPECT_EQ(day.status, 0) << day.out << day.err;
+    EXPECT_EQ(day.exit_code, 0) << day.out << day.err;
     EXPECT_EQ(held_ltls(show("ltl")), (plain_ltls{{7, {"Eth1/1"}}}));
 }
 
@@ -255,7 +255,7 @@ TEST_F(Day, FindsAnIndexThatIsTooLargeBeforeItSendsAnything) {
     files["--later-mdb-links"] = write_file("links.json", links);
     start_switch();
     const auto day = live();
-    EXPECT_EQ(day.status, 1);
+    EXPECT_EQ(day.exit_code, 1);
     EXPECT_NE(day.err.find("the index 67108864 of the port \"lan1\" is too large"),
               std::string::npos)
         << day.err;
@@ -266,7 +266,7 @@ TEST_F(Day, SendsNothingWhenARecordingIsWrong) {
     start_switch();
     files["--mdb"] = sample("snooping.links.json");
     const auto day = live();
-    EXPECT_EQ(day.status, 1);
+    EXPECT_EQ(day.exit_code, 1);
     EXPECT_EQ(show("clients").size(), 0u);
 }
 
@@ -287,14 +287,14 @@ TEST_F(Day, ReadsStandardInputOnce) {
     start_switch();
     files["--ports"] = files["--later-ports"] = "-";
     const auto day = live();
-    EXPECT_EQ(day.status, 2);
+    EXPECT_EQ(day.exit_code, 2);
     EXPECT_NE(day.err.find("standard input (-) can be read only once"), std::string::npos)
         << day.err;
 }
 
 TEST_F(Day, WithoutASwitchSaysSo) {
     const auto day = live();
-    EXPECT_EQ(day.status, 1);
+    EXPECT_EQ(day.exit_code, 1);
     EXPECT_NE(day.err.find("vellsim run"), std::string::npos) << day.err;
     EXPECT_EQ(day.out.find("registered"), std::string::npos) << day.out;
 }

@@ -1,8 +1,8 @@
 // Recorded bridge ports, fed with vellfeed: what the LTL manager holds afterwards is what the
 // kernel printed, VLAN by VLAN and port by port. And LTL indexes, allocated, changed and released
 // from the command line.
+#include "tests/e2e/end_to_end.h"
 #include "tests/e2e/recorded.h"
-#include "tests/e2e/simulator.h"
 
 #include <map>
 #include <string>
@@ -54,7 +54,7 @@ plain_sets held(const json &flood) {
     return sets;
 }
 
-class Flood : public simulator {
+class Flood : public end_to_end {
 protected:
     static std::string before() { return sample("flood.ports.json"); }
     static std::string after() { return sample("flood-later.ports.json"); }
@@ -66,11 +66,11 @@ protected:
     void expect_fed(std::vector<std::string> ports) {
         ports.insert(ports.begin(), "flood");
         const auto fed = vellfeed(ports);
-        ASSERT_EQ(fed.status, 0) << fed.out << fed.err;
+        ASSERT_EQ(fed.exit_code, 0) << fed.out << fed.err;
     }
     void expect_compared(const std::string &ports, int status) {
         const auto compared = vellfeed({"flood-compare", ports});
-        EXPECT_EQ(compared.status, status) << compared.out << compared.err;
+        EXPECT_EQ(compared.exit_code, status) << compared.out << compared.err;
     }
 };
 
@@ -111,7 +111,7 @@ TEST_F(Flood, FedTwiceIsRefusedAndLeftAlone) {
     start_switch();
     expect_fed({before()});
     const auto again = vellfeed({"flood", before()});
-    EXPECT_EQ(again.status, 1);
+    EXPECT_EQ(again.exit_code, 1);
     EXPECT_NE(again.out.find("refused: an added interface is present already"), std::string::npos)
         << again.out;
     EXPECT_NE(again.err.find("refused 7 of 7 flood sets; it has flood sets already"),
@@ -123,7 +123,7 @@ TEST_F(Flood, FedTwiceIsRefusedAndLeftAlone) {
 TEST_F(Flood, OneVlansRefusalLeavesTheOthers) {
     start_switch({"--ltl-refuse-vlan", "20"});
     const auto fed = vellfeed({"flood", before()});
-    EXPECT_EQ(fed.status, 1);
+    EXPECT_EQ(fed.exit_code, 1);
     EXPECT_NE(fed.err.find("refused 1 of 7 flood sets"), std::string::npos) << fed.err;
     EXPECT_NE(fed.out.find("refused by fault mode"), std::string::npos) << fed.out;
     plain_sets left = expected("flood");
@@ -133,7 +133,7 @@ TEST_F(Flood, OneVlansRefusalLeavesTheOthers) {
     now.erase(20);
     EXPECT_EQ(now, left);
     const auto compared = vellfeed({"flood-compare", before()});
-    EXPECT_EQ(compared.status, 1);
+    EXPECT_EQ(compared.exit_code, 1);
     EXPECT_NE(compared.out.find("VLAN 20: "), std::string::npos) << compared.out;
 }
 
@@ -149,14 +149,14 @@ TEST_F(Flood, AllVlansGoOutInOneRequest) {
         }
     }
     const auto fed = vellfeed({"flood", "-"}, ports.dump());
-    ASSERT_EQ(fed.status, 0) << fed.err;
+    ASSERT_EQ(fed.exit_code, 0) << fed.err;
     EXPECT_EQ(held_now(), recorded(ports));
 }
 
 TEST_F(Flood, AnAnswerThatNeverComesIsAnErrorInTimeThoughItWasDone) {
     start_switch({"--ltl-answer", "never"});
     const auto fed = vellfeed({"flood", before(), "--timeout", "100"});
-    EXPECT_EQ(fed.status, 1);
+    EXPECT_EQ(fed.exit_code, 1);
     EXPECT_NE(fed.err.find("did not answer the flood update within 100 ms"), std::string::npos)
         << fed.err;
     EXPECT_EQ(held_now(), expected("flood"));
@@ -176,20 +176,20 @@ TEST_F(Flood, ASecondAnswerDoesNoHarm) {
     expect_compared(after(), 0);
 }
 
-class Ltl : public simulator {
+class Ltl : public end_to_end {
 protected:
-    finished_program ltl(std::vector<std::string> command) {
+    command_result ltl(std::vector<std::string> command) {
         command.insert(command.begin(), "ltl");
         return vellfeed(command);
     }
     void expect_done(const std::vector<std::string> &command, const std::string &said) {
         const auto done = ltl(command);
-        EXPECT_EQ(done.status, 0) << done.err;
+        EXPECT_EQ(done.exit_code, 0) << done.err;
         EXPECT_EQ(done.out, said + "\n");
     }
     void expect_refused(const std::vector<std::string> &command, const std::string &reason) {
         const auto refused = ltl(command);
-        EXPECT_EQ(refused.status, 1) << refused.out;
+        EXPECT_EQ(refused.exit_code, 1) << refused.out;
         EXPECT_NE(refused.err.find(reason), std::string::npos) << refused.err;
     }
     // "0x4000 VLAN 10 tag 7: Po1 Eth3/7", of each.
@@ -278,7 +278,7 @@ INSTANTIATE_TEST_SUITE_P(Answers, LtlAnswers, testing::Values("late:300", "twice
 TEST_F(Ltl, AnAnswerThatNeverComesIsAnErrorInTime) {
     start_switch({"--ltl-answer", "never"});
     const auto asked = ltl({"alloc", "--vlan", "10", "--tag", "7", "--timeout", "100", "Po1"});
-    EXPECT_EQ(asked.status, 1);
+    EXPECT_EQ(asked.exit_code, 1);
     EXPECT_NE(asked.err.find("did not answer the LTL allocation within 100 ms"), std::string::npos)
         << asked.err;
     EXPECT_EQ(held_ltls(), (texts{"16384 VLAN 10 tag 7: Po1"}));

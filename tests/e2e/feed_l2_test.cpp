@@ -1,8 +1,8 @@
 // Recorded snooping databases, fed with vellfeed: what the switch holds afterwards is what the
 // kernel printed, entry by entry and port by port. And the counters of routes, asked for and
 // cleared from the command line.
+#include "tests/e2e/end_to_end.h"
 #include "tests/e2e/recorded.h"
-#include "tests/e2e/simulator.h"
 
 #include <map>
 #include <string>
@@ -31,7 +31,7 @@ plain_entries held(const json &l2, const json &links) {
     return entries;
 }
 
-class FeedL2 : public simulator, public testing::WithParamInterface<std::string> {
+class FeedL2 : public end_to_end, public testing::WithParamInterface<std::string> {
 protected:
     std::string database() const { return sample(GetParam() + ".mdb.json"); }
     std::string links() const { return sample(GetParam() + ".links.json"); }
@@ -44,14 +44,15 @@ protected:
 TEST_P(FeedL2, EveryEntryArrivesAsRecorded) {
     start_switch();
     const auto fed = vellfeed({"l2", database(), "--links", links()});
-    ASSERT_EQ(fed.status, 0) << fed.err;
+    ASSERT_EQ(fed.exit_code, 0) << fed.err;
     ASSERT_GE(expected().size(), 30u);
     EXPECT_EQ(held_now(), expected());
 }
 
 TEST_P(FeedL2, ManySmallMessagesSayTheSameBetweenTheirMarkers) {
     start_switch();
-    ASSERT_EQ(vellfeed({"l2", database(), "--links", links(), "--message-bytes", "300"}).status, 0);
+    ASSERT_EQ(vellfeed({"l2", database(), "--links", links(), "--message-bytes", "300"}).exit_code,
+              0);
     EXPECT_EQ(held_now(), expected());
 
     const json batches = show("l2")["batches"];
@@ -65,24 +66,24 @@ TEST_P(FeedL2, ManySmallMessagesSayTheSameBetweenTheirMarkers) {
 TEST_P(FeedL2, FeedingTwiceHoldsEveryEntryOnce) {
     start_switch();
     for (int round = 0; round < 2; ++round)
-        ASSERT_EQ(vellfeed({"l2", database(), "--links", links()}).status, 0);
+        ASSERT_EQ(vellfeed({"l2", database(), "--links", links()}).exit_code, 0);
     EXPECT_EQ(held_now(), expected());
 }
 
 TEST_P(FeedL2, CompareAgreesAndNamesWhatIsMissing) {
     start_switch();
-    ASSERT_EQ(vellfeed({"l2", database(), "--links", links()}).status, 0);
+    ASSERT_EQ(vellfeed({"l2", database(), "--links", links()}).exit_code, 0);
     const auto shown = vellsim({"show", "l2", "--json"});
     const auto agreed =
         vellfeed({"l2-compare", database(), "--links", links(), "--held", "-"}, shown.out);
-    EXPECT_EQ(agreed.status, 0) << agreed.out << agreed.err;
+    EXPECT_EQ(agreed.exit_code, 0) << agreed.out << agreed.err;
 
     json fewer = json::parse(shown.out);
     const std::string group = fewer["l2"]["entries"].at(3)["group"];
     fewer["l2"]["entries"].erase(3);
     const auto missing =
         vellfeed({"l2-compare", database(), "--links", links(), "--held", "-"}, fewer.dump());
-    EXPECT_EQ(missing.status, 1);
+    EXPECT_EQ(missing.exit_code, 1);
     EXPECT_NE((missing.out + missing.err).find(group), std::string::npos)
         << missing.out << missing.err;
 }
@@ -94,7 +95,7 @@ INSTANTIATE_TEST_SUITE_P(RecordedDatabases, FeedL2,
                                                                        : database.param;
                          });
 
-class L2Changes : public simulator {};
+class L2Changes : public end_to_end {};
 
 TEST_F(L2Changes, TheDifferenceToAnOlderDatabaseLeavesTheNewerOne) {
     start_switch();
@@ -102,10 +103,10 @@ TEST_F(L2Changes, TheDifferenceToAnOlderDatabaseLeavesTheNewerOne) {
                       older_links = sample("snooping.links.json");
     const std::string newer = sample("snooping-later.mdb.json"),
                       newer_links = sample("snooping-later.links.json");
-    ASSERT_EQ(vellfeed({"l2", older, "--links", older_links}).status, 0);
+    ASSERT_EQ(vellfeed({"l2", older, "--links", older_links}).exit_code, 0);
     const auto fed = vellfeed(
         {"l2", newer, "--links", newer_links, "--older", older, "--older-links", older_links});
-    ASSERT_EQ(fed.status, 0) << fed.err;
+    ASSERT_EQ(fed.exit_code, 0) << fed.err;
 
     const auto expected = recorded_groups(sample_json("snooping-later.mdb.json"));
     ASSERT_NE(expected, recorded_groups(sample_json("snooping.mdb.json")));
@@ -113,12 +114,12 @@ TEST_F(L2Changes, TheDifferenceToAnOlderDatabaseLeavesTheNewerOne) {
     EXPECT_LT(show("l2")["batches"].at(1)["records"].get<std::size_t>(), expected.size());
 }
 
-class SnoopingClient : public simulator {};
+class SnoopingClient : public end_to_end {};
 
 TEST_F(SnoopingClient, LeavesTheGroupsItAdded) {
     start_switch();
     const auto run = run_program({SNOOPING_CLIENT_PATH});
-    ASSERT_EQ(run.status, 0) << run.err;
+    ASSERT_EQ(run.exit_code, 0) << run.err;
     const json l2 = show("l2");
     ASSERT_EQ(l2["entries"].size(), 3u);
     EXPECT_EQ(l2["entries"][0]["group"], "239.1.1.1");
@@ -135,7 +136,7 @@ TEST_F(SnoopingClient, LeavesTheGroupsItAdded) {
 TEST_F(SnoopingClient, SendsABatchOfTwoMessagesAndOneBetweenItsOwnMarkers) {
     start_switch();
     const auto run = run_program({SNOOPING_CLIENT_PATH});
-    ASSERT_EQ(run.status, 0) << run.err;
+    ASSERT_EQ(run.exit_code, 0) << run.err;
     const json l2 = show("l2");
     ASSERT_EQ(l2["batches"].size(), 2u);
     EXPECT_EQ(l2["batches"][0]["messages"], 2);
@@ -149,15 +150,15 @@ TEST_F(SnoopingClient, SendsABatchOfTwoMessagesAndOneBetweenItsOwnMarkers) {
     EXPECT_EQ(l2["other_markers"].size(), 0u);
 }
 
-class Counters : public simulator {
+class Counters : public end_to_end {
 protected:
     void feed_routes() {
         ASSERT_EQ(vellfeed({"routes", sample("campus.mroute.json"), "--links",
                             sample("campus.links.json")})
-                      .status,
+                      .exit_code,
                   0);
     }
-    finished_program count(const std::string &packets) {
+    command_result count(const std::string &packets) {
         return vellsim(
             {"count", "--source", "10.20.0.5", "--group", "224.0.1.129", "--packets", packets});
     }
@@ -166,7 +167,7 @@ protected:
                                             "224.0.1.129"};
         command.insert(command.end(), options.begin(), options.end());
         const auto asked = vellfeed(command);
-        EXPECT_EQ(asked.status, 0) << asked.err;
+        EXPECT_EQ(asked.exit_code, 0) << asked.err;
         return asked.out;
     }
 };
@@ -175,13 +176,13 @@ TEST_F(Counters, AreAnsweredAndCleared) {
     start_switch();
     feed_routes();
     EXPECT_NE(ask().find(": 0 packets"), std::string::npos);
-    ASSERT_EQ(count("41").status, 0);
-    ASSERT_EQ(count("1").status, 0);
+    ASSERT_EQ(count("41").exit_code, 0);
+    ASSERT_EQ(count("1").exit_code, 0);
     EXPECT_NE(ask().find(": 42 packets"), std::string::npos);
     EXPECT_NE(ask({"--clear"}).find(": 42 packets"), std::string::npos)
         << "the answer is from before the clearing";
     EXPECT_NE(ask().find(": 0 packets"), std::string::npos);
-    ASSERT_EQ(count("7").status, 0);
+    ASSERT_EQ(count("7").exit_code, 0);
     ask({"--clear-only"});
     EXPECT_NE(ask().find(": 0 packets"), std::string::npos);
 }
@@ -190,7 +191,7 @@ TEST_F(Counters, OfARouteThatIsNotThereAreAnError) {
     start_switch();
     feed_routes();
     const auto asked = vellfeed({"stats", "--source", "10.9.9.9", "--group", "239.9.9.9"});
-    EXPECT_EQ(asked.status, 1);
+    EXPECT_EQ(asked.exit_code, 1);
     EXPECT_NE(asked.err.find("no route (10.9.9.9, 239.9.9.9)"), std::string::npos) << asked.err;
 }
 
@@ -200,12 +201,12 @@ TEST_F(Counters, OfIpv6RoutesAreAnsweredToo) {
     std::vector<std::string> counted = {"count", "--packets", "5", "--bytes", "700"},
                              asked = {"stats", "--clear-only"};
     counted.insert(counted.end(), route.begin(), route.end());
-    ASSERT_EQ(vellsim(counted).status, 0);
+    ASSERT_EQ(vellsim(counted).exit_code, 0);
     std::vector<std::string> stats = {"stats"};
     stats.insert(stats.end(), route.begin(), route.end());
     EXPECT_NE(vellfeed(stats).out.find(": 5 packets, 700 bytes"), std::string::npos);
     asked.insert(asked.end(), route.begin(), route.end());
-    ASSERT_EQ(vellfeed(asked).status, 0);
+    ASSERT_EQ(vellfeed(asked).exit_code, 0);
     EXPECT_NE(vellfeed(stats).out.find(": 0 packets, 0 bytes"), std::string::npos);
 }
 
@@ -214,17 +215,17 @@ TEST_F(Counters, ASwitchThatDoesNotAnswerIsAnErrorInTime) {
     feed_routes();
     const auto asked =
         vellfeed({"stats", "--source", "10.20.0.5", "--group", "224.0.1.129", "--timeout", "100"});
-    EXPECT_EQ(asked.status, 1);
+    EXPECT_EQ(asked.exit_code, 1);
     EXPECT_FALSE(asked.err.empty());
 }
 
-class Overlay : public simulator {};
+class Overlay : public end_to_end {};
 
 TEST_F(Overlay, NotificationsArriveWithoutARegistration) {
     start_switch();
-    ASSERT_EQ(vellfeed({"overlay", "disable"}).status, 0);
-    ASSERT_EQ(vellfeed({"overlay", "vlans", "10", "20"}).status, 0);
-    ASSERT_EQ(vellfeed({"overlay", "route", "7", "0a0b"}).status, 0);
+    ASSERT_EQ(vellfeed({"overlay", "disable"}).exit_code, 0);
+    ASSERT_EQ(vellfeed({"overlay", "vlans", "10", "20"}).exit_code, 0);
+    ASSERT_EQ(vellfeed({"overlay", "route", "7", "0a0b"}).exit_code, 0);
     const json overlay = show("overlay");
     EXPECT_NE(overlay.dump().find("[10,20]"), std::string::npos) << overlay;
     EXPECT_NE(overlay.dump().find("0a0b"), std::string::npos) << overlay;

@@ -1,6 +1,6 @@
 // The example client of the LTL manager, with a manager that does as asked and with one that does
 // not.
-#include "tests/e2e/simulator.h"
+#include "tests/e2e/end_to_end.h"
 
 #include <gmock/gmock.h>
 
@@ -11,20 +11,20 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 
-class LtlClient : public simulator {
+class LtlClient : public end_to_end {
 protected:
-    static finished_program run_client() { return run_program({LTL_CLIENT_PATH}); }
+    static command_result run_client() { return run_program({LTL_CLIENT_PATH}); }
 
     void expect_done() {
         const auto run = run_client();
-        EXPECT_EQ(run.status, 0) << run.out;
+        EXPECT_EQ(run.exit_code, 0) << run.out;
         EXPECT_EQ(run.err, "");
         expect_flood_sets();
         EXPECT_EQ(show("ltl").size(), 0u) << "what was allocated was given back";
     }
 
-    static void expect_failed(const finished_program &run, const std::string &why) {
-        EXPECT_EQ(run.status, 1) << run.out;
+    static void expect_failed(const command_result &run, const std::string &why) {
+        EXPECT_EQ(run.exit_code, 1) << run.out;
         EXPECT_THAT(run.err,
                     AllOf(HasSubstr("ltl_client: " + why), HasSubstr("vellsim show log says why")));
     }
@@ -106,7 +106,7 @@ TEST_F(LtlClient, ARefusedVlanIsToldAndTheOtherIsHeld) {
     expect_failed(run, "flood update: not every VLAN's change was made");
     EXPECT_THAT(run.out, AllOf(HasSubstr("VLAN 10: refused\n"), HasSubstr("VLAN 20: done\n"),
                                HasSubstr("deregistered"), Not(HasSubstr("LTL"))));
-    EXPECT_THAT(service_log(), testing::Contains(HasSubstr("refused by fault mode")));
+    EXPECT_THAT(service_log(run_dir, 102), testing::Contains(HasSubstr("refused by fault mode")));
     EXPECT_TRUE(flood_set(10).is_null());
     expect_vlan_20();
 }
@@ -115,7 +115,7 @@ TEST_F(LtlClient, ASecondRunIsRefusedSinceTheInterfacesAreThere) {
     start_switch();
     expect_done();
     expect_failed(run_client(), "flood update: not every VLAN's change was made");
-    EXPECT_THAT(service_log(),
+    EXPECT_THAT(service_log(run_dir, 102),
                 testing::Contains(HasSubstr("an added interface is present already")));
     expect_flood_sets();
 }
@@ -123,17 +123,17 @@ TEST_F(LtlClient, ASecondRunIsRefusedSinceTheInterfacesAreThere) {
 TEST_F(LtlClient, AnExhaustedPoolIsTold) {
     start_switch({"--ltl-pool", "0"});
     const auto run = run_client();
-    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.exit_code, 1);
     EXPECT_EQ(run.err, "ltl_client: LTL allocation: the pool is exhausted\n");
     EXPECT_THAT(run.out, HasSubstr("deregistered"));
-    EXPECT_THAT(service_log(), testing::Contains(HasSubstr("the pool is exhausted")));
+    EXPECT_THAT(service_log(run_dir, 102), testing::Contains(HasSubstr("the pool is exhausted")));
     expect_flood_sets();
 }
 
 TEST_F(LtlClient, DoesNotWaitForEverForAnAnswerToWhatMayHaveBeenDone) {
     start_switch({"--ltl-answer", "never"});
     const auto run = run_client();
-    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.exit_code, 1);
     EXPECT_EQ(run.err, "ltl_client: flood update: no answer came in time; it may have been carried "
                        "out all the same\n");
     EXPECT_EQ(run.out, "registered\nderegistered\n");
@@ -147,7 +147,7 @@ TEST_F(LtlClient, ARefusedRegistrationIsTold) {
 
 TEST_F(LtlClient, WithoutASwitchSaysWhatToDo) {
     const auto run = run_client();
-    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.exit_code, 1);
     EXPECT_THAT(run.err, HasSubstr("vellsim run"));
 }
 
@@ -155,7 +155,7 @@ TEST_F(LtlClient, ASwitchThatDiesBeforeItAnswersIsTold) {
     // After the registration and the flood update.
     start_switch({"--ltl-answer", "late:60000", "--die-after", "2"});
     const auto run = run_client();
-    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.exit_code, 1);
     EXPECT_THAT(run.err, HasSubstr("flood update: the simulator went away before it answered"));
 }
 

@@ -48,14 +48,14 @@ std::string name_of(Reference reference) {
 }
 
 // Rows of 16 with their offsets; of rows that repeat only the first is shown.
-std::string dump(const Bytes &bytes) {
-    std::string result = decimal(static_cast<std::uint32_t>(bytes.size())) + " bytes";
+std::string dump(const bytes &raw) {
+    std::string result = decimal(static_cast<std::uint32_t>(raw.size())) + " bytes";
     std::string last_row;
-    for (std::size_t row = 0; row < bytes.size(); row += 16) {
+    for (std::size_t row = 0; row < raw.size(); row += 16) {
         std::string text;
-        for (std::size_t i = row; i < row + 16 && i < bytes.size(); ++i) {
+        for (std::size_t i = row; i < row + 16 && i < raw.size(); ++i) {
             char pair[4];
-            std::snprintf(pair, sizeof pair, " %02x", bytes[i]);
+            std::snprintf(pair, sizeof pair, " %02x", raw[i]);
             text += pair;
         }
         if (text == last_row) {
@@ -78,7 +78,7 @@ std::string words(const std::vector<std::uint32_t> &numbers) {
     return result;
 }
 
-std::string log_record(const Bytes &record) {
+std::string log_record(const bytes &record) {
     if (record.size() < 5 || record.back() != 0)
         return "no log record: " + dump(record);
     const auto level = static_cast<std::uint32_t>(record[0] | record[1] << 8 | record[2] << 16) |
@@ -122,7 +122,7 @@ Description describe_one(const AppendTlv &c) {
              {"length", decimal(c.length)},
              {"value", address(c.value)},
              {"reserved", hex(c.reserved)},
-             {"*value", dump(c.bytes)}}};
+             {"*value", dump(c.raw)}}};
 }
 
 Description describe_one(const NextTlv &c) {

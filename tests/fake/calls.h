@@ -2,14 +2,14 @@
 // call was given.
 #pragma once
 
+#include "tests/support/bytes.h"
+
 #include <cstdint>
 #include <string>
 #include <variant>
 #include <vector>
 
 namespace fake {
-
-using Bytes = std::vector<std::uint8_t>;
 
 // Whose message reference a call was given: the object that the test named as the caller's, or
 // another, which then is the library's own.
@@ -20,7 +20,7 @@ struct Send {
     std::uint32_t node = 0;
     std::uint32_t sap = 0;
     std::uint32_t opcode = 0;
-    Bytes payload = {};
+    bytes payload = {};
     Reference reference = Reference::own;
     std::uint32_t flags = 0;
     std::vector<std::uint32_t> options = {};
@@ -56,7 +56,7 @@ struct AppendTlv {
     std::uint16_t type = 0;
     std::uint16_t length = 0;
     const void *value = nullptr;
-    Bytes bytes = {};
+    bytes raw = {};
     std::uint32_t reserved = 0;
 
     bool operator==(const AppendTlv &) const = default;
@@ -112,8 +112,8 @@ enum class ListRequest { alloc, modify };
 struct LtlList {
     ListRequest request = ListRequest::alloc;
     std::uint32_t queue = 0;
-    Bytes payload = {};
-    Bytes list = {};
+    bytes payload = {};
+    bytes list = {};
     std::uint32_t cookie = 0;
 
     bool operator==(const LtlList &) const = default;
@@ -123,7 +123,7 @@ struct LtlList {
 struct LtlRelease {
     std::uint32_t queue = 0;
     std::uint32_t count = 0;
-    Bytes entries = {};
+    bytes entries = {};
     std::uint32_t cookie = 0;
 
     bool operator==(const LtlRelease &) const = default;
@@ -132,7 +132,7 @@ struct LtlRelease {
 // `payload` is as long as its counts say.
 struct FloodUpdate {
     std::uint32_t queue = 0;
-    Bytes payload = {};
+    bytes payload = {};
     const void *context = nullptr;
 
     bool operator==(const FloodUpdate &) const = default;
@@ -187,7 +187,7 @@ struct HistoryCheck {
 // `record` has as many bytes as the call said.
 struct HistoryEvent {
     std::uint32_t module = 0;
-    Bytes record = {};
+    bytes record = {};
 
     bool operator==(const HistoryEvent &) const = default;
 };
@@ -217,7 +217,7 @@ struct ClientLog {
     std::uint32_t module = 0;
     std::uint32_t first = 0;
     std::uint32_t second = 0;
-    Bytes record = {};
+    bytes record = {};
 
     bool operator==(const ClientLog &) const = default;
 };

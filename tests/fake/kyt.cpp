@@ -40,9 +40,9 @@ unsigned release(const kyt_msg_ref *reference) {
     return 0;
 }
 
-Bytes copy_of(const void *data, std::uint32_t length) {
-    const auto *bytes = static_cast<const std::uint8_t *>(data);
-    return bytes == nullptr ? Bytes() : Bytes(bytes, bytes + length);
+bytes copy_of(const void *data, std::uint32_t length) {
+    const auto *raw = static_cast<const std::uint8_t *>(data);
+    return raw == nullptr ? bytes() : bytes(raw, raw + length);
 }
 
 std::vector<std::uint32_t> option_words(const std::uint32_t *options) {

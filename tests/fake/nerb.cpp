@@ -20,9 +20,9 @@ constexpr std::size_t flood_update_count = 20;
 constexpr std::size_t flood_update_size = 8;
 
 template <typename Value>
-Value value_at(const std::uint8_t *bytes) {
+Value value_at(const std::uint8_t *raw) {
     Value value;
-    std::memcpy(&value, bytes, sizeof value);
+    std::memcpy(&value, raw, sizeof value);
     return value;
 }
 
@@ -40,12 +40,12 @@ std::uint32_t take_list_request(ListRequest request, std::uint32_t queue, const 
                                 std::uint32_t cookie) {
     const InPlatform inside;
     auto &it = platform();
-    const auto *const bytes = static_cast<const std::uint8_t *>(payload);
-    it.payload_address = bytes;
-    it.list_address = value_at<const void *>(bytes + ltl_list_address);
-    LtlList call = {request, queue, Bytes(bytes, bytes + ltl_request_size), {}, cookie};
+    const auto *const raw = static_cast<const std::uint8_t *>(payload);
+    it.payload_address = raw;
+    it.list_address = value_at<const void *>(raw + ltl_list_address);
+    LtlList call = {request, queue, bytes(raw, raw + ltl_request_size), {}, cookie};
     std::fill_n(call.payload.begin() + ltl_list_address, sizeof(void *), std::uint8_t{0});
-    const auto count = it.list_size.value_or(value_at<std::uint16_t>(bytes + ltl_list_count));
+    const auto count = it.list_size.value_or(value_at<std::uint16_t>(raw + ltl_list_count));
     const auto *const list = static_cast<const std::uint8_t *>(it.list_address);
     call.list.assign(list, list + count * sizeof(std::uint32_t));
     it.calls.push_back(call);
@@ -78,12 +78,12 @@ uint32_t nerb_send_batched_mcast_dealloc_msg(uint32_t queue, uint32_t count, con
                                              uint32_t cookie) {
     const fake::InPlatform inside;
     auto &platform = fake::platform();
-    const auto *const bytes = static_cast<const std::uint8_t *>(entries);
-    platform.payload_address = bytes;
+    const auto *const raw = static_cast<const std::uint8_t *>(entries);
+    platform.payload_address = raw;
     platform.calls.push_back(fake::LtlRelease{
         .queue = queue,
         .count = count,
-        .entries = fake::Bytes(bytes, bytes + count * fake::ltl_release_size),
+        .entries = bytes(raw, raw + count * fake::ltl_release_size),
         .cookie = cookie,
     });
     return platform.ltl_release.play();
@@ -92,11 +92,11 @@ uint32_t nerb_send_batched_mcast_dealloc_msg(uint32_t queue, uint32_t count, con
 uint32_t nerb_send_flood_ltl_update_req(uint32_t queue, const void *payload, void *context) {
     const fake::InPlatform inside;
     auto &platform = fake::platform();
-    const auto *const bytes = static_cast<const std::uint8_t *>(payload);
-    platform.payload_address = bytes;
+    const auto *const raw = static_cast<const std::uint8_t *>(payload);
+    platform.payload_address = raw;
     platform.calls.push_back(fake::FloodUpdate{
         .queue = queue,
-        .payload = fake::Bytes(bytes, bytes + fake::flood_payload_size(bytes)),
+        .payload = bytes(raw, raw + fake::flood_payload_size(raw)),
         .context = context,
     });
     return platform.flood_update.play();

@@ -28,7 +28,7 @@ namespace fake {
 struct Tlv {
     std::uint16_t type = 0;
     std::uint16_t length = 0;
-    Bytes value = {};
+    bytes value = {};
 };
 
 // What tlv_aligned_array_get_next_tlv returns behind the last TLV.

@@ -11,9 +11,9 @@
 namespace fake {
 namespace {
 
-Bytes take_record(const void *record, std::uint32_t length) {
-    const auto *bytes = static_cast<const std::uint8_t *>(record);
-    Bytes copy(bytes, bytes + length);
+bytes take_record(const void *record, std::uint32_t length) {
+    const auto *raw = static_cast<const std::uint8_t *>(record);
+    bytes copy(raw, raw + length);
     if (platform().scribbles_over_log_records)
         std::memset(const_cast<void *>(record), 0xdb, length);
     return copy;

@@ -10,14 +10,14 @@ namespace {
 // The TLV values as they are handed out: at an odd address, as a real array's may be.
 class OddlyPlaced {
 public:
-    const void *place(const Bytes &value) {
+    const void *place(const bytes &value) {
         bytes_.assign(value.size() + 1, 0);
         std::copy(value.begin(), value.end(), bytes_.begin() + 1);
         return bytes_.data() + 1;
     }
 
 private:
-    Bytes bytes_;
+    bytes bytes_;
 };
 
 std::size_t index_at(std::uint32_t cursor) {
@@ -34,7 +34,7 @@ uint32_t tlv_aligned_array_append_tlv(void *array, uint32_t *position, uint32_t 
                                       const void *value, uint32_t reserved) {
     const fake::InPlatform inside;
     auto &platform = fake::platform();
-    const auto *bytes = static_cast<const std::uint8_t *>(value);
+    const auto *raw = static_cast<const std::uint8_t *>(value);
     platform.calls.push_back(fake::AppendTlv{.array = array,
                                              .position = position,
                                              .size = size,
@@ -44,7 +44,7 @@ uint32_t tlv_aligned_array_append_tlv(void *array, uint32_t *position, uint32_t 
                                              .type = type,
                                              .length = length,
                                              .value = value,
-                                             .bytes = fake::Bytes(bytes, bytes + length),
+                                             .raw = bytes(raw, raw + length),
                                              .reserved = reserved});
     const auto result = platform.append_tlv.play();
     if (platform.append_state && (result == 0 || platform.failures_write_outputs.value_or(true))) {

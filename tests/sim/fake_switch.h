@@ -4,8 +4,9 @@
 
 #include "sim/base/file_descriptor.h"
 #include "sim/wire/service_socket.h"
-#include "tests/sim/scratch.h"
-#include "tests/sim/stream.h"
+#include "tests/sim/frames.h"
+#include "tests/support/scratch.h"
+#include "tests/support/streams.h"
 
 #include <optional>
 #include <stdexcept>

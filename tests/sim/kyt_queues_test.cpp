@@ -1,5 +1,5 @@
-#include "tests/sim/child.h"
 #include "tests/sim/kyt_fixture.h"
+#include "tests/support/process.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -110,9 +110,8 @@ TEST_F(KytTimeout, ThatIsNoNumberIsNamedOnceAndTheDefaultTaken) {
         const auto child =
             run_in_child([this] { return send({1}) == 0 && send({2}) == 0 ? 0 : 1; });
         EXPECT_EQ(child.exit_code, 0);
-        EXPECT_EQ(child.error_output,
-                  std::string("libkyt: VELLSIM_SEND_TIMEOUT_MS is \"") + value +
-                      "\", not a number of milliseconds above 0; taken as 5000\n");
+        EXPECT_EQ(child.err, std::string("libkyt: VELLSIM_SEND_TIMEOUT_MS is \"") + value +
+                                 "\", not a number of milliseconds above 0; taken as 5000\n");
         kyt_sim_queue_close(queue);
         queue = kyt_sim_queue_open();
     }
@@ -124,7 +123,7 @@ TEST_F(KytTimeout, ThatIsANumberOrEmptyIsTakenSilently) {
         const scoped_environment timeout("VELLSIM_SEND_TIMEOUT_MS", value);
         const auto child = run_in_child([this] { return send({1}) == 0 ? 0 : 1; });
         EXPECT_EQ(child.exit_code, 0);
-        EXPECT_EQ(child.error_output, "");
+        EXPECT_EQ(child.err, "");
     }
 }
 

@@ -1,5 +1,5 @@
 #include "tests/sim/kyt_fixture.h"
-#include "tests/sim/signals.h"
+#include "tests/support/streams.h"
 
 #include <chrono>
 #include <future>
@@ -95,7 +95,7 @@ TEST_F(KytReceive, KeepsAMessageThatHasArrivedInPart) {
     const std::array<std::size_t, 5> cuts = {0, 3, 104, 250, data.size()};
     for (std::size_t piece = 1; piece < cuts.size(); ++piece) {
         EXPECT_EQ(receive(received, 1), 0);
-        write_all(end.get(), part(data, cuts[piece - 1], cuts[piece]));
+        write_all(end.get(), part(data, cuts[piece - 1], cuts[piece] - cuts[piece - 1]));
     }
     ASSERT_EQ(receive(received, 0), 1);
     EXPECT_EQ(payload_of(received), pattern(300));

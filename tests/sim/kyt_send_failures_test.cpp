@@ -1,6 +1,6 @@
-#include "tests/sim/child.h"
 #include "tests/sim/kyt_fixture.h"
-#include "tests/sim/signals.h"
+#include "tests/support/process.h"
+#include "tests/support/streams.h"
 
 #include <chrono>
 #include <future>

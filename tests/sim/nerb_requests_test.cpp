@@ -74,7 +74,8 @@ protected:
     }
     bytes payload_sent_by(const std::function<std::uint32_t()> &call) {
         const bytes frame = frame_of(call);
-        return frame.size() < head_size ? bytes() : part(frame, head_size, frame.size());
+        return frame.size() < head_size ? bytes()
+                                        : part(frame, head_size, frame.size() - head_size);
     }
     // What it returns when nothing must be sent.
     std::uint32_t failure_of(const std::function<std::uint32_t()> &call) {
@@ -170,7 +171,8 @@ TEST_F(NerbRequests, TakeAllInterfacesThatSixteenBitsCount) {
     sender.join();
     EXPECT_EQ(result, 0u);
     ASSERT_EQ(frame.size(), head_size + 20 + 4 * 65535);
-    EXPECT_TRUE(part(frame, head_size, frame.size()) == words({9, 1, 1, 2, 65535}) + words(many));
+    EXPECT_TRUE(part(frame, head_size, frame.size() - head_size) ==
+                words({9, 1, 1, 2, 65535}) + words(many));
 }
 
 // Payloads may lie at odd addresses, and so may the interface lists.
@@ -185,7 +187,7 @@ TEST_F(NerbRequests, MayLieAnywhereInMemory) {
     const bytes flood = bytes{0xee} + flood_payload();
     EXPECT_EQ(payload_sent_by(
                   [&] { return nerb_send_flood_ltl_update_req(queue, flood.data() + 1, &queue); }),
-              words({address_of(&queue)}) + part(flood, 1, 69));
+              words({address_of(&queue)}) + part(flood, 1, 68));
 }
 
 TEST_F(NerbRequests, AreDoneWithThePayloadWhenTheyReturn) {

@@ -1,5 +1,5 @@
 #include "sim/wire/run_dir.h"
-#include "tests/sim/scratch.h"
+#include "tests/support/scratch.h"
 
 #include <filesystem>
 #include <fstream>
@@ -11,8 +11,6 @@
 namespace {
 
 namespace fs = std::filesystem;
-using sim_test::scoped_environment;
-using sim_test::scratch_directory;
 using testing::HasSubstr;
 using testing::StartsWith;
 

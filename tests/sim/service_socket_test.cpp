@@ -1,6 +1,6 @@
 #include "sim/wire/service_socket.h"
 #include "tests/sim/fake_switch.h"
-#include "tests/sim/signals.h"
+#include "tests/support/streams.h"
 
 #include <chrono>
 #include <filesystem>

@@ -1,4 +1,4 @@
-#include "tests/sim/child.h"
+#include "tests/support/process.h"
 
 #include <tessel.h>
 
@@ -7,8 +7,6 @@
 
 namespace {
 
-using namespace sim_test;
-
 template <class Body>
 std::string printed(Body body) {
     const auto child = run_in_child([&] {
@@ -16,7 +14,7 @@ std::string printed(Body body) {
         return 0;
     });
     EXPECT_EQ(child.exit_code, 0);
-    return child.error_output;
+    return child.err;
 }
 
 TEST(DebugPrint, FormatsBehindTheModulesName) {
@@ -50,7 +48,7 @@ TEST(DebugPrint, IsOutBeforeItReturns) {
                   setvbuf(stderr, nullptr, _IOFBF, 4096);
                   debug_print(1, tessel_dbg_modname, 0, "text\n");
                   abort();
-              }).error_output,
+              }).err,
               "vell: text\n");
 }
 

@@ -1,5 +1,5 @@
-#include "tests/sim/child.h"
-#include "tests/sim/scratch.h"
+#include "tests/support/process.h"
+#include "tests/support/scratch.h"
 
 #include <tessel.h>
 
@@ -8,8 +8,6 @@
 #include <optional>
 
 namespace {
-
-using namespace sim_test;
 
 constexpr std::uint32_t module = 0x730000;
 constexpr std::uint32_t error = 102;
@@ -69,10 +67,9 @@ TEST_P(TesselGate, TakesTheDefaultForAWordItDoesNotKnowAndSaysSoOnce) {
             return 0;
         });
         EXPECT_EQ(child.exit_code, 0);
-        EXPECT_EQ(child.error_output, std::string("libtessel: ") + GetParam().variable + " is \"" +
-                                          value +
-                                          "\", which is none of all, error and off; taken as " +
-                                          GetParam().default_text + "\n");
+        EXPECT_EQ(child.err, std::string("libtessel: ") + GetParam().variable + " is \"" + value +
+                                 "\", which is none of all, error and off; taken as " +
+                                 GetParam().default_text + "\n");
     }
 }
 

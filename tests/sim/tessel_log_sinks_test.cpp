@@ -1,7 +1,7 @@
 #include "sim/wire/log_line.h"
 #include "sim/wire/run_dir.h"
-#include "tests/sim/child.h"
-#include "tests/sim/scratch.h"
+#include "tests/support/process.h"
+#include "tests/support/scratch.h"
 
 #include <tessel.h>
 
@@ -17,7 +17,6 @@
 namespace {
 
 namespace fs = std::filesystem;
-using namespace sim_test;
 
 constexpr std::uint32_t module = 0x730000;
 
@@ -139,8 +138,9 @@ TEST_F(TesselLog, DropsWhatIsNoRecordAndSaysSo) {
         return dropped;
     });
     EXPECT_EQ(child.exit_code, 7);
-    EXPECT_EQ(child.error_output,
-              "libtessel: log records are dropped: a record of 0 bytes is no level with a text\n");
+    EXPECT_EQ(child.err,
+              "libtessel: log records are dropped: a record of 0 bytes is no level with a text
+");
     EXPECT_TRUE(nothing_was_written());
 }
 
@@ -159,7 +159,7 @@ protected:
             return errno == EXDEV ? 0 : 2;
         });
         EXPECT_EQ(child.exit_code, 0);
-        EXPECT_EQ(child.error_output, "libtessel: log records are dropped: " + because + "\n");
+        EXPECT_EQ(child.err, "libtessel: log records are dropped: " + because + "\n");
     }
 };
 

@@ -1,7 +1,7 @@
 // What no client should send, and that the switch goes on.
+#include "tests/support/simulator.h"
 #include "tests/switch/raw_peer.h"
 #include "tests/switch/route_bytes.h"
-#include "tests/switch/switch_process.h"
 #include "tests/switch/test_service.h"
 
 #include <csignal>
@@ -17,10 +17,8 @@ using testing::HasSubstr;
 
 namespace {
 
-class Abuse : public testing::Test {
+class Abuse : public simulator {
 protected:
-    temporary_directory directory;
-    const std::string run_dir = directory.path() + "/run";
     switch_process running{run_dir};
 
     std::vector<std::string> errors() const { return service_log(run_dir, 102); }

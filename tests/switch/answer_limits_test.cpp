@@ -1,7 +1,7 @@
 // Answers of the LTL manager that are as long as they get, and clients that do not read them.
+#include "tests/support/simulator.h"
 #include "tests/switch/ltl_bytes.h"
 #include "tests/switch/raw_peer.h"
-#include "tests/switch/switch_process.h"
 
 #include <cstdlib>
 #include <fstream>
@@ -18,11 +18,8 @@ namespace {
 
 constexpr std::uint32_t most_entries = 1'048'575;
 
-class AnswerLimits : public testing::Test {
+class AnswerLimits : public simulator {
 protected:
-    temporary_directory directory;
-    const std::string run_dir = directory.path() + "/run";
-
     std::vector<std::string> errors() const { return service_log(run_dir, 102); }
 
     // Reads the next answer: its number of entries, and that it has as many.

@@ -1,6 +1,6 @@
 // The fault modes, as a client meets them.
+#include "tests/support/simulator.h"
 #include "tests/switch/raw_peer.h"
-#include "tests/switch/switch_process.h"
 #include "tests/switch/test_service.h"
 
 #include <chrono>
@@ -19,11 +19,7 @@ using ack = std::pair<int, int>;
 using clock_type = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-class Faults : public testing::Test {
-protected:
-    temporary_directory directory;
-    const std::string run_dir = directory.path() + "/run";
-};
+class Faults : public simulator {};
 
 } // namespace
 

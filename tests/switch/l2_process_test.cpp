@@ -1,7 +1,7 @@
 // Layer 2, statistics and overlay over real connections, and what no client should send there.
+#include "tests/support/simulator.h"
 #include "tests/switch/l2_bytes.h"
 #include "tests/switch/raw_peer.h"
-#include "tests/switch/switch_process.h"
 #include "tests/switch/test_service.h"
 
 #include <csignal>
@@ -16,11 +16,8 @@ using testing::StartsWith;
 
 namespace {
 
-class Layer2 : public testing::Test {
+class Layer2 : public simulator {
 protected:
-    temporary_directory directory;
-    const std::string run_dir = directory.path() + "/run";
-
     command_result command(std::vector<std::string> arguments) const {
         arguments.insert(arguments.end(), {"--run-dir", run_dir});
         return vellsim(arguments);

@@ -1,7 +1,7 @@
 // The LTL manager over real connections, its fault modes and what is shown of it.
+#include "tests/support/simulator.h"
 #include "tests/switch/ltl_bytes.h"
 #include "tests/switch/raw_peer.h"
-#include "tests/switch/switch_process.h"
 
 #include <chrono>
 #include <csignal>
@@ -17,11 +17,8 @@ using testing::Not;
 
 namespace {
 
-class LtlProcess : public testing::Test {
+class LtlProcess : public simulator {
 protected:
-    temporary_directory directory;
-    const std::string run_dir = directory.path() + "/run";
-
     command_result command(std::vector<std::string> arguments) const {
         arguments.insert(arguments.end(), {"--run-dir", run_dir});
         return vellsim(arguments);

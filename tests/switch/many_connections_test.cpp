@@ -1,7 +1,7 @@
 // More of everything than is usual: clients, connections, bytes that nobody reads.
 #include "sim/wire/service_socket.h"
+#include "tests/support/simulator.h"
 #include "tests/switch/raw_peer.h"
-#include "tests/switch/switch_process.h"
 #include "tests/switch/test_service.h"
 
 #include <csignal>
@@ -21,11 +21,7 @@ using testing::HasSubstr;
 
 namespace {
 
-class ManyConnections : public testing::Test {
-protected:
-    temporary_directory directory;
-    const std::string run_dir = directory.path() + "/run";
-};
+class ManyConnections : public simulator {};
 
 using peers = std::vector<std::unique_ptr<raw_peer>>;
 

@@ -1,8 +1,8 @@
 // A switch whose memory runs out while it handles a request: it ends that connection and no other.
 #include "sim/switch/listener.h"
 #include "sim/switch/server.h"
+#include "tests/support/simulator.h"
 #include "tests/switch/raw_peer.h"
-#include "tests/switch/switch_process.h"
 #include "tests/switch/test_service.h"
 
 #include <atomic>
@@ -17,7 +17,7 @@ using testing::EndsWith;
 
 namespace {
 
-class OutOfMemory : public testing::Test {
+class OutOfMemory : public simulator {
 protected:
     // As long as it is not 0, there is no memory for the next line of the log.
     std::atomic<int> failing_lines = 0;
@@ -50,9 +50,6 @@ protected:
     }
     // Makes the switch write a line in the middle of a request: it refuses it.
     static void send_refused_request(raw_peer &peer) { peer.send(request_head(230, 1, 0), {}); }
-
-    temporary_directory directory;
-    const std::string run_dir = directory.path() + "/run";
 
 private:
     pipe_ends stop_ = make_pipe();

@@ -1,17 +1,12 @@
 #include "tests/switch/raw_peer.h"
 
 #include "sim/wire/service_socket.h"
+#include "tests/support/wait.h"
 #include "tests/switch/test_service.h"
 
 #include <cstring>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
-
-namespace {
-
-constexpr int patience_ms = 60'000;
-
-} // namespace
 
 bytes frame_bytes(const sim::frame_head &head, const bytes &payload) {
     sim::frame_head sent = head;

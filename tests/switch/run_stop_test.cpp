@@ -1,5 +1,5 @@
+#include "tests/support/simulator.h"
 #include "tests/switch/raw_peer.h"
-#include "tests/switch/switch_process.h"
 #include "tests/switch/test_service.h"
 
 #include <csignal>
@@ -25,10 +25,8 @@ bool is_there(const std::string &path) {
     return std::filesystem::exists(std::filesystem::symlink_status(path));
 }
 
-class RunAndStop : public testing::Test {
+class RunAndStop : public simulator {
 protected:
-    temporary_directory directory;
-    const std::string run_dir = directory.path() + "/run";
     const std::string socket_path = run_dir + "/vell.sock";
 };
 
@@ -83,7 +81,7 @@ TEST_F(RunAndStop, RefusesToStartBesideARunningSwitch) {
 
 TEST_F(RunAndStop, RefusesToStartWhenSomethingElseAnswersOnTheSocket) {
     // A listener that holds no lock, such as a switch whose directory was moved.
-    std::string elsewhere = directory.path() + "/elsewhere";
+    std::string elsewhere = directory / "elsewhere";
     switch_process running(elsewhere);
     std::filesystem::create_directory(run_dir);
     std::filesystem::permissions(run_dir, std::filesystem::perms::owner_all);
@@ -123,7 +121,7 @@ TEST_F(RunAndStop, RefusesADirectoryThatIsOpenToOthers) {
 }
 
 TEST_F(RunAndStop, RefusesAPathTooLongForASocket) {
-    const std::string long_path = directory.path() + "/" + std::string(120, 'd');
+    const std::string long_path = directory / std::string(120, 'd');
     const command_result refused = vellsim({"run", "--run-dir", long_path});
     EXPECT_EQ(refused.exit_code, 1);
     EXPECT_THAT(refused.err, HasSubstr("is too long for a socket"));

@@ -1,7 +1,7 @@
 // `vellsim show` against a running switch.
 #include "sim/wire/log_line.h"
+#include "tests/support/simulator.h"
 #include "tests/switch/raw_peer.h"
-#include "tests/switch/switch_process.h"
 #include "tests/switch/test_service.h"
 
 #include <csignal>
@@ -19,11 +19,8 @@ using testing::StartsWith;
 
 namespace {
 
-class Show : public testing::Test {
+class Show : public simulator {
 protected:
-    temporary_directory directory;
-    const std::string run_dir = directory.path() + "/run";
-
     command_result show(std::vector<std::string> arguments) const {
         arguments.insert(arguments.begin(), "show");
         arguments.insert(arguments.end(), {"--run-dir", run_dir});

@@ -1,7 +1,6 @@
 // What vellsim answers to a wrong command line.
-#include "tests/switch/switch_process.h"
+#include "tests/support/simulator.h"
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -50,8 +49,8 @@ TEST(Usage, CountTakesNumbersThatFitAndSomethingToCount) {
 }
 
 TEST(Usage, RunNamesAMissingParent) {
-    const temporary_directory directory;
-    const std::string parent = directory.path() + "/missing";
+    const scratch_directory directory;
+    const std::string parent = directory / "missing";
     for (const char *run : {"/run", "/run/"}) {
         const command_result result = vellsim({"run", "--run-dir", parent + run});
         EXPECT_EQ(result.exit_code, 1);
@@ -69,8 +68,7 @@ TEST(Usage, RunListsTheEnvironment) {
 }
 
 TEST(Usage, HelpThatCannotBeWrittenIsAFailure) {
-    const command_result full =
-        vellsim({"--help"}, sim::file_descriptor(open("/dev/full", O_WRONLY | O_CLOEXEC)));
+    const command_result full = run_program({"/bin/sh", "-c", VELLSIM_PATH " --help >/dev/full"});
     EXPECT_EQ(full.exit_code, 1);
     EXPECT_EQ(full.err, "vellsim: the output cannot be written\n");
 }

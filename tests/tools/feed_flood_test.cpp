@@ -1,6 +1,6 @@
+#include "tests/support/scratch.h"
 #include "tests/tools/ports_text.h"
 #include "tests/tools/program_fixture.h"
-#include "tests/tools/stand_in_programs.h"
 
 namespace feed {
 namespace {

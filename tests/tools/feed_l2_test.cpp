@@ -1,5 +1,5 @@
+#include "tests/support/scratch.h"
 #include "tests/tools/program_fixture.h"
-#include "tests/tools/stand_in_programs.h"
 
 namespace feed {
 namespace {

@@ -15,7 +15,7 @@ struct Role {
     std::uint32_t value;
     std::uint32_t constant;
     std::uint32_t (*send)();
-    Bytes flags;
+    bytes flags;
 };
 
 const Role roles[] = {
@@ -33,19 +33,19 @@ protected:
     }
 
     // The message of 52 bytes, or more when the TLV array is larger than nothing.
-    static fake::Send role_message(const Bytes &flags, std::size_t length = 52) {
-        const Bytes head = {0xe7, 0, 1, 0, 0xa5, 0x5a, 0, 0, 23, 0, 0, 0};
+    static fake::Send role_message(const bytes &flags, std::size_t length = 52) {
+        const bytes head = {0xe7, 0, 1, 0, 0xa5, 0x5a, 0, 0, 23, 0, 0, 0};
         return sent({.queue = 0x14131211,
                      .sap = 214,
                      .opcode = 75831,
                      .option_word1 = 0,
-                     .payload = zero_padded(joined(head, flags), length)});
+                     .payload = zero_padded(head + flags, length)});
     }
 
     // The array that was measured lies in the message that was sent afterwards.
     static fake::SizeGet size_asked() { return {platform().payload_address + 48, 0}; }
 
-    static void expect_role_sent(const Bytes &flags) {
+    static void expect_role_sent(const bytes &flags) {
         EXPECT_CALLS(size_asked(), role_message(flags), released(0x14131211));
         EXPECT_EQ(client_state(), acknowledged);
         EXPECT_EQ(tlv_cursor(), some_cursor);

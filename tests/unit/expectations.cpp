@@ -18,8 +18,8 @@ fake::Drop released(std::uint32_t queue, unsigned send) {
     return {.queue = queue, .reference = fake::Reference::own, .send = send};
 }
 
-Bytes log_record(std::uint32_t level, std::string_view text) {
-    return joined(joined(word(level), characters(std::string(text))), {0});
+bytes log_record(std::uint32_t level, std::string_view text) {
+    return word(level) + characters(std::string(text)) + bytes{0};
 }
 
 Message error_of(const std::string &function, int line, const std::string &body,

@@ -2,7 +2,6 @@
 // messages.
 #pragma once
 
-#include "bytes.h"
 #include "fake/platform.h"
 
 #include <string>
@@ -16,7 +15,7 @@ struct Request {
     std::uint32_t sap = 0;
     std::uint32_t opcode = 0;
     std::uint32_t option_word1 = 0;
-    Bytes payload = {};
+    bytes payload = {};
     fake::Reference reference = fake::Reference::own;
 };
 
@@ -27,7 +26,7 @@ fake::Send sent(const Request &request);
 fake::Drop released(std::uint32_t queue, unsigned send = 1);
 
 // A record as the history and the client log take it: the level's word, the text and its NUL.
-Bytes log_record(std::uint32_t level, std::string_view text);
+bytes log_record(std::uint32_t level, std::string_view text);
 
 // A message as each of the three sinks should see it.
 struct Message {

@@ -189,10 +189,9 @@ std::vector<Promise> walk_of_three_lists() {
     std::vector<Promise> promises;
     for (std::size_t read = 0; read <= 3; ++read) {
         const auto stop = [=](Failure &failed) {
-            Bytes counts;
+            bytes counts;
             for (std::size_t list = 0; list < 3; ++list)
-                counts = joined(counts,
-                                word(static_cast<std::uint32_t>(list < read ? 3 + 2 * list : 0)));
+                counts = counts + word(static_cast<std::uint32_t>(list < read ? 3 + 2 * list : 0));
             failed.expected.buffer = patched(failed.expected.buffer, 0, counts);
             failed.expected.result = failed.status;
         };
@@ -218,27 +217,26 @@ constexpr std::size_t vlan_10_old = 8 + 74;
 constexpr std::size_t vlan_10_new = 320 + 8 + 74;
 constexpr std::size_t payload_at = 640;
 
-Bytes oif(std::uint32_t if_index) {
-    return patched(pattern(32), 4, joined(joined(word(0), pattern(8)), word(if_index)));
+bytes oif(std::uint32_t if_index) {
+    return patched(pattern(32), 4, word(0) + pattern(8) + word(if_index));
 }
-const Bytes sorted_old = joined(oif(0x301), oif(0x603));
-const Bytes sorted_new = joined(joined(oif(0x301), oif(0x502)), oif(0x904));
+const bytes sorted_old = oif(0x301) + oif(0x603);
+const bytes sorted_new = oif(0x301) + oif(0x502) + oif(0x904);
 
-Bytes vlan_record(std::uint32_t vlan, const Bytes &oifs) {
+bytes vlan_record(std::uint32_t vlan, const bytes &oifs) {
     auto record = patched(pattern(80 + oifs.size()), 24, word(vlan));
     record = patched(record, 70, word(static_cast<std::uint32_t>(oifs.size() / 32)));
     return patched(record, 74, oifs);
 }
 
-Bytes flood_batches() {
-    const auto was = joined(joined(pattern(8), vlan_record(10, joined(oif(0x603), oif(0x301)))),
-                            vlan_record(20, joined(oif(8), oif(7))));
-    const auto is = joined(
-        joined(pattern(8), vlan_record(10, joined(joined(oif(0x904), oif(0x502)), oif(0x301)))),
-        vlan_record(20, {}));
+bytes flood_batches() {
+    const auto was =
+        pattern(8) + vlan_record(10, oif(0x603) + oif(0x301)) + vlan_record(20, oif(8) + oif(7));
+    const auto is =
+        pattern(8) + vlan_record(10, oif(0x904) + oif(0x502) + oif(0x301)) + vlan_record(20, {});
     auto buffer = patched(pattern(day_buffer_size), 0, was);
     buffer = patched(buffer, 320, is);
-    return patched(buffer, payload_at, Bytes(200));
+    return patched(buffer, payload_at, bytes(200));
 }
 
 // One lookup of a line card in vain: of the type, or of the fields.
@@ -246,25 +244,25 @@ struct Lookup {
     std::uint32_t if_index;
     bool of_type;
     int line;    // of the delta's own error
-    Bytes delta; // of the delta, what has been written before
+    bytes delta; // of the delta, what has been written before
 };
 const std::vector<Lookup> lookups = [] {
     struct Kind {
         std::uint32_t if_index;
         int line;
         std::uint32_t bitmask;
-        Bytes updates;
+        bytes updates;
     };
     const Kind kinds[] = {
         {0x301, 1134, 0x0, {}},
         {0x502, 1158, 0x2, {}},
-        {0x904, 1175, 0x6, joined(joined(word(0x502), word(1)), joined(word(0x603), word(2)))},
+        {0x904, 1175, 0x6, word(0x502) + word(1) + word(0x603) + word(2)},
     };
     std::vector<Lookup> all;
     for (const auto &kind : kinds)
         for (const bool of_type : {true, false})
-            all.push_back({kind.if_index, of_type, kind.line,
-                           joined(joined(word(kind.bitmask), Bytes(8)), kind.updates)});
+            all.push_back(
+                {kind.if_index, of_type, kind.line, word(kind.bitmask) + bytes(8) + kind.updates});
     return all;
 }();
 
@@ -306,9 +304,9 @@ std::vector<Promise> lookups_of_payload() {
     for (const auto &lookup : lookups)
         promises.push_back([=](Failure &failed) {
             delta_not_found(failed, lookup);
-            const auto head = joined(joined(word(2), word(10)), Bytes(8));
+            const auto head = word(2) + word(10) + bytes(8);
             failed.expected.buffer =
-                patched(failed.expected.buffer, payload_at, joined(head, lookup.delta));
+                patched(failed.expected.buffer, payload_at, head + lookup.delta);
         });
     return promises;
 }
@@ -374,7 +372,7 @@ Promise reply_error(int line, const char *format, std::vector<std::uint32_t> wri
 
 // ---- the day ------------------------------------------------------------------------------------
 
-const Bytes l2_message = hex("e1 e2 e3e4 e5e6 0300" // asks for both markers
+const bytes l2_message = hex("e1 e2 e3e4 e5e6 0300" // asks for both markers
                              "12 000000000000 00 00000000 11121314 01000000 2122232431323334");
 
 std::vector<Operation> requests() {
@@ -486,7 +484,7 @@ std::vector<Operation> route_fields() {
         {CALLS(vell_mrib_set_epoch, route(b + 1), 6)},
         {CALLS(vell_mrib_set_rpfif, route(b + 1), 7)},
         {CALLS(vell_mrib_get_rpfif, route(b)), .result = 0x44434241,
-         .input = joined(pattern(28), hex("41424344"))},
+         .input = pattern(28) + hex("41424344")},
         {CALLS(vell_mrib_set_df_ordinal, route(b + 1), 0x1ff)},
         {CALLS(vell_mrib_set_table_id, route(b + 1), 9)},
     };
@@ -535,8 +533,7 @@ std::vector<Operation> refused_arguments() {
 
 std::vector<Operation> flood_sets_and_indexes() {
     return {
-        {CALLS(vell_oif_comp, b, b + 32), .result = 0xffffffff,
-         .input = joined(oif(7), oif(0x80000000))},
+        {CALLS(vell_oif_comp, b, b + 32), .result = 0xffffffff, .input = oif(7) + oif(0x80000000)},
         {CALLS(vell_set_flc_bitmask, at<std::uint32_t>(b), 0x301),
          .failures = lookups_of_interface()},
         {CALLS(vell_find_oiflist_delta, at<vell_l2_oif>(b + vlan_10_old), 2,
@@ -615,14 +612,14 @@ void clear_ltl_requests() {
 
 LibraryState library_state() {
     const auto *const release = reinterpret_cast<const std::uint8_t *>(&ltl_dealloc);
-    Bytes request_bytes(ltl_request(), ltl_request() + ltl_request_size);
+    bytes request_bytes(ltl_request(), ltl_request() + ltl_request_size);
     const void *list = nullptr;
     std::memcpy(&list, request_bytes.data() + 18, sizeof list);
     store_whether(request_bytes.data() + 18, list);
     return {.client = client_state(),
             .tlvs = tlv_cursor(),
             .lists = {vell_oifs, mti_oifs, glt_oifs},
-            .scratch = Bytes(vell_mrib_buf, vell_mrib_buf + 128),
+            .scratch = bytes(vell_mrib_buf, vell_mrib_buf + 128),
             .ltl_request = std::move(request_bytes),
-            .ltl_release = Bytes(release, release + sizeof ltl_dealloc)};
+            .ltl_release = bytes(release, release + sizeof ltl_dealloc)};
 }

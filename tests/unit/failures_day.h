@@ -16,9 +16,9 @@ struct LibraryState {
     ClientState client;
     TlvCursor tlvs;
     std::array<const void *, 3> lists; // OIFs, MTI and GLT encapsulations
-    Bytes scratch;                     // as much of it as the day uses
-    Bytes ltl_request;
-    Bytes ltl_release;
+    bytes scratch;                     // as much of it as the day uses
+    bytes ltl_request;
+    bytes ltl_release;
 
     bool operator==(const LibraryState &) const = default;
 };
@@ -30,7 +30,7 @@ struct Seen {
     std::uint32_t result = 0;
     fake::Calls calls;
     LibraryState state;
-    Bytes buffer;                    // the caller's, which holds all inputs and outputs
+    bytes buffer;                    // the caller's, which holds all inputs and outputs
     unsigned callers_references = 0; // message references that the caller must release now
 
     bool operator==(const Seen &) const = default;
@@ -104,7 +104,7 @@ struct Operation {
     Needs needs = Needs::nothing;
 
     // At the start of the buffer; the rest of it is a pattern.
-    Bytes input = {};
+    bytes input = {};
 
     // Prepares the platform's answers.
     void (*arrange)() = nullptr;

@@ -169,7 +169,7 @@ Function function_of_call(const fake::Call &call) {
 }
 
 // Where two runs of bytes differ first.
-std::string first_difference(const Bytes &actual, const Bytes &expected) {
+std::string first_difference(const bytes &actual, const bytes &expected) {
     const auto [is, should] =
         std::mismatch(actual.begin(), actual.end(), expected.begin(), expected.end());
     if (is == actual.end() && should == expected.end())
@@ -305,7 +305,7 @@ protected:
     }
 
     const std::vector<Operation> day_ = day_of_a_client();
-    std::vector<Bytes> inputs_;
+    std::vector<bytes> inputs_;
     std::vector<LibraryState> states_; // before each operation
     std::vector<Seen> undisturbed_;
     std::vector<std::size_t> allocations_of_;

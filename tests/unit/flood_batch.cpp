@@ -1,13 +1,13 @@
 #include "flood_batch.h"
 
-Bytes message_of(const Vlans &vlans) {
-    Bytes message = hex("e1e2e3e4e5e6e7e8");
+bytes message_of(const Vlans &vlans) {
+    bytes message = hex("e1e2e3e4e5e6e7e8");
     for (const auto &vlan : vlans) {
         auto record = pattern(80 + 32 * vlan.oifs.size());
         record[0] = 99; // no type that has such records
         record = patched(record, 24, word(vlan.id));
         record = patched(record, 70, word(static_cast<std::uint32_t>(vlan.oifs.size())));
-        message = joined(std::move(message), patched(std::move(record), 74, bytes_of(vlan.oifs)));
+        message = std::move(message) + patched(std::move(record), 74, bytes_of(vlan.oifs));
     }
     return message;
 }
@@ -45,6 +45,6 @@ fake::Calls FloodRequestTest::nothing_there() {
                         "Old and new OIF lists both NULL, return SUCCESS\n");
 }
 
-fake::FloodUpdate FloodRequestTest::update_sent(const Bytes &payload) const {
+fake::FloodUpdate FloodRequestTest::update_sent(const bytes &payload) const {
     return {.queue = client.queue, .payload = payload, .context = &context_};
 }

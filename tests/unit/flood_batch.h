@@ -10,7 +10,7 @@ struct Vlan {
 using Vlans = std::vector<Vlan>;
 
 // A layer-2 message of address-pair records, all bytes that are not looked at different ones.
-Bytes message_of(const Vlans &vlans);
+bytes message_of(const Vlans &vlans);
 
 class FloodRequestTest : public LtlTest {
 protected:
@@ -26,9 +26,9 @@ protected:
     static fake::Calls counted(std::uint32_t vlans);
     static fake::Calls delta_begun(std::uint32_t vlan);
     static fake::Calls nothing_there();
-    fake::FloodUpdate update_sent(const Bytes &payload) const;
+    fake::FloodUpdate update_sent(const bytes &payload) const;
 
-    Bytes was_;
-    Bytes is_;
+    bytes was_;
+    bytes is_;
     int context_ = 0;
 };

@@ -31,7 +31,7 @@ TEST_F(FloodPayloadTest, IsBuiltAtAnyAddress) {
             SCOPED_TRACE(distance);
             GuardedBuffer old_message(was, side, distance);
             GuardedBuffer new_message(is, side, (distance + 1) % 4);
-            GuardedBuffer built(Bytes(payload.size()), side, (distance + 2) % 4);
+            GuardedBuffer built(bytes(payload.size()), side, (distance + 2) % 4);
             EXPECT_EQ(build(old_message.data(), new_message.data(), 2, built.data()), 0);
             EXPECT_CALLS(delta_begun(0x11121314), looked_up(5), looked_up(6),
                          delta_traced("0x60", {{4, 2}, {6, 1}}), delta_begun(7), looked_up(9),
@@ -63,7 +63,7 @@ TEST_F(FloodPayloadTest, OfNoVlansNeedsNoMessages) {
 TEST_F(FloodPayloadTest, TakesTheVlansOfTheOldMessage) {
     auto was = message_of({{10, {{1}}}});
     auto is = message_of({{11, {{1}}}});
-    auto payload = Bytes(28);
+    auto payload = bytes(28);
     EXPECT_EQ(build(was.data(), is.data(), 1, payload.data()), 0);
     EXPECT_CALLS(delta_begun(10), looked_up(1), delta_traced("0x2", {}));
     EXPECT_EQ(payload, hex("01000000 0a000000 0000000000000000 02000000 00000000 00000000"));
@@ -71,7 +71,7 @@ TEST_F(FloodPayloadTest, TakesTheVlansOfTheOldMessage) {
 
 TEST_F(FloodPayloadTest, OfAVlanWithoutInterfacesIsSteppedOverByTheCountThatWasThere) {
     auto message = message_of({{10, {}}, {20, {}}});
-    auto payload = patched(Bytes(60), 24, hex("01000000"));
+    auto payload = patched(bytes(60), 24, hex("01000000"));
     EXPECT_EQ(build(message.data(), message.data(), 2, payload.data()), 0);
     EXPECT_CALLS(delta_begun(10), nothing_there(), delta_begun(20), nothing_there());
     EXPECT_EQ(payload, hex("02000000"
@@ -86,7 +86,7 @@ TEST_F(FloodPayloadTest, ReturnsTheStatusOfTheLookupThatFailed) {
         platform().if_index_type.returns_at(2, status);
         auto was = message_of({{10, {{1}}}, {20, {{2}}}, {30, {{3}}}});
         auto is = was;
-        auto payload = Bytes(76);
+        auto payload = bytes(76);
         EXPECT_EQ(build(was.data(), is.data(), 3, payload.data()),
                   static_cast<std::int32_t>(status));
         EXPECT_CALLS(
@@ -107,7 +107,7 @@ TEST_F(FloodPayloadTest, ReturnsTheStatusOfTheLookupThatFailed) {
 TEST_F(FloodPayloadTest, NeedsNoClient) {
     set_client_state({.id = 0, .queue = 0, .uuid = client.uuid});
     auto message = message_of({{10, {}}});
-    auto payload = Bytes(28);
+    auto payload = bytes(28);
     EXPECT_EQ(build(message.data(), message.data(), 1, payload.data()), 0);
     EXPECT_CALLS(delta_begun(10), nothing_there());
 }
@@ -215,7 +215,7 @@ protected:
 
     // The payloads that were sent, and the texts of the errors.
     struct Taken {
-        std::vector<Bytes> payloads = {};
+        std::vector<bytes> payloads = {};
         std::vector<std::string> errors = {};
 
         bool operator==(const Taken &) const = default;
@@ -233,11 +233,11 @@ protected:
         return taken;
     }
 
-    static Bytes sent_payload() {
+    static bytes sent_payload() {
         const auto [payloads, errors] = taken();
         EXPECT_EQ(errors, std::vector<std::string>{});
         EXPECT_EQ(payloads.size(), 1U);
-        return payloads.empty() ? Bytes{} : payloads.front();
+        return payloads.empty() ? bytes{} : payloads.front();
     }
 };
 
@@ -261,10 +261,9 @@ protected:
         is_sorted.push_back({id, empty ? Oifs{} : Oifs{{lost + 1}, {0x2000}}});
         const std::uint32_t mask = empty ? 0 : 1U | 1U << (lost + 1) % 256 % 32;
         const Updates updates = empty ? Updates{} : Updates{{lost, 2}, {lost + 1, 1}};
-        payload = joined(joined(joined(std::move(payload), word(id)), Bytes(8)), word(mask));
-        payload = joined(joined(std::move(payload), Bytes(4)),
-                         word(static_cast<std::uint32_t>(updates.size())));
-        payload = joined(std::move(payload), bytes_of(updates));
+        payload = std::move(payload) + word(id) + bytes(8) + word(mask);
+        payload = std::move(payload) + bytes(4) + word(static_cast<std::uint32_t>(updates.size()));
+        payload = std::move(payload) + bytes_of(updates);
     }
 
     // Sends the batch, and compares what came of it; `sizes` are those of the allocations.
@@ -283,7 +282,7 @@ protected:
     }
 
     Vlans was, is, was_sorted, is_sorted;
-    Bytes payload;
+    bytes payload;
 };
 
 TEST_F(FourThousandVlansTest, GoOutAsOneRequest) {
@@ -329,15 +328,15 @@ TEST_F(FourThousandVlansTest, MayBeRefused) {
     expect_messages(was_sorted, is_sorted);
 }
 
-void store_word(Bytes &bytes, std::size_t offset, std::uint32_t number) {
+void store_word(bytes &raw, std::size_t offset, std::uint32_t number) {
     const auto stored = word(number);
-    std::copy(stored.begin(), stored.end(), bytes.begin() + static_cast<std::ptrdiff_t>(offset));
+    std::copy(stored.begin(), stored.end(), raw.begin() + static_cast<std::ptrdiff_t>(offset));
 }
 
 TEST_F(BigBatchTest, AsManyVlansAsCanBeCountedGoOut) {
     constexpr std::uint32_t vlans = 65535;
-    Bytes message(8 + 80 * vlans);
-    Bytes expected = joined(word(vlans), Bytes(24 * vlans));
+    bytes message(8 + 80 * vlans);
+    bytes expected = word(vlans) + bytes(24 * vlans);
     for (std::uint32_t i = 0; i < vlans; ++i) {
         message = patched(std::move(message), 8 + 80 * i + 24, word(i));
         expected = patched(std::move(expected), 4 + 24 * i, word(i));
@@ -363,7 +362,7 @@ TEST_F(BigBatchTest, AVlanOfManyInterfacesIsSorted) {
 TEST_F(BigBatchTest, AVlanMayHaveMoreInterfacesThan16BitsCount) {
     constexpr std::uint32_t interfaces = 65537;
     constexpr std::size_t first_oif = 8 + 74, last_oif = first_oif + 32 * (interfaces - 1);
-    Bytes was(8 + 2 * 80 + 32 * interfaces);
+    bytes was(8 + 2 * 80 + 32 * interfaces);
     for (std::uint32_t i = 0; i < interfaces; ++i)
         store_word(was, first_oif + 32 * i + 16, 0x1000 + i);
     store_word(was, 8 + 24, 10);
@@ -382,7 +381,7 @@ TEST_F(BigBatchTest, AVlanMayHaveMoreInterfacesThan16BitsCount) {
 
 TEST_F(BigBatchTest, AVlanMayChangeInMoreInterfacesThan16BitsCount) {
     constexpr std::uint32_t interfaces = 65537;
-    Bytes was(8 + 80), is(8 + 80 + 32 * interfaces), updates(8 * interfaces);
+    bytes was(8 + 80), is(8 + 80 + 32 * interfaces), updates(8 * interfaces);
     store_word(was, 8 + 24, 10);
     store_word(is, 8 + 24, 10);
     store_word(is, 8 + 70, interfaces);
@@ -392,9 +391,8 @@ TEST_F(BigBatchTest, AVlanMayChangeInMoreInterfacesThan16BitsCount) {
         store_word(updates, 8 * i + 4, 1);
     }
     EXPECT_EQ(send(was.data(), 1, is.data(), 1), 1U);
-    EXPECT_EQ(
-        sent_payload(),
-        joined(hex("01000000 0a000000 0000000000000000 ffffffff 00000000 01000100"), updates));
+    EXPECT_EQ(sent_payload(),
+              hex("01000000 0a000000 0000000000000000 ffffffff 00000000 01000100") + updates);
 }
 
 } // namespace

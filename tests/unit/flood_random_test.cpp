@@ -32,7 +32,7 @@ protected:
     }
 
     // The VLANs of a message in the order that the library left their interfaces in.
-    static Vlans read(const Bytes &message, Vlans vlans) {
+    static Vlans read(const bytes &message, Vlans vlans) {
         std::size_t at = 8 + 74;
         for (auto &vlan : vlans) {
             for (auto &oif : vlan.oifs) {
@@ -46,7 +46,7 @@ protected:
 
     // A message after the library was at work: its first VLANs are sorted, and nothing else is
     // different.
-    static void expect_message(const Bytes &message, const Vlans &after, const Vlans &before,
+    static void expect_message(const bytes &message, const Vlans &after, const Vlans &before,
                                std::size_t sorted) {
         EXPECT_EQ(message, message_of(after));
         for (std::size_t i = 0; i < before.size(); ++i) {
@@ -86,7 +86,7 @@ protected:
     static void add(Outcome &all, const Outcome &vlan) {
         all.result = vlan.result;
         all.delta =
-            joined(std::move(all.delta), part(vlan.delta, 0, 24 + std::size_t{8} * vlan.delta[20]));
+            std::move(all.delta) + part(vlan.delta, 0, 24 + std::size_t{8} * vlan.delta[20]);
         all.looked_up.insert(all.looked_up.end(), vlan.looked_up.begin(), vlan.looked_up.end());
         all.texts.insert(all.texts.end(), vlan.texts.begin(), vlan.texts.end());
     }

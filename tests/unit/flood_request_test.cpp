@@ -14,7 +14,7 @@ const Vlans was_10_20 = {{10, {{2}, {1}}}, {20, {}}};
 const Vlans is_10_20 = {{10, {{3}, {2}}}, {20, {}}};
 const Updates updates_10 = {{1, 2}, {3, 1}};
 
-const Bytes payload_10_20 = hex("02000000"
+const bytes payload_10_20 = hex("02000000"
                                 "0a000000 0000000000000000 0c000000 00000000 02000000"
                                 "01000000 02000000"
                                 "03000000 01000000"
@@ -41,7 +41,7 @@ protected:
 };
 
 TEST_F(FloodUpdateTest, SendsTheDeltasOfABatch) {
-    Bytes whole;
+    bytes whole;
     platform().flood_update.runs([&] {
         const auto *const payload = platform().payload_address;
         whole.assign(payload, payload + 84);

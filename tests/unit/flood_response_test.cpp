@@ -36,7 +36,7 @@ protected:
         result_ = nullptr;
     }
 
-    Bytes result(std::size_t size) const { return {result_, result_ + size}; }
+    bytes result(std::size_t size) const { return {result_, result_ + size}; }
 
     fake::Calls parsed(std::uint32_t count) const {
         return {fake::RspStatus{&rsp_}, fake::RspEntryCount{&rsp_, 0}, fake::RspInfo{&rsp_, count}};
@@ -65,7 +65,7 @@ TEST_F(FloodResponseTest, OneAcknowledgedVlan) {
     EXPECT_EQ(handle(), 1U);
     EXPECT_CALLS(parsed(1));
     EXPECT_EQ(allocations_.take_sizes(), Sizes{88});
-    Bytes expected(88);
+    bytes expected(88);
     expected[3] = 0x01;
     expected[7] = 0x01;
     expected[9] = 0x01;
@@ -86,11 +86,11 @@ TEST_F(FloodResponseTest, AnOverallFailureLeavesTheHeadersFlagsAt0) {
         answer(status, {{{1, 0, 0, 0}}, {{2, 0, 0, 0}}});
         EXPECT_EQ(handle(), 1U);
         EXPECT_CALLS(parsed(2));
-        Bytes expected = hex("0000 0002 0000 0000");
-        expected = zero_padded(joined(expected, hex("0001")), 8 + 24);
-        expected = zero_padded(joined(expected, hex("00000001")), 8 + 80);
-        expected = zero_padded(joined(expected, hex("0001")), 8 + 80 + 24);
-        expected = zero_padded(joined(expected, hex("00000002")), 8 + 160);
+        bytes expected = hex("0000 0002 0000 0000");
+        expected = zero_padded(expected + hex("0001"), 8 + 24);
+        expected = zero_padded(expected + hex("00000001"), 8 + 80);
+        expected = zero_padded(expected + hex("0001"), 8 + 80 + 24);
+        expected = zero_padded(expected + hex("00000002"), 8 + 160);
         EXPECT_EQ(result(168), expected);
     }
 }
@@ -99,9 +99,9 @@ TEST_F(FloodResponseTest, ARefusedVlanIsError1454AndNoFailure) {
     answer(0, {{{1, 0, 0, 0}}, {{2, 0, 0, 7}}});
     EXPECT_EQ(handle(), 1U);
     EXPECT_CALLS(parsed(2), refused(2, 7));
-    Bytes expected = zero_padded(hex("0000 0002 0000 0001 0001"), 8 + 24);
-    expected = zero_padded(joined(expected, hex("00000001")), 8 + 80 + 24);
-    expected = zero_padded(joined(expected, hex("00000002")), 8 + 160);
+    bytes expected = zero_padded(hex("0000 0002 0000 0001 0001"), 8 + 24);
+    expected = zero_padded(expected + hex("00000001"), 8 + 80 + 24);
+    expected = zero_padded(expected + hex("00000002"), 8 + 160);
     EXPECT_EQ(result(168), expected);
 }
 
@@ -121,16 +121,16 @@ TEST_F(FloodResponseTest, EveryRefusedVlanIsNamed) {
 
 TEST_F(FloodResponseTest, AsManyAs4095VlansAreTaken) {
     std::vector<nerb_rsp_info> vlans(4095);
-    Bytes expected = hex("0000 0fff 0000 0001");
+    bytes expected = hex("0000 0fff 0000 0001");
     fake::Calls refusals;
     for (std::uint32_t i = 0; i < 4095; ++i) {
         const bool refuse = i % 1000 == 999;
         vlans[i] = {{i, ~i, i + 7, refuse ? i : 0}};
-        Bytes record(80);
+        bytes record(80);
         record[1] = refuse ? 0 : 1;
         record[26] = static_cast<std::uint8_t>(i >> 8);
         record[27] = static_cast<std::uint8_t>(i);
-        expected = joined(std::move(expected), record);
+        expected = std::move(expected) + record;
         if (refuse)
             fake::add(refusals, refused(i, i));
     }
@@ -232,8 +232,8 @@ TEST_F(FloodResponseTest, EntriesThatAreNotStoredAre0) {
     platform().reply.entries.clear();
     EXPECT_EQ(handle(), 1U);
     EXPECT_CALLS(parsed(2));
-    Bytes expected = zero_padded(hex("0000 0002 0000 0001 0001"), 8 + 80);
-    expected = zero_padded(joined(expected, hex("0001")), 8 + 160);
+    bytes expected = zero_padded(hex("0000 0002 0000 0001 0001"), 8 + 80);
+    expected = zero_padded(expected + hex("0001"), 8 + 160);
     EXPECT_EQ(result(168), expected);
 }
 

@@ -5,7 +5,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-GuardedBuffer::GuardedBuffer(const Bytes &content, Side side, std::size_t distance)
+GuardedBuffer::GuardedBuffer(const bytes &content, Side side, std::size_t distance)
     : size_(content.size()) {
     const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
     const auto usable = (size_ + distance + page - 1) / page * page;

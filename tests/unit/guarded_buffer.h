@@ -1,7 +1,7 @@
 // Buffers for which a byte read or written too far, or written at all, ends the test.
 #pragma once
 
-#include "bytes.h"
+#include "tests/support/bytes.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -13,7 +13,7 @@ class GuardedBuffer {
 public:
     enum class Side { front, back };
 
-    GuardedBuffer(const Bytes &content, Side side, std::size_t distance);
+    GuardedBuffer(const bytes &content, Side side, std::size_t distance);
     ~GuardedBuffer();
     GuardedBuffer(const GuardedBuffer &) = delete;
     GuardedBuffer &operator=(const GuardedBuffer &) = delete;
@@ -22,7 +22,7 @@ public:
     void make_read_only();
 
     std::uint8_t *data() { return data_; }
-    Bytes content() const { return {data_, data_ + size_}; }
+    bytes content() const { return {data_, data_ + size_}; }
     bool surroundings_untouched() const;
 
 private:
@@ -30,7 +30,7 @@ private:
 
     std::uint8_t *pages_;
     std::size_t pages_size_;
-    Bytes start_;
+    bytes start_;
     std::uint8_t *data_;
     std::size_t size_;
 };

@@ -6,51 +6,51 @@
 namespace {
 
 // Entries whose every word differs, as they are before and after.
-Bytes numbered_words(std::uint32_t count, bool network_order) {
-    Bytes bytes;
+bytes numbered_words(std::uint32_t count, bool network_order) {
+    bytes raw;
     for (std::uint32_t i = 0; i < count; ++i) {
         auto number = word(0x51000000 + 0x101 * i);
         if (network_order)
             number = {number[3], number[2], number[1], number[0]};
-        bytes = joined(std::move(bytes), number);
+        raw = std::move(raw) + number;
     }
-    return bytes;
+    return raw;
 }
 
-Bytes numbered_oifs(std::uint32_t count, bool network_order) {
-    Bytes bytes;
+bytes numbered_oifs(std::uint32_t count, bool network_order) {
+    bytes raw;
     for (std::uint32_t i = 0; i < count; ++i) {
-        bytes = joined(std::move(bytes), network_order ? Bytes{0, 0, 0, 2} : Bytes{2, 0, 0, 0});
+        raw = std::move(raw) + (network_order ? bytes{0, 0, 0, 2} : bytes{2, 0, 0, 0});
         for (std::uint32_t k = 1; k <= 4; ++k) {
             auto number = word((0x50 + k) << 24 | i);
             if (network_order)
                 number = {number[3], number[2], number[1], number[0]};
-            bytes = joined(std::move(bytes), number);
+            raw = std::move(raw) + number;
         }
-        bytes = joined(std::move(bytes), hex("d1d2d3d4d5d6d7d8d9dadbdc"));
+        raw = std::move(raw) + hex("d1d2d3d4d5d6d7d8d9dadbdc");
     }
-    return bytes;
+    return raw;
 }
 
 // Entries that are all the same.
-Bytes repeated(std::uint32_t count, std::string_view entry) {
+bytes repeated(std::uint32_t count, std::string_view entry) {
     const auto one = hex(entry);
-    Bytes bytes;
+    bytes raw;
     for (std::uint32_t i = 0; i < count; ++i)
-        bytes.insert(bytes.end(), one.begin(), one.end());
-    return bytes;
+        raw.insert(raw.end(), one.begin(), one.end());
+    return raw;
 }
 
 class L2ManyEntriesTest : public L2MessageTest {
 protected:
     // `record` has the entries before its last `fields_behind` fields.
-    void expect(const Fields &record, std::size_t fields_behind, const Bytes &entries,
-                const Bytes &converted, const fake::Calls &traces) {
+    void expect(const Fields &record, std::size_t fields_behind, const bytes &entries,
+                const bytes &converted, const fake::Calls &traces) {
         const auto split = record.end() - static_cast<std::ptrdiff_t>(fields_behind);
         const auto first = header("0001") + Fields(record.begin(), split);
         const auto last = before(Fields(split, record.end()));
-        const auto start = joined(joined(before(first), entries), last);
-        const auto expected = joined(joined(after(first), converted), last);
+        const auto start = before(first) + entries + last;
+        const auto expected = after(first) + converted + last;
         for (const auto side : {GuardedBuffer::Side::front, GuardedBuffer::Side::back}) {
             GuardedBuffer buffer(start, side, 1);
             EXPECT_EQ(update(buffer.data(), start.size(), 1), 1);

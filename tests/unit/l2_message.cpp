@@ -7,14 +7,14 @@ Fields operator+(Fields first, const Fields &second) {
     return first;
 }
 
-Bytes before(const Fields &fields) {
+bytes before(const Fields &fields) {
     std::string digits;
     for (const auto &field : fields)
         digits += field.before;
     return hex(digits);
 }
 
-Bytes after(const Fields &fields) {
+bytes after(const Fields &fields) {
     std::string digits;
     for (const auto &field : fields)
         digits += field.after.empty() ? field.before : field.after;
@@ -35,7 +35,7 @@ int L2MessageTest::update(std::uint8_t *message, std::size_t length, std::uint16
                                   reinterpret_cast<std::uintptr_t>(&reference_));
 }
 
-fake::Send L2MessageTest::update_sent(const Bytes &payload, std::uint32_t queue) const {
+fake::Send L2MessageTest::update_sent(const bytes &payload, std::uint32_t queue) const {
     return sent({.queue = queue,
                  .sap = 213,
                  .opcode = 75821,

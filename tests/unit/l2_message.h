@@ -16,8 +16,8 @@ using Fields = std::vector<Field>;
 
 Fields operator+(Fields first, const Fields &second);
 
-Bytes before(const Fields &fields);
-Bytes after(const Fields &fields);
+bytes before(const Fields &fields);
+bytes after(const Fields &fields);
 
 // A registered client whose message reference is known to the platform.
 class L2MessageTest : public LibraryTest {
@@ -35,7 +35,7 @@ protected:
     // vell_send_l2_mc_update with the value of `header`.
     int update(std::uint8_t *message, std::size_t length, std::uint16_t count);
 
-    fake::Send update_sent(const Bytes &payload, std::uint32_t queue = acknowledged.queue) const;
+    fake::Send update_sent(const bytes &payload, std::uint32_t queue = acknowledged.queue) const;
 
     static fake::Calls traced(int line);
 

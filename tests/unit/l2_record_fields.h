@@ -10,8 +10,8 @@ inline Fields head(std::string_view type, std::string_view length) {
 }
 
 // The rest of a record of 80 bytes and its entries' bytes, behind the entries.
-inline Fields rest(std::string_view bytes) {
-    return {{bytes}};
+inline Fields rest(std::string_view raw) {
+    return {{raw}};
 }
 
 inline const Fields two_pairs = {{"d1d2d3d4", "d4d3d2d1"},

@@ -72,7 +72,7 @@ protected:
     }
 
     Fields message_;
-    Bytes buffer_;
+    bytes buffer_;
 };
 
 TEST_F(L2UpdateTest, WithoutRecordsConvertsAndSendsTheHeaderAlone) {
@@ -85,7 +85,7 @@ TEST_F(L2UpdateTest, SendsTheExpectedBytes) {
     std::uint8_t message[] = {0xb1, 0xb2, 0xb3, 0xb4, 0xb5, 0xb6, 0xf4, 0xb8};
     EXPECT_EQ(update(message, 8, 0), 1);
     EXPECT_CALLS(update_sent(hex("e7b2 0000 6261 b8f4")));
-    EXPECT_EQ(Bytes(std::begin(message), std::end(message)), hex("e7b2 0000 6261 b8f4"));
+    EXPECT_EQ(bytes(std::begin(message), std::end(message)), hex("e7b2 0000 6261 b8f4"));
 }
 
 TEST_F(L2UpdateTest, WritesCountAndValueInNetworkOrder) {
@@ -241,7 +241,7 @@ protected:
 TEST_F(MarkersTest, AreSentAsTheFlagsAskWhicheverSendsFail) {
     const Field none = {"0000", "0000"};
     const auto message_of = [&](const char *flags) {
-        return update_sent(joined(hex("e7b2 0000 6261"), hex(flags)));
+        return update_sent(hex("e7b2 0000 6261") + hex(flags));
     };
     // Failing sends by their number in the call. The platform numbers the references of successful
     // sends alone.
@@ -284,7 +284,7 @@ TEST_F(MarkersTest, AreSentAsTheFlagsAskWhicheverSendsFail) {
             platform().kyt_send.returns_at(number, -1);
         EXPECT_EQ(send(row.flags), row.result);
         EXPECT_CALLS(row.calls);
-        EXPECT_EQ(buffer_, joined(hex("e7b2 0000 6261"), hex(row.flags.after)));
+        EXPECT_EQ(buffer_, hex("e7b2 0000 6261") + hex(row.flags.after));
         EXPECT_EQ(client_state(), acknowledged);
         EXPECT_EQ(reference_is_untouched(), row.result == 0);
         EXPECT_EQ(platform().unreleased_references(), 0U);
@@ -311,7 +311,7 @@ TEST_F(MarkersTest, AreAskedForByTheLowestTwoBitsAlone) {
 TEST_F(MarkersTest, OfTheBeginningAreSentAndTracedBeforeTheFlagsAreConverted) {
     const auto message = header("0001", both_markers) + lookup_mode;
     auto buffer = before(message);
-    std::vector<Bytes> seen;
+    std::vector<bytes> seen;
     platform().kyt_send.runs([&] { seen.push_back(buffer); });
     platform().client_log.runs([&] { seen.push_back(buffer); });
     EXPECT_EQ(update(buffer.data(), buffer.size(), 1), 1);
@@ -321,7 +321,7 @@ TEST_F(MarkersTest, OfTheBeginningAreSentAndTracedBeforeTheFlagsAreConverted) {
 
     const auto head_written = patched(before(message), 0, hex("e7b2 0001 6261 0300"));
     const auto length_missing = patched(after(message), 16, hex("c1c2c3c4"));
-    EXPECT_EQ(seen, (std::vector<Bytes>{head_written, head_written, length_missing, after(message),
+    EXPECT_EQ(seen, (std::vector<bytes>{head_written, head_written, length_missing, after(message),
                                         after(message), after(message)}));
 }
 

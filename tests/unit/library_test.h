@@ -1,7 +1,6 @@
 // What every test of the library starts from and ends with.
 #pragma once
 
-#include "bytes.h"
 #include "client/client_state.h"
 #include "expectations.h"
 #include "fake/platform.h"

@@ -43,9 +43,9 @@ TEST_F(LogTest, TellsATraceToTheClientLogWithoutItsMarker) {
 
 TEST_F(LogTest, GivesEachSinkTheExactRecord) {
     vell_log(log_trace, "f", 7, "%s(%d):TRACE: x");
-    const Bytes history = {104, 0,   0,   0,   'f', '(', '7', ')', ':',
+    const bytes history = {104, 0,   0,   0,   'f', '(', '7', ')', ':',
                            'T', 'R', 'A', 'C', 'E', ':', ' ', 'x', 0};
-    const Bytes client = {104, 0, 0, 0, 'f', '(', '7', ')', ':', 'x', 0};
+    const bytes client = {104, 0, 0, 0, 'f', '(', '7', ')', ':', 'x', 0};
     EXPECT_CALLS(fake::HistoryCheck{0x730000, 104}, fake::HistoryEvent{0x730000, history},
                  fake::ConsoleCheck{104, 0, 0, 1},
                  fake::DebugPrint{1, &tessel_dbg_modname, 0, "%s(%d):TRACE: x", "f(7):TRACE: x"},

@@ -27,9 +27,9 @@ protected:
         return count;
     }
 
-    static Bytes left_in_request() { return {request(), request() + request_size}; }
+    static bytes left_in_request() { return {request(), request() + request_size}; }
 
-    static Bytes address_bytes(const void *address) {
+    static bytes address_bytes(const void *address) {
         return word(reinterpret_cast<std::uintptr_t>(address));
     }
 };
@@ -53,11 +53,11 @@ protected:
         return GetParam().call(0x11121314, count, static_cast<const std::uint32_t *>(list),
                                0x21222324, 0x31323334);
     }
-    int call(const Bytes &list) {
+    int call(const bytes &list) {
         return call(static_cast<std::uint32_t>(list.size() / 4), list.data());
     }
 
-    fake::LtlList request_sent(const Bytes &payload, const Bytes &list,
+    fake::LtlList request_sent(const bytes &payload, const bytes &list,
                                std::uint32_t queue = client.queue) const {
         return {.request = GetParam().request,
                 .queue = queue,
@@ -85,8 +85,8 @@ protected:
     }
 
     // The request for three interfaces.
-    const Bytes three_ = hex("41424344 51525354 61626364");
-    const Bytes payload_of_three_ = hex("0100"
+    const bytes three_ = hex("41424344 51525354 61626364");
+    const bytes payload_of_three_ = hex("0100"
                                         "14131211 24232221 00000000 0300 0000 00000000 00000000");
 };
 
@@ -130,11 +130,11 @@ TEST_P(ListRequestTest, HoldsTheCopyUntilTheSendReturns) {
 TEST_P(ListRequestTest, ReadsTheListFromAnyAddress) {
     for (const std::size_t offset : {0U, 1U, 2U, 3U}) {
         SCOPED_TRACE(offset);
-        const auto bytes = patched(pattern(20), 4 + offset, three_);
-        auto list = bytes;
+        const auto raw = patched(pattern(20), 4 + offset, three_);
+        auto list = raw;
         EXPECT_EQ(call(3, list.data() + 4 + offset), 1);
         EXPECT_CALLS(request_sent(payload_of_three_, three_));
-        EXPECT_EQ(list, bytes);
+        EXPECT_EQ(list, raw);
     }
 }
 
@@ -159,7 +159,7 @@ TEST_P(ListRequestTest, AnEmptyListThatGetsNoMemoryIsAFailure) {
 
 TEST_P(ListRequestTest, AListOf65537IsCopiedWholeAndCountedAs1) {
     constexpr std::uint32_t count = 65537;
-    Bytes list(count * 4);
+    bytes list(count * 4);
     for (std::size_t i = 0; i < list.size(); ++i)
         list[i] = static_cast<std::uint8_t>(i / 4 * 7 + i % 4 * 31 + i / 1024);
     platform().list_size = count;
@@ -249,14 +249,14 @@ TEST_P(ListRequestTest, ARequestWithinARequestReleasesBothCopies) {
 
 class BuildEntryTest : public LtlRequestTest {
 protected:
-    const Bytes list_ = hex("41424344 51525354");
+    const bytes list_ = hex("41424344 51525354");
 };
 
 TEST_F(BuildEntryTest, FillsAllOfAnEntryAtAnyAddress) {
     for (const std::size_t offset : {0U, 1U, 2U, 3U}) {
         SCOPED_TRACE(offset);
-        auto bytes = pattern(32);
-        auto *const entry = reinterpret_cast<vell_ltl_entry *>(bytes.data() + offset);
+        auto raw = pattern(32);
+        auto *const entry = reinterpret_cast<vell_ltl_entry *>(raw.data() + offset);
         EXPECT_EQ(vell_nerb_build_mcast_ltl_info(
                       0x11121314, 2, reinterpret_cast<const std::uint32_t *>(list_.data()),
                       0x21222324, entry),
@@ -266,23 +266,23 @@ TEST_F(BuildEntryTest, FillsAllOfAnEntryAtAnyAddress) {
         ASSERT_NE(copy, nullptr);
         const auto filled = patched(hex("14131211 24232221 00000000 0200 0000 00000000 00000000"),
                                     16, address_bytes(copy));
-        EXPECT_EQ(bytes, patched(pattern(32), offset, filled));
+        EXPECT_EQ(raw, patched(pattern(32), offset, filled));
         EXPECT_EQ(std::memcmp(copy, list_.data(), 8), 0);
         allocations_.release(copy);
     }
-    EXPECT_EQ(left_in_request(), Bytes(26));
+    EXPECT_EQ(left_in_request(), bytes(26));
 }
 
 TEST_F(BuildEntryTest, WithoutMemoryLeavesANullListAndError1484WithoutALineFeed) {
-    auto bytes = pattern(24);
+    auto raw = pattern(24);
     allocations_.fail();
     EXPECT_EQ(vell_nerb_build_mcast_ltl_info(
                   0x11121314, 2, reinterpret_cast<const std::uint32_t *>(list_.data()), 0x21222324,
-                  reinterpret_cast<vell_ltl_entry *>(bytes.data())),
+                  reinterpret_cast<vell_ltl_entry *>(raw.data())),
               0);
     EXPECT_CALLS(error_logged("vell_nerb_build_mcast_ltl_info", 1484, "p_ifidx alloc failed",
                               "p_ifidx alloc failed"));
-    EXPECT_EQ(bytes, hex("14131211 24232221 00000000 0200 0000 00000000 00000000"));
+    EXPECT_EQ(raw, hex("14131211 24232221 00000000 0200 0000 00000000 00000000"));
 }
 
 class ReleaseTest : public LtlRequestTest {
@@ -291,9 +291,9 @@ protected:
         return {.queue = queue, .count = 1, .entries = hex(entry), .cookie = 0x31323334};
     }
 
-    static Bytes left_in_release() {
-        const auto *const bytes = reinterpret_cast<const std::uint8_t *>(&ltl_dealloc);
-        return {bytes, bytes + sizeof ltl_dealloc};
+    static bytes left_in_release() {
+        const auto *const raw = reinterpret_cast<const std::uint8_t *>(&ltl_dealloc);
+        return {raw, raw + sizeof ltl_dealloc};
     }
 };
 

@@ -37,7 +37,7 @@ protected:
 
     Handler handler_;
     int rsp_ = 0;
-    Bytes results_ = pattern(16);
+    bytes results_ = pattern(16);
 };
 
 class LtlResponseTest : public LtlReplyTest {

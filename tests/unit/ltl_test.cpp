@@ -2,28 +2,28 @@
 
 #include <cstdio>
 
-Bytes bytes_of(const Oif &oif) {
+bytes bytes_of(const Oif &oif) {
     const std::uint32_t other = ~oif.if_index * 0x01010105;
     // The flag's byte, and next to it bytes in which the flag's bit says the opposite.
-    const Bytes flags = oif.svi ? hex("04fbfbfb") : hex("fb040404");
-    Bytes bytes = joined(word(other), flags);
-    bytes = joined(joined(bytes, word(other + 1)), word(other + 2));
-    bytes = joined(bytes, word(oif.if_index));
-    return joined(joined(joined(bytes, word(other + 3)), word(other + 4)), word(other + 5));
+    const bytes flags = oif.svi ? hex("04fbfbfb") : hex("fb040404");
+    bytes raw = word(other) + flags;
+    raw = raw + word(other + 1) + word(other + 2);
+    raw = raw + word(oif.if_index);
+    return raw + word(other + 3) + word(other + 4) + word(other + 5);
 }
 
-Bytes bytes_of(const Oifs &oifs) {
-    Bytes bytes;
+bytes bytes_of(const Oifs &oifs) {
+    bytes raw;
     for (const auto &oif : oifs)
-        bytes = joined(bytes, bytes_of(oif));
-    return bytes;
+        raw = raw + bytes_of(oif);
+    return raw;
 }
 
-Bytes bytes_of(const Updates &updates) {
-    Bytes bytes;
+bytes bytes_of(const Updates &updates) {
+    bytes raw;
     for (const auto &update : updates)
-        bytes = joined(bytes, joined(word(update.if_index), word(update.operation)));
-    return bytes;
+        raw = raw + word(update.if_index) + word(update.operation);
+    return raw;
 }
 
 LtlTest::LtlTest() {

@@ -18,8 +18,8 @@ struct Oif {
 using Oifs = std::vector<Oif>;
 
 // Its 32 bytes. Those that are not looked at are different for every interface.
-Bytes bytes_of(const Oif &oif);
-Bytes bytes_of(const Oifs &oifs);
+bytes bytes_of(const Oif &oif);
+bytes bytes_of(const Oifs &oifs);
 
 // An update of a flood set, as the LTL manager is sent it.
 struct Update {
@@ -30,7 +30,7 @@ struct Update {
 };
 using Updates = std::vector<Update>;
 
-Bytes bytes_of(const Updates &updates);
+bytes bytes_of(const Updates &updates);
 
 // A client with a queue. At the end everything that the library allocated must have been released,
 // once.

@@ -31,7 +31,7 @@ std::string logged_text(int line, const std::string &text) {
 // the skipping of SVIs; it is noticed when an interface is matched or looked for, not before.
 class Model {
 public:
-    Model(const Oifs &was, const Oifs &is, const Bytes &delta, const Lookups &lookups)
+    Model(const Oifs &was, const Oifs &is, const bytes &delta, const Lookups &lookups)
         : was_(was), is_(is), lookups_(lookups) {
         outcome_.delta = delta;
         for (unsigned byte = 0; byte < 4; ++byte)
@@ -138,7 +138,7 @@ private:
 
 } // namespace
 
-Outcome model_of(const Oifs &was, const Oifs &is, const Bytes &delta, const Lookups &lookups) {
+Outcome model_of(const Oifs &was, const Oifs &is, const bytes &delta, const Lookups &lookups) {
     if (!was.empty() || !is.empty())
         return Model(was, is, delta, lookups).run();
     return {.delta = delta,
@@ -153,7 +153,7 @@ Outcome take_outcome() {
         if (const auto *log = std::get_if<fake::ClientLog>(&call))
             outcome.texts.emplace_back(log->record.begin() + 4, log->record.end() - 1);
         if (const auto *update = std::get_if<fake::FloodUpdate>(&call))
-            outcome.delta = joined(std::move(outcome.delta), update->payload);
+            outcome.delta = std::move(outcome.delta) + update->payload;
     }
     return outcome;
 }

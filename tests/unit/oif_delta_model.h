@@ -23,13 +23,13 @@ struct Lookups {
 // What a delta comes to: its bytes, the interfaces looked up in order, and the client log's texts.
 struct Outcome {
     std::uint32_t result = 0;
-    Bytes delta = {};
+    bytes delta = {};
     std::vector<std::uint32_t> looked_up = {};
     std::vector<std::string> texts = {};
 };
 
 // Of lists in order, and a delta of these bytes.
-Outcome model_of(const Oifs &was, const Oifs &is, const Bytes &delta, const Lookups &lookups);
+Outcome model_of(const Oifs &was, const Oifs &is, const bytes &delta, const Lookups &lookups);
 
 // What the library looked up and logged since the last time.
 Outcome take_outcome();

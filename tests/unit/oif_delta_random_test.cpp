@@ -37,7 +37,7 @@ protected:
     }
 
     // A head of other bytes, the bitmask among them, and room for the updates.
-    static Bytes fresh(const Oifs &was, const Oifs &is) {
+    static bytes fresh(const Oifs &was, const Oifs &is) {
         return pattern(24 + 8 * (was.size() + is.size()));
     }
 
@@ -74,7 +74,7 @@ protected:
                                   expected.texts.back().substr(0, 29));
     }
 
-    static Updates updates_in(const Bytes &delta) {
+    static Updates updates_in(const bytes &delta) {
         vell_flood_delta head;
         std::memcpy(&head, delta.data(), sizeof head);
         Updates updates(head.update_count);

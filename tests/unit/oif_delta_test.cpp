@@ -11,16 +11,15 @@ class DeltaTest : public LtlTest {
 protected:
     // What a delta holds before: a VLAN id, reserved bytes, bit 9 of the bitmask, reserved bytes
     // and a count.
-    static Bytes fresh(std::size_t room) {
-        return joined(hex("61626364 7172737475767778 00020000 81828384 05000000"),
-                      pattern(room * 8));
+    static bytes fresh(std::size_t room) {
+        return hex("61626364 7172737475767778 00020000 81828384 05000000") + pattern(room * 8);
     }
 
     // Its bytes when it is filled; `bitmask` in digits as it lies in memory.
-    static Bytes filled(std::size_t room, const char *bitmask, const Updates &updates) {
-        auto bytes = patched(fresh(room), 12, hex(bitmask));
-        bytes = patched(bytes, 20, word(static_cast<std::uint32_t>(updates.size())));
-        return patched(bytes, 24, bytes_of(updates));
+    static bytes filled(std::size_t room, const char *bitmask, const Updates &updates) {
+        auto raw = patched(fresh(room), 12, hex(bitmask));
+        raw = patched(raw, 20, word(static_cast<std::uint32_t>(updates.size())));
+        return patched(raw, 24, bytes_of(updates));
     }
 
     struct Case {

@@ -26,8 +26,8 @@ TEST(OifComparison, OrdersByInterfaceIndexUnsigned) {
     for (const auto &row : rows) {
         SCOPED_TRACE(testing::Message() << row.first << " and " << row.second);
         for (const std::size_t offset : {0U, 1U, 2U, 3U}) {
-            const auto first = joined(Bytes(offset), bytes_of(Oif{row.first, true}));
-            const auto second = joined(Bytes(offset), bytes_of(Oif{row.second}));
+            const auto first = bytes(offset) + bytes_of(Oif{row.first, true});
+            const auto second = bytes(offset) + bytes_of(Oif{row.second});
             EXPECT_EQ(vell_oif_comp(first.data() + offset, second.data() + offset), row.result);
         }
     }
@@ -43,9 +43,9 @@ TEST(OifComparison, LooksAtTheIndexAlone) {
 }
 
 TEST(OifComparison, SortsWithTheCLibrary) {
-    auto bytes = bytes_of(Oifs{{7}, {0x80000001}, {3, true}, {0}, {5}});
-    std::qsort(bytes.data(), 5, 32, vell_oif_comp);
-    EXPECT_EQ(bytes, bytes_of(Oifs{{0}, {3, true}, {5}, {7}, {0x80000001}}));
+    auto raw = bytes_of(Oifs{{7}, {0x80000001}, {3, true}, {0}, {5}});
+    std::qsort(raw.data(), 5, 32, vell_oif_comp);
+    EXPECT_EQ(raw, bytes_of(Oifs{{0}, {3, true}, {5}, {7}, {0x80000001}}));
 }
 
 class LineCardTest : public LtlTest {
@@ -116,14 +116,14 @@ TEST_F(LineCardTest, ReportsThatTheFieldsFailedWithError1063) {
 
 TEST_F(LineCardTest, TheMaskMayLieAtAnyAddress) {
     for (const std::size_t offset : {0U, 1U, 2U, 3U}) {
-        auto bytes = pattern(12);
-        const auto before = patched(bytes, 4 + offset, hex("00000000"));
-        bytes = before;
+        auto raw = pattern(12);
+        const auto before = patched(raw, 4 + offset, hex("00000000"));
+        raw = before;
         EXPECT_EQ(
-            vell_set_flc_bitmask(reinterpret_cast<std::uint32_t *>(bytes.data() + 4 + offset), 17),
+            vell_set_flc_bitmask(reinterpret_cast<std::uint32_t *>(raw.data() + 4 + offset), 17),
             0U);
         EXPECT_CALLS(looked_up(17));
-        EXPECT_EQ(bytes, patched(before, 4 + offset, hex("00000200")));
+        EXPECT_EQ(raw, patched(before, 4 + offset, hex("00000200")));
     }
 }
 

@@ -40,7 +40,7 @@ protected:
 
     void place(std::size_t offset, const char *length_field = "0b00") {
         at_ = margin + offset;
-        before_ = patched(pattern(32), at_, joined(hex("0900"), hex(length_field)));
+        before_ = patched(pattern(32), at_, hex("0900") + hex(length_field));
         buffer_ = before_;
     }
 
@@ -51,13 +51,13 @@ protected:
     }
 
     void *message() { return buffer_.data() + at_; }
-    Bytes sent_bytes(const Bytes &bytes, std::size_t size = length) const {
-        return part(bytes, at_, size);
+    bytes sent_bytes(const bytes &raw, std::size_t size = length) const {
+        return part(raw, at_, size);
     }
 
     std::size_t at_ = 0;
-    Bytes before_;
-    Bytes buffer_;
+    bytes before_;
+    bytes buffer_;
     kyt_msg_ref reference_ = {};
 };
 
@@ -68,7 +68,7 @@ protected:
     int send() { return vell_send_zeb_vlans_disable(queue, message()); }
 
     // All bytes with type 2 written.
-    Bytes written() const { return patched(before_, at_, {2, 0}); }
+    bytes written() const { return patched(before_, at_, {2, 0}); }
 
     fake::Send disable_sent(std::size_t size = length) const {
         return sent({.queue = queue,
@@ -88,7 +88,7 @@ TEST_F(VlansDisableTest, SendsTheExpectedBytes) {
                        .option_word1 = 1,
                        .payload = hex("0200 0700 a5a6a7")}),
                  released(queue));
-    EXPECT_EQ(Bytes(std::begin(message), std::end(message)), hex("0200 0700 a5a6a7a8"));
+    EXPECT_EQ(bytes(std::begin(message), std::end(message)), hex("0200 0700 a5a6a7a8"));
     EXPECT_EQ(platform().payload_address, message);
 }
 
@@ -126,9 +126,9 @@ TEST_F(VlansDisableTest, TouchesAndSendsNothingBeyondAHeadAlone) {
         for (const auto &[side, distance] : places) {
             SCOPED_TRACE(testing::Message() << size << " bytes, distance " << distance);
             fake::reset_platform();
-            GuardedBuffer buffer(joined(hex("09f9"), hex(field)), side, distance);
+            GuardedBuffer buffer(hex("09f9") + hex(field), side, distance);
             EXPECT_EQ(vell_send_zeb_vlans_disable(queue, buffer.data()), 1);
-            const auto expected = joined(hex("0200"), hex(field));
+            const auto expected = hex("0200") + hex(field);
             EXPECT_CALLS(sent({.queue = queue,
                                .sap = 213,
                                .opcode = 75820,
@@ -266,7 +266,7 @@ TEST_F(OverlayRouteTest, ReadsNothingBeyondAHeadAloneAndWritesNothing) {
     for (const auto &[field, size] : lengths_of_a_head) {
         for (const auto &[side, distance] : places) {
             SCOPED_TRACE(testing::Message() << size << " bytes, distance " << distance);
-            const auto message = joined(hex("09f9"), hex(field));
+            const auto message = hex("09f9") + hex(field);
             GuardedBuffer buffer(message, side, distance);
             buffer.make_read_only();
             EXPECT_EQ(vell_send_zeb_route_update(queue, buffer.data(), &reference_), 1);

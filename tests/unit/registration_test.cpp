@@ -23,11 +23,11 @@ const char *unreadable_name() {
     return reinterpret_cast<const char *>(1);
 }
 
-Bytes register_payload(const Bytes &uuid, const std::string &name) {
-    return zero_padded(joined(joined({0, 0, 0, 0}, uuid), characters(name)), 248);
+bytes register_payload(const bytes &uuid, const std::string &name) {
+    return zero_padded(bytes{0, 0, 0, 0} + uuid + characters(name), 248);
 }
 
-fake::Send register_request(std::uint32_t queue, const Bytes &payload) {
+fake::Send register_request(std::uint32_t queue, const bytes &payload) {
     return sent(
         {.queue = queue, .sap = 212, .opcode = 75796, .option_word1 = 0, .payload = payload});
 }
@@ -76,7 +76,7 @@ using RegisterTest = LibraryTest;
 TEST_F(RegisterTest, SendsUuidAndNameAndReleasesTheReference) {
     EXPECT_EQ(vell_register(0x14131211, 0x24232221, "eth/seg"), 1U);
 
-    const Bytes head = {0, 0, 0, 0, 0x21, 0x22, 0x23, 0x24, 'e', 't', 'h', '/', 's', 'e', 'g'};
+    const bytes head = {0, 0, 0, 0, 0x21, 0x22, 0x23, 0x24, 'e', 't', 'h', '/', 's', 'e', 'g'};
     EXPECT_CALLS(register_request(0x14131211, zero_padded(head, 248)), released(0x14131211));
     EXPECT_EQ(client_state(), (ClientState{.id = 0, .queue = 0x14131211, .uuid = 0x24232221}));
 }
@@ -117,7 +117,7 @@ TEST_F(RegisterTest, LogsANameThatIsTooLongUnderTheUuidHeldBefore) {
 
 class NamelessUuidTest : public LibraryTest, public testing::WithParamInterface<std::uint32_t> {
 protected:
-    Bytes payload() const {
+    bytes payload() const {
         return GetParam() == 286 ? zero_padded({0, 0, 0, 0, 0x1e, 0x01, 0, 0}, 248)
                                  : zero_padded({0, 0, 0, 0, 0x50, 0x02, 0, 0}, 248);
     }

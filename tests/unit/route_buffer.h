@@ -1,7 +1,7 @@
 // A route record in a client's buffer: at any offset, with other bytes around it.
 #pragma once
 
-#include "bytes.h"
+#include "tests/support/bytes.h"
 
 #include <vell.h>
 
@@ -24,20 +24,20 @@ public:
 
     void restore() { std::copy(before_.begin(), before_.end(), bytes_); }
 
-    void put(std::size_t offset, const Bytes &bytes) {
-        std::copy(bytes.begin(), bytes.end(), bytes_ + at_ + offset);
+    void put(std::size_t offset, const bytes &raw) {
+        std::copy(raw.begin(), raw.end(), bytes_ + at_ + offset);
     }
 
     // All bytes now, those around the record included.
-    Bytes now() const { return {bytes_, bytes_ + size}; }
+    bytes now() const { return {bytes_, bytes_ + size}; }
 
     // All bytes as they started, with `patch` at the record's `offset`.
-    Bytes started_with(std::size_t offset, const Bytes &patch) const {
+    bytes started_with(std::size_t offset, const bytes &patch) const {
         return patched(before_, at_ + offset, patch);
     }
 
 private:
     std::size_t at_;
-    Bytes before_;
+    bytes before_;
     alignas(16) std::uint8_t bytes_[size];
 };

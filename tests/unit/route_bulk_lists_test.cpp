@@ -8,7 +8,7 @@ using fake::platform;
 class BulkListTest : public ListTest {
 protected:
     // `count` entries back to back, as a client has them.
-    static Bytes entries(std::uint32_t count) {
+    static bytes entries(std::uint32_t count) {
         return part(list_of(count), 4, count * list().entry_size);
     }
 };
@@ -39,7 +39,7 @@ TEST_P(BulkListTest, AppendsNothingForACountOf0) {
 TEST_P(BulkListTest, TakesEntriesAtOddAddresses) {
     for (const std::size_t offset : {1U, 2U, 3U}) {
         SCOPED_TRACE(offset);
-        const auto shifted = joined(Bytes(offset), entries(3));
+        const auto shifted = bytes(offset) + entries(3);
         list().add_all(route(), shifted.data() + offset, 3);
         EXPECT_CALLS(appended(list().tlv_type, list_of(3)));
     }

@@ -26,7 +26,7 @@ TEST_F(OifEntryTest, CarriesTheKindOfItsAddFunction) {
         SCOPED_TRACE(row.name);
         vell_mrib_add_oifs_begin();
         row.add(0xf4131211);
-        const Bytes list = {1, 0, 0, 0, 0x11, 0x12, 0x13, 0xf4, row.kind, 0, 0, 0};
+        const bytes list = {1, 0, 0, 0, 0x11, 0x12, 0x13, 0xf4, row.kind, 0, 0, 0};
         EXPECT_EQ(part(scratch(), 0, 12), list);
         EXPECT_EQ(row.constant, row.kind);
     }
@@ -42,7 +42,7 @@ TEST_F(OifEntryTest, KindsMayBeMixedInOneList) {
     vell_mrib_add_duxsvi_oif(0x34333231);
     vell_mrib_add_oifs_end(route());
 
-    const Bytes list = {
+    const bytes list = {
         0x05, 0,    0,    0,                   // count
         0x11, 0x12, 0x13, 0x14, 0x0c, 0, 0, 0, // both
         0x00, 0x00, 0x00, 0x00, 0x00, 0, 0, 0, // reg
@@ -61,7 +61,7 @@ TEST_F(MtiEntryTest, CarriesItsFourWordsInOrder) {
     vell_mrib_add_mti_encap(0x14131211, 0x24232221, 0x34333231, 0x44434241);
     vell_mrib_add_mti_encap(0xf4f3f2f1, 0, 0xffffffff, 0x80000001);
 
-    const Bytes list = {
+    const bytes list = {
         0x02, 0,    0,    0, // count
         0x11, 0x12, 0x13, 0x14, 0x21, 0x22, 0x23, 0x24, 0x31, 0x32, 0x33,
         0x34, 0x41, 0x42, 0x43, 0x44, 0xf1, 0xf2, 0xf3, 0xf4, 0x00, 0x00,
@@ -79,21 +79,21 @@ protected:
     }
 
     // The scratch buffer with one entry whose two last words and then whose data are written.
-    Bytes scratch_with(const Bytes &length_word, const Bytes &data) const {
-        auto bytes =
+    bytes scratch_with(const bytes &length_word, const bytes &data) const {
+        auto raw =
             patched(before_, 0, {0x01, 0,    0,    0,                            // count
                                  0x11, 0x12, 0x13, 0x14, 0x21, 0x22, 0x23, 0x24, // the four words
                                  0x31, 0x32, 0x33, 0x34, 0x41, 0x42, 0x43, 0x44});
-        bytes = patched(bytes, 4 + 52, length_word);
-        bytes = patched(bytes, 4 + 56, {0x61, 0x62, 0x63, 0x64});
-        return patched(bytes, 4 + 16, data);
+        raw = patched(raw, 4 + 52, length_word);
+        raw = patched(raw, 4 + 56, {0x61, 0x62, 0x63, 0x64});
+        return patched(raw, 4 + 16, data);
     }
 };
 
 TEST_F(GltEntryTest, CarriesWordsDataLengthAndLastWord) {
     vell_mrib_add_glt_encap_begin();
     add(glt_data, 36);
-    const Bytes entry = {
+    const bytes entry = {
         0x01, 0x00, 0x00, 0x00, // count
         0x11, 0x12, 0x13, 0x14, 0x21, 0x22, 0x23, 0x24, 0x31, 0x32, 0x33, 0x34,
         0x41, 0x42, 0x43, 0x44,                                                 // words
@@ -114,7 +114,7 @@ TEST_F(GltEntryTest, KeepsWhatTheBufferHeldWhereNoDataIsGiven) {
         vell_mrib_add_glt_encap_begin();
         add(glt_data, length);
         EXPECT_EQ(scratch(), scratch_with({static_cast<std::uint8_t>(length), 0, 0, 0},
-                                          Bytes(glt_data, glt_data + length)));
+                                          bytes(glt_data, glt_data + length)));
     }
 }
 
@@ -133,14 +133,14 @@ TEST_F(GltEntryTest, TakesDataAtOddAddresses) {
     vell_mrib_add_glt_encap_begin();
     add(odd + 3, 36);
     EXPECT_EQ(scratch(),
-              scratch_with({36, 0, 0, 0}, Bytes(std::begin(glt_data), std::end(glt_data))));
+              scratch_with({36, 0, 0, 0}, bytes(std::begin(glt_data), std::end(glt_data))));
 }
 
 TEST_F(GltEntryTest, TakesAsManyDataBytesAsItIsToldOverTheWordsBehindTheField) {
     for (const std::uint32_t length : {37U, 40U, 41U, 44U, 45U, 60U, 104U, 255U, 1000U, 65537U}) {
         SCOPED_TRACE(length);
         std::copy(before_.begin(), before_.end(), std::begin(vell_mrib_buf));
-        Bytes data(length);
+        bytes data(length);
         for (std::uint32_t i = 0; i < length; ++i)
             data[i] = static_cast<std::uint8_t>(0xc7 + 13 * i);
         vell_mrib_add_glt_encap_begin();
@@ -158,22 +158,22 @@ TEST_F(GltEntryTest, TakesItsDataWhateverTheLastWordIs) {
         vell_mrib_add_glt_encap(0x14131211, 0x24232221, 0x34333231, 0x44434241, glt_data, 36,
                                 last_word);
         const auto entry =
-            scratch_with({36, 0, 0, 0}, Bytes(std::begin(glt_data), std::end(glt_data)));
+            scratch_with({36, 0, 0, 0}, bytes(std::begin(glt_data), std::end(glt_data)));
         EXPECT_EQ(scratch(), patched(entry, 4 + 56, word(last_word)));
     }
 }
 
 TEST_F(GltEntryTest, FollowsAnOverlongEntryAfter60BytesAllTheSame) {
-    const Bytes data(100, 0xcc);
+    const bytes data(100, 0xcc);
     vell_mrib_add_glt_encap_begin();
     add(data.data(), 100);
     add(glt_data, 36);
     const auto now = scratch();
     EXPECT_EQ(part(now, 0, 4), word(2));
-    EXPECT_EQ(part(now, 4 + 16, 44), Bytes(44, 0xcc));
-    EXPECT_EQ(part(now, 4 + 60, 4), (Bytes{0x11, 0x12, 0x13, 0x14}));
-    EXPECT_EQ(part(now, 4 + 60 + 16, 36), Bytes(std::begin(glt_data), std::end(glt_data)));
-    EXPECT_EQ(part(now, 4 + 60 + 52, 4), (Bytes{36, 0, 0, 0}));
+    EXPECT_EQ(part(now, 4 + 16, 44), bytes(44, 0xcc));
+    EXPECT_EQ(part(now, 4 + 60, 4), (bytes{0x11, 0x12, 0x13, 0x14}));
+    EXPECT_EQ(part(now, 4 + 60 + 16, 36), bytes(std::begin(glt_data), std::end(glt_data)));
+    EXPECT_EQ(part(now, 4 + 60 + 52, 4), (bytes{36, 0, 0, 0}));
 }
 
 } // namespace

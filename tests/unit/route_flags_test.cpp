@@ -88,9 +88,9 @@ static_assert(std::size(testers) == 25);
 constexpr std::uint64_t all_ones = 0xffffffffffffffff;
 constexpr std::uint64_t unnamed_bit = 0x10000000000; // 1 << 40
 
-Bytes long_word(std::uint64_t number) {
-    return joined(word(static_cast<std::uint32_t>(number)),
-                  word(static_cast<std::uint32_t>(number >> 32)));
+bytes long_word(std::uint64_t number) {
+    return word(static_cast<std::uint32_t>(number)) +
+           word(static_cast<std::uint32_t>(number >> 32));
 }
 
 // The record at an aligned and at odd addresses.

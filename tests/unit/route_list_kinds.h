@@ -17,7 +17,7 @@ struct ListKind {
     void (*begin)();
     // Adds an entry that differs from those of other numbers, and the bytes it should have.
     void (*add)(std::uint32_t number);
-    Bytes (*entry)(std::uint32_t number);
+    bytes (*entry)(std::uint32_t number);
     void (*end)(vell_mrib_route *);
     void (*add_all)(vell_mrib_route *, const void *entries, std::uint32_t count);
     // The most entries whose TLV length fits 16 bits, that length, and the length that one more
@@ -43,7 +43,7 @@ inline const ListKind list_kinds[] = {
         .add = [](std::uint32_t number) { vell_mrib_add_vprime_oif(0x14131200 + number); },
         .entry =
             [](std::uint32_t number) {
-                return joined(word(0x14131200 + number), {1, 0, 0, 0});
+                return word(0x14131200 + number) + bytes{1, 0, 0, 0};
             },
         .end = vell_mrib_add_oifs_end,
         .add_all =
@@ -68,8 +68,8 @@ inline const ListKind list_kinds[] = {
             },
         .entry =
             [](std::uint32_t number) {
-                return joined(word(0x14131200 + number), {0x21, 0x22, 0x23, 0x24, 0x31, 0x32, 0x33,
-                                                          0x34, 0x41, 0x42, 0x43, 0x44});
+                return word(0x14131200 + number) + bytes{0x21, 0x22, 0x23, 0x24, 0x31, 0x32,
+                                                         0x33, 0x34, 0x41, 0x42, 0x43, 0x44};
             },
         .end = vell_mrib_add_mti_encap_end,
         .add_all =
@@ -95,11 +95,10 @@ inline const ListKind list_kinds[] = {
             },
         .entry =
             [](std::uint32_t number) {
-                return joined(
-                    joined(word(0x14131200 + number), {0x21, 0x22, 0x23, 0x24, 0x31, 0x32, 0x33,
-                                                       0x34, 0x41, 0x42, 0x43, 0x44}),
-                    joined(Bytes(std::begin(glt_data), std::end(glt_data)),
-                           {0x24, 0x00, 0x00, 0x00, 0x61, 0x62, 0x63, 0x64}));
+                return word(0x14131200 + number) + bytes{0x21, 0x22, 0x23, 0x24, 0x31, 0x32,
+                                                         0x33, 0x34, 0x41, 0x42, 0x43, 0x44} +
+                       bytes(std::begin(glt_data), std::end(glt_data)) +
+                       bytes{0x24, 0x00, 0x00, 0x00, 0x61, 0x62, 0x63, 0x64};
             },
         .end = vell_mrib_add_glt_encap_end,
         .add_all =
@@ -121,19 +120,19 @@ protected:
         std::copy(before_.begin(), before_.end(), std::begin(vell_mrib_buf));
     }
 
-    static Bytes scratch() { return {std::begin(vell_mrib_buf), std::end(vell_mrib_buf)}; }
+    static bytes scratch() { return {std::begin(vell_mrib_buf), std::end(vell_mrib_buf)}; }
 
     vell_mrib_route *route() { return buffer_.route(); }
 
     const void *array() { return reinterpret_cast<const std::uint8_t *>(buffer_.route()) + 40; }
 
     // The one append of a list at the start of the scratch buffer.
-    fake::AppendTlv appended(std::uint16_t type, const Bytes &list, const TlvCursor &cursor = {}) {
+    fake::AppendTlv appended(std::uint16_t type, const bytes &list, const TlvCursor &cursor = {}) {
         return appended_cut(type, static_cast<std::uint16_t>(list.size()), list, cursor);
     }
 
     // The same of a list that is longer than the TLV's length.
-    fake::AppendTlv appended_cut(std::uint16_t type, std::uint16_t length, const Bytes &list,
+    fake::AppendTlv appended_cut(std::uint16_t type, std::uint16_t length, const bytes &list,
                                  const TlvCursor &cursor = {}) {
         return {.array = array(),
                 .position = &p_current_tlv_addr,
@@ -144,11 +143,11 @@ protected:
                 .type = type,
                 .length = length,
                 .value = vell_mrib_buf,
-                .bytes = part(list, 0, length),
+                .raw = part(list, 0, length),
                 .reserved = 0};
     }
 
-    const Bytes before_;
+    const bytes before_;
     RouteBuffer buffer_{0};
 };
 
@@ -162,11 +161,11 @@ protected:
     }
 
     // The list of entries number 0 to `count` - 1, as it should lie in memory.
-    static Bytes list_of(std::uint32_t count) {
-        Bytes bytes = word(count);
+    static bytes list_of(std::uint32_t count) {
+        bytes raw = word(count);
         for (std::uint32_t i = 0; i < count; ++i)
-            bytes = joined(std::move(bytes), list().entry(i));
-        return bytes;
+            raw = std::move(raw) + list().entry(i);
+        return raw;
     }
 
     static void add(std::uint32_t count) {

@@ -194,7 +194,7 @@ TEST_P(ListTest, AClientThatSetsTheCursorToNullClosesTheList) {
 }
 
 TEST_P(ListTest, AListIsWhereItsCursorPoints) {
-    Bytes own(4 + 2 * list().entry_size);
+    bytes own(4 + 2 * list().entry_size);
     list().begin();
     *list().cursor = reinterpret_cast<vell_mrib_list *>(own.data());
     add(2);
@@ -208,12 +208,12 @@ TEST_P(ListTest, AListIsWhereItsCursorPoints) {
 
 TEST_P(ListTest, AListOfAClientsOwnMayHaveMoreEntriesThan16BitsCount) {
     const auto size = list().entry_size;
-    Bytes own(4 + 65537 * size);
+    bytes own(4 + 65537 * size);
     own[2] = 1; // 65536 entries
     *list().cursor = reinterpret_cast<vell_mrib_list *>(own.data());
     list().add(7);
     EXPECT_EQ(part(own, 0, 4 + size), zero_padded(hex("01000100"), 4 + size));
-    EXPECT_EQ(part(own, 4 + 65535 * size, 2 * size), joined(Bytes(size), list().entry(7)));
+    EXPECT_EQ(part(own, 4 + 65535 * size, 2 * size), bytes(size) + list().entry(7));
     list().end(route());
     auto expected = appended_cut(list().tlv_type, static_cast<std::uint16_t>(4 + size), own);
     expected.value = own.data();
@@ -245,7 +245,7 @@ TEST_P(ListTest, OpeningAnotherListLosesTheEntriesOfTheOpenOne) {
         EXPECT_NO_CALLS();
         other.add(0);
         other.end(route());
-        EXPECT_CALLS(appended(other.tlv_type, joined(word(1), other.entry(0))));
+        EXPECT_CALLS(appended(other.tlv_type, word(1) + other.entry(0)));
     }
 }
 
@@ -289,7 +289,7 @@ TEST_F(ScratchTest, TheThreeListsOfARouteAreBuiltOneAfterTheOtherInAnyOrder) {
             list.begin();
             list.add(4);
             list.end(route());
-            EXPECT_CALLS(appended(list.tlv_type, joined(word(1), list.entry(4))));
+            EXPECT_CALLS(appended(list.tlv_type, word(1) + list.entry(4)));
         }
     }
 }

@@ -7,7 +7,7 @@ namespace {
 // The record at aligned and odd addresses alike.
 class RouteRecordTest : public LibraryTest, public testing::WithParamInterface<std::size_t> {
 protected:
-    void expect_only(std::size_t offset, const Bytes &patch) {
+    void expect_only(std::size_t offset, const bytes &patch) {
         EXPECT_EQ(buffer_.now(), buffer_.started_with(offset, patch));
         buffer_.restore();
     }
@@ -102,7 +102,7 @@ TEST_P(RouteRecordTest, ReservedBytesHoldWhatTheBufferHeldWhenAllFieldsAreFilled
     vell_mrib_set_df_ordinal(route(), 0x38);
     vell_mrib_set_table_id(route(), 0x44434241);
 
-    const Bytes record = {
+    const bytes record = {
         0x01, 0xa1, 0xa2, 0xa3,                         // opcode
         0x01, 0x00, 0x00, 0x02, 0x00, 0x00, 0x00, 0x00, // flags
         0x20, 0x1c, 0xa4, 0xa5,                         // source and group length

@@ -206,7 +206,7 @@ protected:
 
     static fake::Send requested(const char *clear_counters) {
         auto request = stats_sent(75785, "41424344 61 81 0000 51525354 71727374");
-        request.payload = joined(request.payload, hex(clear_counters));
+        request.payload = request.payload + hex(clear_counters);
         return request;
     }
 
@@ -234,14 +234,14 @@ TEST_F(Ipv4StatsTest, WithClearingSendsTheValueAndTracesOnceBeforeTheRelease) {
 TEST_F(Ipv4StatsTest, DoesNotReduceTheValue) {
     const struct {
         std::uint32_t value;
-        const char *bytes;
+        const char *raw;
     } rows[] = {
         {1, "01000000"}, {0x100, "00010000"}, {0x80000000, "00000080"}, {0x94939291, "91929394"}};
     for (const auto &row : rows) {
         SCOPED_TRACE(row.value);
         fake::reset_platform();
         EXPECT_EQ(send(row.value), 1);
-        EXPECT_CALLS(requested(row.bytes), logged(clear_sent()), released(0x14131211));
+        EXPECT_CALLS(requested(row.raw), logged(clear_sent()), released(0x14131211));
     }
 }
 
@@ -309,36 +309,35 @@ constexpr Ipv6Request ipv6_requests[] = {
      },
      75799}};
 
-fake::Send ipv6_stats_sent(std::uint32_t opcode, const Bytes &source, const Bytes &group) {
+fake::Send ipv6_stats_sent(std::uint32_t opcode, const bytes &source, const bytes &group) {
     auto request = stats_sent(opcode, "41424344 61 81");
-    request.payload = joined(joined(joined(request.payload, source), group), hex("0000"));
+    request.payload = request.payload + source + group + hex("0000");
     return request;
 }
 
 TEST_F(RouteKeyTest, OfIpv6TakesAddressesFromAnywhereAndOnlyReadsThem) {
-    const auto before =
-        joined(hex("d1d2d3"), joined({source_address, source_address + 16}, hex("d4d5d6")));
+    const auto before = hex("d1d2d3") + bytes{source_address, source_address + 16} + hex("d4d5d6");
     for (const auto &request : ipv6_requests) {
         for (const std::size_t offset : {0U, 1U, 2U, 3U}) {
             SCOPED_TRACE(testing::Message()
                          << "opcode " << request.opcode << ", offset " << offset);
             fake::reset_platform();
-            auto bytes = before;
-            const auto *const source = bytes.data() + offset;
-            const auto *const group = bytes.data() + offset + 1;
+            auto raw = before;
+            const auto *const source = raw.data() + offset;
+            const auto *const group = raw.data() + offset + 1;
             EXPECT_EQ(request.send(source, group), 1);
             EXPECT_CALLS(addresses_copied(source, group),
                          ipv6_stats_sent(request.opcode, part(before, offset, 16),
                                          part(before, offset + 1, 16)),
                          released(0x14131211));
-            EXPECT_EQ(bytes, before);
+            EXPECT_EQ(raw, before);
         }
     }
 }
 
 TEST_F(RouteKeyTest, OfIpv6ReadsNothingAroundTheAddressesAndWritesNothing) {
-    const Bytes source(source_address, source_address + 16);
-    const Bytes group(group_address, group_address + 16);
+    const bytes source(source_address, source_address + 16);
+    const bytes group(group_address, group_address + 16);
     for (const auto &request : ipv6_requests) {
         for (const auto side : {GuardedBuffer::Side::front, GuardedBuffer::Side::back}) {
             for (const std::size_t distance : {0U, 1U, 2U, 3U}) {

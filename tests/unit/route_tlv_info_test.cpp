@@ -29,7 +29,7 @@ constexpr Counts no_counts = {.oif = 0, .mti = 0, .glt = 0};
 Tlv list_tlv(std::uint16_t type, std::uint32_t count) {
     return {.type = type,
             .length = 12,
-            .value = joined(word(count), {0xee, 0xee, 0xee, 0xee, 0xee, 0xee, 0xee, 0xee})};
+            .value = word(count) + bytes{0xee, 0xee, 0xee, 0xee, 0xee, 0xee, 0xee, 0xee}};
 }
 
 class TlvInfoTest : public LibraryTest {

@@ -33,9 +33,9 @@ protected:
     std::uint8_t *message() { return buffer_.data() + offset_; }
 
     // The buffer when the head was written, and what of it goes out.
-    Bytes written() const {
-        auto bytes = patched(before_, offset_, {0xe7});
-        return patched(bytes, offset_ + 2, {0x21, 0x22, 0x31, 0x32});
+    bytes written() const {
+        auto raw = patched(before_, offset_, {0xe7});
+        return patched(raw, offset_ + 2, {0x21, 0x22, 0x31, 0x32});
     }
 
     fake::Send update() const {
@@ -48,8 +48,8 @@ protected:
     }
 
     std::size_t offset_ = 0;
-    const Bytes before_ = pattern(80);
-    Bytes buffer_ = before_;
+    const bytes before_ = pattern(80);
+    bytes buffer_ = before_;
     kyt_msg_ref reference_ = {};
 };
 

@@ -1,22 +1,22 @@
-// What a test changes outside itself, and puts back: a directory, and environment variables.
+// What a test changes outside itself, and puts back: a directory, environment variables, programs.
 #pragma once
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
 
-namespace sim_test {
-
-// A directory of mode 0700 that goes with the test.
+// A directory of mode 0700 that is removed with all it holds when the test ends.
 class scratch_directory {
 public:
     scratch_directory() {
-        std::string name = (std::filesystem::temp_directory_path() / "simXXXXXX").string();
-        if (mkdtemp(name.data()) == nullptr)
+        std::string name = std::filesystem::temp_directory_path() / "vell-test-XXXXXX";
+        if (mkdtemp(name.data()) == nullptr) {
             throw std::runtime_error("no scratch directory " + name);
+        }
         path_ = name;
     }
     scratch_directory(const scratch_directory &) = delete;
@@ -36,10 +36,11 @@ private:
 // Sets an environment variable, or with no value removes it.
 class scoped_environment {
 public:
-    scoped_environment(std::string name, std::optional<std::string> value)
+    scoped_environment(std::string name, const std::optional<std::string> &value)
         : name_(std::move(name)) {
-        if (const char *before = std::getenv(name_.c_str()))
+        if (const char *before = std::getenv(name_.c_str())) {
             before_ = before;
+        }
         set(value);
     }
     scoped_environment(const scoped_environment &) = delete;
@@ -48,14 +49,26 @@ public:
 
 private:
     void set(const std::optional<std::string> &value) const {
-        if (value)
+        if (value) {
             setenv(name_.c_str(), value->c_str(), 1);
-        else
+        } else {
             unsetenv(name_.c_str());
+        }
     }
 
     std::string name_;
     std::optional<std::string> before_;
 };
 
-} // namespace sim_test
+// Shell scripts that are found before the machine's programs of the same names.
+class stand_in_programs {
+public:
+    void put(const std::string &name, const std::string &script) const {
+        std::ofstream(folder_ / name) << "#!/bin/sh\n" << script;
+        std::filesystem::permissions(folder_ / name, std::filesystem::perms::owner_all);
+    }
+
+private:
+    scratch_directory folder_;
+    scoped_environment path_{"PATH", folder_.path() + ":" + std::getenv("PATH")};
+};
