@@ -1,6 +1,6 @@
 #include "sim/wire/log_line.h"
-#include "tests/sim/child.h"
-#include "tests/sim/scratch.h"
+#include "tests/support/process.h"
+#include "tests/support/scratch.h"
 
 #include <cerrno>
 #include <csignal>
@@ -14,8 +14,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using sim::log_line;
-using sim_test::child_result;
-using sim_test::scratch_directory;
 
 log_line sample(std::string text) {
     return {"2026-01-31T23:59:59.123456Z", "client", 4711, 384, 0x730000, 104, std::move(text)};
@@ -150,8 +148,8 @@ TEST(AppendLogLine, DoesNotFollowALink) {
 
 // Whether a line is written, and why not, when the file may grow by so many bytes only. A limit on
 // its size stands in for a full disk.
-child_result append_with_room_for(const scratch_directory &scratch, std::size_t room) {
-    return sim_test::run_in_child([&] {
+command_result append_with_room_for(const scratch_directory &scratch, std::size_t room) {
+    return run_in_child([&] {
         const auto size = static_cast<rlim_t>(fs::file_size(scratch / "log/client") + room);
         const rlimit limit{size, size};
         signal(SIGXFSZ, SIG_IGN);
