@@ -1,6 +1,7 @@
 // A file descriptor that closes itself.
 #pragma once
 
+#include <fcntl.h>
 #include <unistd.h>
 #include <utility>
 
@@ -29,5 +30,14 @@ public:
 private:
     int fd_ = -1;
 };
+
+// The same file under a descriptor above those of standard input, output and error, which the
+// process may have closed: what is printed there must not go into a file or connection of ours.
+inline file_descriptor above_standard(file_descriptor file) {
+    if (!file || file.get() > STDERR_FILENO) {
+        return file;
+    }
+    return file_descriptor(::fcntl(file.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+}
 
 } // namespace sim

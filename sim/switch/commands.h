@@ -13,6 +13,7 @@ using command_action = std::function<int()>; // returns the exit code
 
 command_action add_run(CLI::App &command);
 command_action add_show(CLI::App &command);
+command_action add_show_log(CLI::App &command); // `show log`
 command_action add_count(CLI::App &command);
 command_action add_stop(CLI::App &command);
 

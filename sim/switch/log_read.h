@@ -1,21 +1,108 @@
-// Reading the run directory's log files back.
+// The lines of a run directory's logs, merged by time. Reads no more of the files than it must: a
+// limit is found from their ends, and no file is ever in memory whole.
 #pragma once
 
+#include "sim/wire/log_file.h"
 #include "sim/wire/log_line.h"
 
-#include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace sim {
 
-struct log_contents {
-    std::vector<log_line> lines; // by time; lines of the same time in the order of the files
-    std::vector<std::string> complaints; // files and lines that cannot be read
-    std::string error;                   // not empty: there is no log at all
+struct log_filter {
+    std::string since{}; // a time or the start of one; empty for all
+    std::optional<std::uint32_t> pid{};
+    bool errors = false; // only these
+
+    bool lets_through(const log_line &line) const;
 };
 
-// The lines of the sinks history, client and service, or of the one named.
-log_contents read_log_files(const std::string &run_directory, const std::string &sink);
+// The files of one sink, one after the other.
+class sink_reader {
+public:
+    // `all_runs` includes the run before.
+    sink_reader(const std::string &run_directory, std::string_view sink, bool all_runs,
+                const log_filter &filter);
+
+    // The next line, oldest first; null when there is none. It stays the next until take().
+    const log_line *peek();
+    log_line take();
+
+    // Where the next line begins.
+    struct place {
+        std::size_t file = 0;
+        std::uint64_t offset = 0;
+    };
+    place end() const;
+    void go_to(const place &where);
+
+    // The line before the one that was stepped to last, or the last line after go_to(end()). Until
+    // go_to(), nothing else may be read.
+    struct earlier_line {
+        log_line line;
+        place start;
+    };
+    std::optional<earlier_line> step_back();
+
+    // Looks for what was logged since, also by a run that started with fresh logs.
+    void refresh();
+
+    // What could not be opened or is not a log line, each said once.
+    std::vector<std::string> complaints() const;
+    bool has_failed() const { return !errors_.empty(); }
+
+private:
+    struct log_file {
+        std::string path;
+        opened_log opened;
+    };
+
+    void open(const std::string &path, bool in_front);
+    std::optional<std::string> next_text();
+    std::optional<std::string> text_before();
+    bool read_block(std::uint64_t from, std::uint64_t to, std::string &block);
+    void note_error(const std::string &error);
+    void note_bad_line();
+
+    std::string path_; // of the latest file
+    log_filter filter_;
+    std::vector<log_file> files_; // the oldest first
+    std::size_t current_ = 0;
+    std::uint64_t offset_ = 0;     // of buffer_ in the current file
+    std::string buffer_;           // what has been read
+    std::size_t taken_ = 0;        // of the buffer
+    std::optional<log_line> head_; // what peek() shows
+    std::vector<std::string> errors_;
+    std::string first_bad_line_;
+    std::uint64_t bad_lines_ = 0;
+};
+
+struct log_query {
+    std::vector<std::string> sinks{};
+    bool all_runs = false;
+    std::optional<std::uint32_t> limit{}; // the latest lines
+    log_filter filter{};
+};
+
+class log_reader {
+public:
+    log_reader(const std::string &run_directory, const log_query &query);
+
+    // The next line, oldest first; empty when there is none.
+    std::optional<log_line> next();
+    void refresh();
+
+    std::vector<std::string> complaints() const;
+    bool has_failed() const;
+
+private:
+    void skip_all_but(std::uint32_t limit);
+
+    std::vector<sink_reader> sinks_;
+};
 
 } // namespace sim

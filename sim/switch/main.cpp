@@ -68,6 +68,12 @@ void sim::add_run_directory(CLI::App &command, std::string &run_directory) {
                     "Directory of the switch's socket and logs; default:\n"
                     "$VELLSIM_RUN_DIR, else $XDG_RUNTIME_DIR/vellsim,\n"
                     "else /tmp/vellsim-<uid>")
+        ->transform(CLI::Validator(
+            [](std::string &path) {
+                path = clean_path(path);
+                return path.empty() ? "the directory's path is empty: name a directory" : "";
+            },
+            ""))
         ->type_name("DIR");
 }
 

@@ -7,6 +7,7 @@
 #include "sim/switch/listener.h"
 #include "sim/switch/server.h"
 #include "sim/switch/switch_log.h"
+#include "sim/wire/log_file.h"
 
 #include <CLI/CLI.hpp>
 #include <cerrno>
@@ -63,6 +64,9 @@ int serve(const run_options &options, const std::function<void()> &ready) {
         return EXIT_FAILURE;
     }
 
+    if (const std::string error = start_logs(options.run_directory); !error.empty()) {
+        complain(error);
+    }
     switch_log log(options.run_directory, options.quiet);
     service vell;
     vell.faults = options.faults;
@@ -106,15 +110,21 @@ command_action add_run(CLI::App &command) {
                   "reach the switch; its log is then in its file alone");
     add_fault_options(run, options.faults);
     run->final_callback([run, &options] { options.fault_text = fault_text(*run); });
-    run->footer("Environment of the switch, of vellfeed and of other clients:\n"
-                "  VELLSIM_RUN_DIR          the run directory\n"
-                "Environment of clients:\n"
-                "  VELLSIM_SEND_TIMEOUT_MS  a switch that takes no byte of a message for so\n"
-                "                           many milliseconds counts as gone; default 5000\n"
-                "  TESSEL_HISTORY           all, error or off: what the library logs to\n"
-                "                           <run dir>/log/history; default all\n"
-                "  TESSEL_CONSOLE           all, error or off: what it prints to the\n"
-                "                           console; default off");
+    run->footer(
+        fmt::format(
+            "Logs, in <run dir>/log, which `vellsim show log` prints: a run starts with\n"
+            "fresh ones and keeps those of the run before as <name>.previous; one that has\n"
+            "{} MiB goes on in a new file, and keeps the old one as <name>.older.\n",
+            log_file_limit >> 20) +
+        "Environment of the switch, of vellfeed and of other clients:\n"
+        "  VELLSIM_RUN_DIR          the run directory\n"
+        "Environment of clients:\n"
+        "  VELLSIM_SEND_TIMEOUT_MS  a switch that takes no byte of a message for so\n"
+        "                           many milliseconds counts as gone; default 5000\n"
+        "  TESSEL_HISTORY           all, error or off: what the library logs to\n"
+        "                           <run dir>/log/history; default all\n"
+        "  TESSEL_CONSOLE           all, error or off: what it prints to the\n"
+        "                           console; default off");
     return [kept] { return run_switch(*kept); };
 }
 

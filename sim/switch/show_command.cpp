@@ -4,7 +4,6 @@
 #include "sim/switch/commands.h"
 #include "sim/switch/console.h"
 #include "sim/switch/l2_text.h"
-#include "sim/switch/log_read.h"
 #include "sim/switch/ltl_text.h"
 #include "sim/switch/overlay_text.h"
 #include "sim/switch/show_query.h"
@@ -34,47 +33,8 @@ struct show_options {
     std::string run_directory;
     show_query query{};
     std::string group{}; // as given on the command line
-    std::string sink{};  // of the log; empty for all
     bool json = false;
 };
-
-std::string log_json(const std::vector<log_line> &lines) {
-    std::string rows;
-    for (const log_line &line : lines) {
-        json row;
-        row["time"] = line.time;
-        row["sink"] = line.sink;
-        row["pid"] = line.pid;
-        row["uuid"] = line.uuid;
-        row["module"] = line.module;
-        row["level"] = line.level;
-        row["text"] = line.text;
-        rows += rows.empty() ? "" : ",\n";
-        rows += row.dump(-1, ' ', false, json::error_handler_t::replace);
-    }
-    return rows;
-}
-
-int show_log(const show_options &options) {
-    log_contents contents = read_log_files(options.run_directory, options.sink);
-    if (!contents.error.empty()) {
-        return fail(fmt::format("no log: {}", contents.error));
-    }
-    for (const std::string &complaint : contents.complaints) {
-        complain(complaint);
-    }
-    const std::size_t matched = contents.lines.size();
-    // The latest lines are the ones a limit is to leave.
-    const std::size_t shown =
-        std::min<std::size_t>(matched, options.query.limit.value_or(UINT32_MAX));
-    contents.lines.erase(contents.lines.begin(),
-                         contents.lines.end() - static_cast<std::ptrdiff_t>(shown));
-    if (!options.json) {
-        return print(log_text(contents.lines, matched));
-    }
-    const std::string total = options.query.limit ? fmt::format(",\"matched\":{}", matched) : "";
-    return print(fmt::format("{{\"log\":[{}]{}}}\n", log_json(contents.lines), total));
-}
 
 int show_table(const show_options &options, std::string (*text)(const json &table)) {
     const switch_answer answer = ask_switch(options.run_directory, frame_kind::show_request,
@@ -90,9 +50,6 @@ int show_table(const show_options &options, std::string (*text)(const json &tabl
 }
 
 int print_shown(const show_options &options) {
-    if (options.query.name == "log") {
-        return show_log(options);
-    }
     if (options.query.name == "routes" && options.query.summary) {
         return show_table(options, route_summary_text);
     }
@@ -122,9 +79,8 @@ const show_option show_options_by_table[] = {
     {"--group", {"routes", "l2"}},
     {"--vlan", {"l2", "flood", "ltl"}},
     {"--source", {"routes"}},
-    {"--limit", {"clients", "routes", "stats", "flood", "ltl", "log"}},
+    {"--limit", {"clients", "routes", "stats", "flood", "ltl"}},
     {"--summary", {"routes"}},
-    {"--sink", {"log"}},
 };
 
 void check_combinations(const CLI::App &show, const std::string &table) {
@@ -181,14 +137,10 @@ command_action add_show(CLI::App &command) {
     const auto kept = std::make_shared<show_options>();
     show_options &options = *kept;
     CLI::App *show = &command;
-    show->add_option("TABLE", options.query.name,
-                     "What to print; the log is read from its files and\n"
-                     "needs no running switch")
-        ->required()
-        ->check(
-            CLI::IsMember({"clients", "routes", "stats", "l2", "flood", "ltl", "overlay", "log"})
-                .description(""))
-        ->type_name("clients|routes|stats|l2|flood|ltl|overlay|log");
+    show->add_option("TABLE", options.query.name, "What to print")
+        ->check(CLI::IsMember({"clients", "routes", "stats", "l2", "flood", "ltl", "overlay"})
+                    .description(""))
+        ->type_name("clients|routes|stats|l2|flood|ltl|overlay");
     add_run_directory(*show, options.run_directory);
     show->add_flag("--json", options.json, "Print JSON, for programs");
     show->add_option("--client", options.query.client, "clients, routes: only of this client id")
@@ -208,22 +160,28 @@ command_action add_show(CLI::App &command) {
                    "routes: counts per table instead of the routes");
     show->add_option("--limit", options.query.limit,
                      "At most so many: the first of a table (not of l2 and\n"
-                     "overlay), the latest of the log")
+                     "overlay)")
         ->check(CLI::Range(1u, UINT32_MAX).description(""))
         ->type_name("N");
-    show->add_option("--sink", options.sink, "log: only this one, history, client or service")
-        ->check(CLI::IsMember({"history", "client", "service"}).description(""))
-        ->type_name("SINK");
     show->footer("Examples:\n"
                  "  vellsim show routes --group 239.1.1.2\n"
                  "  vellsim show routes --summary\n"
                  "  vellsim show clients --json\n"
                  "  vellsim show log --sink service --limit 20");
-    show->final_callback([show, &options] {
+    CLI::App *log =
+        command.add_subcommand("log", "Print what the switch and its clients have logged");
+    const command_action show_log = add_show_log(*log);
+    show->final_callback([show, log, &options] {
+        if (log->parsed()) {
+            return;
+        }
+        if (options.query.name.empty()) {
+            throw CLI::RequiredError("TABLE");
+        }
         check_combinations(*show, options.query.name);
         read_group(options.group, options.query);
     });
-    return [kept] { return print_shown(*kept); };
+    return [kept, log, show_log] { return log->parsed() ? show_log() : print_shown(*kept); };
 }
 
 } // namespace sim

@@ -89,12 +89,6 @@ std::string notice_text(const json &notice) {
                             : fmt::format("    last IPv6 notice: {}\n", words_text(notice));
 }
 
-std::string level_name(std::uint32_t level) {
-    return level == log_level_error   ? "error"
-           : level == log_level_trace ? "trace"
-                                      : fmt::format("level {}", level);
-}
-
 } // namespace
 
 std::string clients_text(const json &table) {
@@ -155,20 +149,6 @@ std::string route_summary_text(const json &table) {
     return text + line("Total", sums) +
            fmt::format("{} in {}\n", counted(sums[0], "route"),
                        counted(table.at("summary").size(), "table"));
-}
-
-std::string log_text(const std::vector<log_line> &lines, std::size_t matched) {
-    std::string text;
-    for (const log_line &line : lines) {
-        std::string_view said = line.text;
-        // Clients end their lines with a line feed; as an escape it would only be noise.
-        said = said.substr(0, said.find_last_not_of('\n') + 1);
-        const std::string uuid =
-            line.uuid == 0 ? std::string() : fmt::format(" uuid {}", line.uuid);
-        text += fmt::format("{} {:7} {} pid {}{}: {}\n", line.time, line.sink,
-                            level_name(line.level), line.pid, uuid, printable(said));
-    }
-    return text + counted_of(lines.size(), matched, "line") + "\n";
 }
 
 } // namespace sim

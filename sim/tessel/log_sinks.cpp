@@ -1,12 +1,11 @@
-// The history and the per-client log: text files, <run directory>/log/history and client, one line
-// a record.
+// The history and the per-client log: a record is one line of log/history or log/client in the run
+// directory.
 #include "sim/base/c_boundary.h"
-#include "sim/wire/log_line.h"
+#include "sim/wire/log_file.h"
 #include "sim/wire/run_dir.h"
 
 #include <tessel.h>
 
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -16,12 +15,12 @@ namespace {
 
 enum outcome : uint32_t { written = 0, dropped = 1 };
 
-// A process that logs a lot where it cannot is told so once.
+// Said once: a process that cannot log may try to log a lot.
 outcome drop(const std::string &reason) {
-    static bool told = false;
-    if (!told)
+    static bool is_said = false;
+    if (!is_said)
         std::fprintf(stderr, "libtessel: log records are dropped: %s\n", reason.c_str());
-    told = true;
+    is_said = true;
     return dropped;
 }
 
@@ -38,15 +37,14 @@ bool take_record(const void *record, uint32_t length, sim::log_line &line) {
 
 outcome append_record(sim::log_line line, const void *record, uint32_t length) {
     if (!take_record(record, length, line))
-        return drop("a record of " + std::to_string(length) + " bytes is no level with a text");
+        return drop("a record of " + std::to_string(length) + " bytes is not a level with a text");
     const std::string directory = sim::run_dir();
     if (const std::string reason = sim::check_run_dir(directory); !reason.empty())
         return drop(reason);
     line.time = sim::log_time_now();
     line.pid = static_cast<uint32_t>(getpid());
-    if (!sim::append_log_line(directory, line))
-        return drop(directory + "/log/" + line.sink + ": " + std::strerror(errno));
-    return written;
+    const std::string reason = sim::append_log_line(directory, line);
+    return reason.empty() ? written : drop(reason);
 }
 
 uint32_t log_record(const char *sink, uint32_t uuid, uint32_t module, const void *record,

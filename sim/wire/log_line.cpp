@@ -1,33 +1,17 @@
 #include "sim/wire/log_line.h"
 
-#include "sim/base/file_descriptor.h"
-
 #include <algorithm>
-#include <array>
-#include <cerrno>
 #include <charconv>
 #include <cstdio>
 #include <ctime>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include <iterator>
 
 namespace sim {
 
 namespace {
 
-constexpr std::array<std::string_view, 4> sinks = {"history", "client", "console", "service"};
-
-bool is_sink(std::string_view name) {
-    return std::find(sinks.begin(), sinks.end(), name) != sinks.end();
-}
-
 bool is_printable(char byte) {
     return byte >= 0x20 && byte < 0x7f;
-}
-
-bool is_digit(char byte) {
-    return byte >= '0' && byte <= '9';
 }
 
 void append_escaped(std::string &to, char byte) {
@@ -89,13 +73,13 @@ std::optional<std::string> unescape(std::string_view text) {
     return result;
 }
 
-// Takes the text before the first blank, and the blank; nothing when there is no blank.
+// Takes the text before the first space, and the space; nothing when there is no space.
 std::optional<std::string_view> take_field(std::string_view &text) {
-    const std::size_t blank = text.find(' ');
-    if (blank == std::string_view::npos)
+    const std::size_t space = text.find(' ');
+    if (space == std::string_view::npos)
         return std::nullopt;
-    const std::string_view field = text.substr(0, blank);
-    text.remove_prefix(blank + 1);
+    const std::string_view field = text.substr(0, space);
+    text.remove_prefix(space + 1);
     return field;
 }
 
@@ -109,15 +93,20 @@ bool take_number(std::string_view &text, std::string_view prefix, int base, std:
     return result.ec == std::errc() && result.ptr == end;
 }
 
-bool is_time(std::string_view text) {
-    constexpr std::string_view form = "0000-00-00T00:00:00.000000Z";
-    return text.size() == form.size() &&
-           std::equal(form.begin(), form.end(), text.begin(), [](char want, char byte) {
-               return want == '0' ? is_digit(byte) : want == byte;
+constexpr std::string_view time_form = "0000-00-00T00:00:00.000000Z";
+
+} // namespace
+
+bool is_start_of_log_time(std::string_view text) {
+    return text.size() <= time_form.size() &&
+           std::equal(text.begin(), text.end(), time_form.begin(), [](char byte, char want) {
+               return want == '0' ? byte >= '0' && byte <= '9' : want == byte;
            });
 }
 
-} // namespace
+bool is_log_sink(std::string_view name) {
+    return std::ranges::find(log_sinks, name) != std::end(log_sinks);
+}
 
 std::string format_log_line(const log_line &line) {
     char numbers[64];
@@ -133,9 +122,10 @@ std::optional<log_line> parse_log_line(std::string_view text) {
     const std::optional<std::string_view> time = take_field(text);
     const std::optional<std::string_view> sink = take_field(text);
     log_line line;
-    if (!time || !is_time(*time) || !sink || !is_sink(*sink) ||
-        !take_number(text, "", 10, line.pid) || !take_number(text, "", 10, line.uuid) ||
-        !take_number(text, "0x", 16, line.module) || !take_number(text, "", 10, line.level))
+    if (!time || time->size() != time_form.size() || !is_start_of_log_time(*time) || !sink ||
+        !is_log_sink(*sink) || !take_number(text, "", 10, line.pid) ||
+        !take_number(text, "", 10, line.uuid) || !take_number(text, "0x", 16, line.module) ||
+        !take_number(text, "", 10, line.level))
         return std::nullopt;
     std::optional<std::string> unescaped = unescape(text);
     if (!unescaped)
@@ -146,38 +136,16 @@ std::optional<log_line> parse_log_line(std::string_view text) {
     return line;
 }
 
-std::string log_time_now() {
+std::string log_time_ago(std::uint32_t seconds) {
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
+    now.tv_sec -= seconds;
     tm utc{};
     gmtime_r(&now.tv_sec, &utc);
     char text[64];
     const std::size_t length = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &utc);
     std::snprintf(text + length, sizeof text - length, ".%06ldZ", now.tv_nsec / 1000);
     return text;
-}
-
-bool append_log_line(const std::string &run_directory, const log_line &line) {
-    // The sink becomes a file name.
-    if (!is_sink(line.sink)) {
-        errno = EINVAL;
-        return false;
-    }
-    const std::string path = run_directory + "/log/" + line.sink;
-    const file_descriptor file(
-        open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
-    if (!file)
-        return false;
-    const std::string text = format_log_line(line) + "\n";
-    ssize_t written = 0;
-    do
-        written = write(file.get(), text.data(), text.size());
-    while (written < 0 && errno == EINTR);
-    if (written < 0)
-        return false;
-    // A line that is cut short has no error of its own.
-    errno = ENOSPC;
-    return written == static_cast<ssize_t>(text.size());
 }
 
 } // namespace sim

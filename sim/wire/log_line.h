@@ -1,5 +1,5 @@
-// One line of the simulator's log files, <run directory>/log/history, client and service: written by
-// libtessel and by the switch, read by people and by "vellsim show log".
+// One line of a log file, as text and as a record: whatever bytes a record has, parsing gives back
+// what was formatted.
 #pragma once
 
 #include <cstdint>
@@ -9,9 +9,13 @@
 
 namespace sim {
 
+inline constexpr std::string_view log_sinks[] = {"history", "client", "service"};
+
+bool is_log_sink(std::string_view name);
+
 struct log_line {
     std::string time; // UTC, 2026-01-31T23:59:59.123456Z
-    std::string sink; // history, client, console or service
+    std::string sink; // one of log_sinks
     std::uint32_t pid = 0;
     std::uint32_t uuid = 0;   // client log only, else 0
     std::uint32_t module = 0; // 0 for the service's own lines
@@ -19,17 +23,19 @@ struct log_line {
     std::string text;
 };
 
-// The fields in the order above, a blank between each, the module in hexadecimal, the text last;
+// The fields in the order above, a space between each, the module in hexadecimal, the text last;
 // backslashes and bytes that are not printable ASCII are escaped (\n, \t, \\, \xNN), so that every
 // record is one line. No line feed at the end.
 std::string format_log_line(const log_line &line);
 std::optional<log_line> parse_log_line(std::string_view text);
 
-// The time now, in the form of log_line::time.
-std::string log_time_now();
+// The time now, or some seconds ago, in the form of log_line::time. Later times compare greater.
+std::string log_time_ago(std::uint32_t seconds);
+inline std::string log_time_now() {
+    return log_time_ago(0);
+}
 
-// Appends one line to <run directory>/log/<sink> in one write. False when the file cannot be
-// written.
-bool append_log_line(const std::string &run_directory, const log_line &line);
+// Whether such a time may begin with this text, as "2026-01-31T23".
+bool is_start_of_log_time(std::string_view text);
 
 } // namespace sim

@@ -139,7 +139,8 @@ TEST_F(TesselLog, DropsWhatIsNoRecordAndSaysSo) {
     });
     EXPECT_EQ(child.exit_code, 7);
     EXPECT_EQ(child.err,
-              "libtessel: log records are dropped: a record of 0 bytes is no level with a text\n");
+              "libtessel: log records are dropped: a record of 0 bytes is not a level with a text
+");
     EXPECT_TRUE(nothing_was_written());
 }
 

@@ -141,15 +141,19 @@ running_program::running_program(const std::vector<std::string> &command, int er
                          {.out = out.write.get(), .err = error_fd < 0 ? STDERR_FILENO : error_fd});
     out.write.reset();
     output_ = std::move(out.read);
+    first_line_ = next_line();
+}
+
+std::string running_program::next_line() {
     pollfd ready{output_.get(), POLLIN, 0};
-    char next = 0;
-    while (next != '\n') {
+    std::string line;
+    for (char next = 0; next != '\n'; line += next) {
         if (poll(&ready, 1, patience_ms) <= 0 || read(output_.get(), &next, 1) != 1) {
-            ADD_FAILURE() << command[0] << " prints no line, only \"" << first_line_ << '"';
-            return;
+            ADD_FAILURE() << "process " << pid_ << " prints no line, only \"" << line << '"';
+            break;
         }
-        first_line_ += next;
     }
+    return line;
 }
 
 running_program::~running_program() {

@@ -46,6 +46,9 @@ public:
     const std::string &first_line() const { return first_line_; }
     void signal(int number) const;
 
+    // Waits for the next line that it prints, with its line feed.
+    std::string next_line();
+
     // Watches the program for a moment: whether it goes on and takes next to no processor time.
     bool is_idle() const;
 

@@ -44,7 +44,12 @@ std::vector<std::string> service_log(const std::string &run_directory, std::uint
         for (std::string text; std::getline(file, text);) {
             const auto line = sim::parse_log_line(text);
             EXPECT_TRUE(line) << text;
-            if (line && line->level == level) {
+            if (!line || line->level != level) {
+                continue;
+            }
+            if (line->text.ends_with(" more like the line before")) {
+                texts.insert(texts.end(), std::stoul(line->text), std::string(texts.back()));
+            } else {
                 texts.push_back(line->text);
             }
         }

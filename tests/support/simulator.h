@@ -24,7 +24,8 @@ public:
     const std::string &ready_line() const { return first_line(); }
 };
 
-// The texts of the run directory's service log of this level.
+// The texts of the run directory's service log of this level; one that was only counted comes as
+// often as it was.
 std::vector<std::string> service_log(const std::string &run_directory, std::uint32_t level);
 
 // A run directory for every test, which vellsim, vellfeed and clients find without being told.

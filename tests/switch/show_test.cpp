@@ -1,5 +1,4 @@
 // `vellsim show` against a running switch.
-#include "sim/wire/log_line.h"
 #include "tests/support/simulator.h"
 #include "tests/switch/raw_peer.h"
 #include "tests/switch/test_service.h"
@@ -49,10 +48,6 @@ struct feeder : raw_peer {
         ask("clients");
     }
 };
-
-void write_log(const std::string &run_dir, const char *time, const char *sink, const char *text) {
-    ASSERT_TRUE(sim::append_log_line(run_dir, {time, sink, 7, 500, 0x730000, 104, text}));
-}
 
 } // namespace
 
@@ -171,59 +166,6 @@ TEST_F(Show, SaysWhyASocketDoesNotAnswer) {
                   "/vell.sock (Connection refused); `vellsim run` starts one\n");
 }
 
-TEST_F(Show, MergesTheLogsByTimeWithoutASwitch) {
-    { switch_process ended(run_dir); }
-    std::filesystem::remove(run_dir + "/log/service");
-    write_log(run_dir, "2026-01-31T10:00:03.000000Z", "history", "third\n");
-    write_log(run_dir, "2026-01-31T10:00:01.000000Z", "service", "first");
-    write_log(run_dir, "2026-01-31T10:00:02.000000Z", "client", "second\n");
-    write_log(run_dir, "2026-01-31T10:00:00.000000Z", "console", "is not asked for");
-    EXPECT_EQ(shown({"log"}), "2026-01-31T10:00:01.000000Z service trace pid 7 uuid 500: first\n"
-                              "2026-01-31T10:00:02.000000Z client  trace pid 7 uuid 500: second\n"
-                              "2026-01-31T10:00:03.000000Z history trace pid 7 uuid 500: third\n"
-                              "3 lines\n");
-    EXPECT_EQ(shown({"log", "--limit", "1"}),
-              "2026-01-31T10:00:03.000000Z history trace pid 7 uuid 500: third\n"
-              "1 of 3 lines\n");
-    EXPECT_EQ(
-        shown({"log", "--sink", "client", "--json"}),
-        R"({"log":[{"time":"2026-01-31T10:00:02.000000Z","sink":"client","pid":7,"uuid":500,"module":7536640,)"
-        R"("level":104,"text":"second\n"}]})"
-        "\n");
-}
-
-TEST_F(Show, PrintsTheServicesOwnLogOfARunningSwitch) {
-    switch_process running(run_dir);
-    feeder client(run_dir);
-    const nlohmann::json lines = shown_json({"log", "--sink", "service"}).at("log");
-    ASSERT_EQ(lines.size(), 2u);
-    EXPECT_EQ(lines[0].at("text"), "listens on " + run_dir + "/vell.sock");
-    EXPECT_EQ(lines[1].at("text"),
-              fmt::format("client 1 (pid {}) registered: uuid 500, segment \"segment\"", getpid()));
-    EXPECT_EQ(lines[1].at("pid"), running.pid());
-    EXPECT_EQ(lines[1].at("uuid"), 0);
-    EXPECT_EQ(lines[1].at("module"), 0);
-    EXPECT_EQ(lines[1].at("level"), 104);
-}
-
-TEST_F(Show, LeavesOutWhatIsNoLogLineAndSaysSo) {
-    { switch_process ended(run_dir); }
-    std::filesystem::remove(run_dir + "/log/service");
-    write_log(run_dir, "2026-01-31T10:00:03.000000Z", "history", "good");
-    std::ofstream(run_dir + "/log/history", std::ios::app) << "bad\n";
-    const command_result result = show({"log"});
-    EXPECT_EQ(result.exit_code, 0);
-    EXPECT_THAT(result.out, EndsWith(": good\n1 line\n"));
-    EXPECT_EQ(result.err,
-              "vellsim: " + run_dir + "/log/history: line 2 is no log line, left out\n");
-}
-
-TEST_F(Show, NamesTheMissingLog) {
-    const command_result failed = show({"log"});
-    EXPECT_EQ(failed.exit_code, 1);
-    EXPECT_EQ(failed.err, "vellsim: no log: " + run_dir + "/log: No such file or directory\n");
-}
-
 TEST_F(Show, SaysWhichOptionsDoNotFit) {
     const auto complaint = [this](const std::vector<std::string> &arguments) {
         const command_result refused = show(arguments);
@@ -236,18 +178,12 @@ TEST_F(Show, SaysWhichOptionsDoNotFit) {
               "--summary: goes with `show routes`, not with `show clients`");
     EXPECT_EQ(complaint({"clients", "--table", "1"}),
               "--table: goes with `show routes` and `show stats`, not with `show clients`");
-    EXPECT_EQ(complaint({"log", "--client", "1"}),
-              "--client: goes with `show clients` and `show routes`, not with `show log`");
-    EXPECT_EQ(complaint({"routes", "--sink", "client"}),
-              "--sink: goes with `show log`, not with `show routes`");
     EXPECT_EQ(complaint({"routes", "--summary", "--limit", "4"}),
               "--summary: does not go with --limit");
     EXPECT_EQ(complaint({"routes", "--group", "239.1.1"}),
               "--group: 239.1.1 is not an IPv4 address such as 239.1.1.2");
-    EXPECT_EQ(complaint({"log", "--sink", "syslog"}),
-              "--sink: syslog not in {history,client,service}");
     EXPECT_THAT(complaint({"mroutes"}),
-                HasSubstr("mroutes not in {clients,routes,stats,l2,flood,ltl,overlay,log}"));
+                HasSubstr("mroutes not in {clients,routes,stats,l2,flood,ltl,overlay}"));
     EXPECT_THAT(complaint({}), HasSubstr("TABLE is required"));
     EXPECT_THAT(complaint({"routes", "--limit", "0"}),
                 HasSubstr("Value 0 not in range 1 to 4294967295"));

@@ -119,17 +119,3 @@ TEST(ClientsText, ShowsClientsAndTheCount) {
         "  0  4194304 4294967295 rejected             1         0       0      0     0 -\n"
         "2 clients\n");
 }
-
-TEST(LogText, ShowsLinesAndTheCount) {
-    const std::vector<sim::log_line> lines = {
-        {"2026-01-31T23:59:59.123456Z", "service", 12, 0, 0, 102, "first\x1b"},
-        {"2026-01-31T23:59:59.123457Z", "client", 13, 500, 0x730000, 104, "second\n"},
-        {"2026-01-31T23:59:59.123458Z", "history", 13, 0, 0x730000, 7, "third\nline\n"},
-    };
-    EXPECT_EQ(sim::log_text(lines, 9),
-              "2026-01-31T23:59:59.123456Z service error pid 12: first\\x1b\n"
-              "2026-01-31T23:59:59.123457Z client  trace pid 13 uuid 500: second\n"
-              "2026-01-31T23:59:59.123458Z history level 7 pid 13: third\\x0aline\n"
-              "3 of 9 lines\n");
-    EXPECT_EQ(sim::log_text({}, 0), "0 lines\n");
-}
