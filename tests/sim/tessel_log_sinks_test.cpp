@@ -138,9 +138,9 @@ TEST_F(TesselLog, DropsWhatIsNoRecordAndSaysSo) {
         return dropped;
     });
     EXPECT_EQ(child.exit_code, 7);
-    EXPECT_EQ(child.err,
-              "libtessel: log records are dropped: a record of 0 bytes is not a level with a text
-");
+    EXPECT_EQ(
+        child.err,
+        "libtessel: log records are dropped: a record of 0 bytes is not a level with a text\n");
     EXPECT_TRUE(nothing_was_written());
 }
 
