@@ -11,7 +11,7 @@ constexpr std::size_t index_of(cause why) {
     return static_cast<std::size_t>(why);
 }
 
-std::bitset<index_of(cause::count)> told;
+std::bitset<index_of(cause::count)> said;
 
 } // namespace
 
@@ -20,16 +20,16 @@ void complain(const std::string &text) {
 }
 
 void complain_once(cause why, const std::string &text) {
-    if (!told[index_of(why)])
+    if (!said[index_of(why)])
         complain(text);
-    told[index_of(why)] = true;
+    said[index_of(why)] = true;
 }
 
 void forget_complaints() {
     // A wrong setting fails no send, so a send that succeeds does not make it right.
-    const bool setting = told[index_of(cause::setting)];
-    told.reset();
-    told[index_of(cause::setting)] = setting;
+    const bool setting = said[index_of(cause::setting)];
+    said.reset();
+    said[index_of(cause::setting)] = setting;
 }
 
 } // namespace sim

@@ -5,8 +5,8 @@
 
 namespace sim {
 
-// Why a send or a receive may fail. A client that goes on sending hears of each cause once.
-enum class cause { argument, queue, node, length, setting, unreachable, lost, count };
+// Why a call may fail. A client that goes on calling hears of each cause once.
+enum class cause { argument, queue, message, node, length, setting, unreachable, lost, count };
 
 void complain(const std::string &text);
 void complain_once(cause why, const std::string &text);

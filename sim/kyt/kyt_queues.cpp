@@ -2,6 +2,7 @@
 
 #include "sim/base/c_boundary.h"
 #include "sim/kyt/kyt_complaints.h"
+#include "sim/kyt/kyt_references.h"
 #include "sim/wire/run_dir.h"
 #include "sim/wire/service_socket.h"
 
@@ -10,6 +11,7 @@
 #include <cstring>
 #include <map>
 #include <string_view>
+#include <unistd.h>
 #include <utility>
 
 namespace sim {
@@ -33,8 +35,27 @@ std::uint32_t open_queue() {
     queue_table &table = queues();
     if (table.next == 0)
         return 0;
-    table.open[table.next].handle = table.next;
+    queue &made = table.open[table.next];
+    made.handle = table.next;
+    made.owner = getpid();
     return table.next++;
+}
+
+void close_queue(std::uint32_t handle) {
+    const std::string left = references().describe_open(handle);
+    if (!left.empty())
+        complain("queue " + std::to_string(handle) + " is closed before all of its message " +
+                 "references are dropped: " + left);
+    queues().open.erase(handle);
+}
+
+int descriptor_of(std::uint32_t handle) {
+    const found_queue found = find_queue(handle);
+    if (found.usable != nullptr)
+        return found.usable->socket.get();
+    complain_once(cause::queue, "kyt_sim_queue_fd of queue " + std::to_string(handle) +
+                                    " failed: " + found.reason);
+    return -1;
 }
 
 int copy_run_dir(char *path, size_t size) {
@@ -47,9 +68,15 @@ int copy_run_dir(char *path, size_t size) {
 
 } // namespace
 
-queue *find_queue(std::uint32_t handle) {
+found_queue find_queue(std::uint32_t handle) {
     const auto entry = queues().open.find(handle);
-    return entry == queues().open.end() ? nullptr : &entry->second;
+    if (entry == queues().open.end())
+        return {.reason = "there is no such queue"};
+    queue &found = entry->second;
+    if (found.owner != getpid())
+        return {.reason = "it belongs to process " + std::to_string(found.owner) +
+                          "; a forked process opens a queue of its own"};
+    return {.usable = &found};
 }
 
 std::string connect_queue(queue &q) {
@@ -93,7 +120,14 @@ uint32_t kyt_sim_queue_open(void) {
 }
 
 void kyt_sim_queue_close(uint32_t queue) {
-    sim::guarded(std::size_t{0}, [=] { return sim::queues().open.erase(queue); });
+    sim::guarded(0, [=] {
+        sim::close_queue(queue);
+        return 0;
+    });
+}
+
+int kyt_sim_queue_fd(uint32_t queue) {
+    return sim::guarded(-1, [=] { return sim::descriptor_of(queue); });
 }
 
 int kyt_sim_run_dir(char *path, size_t size) {

@@ -10,23 +10,25 @@
 #include <cstdint>
 #include <deque>
 #include <string>
-
-// A received message, as the client holds it.
-struct kyt_sim_message {
-    sim::frame frame;
-};
+#include <sys/types.h>
 
 namespace sim {
 
 struct queue {
     std::uint32_t handle = 0;
+    pid_t owner = 0;
     file_descriptor socket; // made by the first send
     frame_reader reader{frame_kind::message};
     std::deque<frame> rescued; // messages that a lost connection had brought before
 };
 
-// Null when there is no queue of this handle.
-queue *find_queue(std::uint32_t handle);
+// A queue that this process may use, or why there is none. Two processes on one connection would
+// send their frames into each other's.
+struct found_queue {
+    queue *usable = nullptr;
+    std::string reason{};
+};
+found_queue find_queue(std::uint32_t handle);
 
 // Connects a queue that has no connection. Returns an empty string, or why it could not.
 std::string connect_queue(queue &q);

@@ -5,11 +5,24 @@
 
 #include <memory>
 #include <string>
+#include <unordered_set>
 #include <utility>
+
+// A received message, as the client holds it.
+struct kyt_sim_message {
+    sim::frame frame;
+};
 
 namespace sim {
 
 namespace {
+
+// Those that the client holds.
+std::unordered_set<const kyt_sim_message *> &messages() {
+    // Never destroyed: a client may free messages while it exits.
+    static auto *all = new std::unordered_set<const kyt_sim_message *>;
+    return *all;
+}
 
 bool take_rescued(queue &q, frame &into) {
     if (q.rescued.empty())
@@ -38,16 +51,40 @@ int receive_into(queue &q, int timeout_ms, frame &into) {
 }
 
 int receive(std::uint32_t handle, int timeout_ms, kyt_sim_message **message) {
-    queue *q = find_queue(handle);
-    if (q == nullptr) {
-        complain_once(cause::queue, "kyt_sim_receive: there is no queue " + std::to_string(handle));
+    const found_queue found = find_queue(handle);
+    if (found.usable == nullptr) {
+        complain_once(cause::queue, "kyt_sim_receive from queue " + std::to_string(handle) +
+                                        " failed: " + found.reason);
         return -1;
     }
     auto received = std::make_unique<kyt_sim_message>();
-    const int result = receive_into(*q, timeout_ms, received->frame);
-    if (result == 1)
+    const int result = receive_into(*found.usable, timeout_ms, received->frame);
+    if (result == 1) {
+        messages().insert(received.get());
         *message = received.release();
+    }
     return result;
+}
+
+// Null, with a complaint, for anything but a message that was received and not freed.
+const frame *find_message(const void *handle, const char *function) {
+    const auto *message = static_cast<const kyt_sim_message *>(handle);
+    if (message == nullptr)
+        return nullptr;
+    if (messages().contains(message))
+        return &message->frame;
+    guarded(0, [=] {
+        complain_once(cause::message, std::string(function) +
+                                          ": this is not a message that kyt_sim_receive has " +
+                                          "handed out, or it was freed before");
+        return 0;
+    });
+    return nullptr;
+}
+
+frame_head head_of(const kyt_sim_message *message, const char *function) {
+    const frame *found = find_message(message, function);
+    return found == nullptr ? frame_head{} : found->head;
 }
 
 } // namespace
@@ -61,23 +98,27 @@ int kyt_sim_receive(uint32_t queue, int timeout_ms, kyt_sim_message **message) {
 }
 
 uint32_t kyt_sim_message_sap(const kyt_sim_message *message) {
-    return message == nullptr ? 0 : message->frame.head.sap;
+    return sim::head_of(message, __func__).sap;
 }
 
 uint32_t kyt_sim_message_opcode(const kyt_sim_message *message) {
-    return message == nullptr ? 0 : message->frame.head.opcode;
+    return sim::head_of(message, __func__).opcode;
 }
 
 uint32_t kyt_sim_message_length(const kyt_sim_message *message) {
-    return message == nullptr ? 0 : message->frame.head.length;
+    return sim::head_of(message, __func__).length;
 }
 
 void kyt_sim_message_free(kyt_sim_message *message) {
+    if (sim::find_message(message, __func__) == nullptr)
+        return;
+    sim::messages().erase(message);
     delete message;
 }
 
 void *kyt_payload_get(void *message) {
-    auto *received = static_cast<kyt_sim_message *>(message);
-    return received == nullptr || received->frame.payload.empty() ? nullptr
-                                                                  : received->frame.payload.data();
+    const sim::frame *found = sim::find_message(message, __func__);
+    return found == nullptr || found->payload.empty()
+               ? nullptr
+               : static_cast<kyt_sim_message *>(message)->frame.payload.data();
 }

@@ -4,7 +4,9 @@
 #include "sim/kyt/kyt_complaints.h"
 
 #include <cstring>
+#include <map>
 #include <type_traits>
+#include <unistd.h>
 
 namespace sim {
 
@@ -29,8 +31,8 @@ reference_body body_of(const kyt_msg_ref *reference) {
 
 } // namespace
 
-std::uint64_t reference_ledger::open(std::uint32_t queue) {
-    open_.emplace(next_, queue);
+std::uint64_t reference_ledger::open(std::uint32_t queue, std::uint32_t opcode) {
+    open_.emplace(next_, sent_message{queue, opcode, getpid(), false});
     ++sent_;
     return next_++;
 }
@@ -42,13 +44,30 @@ std::string reference_ledger::why_not_open(std::uint32_t queue,
     const reference_body body = body_of(reference);
     const auto entry = open_.find(body.serial);
     const bool given = body.magic == reference_magic && body.serial != 0 && body.serial < next_;
-    if (!given || (entry != open_.end() && entry->second != body.queue))
+    if (!given || (entry != open_.end() && entry->second.queue != body.queue))
         return "this is not a reference that kyt_send has filled in";
-    if (entry != open_.end() && entry->second == queue)
+    if (entry != open_.end() && entry->second.queue == queue)
         return {};
     return "the reference of message " + std::to_string(body.serial) +
            (entry == open_.end() ? " was released before"
-                                 : " belongs to queue " + std::to_string(entry->second));
+                                 : " belongs to queue " + std::to_string(entry->second.queue));
+}
+
+std::string reference_ledger::describe_open(std::optional<std::uint32_t> queue) {
+    std::map<std::uint32_t, std::size_t> counts;
+    for (auto &[serial, message] : open_) {
+        // A forked process has its parent's, which the parent answers for.
+        if (message.is_described || message.sender != getpid() ||
+            (queue && message.queue != *queue))
+            continue;
+        message.is_described = true;
+        ++counts[message.opcode];
+    }
+    std::string text;
+    for (const auto &[opcode, count] : counts)
+        text += (text.empty() ? "" : ", ") + std::to_string(count) + " of opcode " +
+                std::to_string(opcode);
+    return text;
 }
 
 std::string reference_ledger::close(std::uint32_t queue, const kyt_msg_ref *reference) {
@@ -71,6 +90,20 @@ reference_ledger &references() {
     static auto *ledger = new reference_ledger;
     return *ledger;
 }
+
+namespace {
+
+// After the client's own exit functions and destructors, which may still drop some.
+__attribute__((destructor)) void report_at_exit() {
+    guarded(0, [] {
+        const std::string left = references().describe_open();
+        if (!left.empty())
+            complain("the process ends with message references that were never dropped: " + left);
+        return 0;
+    });
+}
+
+} // namespace
 
 } // namespace sim
 

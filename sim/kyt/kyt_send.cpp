@@ -78,10 +78,9 @@ outcome deliver(queue &q, const request &r) {
 outcome check_and_deliver(const request &r) {
     if (outcome refused = check_address_and_length(r.head))
         return refused;
-    queue *q = find_queue(r.queue);
-    if (q == nullptr)
-        return refusal{cause::queue, "there is no such queue"};
-    return deliver(*q, r);
+    const found_queue found = find_queue(r.queue);
+    return found.usable == nullptr ? refusal{cause::queue, found.reason}
+                                   : deliver(*found.usable, r);
 }
 
 std::int32_t send_request(const request &r, kyt_msg_ref *reference) {
@@ -90,7 +89,7 @@ std::int32_t send_request(const request &r, kyt_msg_ref *reference) {
                                         " failed: " + refused->reason);
         return -1;
     }
-    write_reference(reference, r.queue, references().open(r.queue));
+    write_reference(reference, r.queue, references().open(r.queue, r.head.opcode));
     forget_complaints();
     return 0;
 }

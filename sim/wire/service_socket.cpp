@@ -69,7 +69,8 @@ connection connect_service(const std::string &run_directory, int timeout_ms) {
         return {{}, std::move(reason)};
     if (std::string reason = check_run_dir(run_directory); !reason.empty())
         return {{}, std::move(reason)};
-    file_descriptor fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    file_descriptor fd =
+        above_standard(file_descriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)));
     if (!fd)
         return {{}, std::string("no socket: ") + std::strerror(errno)};
     if (const int error = connect_until(fd.get(), address, deadline::after_ms(timeout_ms));

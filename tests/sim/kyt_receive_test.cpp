@@ -1,4 +1,5 @@
 #include "tests/sim/kyt_fixture.h"
+#include "tests/support/process.h"
 #include "tests/support/streams.h"
 
 #include <chrono>
@@ -181,6 +182,27 @@ TEST(KytMessage, MayBeNull) {
     EXPECT_EQ(kyt_sim_message_opcode(nullptr), 0u);
     EXPECT_EQ(kyt_sim_message_length(nullptr), 0u);
     kyt_sim_message_free(nullptr);
+}
+
+TEST_F(KytReceive, RefusesWhatIsNotAMessageOfItsOwn) {
+    write_all(end.get(), message(7, {1}));
+    ASSERT_EQ(receive(received), 1);
+    const auto child = run_in_child([this] {
+        std::array<std::uint32_t, 64> other{};
+        other.fill(0xffffffff);
+        auto *foreign = reinterpret_cast<kyt_sim_message *>(other.data());
+        kyt_sim_message_free(foreign);
+        const bool is_empty =
+            kyt_payload_get(foreign) == nullptr && kyt_sim_message_sap(foreign) == 0 &&
+            kyt_sim_message_opcode(foreign) == 0 && kyt_sim_message_length(foreign) == 0;
+        auto *freed = received.release();
+        kyt_sim_message_free(freed);
+        kyt_sim_message_free(freed);
+        return is_empty && kyt_payload_get(freed) == nullptr ? 0 : 1;
+    });
+    EXPECT_EQ(child.exit_code, 0);
+    EXPECT_EQ(child.err, "libkyt: kyt_sim_message_free: this is not a message that kyt_sim_receive "
+                         "has handed out, or it was freed before\n");
 }
 
 } // namespace
