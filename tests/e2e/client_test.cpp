@@ -2,6 +2,7 @@
 // service.
 #include "tests/e2e/client.h"
 #include "tests/e2e/end_to_end.h"
+#include "tests/support/wait.h"
 
 #include <csignal>
 #include <gmock/gmock.h>
@@ -329,10 +330,7 @@ TEST_F(Client, AClientThatVanishesIsShownAsLostAndItsRoutesStay) {
         ASSERT_FALSE(route_of("239.1.1.1").is_null());
         kyt_sim_queue_close(queue.handle);
     }
-    json client = json::object();
-    for (int tries = 0; tries < 1000 && client.value("state", "") != "lost"; ++tries)
-        client = show("clients").at(0);
-    EXPECT_EQ(client["state"], "lost");
+    EXPECT_TRUE(wait_until([] { return show("clients").at(0)["state"] == "lost"; }));
     EXPECT_FALSE(route_of("239.1.1.1").is_null());
 }
 

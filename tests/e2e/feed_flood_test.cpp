@@ -87,7 +87,19 @@ TEST_F(Flood, SetsArriveAsRecorded) {
 TEST_F(Flood, TheDifferenceLeavesTheNewerSets) {
     start_switch();
     expect_fed({before()});
-    expect_fed({before(), after()});
+    const auto fed = vellfeed({"flood", before(), after()});
+    ASSERT_EQ(fed.exit_code, 0) << fed.err;
+    EXPECT_EQ(fed.out,
+              "vellfeed: passed over 2 VLAN interfaces\n"
+              "VLAN 10: added Eth1/8 Eth6/3 Eth6/4; removed Eth1/3 Eth1/4; acknowledged\n"
+              "VLAN 20: added Eth3/11; removed Po2 Eth3/1 Eth3/2; acknowledged\n"
+              "VLAN 30: added Po4 Eth5/9; removed if142; acknowledged\n"
+              "VLAN 40: added if142; removed if151; acknowledged\n"
+              "VLAN 50: unchanged; acknowledged\n"
+              "VLAN 60: removed Eth5/1 Eth5/2 Eth5/3 Eth5/4; acknowledged\n"
+              "VLAN 70: removed Eth6/1 Eth6/2; acknowledged\n"
+              "VLAN 80: added Eth5/3 Eth5/4 Eth5/10; acknowledged\n"
+              "vellfeed: updated 7 flood sets: 10 interfaces added, 13 removed; 1 unchanged\n");
     plain_sets left = expected("flood-later");
     ASSERT_NE(left, expected("flood"));
     left[60]; // whose bridge is gone

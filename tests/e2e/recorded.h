@@ -11,6 +11,13 @@
 #include <tuple>
 #include <vector>
 
+struct recording {
+    std::string name;
+    std::string said; // by vellfeed, when it is fed
+
+    friend void PrintTo(const recording &one, std::ostream *out) { *out << one.name; }
+};
+
 // An entry in terms of the recording: VLAN, group and source, empty for any.
 using entry_key = std::tuple<int, std::string, std::string>;
 
