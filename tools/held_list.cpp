@@ -1,6 +1,7 @@
 #include "held_list.h"
 
 #include <limits>
+#include <nlohmann/json.hpp>
 
 namespace feed {
 
@@ -8,7 +9,8 @@ namespace {
 
 // What --limit left of a table says how much there was.
 void check_whole(const json_view &root, const std::string &name, std::size_t listed) {
-    if (root.find("narrowed"))
+    const auto narrowed = root.find("narrowed");
+    if (narrowed && !narrowed->value().is_null())
         root.fail(fmt::format(
             "these are some of the {} only: print them without the options that narrow them",
             name));

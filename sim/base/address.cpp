@@ -55,6 +55,9 @@ std::optional<l2_address> parse_mac(std::string_view text) {
 }
 
 std::string prefix_text(const l2_address &prefix, unsigned length) {
+    if (length == 0 && is_zero(prefix)) {
+        return "*";
+    }
     const std::size_t whole = 8 * l2_address_size(static_cast<std::uint32_t>(prefix.kind));
     return length == whole ? address_text(prefix)
                            : fmt::format("{}/{}", address_text(prefix), length);
@@ -145,8 +148,7 @@ std::optional<std::uint32_t> parse_ipv4(const std::string &text) {
 
 std::string sg_text(const l2_address &source, unsigned source_length, const l2_address &group,
                     unsigned group_length) {
-    const bool any_source = source_length == 0 && is_zero(source);
-    return fmt::format("({}, {})", any_source ? "*" : prefix_text(source, source_length),
+    return fmt::format("({}, {})", prefix_text(source, source_length),
                        prefix_text(group, group_length));
 }
 

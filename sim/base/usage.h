@@ -4,6 +4,7 @@
 #include "sim/base/text.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <fmt/format.h>
 #include <string>
 #include <vector>
@@ -11,7 +12,7 @@
 namespace sim {
 
 // The innermost command that was given, and its words after the program's name, each followed by a
-// blank.
+// space.
 inline const CLI::App *chosen_command(const CLI::App *app, std::string &words) {
     while (!app->get_subcommands().empty()) {
         app = app->get_subcommands().front();
@@ -28,22 +29,37 @@ inline std::string usage_text(const CLI::App *app, const CLI::Error &error) {
                        error.what(), words);
 }
 
-// That a command is missing is no help to someone who misspelt one.
+// A missing command, and words that belong to no option, in full sentences: that a command is
+// missing is no help to someone who misspelt one.
 inline CLI::Error explained(const CLI::App &app, const CLI::ParseError &error) {
-    std::string words;
+    std::string words = app.get_name() + " ";
     const CLI::App *command = chosen_command(&app, words);
+    words.pop_back();
     const std::vector<std::string> unknown = command->remaining();
-    const auto offered = command->get_subcommands([](const CLI::App *) { return true; });
-    if (error.get_exit_code() == 0 || offered.empty() || unknown.empty()) {
+    const auto is_option = [](const std::string &word) { return word.starts_with('-'); };
+    const auto option = std::find_if(unknown.begin(), unknown.end(), is_option);
+    std::vector<std::string> names;
+    for (const CLI::App *one : command->get_subcommands([](const CLI::App *) { return true; })) {
+        names.push_back(one->get_name());
+    }
+    if (dynamic_cast<const CLI::ExtrasError *>(&error) != nullptr && names.empty() &&
+        !unknown.empty()) {
+        return CLI::Error(
+            "ExtrasError",
+            option == unknown.end()
+                ? fmt::format("`{}` takes no \"{}\"", words, printable(unknown.front()))
+                : fmt::format("`{}` has no option {}", words, printable(*option)));
+    }
+    if (error.get_exit_code() == 0 || names.empty()) {
         return error;
     }
-    std::vector<std::string> names;
-    for (const CLI::App *one : offered) {
-        names.push_back(one->get_name());
+    if (unknown.empty()) {
+        return CLI::Error("RequiredError",
+                          fmt::format("`{}` needs a command: {}", words, fmt::join(names, ", ")));
     }
     return CLI::Error("ExtrasError",
                       fmt::format("there is no {} \"{}\"; the commands are {}",
-                                  unknown.front().starts_with('-') ? "option" : "command",
+                                  is_option(unknown.front()) ? "option" : "command",
                                   printable(unknown.front()), fmt::join(names, ", ")));
 }
 

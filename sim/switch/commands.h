@@ -9,6 +9,8 @@
 
 namespace sim {
 
+struct question_kind;
+
 using command_action = std::function<int()>; // returns the exit code
 
 command_action add_run(CLI::App &command);
@@ -16,6 +18,10 @@ command_action add_show(CLI::App &command);
 command_action add_show_log(CLI::App &command); // `show log`
 command_action add_count(CLI::App &command);
 command_action add_stop(CLI::App &command);
+
+// A command that asks the running switch and prints the answer: its options are the members of the
+// question.
+command_action add_question(CLI::App &command, const question_kind &kind);
 
 // The option that all of them have.
 void add_run_directory(CLI::App &command, std::string &run_directory);

@@ -31,7 +31,7 @@ frame_input::state frame_input::look() {
         return state::incomplete;
     }
     static const std::vector<frame_kind> from_peers = {
-        frame_kind::request, frame_kind::show_request, frame_kind::count_request};
+        frame_kind::request, frame_kind::question};
     broken_reason_ = check_frame_head(*read, from_peers);
     if (!broken_reason_.empty()) {
         return state::broken;

@@ -1,9 +1,12 @@
 #include "sim/switch/overlay.h"
 
+#include "sim/base/text.h"
+#include "sim/switch/answer.h"
 #include "sim/switch/byte_reader.h"
 #include "sim/switch/request.h"
 #include "sim/wire/protocol.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace sim {
@@ -42,6 +45,37 @@ std::vector<std::uint16_t> read_vlans(byte_reader &reader) {
     return vlans;
 }
 
+void print_overlay_state(output &out, const overlay_state &overlay) {
+    out.field("feature", "Overlay feature: {}\n", overlay_feature_name(overlay.feature));
+    out.open_wrapped_list("vlans_disabled", "VLANs disabled: ");
+    for (const std::uint16_t vlan : overlay.vlans_disabled) {
+        out.field({}, "{}", vlan);
+    }
+    if (overlay.vlans_disabled.empty()) {
+        out.text("none");
+    }
+    out.close_list();
+    out.json("route_updates", overlay.route_updates);
+}
+
+void print_overlay_route(output &out, const overlay_route &route) {
+    constexpr std::size_t line_size = 32;
+    out.open_object();
+    out.field("type", "Route update of type {}", route.type);
+    out.text(", {}, ", counted(route.body.size(), "byte"));
+    print_sender(out, route.from);
+    out.text("\n");
+    const std::span<const std::byte> body = route.body;
+    if (out.is_json()) {
+        out.json("body", hex_text(body));
+    } else {
+        for (std::size_t at = 0; at < body.size(); at += line_size) {
+            out.text("    {}\n", hex_text(body.subspan(at, std::min(line_size, body.size() - at))));
+        }
+    }
+    out.close_object();
+}
+
 } // namespace
 
 std::string_view overlay_feature_name(overlay_feature feature) {
@@ -76,7 +110,7 @@ overlay_notice decode_overlay_notice(std::span<const std::byte> message) {
 
 overlay_route decode_overlay_route(std::span<const std::byte> message) {
     byte_reader reader(message);
-    overlay_route decoded{.type = read_head(reader, message.size())};
+    overlay_route decoded{.from = {}, .type = read_head(reader, message.size())};
     const auto body = reader.take(reader.left(), "body");
     decoded.body.assign(body.begin(), body.end());
     return decoded;
@@ -97,15 +131,38 @@ void handle_overlay_notice(request &asked) {
 void handle_overlay_route(request &asked) {
     require_option_word_1(asked, 1);
     overlay_route update = decode_overlay_route(asked.payload);
-    const sender_name from = name_sender(asked);
-    update.client = from.client;
-    update.pid = from.pid;
+    update.from = name_sender(asked);
     overlay_state &overlay = asked.vell.overlay;
     if (overlay.routes.size() == overlay_routes_kept) {
         overlay.routes.pop_front();
     }
     overlay.routes.push_back(std::move(update));
     ++overlay.route_updates;
+}
+
+answer show_overlay(service &vell, const question &asked) {
+    answer made(asked);
+    const overlay_state &overlay = vell.overlay;
+    made.once([&overlay](output &out, row_count &) {
+        print_overlay_state(out, overlay);
+        out.open_rows("overlay");
+    });
+    // Updates are numbered from 0; the oldest ones may be forgotten meanwhile.
+    made.add([&overlay, next = std::uint64_t{0}](output &out, row_count &rows) mutable {
+        const std::uint64_t oldest = overlay.route_updates - overlay.routes.size();
+        next = std::max(next, oldest);
+        for (; next < overlay.route_updates && !answer::is_enough(out); ++next) {
+            if (rows.take()) {
+                print_overlay_route(out, overlay.routes[static_cast<std::size_t>(next - oldest)]);
+            }
+        }
+        return next == overlay.route_updates;
+    });
+    made.once([&overlay](output &out, row_count &rows) {
+        out.close_list();
+        out.text("{}\n", counted_of(rows.shown, overlay.route_updates, "route update"));
+    });
+    return made;
 }
 
 } // namespace sim

@@ -1,10 +1,12 @@
 // The overlay's notifications, all in host byte order.
 //
 //   overlay notification   u16 type, u16 length of the whole message
-//     types 1 and 3        the overlay feature is disabled, without and with the flag: 8 bytes, u32 0 behind the head
-//     type 2               VLANs are disabled: their ids behind the head, u16 each
+//     types 1 and 3        the overlay feature is disabled, without and with the flag: 8 bytes, u32 0 after the head
+//     type 2               VLANs are disabled: their ids after the head, u16 each
 //   overlay route update   u16 type, u16 length of the whole message, and a body of the sender's making
 #pragma once
+
+#include "sim/switch/sender.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -24,8 +26,7 @@ enum class overlay_feature { enabled, disabled, disabled_with_flag };
 std::string_view overlay_feature_name(overlay_feature feature);
 
 struct overlay_route {
-    std::uint8_t client = 0; // 0 for a sender without an id
-    std::uint32_t pid = 0;
+    sender_name from{};
     std::uint16_t type = 0;
     std::vector<std::byte> body{};
 };

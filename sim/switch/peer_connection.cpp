@@ -1,7 +1,5 @@
 #include "sim/switch/peer_connection.h"
 
-#include "sim/switch/show_query.h"
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -14,7 +12,6 @@ namespace sim {
 namespace {
 
 constexpr std::size_t read_size = 64u << 10;
-constexpr std::size_t show_frame_size = 256u << 10;
 
 } // namespace
 
@@ -70,32 +67,31 @@ std::optional<peer_connection::clock::time_point> peer_connection::next_due() co
     return late_.empty() ? std::nullopt : std::optional(late_.begin()->first);
 }
 
-void peer_connection::queue_show(show_answer answer) {
+void peer_connection::queue_answer(answer made) {
     if (output_broken_) {
         return;
     }
-    show_text_ = std::move(answer.text);
-    show_sent_ = 0;
-    queue_show_frame(answer.is_error ? show_opcode_error : 0);
+    answer_ = std::move(made);
+    queue_piece();
 }
 
-void peer_connection::queue_show_frame(std::uint32_t opcode) {
-    const std::size_t size = std::min(show_text_.size() - show_sent_, show_frame_size);
-    const bool is_last = show_sent_ + size == show_text_.size();
+void peer_connection::queue_piece() {
+    const answer::piece made = answer_->next();
+    if (made.text.empty() && !made.is_last) {
+        return;
+    }
     frame_head head{};
     head.magic = frame_magic;
-    head.kind = frame_kind::show_reply;
-    head.length = static_cast<std::uint32_t>(size);
-    head.opcode = opcode;
-    head.flags = is_last ? 0 : show_more_follows;
-    std::vector<std::byte> frame(sizeof head + size);
+    head.kind = frame_kind::answer;
+    head.length = static_cast<std::uint32_t>(made.text.size());
+    head.opcode = answer_->is_refusal() ? answer_opcode_refusal : 0;
+    head.flags = made.is_last ? 0 : answer_goes_on;
+    std::vector<std::byte> frame(sizeof head + made.text.size());
     std::memcpy(frame.data(), &head, sizeof head);
-    std::memcpy(frame.data() + sizeof head, show_text_.data() + show_sent_, size);
+    std::memcpy(frame.data() + sizeof head, made.text.data(), made.text.size());
     queue(std::move(frame));
-    show_sent_ += size;
-    if (is_last) {
-        show_text_ = std::string();
-        show_sent_ = 0;
+    if (made.is_last) {
+        answer_.reset();
     }
 }
 
@@ -104,8 +100,7 @@ void peer_connection::drop_output() {
     sent_ = 0;
     late_.clear();
     late_size_ = 0;
-    show_text_ = std::string();
-    show_sent_ = 0;
+    answer_.reset();
 }
 
 void peer_connection::forget_messages() {
@@ -134,10 +129,10 @@ void peer_connection::flush() {
         output_ = std::vector<std::byte>();
         sent_ = 0;
     }
-    // The next part of a long reply waits for the next round, so that a fast reader does not hold
-    // up everybody else.
-    if (!has_output() && show_pending()) {
-        queue_show_frame(0);
+    // The next piece waits for the next round, so that a fast reader does not hold up everybody
+    // else.
+    if (!has_output() && answer_pending()) {
+        queue_piece();
     }
 }
 

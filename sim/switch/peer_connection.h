@@ -3,9 +3,9 @@
 #pragma once
 
 #include "sim/base/file_descriptor.h"
+#include "sim/switch/answer.h"
 #include "sim/switch/frame_input.h"
 #include "sim/switch/service.h"
-#include "sim/switch/show_answer.h"
 
 #include <chrono>
 #include <cstddef>
@@ -19,7 +19,7 @@
 namespace sim {
 
 // How much may wait for a peer that does not read, beside the longest answer to one request and a
-// show reply, of which it has one at a time.
+// piece of the answer to one question.
 inline constexpr std::size_t output_limit = 1u << 20;
 
 class peer_connection {
@@ -45,8 +45,8 @@ public:
     void queue_replies(std::vector<reply> replies, clock::time_point now);
     void queue_due(clock::time_point now);
     std::optional<clock::time_point> next_due() const;
-    void queue_show(show_answer answer);
-    bool show_pending() const { return show_sent_ < show_text_.size(); }
+    void queue_answer(answer made);
+    bool answer_pending() const { return answer_.has_value(); }
 
     // Sends what the socket takes.
     void flush();
@@ -66,7 +66,7 @@ public:
 
 private:
     void queue(std::vector<std::byte> frame);
-    void queue_show_frame(std::uint32_t opcode);
+    void queue_piece();
     bool send_some();
     void drop_output();
 
@@ -77,9 +77,8 @@ private:
     std::multimap<clock::time_point, std::vector<std::byte>> late_; // by the time they are due
     std::size_t late_size_ = 0;
     std::size_t longest_answer_ = 0; // since nothing waited
-    std::string show_text_;
-    std::size_t show_sent_ = 0;
-    bool output_broken_ = false; // the peer takes no more; what it has sent still counts
+    std::optional<answer> answer_;   // of which pieces are left
+    bool output_broken_ = false;     // the peer takes no more; what it has sent still counts
 };
 
 } // namespace sim

@@ -3,12 +3,14 @@
 
 #include <array>
 #include <compare>
+#include <cstddef>
 #include <cstdint>
+#include <string>
 #include <vector>
 
 namespace sim {
 
-// The members stand in the order in which routes are sorted.
+// Routes are sorted by these members, in this order.
 struct route_key {
     std::uint32_t table = 0;
     std::uint32_t group = 0;
@@ -22,6 +24,9 @@ struct route_key {
 inline bool is_any_source(const route_key &key) {
     return key.source == 0 && key.source_length == 0;
 }
+
+// "(10.0.0.9, 239.1.1.2)", without the table.
+std::string key_text(const route_key &key);
 
 struct oif_entry {
     std::uint32_t if_index = 0;

@@ -31,11 +31,6 @@ std::string_view dux_role_name(std::uint64_t flags) {
     return "none given";
 }
 
-std::string key_text(const route_key &key) {
-    return fmt::format("({}/{}, {}/{}) in table {}", ipv4_text(key.source), key.source_length,
-                       ipv4_text(key.group), key.group_length, key.table);
-}
-
 void add_route(request &asked, client &sender, route_record &record) {
     asked.vell.routes.insert_or_assign(record.key, route{.opcode = record.opcode,
                                                          .flags = record.flags,
@@ -56,9 +51,9 @@ bool delete_route(request &asked, client &sender, const route_record &record) {
 }
 
 void log_missed_delete(request &asked, const route_record &record) {
-    asked.vell.log(log_level_trace,
-                   fmt::format("{}: delete of {}: no such route", describe(asked.vell, asked.from),
-                               key_text(record.key)));
+    asked.vell.log(log_level_trace, fmt::format("{}: delete of {} in table {}: no such route",
+                                                describe(asked.vell, asked.from),
+                                                key_text(record.key), record.key.table));
 }
 
 void apply(request &asked, client &sender, route_message &message) {
@@ -87,6 +82,11 @@ void apply(request &asked, client &sender, route_message &message) {
 }
 
 } // namespace
+
+std::string key_text(const route_key &key) {
+    return sg_text(ipv4_address(key.source), key.source_length, ipv4_address(key.group),
+                   key.group_length);
+}
 
 void handle_route_message(request &asked) {
     route_message message = decode_route_message(asked.payload);

@@ -1,7 +1,5 @@
 #include "sim/switch/server.h"
 
-#include "sim/switch/count.h"
-
 #include <algorithm>
 #include <cerrno>
 #include <fmt/format.h>
@@ -33,20 +31,19 @@ bool has_question(peer_connection &peer) {
     return has_whole(peer) && !has_request(peer);
 }
 
-show_answer answer(service &vell, const frame_view &question) {
-    const std::string_view text(reinterpret_cast<const char *>(question.payload.data()),
-                                question.payload.size());
-    return question.head.kind == frame_kind::count_request ? answer_count(vell, text)
-                                                           : answer_show(vell, text);
+answer answer_to(service &vell, const frame_view &question) {
+    return answer_question(
+        vell, {reinterpret_cast<const char *>(question.payload.data()), question.payload.size()});
 }
 
 bool wants_input(peer_connection &peer) {
-    return !peer.end_of_input() && !peer.show_pending() &&
+    return !peer.end_of_input() && !peer.answer_pending() &&
            peer.input.look() == frame_input::state::incomplete;
 }
 
 short wanted_events(peer_connection &peer) {
-    return static_cast<short>((wants_input(peer) ? POLLIN : 0) | (peer.has_output() ? POLLOUT : 0));
+    return static_cast<short>((wants_input(peer) ? POLLIN : 0) |
+                              (peer.has_output() || peer.answer_pending() ? POLLOUT : 0));
 }
 
 template <typename Body>
@@ -168,19 +165,19 @@ void server::finish_turn(connection_id id, peer_connection &peer) {
 
 void server::take_frames(connection_id id, peer_connection &peer) {
     take_requests(peer);
-    while (!dead_ && has_question(peer) && !peer.show_pending() && reads(peer)) {
+    while (!dead_ && has_question(peer) && !peer.answer_pending() && reads(peer)) {
         catch_up(id);
         if (dead_) {
             return;
         }
-        peer.queue_show(answer(vell_, peer.input.front()));
+        peer.queue_answer(answer_to(vell_, peer.input.front()));
         peer.input.drop_frame();
         take_requests(peer);
     }
 }
 
 void server::take_requests(peer_connection &peer) {
-    while (!dead_ && !peer.show_pending() && has_request(peer) && reads(peer) && !pauses(peer)) {
+    while (!dead_ && !peer.answer_pending() && has_request(peer) && reads(peer) && !pauses(peer)) {
         take_request(peer, peer.input.front());
         peer.input.drop_frame();
     }
@@ -256,7 +253,7 @@ std::optional<server::closing> server::why_close(peer_connection &peer) const {
         return closing{true, fmt::format("unfinished frames take more than {} bytes", input_limit)};
     }
     const bool finished =
-        state == frame_input::state::incomplete && !peer.has_output() && !peer.show_pending();
+        state == frame_input::state::incomplete && !peer.has_output() && !peer.answer_pending();
     if (peer.end_of_input() && finished) {
         return closing{peer.input.held() > 0, peer.end_reason()};
     }

@@ -10,7 +10,7 @@
 #include "sim/switch/ltl.h"
 #include "sim/switch/overlay.h"
 #include "sim/switch/route.h"
-#include "sim/switch/statistics.h"
+#include "sim/switch/stats.h"
 #include "sim/wire/frame.h"
 
 #include <chrono>

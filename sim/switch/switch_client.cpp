@@ -1,19 +1,22 @@
 #include "sim/switch/switch_client.h"
 
-#include "sim/switch/show_query.h"
+#include "sim/base/text.h"
+#include "sim/switch/console.h"
 #include "sim/wire/frame_io.h"
 #include "sim/wire/service_socket.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <fmt/format.h>
 #include <poll.h>
+#include <string_view>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <unistd.h>
-#include <utility>
 
 namespace sim {
 
@@ -35,31 +38,60 @@ connection connect_to_switch(const std::string &run_directory) {
     return made;
 }
 
-std::string send_query(int fd, frame_kind kind, const std::string &text) {
+std::string send_question(int fd, const std::string &text) {
     frame_head head{};
     head.magic = frame_magic;
-    head.kind = kind;
+    head.kind = frame_kind::question;
     head.length = static_cast<std::uint32_t>(text.size());
     const frame_result sent = send_frame(fd, head, text.data(), silence_ms);
     return sent.status == frame_status::done ? std::string()
                                              : fmt::format("the switch is gone: {}", sent.reason);
 }
 
-std::string receive_reply(int fd, switch_answer &answer) {
-    frame_reader reader({frame_kind::show_reply});
-    frame part;
+std::string receive_piece(int fd, frame_reader &reader, frame &piece) {
+    const frame_result got = receive_frame(fd, reader, deadline::after_ms(silence_ms), piece);
+    if (got.status == frame_status::timed_out) {
+        return fmt::format("the switch has not answered for {} seconds", silence_ms / 1000);
+    }
+    return got.status == frame_status::done
+               ? std::string()
+               : fmt::format("the switch's answer is cut: {}", got.reason);
+}
+
+// The switch answers in lines of plain ASCII; whatever else comes is not from this vellsim.
+std::string safe_lines(std::string_view text) {
+    const auto is_plain = [](char byte) { return byte == '\n' || (byte >= 0x20 && byte < 0x7f); };
+    std::string safe;
+    while (!text.empty()) {
+        const auto plain =
+            static_cast<std::size_t>(std::ranges::find_if_not(text, is_plain) - text.begin());
+        safe += text.substr(0, plain);
+        text.remove_prefix(plain);
+        if (!text.empty()) {
+            safe += printable(text.substr(0, 1));
+            text.remove_prefix(1);
+        }
+    }
+    return safe;
+}
+
+int print_pieces(int fd) {
+    frame_reader reader({frame_kind::answer});
+    frame piece;
     do {
-        const frame_result got = receive_frame(fd, reader, deadline::after_ms(silence_ms), part);
-        if (got.status == frame_status::timed_out) {
-            return fmt::format("the switch has not answered for {} seconds", silence_ms / 1000);
+        if (const std::string error = receive_piece(fd, reader, piece); !error.empty()) {
+            return fail(error);
         }
-        if (got.status != frame_status::done) {
-            return fmt::format("the switch's answer is cut: {}", got.reason);
+        const std::string_view text(reinterpret_cast<const char *>(piece.payload.data()),
+                                    piece.payload.size());
+        if (piece.head.opcode != 0) {
+            return fail(printable(text));
         }
-        answer.text.append(reinterpret_cast<const char *>(part.payload.data()),
-                           part.payload.size());
-    } while ((part.head.flags & show_more_follows) != 0);
-    return part.head.opcode == 0 ? std::string() : std::exchange(answer.text, {});
+        if (print(safe_lines(text)) != EXIT_SUCCESS) {
+            return EXIT_FAILURE;
+        }
+    } while ((piece.head.flags & answer_goes_on) != 0);
+    return EXIT_SUCCESS;
 }
 
 // The process's end, where the system can tell it; the connection's end comes first and says nearly
@@ -91,18 +123,13 @@ bool wait_for_end(const file_descriptor &watched, const deadline &until) {
 
 } // namespace
 
-switch_answer ask_switch(const std::string &run_directory, frame_kind kind,
-                         const std::string &text) {
-    switch_answer answer;
+int print_answer(const std::string &run_directory, const question &asked) {
     const connection to = connect_to_switch(run_directory);
-    answer.error = to.reason;
-    if (answer.error.empty()) {
-        answer.error = send_query(to.socket.get(), kind, text);
+    if (!to.reason.empty()) {
+        return fail(to.reason);
     }
-    if (answer.error.empty()) {
-        answer.error = receive_reply(to.socket.get(), answer);
-    }
-    return answer;
+    const std::string error = send_question(to.socket.get(), encode_question(asked));
+    return error.empty() ? print_pieces(to.socket.get()) : fail(error);
 }
 
 std::string stop_switch(const std::string &run_directory, int limit_s) {

@@ -14,11 +14,10 @@ inline constexpr std::uint32_t frame_max_payload = 16u << 20;
 inline constexpr std::uint32_t send_option_words = 19;
 
 enum class frame_kind : std::uint32_t {
-    request = 1,       // a client's kyt_send
-    message = 2,       // what the switch sends to a client's queue
-    show_request = 3,  // "vellsim show" asks for a table; the payload is its name
-    show_reply = 4,    // the table as JSON; opcode 0, or non-zero when the payload is an error text
-    count_request = 5, // "vellsim count" moves counters; answered by show replies
+    request = 1,  // a client's kyt_send
+    message = 2,  // what the switch sends to a client's queue
+    question = 3, // what vellsim's commands ask a running switch, in JSON
+    answer = 4,   // a piece of the answer; of a refusal when the opcode is not 0
 };
 
 struct frame_head {

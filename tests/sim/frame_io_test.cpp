@@ -24,10 +24,10 @@ long long ms_since(clock::time_point start) {
 }
 
 TEST(CheckFrameHead, TakesEachOfTheExpectedKinds) {
-    const std::vector<frame_kind> kinds = {frame_kind::request, frame_kind::show_request};
+    const std::vector<frame_kind> kinds = {frame_kind::request, frame_kind::question};
     EXPECT_EQ(sim::check_frame_head(head_of(frame_kind::request, 1, 0), kinds), "");
     EXPECT_EQ(
-        sim::check_frame_head(head_of(frame_kind::show_request, 1, sim::frame_max_payload), kinds),
+        sim::check_frame_head(head_of(frame_kind::question, 1, sim::frame_max_payload), kinds),
         "");
 }
 

@@ -229,14 +229,14 @@ TEST_F(Abuse, WithAShowRequestThatMakesNoSense) {
     raw_peer peer(run_dir);
     sim::frame_head head{};
     head.magic = sim::frame_magic;
-    head.kind = sim::frame_kind::show_request;
+    head.kind = sim::frame_kind::question;
     peer.send(head, numbers(4).some(3 << 20));
     const std::optional<sim::frame> reply = peer.receive();
     ASSERT_TRUE(reply);
-    EXPECT_EQ(reply->head.kind, sim::frame_kind::show_reply);
+    EXPECT_EQ(reply->head.kind, sim::frame_kind::answer);
     EXPECT_NE(reply->head.opcode, 0u);
     EXPECT_EQ(std::string(reply->payload.begin(), reply->payload.end()),
-              "the request is 3145728 bytes long, at most 4096 are read");
+              "the question is 3145728 bytes long, at most 4096 are read");
 }
 
 // No abuse, only much: 60000 records with lists in one message.

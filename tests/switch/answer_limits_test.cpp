@@ -149,10 +149,10 @@ TEST_F(AnswerLimits, EndAConnectionThatDoesNotReadTables) {
     raw_peer deaf(run_dir);
     sim::frame_head show{};
     show.magic = sim::frame_magic;
-    show.kind = sim::frame_kind::show_request;
+    show.kind = sim::frame_kind::question;
     bytes many;
     for (int i = 0; i < 1000; ++i) {
-        const bytes one = frame_bytes(show, message().text("ltl", 3));
+        const bytes one = frame_bytes(show, message().text(R"({"ask":"ltl"})", 13));
         many.insert(many.end(), one.begin(), one.end());
     }
     int sent = 0;

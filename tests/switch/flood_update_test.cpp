@@ -67,7 +67,7 @@ test_flood random_update(std::mt19937 &random) {
 } // namespace
 
 TEST(Flood, IsEmptyAtFirst) {
-    EXPECT_EQ(sim::answer_show(ltl_service().vell, "flood").text, R"({"flood":[]})");
+    EXPECT_EQ(answer_of(ltl_service().vell, "flood"), R"({"flood":[]})");
 }
 
 TEST(Flood, GrowsAndShrinks) {
@@ -207,7 +207,7 @@ TEST(Flood, TableIsShownUpToALimit) {
     ltl_service test;
     test.ask(flood_update, flood_payload({{10, 0}, {11, 0}, {12, 0}}));
     EXPECT_EQ(
-        sim::answer_show(test.vell, R"(flood {"limit":1})").text,
+        answer_of(test.vell, R"(flood {"limit":1})"),
         R"({"flood":[{"vlan":10,"line_cards":[],"line_card_mask":0,"client":1,"pid":4711,"interfaces":[]}],)"
         R"("matched":3})");
     EXPECT_EQ(test.shown("matched", R"(flood {"limit":9,"vlan":12})"), 1);
@@ -217,7 +217,7 @@ TEST(Flood, TableIsNarrowedByVlan) {
     ltl_service test;
     test.ask(flood_update, flood_payload({{10, 1, {7, add}}, {11, 0}}));
     EXPECT_EQ(
-        sim::answer_show(test.vell, R"(flood {"vlan":11})").text,
+        answer_of(test.vell, R"(flood {"vlan":11})"),
         R"({"flood":[{"vlan":11,"line_cards":[],"line_card_mask":0,"client":1,"pid":4711,"interfaces":[]}],)"
         R"("narrowed":true})");
 }

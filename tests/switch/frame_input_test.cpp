@@ -45,7 +45,7 @@ TEST(FrameInput, TakesSeveralFramesFromOnePiece) {
     EXPECT_EQ(payload_of(input), literal({7}));
     input.drop_frame();
     ASSERT_EQ(input.look(), state::whole);
-    EXPECT_EQ(input.front().head.kind, sim::frame_kind::show_request);
+    EXPECT_EQ(input.front().head.kind, sim::frame_kind::question);
     input.drop_frame();
     ASSERT_EQ(input.look(), state::whole);
     EXPECT_EQ(payload_of(input), literal({8, 9}));

@@ -1,5 +1,4 @@
 #include "sim/switch/limits.h"
-#include "sim/switch/show_answer.h"
 #include "tests/switch/l2_bytes.h"
 #include "tests/switch/test_service.h"
 
@@ -26,7 +25,7 @@ struct notified_service : test_service {
         send(from, l2_head(), mbd_message(1, std::vector<test_mbd>(records)));
     }
     json shown(const char *part) const {
-        return json::parse(sim::answer_show(vell, "l2").text).at("l2").at(part);
+        return json::parse(answer_of(vell, "l2")).at("l2").at(part);
     }
 };
 

@@ -1,6 +1,4 @@
 // What layer-2 messages do to the tables, seen through `show l2`.
-#include "sim/switch/show_answer.h"
-#include "sim/switch/show_query.h"
 #include "tests/switch/l2_bytes.h"
 #include "tests/switch/test_service.h"
 
@@ -21,21 +19,15 @@ struct l2_service : test_service {
     void update(const std::vector<test_mbd> &records) {
         send(from, l2_head(), mbd_message(1, records));
     }
-    std::string text(std::string_view request = "l2") const {
-        const sim::show_answer answer = sim::answer_show(vell, request);
-        EXPECT_FALSE(answer.is_error) << answer.text;
-        return answer.text;
-    }
+    std::string text(std::string_view request = "l2") const { return answer_of(vell, request); }
     json shown(std::string_view request = "l2") const {
         return json::parse(text(request)).at("l2");
     }
-    json entries(const sim::show_query &query = {.name = "l2"}) const {
-        return shown(sim::encode_show_query(query)).at("entries");
-    }
+    json entries(std::string_view request = "l2") const { return shown(request).at("entries"); }
     // "10 239.1.1.1 10.0.0.1: 7 9", one text an entry.
-    std::vector<std::string> keys(const sim::show_query &query = {.name = "l2"}) const {
+    std::vector<std::string> keys(std::string_view request = "l2") const {
         std::vector<std::string> found;
-        for (const json &entry : entries(query)) {
+        for (const json &entry : entries(request)) {
             found.push_back(fmt::format(
                 "{} {} {}:", entry.at("vlan").get<int>(), entry.at("group").get<std::string>(),
                 entry.at("source").is_null() ? "*" : entry.at("source").get<std::string>()));
@@ -126,9 +118,9 @@ TEST(L2Tables, KeepEntriesApartByVlanGroupSourceAndKind) {
                 ElementsAre("9 239.9.9.9 *:", "10 01:00:5e:01:01:01 *:", "10 239.1.1.1 *: 2",
                             "10 239.1.1.1 10.0.0.1: 3", "10 239.1.1.1 10.0.0.2: 4",
                             "10 239.1.1.2 *:", "10 ff02::1 *:"));
-    EXPECT_THAT(test.keys({.name = "l2", .vlan = 9}), ElementsAre("9 239.9.9.9 *:"));
-    EXPECT_THAT(test.keys({.name = "l2", .l2_group = "239.1.1.2"}), ElementsAre("10 239.1.1.2 *:"));
-    EXPECT_THAT(test.keys({.name = "l2", .l2_group = "ff02::1"}), ElementsAre("10 ff02::1 *:"));
+    EXPECT_THAT(test.keys(R"(l2 {"vlan":9})"), ElementsAre("9 239.9.9.9 *:"));
+    EXPECT_THAT(test.keys(R"(l2 {"group":"239.1.1.2"})"), ElementsAre("10 239.1.1.2 *:"));
+    EXPECT_THAT(test.keys(R"(l2 {"group":"ff02::1"})"), ElementsAre("10 ff02::1 *:"));
 }
 
 TEST(L2Tables, CountAndLogMissedDeletes) {

@@ -159,13 +159,14 @@ TEST_F(LtlProcess, HasItsOptionsListedAndChecked) {
     expect_refusal({"run", "--ltl-refuse-vlan", "5", "--ltl-refuse-vlan", "4095"},
                    "Value 4095 not in range 1 to 4094");
     expect_refusal({"run", "--ltl-refuse-vlan", "10", "20"},
-                   "vellsim: The following argument was not expected: 20\n");
+                   "vellsim: `vellsim run` takes no \"20\"\n");
     expect_refusal({"run", "--ltl-refuse-vlan", "10", "--ltl-refuse-vlan"}, "--ltl-refuse-vlan");
     expect_refusal({"run", "--ltl-pool", "-1"}, "--ltl-pool");
     expect_refusal({"run", "--ltl-pool", "65537"},
                    "--ltl-pool: Value 65537 not in range 0 to 65536");
     expect_refusal({"show", "flood", "--vlan", "4095"}, "--vlan");
-    expect_refusal({"show", "ltl", "--group", "239.1.1.1"}, "--group: goes with");
+    expect_refusal({"show", "ltl", "--group", "239.1.1.1"},
+                   "`vellsim show ltl` has no option --group");
 }
 
 TEST_F(LtlProcess, SurvivesMessagesThatAreNearlyRight) {

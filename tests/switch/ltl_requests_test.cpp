@@ -220,7 +220,7 @@ TEST(Ltl, TableIsShownUpToALimit) {
     test.allocate();
     test.allocate();
     EXPECT_EQ(
-        sim::answer_show(test.vell, R"(ltl {"limit":1})").text,
+        answer_of(test.vell, R"(ltl {"limit":1})"),
         R"({"ltl":[{"index":16384,"vlan":10,"tag":7,"client":1,"pid":4711,"interfaces":[]}],"matched":2,)"
         R"("pool":{"first":16384,"size":1024,"in_use":2}})");
 }
@@ -229,7 +229,7 @@ TEST(Ltl, TableIsNarrowedByVlan) {
     ltl_service test;
     test.ask(allocation, ltl_payload(10, 1, {}));
     test.ask(allocation, ltl_payload(11, 2, {}));
-    EXPECT_EQ(sim::answer_show(test.vell, R"(ltl {"vlan":11})").text,
+    EXPECT_EQ(answer_of(test.vell, R"(ltl {"vlan":11})"),
               R"({"ltl":[{"index":16385,"vlan":11,"tag":2,"client":1,"pid":4711,"interfaces":[]}],)"
               R"("narrowed":true,"pool":{"first":16384,"size":1024,"in_use":2}})");
 }

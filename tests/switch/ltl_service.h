@@ -1,7 +1,6 @@
 // A service whose LTL manager is asked, and what it answers and shows.
 #pragma once
 
-#include "sim/switch/show_answer.h"
 #include "tests/switch/ltl_bytes.h"
 
 #include <gtest/gtest.h>
@@ -37,9 +36,7 @@ struct ltl_service : test_service {
     }
 
     nlohmann::json shown(const char *table, std::string_view request) const {
-        const sim::show_answer answered = sim::answer_show(vell, request);
-        EXPECT_FALSE(answered.is_error) << answered.text;
-        return nlohmann::json::parse(answered.text).at(table);
+        return nlohmann::json::parse(answer_of(vell, request)).at(table);
     }
     nlohmann::json ltls() const { return shown("ltl", "ltl"); }
     nlohmann::json floods() const { return shown("flood", "flood"); }

@@ -135,9 +135,9 @@ TEST_F(ManyConnections, AreNotHeldUpByOneThatDoesNotReadItsTable) {
     raw_peer deaf(run_dir);
     sim::frame_head show{};
     show.magic = sim::frame_magic;
-    show.kind = sim::frame_kind::show_request;
+    show.kind = sim::frame_kind::question;
     for (int i = 0; i < 3; ++i) {
-        deaf.send(show, message().text("routes", 6));
+        deaf.send(show, message().text(R"({"ask":"routes"})", 16));
     }
     expect_service(run_dir);
     EXPECT_EQ(client.ask("routes").at("routes").size(), routes.size());

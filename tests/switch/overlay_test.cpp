@@ -1,6 +1,4 @@
 #include "sim/switch/overlay.h"
-#include "sim/switch/overlay_text.h"
-#include "sim/switch/show_answer.h"
 #include "tests/switch/test_service.h"
 
 #include <gmock/gmock.h>
@@ -21,12 +19,13 @@ struct overlay_service : test_service {
     void route(const std::vector<int> &payload, unsigned word_1 = 1) {
         send(from, request_head(213, 75818, word_1), literal(payload));
     }
-    std::string text() const { return sim::answer_show(vell, "overlay").text; }
-    json shown() const { return json::parse(text()).at("overlay"); }
+    std::string text() const { return answer_of(vell, "overlay"); }
+    json shown() const { return json::parse(text()); }
 };
 
 constexpr const char *untouched =
-    R"({"overlay":{"feature":"enabled","vlans_disabled":[],"routes":[],"route_updates":0}})";
+    R"({"feature":"enabled","vlans_disabled":[],"route_updates":0,"overlay":[],"matched":0,)"
+    R"("narrowed":null})";
 
 } // namespace
 
@@ -58,14 +57,14 @@ TEST(Overlay, KeepsRouteUpdatesAsTheyCome) {
     test.route({7, 0, 6, 0, 1, 0xf2});
     test.from = test.registered_session();
     test.route({8, 1, 4, 0});
-    EXPECT_EQ(test.shown().at("routes"),
-              json::parse(R"([{"type":7,"body":"01f2","client":0,"pid":99},
-                                                          {"type":264,"body":"","client":1,"pid":4711}])"));
+    EXPECT_EQ(test.shown().at("overlay"),
+              json::parse(R"([{"type":7,"client":0,"pid":99,"body":"01f2"},
+                              {"type":264,"client":1,"pid":4711,"body":""}])"));
     for (std::size_t i = 0; i < sim::overlay_routes_kept; ++i) {
         test.route({9, 0, 4, 0});
     }
-    EXPECT_EQ(test.shown().at("routes").size(), sim::overlay_routes_kept);
-    EXPECT_EQ(test.shown().at("routes").at(0).at("type"), 9);
+    EXPECT_EQ(test.shown().at("overlay").size(), sim::overlay_routes_kept);
+    EXPECT_EQ(test.shown().at("overlay").at(0).at("type"), 9);
     EXPECT_EQ(test.shown().at("route_updates"), sim::overlay_routes_kept + 2);
     EXPECT_TRUE(test.errors.empty());
 }
@@ -146,22 +145,60 @@ TEST(Overlay, RefusesWhatIsNotRight) {
     EXPECT_EQ(test.text(), untouched);
 }
 
-TEST(OverlayText, ShowsAll) {
-    const auto text = [](const std::string &table) {
-        return sim::overlay_text(nlohmann::ordered_json::parse(table));
-    };
-    EXPECT_EQ(text(untouched), "Overlay feature: enabled\n"
-                               "VLANs disabled: none\n"
-                               "0 route updates\n");
-    EXPECT_EQ(text(R"({"overlay":{"feature":"disabled","vlans_disabled":[10,20],"route_updates":3,
-                       "routes":[{"type":7,"body":")" +
-                   std::string(68, 'a') +
-                   R"(","client":1,"pid":2},{"type":8,"body":"","client":0,"pid":2}]}})"),
+TEST(Overlay, IsShownAsText) {
+    overlay_service test;
+    EXPECT_EQ(text_of(test.vell, "overlay"), "Overlay feature: enabled\n"
+                                             "VLANs disabled: none\n"
+                                             "0 route updates\n");
+    test.notify(0, {1, 0, 8, 0, 0, 0, 0, 0});
+    test.notify(1, {2, 0, 8, 0, 0x14, 0, 0x0a, 0});
+    std::vector<int> long_update = {7, 0, 38, 0};
+    long_update.resize(38, 0xaa);
+    test.route(long_update);
+    test.from = test.registered_session();
+    test.route({8, 1, 5, 0, 0x0f});
+    test.route({9, 0, 4, 0});
+    EXPECT_EQ(text_of(test.vell, "overlay"),
               "Overlay feature: disabled\n"
               "VLANs disabled: 10, 20\n"
-              "Route update of type 7, 34 bytes, client 1\n"
+              "Route update of type 7, 34 bytes, pid 99\n"
               "    aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa\n"
               "    aaaa\n"
-              "Route update of type 8, 0 bytes, pid 2\n"
-              "2 of 3 route updates\n");
+              "Route update of type 264, 1 byte, client 1\n"
+              "    0f\n"
+              "Route update of type 9, 0 bytes, client 1\n"
+              "3 route updates\n");
+    EXPECT_THAT(text_of(test.vell, R"(overlay {"limit":1})"),
+                testing::EndsWith("\n    aaaa\n1 of 3 route updates\n"));
+}
+
+TEST(Overlay, SaysHowManyRouteUpdatesAreForgotten) {
+    overlay_service test;
+    for (std::size_t i = 0; i < sim::overlay_routes_kept + 3; ++i) {
+        test.route({9, 0, 4, 0});
+    }
+    EXPECT_THAT(text_of(test.vell, "overlay"), testing::EndsWith("\n64 of 67 route updates\n"));
+}
+
+// 64 bodies of nearly 64 KiB take 8 MB in JSON: one at a time.
+TEST(Overlay, IsAnsweredInPiecesThatGoOnWithWhatIsKept) {
+    overlay_service test;
+    std::vector<int> update = {1, 0, 0xff, 0xff};
+    update.resize(0xffff, 0x5a);
+    for (std::size_t i = 0; i < sim::overlay_routes_kept; ++i) {
+        test.route(update);
+    }
+    sim::answer made = sim::answer_question(test.vell, question_payload("overlay"));
+    sim::answer::piece next = made.next();
+    EXPECT_LT(next.text.size(), 300'000u);
+    std::string text = next.text;
+    test.route({9, 0, 4, 0}); // the first one is forgotten for it
+    while (!next.is_last) {
+        next = made.next();
+        EXPECT_LT(next.text.size(), 300'000u);
+        text += next.text;
+    }
+    const json shown = json::parse(text);
+    EXPECT_EQ(shown.at("overlay").size(), sim::overlay_routes_kept + 1);
+    EXPECT_EQ(shown.at("overlay").back().at("type"), 9);
 }

@@ -60,8 +60,9 @@ std::uint8_t raw_peer::register_client(std::uint32_t uuid) {
 void raw_peer::send_show(const std::string &query) {
     sim::frame_head head{};
     head.magic = sim::frame_magic;
-    head.kind = sim::frame_kind::show_request;
-    send(head, message().text(query, query.size()));
+    head.kind = sim::frame_kind::question;
+    const std::string payload = question_payload(query);
+    send(head, message().text(payload, payload.size()));
 }
 
 nlohmann::json raw_peer::receive_table() {
@@ -69,7 +70,7 @@ nlohmann::json raw_peer::receive_table() {
     std::optional<sim::frame> part;
     do {
         part = receive();
-        if (!part || part->head.kind != sim::frame_kind::show_reply || part->head.opcode != 0) {
+        if (!part || part->head.kind != sim::frame_kind::answer || part->head.opcode != 0) {
             ADD_FAILURE() << "no answer";
             return {};
         }

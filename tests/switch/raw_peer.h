@@ -52,7 +52,7 @@ public:
 
 private:
     sim::file_descriptor socket_;
-    sim::frame_reader reader_{sim::frame_kind::message, sim::frame_kind::show_reply};
+    sim::frame_reader reader_{sim::frame_kind::message, sim::frame_kind::answer};
 };
 
 // Registers a client, adds a route, sees it in the table, deletes it and deregisters: a well-formed

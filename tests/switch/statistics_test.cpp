@@ -1,13 +1,12 @@
-#include "sim/switch/count.h"
-#include "sim/switch/show_answer.h"
-#include "sim/switch/statistics.h"
-#include "sim/switch/stats_text.h"
+#include "sim/switch/stats.h"
 #include "tests/switch/test_service.h"
 
 #include <algorithm>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
+#include <set>
+#include <string_view>
 
 using testing::ElementsAre;
 using json = nlohmann::json;
@@ -32,12 +31,12 @@ struct statistics_service : test_service {
         return replies.empty() ? bytes()
                                : bytes(replies[0].frame.begin() + 104, replies[0].frame.end());
     }
-    std::string count(std::string_view request) {
-        const sim::show_answer answered = sim::answer_count(vell, request);
-        return (answered.is_error ? "error: " : "") + answered.text;
+    // `members` are those of the question, a JSON object.
+    std::string count(std::string_view members) {
+        return answer_of(vell, "count " + std::string(members));
     }
     json stats(std::string_view request = "stats") const {
-        return json::parse(sim::answer_show(vell, request).text).at("stats");
+        return json::parse(answer_of(vell, request)).at("stats");
     }
 };
 
@@ -77,20 +76,21 @@ TEST(Counting, RefusesWhatACounterCannotHold) {
     statistics_service test;
     test.count(
         R"({"source":"10.0.0.9","group":"239.1.1.2","table":253,"packets":3,"bytes":18446744073709551610,"wrong_if":0})");
-    EXPECT_EQ(
-        test.count(count_traffic),
-        "error: --bytes: 4294967299 more than 18446744073709551610 are more than a counter holds");
+    EXPECT_EQ(test.count(count_traffic), "refused: count: bytes: 4294967299 more than "
+                                         "18446744073709551610 are more than 64 bits hold");
     EXPECT_EQ(test.stats().at(0).at("packets"), 3) << "nothing of it was counted";
 }
 
 TEST(Counting, SaysWhetherTheRouteIsHeld) {
     statistics_service test;
     test.route();
-    EXPECT_EQ(json::parse(test.count(count_traffic)).at("held"), true);
+    EXPECT_EQ(json::parse(test.count(count_traffic)).at("count").at(0).at("held"), true);
     EXPECT_EQ(
         json::parse(
             test.count(
                 R"({"source":"10.0.0.8","group":"239.1.1.2","table":253,"packets":1,"bytes":0,"wrong_if":0})"))
+            .at("count")
+            .at(0)
             .at("held"),
         false);
 }
@@ -143,9 +143,9 @@ TEST(Statistics, AnswerForAnIpv6RouteThatWasCounted) {
         message().u32(0).u32(9).u8(64).u8(128).u16(6).add(ipv6_key()).u32(1).u64(1).u64(2).u64(3);
     EXPECT_EQ(test.answer(75786, ipv6_request()), missing);
     EXPECT_EQ(test.count(count_ipv6),
-              R"({"table":9,"family":"ipv6","source":"fd00::9","source_len":64,)"
+              R"({"count":[{"table":9,"family":"ipv6","source":"fd00::9","source_len":64,)"
               R"("group":"ff02::103","group_len":128,"packets":1,"bytes":2,"wrong_if":3,)"
-              R"("requests":0,"clears":0,"held":false})");
+              R"("requests":0,"clears":0,"held":false}],"matched":1,"narrowed":null})");
     EXPECT_EQ(test.answer(75786, ipv6_request()), patched(cleared, 44, {0}));
     EXPECT_EQ(test.answer(75799, ipv6_request()), cleared);
     EXPECT_EQ(test.answer(75799, ipv6_request()),
@@ -179,9 +179,10 @@ TEST(Statistics, AreShownInOrder) {
     EXPECT_THAT(sources, ElementsAre("fd00::9", "10.0.0.8", "10.0.0.9"));
     EXPECT_EQ(test.stats(R"(stats {"table":9})").size(), 1u);
     EXPECT_EQ(
-        sim::answer_show(test.vell, R"(stats {"table":9})").text,
+        answer_of(test.vell, R"(stats {"table":9})"),
         R"({"stats":[{"table":9,"family":"ipv6","source":"fd00::9","source_len":64,"group":"ff02::103",)"
-        R"("group_len":128,"packets":1,"bytes":2,"wrong_if":3,"requests":0,"clears":0}]})");
+        R"("group_len":128,"packets":1,"bytes":2,"wrong_if":3,"requests":0,"clears":0}],"matched":1,)"
+        R"("narrowed":{"table":9}})");
 }
 
 TEST(Statistics, AreAnsweredAsTheFaultModeSays) {
@@ -298,54 +299,137 @@ TEST_P(StatisticsRefusal, OfNothingThatIsRight) {
     EXPECT_NE(test.stats(), before);
 }
 
-TEST(Count, RefusesWhatNamesNoRoute) {
+TEST(Counting, RefusesWhatNamesNoRoute) {
     statistics_service test;
-    const auto error_of = [&test](json changed) {
+    const auto refusal_of = [&test](json changed) {
         json request = json::parse(count_traffic);
         request.update(changed);
-        return test.count(request.dump());
+        const std::string answered = test.count(request.dump());
+        EXPECT_TRUE(answered.starts_with("refused: count: ")) << answered;
+        return answered.substr(16);
     };
-    EXPECT_EQ(error_of({{"source", "10.0.0"}}),
-              "error: --source: 10.0.0 is no IPv4 or IPv6 address");
-    EXPECT_EQ(error_of({{"group", "01:00:5e:01:01:01"}}),
-              "error: --group: 01:00:5e:01:01:01 is no IPv4 or IPv6 address");
-    EXPECT_EQ(error_of({{"group", "ff02::1"}}),
-              "error: --source: 10.0.0.9 is not of the group's family");
-    EXPECT_EQ(error_of({{"group", "10.1.1.1"}}), "error: --group: 10.1.1.1 is not multicast");
-    EXPECT_EQ(error_of({{"source_len", 33}}), "error: --source-len: 33 is above 32");
-    EXPECT_EQ(error_of({{"group_len", 256}}), "error: --group-len: 256 is above 32");
-    EXPECT_EQ(test.count("nonsense"),
-              "error: the count request is no JSON object of the right members");
-    EXPECT_EQ(error_of({{"packets", "many"}}),
-              "error: the count request is no JSON object of the right members");
+    EXPECT_EQ(refusal_of({{"source", "10.0.0"}}), "source: 10.0.0 is not an IPv4 or IPv6 address");
+    EXPECT_EQ(refusal_of({{"group", "01:00:5e:01:01:01"}}),
+              "group: 01:00:5e:01:01:01 is not an IPv4 or IPv6 address");
+    EXPECT_EQ(refusal_of({{"source", std::string("10.0.0.1\0evil", 13)}}),
+              "source: 10.0.0.1\\x00evil is not an IPv4 or IPv6 address");
+    EXPECT_EQ(refusal_of({{"group", "ff02::1"}}),
+              "source: 10.0.0.9 is not of the family of group ff02::1");
+    EXPECT_EQ(refusal_of({{"group", "10.1.1.1"}}), "group: 10.1.1.1 is not multicast");
+    EXPECT_EQ(refusal_of({{"source_len", 33}}),
+              "source_len: 33 is above 32, the length of an IPv4 address");
+    EXPECT_EQ(refusal_of({{"group_len", 128}}),
+              "group_len: 128 is above 32, the length of an IPv4 address");
+    EXPECT_EQ(refusal_of({{"packets", 0}, {"bytes", 0}, {"wrong_if", 0}}),
+              "nothing to count: give packets, bytes or wrong_if");
     EXPECT_TRUE(test.stats().empty());
+}
+
+TEST(Counting, RefusesNumbersThatAreNoCounts) {
+    statistics_service test;
+    const auto refusal_of = [&test](std::string_view member) {
+        return test.count(R"({"source":"10.0.0.9","group":"239.1.1.2",)" + std::string(member) +
+                          "}");
+    };
+    EXPECT_EQ(refusal_of(R"("bytes":-5)"),
+              "refused: count: bytes: -5 is not a number from 0 to 18446744073709551615");
+    EXPECT_EQ(refusal_of(R"("packets":1e30)"),
+              "refused: count: packets: 1e+30 is not a number from 0 to 18446744073709551615");
+    EXPECT_EQ(refusal_of(R"("packets":"7")"),
+              "refused: count: packets: \"7\" is not a number from 0 to 18446744073709551615");
+    EXPECT_EQ(refusal_of(R"("table":-1)"),
+              "refused: count: table: -1 is not a number from 0 to 4294967295");
+    EXPECT_EQ(refusal_of(R"("table":4294967296)"),
+              "refused: count: table: 4294967296 is not a number from 0 to 4294967295");
+    EXPECT_EQ(refusal_of(R"("source_len":4294967296)"),
+              "refused: count: source_len: 4294967296 is not a number from 0 to 128");
+    EXPECT_EQ(refusal_of(R"("packets":18446744073709551616)"),
+              "refused: count: packets: 1.8446744073709552e+19 is not a number from 0 to "
+              "18446744073709551615");
+    EXPECT_TRUE(test.stats().empty());
+}
+
+TEST(Counting, IsPrintedAsText) {
+    statistics_service test;
+    test.route();
+    EXPECT_EQ(text_of(test.vell, "count " + std::string(count_traffic)),
+              "(10.0.0.9, 239.1.1.2) in table 253: 5 packets, 4294967299 bytes, 2 RPF failures\n");
+    EXPECT_EQ(text_of(test.vell, R"(count {"source":"0.0.0.0","source_len":0,"group":"239.1.1.2",)"
+                                 R"("packets":1,"bytes":1,"wrong_if":1})"),
+              "(*, 239.1.1.2) in table 253: 1 packet, 1 byte, 1 RPF failure\n"
+              "No such route is installed; requests that name it will find its counters.\n");
+    EXPECT_EQ(text_of(test.vell, "count " + std::string(count_ipv6)),
+              "(fd00::9/64, ff02::103) in table 9: 1 packet, 2 bytes, 3 RPF failures\n");
 }
 
 TEST(Statistics, AreShownUpToALimit) {
     statistics_service test;
     test.route();
     test.count(count_ipv6);
-    const json limited = json::parse(sim::answer_show(test.vell, R"(stats {"limit":1})").text);
+    const json limited = json::parse(answer_of(test.vell, R"(stats {"limit":1})"));
     EXPECT_EQ(limited.at("stats").size(), 1u);
     EXPECT_EQ(limited.at("matched"), 2);
-    EXPECT_EQ(json::parse(sim::answer_show(test.vell, R"(stats {"limit":5,"table":9})").text)
-                  .at("matched"),
-              1);
-    EXPECT_FALSE(json::parse(sim::answer_show(test.vell, "stats").text).contains("matched"));
+    EXPECT_EQ(limited.at("narrowed"), nullptr);
+    const json of_table = json::parse(answer_of(test.vell, R"(stats {"limit":5,"table":9})"));
+    EXPECT_EQ(of_table.at("matched"), 1);
+    EXPECT_EQ(of_table.at("narrowed"), json::parse(R"({"table":9})"));
 }
 
-TEST(StatsText, ShowsARouteInTwoLines) {
-    const auto table = nlohmann::ordered_json::parse(R"({"stats":[
-        {"table":253,"family":"ipv4","source":"0.0.0.0","source_len":0,"group":"239.1.1.2","group_len":32,
-         "packets":1,"bytes":2,"wrong_if":3,"requests":4,"clears":5}]})");
-    EXPECT_EQ(sim::stats_text(table),
-              "             Packets                Bytes Wrong interface    Requests   Clears\n"
+TEST(Statistics, AreShownAsText) {
+    statistics_service test;
+    test.route();
+    test.count(
+        R"({"source":"0.0.0.0","source_len":0,"group":"239.1.1.2","packets":1,"bytes":2,"wrong_if":3})");
+    test.count(count_ipv6);
+    EXPECT_EQ(text_of(test.vell, "stats"),
+              "             Packets                Bytes    RPF failures    Requests   Clears\n"
+              "(fd00::9/64, ff02::103) in table 9\n"
+              "                   1                    2               3           0        0\n"
               "(*, 239.1.1.2) in table 253\n"
-              "                   1                    2               3           4        5\n"
-              "1 route\n");
-    nlohmann::ordered_json limited = table;
-    limited["matched"] = 12;
-    EXPECT_TRUE(sim::stats_text(limited).ends_with("\n1 of 12 routes\n"));
-    EXPECT_EQ(sim::stats_row_text(table.at("stats").at(0)),
-              "(*, 239.1.1.2) in table 253: 1 packet, 2 bytes, 3 wrong-interface packets\n");
+              "                   1                    2               3           0        0\n"
+              "(10.0.0.9, 239.1.1.2) in table 253\n"
+              "                   0                    0               0           0        0\n"
+              "3 routes\n");
+    EXPECT_TRUE(text_of(test.vell, R"(stats {"limit":1})").ends_with("\n1 of 3 routes\n"));
+}
+
+// Counters and routes are two maps; each key is to come once and in order, wherever a piece ends.
+TEST(Statistics, AreShownOnceEachInOrderOverManyPieces) {
+    statistics_service test;
+    std::vector<test_route> routes;
+    for (std::uint32_t i = 0; i < 3000; ++i) {
+        if (i % 3 != 0) {
+            routes.push_back({.group = 0xe0000000 + i, .table = i % 2});
+        }
+        if (i % 2 != 0) {
+            sim::counter_key key = sim::key_of({i % 2, 0xe0000000 + i, 0x0a000009, 32, 32});
+            test.vell.counters[key].seen.packets = i;
+        }
+        if (i % 100 == 0) {
+            sim::counter_key key{.table = i % 2,
+                                 .group = {sim::l2_address_kind::ipv6},
+                                 .source = {sim::l2_address_kind::ipv6}};
+            key.group.bytes = {0xff, static_cast<std::uint8_t>(i / 100)};
+            test.vell.counters[key].seen.packets = i;
+        }
+    }
+    test.send(test.from, route_head(), route_payload(1, routes));
+    std::set<sim::counter_key> expected;
+    for (const auto &[key, counters] : test.vell.counters) {
+        expected.insert(key);
+    }
+    for (const auto &[key, held] : test.vell.routes) {
+        expected.insert(sim::key_of(key));
+    }
+    const json shown = test.stats();
+    ASSERT_EQ(shown.size(), expected.size());
+    std::size_t i = 0;
+    for (const sim::counter_key &key : expected) {
+        EXPECT_EQ(shown[i].at("group"), sim::address_text(key.group));
+        EXPECT_EQ(shown[i].at("table"), key.table);
+        const auto found = test.vell.counters.find(key);
+        EXPECT_EQ(shown[i].at("packets"),
+                  found == test.vell.counters.end() ? 0 : found->second.seen.packets);
+        ++i;
+    }
 }

@@ -1,10 +1,13 @@
 // A service without sockets, and requests as its peers send them.
 #pragma once
 
+#include "sim/switch/answer.h"
 #include "sim/switch/service.h"
 #include "tests/switch/bytes.h"
 
+#include <algorithm>
 #include <string>
+#include <string_view>
 #include <vector>
 
 struct test_service {
@@ -34,6 +37,35 @@ struct test_service {
         return *vell.clients.find(who.client_of);
     }
 };
+
+// The payload of a question, "routes" or "routes {\"table\":9}".
+inline std::string question_payload(std::string_view asked, std::string_view format = "json") {
+    const std::size_t name_end = std::min(asked.find(' '), asked.size());
+    std::string payload = R"({"ask":")" + std::string(asked.substr(0, name_end)) +
+                          R"(","format":")" + std::string(format) + '"';
+    const std::string_view members = asked.substr(name_end);
+    return payload + (members.empty() ? "}" : "," + std::string(members.substr(2)));
+}
+
+// The answer, all pieces of it. Only a count question changes the service.
+inline std::string answer_to_payload(const sim::service &vell, std::string_view payload) {
+    sim::answer made = sim::answer_question(const_cast<sim::service &>(vell), payload);
+    std::string text = made.is_refusal() ? "refused: " : "";
+    for (bool is_last = false; !is_last;) {
+        sim::answer::piece next = made.next();
+        text += next.text;
+        is_last = next.is_last;
+    }
+    return text;
+}
+// In JSON, without the line feed at its end.
+inline std::string answer_of(const sim::service &vell, std::string_view asked) {
+    const std::string text = answer_to_payload(vell, question_payload(asked));
+    return text.substr(0, text.size() - (text.ends_with('\n') ? 1 : 0));
+}
+inline std::string text_of(const sim::service &vell, std::string_view asked) {
+    return answer_to_payload(vell, question_payload(asked, "text"));
+}
 
 inline sim::frame_head request_head(std::uint32_t sap, std::uint32_t opcode, std::uint32_t word_1) {
     sim::frame_head head{};

@@ -26,12 +26,12 @@ TEST(Usage, NamesWhatDoesNotExistAndWhatDoes) {
 }
 
 TEST(Usage, NamesTheHelpOfTheCommand) {
-    expect_usage_error({"show", "routes", "--summary", "--limit", "4"},
-                       "vellsim: --summary: does not go with --limit\n"
-                       "Run `vellsim show --help` for more information.\n");
+    expect_usage_error({"show", "routes", "--limit", "0"},
+                       "vellsim: --limit: 0 is not a number from 1 to 4294967295\n"
+                       "Run `vellsim show routes --help` for more information.\n");
 }
 
-TEST(Usage, CountTakesNumbersThatFitAndSomethingToCount) {
+TEST(Usage, CountTakesNumbersThatFit) {
     const std::vector<std::string> count = {"count", "--source", "10.0.0.9", "--group",
                                             "239.1.1.2"};
     const auto with = [&count](std::vector<std::string> more) {
@@ -44,8 +44,6 @@ TEST(Usage, CountTakesNumbersThatFitAndSomethingToCount) {
                            "vellsim: --packets: " + wrong +
                                " is not a number from 0 to 18446744073709551615\n" + help);
     }
-    expect_usage_error(count,
-                       "vellsim: nothing to count: give --packets, --bytes or --wrong-if\n" + help);
 }
 
 TEST(Usage, RunNamesAMissingParent) {

@@ -7,7 +7,7 @@
 //   answer         72 bytes under the request's opcode: u32 status (0 found, 1 no such route), u32 table id, u8 source
 //                  mask length, u8 group mask length, u16 family (4 or 6), 16 bytes of source, 16 bytes of group (an
 //                  IPv4 address as u32 in the first 4), u32 1 when the counters were cleared, u64 packets, u64 bytes,
-//                  u64 wrong-interface packets
+//                  u64 RPF failures
 #pragma once
 
 #include "sim/base/address.h"
@@ -23,7 +23,7 @@
 
 namespace sim {
 
-// The members stand in the order in which counters are sorted.
+// Counters are sorted by these members, in this order.
 struct counter_key {
     std::uint32_t table = 0;
     l2_address group; // never a MAC address
@@ -42,7 +42,7 @@ struct traffic {
 
 struct route_counters {
     traffic seen;
-    std::uint64_t requests = 0; // statistics and clear requests alike
+    std::uint64_t requests = 0; // statistics and clear requests
     std::uint64_t clears = 0;
     bool counted = false; // traffic was counted, so that they stay when their route goes
 };

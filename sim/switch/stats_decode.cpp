@@ -1,6 +1,6 @@
-#include "sim/switch/statistics.h"
-
+// The statistics messages: layouts are drawn in stats.h.
 #include "sim/switch/byte_reader.h"
+#include "sim/switch/stats.h"
 
 #include <algorithm>
 #include <cstring>
@@ -11,22 +11,6 @@ namespace sim {
 namespace {
 
 constexpr std::size_t answer_size = 72;
-
-l2_address from_number(std::uint32_t address) {
-    l2_address made{l2_address_kind::ipv4};
-    for (unsigned i = 0; i < 4; ++i) {
-        made.bytes[i] = static_cast<std::uint8_t>(address >> (24 - 8 * i));
-    }
-    return made;
-}
-
-std::uint32_t to_number(const l2_address &address) {
-    std::uint32_t number = 0;
-    for (unsigned i = 0; i < 4; ++i) {
-        number = number << 8 | address.bytes[i];
-    }
-    return number;
-}
 
 std::uint8_t read_length(byte_reader &reader, std::string_view what, unsigned most) {
     const std::size_t offset = reader.offset();
@@ -65,7 +49,7 @@ public:
     byte_writer &put_address(const l2_address &address) {
         std::array<std::uint8_t, 16> bytes = address.bytes;
         if (address.kind == l2_address_kind::ipv4) {
-            const std::uint32_t number = to_number(address);
+            const std::uint32_t number = ipv4_number(address);
             std::memcpy(bytes.data(), &number, sizeof number);
         }
         return put(bytes);
@@ -78,37 +62,14 @@ private:
 
 } // namespace
 
-counter_key key_of(const route_key &key) {
-    return {.table = key.table,
-            .group = from_number(key.group),
-            .source = from_number(key.source),
-            .source_length = key.source_length,
-            .group_length = key.group_length};
-}
-
-route_key to_route_key(const counter_key &key) {
-    return {.table = key.table,
-            .group = to_number(key.group),
-            .source = to_number(key.source),
-            .source_length = key.source_length,
-            .group_length = key.group_length};
-}
-
-void forget_uncounted(counter_table &counters, const route_key &gone) {
-    const auto found = counters.find(key_of(gone));
-    if (found != counters.end() && !found->second.counted) {
-        counters.erase(found);
-    }
-}
-
 statistics_request decode_ipv4_statistics_request(std::span<const std::byte> message,
                                                   bool is_clear_request) {
     require_length(message, is_clear_request ? 16 : 20);
     byte_reader reader(message);
     statistics_request decoded{.key = read_head(reader, 32)};
     reader.skip(2, "reserved");
-    decoded.key.source = from_number(reader.u32("source"));
-    decoded.key.group = from_number(reader.u32("group"));
+    decoded.key.source = ipv4_address(reader.u32("source"));
+    decoded.key.group = ipv4_address(reader.u32("group"));
     decoded.clear = is_clear_request || reader.u32("clear") != 0;
     return decoded;
 }

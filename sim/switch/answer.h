@@ -1,0 +1,127 @@
+// The answer to a question, made piece by piece while the asker reads it: however long a table is,
+// an asker takes one piece of memory and a few milliseconds of a turn.
+//
+// A table that changes meanwhile is shown row by row as it then is: what was printed is not taken
+// back, and what came before it is not shown. An answer goes on after the last key it has seen,
+// which may be gone.
+//
+// In JSON every answer is one object: the table's rows, "matched", which is how many rows there are
+// without a limit, and "narrowed": the filters of the question, or null for none.
+#pragma once
+
+#include "sim/base/output.h"
+#include "sim/switch/question.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace sim {
+
+inline constexpr std::size_t answer_piece_size = 64u << 10; // a row more, at most
+
+// The rows of an answer.
+struct row_count {
+    std::optional<std::uint64_t> limit{};
+    std::uint64_t matched = 0;
+    std::uint64_t shown = 0;
+
+    // Counts a row that matches; whether it is shown.
+    bool take() {
+        ++matched;
+        const bool is_shown = !limit || shown < *limit;
+        shown += is_shown ? 1 : 0;
+        return is_shown;
+    }
+};
+
+struct sender_name;
+
+class answer {
+public:
+    // Prints a little more of its part of the answer; true once that is all of it.
+    using part = std::function<bool(output &out, row_count &rows)>;
+
+    struct piece {
+        std::string text; // may be empty
+        bool is_last = false;
+    };
+
+    // The limit and the filters are the question's.
+    explicit answer(const question &asked);
+
+    // An answer that says why there is none.
+    static answer refusal(const std::string &why);
+    static answer ready(std::string text); // until every table is printed piece by piece
+    bool is_refusal() const { return is_refusal_; }
+
+    void add(part added) { parts_.push_back(std::move(added)); }
+
+    // A part that is printed at once: print(out, rows).
+    template <typename Print>
+    void once(Print print) {
+        add([print = std::move(print)](output &out, row_count &rows) mutable {
+            print(out, rows);
+            return true;
+        });
+    }
+
+    // The elements of a map, in its order: print(out, rows, key, value) for each, which asks
+    // rows.take() whether to show it. The map must outlive the answer.
+    template <typename Map, typename Print>
+    void each(const Map &map, Print print) {
+        add([&map, print = std::move(print),
+             last = std::optional<typename Map::key_type>()](output &out, row_count &rows) mutable {
+            auto at = last ? map.upper_bound(*last) : map.begin();
+            for (int i = 0; at != map.end() && i < rows_at_once && !is_enough(out); ++at, ++i) {
+                print(out, rows, at->first, at->second);
+                last = at->first;
+            }
+            return at == map.end();
+        });
+    }
+
+    // A whole table of a map's elements: its rows, and in text "10 of 1200 routes" below them.
+    template <typename Map, typename Print>
+    void table(std::string_view name, std::string_view noun, const Map &map, Print print) {
+        begin_rows(name);
+        each(map, std::move(print));
+        end_rows(noun);
+    }
+    void begin_rows(std::string_view name);
+    void end_rows(std::string_view noun);
+
+    // The next piece. None is left after the last one.
+    piece next();
+
+    // What a part that is printed little by little looks at: how much is enough for a piece, and for
+    // a look at the clock.
+    static constexpr int rows_at_once = 64;
+    static bool is_enough(const output &out) { return out.size() >= answer_piece_size; }
+
+private:
+    explicit answer(output_form form) : out_(form) {}
+    void add_end(const question &asked);
+
+    output out_;
+    std::string ready_;
+    row_count rows_;
+    std::vector<part> parts_;
+    std::size_t at_ = 0; // the part that is being printed
+    std::function<void(output &out, const row_count &rows)> end_;
+    bool is_refusal_ = false;
+};
+
+// The members "client" and "pid"; in text "client 3", or "pid 4711" for a sender without an id.
+void print_sender(output &out, const sender_name &from);
+
+// The bytes in hexadecimal.
+std::string hex_text(std::span<const std::byte> bytes);
+
+} // namespace sim

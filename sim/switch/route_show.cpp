@@ -1,0 +1,239 @@
+// `show routes`: every route, or the sums of each route table.
+#include "sim/base/if_name.h"
+#include "sim/base/text.h"
+#include "sim/switch/answer.h"
+#include "sim/switch/route_flags.h"
+#include "sim/switch/service.h"
+
+#include <iterator>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+namespace sim {
+
+namespace {
+
+struct route_filter {
+    std::optional<std::uint64_t> client;
+    std::optional<std::uint64_t> table;
+    std::optional<std::uint32_t> group;
+    std::optional<std::uint32_t> source;
+
+    explicit route_filter(const question &asked)
+        : client(asked.number("client")), table(asked.number("table")) {
+        if (const auto address = asked.address("group")) {
+            group = ipv4_number(*address);
+        }
+        if (const auto address = asked.address("source")) {
+            source = ipv4_number(*address);
+        }
+    }
+
+    bool matches(const route_key &key, const route &held) const {
+        return (!client || *client == held.client) && (!table || *table == key.table) &&
+               (!group || *group == key.group) && (!source || *source == key.source);
+    }
+};
+
+std::string_view oif_kind_text(std::uint32_t kind) {
+    switch (kind) {
+    case 1:
+        return " (vprime)";
+    case 4:
+        return " (duxsvi)";
+    case 8:
+        return " (duxbidir rpf)";
+    case 12:
+        return " (duxbidir rpf, duxsvi)";
+    default:
+        return "";
+    }
+}
+
+void print_oifs(output &out, const std::vector<oif_entry> &oifs) {
+    if (oifs.empty()) {
+        out.text("    OIFs: none\n");
+        out.open_list("oifs");
+    } else {
+        out.open_wrapped_list("oifs", fmt::format("    OIFs ({}): ", oifs.size()));
+    }
+    for (const oif_entry &oif : oifs) {
+        out.open_object();
+        out.json("if_index", oif.if_index);
+        out.field("name", "{}", if_name(oif.if_index));
+        out.json("kind", oif.kind);
+        out.text("{}", oif_kind_text(oif.kind));
+        out.close_object();
+    }
+    out.close_list();
+}
+
+void print_words(output &out, const std::array<std::uint32_t, 4> &words) {
+    for (const std::uint32_t word : words) {
+        out.json({}, word);
+    }
+    out.text("{} {} {} {}", words[0], words[1], words[2], words[3]);
+}
+
+// A list that most routes do not have: text says nothing of it then.
+template <typename Item>
+void print_rare_list(output &out, const char *name, const char *title,
+                     const std::vector<Item> &items, void (*print)(output &out, const Item &item)) {
+    if (items.empty()) {
+        out.open_list(name);
+    } else {
+        out.open_wrapped_list(name, fmt::format("    {} ({}): ", title, items.size()));
+    }
+    for (const Item &item : items) {
+        print(out, item);
+    }
+    out.close_list();
+}
+
+void print_mti(output &out, const mti_entry &words) {
+    out.open_list();
+    print_words(out, words);
+    out.close_list();
+}
+
+void print_glt(output &out, const glt_entry &glt) {
+    out.open_object();
+    out.open_list("words");
+    print_words(out, glt.words);
+    out.close_list();
+    const std::string data = hex_text(std::as_bytes(std::span(glt.data).first(glt.length)));
+    out.json("data", data);
+    out.text(" data {}", data.empty() ? "-" : data);
+    out.json("length", glt.length);
+    out.field("last", " last {}", glt.last);
+    out.close_object();
+}
+
+void print_route(output &out, const route_key &key, const route &shown) {
+    out.open_object();
+    out.json("table", key.table);
+    out.json("source", ipv4_text(key.source));
+    out.json("source_len", key.source_length);
+    out.json("group", ipv4_text(key.group));
+    out.json("group_len", key.group_length);
+    if (!out.is_json()) {
+        out.text("{}", key_text(key));
+    }
+    out.json("opcode", shown.opcode);
+    out.json("rpf_if", shown.rpf_if);
+    out.field("rpf_if_name", "  RPF {}", if_name(shown.rpf_if));
+    out.field("df_ordinal", ", DF {}", shown.df_ordinal);
+    out.field("epoch", ", epoch {}", shown.epoch);
+    out.field("client", ", client {}\n", shown.client);
+    out.open_wrapped_list("flags", "    flags: ");
+    for (const std::string &name : flag_names(shown.flags)) {
+        out.field({}, "{}", name);
+    }
+    if (shown.flags == 0) {
+        out.text("none");
+    }
+    out.close_list();
+    out.json("flags_word", fmt::format("{:#x}", shown.flags));
+    print_oifs(out, shown.lists.oifs);
+    print_rare_list(out, "mti", "MTI", shown.lists.mti, print_mti);
+    print_rare_list(out, "glt", "GLT", shown.lists.glt, print_glt);
+    out.close_object();
+}
+
+struct route_sums {
+    std::uint64_t routes = 0;
+    std::uint64_t star_g = 0;
+    std::uint64_t with_oifs = 0;
+    std::uint64_t oifs = 0;
+
+    void add(const route_sums &more) {
+        routes += more.routes;
+        star_g += more.star_g;
+        with_oifs += more.with_oifs;
+        oifs += more.oifs;
+    }
+};
+
+route_sums sums_of(const route_key &key, const route &held) {
+    return {1, is_any_source(key) ? 1u : 0u, held.lists.oifs.empty() ? 0u : 1u,
+            held.lists.oifs.size()};
+}
+
+void print_sums(output &out, const route_sums &sums) {
+    out.field("routes", " {:>9}", sums.routes);
+    out.field("sg", " {:>9}", sums.routes - sums.star_g);
+    out.field("star_g", " {:>9}", sums.star_g);
+    out.field("with_oifs", " {:>10}", sums.with_oifs);
+    out.field("without_oifs", " {:>13}", sums.routes - sums.with_oifs);
+    out.field("oifs", " {:>9}\n", sums.oifs);
+}
+
+answer show_summary(service &vell, const question &asked) {
+    answer made(asked);
+    const auto tables = std::make_shared<std::map<std::uint32_t, route_sums>>();
+    made.each(vell.routes, [filter = route_filter(asked), tables](
+                               output &, row_count &, const route_key &key, const route &held) {
+        if (filter.matches(key, held)) {
+            (*tables)[key.table].add(sums_of(key, held));
+        }
+    });
+    made.once([tables](output &out, row_count &rows) {
+        out.text("{:>10} {:>9} {:>9} {:>9} {:>10} {:>13} {:>9}\n", "Table", "Routes", "(S,G)",
+                 "(*,G)", "With OIFs", "Without OIFs", "OIFs");
+        out.open_rows("summary");
+        route_sums total;
+        for (const auto &[table, sums] : *tables) {
+            total.add(sums);
+            if (rows.take()) {
+                out.open_object();
+                out.field("table", "{:>10}", table);
+                print_sums(out, sums);
+                out.close_object();
+            }
+        }
+        out.close_list();
+        if (!out.is_json()) {
+            out.text("{:>10}", "Total");
+            print_sums(out, total);
+            out.text("{} in {}\n", counted(total.routes, "route"),
+                     counted_of(rows.shown, rows.matched, "table"));
+        }
+    });
+    return made;
+}
+
+} // namespace
+
+answer show_routes(service &vell, const question &asked) {
+    if (asked.truth("summary")) {
+        return show_summary(vell, asked);
+    }
+    answer made(asked);
+    made.begin_rows("routes");
+    made.each(vell.routes,
+              [filter = route_filter(asked), table = std::optional<std::uint32_t>()](
+                  output &out, row_count &rows, const route_key &key, const route &held) mutable {
+                  if (!filter.matches(key, held) || !rows.take()) {
+                      return;
+                  }
+                  if (table != key.table) {
+                      if (table) {
+                          out.text("\n");
+                      }
+                      out.text("Table {}\n\n", key.table);
+                      table = key.table;
+                  }
+                  print_route(out, key, held);
+              });
+    made.once([](output &out, row_count &rows) {
+        if (rows.shown > 0) {
+            out.text("\n");
+        }
+    });
+    made.end_rows("route");
+    return made;
+}
+
+} // namespace sim
