@@ -45,7 +45,8 @@ if(VELL_SIM)
   set_target_properties(${platform_libraries} PROPERTIES INSTALL_RPATH "$ORIGIN")
   install(DIRECTORY platform/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vell-sim
           FILES_MATCHING PATTERN "*.h")
-  install(FILES sim/kyt/kyt_sim.h sim/nerb/nerb_sim.h sim/qarnutils/qarnutils_sim.h
+  install(FILES sim/kyt/kyt_sim.h sim/nerb/nerb_sim.h sim/qarnutils/qarnutils_sim.h sim/wire/protocol.h
+                sim/wire/vell_sim.h
           DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vell-sim)
 
   # A client of the simulator starts from any prefix. Where libvell lies is in here too: on a switch

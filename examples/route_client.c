@@ -8,13 +8,14 @@
 #include <kyt_sim.h>
 #include <vell.h>
 
+#include <protocol.h>
 #include <stdio.h>
+#include <vell_sim.h>
 
 enum {
     client_uuid = 500,
     answer_timeout_ms = 5000,
     table_id = 253,
-    route_add = 1, /* the service defines the opcodes; on the simulator 1 adds or replaces */
     max_oifs = 2,
     routes_in_message = 2
 };
@@ -28,6 +29,7 @@ static uint32_t ipv4(uint32_t a, uint32_t b, uint32_t c, uint32_t d) {
  * that says what failed. */
 static const char *register_client(uint32_t queue) {
     kyt_sim_message *answer = NULL;
+    struct vell_sim_registration read;
     uint32_t accepted = 0;
 
     if (!vell_register(queue, client_uuid, "route_client"))
@@ -39,6 +41,11 @@ static const char *register_client(uint32_t queue) {
         return "the service did not answer the registration in time";
     default:
         return "the simulator went away before it answered the registration";
+    }
+    /* How an answer is recognised is the service's business; vell_sim.h describes the simulator's. */
+    if (vell_sim_registration_answer(answer, &read) != VELL_SIM_READ) {
+        kyt_sim_message_free(answer);
+        return "the service sent something else than the answer to the registration";
     }
     accepted = vell_register_ack(answer);
     kyt_sim_message_free(answer);
@@ -54,7 +61,7 @@ static uint32_t fill_route(vell_mrib_route *route, uint32_t group, uint32_t rpf_
     p_current_tlv_addr = 0;
     current_tlv_size = 0;
 
-    vell_mrib_set_opcode(route, route_add);
+    vell_mrib_set_opcode(route, VELL_SIM_ROUTE_ADD); /* the service defines the opcodes */
     vell_mrib_set_flag_init(route);
     vell_mrib_set_flags_download(route);
     vell_mrib_set_source(route, ipv4(10, 0, 0, 9), 32);

@@ -10,6 +10,7 @@
 #include <kyt_sim.h>
 #include <vell.h>
 
+#include <protocol.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -21,12 +22,6 @@ enum {
     most_ports = 4,
     most_records = 2
 };
-
-/* The service defines the words of an MBD record; these are the simulator's. */
-enum { bridge_word = 0, vlan_word = 3 };
-
-/* The markers that vell_send_igmp_oob_notification sends. */
-enum { begin_batch = 1, end_batch = 2 };
 
 /* Room for the longest message of this client. */
 static uint8_t message[sizeof(vell_l2_message) +
@@ -65,8 +60,9 @@ static uint32_t fill_record(uint8_t *at, uint8_t type, uint32_t group, const uin
     uint32_t i;
 
     record->head.type = type;
-    record->words[bridge_word] = bridge_if;
-    record->words[vlan_word] = vlan_id;
+    /* The service defines the words of a record; protocol.h has the simulator's. */
+    record->words[VELL_SIM_MBD_BRIDGE] = bridge_if;
+    record->words[VELL_SIM_MBD_VLAN] = vlan_id;
     fill_ipv4(&record->addresses[0], group);
     fill_ipv4(&record->addresses[1], 0); /* on the simulator, a source of 0.0.0.0 means (*, G) */
     record->count = n_ports;
@@ -112,11 +108,11 @@ static int send_leave(uint32_t queue) {
     int sent = 0;
 
     length += fill_record(message + length, vell_l2_mbd_delete, ipv4(239, 1, 1, 1), ports, 1);
-    if (!vell_send_igmp_oob_notification(begin_batch))
+    if (!vell_send_igmp_oob_notification(VELL_SIM_MARKER_BEGIN))
         return 0;
     sent = send_message(queue, length, 1, 0);
     /* A batch that was begun is ended, even when its message could not be sent. */
-    return vell_send_igmp_oob_notification(end_batch) && sent;
+    return vell_send_igmp_oob_notification(VELL_SIM_MARKER_END) && sent;
 }
 
 int main(void) {

@@ -16,7 +16,7 @@ namespace feed {
 namespace {
 
 // A client id and the flags byte.
-constexpr std::uint32_t acknowledgment_opcode = 75796;
+constexpr std::uint32_t acknowledgment_opcode = VELL_SIM_OPCODE_REGISTER;
 constexpr std::size_t acknowledgment_bytes = 2;
 
 bool needs_segment(std::uint32_t uuid) {

@@ -1,8 +1,8 @@
 #include "stats_answer.h"
 
 #include "input_error.h"
+#include "sim/wire/vell_sim.h"
 
-#include <cstddef>
 #include <cstring>
 #include <fmt/format.h>
 
@@ -10,26 +10,7 @@ namespace feed {
 
 namespace {
 
-enum answer_status : std::uint32_t { route_found = 0, no_such_route = 1 };
-
-// The payload, in host byte order.
-struct answer_record {
-    std::uint32_t status;
-    std::uint32_t table;
-    std::uint8_t source_length;
-    std::uint8_t group_length;
-    std::uint16_t family; // 4 or 6
-    std::uint8_t source[16];
-    std::uint8_t group[16];
-    std::uint32_t cleared;
-    std::uint64_t packets;
-    std::uint64_t bytes;
-    std::uint64_t wrong_interface;
-};
-static_assert(sizeof(answer_record) == 72 && offsetof(answer_record, family) == 10 &&
-              offsetof(answer_record, source) == 12 && offsetof(answer_record, group) == 28 &&
-              offsetof(answer_record, cleared) == 44 && offsetof(answer_record, packets) == 48 &&
-              offsetof(answer_record, wrong_interface) == 64);
+using answer_record = vell_sim_stats;
 
 net_address answered_address(const answer_record &answer, const std::uint8_t (&field)[16]) {
     if (answer.family != 4)
@@ -93,14 +74,15 @@ stats_answer parse_stats_answer(const received_message &message, std::uint32_t o
     answer_record answer;
     std::memcpy(&answer, payload.data(), sizeof answer);
     check_route(answer, route, request);
-    if (answer.status != route_found && answer.status != no_such_route) {
+    if (answer.status != VELL_SIM_ROUTE_FOUND && answer.status != VELL_SIM_NO_SUCH_ROUTE) {
         throw session_error(fmt::format(
             "the switch answered the {} with the status {}, expected {} for found or {} for "
             "no such route",
-            request, answer.status, std::uint32_t{route_found}, std::uint32_t{no_such_route}));
+            request, answer.status, std::uint32_t{VELL_SIM_ROUTE_FOUND},
+            std::uint32_t{VELL_SIM_NO_SUCH_ROUTE}));
     }
-    return {answer.status == route_found, answer.cleared != 0, answer.packets, answer.bytes,
-            answer.wrong_interface};
+    return {answer.status == VELL_SIM_ROUTE_FOUND, answer.cleared != 0, answer.packets,
+            answer.bytes, answer.wrong_if};
 }
 
 } // namespace feed

@@ -1,6 +1,7 @@
 #include "stats_request.h"
 
 #include "input_error.h"
+#include "sim/wire/protocol.h"
 
 #include <vell.h>
 
@@ -36,15 +37,17 @@ constexpr char clear_name[] = "clear request";
 
 constexpr char show_stats[] = "`vellsim show stats`";
 
-constexpr stats_request ipv4_stats = {stats_name, 75785,
+constexpr stats_request ipv4_stats = {stats_name, VELL_SIM_OPCODE_IPV4_STATS,
                                       send_ipv4<vell_send_v4_mroute_stats_req, 0>};
-constexpr stats_request ipv4_stats_and_clear = {
-    stats_name, 75785, send_ipv4<vell_send_v4_mroute_stats_req, 1>, show_stats};
-constexpr stats_request ipv4_clear = {clear_name, 75798, send_ipv4<vell_send_v4_mroute_clear_req>,
-                                      show_stats};
-constexpr stats_request ipv6_stats = {stats_name, 75786, send_ipv6<vell_send_v6_mroute_stats_req>};
-constexpr stats_request ipv6_clear = {clear_name, 75799, send_ipv6<vell_send_v6_mroute_clear_req>,
-                                      show_stats};
+constexpr stats_request ipv4_stats_and_clear = {stats_name, VELL_SIM_OPCODE_IPV4_STATS,
+                                                send_ipv4<vell_send_v4_mroute_stats_req, 1>,
+                                                show_stats};
+constexpr stats_request ipv4_clear = {clear_name, VELL_SIM_OPCODE_IPV4_CLEAR,
+                                      send_ipv4<vell_send_v4_mroute_clear_req>, show_stats};
+constexpr stats_request ipv6_stats = {stats_name, VELL_SIM_OPCODE_IPV6_STATS,
+                                      send_ipv6<vell_send_v6_mroute_stats_req>};
+constexpr stats_request ipv6_clear = {clear_name, VELL_SIM_OPCODE_IPV6_CLEAR,
+                                      send_ipv6<vell_send_v6_mroute_clear_req>, show_stats};
 
 stats_answer ask(client_session &client, const stats_request &request, const stats_route &route) {
     require_sent(request.send(route) == 1, request.name);

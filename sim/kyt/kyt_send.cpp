@@ -3,6 +3,7 @@
 #include "sim/kyt/kyt_complaints.h"
 #include "sim/kyt/kyt_queues.h"
 #include "sim/kyt/kyt_references.h"
+#include "sim/wire/protocol.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -15,8 +16,6 @@
 namespace sim {
 
 namespace {
-
-constexpr std::uint32_t switch_node = 0xfe000000;
 
 static_assert(send_option_words == KYT_SEND_OPTION_WORDS);
 
@@ -39,9 +38,9 @@ std::string node_text(std::uint32_t node) {
 }
 
 outcome check_address_and_length(const frame_head &head) {
-    if (head.node != switch_node)
+    if (head.node != VELL_SIM_NODE)
         return refusal{cause::node, "there is no node " + node_text(head.node) + ", only " +
-                                        node_text(switch_node)};
+                                        node_text(VELL_SIM_NODE)};
     if (head.length > frame_max_payload)
         return refusal{cause::length, "a payload of " + std::to_string(head.length) +
                                           " bytes is longer than " +

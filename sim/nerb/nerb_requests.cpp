@@ -2,6 +2,7 @@
 // message and sent.
 #include "sim/base/c_boundary.h"
 #include "sim/wire/nerb_messages.h"
+#include "sim/wire/protocol.h"
 
 #include <kyt.h>
 #include <nerb.h>
@@ -17,7 +18,6 @@ namespace sim {
 
 namespace {
 
-constexpr std::uint32_t switch_node = 0xfe000000;
 constexpr std::uint32_t send_options[KYT_SEND_OPTION_WORDS] = {1};
 
 using message = std::vector<std::byte>;
@@ -48,7 +48,7 @@ std::size_t checked_size(std::uint64_t size) {
 
 nerb_sim_send send(std::uint32_t queue, std::uint32_t opcode, const message &sent) {
     kyt_msg_ref reference;
-    if (kyt_send(queue, switch_node, NERB_SIM_SAP, opcode, sent.data(),
+    if (kyt_send(queue, VELL_SIM_NODE, NERB_SIM_SAP, opcode, sent.data(),
                  static_cast<std::uint32_t>(sent.size()), &reference, 0, send_options) == -1)
         return NERB_SIM_NOT_SENT;
     kyt_drop(queue, &reference);

@@ -3,6 +3,7 @@
 #include "sim/switch/refusal.h"
 #include "sim/switch/request.h"
 #include "sim/wire/nerb_messages.h"
+#include "sim/wire/protocol.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -14,8 +15,6 @@ namespace sim {
 
 namespace {
 
-constexpr std::uint32_t service_node = 0xfe000000;
-
 struct request_kind {
     std::uint32_t sap;
     std::uint32_t opcode;
@@ -24,19 +23,24 @@ struct request_kind {
 };
 
 constexpr request_kind request_kinds[] = {
-    {212, 75796, "register request", handle_register},
-    {212, 75797, "deregister request", handle_deregister},
-    {214, 75831, "route update", handle_route_message},
-    {214, 75779, "IPv6 route notice", handle_ipv6_notice},
-    {213, 75821, "layer-2 update", handle_l2_message},
-    {213, 75804, "out-of-band marker", handle_marker},
-    {213, 75789, "download complete", handle_download_complete},
-    {213, 75820, "overlay notification", handle_overlay_notice},
-    {213, 75818, "overlay route update", handle_overlay_route},
-    {214, 75785, "IPv4 statistics request", handle_ipv4_statistics},
-    {214, 75798, "IPv4 clear request", handle_ipv4_clear},
-    {214, 75786, "IPv6 statistics request", handle_ipv6_statistics},
-    {214, 75799, "IPv6 clear request", handle_ipv6_clear},
+    {VELL_SIM_SAP_REGISTRATION, VELL_SIM_OPCODE_REGISTER, "register request", handle_register},
+    {VELL_SIM_SAP_REGISTRATION, VELL_SIM_OPCODE_DEREGISTER, "deregister request",
+     handle_deregister},
+    {VELL_SIM_SAP_ROUTES, VELL_SIM_OPCODE_ROUTES, "route update", handle_route_message},
+    {VELL_SIM_SAP_ROUTES, VELL_SIM_OPCODE_IPV6_NOTICE, "IPv6 route notice", handle_ipv6_notice},
+    {VELL_SIM_SAP_L2, VELL_SIM_OPCODE_L2, "layer-2 update", handle_l2_message},
+    {VELL_SIM_SAP_L2, VELL_SIM_OPCODE_MARKER, "out-of-band marker", handle_marker},
+    {VELL_SIM_SAP_L2, VELL_SIM_OPCODE_DOWNLOAD_COMPLETE, "download complete",
+     handle_download_complete},
+    {VELL_SIM_SAP_L2, VELL_SIM_OPCODE_OVERLAY_NOTICE, "overlay notification",
+     handle_overlay_notice},
+    {VELL_SIM_SAP_L2, VELL_SIM_OPCODE_OVERLAY_ROUTE, "overlay route update", handle_overlay_route},
+    {VELL_SIM_SAP_ROUTES, VELL_SIM_OPCODE_IPV4_STATS, "IPv4 statistics request",
+     handle_ipv4_statistics},
+    {VELL_SIM_SAP_ROUTES, VELL_SIM_OPCODE_IPV4_CLEAR, "IPv4 clear request", handle_ipv4_clear},
+    {VELL_SIM_SAP_ROUTES, VELL_SIM_OPCODE_IPV6_STATS, "IPv6 statistics request",
+     handle_ipv6_statistics},
+    {VELL_SIM_SAP_ROUTES, VELL_SIM_OPCODE_IPV6_CLEAR, "IPv6 clear request", handle_ipv6_clear},
     {NERB_SIM_SAP, NERB_SIM_OPCODE_ALLOCATION, "LTL allocation", handle_ltl_allocation},
     {NERB_SIM_SAP, NERB_SIM_OPCODE_MODIFICATION, "LTL modification", handle_ltl_modification},
     {NERB_SIM_SAP, NERB_SIM_OPCODE_RELEASE, "LTL release", handle_ltl_release},
@@ -67,9 +71,9 @@ void require_option_word(const frame_head &head, std::size_t word, std::uint32_t
 }
 
 void check_head(const request_kind &kind, const frame_head &head) {
-    if (head.node != service_node) {
+    if (head.node != VELL_SIM_NODE) {
         refuse_head(offsetof(frame_head, node), "node is {:#x}, it must be {:#x}", head.node,
-                    service_node);
+                    VELL_SIM_NODE);
     }
     if (head.sap != kind.sap) {
         refuse_head(offsetof(frame_head, sap), "SAP is {}, it must be {}", head.sap, kind.sap);

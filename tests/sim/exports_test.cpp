@@ -51,8 +51,10 @@ names exported_by(const std::string &library) {
 }
 
 TEST(Exports, OfLibkytAreItsInterface) {
-    const names interface = declared_in({PLATFORM_DIR "/kyt.h", KYT_DIR "/kyt_sim.h"});
-    EXPECT_TRUE(interface.contains("kyt_send") && interface.contains("kyt_sim_run_dir"));
+    const names interface =
+        declared_in({PLATFORM_DIR "/kyt.h", KYT_DIR "/kyt_sim.h", WIRE_DIR "/vell_sim.h"});
+    EXPECT_TRUE(interface.contains("kyt_send") && interface.contains("kyt_sim_run_dir") &&
+                interface.contains("vell_sim_stats_answer"));
     EXPECT_EQ(exported_by(LIBKYT), interface);
 }
 
