@@ -39,6 +39,17 @@ code_point read_code_point(std::string_view text) {
 
 } // namespace
 
+// The last item of a wrapped list stays here: it may yet have to move to the next line.
+std::string output::take() {
+    const std::size_t end = line_.item.value_or(printed_.size());
+    std::string taken = printed_.substr(0, end);
+    printed_.erase(0, end);
+    if (line_.item) {
+        line_.item = 0;
+    }
+    return taken;
+}
+
 void output::open(std::string_view name, const char *start, level opened) {
     start_value(name);
     if (is_json()) {

@@ -10,7 +10,7 @@
 //     out.close_object();
 //
 // Both forms are ASCII: strings are escaped, formats are not. What is printed collects in the printer until
-// take(), which may be called between any two rows: a long answer needs never be in memory whole.
+// take(), which may be called after any item: a long answer needs never be in memory whole.
 #pragma once
 
 #include "sim/base/text.h"
@@ -104,7 +104,7 @@ public:
 
     // How much is printed and not taken.
     std::size_t size() const { return printed_.size(); }
-    std::string take() { return std::exchange(printed_, {}); }
+    std::string take();
 
 private:
     struct level {

@@ -3,11 +3,9 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace sim {
 
@@ -23,14 +21,7 @@ std::optional<std::uint64_t> parse_number(std::string_view text);
 std::string counted(std::uint64_t count, std::string_view noun, std::string_view plural = {});
 
 // "1200 routes", and of a limited table "10 of 1200 routes". No line feed.
-std::string counted_of(std::uint64_t shown, std::uint64_t matched, std::string_view noun);
-
-// Items with a comma between them, broken into lines after commas; the lines after the first are
-// indented under it.
-std::string wrapped(const std::string &lead, const std::vector<std::string> &items);
-
-// The same of the rows that the switch answered, which are the table's member `rows`.
-std::string counted_rows(const nlohmann::ordered_json &table, const char *rows,
-                         std::string_view noun);
+std::string counted_of(std::uint64_t shown, std::uint64_t matched, std::string_view noun,
+                       std::string_view plural = {});
 
 } // namespace sim

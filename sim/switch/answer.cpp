@@ -1,5 +1,6 @@
 #include "sim/switch/answer.h"
 
+#include "sim/base/if_name.h"
 #include "sim/base/text.h"
 #include "sim/switch/sender.h"
 
@@ -34,12 +35,6 @@ answer answer::refusal(const std::string &why) {
     return made;
 }
 
-answer answer::ready(std::string text) {
-    answer made(output_form::text);
-    made.ready_ = std::move(text);
-    return made;
-}
-
 void answer::begin_rows(std::string_view name) {
     once([name](output &out, row_count &) { out.open_rows(name); });
 }
@@ -52,11 +47,6 @@ void answer::end_rows(std::string_view noun) {
 }
 
 answer::piece answer::next() {
-    if (!ready_.empty()) {
-        std::string first = ready_.substr(0, answer_piece_size);
-        ready_.erase(0, first.size());
-        return {std::move(first), ready_.empty()};
-    }
     const clock::time_point until = clock::now() + longest_turn;
     while (at_ < parts_.size() && !is_enough(out_) && clock::now() < until) {
         at_ += parts_[at_](out_, rows_) ? 1 : 0;
@@ -79,6 +69,20 @@ void print_sender(output &out, const sender_name &from) {
         out.text("pid {}", from.pid);
     } else {
         out.text("client {}", from.client);
+    }
+}
+
+void print_interface(output &out, std::uint32_t if_index) {
+    out.json("if_index", if_index);
+    out.field("name", "{}", if_name(if_index));
+}
+
+void open_items(output &out, std::string_view name, std::string_view title, std::size_t count) {
+    if (count == 0) {
+        out.text("    {}: none\n", title);
+        out.open_list(name);
+    } else {
+        out.open_wrapped_list(name, fmt::format("    {} ({}): ", title, count));
     }
 }
 

@@ -12,6 +12,8 @@
 #include "sim/base/output.h"
 #include "sim/switch/question.h"
 
+#include <algorithm>
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -19,6 +21,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -41,6 +44,36 @@ struct row_count {
     }
 };
 
+// Where a list of items was left: elements may come and go meanwhile.
+template <typename Items>
+struct cursor {
+    std::size_t passed = 0;
+
+    auto resume(const Items &items) const {
+        return items.begin() + static_cast<std::ptrdiff_t>(std::min(passed, items.size()));
+    }
+    void pass(const typename Items::value_type &) { ++passed; }
+};
+
+template <typename Items>
+requires requires {
+    typename Items::key_type;
+}
+struct cursor<Items> {
+    std::optional<typename Items::key_type> last{};
+
+    auto resume(const Items &items) const {
+        return last ? items.upper_bound(*last) : items.begin();
+    }
+    void pass(const typename Items::value_type &item) {
+        if constexpr (std::same_as<typename Items::key_type, typename Items::value_type>) {
+            last = item;
+        } else {
+            last = item.first;
+        }
+    }
+};
+
 struct sender_name;
 
 class answer {
@@ -58,7 +91,6 @@ public:
 
     // An answer that says why there is none.
     static answer refusal(const std::string &why);
-    static answer ready(std::string text); // until every table is printed piece by piece
     bool is_refusal() const { return is_refusal_; }
 
     void add(part added) { parts_.push_back(std::move(added)); }
@@ -76,14 +108,54 @@ public:
     // rows.take() whether to show it. The map must outlive the answer.
     template <typename Map, typename Print>
     void each(const Map &map, Print print) {
-        add([&map, print = std::move(print),
-             last = std::optional<typename Map::key_type>()](output &out, row_count &rows) mutable {
-            auto at = last ? map.upper_bound(*last) : map.begin();
-            for (int i = 0; at != map.end() && i < rows_at_once && !is_enough(out); ++at, ++i) {
-                print(out, rows, at->first, at->second);
-                last = at->first;
+        add([&map, print = std::move(print), at = cursor<Map>()](output &out,
+                                                                 row_count &rows) mutable {
+            auto row = at.resume(map);
+            for (int i = 0; row != map.end() && may_go_on(out, i); ++row, ++i) {
+                print(out, rows, row->first, row->second);
+                at.pass(*row);
             }
-            return at == map.end();
+            return row == map.end();
+        });
+    }
+
+    // The same of elements that have many items each, and are printed item by item, too. A printer
+    // has three functions: head(out, rows, key, value) opens an object and in it, last, the list of
+    // items, or returns false for an element that is not shown; items(value) is a set, a map or a
+    // vector; item(out, item) prints one of them.
+    template <typename Map, typename Printer>
+    void each_with_items(const Map &map, Printer printer) {
+        using items = std::remove_cvref_t<decltype(printer.items(map.begin()->second))>;
+        add([&map, printer = std::move(printer), at = cursor<Map>(),
+             in = std::optional<cursor<items>>()](output &out, row_count &rows) mutable {
+            for (int i = 0; may_go_on(out, i); ++i) {
+                const auto row = in ? map.find(*at.last) : at.resume(map);
+                if (!in) {
+                    if (row == map.end()) {
+                        return true;
+                    }
+                    at.pass(*row);
+                    if (!printer.head(out, rows, row->first, row->second)) {
+                        continue;
+                    }
+                    in.emplace();
+                }
+                if (row != map.end()) {
+                    const items &list = printer.items(row->second);
+                    auto item = in->resume(list);
+                    for (; item != list.end() && may_go_on(out, i); ++item, ++i) {
+                        printer.item(out, *item);
+                        in->pass(*item);
+                    }
+                    if (item != list.end()) {
+                        return false;
+                    }
+                }
+                out.close_list();
+                out.close_object();
+                in.reset();
+            }
+            return false;
         });
     }
 
@@ -104,13 +176,14 @@ public:
     // a look at the clock.
     static constexpr int rows_at_once = 64;
     static bool is_enough(const output &out) { return out.size() >= answer_piece_size; }
+    static bool may_go_on(const output &out, int done) {
+        return done < rows_at_once && !is_enough(out);
+    }
 
 private:
     explicit answer(output_form form) : out_(form) {}
-    void add_end(const question &asked);
 
     output out_;
-    std::string ready_;
     row_count rows_;
     std::vector<part> parts_;
     std::size_t at_ = 0; // the part that is being printed
@@ -120,6 +193,12 @@ private:
 
 // The members "client" and "pid"; in text "client 3", or "pid 4711" for a sender without an id.
 void print_sender(output &out, const sender_name &from);
+
+// The members "if_index" and "name"; in text the name.
+void print_interface(output &out, std::uint32_t if_index);
+
+// A list of so many items, in text as "    ports (3): " and the items, or "    ports: none".
+void open_items(output &out, std::string_view name, std::string_view title, std::size_t count);
 
 // The bytes in hexadecimal.
 std::string hex_text(std::span<const std::byte> bytes);

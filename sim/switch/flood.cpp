@@ -1,6 +1,11 @@
 #include "sim/switch/flood.h"
 
+#include "sim/base/if_name.h"
+#include "sim/switch/answer.h"
+#include "sim/switch/service.h"
+
 #include <algorithm>
+#include <optional>
 #include <vector>
 
 namespace sim {
@@ -25,6 +30,55 @@ ltl_outcome check_updates(const std::set<std::uint32_t> &present,
     }
     return {};
 }
+
+// The mask has 32 bits, which the line cards above share. An Ethernet interface of slot 32 or more
+// has a larger index than all others, but for those without a name.
+bool has_shared_bits(const std::set<std::uint32_t> &interfaces) {
+    constexpr std::uint32_t first_of_slot_32 = if_type_ethernet << 26 | 32 << 16;
+    return std::any_of(interfaces.lower_bound(first_of_slot_32), interfaces.end(),
+                       [](std::uint32_t if_index) { return ethernet_port_of(if_index); });
+}
+
+void print_line_cards(output &out, const flood_set &shown) {
+    out.json("line_card_mask", shown.line_card_mask);
+    out.open_wrapped_list("line_cards",
+                          fmt::format("    line cards ({:#010x}): ", shown.line_card_mask));
+    for (unsigned card = 0; card < 32; ++card) {
+        if ((shown.line_card_mask >> card & 1) != 0) {
+            out.field({}, "{}", card);
+        }
+    }
+    if (shown.line_card_mask == 0) {
+        out.text("none");
+    }
+    out.close_list();
+    if (!out.is_json() && has_shared_bits(shown.interfaces)) {
+        out.text("      slots above 31 count as those 32, 64, ... below them\n");
+    }
+}
+
+struct flood_printer {
+    std::optional<std::uint64_t> vlan; // the only one that is shown
+
+    bool head(output &out, row_count &rows, std::uint16_t id, const flood_set &shown) const {
+        if ((vlan && *vlan != id) || !rows.take()) {
+            return false;
+        }
+        out.open_object();
+        out.field("vlan", "VLAN {}  ", id);
+        print_sender(out, shown.from);
+        out.text("\n");
+        print_line_cards(out, shown);
+        open_items(out, "interfaces", "interfaces", shown.interfaces.size());
+        return true;
+    }
+    const auto &items(const flood_set &shown) const { return shown.interfaces; }
+    void item(output &out, std::uint32_t if_index) const {
+        out.open_object();
+        print_interface(out, if_index);
+        out.close_object();
+    }
+};
 
 } // namespace
 
@@ -61,6 +115,14 @@ ltl_outcome flood_table::apply(const flood_update &update, const sender_name &fr
     }
     interfaces_ += added - removed;
     return {};
+}
+
+answer show_flood(service &vell, const question &asked) {
+    answer made(asked);
+    made.begin_rows("flood");
+    made.each_with_items(vell.floods.all(), flood_printer{asked.number("vlan")});
+    made.end_rows("flood set");
+    return made;
 }
 
 } // namespace sim

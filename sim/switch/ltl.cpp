@@ -1,7 +1,10 @@
 #include "sim/switch/ltl.h"
 
 #include "sim/base/if_name.h"
+#include "sim/base/text.h"
+#include "sim/switch/answer.h"
 #include "sim/switch/limits.h"
+#include "sim/switch/service.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -52,6 +55,30 @@ std::string detail_text(const ltl_outcome &outcome) {
     }
     return {};
 }
+
+struct ltl_printer {
+    std::optional<std::uint64_t> vlan; // the only one that is shown
+
+    bool head(output &out, row_count &rows, std::uint32_t index, const ltl &shown) const {
+        if ((vlan && *vlan != shown.vlan) || !rows.take()) {
+            return false;
+        }
+        out.open_object();
+        out.field("index", "LTL {:#x}", index);
+        out.field("vlan", "  VLAN {}", shown.vlan);
+        out.field("tag", ", tag {}, ", shown.tag);
+        print_sender(out, shown.from);
+        out.text("\n");
+        open_items(out, "interfaces", "interfaces", shown.interfaces.size());
+        return true;
+    }
+    const auto &items(const ltl &shown) const { return shown.interfaces; }
+    void item(output &out, std::uint32_t if_index) const {
+        out.open_object();
+        print_interface(out, if_index);
+        out.close_object();
+    }
+};
 
 } // namespace
 
@@ -121,6 +148,23 @@ ltl_outcome ltl_table::check(const ltl_keys &keys) const {
         return {NERB_SIM_TAG_MISMATCH, keys.second};
     }
     return {};
+}
+
+// A VLAN narrows the rows; the pool's numbers are always of all.
+answer show_ltl(service &vell, const question &asked) {
+    answer made(asked);
+    made.begin_rows("ltl");
+    made.each_with_items(vell.ltls.all(), ltl_printer{asked.number("vlan")});
+    made.once([&vell](output &out, row_count &rows) {
+        out.close_list();
+        out.text("{}; ", counted_of(rows.shown, rows.matched, "LTL"));
+        out.open_object("pool");
+        out.json("first", ltl_pool_first);
+        out.field("in_use", "{} of", vell.ltls.all().size());
+        out.field("size", " {} in use\n", vell.faults.ltl_pool);
+        out.close_object();
+    });
+    return made;
 }
 
 } // namespace sim

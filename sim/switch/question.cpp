@@ -36,6 +36,7 @@ constexpr member stats_members[] = {of_table, limit};
 constexpr member l2_members[] = {
     of_vlan,
     {"group", any_address, filter, "Only of this IPv4, IPv6 or MAC group"},
+    limit,
 };
 constexpr member ltl_members[] = {of_vlan, limit};
 constexpr member overlay_members[] = {limit};

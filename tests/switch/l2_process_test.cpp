@@ -47,8 +47,8 @@ TEST_F(Layer2, IsShownNarrowedAsText) {
                                {.kind = 2, .group = {1, 0, 0x5e, 1, 1, 0xab}, .ports = {{1}}}}));
     EXPECT_EQ(peer.ask("l2").at("l2").at("entries").size(), 3u);
     EXPECT_EQ(output({"show", "l2", "--vlan", "10", "--group", "239.1.1.1"}),
-              "VLAN 10 (*, 239.1.1.1)  bridge 5, learned, client 1\n"
-              "    ports (2): 7, 8 (svi)\n"
+              "VLAN 10 (*, 239.1.1.1)  bridge 0x00000005, learned, client 1\n"
+              "    ports (2): 0x00000007, 0x00000008 (svi)\n"
               "\n"
               "1 entry, 0 flood lists\n");
     EXPECT_THAT(output({"show", "l2", "--group", "01:00:5E:01:01:AB"}),

@@ -1,5 +1,6 @@
 // The LTL manager over real connections, its fault modes and what is shown of it.
 #include "tests/support/simulator.h"
+#include "tests/support/wait.h"
 #include "tests/switch/ltl_bytes.h"
 #include "tests/switch/raw_peer.h"
 
@@ -13,7 +14,6 @@
 
 using testing::EndsWith;
 using testing::HasSubstr;
-using testing::Not;
 
 namespace {
 
@@ -51,17 +51,19 @@ TEST_F(LtlProcess, AnswersAndShowsItsTables) {
               (test_words{14, 0, 0x99, 1, 0x4000, 7, 2, 0}));
     EXPECT_EQ(ask(peer, flood_update, flood_payload({{10, 8, {0x68030700, 1}}, {11, 0}})),
               (test_words{16, 0, 0x99, 2, 10, 1, 0, 0, 11, 0, 0, 0}));
-    const std::string client = fmt::format("client 1 (pid {})", getpid());
-    EXPECT_EQ(command({"show", "ltl"}).out,
-              "LTL 0x4000  VLAN 10, tag 7, " + client +
-                  "\n    interfaces (2): Vlan20, Eth3/7/1\n1 LTL; 1 of 1024 in use\n");
-    EXPECT_EQ(command({"show", "flood", "--vlan", "10"}).out,
-              "VLAN 10  " + client +
-                  "\n    line cards (0x00000008): 3\n    interfaces (1): Eth3/7\n1 flood set\n");
+    EXPECT_EQ(command({"show", "ltl"}).out, "LTL 0x4000  VLAN 10, tag 7, client 1\n"
+                                            "    interfaces (2): Vlan20, Eth3/7/1\n"
+                                            "1 LTL; 1 of 1024 in use\n");
+    EXPECT_EQ(command({"show", "flood", "--vlan", "10"}).out, "VLAN 10  client 1\n"
+                                                              "    line cards (0x00000008): 3\n"
+                                                              "    interfaces (1): Eth3/7\n"
+                                                              "1 flood set\n");
     EXPECT_THAT(command({"show", "flood", "--json"}).out,
                 HasSubstr(R"({"if_index":1745028864,"name":"Eth3/7"})"));
-    EXPECT_THAT(command({"show", "ltl", "--json", "--vlan", "11"}).out,
-                HasSubstr(R"({"ltl":[],"narrowed":true,"pool":)"));
+    EXPECT_EQ(command({"show", "ltl", "--json", "--vlan", "11"}).out,
+              R"({"ltl":[],"pool":{"first":16384,"in_use":1,"size":1024},"matched":0,)"
+              R"("narrowed":{"vlan":11}})"
+              "\n");
     EXPECT_EQ(ask(peer, release, release_payload(0x4000, 7)),
               (test_words{15, 0, 0x99, 1, 0x4000, 7, 0, 0}));
     EXPECT_EQ(command({"show", "ltl"}).out, "0 LTLs; 0 of 1024 in use\n");
@@ -79,7 +81,6 @@ TEST_F(LtlProcess, ShowsAsManyRowsAsAskedFor) {
                 EndsWith("\n1 flood set\n"));
     EXPECT_THAT(command({"show", "flood", "--limit", "2", "--json"}).out,
                 HasSubstr(R"(,"matched":5})"));
-    EXPECT_THAT(command({"show", "flood", "--json"}).out, Not(HasSubstr("matched")));
     EXPECT_THAT(command({"show", "ltl", "--limit", "1"}).out,
                 EndsWith("\n1 of 3 LTLs; 3 of 1024 in use\n"));
     EXPECT_THAT(command({"show", "stats", "--limit", "1"}).out, EndsWith("\n0 routes\n"));
@@ -93,8 +94,8 @@ TEST_F(LtlProcess, KeepsFloodSetsWhenTheirClientGoes) {
         EXPECT_EQ(ask(gone, flood_update, flood_payload({{10, 8, {0x68030700, 1}}})).at(7), 0u);
     }
     raw_peer peer(run_dir);
-    while (peer.ask("clients").at("clients").at(0).at("state") != "lost") {
-    }
+    ASSERT_TRUE(wait_until(
+        [&peer] { return peer.ask("clients").at("clients").at(0).at("state") == "lost"; }));
     const auto kept = peer.ask("flood").at("flood");
     ASSERT_EQ(kept.size(), 1u);
     EXPECT_EQ(kept[0].at("client"), 1);

@@ -199,3 +199,18 @@ TEST(Output, EscapesStringsInText) {
                       }),
               "[  a\\x1b[2J] \\xc2\\x9b5m\n");
 }
+
+TEST(Output, BreaksLinesAlikeWhereverItIsTaken) {
+    const auto print = [](bool is_taken) {
+        output out(output_form::text);
+        std::string text;
+        out.open_wrapped_list("items", "    items: ");
+        for (int i = 0; i < 200; ++i) {
+            out.field({}, "{}", std::string(static_cast<std::size_t>(i % 31), 'x'));
+            text += is_taken ? out.take() : "";
+        }
+        out.close_list();
+        return text + out.take();
+    };
+    EXPECT_EQ(print(true), print(false));
+}

@@ -6,6 +6,7 @@
 #include "tests/switch/bytes.h"
 
 #include <algorithm>
+#include <gtest/gtest.h>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -47,16 +48,21 @@ inline std::string question_payload(std::string_view asked, std::string_view for
     return payload + (members.empty() ? "}" : "," + std::string(members.substr(2)));
 }
 
-// The answer, all pieces of it. Only a count question changes the service.
-inline std::string answer_to_payload(const sim::service &vell, std::string_view payload) {
-    sim::answer made = sim::answer_question(const_cast<sim::service &>(vell), payload);
-    std::string text = made.is_refusal() ? "refused: " : "";
+// All pieces that are left of an answer.
+inline std::string rest_of(sim::answer &answer) {
+    std::string text;
     for (bool is_last = false; !is_last;) {
-        sim::answer::piece next = made.next();
+        sim::answer::piece next = answer.next();
         text += next.text;
         is_last = next.is_last;
     }
     return text;
+}
+
+// The answer. Only a count question changes the service.
+inline std::string answer_to_payload(const sim::service &vell, std::string_view payload) {
+    sim::answer made = sim::answer_question(const_cast<sim::service &>(vell), payload);
+    return (made.is_refusal() ? "refused: " : "") + rest_of(made);
 }
 // In JSON, without the line feed at its end.
 inline std::string answer_of(const sim::service &vell, std::string_view asked) {
@@ -65,6 +71,21 @@ inline std::string answer_of(const sim::service &vell, std::string_view asked) {
 }
 inline std::string text_of(const sim::service &vell, std::string_view asked) {
     return answer_to_payload(vell, question_payload(asked, "text"));
+}
+
+// No piece is much longer than others are, in either form.
+inline void expect_small_pieces(const sim::service &vell, std::string_view asked) {
+    for (const char *format : {"text", "json"}) {
+        sim::answer made =
+            sim::answer_question(const_cast<sim::service &>(vell), question_payload(asked, format));
+        int pieces = 0;
+        for (bool is_last = false; !is_last; ++pieces) {
+            const sim::answer::piece next = made.next();
+            EXPECT_LT(next.text.size(), sim::answer_piece_size + 1000);
+            is_last = next.is_last;
+        }
+        EXPECT_GT(pieces, 1);
+    }
 }
 
 inline sim::frame_head request_head(std::uint32_t sap, std::uint32_t opcode, std::uint32_t word_1) {
