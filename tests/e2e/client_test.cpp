@@ -121,8 +121,11 @@ TEST_F(Client, EveryFieldAndListOfARouteArrives) {
     EXPECT_EQ(held["table"], 0x21222324);
     EXPECT_EQ(held["flags_word"], "0x10000801000");
     const json oifs = json::parse(
-        R"([{"if_index":1001,"kind":0},{"if_index":1002,"kind":1},{"if_index":1003,"kind":4},
-                                      {"if_index":1004,"kind":8},{"if_index":1005,"kind":12}])");
+        R"([{"if_index":1001,"name":"0x000003e9","kind":0},
+            {"if_index":1002,"name":"0x000003ea","kind":1},
+            {"if_index":1003,"name":"0x000003eb","kind":4},
+            {"if_index":1004,"name":"0x000003ec","kind":8},
+            {"if_index":1005,"name":"0x000003ed","kind":12}])");
     EXPECT_EQ(held["oifs"], oifs);
     EXPECT_EQ(held["mti"], json::parse("[[1,2,3,4]]"));
     EXPECT_EQ(held["glt"],
@@ -153,8 +156,9 @@ TEST_F(Client, SeveralRecordsInOneMessageEachKeepTheirOwnLists) {
     EXPECT_EQ(route_of("239.1.1.1")["oifs"].size(), 1u);
     EXPECT_EQ(route_of("239.1.1.2")["oifs"].size(), 2u);
     EXPECT_EQ(route_of("239.1.1.3")["oifs"],
-              json::parse(R"([{"if_index":200,"kind":0},{"if_index":201,"kind":0},
-                                                             {"if_index":202,"kind":0}])"));
+              json::parse(R"([{"if_index":200,"name":"0x000000c8","kind":0},
+                              {"if_index":201,"name":"0x000000c9","kind":0},
+                              {"if_index":202,"name":"0x000000ca","kind":0}])"));
     EXPECT_EQ(route_of("239.1.1.4")["oifs"].size(), 0u);
     EXPECT_EQ(route_of("239.1.1.5")["oifs"].size(), 1u);
 }

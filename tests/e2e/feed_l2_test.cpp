@@ -251,12 +251,12 @@ TEST_F(Overlay, NotificationsArriveWithoutARegistration) {
     ASSERT_EQ(vellfeed({"overlay", "disable"}).exit_code, 0);
     ASSERT_EQ(vellfeed({"overlay", "vlans", "10", "20"}).exit_code, 0);
     ASSERT_EQ(vellfeed({"overlay", "route", "7", "0a0b"}).exit_code, 0);
-    const json overlay = show("overlay");
+    const json overlay = json::parse(vellsim({"show", "overlay", "--json"}).out);
     EXPECT_EQ(overlay["feature"], "disabled");
     EXPECT_EQ(overlay["vlans_disabled"], json({10, 20}));
     EXPECT_EQ(overlay["route_updates"], 1);
-    EXPECT_EQ(overlay["routes"].at(0)["type"], 7);
-    EXPECT_EQ(overlay["routes"].at(0)["body"], "0a0b");
+    EXPECT_EQ(overlay["overlay"].at(0)["type"], 7);
+    EXPECT_EQ(overlay["overlay"].at(0)["body"], "0a0b");
     EXPECT_EQ(show("clients").size(), 0u);
 }
 
