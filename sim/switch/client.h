@@ -1,4 +1,8 @@
-// Who has registered with the switch, and who is gone.
+// Who has registered with the switch, who only has a connection, and who is gone.
+//
+//   register request     248 bytes: u8 client id 0, 3 reserved, u32 uuid, char[240] segment name, NUL-terminated
+//   deregister request   248 bytes: u8 client id, 247 reserved
+//   acknowledgment       2 bytes: u8 client id, u8 flags, bit 0 set when the registration is accepted
 #pragma once
 
 #include <array>
@@ -6,12 +10,15 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace sim {
 
 enum class client_state {
+    unregistered, // it has a connection, and has sent something
     registered,
     deregistered,
     replaced, // by a later registration on its connection
@@ -24,16 +31,23 @@ std::string_view client_state_name(client_state state);
 // Names a registration for as long as the switch runs; client ids are used again.
 using client_key = std::uint64_t;
 
+struct request_count {
+    std::uint64_t messages = 0;
+    std::uint64_t refused = 0;
+    std::uint64_t records = 0; // of messages that were not refused
+};
+
 struct client {
     std::uint8_t id = 0;
     std::uint32_t uuid = 0;
     std::uint32_t pid = 0;
     client_state state = client_state::registered;
     std::string segment{};
-    std::uint64_t messages =
-        0; // every request since registration, this one and refused ones included
-    std::uint64_t route_records = 0; // adds and deletes that changed a table
+    std::uint64_t messages = 0; // every request on its connection, refused ones included
     std::uint64_t refused = 0;
+    std::uint64_t answers = 0;
+    std::map<std::string_view, request_count> requests{}; // by the name of the request
+    std::uint64_t route_records = 0;                      // adds and deletes that changed a table
     std::uint64_t missed_deletes = 0;
     std::uint64_t ipv6_notices = 0;
     std::optional<std::array<std::uint32_t, 3>> last_ipv6_notice{};
@@ -51,25 +65,46 @@ public:
 
     client_key add(const client &added);
 
+    // Makes a row of a peer that was unregistered a registered or a rejected one.
+    void promote(client_key key, client_state how);
+
     // Takes back the id of a registered client and remembers it as gone, the longest gone one
-    // forgotten for it.
+    // forgotten for it. An unregistered peer is forgotten at once.
     void end(client_key key, client_state how);
 
     // Null when the client is gone and forgotten.
     client *find(client_key key);
 
-    // In the order of registration.
+    // In the order in which they came.
     const std::map<client_key, client> &all() const { return clients_; }
 
 private:
-    void forget_oldest_gone();
+    void settle(client_key key, const client &added);
+    void remember_gone(client_key key);
 
     std::map<client_key, client> clients_;
     std::map<std::uint64_t, client_key> gone_; // by the order in which they went
-    std::array<std::uint32_t, 256>
-        id_holders_{}; // counts, since a fault mode may hand one id to several clients
+    // Counts, since a fault mode may hand one id to several clients.
+    std::array<std::uint32_t, 256> id_holders_{};
     client_key last_key_ = 0;
     std::uint64_t departures_ = 0;
 };
+
+// The acknowledgment answers under the opcode of the request.
+inline constexpr std::uint32_t register_ack_opcode = 75796;
+
+inline constexpr std::uint32_t sap_registration = 212;
+
+struct register_request {
+    std::uint32_t uuid = 0;
+    std::string segment;
+};
+
+// Both throw refusal.
+register_request decode_register_request(std::span<const std::byte> message);
+std::uint8_t decode_deregister_request(std::span<const std::byte> message);
+
+// A whole frame, ready to send.
+std::vector<std::byte> encode_register_ack(std::uint8_t id, bool accepted);
 
 } // namespace sim

@@ -123,12 +123,6 @@ growth growth_by(const l2_tables &tables, const l2_message &message) {
     return by;
 }
 
-void check_limit(const char *what, std::size_t held, std::size_t more, std::size_t limit) {
-    if (more > limit - held) {
-        refuse_at(0, "the switch would hold {} {}, its limit is {}", held + more, what, limit);
-    }
-}
-
 void check_limits(const service &vell, const l2_message &message) {
     const growth by = growth_by(vell.l2, message);
     check_limit("layer-2 entries", vell.l2.entries.size(), by.entries, l2_entry_limit);
@@ -166,6 +160,7 @@ void handle_l2_message(request &asked) {
     }
     check_limits(asked.vell, message);
     apply(asked, message);
+    asked.records = message.records.size();
     asked.vell.batches.add_message(asked.from.batch, message.records.size());
 }
 

@@ -7,6 +7,9 @@
 namespace sim {
 
 // The tables.
+inline constexpr std::size_t route_limit = 2'000'000;
+inline constexpr std::size_t route_list_limit = 256u << 20; // bytes of the routes' lists
+inline constexpr std::size_t counter_limit = 1'000'000;     // of `vellsim count`
 inline constexpr std::uint32_t ltl_index_limit = 65'536;
 inline constexpr std::size_t l2_entry_limit = 500'000;
 inline constexpr std::size_t l2_record_limit = 64u << 20; // bytes of flood lists and other records

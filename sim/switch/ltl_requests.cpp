@@ -99,6 +99,7 @@ template <typename Entry>
 void handle(request &asked, std::uint32_t cookie, const std::vector<Entry> &entries,
             void (*apply)(ltl_run &run, const Entry &entry)) {
     ltl_run run(asked, cookie);
+    asked.records = entries.size();
     for (const Entry &entry : entries) {
         apply(run, entry);
     }

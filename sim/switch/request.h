@@ -14,6 +14,7 @@ struct request {
     const frame_head &head;
     std::span<const std::byte> payload;
     std::vector<reply> replies{};
+    std::uint64_t records = 0; // that the message had; set by the handlers of those that have any
 };
 
 // Each throws refusal, before it has changed anything.
@@ -44,6 +45,9 @@ client &require_client(const request &asked, std::uint8_t id);
 
 // The same for requests that carry no id.
 client &require_registered(const request &asked);
+
+// Refuses what would make the switch hold more of these than the limit.
+void check_limit(std::string_view what, std::size_t held, std::size_t more, std::size_t limit);
 
 // For what a peer without an id may send too.
 sender_name name_sender(const request &asked);

@@ -1,5 +1,8 @@
-// What a route message does to the tables.
+// What a route message does to the routes.
+#include "sim/switch/route.h"
+
 #include "sim/base/address.h"
+#include "sim/switch/limits.h"
 #include "sim/switch/request.h"
 #include "sim/switch/route_decode.h"
 #include "sim/wire/protocol.h"
@@ -12,9 +15,6 @@
 namespace sim {
 
 namespace {
-
-// A message can hold 65535 deletes; the log gets the first few one by one and a line for the rest.
-constexpr std::uint64_t missed_deletes_logged = 8;
 
 std::string_view dux_role_name(std::uint64_t flags) {
     constexpr std::pair<std::uint64_t, std::string_view> roles[] = {
@@ -31,41 +31,66 @@ std::string_view dux_role_name(std::uint64_t flags) {
     return "none given";
 }
 
-void add_route(request &asked, client &sender, route_record &record) {
-    asked.vell.routes.insert_or_assign(record.key, route{.opcode = record.opcode,
-                                                         .flags = record.flags,
-                                                         .epoch = record.epoch,
-                                                         .rpf_if = record.rpf_if,
-                                                         .df_ordinal = record.df_ordinal,
-                                                         .client = sender.id,
-                                                         .lists = std::move(record.lists)});
+std::size_t list_bytes(const route_lists &lists) {
+    return lists.oifs.size() * sizeof(oif_entry) + lists.mti.size() * sizeof(mti_entry) +
+           lists.glt.size() * sizeof(glt_entry);
+}
+
+void add_route(service &vell, client &sender, route_record &record) {
+    route &held = vell.routes[record.key];
+    vell.route_list_bytes += list_bytes(record.lists);
+    vell.route_list_bytes -= list_bytes(held.lists);
+    held = {.opcode = record.opcode,
+            .flags = record.flags,
+            .epoch = record.epoch,
+            .rpf_if = record.rpf_if,
+            .df_ordinal = record.df_ordinal,
+            .client = sender.id,
+            .lists = std::move(record.lists)};
     ++sender.route_records;
 }
 
 // Returns whether the route was there.
-bool delete_route(request &asked, client &sender, const route_record &record) {
-    const bool found = asked.vell.routes.erase(record.key) > 0;
-    forget_uncounted(asked.vell.counters, record.key);
-    ++(found ? sender.route_records : sender.missed_deletes);
-    return found;
+bool delete_route(service &vell, client &sender, const route_record &record) {
+    const auto found = vell.routes.find(record.key);
+    forget_uncounted(vell.counters, record.key);
+    if (found == vell.routes.end()) {
+        ++sender.missed_deletes;
+        return false;
+    }
+    vell.route_list_bytes -= list_bytes(found->second.lists);
+    vell.routes.erase(found);
+    ++sender.route_records;
+    return true;
 }
 
-void log_missed_delete(request &asked, const route_record &record) {
-    asked.vell.log(log_level_trace, fmt::format("{}: delete of {} in table {}: no such route",
-                                                describe(asked.vell, asked.from),
-                                                key_text(record.key), record.key.table));
+// Counts an add as one more route, even if it replaces one.
+void check_limits(const service &vell, const route_message &message) {
+    std::size_t routes = 0;
+    std::size_t bytes = 0;
+    for (const route_record &record : message.records) {
+        if (record.opcode == route_opcode_add) {
+            ++routes;
+            bytes += list_bytes(record.lists);
+        }
+    }
+    check_limit("routes", vell.routes.size(), routes, route_limit);
+    check_limit("bytes of route lists", vell.route_list_bytes, bytes, route_list_limit);
 }
 
 void apply(request &asked, client &sender, route_message &message) {
-    std::uint64_t missed = 0;
+    line_limit missed(asked, log_level_trace);
     for (route_record &record : message.records) {
         switch (record.opcode) {
         case route_opcode_add:
-            add_route(asked, sender, record);
+            add_route(asked.vell, sender, record);
             break;
         case route_opcode_delete:
-            if (!delete_route(asked, sender, record) && ++missed <= missed_deletes_logged) {
-                log_missed_delete(asked, record);
+            if (!delete_route(asked.vell, sender, record)) {
+                missed.add([&] {
+                    return fmt::format("delete of {} in table {}: no such route",
+                                       key_text(record.key), record.key.table);
+                });
             }
             break;
         case route_opcode_dux_role:
@@ -73,12 +98,7 @@ void apply(request &asked, client &sender, route_message &message) {
             break;
         }
     }
-    if (missed > missed_deletes_logged) {
-        asked.vell.log(log_level_trace,
-                       fmt::format("{}: {} more deletes of absent routes in the same message",
-                                   describe(asked.vell, asked.from),
-                                   missed - missed_deletes_logged));
-    }
+    missed.log_rest("deletes of absent routes in the same message");
 }
 
 } // namespace
@@ -92,6 +112,8 @@ void handle_route_message(request &asked) {
     route_message message = decode_route_message(asked.payload);
     require_option_word_1(asked, is_dux_role_update(message) ? 0 : 1);
     client &sender = require_client(asked, message.client_id);
+    check_limits(asked.vell, message);
+    asked.records = message.records.size();
     apply(asked, sender, message);
 }
 

@@ -2,7 +2,6 @@
 #include "sim/base/if_name.h"
 #include "sim/base/text.h"
 #include "sim/switch/answer.h"
-#include "sim/switch/route_flags.h"
 #include "sim/switch/service.h"
 
 #include <iterator>
@@ -36,6 +35,48 @@ struct route_filter {
                (!group || *group == key.group) && (!source || *source == key.source);
     }
 };
+
+// Indexed by bit. Where the library has two names for a bit, the one under which it is set first.
+constexpr std::string_view flag_bits[] = {
+    "direct",
+    "local_addr",
+    "drop_route",
+    "local_group",
+    "count_pfx",
+    "set_df_bits",
+    "rpf_only",
+    "download",
+    "download_done",
+    "come_up_route",
+    "drop_on_rpf_fail",
+    "wildcard_route",
+    "overlay_decap",
+    "svrf_download",
+    "", // bit 14 has no name
+    "non_rpf_check",
+    "even_route",
+    "odd_route",
+    "dux_forward_all",
+    "dux_forward_even",
+    "dux_forward_odd",
+    "dux_src_rp_l3",
+    "dux_none_forwarder",
+    "dux_rpf_is_svi",
+    "dux_l3src_behind_peer",
+    "dux_forward_none",
+};
+
+std::vector<std::string> flag_names(std::uint64_t flags) {
+    std::vector<std::string> set;
+    for (std::size_t bit = 0; bit < 64; ++bit) {
+        if ((flags >> bit & 1) == 0) {
+            continue;
+        }
+        const bool has_name = bit < std::size(flag_bits) && !flag_bits[bit].empty();
+        set.push_back(has_name ? std::string(flag_bits[bit]) : fmt::format("bit{}", bit));
+    }
+    return set;
+}
 
 std::string_view oif_kind_text(std::uint32_t kind) {
     switch (kind) {

@@ -87,6 +87,32 @@ void check_head(const request_kind &kind, const frame_head &head) {
     }
 }
 
+// The sender's row in the client table. A peer that has sent something has one even if it never
+// registers.
+client_key row_of(service &vell, session &from) {
+    if (vell.clients.find(from.client_of) != nullptr) {
+        return from.client_of;
+    }
+    if (vell.clients.find(from.peer) == nullptr) {
+        from.peer = vell.clients.add({.pid = from.pid, .state = client_state::unregistered});
+    }
+    return from.peer;
+}
+
+// `sender` is the row that sent the request; null when it is forgotten already.
+void count_request(client *sender, std::string_view name, const request &asked, bool is_refused) {
+    if (sender == nullptr) {
+        return;
+    }
+    request_count &count = sender->requests[name];
+    ++count.messages;
+    ++sender->messages;
+    sender->answers += asked.replies.size();
+    count.refused += is_refused ? 1 : 0;
+    sender->refused += is_refused ? 1 : 0;
+    count.records += is_refused ? 0 : asked.records;
+}
+
 void dispatch(const request_kind *kind, request &asked) {
     if (kind == nullptr) {
         refuse_head(offsetof(frame_head, opcode), "this switch knows no such opcode");
@@ -120,6 +146,12 @@ client &require_registered(const request &asked) {
     return *sender;
 }
 
+void check_limit(std::string_view what, std::size_t held, std::size_t more, std::size_t limit) {
+    if (more > limit - held) {
+        refuse_at(0, "the switch would hold {} {}, its limit is {}", held + more, what, limit);
+    }
+}
+
 std::size_t held_interfaces(const service &vell) {
     return vell.l2.ports + vell.ltls.interfaces() + vell.floods.interfaces();
 }
@@ -142,27 +174,26 @@ std::string describe(service &vell, const session &who) {
 
 std::vector<reply> handle_request(service &vell, session &from, const frame_head &head,
                                   std::span<const std::byte> payload) {
-    if (client *sender = vell.clients.find(from.client_of)) {
-        ++sender->messages;
-    }
     const request_kind *kind = find_kind(head.opcode);
+    const std::string_view name = kind == nullptr ? "unknown request" : kind->name;
+    const client_key sender = row_of(vell, from);
+    bool is_refused = false;
     request asked{vell, from, head, payload};
     try {
         dispatch(kind, asked);
     } catch (const refusal &why) {
-        if (client *sender = vell.clients.find(from.client_of)) {
-            ++sender->refused;
-        }
+        is_refused = true;
         vell.log(log_level_error,
-                 fmt::format("{}: {} (opcode {}): {}: refused", describe(vell, from),
-                             kind == nullptr ? "unknown request" : kind->name, head.opcode,
-                             describe(why)));
+                 fmt::format("{}: {} (opcode {}): {}: refused", describe(vell, from), name,
+                             head.opcode, describe(why)));
     }
+    count_request(vell.clients.find(sender), name, asked, is_refused);
     return std::move(asked.replies);
 }
 
 void handle_loss(service &vell, session &from, std::string_view how) {
     vell.batches.abandon(std::exchange(from.batch, 0));
+    vell.clients.end(std::exchange(from.peer, 0), client_state::lost);
     if (vell.clients.find(from.client_of) == nullptr) {
         return;
     }

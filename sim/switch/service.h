@@ -3,7 +3,7 @@
 #pragma once
 
 #include "sim/switch/batches.h"
-#include "sim/switch/client_table.h"
+#include "sim/switch/client.h"
 #include "sim/switch/fault_modes.h"
 #include "sim/switch/flood.h"
 #include "sim/switch/l2.h"
@@ -33,6 +33,7 @@ struct service {
     std::function<void(std::uint32_t level, const std::string &text)> log;
     client_table clients;
     std::map<route_key, route> routes;
+    std::size_t route_list_bytes = 0; // of all routes
     l2_tables l2{};
     batch_table batches{};
     counter_table counters{};
@@ -45,6 +46,7 @@ struct service {
 struct session {
     std::uint32_t pid = 0;
     client_key client_of = 0; // 0 while not registered
+    client_key peer = 0;      // its row while it is not registered; 0 until it sends something
     batch_key batch = 0;      // 0 while none is open
 };
 

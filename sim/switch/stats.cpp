@@ -3,6 +3,7 @@
 
 #include "sim/base/text.h"
 #include "sim/switch/answer.h"
+#include "sim/switch/limits.h"
 #include "sim/switch/request.h"
 #include "sim/wire/message_frame.h"
 
@@ -252,6 +253,9 @@ answer show_stats(service &vell, const question &asked) {
 answer count_traffic(service &vell, const question &asked) {
     const counter_key key = counted_key(asked);
     const auto kept = vell.counters.find(key);
+    if (kept == vell.counters.end() && vell.counters.size() >= counter_limit) {
+        refuse_count("the switch keeps {} counters, and no more", counter_limit);
+    }
     route_counters counters = kept == vell.counters.end() ? route_counters{} : kept->second;
     counters.seen = sum_of(counters.seen, asked);
     counters.counted = true;

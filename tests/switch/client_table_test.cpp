@@ -1,4 +1,4 @@
-#include "sim/switch/client_table.h"
+#include "sim/switch/client.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "sim/switch/registration.h"
+#include "sim/switch/client.h"
 #include "tests/switch/bytes.h"
 
 #include <gtest/gtest.h>

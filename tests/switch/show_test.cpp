@@ -93,11 +93,16 @@ TEST_F(Show, PrintsClientsAsTextAndAsJson) {
         shown({"clients", "--json"}),
         fmt::format(
             R"({{"clients":[{{"id":1,"pid":{},"uuid":500,"state":"registered","messages":2,)"
-            R"("route_records":3,"refused":0,"missed_deletes":0,"ipv6_notices":0,"dux_role":null,)"
-            R"("segment":"segment","last_ipv6_notice":null}}],"matched":1,"narrowed":null}})"
+            R"("records":3,"refused":0,"answers":1,"segment":"segment","requests":[)"
+            R"({{"request":"register request","messages":1,"records":0,"refused":0}},)"
+            R"({{"request":"route update","messages":1,"records":3,"refused":0}}],)"
+            R"("route_records":3,"missed_deletes":0,"ipv6_notices":0,"last_ipv6_notice":null,)"
+            R"("dux_role":null}}],"matched":1,"narrowed":null}})"
             "\n",
             getpid()));
-    EXPECT_THAT(shown({"clients"}), HasSubstr("    segment: segment\n1 client\n"));
+    EXPECT_THAT(shown({"clients"}),
+                HasSubstr("    segment: segment\n    requests: register request 1, route update 1 "
+                          "with 3 records\n1 client\n"));
     EXPECT_THAT(shown({"clients", "--client", "2"}), EndsWith("0 clients\n"));
 }
 

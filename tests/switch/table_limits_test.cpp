@@ -237,3 +237,63 @@ TEST(TableLimits, CountWhatTheTablesHold) {
         ASSERT_EQ(test.vell.floods.interfaces(), in_floods);
     }
 }
+
+TEST(RouteLimits, HoldTheNumberOfRoutes) {
+    test_service test;
+    sim::session from = test.registered_session();
+    for (std::uint32_t table = 0; table < sim::route_limit - 1; ++table) {
+        test.vell.routes.emplace_hint(test.vell.routes.end(), sim::route_key{.table = table},
+                                      sim::route{});
+    }
+    test.send(from, route_head(), route_payload(1, {{.table = 5'000'000}, {.table = 5'000'001}}));
+    EXPECT_EQ(test.vell.routes.size(), sim::route_limit - 1);
+    ASSERT_EQ(test.errors.size(), 1u);
+    EXPECT_EQ(test.errors.back(),
+              "client 1 (pid 4711): route update (opcode 75831): offset 0: the switch would hold "
+              "2000001 routes, its limit is 2000000: refused");
+    test.send(from, route_head(), route_payload(1, {{.table = 5'000'000}}));
+    EXPECT_EQ(test.vell.routes.size(), sim::route_limit);
+    test.send(from, route_head(), route_payload(1, {{.opcode = 2, .table = 5'000'000}}));
+    EXPECT_EQ(test.vell.routes.size(), sim::route_limit - 1);
+    EXPECT_EQ(test.errors.size(), 1u);
+}
+
+TEST(RouteLimits, HoldTheBytesOfTheirLists) {
+    test_service test;
+    sim::session from = test.registered_session();
+    const test_route two_oifs{.oifs = {{1, 0}, {2, 0}}};
+    test.vell.route_list_bytes = sim::route_list_limit - 16;
+    test.send(from, route_head(), route_payload(1, {two_oifs}));
+    EXPECT_EQ(test.vell.route_list_bytes, sim::route_list_limit);
+    test_route more = two_oifs;
+    more.table = 9;
+    test.send(from, route_head(), route_payload(1, {more}));
+    ASSERT_EQ(test.errors.size(), 1u);
+    EXPECT_EQ(test.errors.back(),
+              "client 1 (pid 4711): route update (opcode 75831): offset 0: the switch would hold "
+              "268435472 bytes of route lists, its limit is 268435456: refused");
+    test_route gone = two_oifs;
+    gone.opcode = 2;
+    test.send(from, route_head(), route_payload(1, {gone}));
+    EXPECT_EQ(test.vell.route_list_bytes, sim::route_list_limit - 16);
+    test.send(from, route_head(), route_payload(1, {two_oifs}));
+    test.send(from, route_head(), route_payload(1, {{}}));
+    EXPECT_EQ(test.vell.route_list_bytes, sim::route_list_limit - 16)
+        << "a route that is replaced gives back what its lists took";
+}
+
+TEST(CounterLimit, HoldsTheNumberOfCounters) {
+    test_service test;
+    for (std::uint32_t table = 0; table < sim::counter_limit; ++table) {
+        test.vell.counters.emplace_hint(test.vell.counters.end(),
+                                        sim::counter_key{.table = table, .group = {}, .source = {}},
+                                        sim::route_counters{});
+    }
+    const char *more = R"(count {"source":"10.0.0.9","group":"239.1.1.2","packets":1})";
+    EXPECT_EQ(answer_of(test.vell, more),
+              "refused: count: the switch keeps 1000000 counters, and no more");
+    test.vell.counters.erase(test.vell.counters.begin());
+    EXPECT_EQ(answer_of(test.vell, more).find("refused"), std::string::npos);
+    EXPECT_EQ(answer_of(test.vell, more).find("refused"), std::string::npos)
+        << "counters that exist can still be moved";
+}
