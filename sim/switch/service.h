@@ -28,9 +28,15 @@ namespace sim {
 inline constexpr std::uint32_t log_level_error = 102; // refusals and errors
 inline constexpr std::uint32_t log_level_trace = 104; // the rest
 
+// A test makes a switch in a line, and hands it requests as its peers send them:
+//
+//     service vell;
+//     session peer{.pid = 1};
+//     const std::vector<reply> answers = handle_request(vell, peer, head, payload);
 struct service {
     fault_modes faults;
-    std::function<void(std::uint32_t level, const std::string &text)> log;
+    std::function<void(std::uint32_t level, const std::string &text)> log =
+        [](std::uint32_t, const std::string &) {};
     client_table clients;
     std::map<route_key, route> routes;
     std::size_t route_list_bytes = 0; // of all routes

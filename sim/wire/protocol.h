@@ -132,6 +132,9 @@ enum vell_sim_opcode {
     VELL_SIM_OPCODE_ROUTES = 75831
 };
 
+/* Whether a client with this uuid shares a memory segment with the service. */
+#define VELL_SIM_HAS_SEGMENT(uuid) ((uuid) != 286 && (uuid) != 592)
+
 enum vell_sim_route_opcode {
     VELL_SIM_ROUTE_ADD = 1,
     VELL_SIM_ROUTE_DELETE = 2,
@@ -148,6 +151,10 @@ enum vell_sim_dux_role {
     VELL_SIM_DUX_FORWARD_NONE = 1 << 25
 };
 
+#define VELL_SIM_DUX_ROLES                                                                         \
+    (VELL_SIM_DUX_FORWARD_ALL | VELL_SIM_DUX_FORWARD_EVEN | VELL_SIM_DUX_FORWARD_ODD |             \
+     VELL_SIM_DUX_FORWARD_NONE)
+
 /* Words of an MBD record (vell.h: vell_l2_mbd_record). */
 enum vell_sim_mbd_word { VELL_SIM_MBD_BRIDGE = 0, VELL_SIM_MBD_VLAN = 3 };
 
@@ -163,6 +170,7 @@ enum vell_sim_l2_record {
 enum vell_sim_marker { VELL_SIM_MARKER_BEGIN = 1, VELL_SIM_MARKER_END = 2 };
 
 #define VELL_SIM_HIGHEST_VLAN 4094u
+#define VELL_SIM_IS_VLAN(id) ((id) >= 1 && (id) <= VELL_SIM_HIGHEST_VLAN)
 
 #define VELL_SIM_LTL_POOL_FIRST 0x4000u
 #define VELL_SIM_LTL_POOL_SIZE 1024u

@@ -297,3 +297,14 @@ TEST(FaultModes, HandOutTheIdTheyAreTold) {
         EXPECT_EQ(test.client_of(first).ipv6_notices, 0u);
     }
 }
+
+TEST(Service, IsMadeInALineAndNeedsNoLog) {
+    sim::service vell;
+    sim::session peer{.pid = 1};
+    const bytes wanted = register_payload(500);
+    const auto answers = sim::handle_request(vell, peer, register_head(), wanted);
+    ASSERT_EQ(answers.size(), 1u);
+    EXPECT_EQ(ack_payload(answers[0]), literal({1, 1}));
+    EXPECT_TRUE(sim::handle_request(vell, peer, route_head(), wanted).empty());
+    EXPECT_EQ(vell.clients.find(peer.client_of)->refused, 1u);
+}
