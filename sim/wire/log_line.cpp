@@ -17,16 +17,17 @@ bool is_printable(char byte) {
 void append_escaped(std::string &to, char byte) {
     constexpr char digits[] = "0123456789abcdef";
     const auto value = static_cast<unsigned char>(byte);
-    if (byte == '\\')
+    if (byte == '\\') {
         to += "\\\\";
-    else if (byte == '\n')
+    } else if (byte == '\n') {
         to += "\\n";
-    else if (byte == '\t')
+    } else if (byte == '\t') {
         to += "\\t";
-    else if (is_printable(byte))
+    } else if (is_printable(byte)) {
         to += byte;
-    else
+    } else {
         to.append("\\x").append({digits[value >> 4], digits[value & 15]});
+    }
 }
 
 // Takes the escape sequence at the start of `text`, its backslash included.
@@ -37,8 +38,9 @@ std::optional<char> take_escape(std::string_view &text) {
         const std::string_view digits = text.substr(2, 2);
         const auto [end, error] =
             std::from_chars(digits.data(), digits.data() + digits.size(), value, 16);
-        if (error != std::errc() || end != digits.data() + 2)
+        if (error != std::errc() || end != digits.data() + 2) {
             return std::nullopt;
+        }
         text.remove_prefix(4);
         return static_cast<char>(value);
     }
@@ -58,16 +60,18 @@ std::optional<char> take_escape(std::string_view &text) {
 std::optional<std::string> unescape(std::string_view text) {
     std::string result;
     while (!text.empty()) {
-        if (!is_printable(text.front()))
+        if (!is_printable(text.front())) {
             return std::nullopt;
+        }
         if (text.front() != '\\') {
             result += text.front();
             text.remove_prefix(1);
             continue;
         }
         const std::optional<char> byte = take_escape(text);
-        if (!byte)
+        if (!byte) {
             return std::nullopt;
+        }
         result += *byte;
     }
     return result;
@@ -76,8 +80,9 @@ std::optional<std::string> unescape(std::string_view text) {
 // Takes the text before the first space, and the space; nothing when there is no space.
 std::optional<std::string_view> take_field(std::string_view &text) {
     const std::size_t space = text.find(' ');
-    if (space == std::string_view::npos)
+    if (space == std::string_view::npos) {
         return std::nullopt;
+    }
     const std::string_view field = text.substr(0, space);
     text.remove_prefix(space + 1);
     return field;
@@ -85,8 +90,9 @@ std::optional<std::string_view> take_field(std::string_view &text) {
 
 bool take_number(std::string_view &text, std::string_view prefix, int base, std::uint32_t &number) {
     std::optional<std::string_view> field = take_field(text);
-    if (!field || !field->starts_with(prefix))
+    if (!field || !field->starts_with(prefix)) {
         return false;
+    }
     field->remove_prefix(prefix.size());
     const char *end = field->data() + field->size();
     const auto result = std::from_chars(field->data(), end, number, base);
@@ -113,8 +119,9 @@ std::string format_log_line(const log_line &line) {
     std::snprintf(numbers, sizeof numbers, " %u %u 0x%x %u ", line.pid, line.uuid, line.module,
                   line.level);
     std::string result = line.time + " " + line.sink + numbers;
-    for (const char byte : line.text)
+    for (const char byte : line.text) {
         append_escaped(result, byte);
+    }
     return result;
 }
 
@@ -125,11 +132,13 @@ std::optional<log_line> parse_log_line(std::string_view text) {
     if (!time || time->size() != time_form.size() || !is_start_of_log_time(*time) || !sink ||
         !is_log_sink(*sink) || !take_number(text, "", 10, line.pid) ||
         !take_number(text, "", 10, line.uuid) || !take_number(text, "0x", 16, line.module) ||
-        !take_number(text, "", 10, line.level))
+        !take_number(text, "", 10, line.level)) {
         return std::nullopt;
+    }
     std::optional<std::string> unescaped = unescape(text);
-    if (!unescaped)
+    if (!unescaped) {
         return std::nullopt;
+    }
     line.time = *time;
     line.sink = *sink;
     line.text = std::move(*unescaped);

@@ -19,7 +19,10 @@ namespace {
 void bound_connect(int fd, int left_ms) {
     if (left_ms < 0)
         return;
-    const timeval limit{left_ms / 1000, left_ms % 1000 * 1000};
+    timeval limit{};
+    limit.tv_sec = left_ms / 1000;
+    limit.tv_usec = left_ms % 1000;
+    limit.tv_usec *= 1000;
     setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
 }
 
