@@ -19,17 +19,9 @@ namespace {
 constexpr std::uint32_t acknowledgment_opcode = VELL_SIM_OPCODE_REGISTER;
 constexpr std::size_t acknowledgment_bytes = 2;
 
-bool needs_segment(std::uint32_t uuid) {
-    for (const std::uint32_t without : sim::uuids_without_segment) {
-        if (uuid == without)
-            return false;
-    }
-    return true;
-}
-
 // Before anything is opened.
 int checked_timeout(const session_options &options) {
-    if (needs_segment(options.uuid) && options.segment.size() > VELL_SHM_NAME_MAX) {
+    if (VELL_SIM_HAS_SEGMENT(options.uuid) && options.segment.size() > VELL_SHM_NAME_MAX) {
         throw usage_error(
             fmt::format("the segment name is {} bytes long, {} is the most (--segment)",
                         options.segment.size(), VELL_SHM_NAME_MAX));

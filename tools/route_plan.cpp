@@ -48,7 +48,7 @@ private:
     route make_route(std::size_t number, const mroute_entry &entry) {
         route result;
         result.entry = number;
-        result.opcode = options_.deletion ? sim::route_opcode_delete : sim::route_opcode_add;
+        result.opcode = options_.deletion ? VELL_SIM_ROUTE_DELETE : VELL_SIM_ROUTE_ADD;
         result.key = make_key(number, entry);
         result.epoch = options_.epoch;
         result.rpf_if = interfaces_.of(entry.iif);

@@ -137,7 +137,7 @@ register_request decode_register_request(std::span<const std::byte> message) {
     reader.skip(3, "reserved");
     register_request decoded;
     decoded.uuid = reader.u32("uuid");
-    if (std::ranges::find(uuids_without_segment, decoded.uuid) == std::end(uuids_without_segment)) {
+    if (VELL_SIM_HAS_SEGMENT(decoded.uuid)) {
         decoded.segment = read_segment(reader);
     }
     return decoded;

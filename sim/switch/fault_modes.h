@@ -26,11 +26,11 @@ struct fault_modes {
     ack_mode ltl_answer = ack_mode::once;      // of requests to the LTL manager
     std::chrono::milliseconds ltl_answer_delay{0};
     std::set<std::uint16_t>
-        ltl_refused_vlans{};                // flood updates and allocations for them are refused
-    std::uint32_t ltl_pool = ltl_pool_size; // how many LTL indexes there are
-    std::optional<std::uint8_t> ack_id{};   // instead of the smallest free one; 0 is allowed
-    std::chrono::milliseconds slow{0};      // pause before each request of a client
-    std::uint64_t die_after = 0;            // handled requests; 0 is never
+        ltl_refused_vlans{}; // flood updates and allocations for them are refused
+    std::uint32_t ltl_pool = VELL_SIM_LTL_POOL_SIZE; // how many LTL indexes there are
+    std::optional<std::uint8_t> ack_id{}; // instead of the smallest free one; 0 is allowed
+    std::chrono::milliseconds slow{0};    // pause before each request of a client
+    std::uint64_t die_after = 0;          // handled requests; 0 is never
 };
 
 } // namespace sim

@@ -87,7 +87,7 @@ void add_ltl_options(CLI::App *run, fault_modes &faults) {
                faults.ltl_refused_vlans = {vlans.begin(), vlans.end()};
            },
            "Refuse flood updates and LTL allocations for this VLAN;\nmay be given several times")
-        ->check(CLI::Range(1, int{highest_vlan}).description(""))
+        ->check(CLI::Range(1, int{VELL_SIM_HIGHEST_VLAN}).description(""))
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->allow_extra_args(false)
@@ -95,7 +95,7 @@ void add_ltl_options(CLI::App *run, fault_modes &faults) {
         ->group(group);
     run->add_option("--ltl-pool", faults.ltl_pool,
                     fmt::format("How many LTL indexes there are; 0: always exhausted;\ndefault {}",
-                                ltl_pool_size))
+                                VELL_SIM_LTL_POOL_SIZE))
         ->check(CLI::Range(0u, ltl_index_limit).description(""))
         ->type_name("N")
         ->group(group);

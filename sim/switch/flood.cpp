@@ -17,13 +17,13 @@ ltl_outcome check_updates(const std::set<std::uint32_t> &present,
                           const std::vector<interface_update> &updates) {
     std::set<std::uint32_t> named;
     for (const auto &[if_index, operation] : updates) {
-        if (operation != flood_operation_add && operation != flood_operation_remove) {
+        if (operation != VELL_SIM_FLOOD_ADD && operation != VELL_SIM_FLOOD_REMOVE) {
             return {NERB_SIM_NO_OPERATION, operation};
         }
         if (!named.insert(if_index).second) {
             return {NERB_SIM_INTERFACE_TWICE, if_index};
         }
-        const bool adds = operation == flood_operation_add;
+        const bool adds = operation == VELL_SIM_FLOOD_ADD;
         if (present.contains(if_index) == adds) {
             return {adds ? NERB_SIM_INTERFACE_PRESENT : NERB_SIM_INTERFACE_ABSENT, if_index};
         }
@@ -86,7 +86,7 @@ struct flood_printer {
 // how large the set is.
 ltl_outcome flood_table::apply(const flood_update &update, const sender_name &from,
                                std::size_t room) {
-    if (!is_vlan_id(update.vlan)) {
+    if (!VELL_SIM_IS_VLAN(update.vlan)) {
         return {NERB_SIM_NO_VLAN_ID, update.vlan};
     }
     static const std::set<std::uint32_t> none;
@@ -98,7 +98,7 @@ ltl_outcome flood_table::apply(const flood_update &update, const sender_name &fr
         return checked;
     }
     const auto added = static_cast<std::size_t>(
-        std::ranges::count(update.updates, flood_operation_add, &interface_update::operation));
+        std::ranges::count(update.updates, VELL_SIM_FLOOD_ADD, &interface_update::operation));
     const std::size_t removed = update.updates.size() - added;
     if (added > room + removed) {
         return {NERB_SIM_NO_ROOM};
@@ -107,7 +107,7 @@ ltl_outcome flood_table::apply(const flood_update &update, const sender_name &fr
     changed.line_card_mask = update.line_card_mask;
     changed.from = from;
     for (const auto &[if_index, operation] : update.updates) {
-        if (operation == flood_operation_add) {
+        if (operation == VELL_SIM_FLOOD_ADD) {
             changed.interfaces.insert(if_index);
         } else {
             changed.interfaces.erase(if_index);

@@ -44,9 +44,9 @@ void handle_marker(request &asked) {
     require_length(asked.payload, notice_size);
     const std::uint32_t marker = byte_reader(asked.payload).u32("marker");
     switch (marker) {
-    case marker_begin:
+    case VELL_SIM_MARKER_BEGIN:
         return begin_batch(asked);
-    case marker_end:
+    case VELL_SIM_MARKER_END:
         return end_batch(asked);
     default:
         asked.vell.batches.add_other(name_sender(asked), marker);

@@ -82,12 +82,12 @@ void keep_record(l2_tables &tables, const l2_record &record, const sender_name &
 
 bool apply_record(l2_tables &tables, const l2_record &record, const sender_name &from) {
     switch (record.type) {
-    case l2_record_mbd_add:
+    case VELL_SIM_L2_MBD_ADD:
         add_entry(tables, record, from);
         return true;
-    case l2_record_mbd_delete:
+    case VELL_SIM_L2_MBD_DELETE:
         return delete_ports(tables, record);
-    case l2_record_lookup_mode:
+    case VELL_SIM_L2_LOOKUP_MODE:
         change_lookup_modes(tables, record);
         return true;
     default:
@@ -106,7 +106,7 @@ struct growth {
 growth growth_by(const l2_tables &tables, const l2_message &message) {
     growth by;
     for (const l2_record &record : message.records) {
-        if (record.type == l2_record_mbd_add) {
+        if (record.type == VELL_SIM_L2_MBD_ADD) {
             const auto entry = tables.entries.find(key_of(record));
             const bool is_new = entry == tables.entries.end();
             by.entries += is_new ? 1 : 0;
@@ -114,7 +114,8 @@ growth growth_by(const l2_tables &tables, const l2_message &message) {
                 std::ranges::count_if(record.oifs, [&](const l2_oif &port) {
                     return is_new || !entry->second.ports.contains(port.if_index);
                 }));
-        } else if (record.type != l2_record_mbd_delete && record.type != l2_record_lookup_mode) {
+        } else if (record.type != VELL_SIM_L2_MBD_DELETE &&
+                   record.type != VELL_SIM_L2_LOOKUP_MODE) {
             const l2_record *replaced = replaced_by(tables, record);
             const std::size_t freed = replaced == nullptr ? 0 : record_size(*replaced);
             by.record_bytes += std::max(record_size(record), freed) - freed;

@@ -49,7 +49,7 @@ constexpr std::size_t entry_size(entry_form form) {
 }
 
 bool is_mbd(const record_layout &layout) {
-    return layout.type == l2_record_mbd_add || layout.type == l2_record_mbd_delete;
+    return layout.type == VELL_SIM_L2_MBD_ADD || layout.type == VELL_SIM_L2_MBD_DELETE;
 }
 
 // One record, of a length that has been checked; refusals count from the start of the message.
@@ -120,8 +120,8 @@ record_view take_record(byte_reader &reader, const record_layout &layout,
 
 std::uint16_t read_vlan(const record_view &view, std::size_t at) {
     const std::uint32_t vlan = view.u32(at);
-    if (vlan < 1 || vlan > highest_vlan) {
-        refuse_at(view.offset(at), "VLAN id {} is not 1 to {}", vlan, highest_vlan);
+    if (vlan < 1 || vlan > VELL_SIM_HIGHEST_VLAN) {
+        refuse_at(view.offset(at), "VLAN id {} is not 1 to {}", vlan, VELL_SIM_HIGHEST_VLAN);
     }
     return static_cast<std::uint16_t>(vlan);
 }
@@ -175,7 +175,7 @@ void read_entries(const record_view &view, const record_layout &layout, l2_recor
     const std::uint32_t count = view.u32(layout.count);
     std::size_t at = layout.entries;
     for (std::uint32_t i = 0; i < count; ++i, at += entry_size(layout.form)) {
-        if (layout.type == l2_record_lookup_mode) {
+        if (layout.type == VELL_SIM_L2_LOOKUP_MODE) {
             read_vlan(view, at);
         }
         if (layout.form == entry_form::pairs) {

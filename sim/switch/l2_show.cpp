@@ -28,7 +28,7 @@ struct l2_filter {
 
 void print_port_flags(output &out, std::uint32_t flags) {
     out.json("flags", flags);
-    if (flags == l2_port_flag_svi) {
+    if (flags == VELL_SIM_PORT_SVI) {
         out.text(" (svi)");
     } else if (flags != 0) {
         out.text(" (flags {:#x})", flags);
@@ -52,7 +52,7 @@ struct entry_printer {
         out.json("source", is_any_source ? std::nullopt : std::optional(source));
         out.json("bridge", entry.bridge);
         out.field("bridge_name", "  bridge {}", if_name(entry.bridge));
-        const bool is_permanent = (entry.flags & mbd_flag_permanent) != 0;
+        const bool is_permanent = (entry.flags & VELL_SIM_MBD_PERMANENT) != 0;
         out.json("permanent", is_permanent);
         out.json("flags", entry.flags);
         out.text(", {}, ", is_permanent ? "permanent" : "learned");

@@ -90,7 +90,7 @@ std::string outcome_text(const ltl_outcome &outcome) {
 ltl_outcome ltl_table::allocate(const ltl_entry &entry, const sender_name &from, std::uint32_t size,
                                 std::size_t room, std::uint32_t &index) {
     const auto [vlan, tag] = entry.keys;
-    if (!is_vlan_id(vlan)) {
+    if (!VELL_SIM_IS_VLAN(vlan)) {
         return {NERB_SIM_NO_VLAN_ID, vlan};
     }
     if (const ltl_outcome checked = check_interfaces(entry.interfaces, 0, room);
@@ -159,7 +159,7 @@ answer show_ltl(service &vell, const question &asked) {
         out.close_list();
         out.text("{}; ", counted_of(rows.shown, rows.matched, "LTL"));
         out.open_object("pool");
-        out.json("first", ltl_pool_first);
+        out.json("first", VELL_SIM_LTL_POOL_FIRST);
         out.field("in_use", "{} of", vell.ltls.all().size());
         out.field("size", " {} in use\n", vell.faults.ltl_pool);
         out.close_object();

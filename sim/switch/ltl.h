@@ -50,8 +50,8 @@ private:
 
     std::map<std::uint32_t, ltl> ltls_;
     std::size_t interfaces_ = 0;
-    std::set<std::uint32_t> released_;      // and not allocated again
-    std::uint32_t unused_ = ltl_pool_first; // no index from this one on was ever allocated
+    std::set<std::uint32_t> released_;               // and not allocated again
+    std::uint32_t unused_ = VELL_SIM_LTL_POOL_FIRST; // no index from this one on was ever allocated
 };
 
 } // namespace sim

@@ -51,7 +51,7 @@ private:
 };
 
 bool is_refused_vlan(const service &vell, std::uint32_t vlan) {
-    return is_vlan_id(vlan) &&
+    return VELL_SIM_IS_VLAN(vlan) &&
            vell.faults.ltl_refused_vlans.contains(static_cast<std::uint16_t>(vlan));
 }
 
@@ -88,7 +88,7 @@ void update(ltl_run &run, const flood_update &update) {
     std::uint32_t removals = 0;
     if (outcome.status == NERB_SIM_DONE) {
         for (const interface_update &one : update.updates) {
-            ++(one.operation == flood_operation_add ? additions : removals);
+            ++(one.operation == VELL_SIM_FLOOD_ADD ? additions : removals);
         }
     }
     run.add({update.vlan, additions, removals}, outcome, "flood update of VLAN {}", update.vlan);

@@ -37,8 +37,8 @@ std::vector<std::uint16_t> read_vlans(byte_reader &reader) {
     while (reader.left() > 0) {
         const std::size_t offset = reader.offset();
         const std::uint16_t vlan = reader.u16("VLAN id");
-        if (vlan < 1 || vlan > highest_vlan) {
-            refuse_at(offset, "VLAN id {} is not 1 to {}", vlan, highest_vlan);
+        if (vlan < 1 || vlan > VELL_SIM_HIGHEST_VLAN) {
+            refuse_at(offset, "VLAN id {} is not 1 to {}", vlan, VELL_SIM_HIGHEST_VLAN);
         }
         vlans.push_back(vlan);
     }
@@ -94,11 +94,11 @@ overlay_notice decode_overlay_notice(std::span<const std::byte> message) {
     byte_reader reader(message);
     overlay_notice decoded{.type = read_head(reader, message.size())};
     switch (decoded.type) {
-    case overlay_type_disable:
-    case overlay_type_disable_with_flag:
+    case VELL_SIM_OVERLAY_DISABLE:
+    case VELL_SIM_OVERLAY_DISABLE_WITH_FLAG:
         read_feature_notice(reader, message);
         break;
-    case overlay_type_disable_vlans:
+    case VELL_SIM_OVERLAY_DISABLE_VLANS:
         decoded.vlans = read_vlans(reader);
         break;
     default:
@@ -118,13 +118,14 @@ overlay_route decode_overlay_route(std::span<const std::byte> message) {
 
 void handle_overlay_notice(request &asked) {
     const overlay_notice notice = decode_overlay_notice(asked.payload);
-    require_option_word_1(asked, notice.type == overlay_type_disable_vlans ? 1 : 0);
+    require_option_word_1(asked, notice.type == VELL_SIM_OVERLAY_DISABLE_VLANS ? 1 : 0);
     overlay_state &overlay = asked.vell.overlay;
-    if (notice.type == overlay_type_disable_vlans) {
+    if (notice.type == VELL_SIM_OVERLAY_DISABLE_VLANS) {
         overlay.vlans_disabled.insert(notice.vlans.begin(), notice.vlans.end());
     } else {
-        overlay.feature = notice.type == overlay_type_disable ? overlay_feature::disabled
-                                                              : overlay_feature::disabled_with_flag;
+        overlay.feature = notice.type == VELL_SIM_OVERLAY_DISABLE
+                              ? overlay_feature::disabled
+                              : overlay_feature::disabled_with_flag;
     }
 }
 

@@ -18,10 +18,10 @@ namespace {
 
 std::string_view dux_role_name(std::uint64_t flags) {
     constexpr std::pair<std::uint64_t, std::string_view> roles[] = {
-        {flag_dux_forward_all, "forward_all"},
-        {flag_dux_forward_even, "forward_even"},
-        {flag_dux_forward_odd, "forward_odd"},
-        {flag_dux_forward_none, "forward_none"},
+        {VELL_SIM_DUX_FORWARD_ALL, "forward_all"},
+        {VELL_SIM_DUX_FORWARD_EVEN, "forward_even"},
+        {VELL_SIM_DUX_FORWARD_ODD, "forward_odd"},
+        {VELL_SIM_DUX_FORWARD_NONE, "forward_none"},
     };
     for (const auto &[flag, name] : roles) {
         if (flags & flag) {
@@ -69,7 +69,7 @@ void check_limits(const service &vell, const route_message &message) {
     std::size_t routes = 0;
     std::size_t bytes = 0;
     for (const route_record &record : message.records) {
-        if (record.opcode == route_opcode_add) {
+        if (record.opcode == VELL_SIM_ROUTE_ADD) {
             ++routes;
             bytes += list_bytes(record.lists);
         }
@@ -82,10 +82,10 @@ void apply(request &asked, client &sender, route_message &message) {
     line_limit missed(asked, log_level_trace);
     for (route_record &record : message.records) {
         switch (record.opcode) {
-        case route_opcode_add:
+        case VELL_SIM_ROUTE_ADD:
             add_route(asked.vell, sender, record);
             break;
-        case route_opcode_delete:
+        case VELL_SIM_ROUTE_DELETE:
             if (!delete_route(asked.vell, sender, record)) {
                 missed.add([&] {
                     return fmt::format("delete of {} in table {}: no such route",
@@ -93,7 +93,7 @@ void apply(request &asked, client &sender, route_message &message) {
                 });
             }
             break;
-        case route_opcode_dux_role:
+        case VELL_SIM_ROUTE_DUX_ROLE:
             sender.dux_role = dux_role_name(record.flags);
             break;
         }

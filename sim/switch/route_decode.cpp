@@ -132,22 +132,22 @@ std::uint8_t read_mask_length(byte_reader &reader, std::string_view what) {
 }
 
 void check_opcode(std::uint8_t opcode, std::size_t offset) {
-    if (opcode != route_opcode_add && opcode != route_opcode_delete &&
-        opcode != route_opcode_dux_role) {
+    if (opcode != VELL_SIM_ROUTE_ADD && opcode != VELL_SIM_ROUTE_DELETE &&
+        opcode != VELL_SIM_ROUTE_DUX_ROLE) {
         refuse_at(offset, "route opcode {} is not {} (add), {} (delete) or {} (dux role)", opcode,
-                  route_opcode_add, route_opcode_delete, route_opcode_dux_role);
+                  VELL_SIM_ROUTE_ADD, VELL_SIM_ROUTE_DELETE, VELL_SIM_ROUTE_DUX_ROLE);
     }
 }
 
 void check_roles(const route_record &record, std::size_t offset) {
-    const std::uint64_t roles = record.flags & dux_role_flags;
-    if (record.opcode == route_opcode_dux_role && std::popcount(roles) > 1) {
+    const std::uint64_t roles = record.flags & VELL_SIM_DUX_ROLES;
+    if (record.opcode == VELL_SIM_ROUTE_DUX_ROLE && std::popcount(roles) > 1) {
         refuse_at(offset, "dux role flags {:#x}: more than one role bit", roles);
     }
 }
 
 void check_group(const route_record &record, std::size_t offset) {
-    const bool is_route = record.opcode != route_opcode_dux_role && record.key.group_length > 0;
+    const bool is_route = record.opcode != VELL_SIM_ROUTE_DUX_ROLE && record.key.group_length > 0;
     if (is_route && record.key.group >> 28 != 0xe) {
         refuse_at(offset, "group {} is not multicast (224.0.0.0/4)", ipv4_text(record.key.group));
     }
@@ -199,7 +199,7 @@ void check_role_update(std::span<const std::byte> message) {
     };
     byte_reader reader(message);
     reader.skip(12, "head");
-    if (const std::uint64_t others = reader.u64("flags") & ~dux_role_flags; others != 0) {
+    if (const std::uint64_t others = reader.u64("flags") & ~VELL_SIM_DUX_ROLES; others != 0) {
         refuse_at(12, "flags {:#x} in a dux role update, it takes role bits only", others);
     }
     for (const field &zero : zero_fields) {
@@ -214,8 +214,8 @@ void check_role_update(std::span<const std::byte> message) {
 } // namespace
 
 bool is_dux_role_update(const route_message &message) {
-    return message.marker == dux_role_marker && message.records.size() == 1 &&
-           message.records.front().opcode == route_opcode_dux_role;
+    return message.marker == VELL_SIM_DUX_ROLE_MARKER && message.records.size() == 1 &&
+           message.records.front().opcode == VELL_SIM_ROUTE_DUX_ROLE;
 }
 
 route_message decode_route_message(std::span<const std::byte> message) {

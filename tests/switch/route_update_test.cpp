@@ -175,7 +175,7 @@ TEST(RoleRecord, InARouteUpdateSetsTheRoleToo) {
     test_service test;
     sim::session from = test.registered_session();
     test.send(from, route_head(),
-              route_payload(1, {{.opcode = 23, .flags = sim::flag_dux_forward_odd}, {}}));
+              route_payload(1, {{.opcode = 23, .flags = VELL_SIM_DUX_FORWARD_ODD}, {}}));
     EXPECT_TRUE(test.errors.empty());
     EXPECT_EQ(test.client_of(from).dux_role, "forward_odd");
     EXPECT_EQ(test.vell.routes.size(), 1u);
