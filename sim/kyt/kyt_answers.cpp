@@ -5,6 +5,7 @@
 #include <kyt_sim.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <initializer_list>
 
