@@ -26,13 +26,13 @@ uint32_t if_index_get_type(uint32_t if_index, uint8_t *type) {
     return ok;
 }
 
-uint32_t if_index_phy_eth_get_fields(uint32_t if_index, uint8_t *slot, uint8_t *port,
+uint32_t if_index_phy_eth_get_fields(uint32_t if_index, uint8_t *slot, uint8_t *second,
                                      uint32_t *third) {
     const auto found = sim::ethernet_port_of(if_index);
     if (!found)
         return sim::if_type(if_index) ? wrong_type : no_type;
     *slot = found->slot;
-    *port = found->port;
+    *second = found->port;
     *third = found->lane;
     return ok;
 }
