@@ -40,8 +40,7 @@ if(VELL_SIM)
   list(APPEND installed_targets ${platform_libraries} vellsim vellfeed)
   list(APPEND installed_targets route_client snooping_client ltl_client)
   set_target_properties(
-    vellsim vellfeed PROPERTIES INSTALL_RPATH
-                                "$ORIGIN/../${CMAKE_INSTALL_LIBDIR};$ORIGIN/../${simulator_libdir}")
+    vellfeed PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR};$ORIGIN/../${simulator_libdir}")
   set_target_properties(${platform_libraries} PROPERTIES INSTALL_RPATH "$ORIGIN")
   install(DIRECTORY platform/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vell-sim
           FILES_MATCHING PATTERN "*.h")
