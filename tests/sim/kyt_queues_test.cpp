@@ -97,7 +97,7 @@ TEST(KytCounts, AreTheSameRecordForC) {
     EXPECT_EQ(kyt_sim_counts_size_in_c(), sizeof(kyt_sim_counts));
 }
 
-TEST(KytCounts, NeedSomewhereToGo) {
+TEST(KytCounts, SurviveANullPointer) {
     kyt_sim_get_counts(nullptr);
 }
 

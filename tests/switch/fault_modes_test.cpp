@@ -1,5 +1,6 @@
 // The fault modes, as a client meets them.
 #include "tests/support/simulator.h"
+#include "tests/support/wait.h"
 #include "tests/switch/raw_peer.h"
 #include "tests/switch/test_service.h"
 
@@ -46,7 +47,7 @@ TEST_F(Faults, AcknowledgeLate) {
     EXPECT_GE(clock_type::now() - start, milliseconds(300));
 }
 
-TEST_F(Faults, AcknowledgeNobodyWhenThePeerHasGoneMeanwhile) {
+TEST_F(Faults, SurviveThatThePeerLeavesBeforeItsLateAcknowledgment) {
     switch_process running(run_dir, {"--ack", "late:50"});
     {
         raw_peer gone(run_dir);
@@ -122,10 +123,7 @@ TEST_F(Faults, BeSlowAndStillHandleWhatAPeerSentBeforeItLeft) {
         }
     }
     raw_peer other(run_dir);
-    while (other.ask("clients").at("clients").empty()) {
-    }
-    while (other.ask("clients").at("clients").at(0).at("state") != "lost") {
-    }
+    EXPECT_TRUE(wait_until([&] { return other.first_client().at("state") == "lost"; }));
     EXPECT_EQ(other.ask("routes").at("routes").size(), 5u);
 }
 
@@ -198,9 +196,9 @@ TEST_F(Faults, HaveTheirOptionsChecked) {
                 "vellsim: --ack: {} is not late:MS (0 to 3600000 milliseconds), twice or never",
                 mode));
     }
-    EXPECT_THAT(complaint({"--ack-id", "256"}),
-                HasSubstr("--ack-id: Value 256 not in range 0 to 255"));
-    EXPECT_THAT(complaint({"--slow", "-1"}), HasSubstr("--slow"));
-    EXPECT_THAT(complaint({"--die-after", "0"}), HasSubstr("--die-after"));
+    EXPECT_EQ(complaint({"--ack-id", "256"}), "vellsim: --ack-id: Value 256 not in range 0 to 255");
+    EXPECT_EQ(complaint({"--slow", "-1"}), "vellsim: --slow: Value -1 not in range 0 to 3600000");
+    EXPECT_EQ(complaint({"--die-after", "0"}),
+              "vellsim: --die-after: Value 0 not in range 1 to 4294967295");
     EXPECT_FALSE(std::filesystem::exists(run_dir));
 }

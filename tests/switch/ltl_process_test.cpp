@@ -94,8 +94,7 @@ TEST_F(LtlProcess, KeepsFloodSetsWhenTheirClientGoes) {
         EXPECT_EQ(ask(gone, flood_update, flood_payload({{10, 8, {0x68030700, 1}}})).at(7), 0u);
     }
     raw_peer peer(run_dir);
-    ASSERT_TRUE(wait_until(
-        [&peer] { return peer.ask("clients").at("clients").at(0).at("state") == "lost"; }));
+    ASSERT_TRUE(wait_until([&] { return peer.first_client().at("state") == "lost"; }));
     const auto kept = peer.ask("flood").at("flood");
     ASSERT_EQ(kept.size(), 1u);
     EXPECT_EQ(kept[0].at("client"), 1);
@@ -148,24 +147,27 @@ TEST_F(LtlProcess, HasItsOptionsListedAndChecked) {
     for (const char *option : {"--ltl-refuse-vlan VLAN", "--ltl-pool N", "--ltl-answer MODE"}) {
         EXPECT_THAT(help, HasSubstr(option));
     }
-    const auto expect_refusal = [this](const std::vector<std::string> &arguments,
-                                       const std::string &why) {
-        const command_result refused = command(arguments);
+    const auto expect_refusal = [](const std::vector<std::string> &arguments,
+                                   const std::string &why) {
+        const command_result refused = vellsim(arguments);
         EXPECT_EQ(refused.exit_code, 2);
-        EXPECT_THAT(refused.err, HasSubstr(why));
+        EXPECT_EQ(refused.err.substr(0, refused.err.find('\n')), "vellsim: " + why);
     };
-    expect_refusal({"run", "--ltl-answer", "often"}, "--ltl-answer: often is not late:MS");
+    expect_refusal(
+        {"run", "--ltl-answer", "often"},
+        "--ltl-answer: often is not late:MS (0 to 3600000 milliseconds), twice or never");
     expect_refusal({"run", "--ltl-refuse-vlan", "0"},
                    "--ltl-refuse-vlan: Value 0 not in range 1 to 4094");
     expect_refusal({"run", "--ltl-refuse-vlan", "5", "--ltl-refuse-vlan", "4095"},
-                   "Value 4095 not in range 1 to 4094");
-    expect_refusal({"run", "--ltl-refuse-vlan", "10", "20"},
-                   "vellsim: `vellsim run` takes no \"20\"\n");
-    expect_refusal({"run", "--ltl-refuse-vlan", "10", "--ltl-refuse-vlan"}, "--ltl-refuse-vlan");
-    expect_refusal({"run", "--ltl-pool", "-1"}, "--ltl-pool");
+                   "--ltl-refuse-vlan: Value 4095 not in range 1 to 4094");
+    expect_refusal({"run", "--ltl-refuse-vlan", "10", "20"}, "`vellsim run` takes no \"20\"");
+    expect_refusal({"run", "--ltl-refuse-vlan", "10", "--ltl-refuse-vlan"},
+                   "--ltl-refuse-vlan: 1 required VLAN missing");
+    expect_refusal({"run", "--ltl-pool", "-1"}, "--ltl-pool: Value -1 not in range 0 to 65536");
     expect_refusal({"run", "--ltl-pool", "65537"},
                    "--ltl-pool: Value 65537 not in range 0 to 65536");
-    expect_refusal({"show", "flood", "--vlan", "4095"}, "--vlan");
+    expect_refusal({"show", "flood", "--vlan", "4095"},
+                   "--vlan: 4095 is not a number from 1 to 4094");
     expect_refusal({"show", "ltl", "--group", "239.1.1.1"},
                    "`vellsim show ltl` has no option --group");
 }

@@ -1,6 +1,7 @@
 // More of everything than is usual: clients, connections, bytes that nobody reads.
 #include "sim/wire/service_socket.h"
 #include "tests/support/simulator.h"
+#include "tests/support/wait.h"
 #include "tests/switch/raw_peer.h"
 #include "tests/switch/test_service.h"
 
@@ -49,8 +50,9 @@ TEST_F(ManyConnections, Of255ClientsAndOneMore) {
 
     all[99]->close();
     // The loss is noticed when its turn comes, not when it happens.
-    while (one_more.ask(R"(clients {"client":100})").at("clients").at(0).at("state") != "lost") {
-    }
+    EXPECT_TRUE(wait_until([&] {
+        return one_more.ask(R"(clients {"client":100})").at("clients").at(0).at("state") == "lost";
+    }));
     EXPECT_EQ(one_more.register_client(2001), 100);
     EXPECT_EQ(one_more.ask("clients").at("clients").size(), 257u);
     for (const auto &peer : all) {

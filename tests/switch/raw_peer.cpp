@@ -79,6 +79,11 @@ nlohmann::json raw_peer::receive_table() {
     return nlohmann::json::parse(text);
 }
 
+nlohmann::json raw_peer::first_client() {
+    const nlohmann::json clients = ask("clients").at("clients");
+    return clients.empty() ? nlohmann::json{{"state", "none"}} : clients.at(0);
+}
+
 bool raw_peer::wait_for_close() {
     while (receive()) {
     }

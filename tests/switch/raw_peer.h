@@ -41,6 +41,8 @@ public:
         send_show(query);
         return receive_table();
     }
+    // The first row of the table of clients; its state is "none" when the table is empty.
+    nlohmann::json first_client();
     void send_show(const std::string &query);
     nlohmann::json receive_table();
 
