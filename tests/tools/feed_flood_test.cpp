@@ -301,16 +301,24 @@ TEST_F(feed_flood, wrong_ports_are_refused_before_anything_is_sent) {
 TEST_F(feed_flood, wrong_usage_has_its_own_exit_code) {
     const std::string ports = newer();
     expect_wrong_usage({
-        {"flood"},
-        {"flood", ports, ports, ports},
-        {"flood", ports, ports, "--live"},
-        {"flood", "-", "-"},
-        {"flood", ports, "--vlan", "lan"},
-        {"flood", ports, "--vlan", "lan=4095"},
-        {"flood-compare"},
-        {"flood-compare", ports, "--live"},
-        {"flood-compare", ports, ports},
-        {"flood-compare", "-", "--held", "-"},
+        {{"flood"}, "which ports? Name a file, - for standard input, or --live for this machine"},
+        {{"flood", ports, ports, ports},
+         "there are too many lists of ports: an older one and a newer one, for which --live may "
+         "stand"},
+        {{"flood", ports, ports, "--live"},
+         "there are too many lists of ports: an older one and a newer one, for which --live may "
+         "stand"},
+        {{"flood", "-", "-"}, "standard input (-) can be read only once"},
+        {{"flood", ports, "--vlan", "lan"},
+         "--vlan lan: expected BRIDGE=N with a VLAN id N from 1 to 4094"},
+        {{"flood", ports, "--vlan", "lan=4095"},
+         "--vlan lan=4095: expected BRIDGE=N with a VLAN id N from 1 to 4094"},
+        {{"flood-compare"},
+         "which ports? Name a file, - for standard input, or --live for this machine"},
+        {{"flood-compare", ports, "--live"},
+         "which ports? Name a file, - for standard input, or --live for this machine"},
+        {{"flood-compare", ports, ports}, "`vellfeed flood-compare` takes no \"" + ports + "\""},
+        {{"flood-compare", "-", "--held", "-"}, "standard input (-) can be read only once"},
     });
 }
 

@@ -80,11 +80,17 @@ protected:
         return status;
     }
 
-    // Each command is wrong usage, and nothing was sent.
-    void expect_wrong_usage(const std::vector<std::vector<std::string>> &commands) {
-        for (const auto &command : commands) {
-            EXPECT_EQ(run(command), 2) << testing::PrintToString(command);
-            EXPECT_THAT(err, testing::StartsWith("vellfeed: ")) << testing::PrintToString(command);
+    struct wrong_usage {
+        std::vector<std::string> command;
+        std::string error; // its first line
+    };
+
+    // Each command is wrong usage for the reason given, and nothing was sent.
+    void expect_wrong_usage(const std::vector<wrong_usage> &rows) {
+        for (const wrong_usage &row : rows) {
+            EXPECT_EQ(run(row.command), 2) << testing::PrintToString(row.command);
+            EXPECT_EQ(err.substr(0, err.find('\n')), "vellfeed: " + row.error)
+                << testing::PrintToString(row.command);
         }
         EXPECT_TRUE(simulator.requests.empty());
     }

@@ -3,6 +3,7 @@
 namespace feed {
 namespace {
 
+using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -195,26 +196,33 @@ TEST_F(vellfeed, sends_the_ipv6_notice) {
 TEST_F(vellfeed, wrong_usage_has_its_own_exit_code) {
     const std::string table = write_file("two", two_routes);
     expect_wrong_usage({
-        {},
-        {"rute"},
-        {"routes"},
-        {"routes", table, "--live"},
-        {"routes", "--live", "--links", table},
-        {"routes", table, "--message-bytes", "0"},
-        {"routes", table, "--message-bytes", "16777217"},
-        {"routes", table, "--table", "0"},
-        {"routes", table, "--table", "4294967296"},
-        {"routes", table, "--epoch", "-1"},
-        {"routes", table, "--timeout", "-1"},
-        {"routes", "-", "--links", "-"},
-        {"routes", table, "--number-interfaces", "--segment", std::string(240, 'x')},
-        {"compare", "-", "--held", "-"},
-        {"role"},
-        {"role", "sideways"},
-        {"role", "all", "--value", "1"},
-        {"notice6", "1", "2"},
-        {"notice6", "1", "2", "65536"},
-        {"notice6", "1", "-2", "3"},
+        {{},
+         "`vellfeed` needs a command: routes, compare, role, notice6, stats, l2, l2-compare, "
+         "flood, flood-compare, ltl, day, marker, download-complete, overlay"},
+        {{"routes"}, "which table? Name a file, - for standard input, or --live for this machine"},
+        {{"routes", table, "--live"}, "TABLE excludes --live"},
+        {{"routes", "--live", "--links", table}, "--live excludes --links"},
+        {{"routes", table, "--message-bytes", "0"},
+         "--message-bytes: Value 0 not in range 1 to 16777216"},
+        {{"routes", table, "--message-bytes", "16777217"},
+         "--message-bytes: Value 16777217 not in range 1 to 16777216"},
+        {{"routes", table, "--table", "0"}, "--table: Value 0 not in range 1 to 4294967295"},
+        {{"routes", table, "--table", "4294967296"},
+         "--table: Value 4294967296 not in range 1 to 4294967295"},
+        {{"routes", table, "--epoch", "-1"}, "--epoch: -1 is not a number from 0 to 4294967295"},
+        {{"routes", table, "--timeout", "-1"}, "--timeout: Value -1 not in range 0 to 2147483647"},
+        {{"routes", "-", "--links", "-"}, "standard input (-) can be read only once"},
+        {{"routes", table, "--number-interfaces", "--segment", std::string(240, 'x')},
+         "the segment name is 240 bytes long, 239 is the most (--segment)"},
+        {{"compare", "-", "--held", "-"}, "standard input (-) can be read only once"},
+        {{"role"}, "which role? Name one of all, even, odd and none, or give --value N"},
+        {{"role", "sideways"},
+         "there is no role \"sideways\": all, even, odd or none, or forward_all and so on"},
+        {{"role", "all", "--value", "1"},
+         "both a role and --value were given, only one of them can be sent"},
+        {{"notice6", "1", "2"}, "THIRD is required"},
+        {{"notice6", "1", "2", "65536"}, "THIRD: 65536 is not a number from 0 to 65535"},
+        {{"notice6", "1", "-2", "3"}, "SECOND: -2 is not a number from 0 to 4294967295"},
     });
 }
 
@@ -232,16 +240,14 @@ TEST_F(vellfeed, wrong_usage_is_explained) {
         {{"overlay", "vlan"},
          "there is no command \"vlan\"; the commands are disable, vlans, route\n"
          "Run `vellfeed overlay --help` for more information.\n"},
-        {{"role", "all", "--value", "9"},
-         "both a role and --value were given, only one of them can be sent\n"},
+        {{"notice6", "1", "2", "70000"},
+         "THIRD: 70000 is not a number from 0 to 65535\n"
+         "Run `vellfeed notice6 --help` for more information.\n"},
     };
     for (const auto &row : rows) {
         EXPECT_EQ(run(row.command), 2);
         EXPECT_EQ(err, "vellfeed: " + row.error);
     }
-    EXPECT_EQ(run({"notice6", "1", "2", "70000"}), 2);
-    EXPECT_THAT(err, HasSubstr("70000 is not a number from 0 to 65535"));
-    EXPECT_THAT(err, HasSubstr("`vellfeed notice6 --help`"));
 }
 
 TEST_F(vellfeed, takes_the_names_that_the_switch_shows_for_roles) {
@@ -260,6 +266,10 @@ TEST_F(vellfeed, every_command_has_a_help_with_an_example) {
                                                  {"l2-compare"},
                                                  {"flood"},
                                                  {"flood-compare"},
+                                                 {"ltl"},
+                                                 {"ltl", "alloc"},
+                                                 {"ltl", "modify"},
+                                                 {"ltl", "release"},
                                                  {"day"},
                                                  {"marker"},
                                                  {"download-complete"},
@@ -270,7 +280,7 @@ TEST_F(vellfeed, every_command_has_a_help_with_an_example) {
     for (std::vector<std::string> command : commands) {
         command.emplace_back("--help");
         EXPECT_EQ(run(command), 0);
-        EXPECT_THAT(out, HasSubstr("Example: vell")) << testing::PrintToString(command);
+        EXPECT_THAT(out, ContainsRegex("Examples?:\\s+vell")) << testing::PrintToString(command);
     }
 }
 
