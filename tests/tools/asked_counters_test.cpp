@@ -13,7 +13,7 @@ asked_counter asked(std::uint32_t source, std::uint32_t requests = 1) {
     return {6, {253, ipv4_address(source), source_length, ipv4_address(0xef010102), 32}, requests};
 }
 
-TEST(asked_counters, are_read_from_what_vellsim_shows) {
+TEST(AskedCounters, AreReadFromWhatVellsimShows) {
     const auto counters = parse_asked_counters({"held.json", R"({"stats":[
         {"table":253,"family":"ipv4","source":"10.0.0.9","source_len":32,"group":"239.1.1.2","group_len":32,"requests":2},
         {"table":7,"family":"ipv6","source":"::","source_len":0,"group":"ff0e::1","group_len":128,"requests":1},
@@ -25,7 +25,7 @@ TEST(asked_counters, are_read_from_what_vellsim_shows) {
     EXPECT_EQ(key_text(counters[1].key), "(*, ff0e::1) in table 7");
 }
 
-TEST(asked_counters, that_are_something_else_are_refused) {
+TEST(AskedCounters, ThatAreSomethingElseAreRefused) {
     const auto error = [](const char *text) {
         return error_of([&] { parse_asked_counters({"held.json", text}); });
     };
@@ -38,7 +38,7 @@ TEST(asked_counters, that_are_something_else_are_refused) {
               "held.json: these are 0 of 1 counters: print them without --limit");
 }
 
-TEST(asked_counters, agree_when_every_route_was_asked_about_as_often) {
+TEST(AskedCounters, AgreeWhenEveryRouteWasAskedAboutAsOften) {
     EXPECT_TRUE(compare_counters({asked(9), asked(0)}, {asked(0), asked(9)}).equal());
     EXPECT_EQ(compare_counters({asked(9)}, {asked(9, 2)}).lines,
               (texts{"(0.0.0.9, 239.1.1.2) in table 253: requests: fed 1, held 2"}));

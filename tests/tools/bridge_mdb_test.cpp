@@ -31,7 +31,7 @@ mdb_entry one(const std::string &rest) {
     return table.entries.at(0);
 }
 
-TEST(bridge_mdb, reads_every_field_of_an_entry) {
+TEST(BridgeMdb, ReadsEveryFieldOfAnEntry) {
     const mdb_table table =
         mdb_of(R"({"index":12,"dev":"br10","port":"tv1","grp":"232.1.1.9","src":"198.51.100.8",
         "state":"permanent","filter_mode":"include","source_list":[{"address":"1.2.3.4","timer":"0.00"}],
@@ -51,7 +51,7 @@ TEST(bridge_mdb, reads_every_field_of_an_entry) {
     EXPECT_EQ(table.place(entry, "/port"), "mdb.json: entry 1 of 1 (/0/mdb/0/port)");
 }
 
-TEST(bridge_mdb, reads_each_kind_of_group) {
+TEST(BridgeMdb, ReadsEachKindOfGroup) {
     EXPECT_EQ(one(R"("ff0e::1","state":"temp")").group.kind, address_kind::ipv6);
     EXPECT_EQ(one(R"("01:1b:19:00:00:00","state":"temp")").group.kind, address_kind::mac);
     const mdb_entry plain = one(R"("239.1.1.1","state":"temp")");
@@ -61,13 +61,13 @@ TEST(bridge_mdb, reads_each_kind_of_group) {
     EXPECT_FALSE(plain.permanent);
 }
 
-TEST(bridge_mdb, knows_the_bridge_itself) {
+TEST(BridgeMdb, KnowsTheBridgeItself) {
     const mdb_table table =
         mdb_of(R"({"index":2,"dev":"br10","port":"br10","grp":"239.1.1.1","state":"temp"})");
     EXPECT_TRUE(table.entries[0].on_bridge_itself());
 }
 
-TEST(bridge_mdb, knows_where_the_kernel_sends_nothing) {
+TEST(BridgeMdb, KnowsWhereTheKernelSendsNothing) {
     EXPECT_FALSE(
         one(R"("239.1.1.1","src":"10.0.0.9","state":"temp","flags":["fast_leave","blocked"])")
             .forwards);
@@ -81,7 +81,7 @@ TEST(bridge_mdb, knows_where_the_kernel_sends_nothing) {
             .forwards);
 }
 
-TEST(bridge_mdb, counts_router_ports) {
+TEST(BridgeMdb, CountsRouterPorts) {
     const std::string text =
         mdb_text("", R"({"br10":[{"port":"a"},{"port":"b"}],"br20":[{"port":"c"}]})");
     EXPECT_EQ(parse_mdb({"mdb.json", text}, {}).router_ports, 3u);
@@ -89,7 +89,7 @@ TEST(bridge_mdb, counts_router_ports) {
     EXPECT_EQ(parse_mdb({"mdb.json", R"([{"mdb":[]}])"}, {}).router_ports, 0u);
 }
 
-TEST(bridge_mdb, there_may_be_no_databases_or_several) {
+TEST(BridgeMdb, ThereMayBeNoDatabasesOrSeveral) {
     EXPECT_TRUE(parse_mdb({"mdb.json", "[]"}, {}).entries.empty());
     EXPECT_TRUE(mdb_of("").entries.empty());
     const std::string one_more =
@@ -101,7 +101,7 @@ TEST(bridge_mdb, there_may_be_no_databases_or_several) {
     EXPECT_EQ(table.place(table.entries[1], ""), "mdb.json: entry 1 of 1 (/2/mdb/0)");
 }
 
-TEST(bridge_mdb, other_bridges_are_not_looked_at) {
+TEST(BridgeMdb, OtherBridgesAreNotLookedAt) {
     const mdb_table table = mdb_of(
         std::string(first_entry) + R"({"dev":"docker0","grp":7},{"dev":"docker0"})", {"br10"});
     EXPECT_EQ(table.entries.size(), 1u);
@@ -112,7 +112,7 @@ TEST(bridge_mdb, other_bridges_are_not_looked_at) {
               "found only \"grp\"");
 }
 
-TEST(bridge_mdb, what_is_no_database_is_refused) {
+TEST(BridgeMdb, WhatIsNoDatabaseIsRefused) {
     const auto error = [](const std::string &text) {
         return error_of([&] { parse_mdb({"mdb.json", text}, {}); });
     };
@@ -143,7 +143,7 @@ TEST(bridge_mdb, what_is_no_database_is_refused) {
     EXPECT_EQ(entry_error("[]"), "): expected an entry, an object, found an array of 0");
 }
 
-TEST(bridge_mdb, wrong_names_and_indexes_are_refused) {
+TEST(BridgeMdb, WrongNamesAndIndexesAreRefused) {
     EXPECT_EQ(changed_error(R"("br10")", "10"),
               "/dev): expected the bridge's name, found the number 10");
     EXPECT_EQ(changed_error(R"("br10")", "\"\""),
@@ -162,7 +162,7 @@ TEST(bridge_mdb, wrong_names_and_indexes_are_refused) {
               "/index): expected an interface index, found the string \"2\"");
 }
 
-TEST(bridge_mdb, wrong_groups_are_refused) {
+TEST(BridgeMdb, WrongGroupsAreRefused) {
     const std::string expected = "/grp): expected the group, an IPv4, IPv6 or MAC address, found ";
     EXPECT_EQ(changed_error(R"("239.1.1.1")", "239"), expected + "the number 239");
     EXPECT_EQ(changed_error("239.1.1.1", "239.1.1"), expected + "the string \"239.1.1\"");
@@ -176,7 +176,7 @@ TEST(bridge_mdb, wrong_groups_are_refused) {
               "/grp): the group 02:00:5e:00:00:01 is not a multicast address");
 }
 
-TEST(bridge_mdb, wrong_sources_are_refused) {
+TEST(BridgeMdb, WrongSourcesAreRefused) {
     const std::string expected =
         "/src): expected the source, an IPv4 address as the group is, found ";
     EXPECT_EQ(changed_error(R"("10.0.0.9")", "true"), expected + "true");
@@ -194,7 +194,7 @@ TEST(bridge_mdb, wrong_sources_are_refused) {
               "/src): the source 0.0.0.0 is not the address of a host");
 }
 
-TEST(bridge_mdb, wrong_states_modes_and_flags_are_refused) {
+TEST(BridgeMdb, WrongStatesModesAndFlagsAreRefused) {
     EXPECT_EQ(changed_error(R"("temp")", R"("static")"),
               "/state): expected \"permanent\" or \"temp\", found the string \"static\"");
     EXPECT_EQ(changed_error(R"("include")", R"("both")"),

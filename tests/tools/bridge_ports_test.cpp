@@ -9,7 +9,7 @@ namespace {
 
 using testing::StartsWith;
 
-TEST(bridge_ports, are_read_as_they_are_printed) {
+TEST(BridgePorts, AreReadAsTheyArePrinted) {
     const port_table table =
         ports_of({port_text("br10", "eth1-1", 101), port_text("br20", "lan1", 102, false)});
     EXPECT_EQ(table.name, "ports.json");
@@ -22,7 +22,7 @@ TEST(bridge_ports, are_read_as_they_are_printed) {
     EXPECT_EQ(table.place(table.ports[1], "/ifname"), "ports.json: entry 2 of 2 (/1/ifname)");
 }
 
-TEST(bridge_ports, of_no_bridge_are_passed_over) {
+TEST(BridgePorts, OfNoBridgeArePassedOver) {
     const port_table table = ports_of(
         {R"({"ifindex":2,"ifname":"nic","hwmode":"VEB"})", port_text("br10", "eth1-1", 101)});
     ASSERT_EQ(table.ports.size(), 1u);
@@ -30,7 +30,7 @@ TEST(bridge_ports, of_no_bridge_are_passed_over) {
     EXPECT_TRUE(ports_of({}).ports.empty());
 }
 
-TEST(bridge_ports, that_a_network_card_tells_of_once_more_are_passed_over) {
+TEST(BridgePorts, ThatANetworkCardTellsOfOnceMoreArePassedOver) {
     const port_table table =
         ports_of({port_text("br10", "eth1-1", 101),
                   R"({"ifindex":101,"ifname":"eth1-1","master":"br10","hwmode":"VEB"})",
@@ -39,14 +39,14 @@ TEST(bridge_ports, that_a_network_card_tells_of_once_more_are_passed_over) {
     EXPECT_EQ(table.bridges, std::set<std::string>{"br10"});
 }
 
-TEST(bridge_ports, of_other_bridges_are_counted_and_not_looked_at) {
+TEST(BridgePorts, OfOtherBridgesAreCountedAndNotLookedAt) {
     const port_table table = ports_of(
         {R"({"master":"lan"})", port_text("br10", "eth1-1", 101), R"({"master":"wan"})"}, {"br10"});
     EXPECT_EQ(table.ports.size(), 1u);
     EXPECT_EQ(table.other_bridges, 2u);
 }
 
-TEST(bridge_ports, of_another_list_are_refused) {
+TEST(BridgePorts, OfAnotherListAreRefused) {
     EXPECT_EQ(error_of([] {
                   parse_bridge_ports({"ports.json", R"([{"mdb":[],"router":{}}])"}, {});
               }),
@@ -55,7 +55,7 @@ TEST(bridge_ports, of_another_list_are_refused) {
               "\"router\"");
 }
 
-TEST(bridge_ports, that_are_wrong_are_refused_with_their_place) {
+TEST(BridgePorts, ThatAreWrongAreRefusedWithTheirPlace) {
     const auto error = [](const std::string &entry) {
         return error_of([&] { ports_of({port_text("br10", "eth1-1", 101), entry}); });
     };

@@ -23,13 +23,13 @@ std::vector<flood_set> fed() {
                     port_text("br10", "vlan10", 8)});
 }
 
-TEST(compare_flood, equal_sets_are_equal) {
+TEST(CompareFlood, EqualSetsAreEqual) {
     const comparison result = compare_flood(fed(), held_of(vlan10));
     EXPECT_TRUE(result.equal()) << testing::PrintToString(result.lines);
     EXPECT_EQ(closing_line(result, "flood sets"), "all 1 fed flood sets arrived");
 }
 
-TEST(compare_flood, every_difference_has_a_line) {
+TEST(CompareFlood, EveryDifferenceHasALine) {
     const comparison result = compare_flood(
         sets_of({port_text("br10", "eth2-1", 6), port_text("br20", "po1", 7),
                  port_text("br40", "po2", 8, false)}),
@@ -44,14 +44,14 @@ TEST(compare_flood, every_difference_has_a_line) {
     EXPECT_EQ(result.unexpected, 1u);
 }
 
-TEST(compare_flood, an_empty_set_may_be_held_without_being_fed) {
+TEST(CompareFlood, AnEmptySetMayBeHeldWithoutBeingFed) {
     const std::string empty = R"({"vlan":40,"line_card_mask":0,"interfaces":[]})";
     EXPECT_TRUE(compare_flood(fed(), held_of(vlan10 + "," + empty)).equal());
     const comparison result = compare_flood(sets_of({port_text("br40", "po1", 6)}), held_of(empty));
     EXPECT_THAT(result.lines, ElementsAre("VLAN 40: interfaces: fed Po1, held none"));
 }
 
-TEST(held_flood, that_are_wrong_are_refused_with_their_place) {
+TEST(HeldFlood, ThatAreWrongAreRefusedWithTheirPlace) {
     const auto error = [](const std::string &rows) { return error_of([&] { held_of(rows); }); };
     EXPECT_EQ(error("7"),
               "held.json: /flood/0: expected a flood set, an object, found the number 7");

@@ -29,14 +29,14 @@ lines difference(Change &&change) {
 
 const std::string name = "(10.0.0.9, 239.1.1.2) in VLAN 10: ";
 
-TEST(compare_l2, equal_entries_have_no_lines) {
+TEST(CompareL2, EqualEntriesHaveNoLines) {
     const comparison result = compare_l2({fed_entry()}, {fed_entry()});
     EXPECT_TRUE(result.equal());
     EXPECT_EQ(result.lines, lines{});
     EXPECT_EQ(closing_line(result, "entries"), "all 1 fed entries arrived");
 }
 
-TEST(compare_l2, tells_each_field_that_differs) {
+TEST(CompareL2, TellsEachFieldThatDiffers) {
     EXPECT_EQ(difference([](l2_entry &held) { held.bridge = 6; }),
               lines{name + "bridge: fed 5, held 6"});
     EXPECT_EQ(difference([](l2_entry &held) { held.permanent = false; }),
@@ -54,7 +54,7 @@ TEST(compare_l2, tells_each_field_that_differs) {
               (lines{name + "bridge: fed 5, held 6", name + "ports: fed 7 8 (flags 0x4), held 9"}));
 }
 
-TEST(compare_l2, another_key_is_one_missing_and_one_unexpected) {
+TEST(CompareL2, AnotherKeyIsOneMissingAndOneUnexpected) {
     const std::string missing = name + "missing: fed from entry 17, not held";
     EXPECT_EQ(difference([](l2_entry &held) { held.key.vlan = 11; }),
               (lines{missing, "(10.0.0.9, 239.1.1.2) in VLAN 11: unexpected: held, not fed"}));
@@ -64,7 +64,7 @@ TEST(compare_l2, another_key_is_one_missing_and_one_unexpected) {
               (lines{missing, "(10.0.0.9, 239.1.1.3) in VLAN 10: unexpected: held, not fed"}));
 }
 
-TEST(compare_l2, the_closing_line_counts_entries) {
+TEST(CompareL2, TheClosingLineCountsEntries) {
     l2_entry gone = fed_entry();
     gone.key.vlan = 20;
     l2_entry differing = fed_entry();

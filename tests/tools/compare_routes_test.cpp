@@ -45,18 +45,18 @@ lines difference(Change &&change) {
 
 constexpr char name[] = "(10.0.0.9, 239.1.1.2) in table 253: ";
 
-TEST(compare_routes, equal_routes_have_no_lines) {
+TEST(CompareRoutes, EqualRoutesHaveNoLines) {
     const comparison result = compare_routes({fed_route()}, {held_twin()});
     EXPECT_TRUE(result.equal());
     EXPECT_EQ(result.lines, lines{});
     EXPECT_EQ(closing_line(result, "routes"), "all 1 fed routes arrived");
 }
 
-TEST(compare_routes, nothing_fed_and_nothing_held_is_equal) {
+TEST(CompareRoutes, NothingFedAndNothingHeldIsEqual) {
     EXPECT_EQ(closing_line(compare_routes({}, {}), "routes"), "all 0 fed routes arrived");
 }
 
-TEST(compare_routes, every_flag_has_a_name_and_a_bit) {
+TEST(CompareRoutes, EveryFlagHasANameAndABit) {
     route fed = fed_route();
     fed.flags = {.download = true,
                  .download_done = true,
@@ -69,7 +69,7 @@ TEST(compare_routes, every_flag_has_a_name_and_a_bit) {
     EXPECT_EQ(compare_routes({fed}, {held}).lines, lines{});
 }
 
-TEST(compare_routes, tells_each_field_that_differs) {
+TEST(CompareRoutes, TellsEachFieldThatDiffers) {
     EXPECT_EQ(difference([](held_route &held) { held.opcode = 3; }),
               lines{name + std::string("opcode: fed 1, held 3")});
     EXPECT_EQ(difference([](held_route &held) { held.epoch = 8; }),
@@ -84,7 +84,7 @@ TEST(compare_routes, tells_each_field_that_differs) {
               lines{name + std::string("glt entries: fed 0, held 2")});
 }
 
-TEST(compare_routes, tells_flags_by_name_and_by_word) {
+TEST(CompareRoutes, TellsFlagsByNameAndByWord) {
     EXPECT_EQ(
         difference([](held_route &held) {
             held.flags = {"download"};
@@ -99,7 +99,7 @@ TEST(compare_routes, tells_flags_by_name_and_by_word) {
               lines{name + std::string("flags: fed download local_group (0x88), held (0x88)")});
 }
 
-TEST(compare_routes, tells_interfaces_by_index_order_and_kind) {
+TEST(CompareRoutes, TellsInterfacesByIndexOrderAndKind) {
     EXPECT_EQ(difference([](held_route &held) { held.oifs.pop_back(); }),
               lines{name + std::string("oifs: fed 5 6, held 5")});
     EXPECT_EQ(difference([](held_route &held) { held.oifs.clear(); }),
@@ -114,7 +114,7 @@ TEST(compare_routes, tells_interfaces_by_index_order_and_kind) {
               lines{name + std::string("oifs: fed 5 6, held 5 6 (kind 4)")});
 }
 
-TEST(compare_routes, a_route_may_differ_in_several_fields) {
+TEST(CompareRoutes, ARouteMayDifferInSeveralFields) {
     const lines expected = {name + std::string("epoch: fed 7, held 1"),
                             name + std::string("rpf_if: fed 4, held 2")};
     EXPECT_EQ(difference([](held_route &held) {
@@ -124,7 +124,7 @@ TEST(compare_routes, a_route_may_differ_in_several_fields) {
               expected);
 }
 
-TEST(compare_routes, another_key_is_one_missing_and_one_unexpected) {
+TEST(CompareRoutes, AnotherKeyIsOneMissingAndOneUnexpected) {
     const auto change_key = [](auto change) {
         held_route held = held_twin();
         change(held.key);
@@ -143,7 +143,7 @@ TEST(compare_routes, another_key_is_one_missing_and_one_unexpected) {
               (lines{missing, "(10.0.0.9, 239.1.1.2/4) in table 253: unexpected: held, not fed"}));
 }
 
-TEST(compare_routes, the_closing_line_counts_routes) {
+TEST(CompareRoutes, TheClosingLineCountsRoutes) {
     route other = fed_route();
     other.key.source = 1;
     route gone = fed_route();

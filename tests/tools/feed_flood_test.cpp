@@ -16,7 +16,7 @@ constexpr char held_text[] = R"({"flood":[
     {"vlan":10,"line_card_mask":10,"interfaces":[{"if_index":1744896256},{"if_index":1745027328}]},
     {"vlan":20,"line_card_mask":0,"interfaces":[{"if_index":402653185}]}]})";
 
-class feed_flood : public program_fixture {
+class FeedFlood : public program_fixture {
 protected:
     std::string older() {
         return write_file(
@@ -48,7 +48,7 @@ protected:
     }
 };
 
-TEST_F(feed_flood, tells_what_changed) {
+TEST_F(FeedFlood, TellsWhatChanged) {
     answer_with({acknowledged()});
     EXPECT_EQ(run({"flood", older(), newer()}), 0) << err;
     EXPECT_EQ(out, "vellfeed: passed over 1 VLAN interface\n"
@@ -66,7 +66,7 @@ TEST_F(feed_flood, tells_what_changed) {
     expect_all_closed();
 }
 
-TEST_F(feed_flood, without_an_older_list_everything_is_added) {
+TEST_F(FeedFlood, WithoutAnOlderListEverythingIsAdded) {
     answer_with({acknowledged()});
     EXPECT_EQ(run({"flood", newer()}), 0) << err;
     EXPECT_THAT(out, HasSubstr("VLAN 10: added Eth1/1 Eth3/1; acknowledged\n"));
@@ -75,7 +75,7 @@ TEST_F(feed_flood, without_an_older_list_everything_is_added) {
         EndsWith("vellfeed: updated 2 flood sets: 3 interfaces added, 0 removed; 0 unchanged\n"));
 }
 
-TEST_F(feed_flood, what_has_not_changed_is_told_with_its_line_cards) {
+TEST_F(FeedFlood, WhatHasNotChangedIsToldWithItsLineCards) {
     answer_with({fake_answer(word_bytes({general_flood, 0, 1, 1, 10, 0, 0, 0}), flood_update)});
     EXPECT_EQ(run({"flood", older(), older()}), 0) << err;
     EXPECT_EQ(out, "VLAN 10: unchanged; acknowledged\n"
@@ -84,7 +84,7 @@ TEST_F(feed_flood, what_has_not_changed_is_told_with_its_line_cards) {
     EXPECT_EQ(bytes(request.begin() + 4, request.end()), word_bytes({1, 10, 0, 0, 6, 0, 0}));
 }
 
-TEST_F(feed_flood, a_refusal_is_told_with_its_reason) {
+TEST_F(FeedFlood, ARefusalIsToldWithItsReason) {
     const fake_answer refused(word_bytes({general_flood, 1, 1, 2, 10, 0, 0, 6, 20, 1, 0, 0}),
                               flood_update);
     answer_with({refused});
@@ -107,7 +107,7 @@ TEST_F(feed_flood, a_refusal_is_told_with_its_reason) {
                    "flood` tells what it holds\n");
 }
 
-TEST_F(feed_flood, a_failure_without_a_refusal_is_told) {
+TEST_F(FeedFlood, AFailureWithoutARefusalIsTold) {
     answer_with({fake_answer(word_bytes({general_flood, 1, 1, 2, 10, 1, 1, 0, 20, 1, 0, 0}),
                              flood_update)});
     EXPECT_EQ(run({"flood", older(), newer()}), 1);
@@ -115,7 +115,7 @@ TEST_F(feed_flood, a_failure_without_a_refusal_is_told) {
                    "update failed\n");
 }
 
-TEST_F(feed_flood, an_answer_to_something_else_is_none) {
+TEST_F(FeedFlood, AnAnswerToSomethingElseIsNone) {
     const std::string prefix = "vellfeed: the switch answered the flood update with a message of ";
     EXPECT_EQ(error_with({word_bytes({14, 0, 1, 0}), ltl_modification}),
               prefix + "16 bytes that is no answer to it: opcode 90002, expected opcode 90004\n");
@@ -135,7 +135,7 @@ TEST_F(feed_flood, an_answer_to_something_else_is_none) {
         prefix + "48 bytes that is no answer to it: entry 2 is of VLAN 30, expected VLAN 20\n");
 }
 
-TEST_F(feed_flood, a_missing_answer_is_told) {
+TEST_F(FeedFlood, AMissingAnswerIsTold) {
     EXPECT_EQ(run({"flood", older(), newer(), "--timeout", "70"}), 1);
     EXPECT_EQ(
         err,
@@ -147,14 +147,14 @@ TEST_F(feed_flood, a_missing_answer_is_told) {
     expect_all_closed();
 }
 
-TEST_F(feed_flood, a_second_answer_is_let_go) {
+TEST_F(FeedFlood, ASecondAnswerIsLetGo) {
     answer_with({acknowledged(), acknowledged()});
     EXPECT_EQ(run({"flood", older(), newer()}), 0) << err;
     EXPECT_EQ(simulator.received, 3u);
     expect_all_closed();
 }
 
-TEST_F(feed_flood, an_answer_with_another_context_is_none) {
+TEST_F(FeedFlood, AnAnswerWithAnotherContextIsNone) {
     EXPECT_EQ(
         error_with({word_bytes({general_flood, 0, 2, 2, 10, 1, 1, 0, 20, 1, 0, 0}), flood_update}),
         "vellfeed: the switch answered the flood update with a message of 48 bytes that is no "
@@ -162,7 +162,7 @@ TEST_F(feed_flood, an_answer_with_another_context_is_none) {
         "2, expected cookie 1\n");
 }
 
-TEST_F(feed_flood, of_what_the_manager_has_already_the_older_list_is_asked_for) {
+TEST_F(FeedFlood, OfWhatTheManagerHasAlreadyTheOlderListIsAskedFor) {
     answer_with({fake_answer(word_bytes({general_flood, 1, 1, 2, 10, 0, 0, 5, 20, 1, 0, 0}),
                              flood_update)});
     EXPECT_EQ(run({"flood", newer()}), 1);
@@ -176,7 +176,7 @@ TEST_F(feed_flood, of_what_the_manager_has_already_the_older_list_is_asked_for) 
         << "by fault mode: nothing helps";
 }
 
-TEST_F(feed_flood, what_was_acknowledged_is_told_though_the_switch_goes_away) {
+TEST_F(FeedFlood, WhatWasAcknowledgedIsToldThoughTheSwitchGoesAway) {
     answer_with({acknowledged()});
     simulator.result_without_answer = -1;
     EXPECT_EQ(run({"flood", older(), newer()}), 1);
@@ -184,7 +184,7 @@ TEST_F(feed_flood, what_was_acknowledged_is_told_though_the_switch_goes_away) {
     EXPECT_THAT(err, HasSubstr("the switch closed the connection"));
 }
 
-TEST_F(feed_flood, a_bridge_that_is_nowhere_is_mistyped) {
+TEST_F(FeedFlood, ABridgeThatIsNowhereIsMistyped) {
     for (const auto &[option, bridge] :
          {std::pair<const char *, const char *>{"--bridge", "br11"}, {"--vlan", "lan=7"}}) {
         EXPECT_EQ(run({"flood", older(), newer(), option, bridge}), 1);
@@ -203,7 +203,7 @@ TEST_F(feed_flood, a_bridge_that_is_nowhere_is_mistyped) {
     EXPECT_THAT(out, HasSubstr("VLAN 20: removed Po1; acknowledged\n"));
 }
 
-TEST_F(feed_flood, each_send_may_fail) {
+TEST_F(FeedFlood, EachSendMayFail) {
     const std::string errors[] = {
         "no switch answers in /run/sim; start one with `vellsim run`, or point VELLSIM_RUN_DIR at "
         "its run directory",
@@ -219,7 +219,7 @@ TEST_F(feed_flood, each_send_may_fail) {
     }
 }
 
-TEST_F(feed_flood, as_many_vlans_as_there_are_go_out_in_one_request) {
+TEST_F(FeedFlood, AsManyVlansAsThereAreGoOutInOneRequest) {
     std::string ports;
     bytes answer = word_bytes({general_flood, 0, 1, 4094});
     for (unsigned vlan = 1; vlan <= 4094; ++vlan) {
@@ -241,13 +241,13 @@ TEST_F(feed_flood, as_many_vlans_as_there_are_go_out_in_one_request) {
     EXPECT_EQ(simulator.requests[1].payload.size(), 4u + 4 + 4094 * 24 + 16376 * 8);
 }
 
-TEST_F(feed_flood, without_ports_nothing_is_sent) {
+TEST_F(FeedFlood, WithoutPortsNothingIsSent) {
     EXPECT_EQ(run({"flood", write_file("none", "[]")}), 0) << err;
     EXPECT_EQ(out, "vellfeed: no bridge has a port: nothing was sent\n");
     EXPECT_TRUE(simulator.requests.empty());
 }
 
-TEST_F(feed_flood, takes_other_bridges_as_it_is_told) {
+TEST_F(FeedFlood, TakesOtherBridgesAsItIsTold) {
     const std::string ports = write_file(
         "lan", ports_text({port_text("lan", "eth1-1", 1), port_text("wan", "eth1-2", 2)}));
     answer_with({fake_answer(word_bytes({general_flood, 0, 1, 1, 7, 1, 0, 0}), flood_update)});
@@ -261,7 +261,7 @@ TEST_F(feed_flood, takes_other_bridges_as_it_is_told) {
     EXPECT_TRUE(simulator.requests.empty());
 }
 
-TEST_F(feed_flood, takes_the_ports_of_this_machine) {
+TEST_F(FeedFlood, TakesThePortsOfThisMachine) {
     const stand_in_programs programs;
     programs.put("bridge", "[ \"$*\" = \"-j -d link show\" ] && cat " + newer());
     answer_with({acknowledged()});
@@ -274,7 +274,7 @@ TEST_F(feed_flood, takes_the_ports_of_this_machine) {
         << out << err;
 }
 
-TEST_F(feed_flood, compares_with_what_is_held) {
+TEST_F(FeedFlood, ComparesWithWhatIsHeld) {
     const std::string held = write_file("held", held_text);
     EXPECT_EQ(run({"flood-compare", newer(), "--held", held}), 0) << err;
     EXPECT_EQ(out, "all 2 fed flood sets arrived\n");
@@ -288,7 +288,7 @@ TEST_F(feed_flood, compares_with_what_is_held) {
     EXPECT_TRUE(simulator.requests.empty());
 }
 
-TEST_F(feed_flood, wrong_ports_are_refused_before_anything_is_sent) {
+TEST_F(FeedFlood, WrongPortsAreRefusedBeforeAnythingIsSent) {
     const std::string wrong = write_file("wrong", "{");
     for (const auto &command :
          {std::vector<std::string>{"flood", wrong}, {"flood", wrong, newer()}}) {
@@ -298,7 +298,7 @@ TEST_F(feed_flood, wrong_ports_are_refused_before_anything_is_sent) {
     EXPECT_TRUE(simulator.requests.empty());
 }
 
-TEST_F(feed_flood, wrong_usage_has_its_own_exit_code) {
+TEST_F(FeedFlood, WrongUsageHasItsOwnExitCode) {
     const std::string ports = newer();
     expect_wrong_usage({
         {{"flood"}, "which ports? Name a file, - for standard input, or --live for this machine"},

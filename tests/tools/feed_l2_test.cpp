@@ -9,7 +9,7 @@ using testing::HasSubstr;
 using testing::StartsWith;
 using opcodes = std::vector<std::uint32_t>;
 
-class feed_l2 : public program_fixture {
+class FeedL2 : public program_fixture {
 protected:
     std::string older() { return write_file("older", older_text); }
     std::string newer() { return write_file("newer", newer_text); }
@@ -27,7 +27,7 @@ protected:
         {"index":2,"dev":"br10","port":"a","grp":"239.1.1.1","state":"temp"}],"router":{}}])";
 };
 
-TEST_F(feed_l2, feeds_a_recorded_database) {
+TEST_F(FeedL2, FeedsARecordedDatabase) {
     EXPECT_EQ(run({"l2", sample("snooping.mdb"), "--links", sample("snooping.links")}), 0) << err;
     EXPECT_EQ(out, "vellfeed: left out 3 router ports: a layer-2 entry has no place for them\n"
                    "vellfeed: left out 4 ports that the kernel does not send to: blocked, or for "
@@ -44,7 +44,7 @@ TEST_F(feed_l2, feeds_a_recorded_database) {
     expect_all_closed();
 }
 
-TEST_F(feed_l2, a_record_goes_out_in_network_order) {
+TEST_F(FeedL2, ARecordGoesOutInNetworkOrder) {
     const std::string mdb = write_file("one", R"([{"mdb":[
         {"index":2,"dev":"br4001","port":"a","grp":"239.17.34.51","src":"10.20.30.40","state":"permanent"},
         {"index":2,"dev":"br4001","port":"br4001","grp":"239.17.34.51","src":"10.20.30.40","state":"temp"}]}])");
@@ -70,7 +70,7 @@ TEST_F(feed_l2, a_record_goes_out_in_network_order) {
     EXPECT_EQ(simulator.requests[2].payload, expected);
 }
 
-TEST_F(feed_l2, splits_databases_into_messages_between_one_pair_of_markers) {
+TEST_F(FeedL2, SplitsDatabasesIntoMessagesBetweenOnePairOfMarkers) {
     EXPECT_EQ(run({"l2", sample("stadium.mdb"), "--links", sample("stadium.links"),
                    "--message-bytes", "8192"}),
               0)
@@ -91,7 +91,7 @@ TEST_F(feed_l2, splits_databases_into_messages_between_one_pair_of_markers) {
     expect_all_closed();
 }
 
-TEST_F(feed_l2, without_markers_there_are_none) {
+TEST_F(FeedL2, WithoutMarkersThereAreNone) {
     EXPECT_EQ(run({"l2", older(), "--links", links(), "--no-markers", "--quiet"}), 0) << err;
     EXPECT_EQ(out, "");
     EXPECT_EQ(sent_opcodes(),
@@ -99,13 +99,13 @@ TEST_F(feed_l2, without_markers_there_are_none) {
     EXPECT_EQ(simulator.requests[1].payload[7], 0);
 }
 
-TEST_F(feed_l2, an_empty_database_is_a_download_of_nothing) {
+TEST_F(FeedL2, AnEmptyDatabaseIsADownloadOfNothing) {
     EXPECT_EQ(run({"l2", write_file("empty", R"([{"mdb":[],"router":{}}])")}), 0) << err;
     EXPECT_EQ(out, "vellfeed: sent 0 entries with 0 ports in 0 messages\n");
     EXPECT_EQ(sent_opcodes(), (opcodes{registration, download_complete, deregistration}));
 }
 
-TEST_F(feed_l2, sends_what_changed_deletions_first) {
+TEST_F(FeedL2, SendsWhatChangedDeletionsFirst) {
     EXPECT_EQ(run({"l2", newer(), "--older", older(), "--links", links()}), 0) << err;
     EXPECT_EQ(out, "vellfeed: sent 1 deletion and 1 addition in 1 message\n");
     EXPECT_EQ(sent_opcodes(),
@@ -124,7 +124,7 @@ TEST_F(feed_l2, sends_what_changed_deletions_first) {
     expect_all_closed();
 }
 
-TEST_F(feed_l2, nothing_changed_is_nothing_sent) {
+TEST_F(FeedL2, NothingChangedIsNothingSent) {
     const std::string mdb = older();
     EXPECT_EQ(run({"l2", mdb, "--older", mdb, "--links", links()}), 0) << err;
     EXPECT_EQ(out, "vellfeed: nothing has changed since " + mdb + ": nothing was sent\n");
@@ -133,7 +133,7 @@ TEST_F(feed_l2, nothing_changed_is_nothing_sent) {
     EXPECT_EQ(out, "");
 }
 
-TEST_F(feed_l2, the_older_database_may_have_its_own_links) {
+TEST_F(FeedL2, TheOlderDatabaseMayHaveItsOwnLinks) {
     const std::vector<std::string> command = {"l2",      sample("snooping-later.mdb"),
                                               "--links", sample("snooping-later.links"),
                                               "--older", sample("snooping.mdb")};
@@ -152,7 +152,7 @@ TEST_F(feed_l2, the_older_database_may_have_its_own_links) {
     EXPECT_EQ(simulator.requests[2].payload[3], 22);
 }
 
-TEST_F(feed_l2, numbers_ports_alike_in_both_databases) {
+TEST_F(FeedL2, NumbersPortsAlikeInBothDatabases) {
     const std::string bridge = write_file("numbered", R"([{"mdb":[
         {"index":2,"dev":"br10","port":"x","grp":"239.1.1.1","state":"temp"},
         {"index":2,"dev":"br10","port":"a","grp":"239.1.1.1","state":"temp"}]}])");
@@ -163,7 +163,7 @@ TEST_F(feed_l2, numbers_ports_alike_in_both_databases) {
     EXPECT_EQ(simulator.requests[2].payload[120 + 78 + 19], 3);
 }
 
-TEST_F(feed_l2, takes_some_bridges_and_names_their_vlans) {
+TEST_F(FeedL2, TakesSomeBridgesAndNamesTheirVlans) {
     const std::string mdb = write_file("bridges", R"([{"mdb":[
         {"index":3,"dev":"lan","port":"a","grp":"239.1.1.1","state":"temp"},
         {"index":4,"dev":"docker0","port":"veth7","grp":"ff02::6a","state":"temp"},
@@ -187,7 +187,7 @@ TEST_F(feed_l2, takes_some_bridges_and_names_their_vlans) {
     EXPECT_THAT(err, testing::HasSubstr("--vlan \"nal\": no such bridge is in "));
 }
 
-TEST_F(feed_l2, sends_nothing_of_databases_that_are_wrong) {
+TEST_F(FeedL2, SendsNothingOfDatabasesThatAreWrong) {
     const std::string wrong =
         write_file("wrong", R"([{"mdb":[{"index":2,"dev":"br10","port":"a","grp":"239.1.1.1",
         "state":"temp"},{"index":2,"dev":"br10","port":"a","grp":7}]}])");
@@ -203,7 +203,7 @@ TEST_F(feed_l2, sends_nothing_of_databases_that_are_wrong) {
     EXPECT_TRUE(simulator.requests.empty());
 }
 
-TEST_F(feed_l2, each_send_may_fail) {
+TEST_F(FeedL2, EachSendMayFail) {
     const std::vector<std::string> command = {"l2",    older(),           "--links",
                                               links(), "--message-bytes", "1"};
     // The registration, the begin marker, two messages, the end marker, the end of the download,
@@ -233,7 +233,7 @@ TEST_F(feed_l2, each_send_may_fail) {
     }
 }
 
-TEST_F(feed_l2, a_lost_connection_is_told) {
+TEST_F(FeedL2, ALostConnectionIsTold) {
     simulator.result_without_answer = -1;
     EXPECT_EQ(run({"l2", older(), "--links", links()}), 1);
     EXPECT_EQ(err, "vellfeed: everything was sent, but the switch closed the connection; `vellfeed "
@@ -241,12 +241,12 @@ TEST_F(feed_l2, a_lost_connection_is_told) {
                    "arrived\n");
 }
 
-class feed_l2_live : public feed_l2 {
+class FeedL2Live : public FeedL2 {
 protected:
     stand_in_programs programs;
 };
 
-TEST_F(feed_l2_live, takes_the_databases_and_links_of_this_machine) {
+TEST_F(FeedL2Live, TakesTheDatabasesAndLinksOfThisMachine) {
     programs.put("bridge", "[ \"$*\" = \"-j -d mdb show\" ] && cat " + newer());
     programs.put("ip", "[ \"$*\" = \"-j link show\" ] && cat " + links());
     EXPECT_EQ(run({"l2", "--live"}), 0) << err;
@@ -256,7 +256,7 @@ TEST_F(feed_l2_live, takes_the_databases_and_links_of_this_machine) {
     EXPECT_EQ(out, "vellfeed: sent 1 deletion and 1 addition in 1 message\n");
 }
 
-TEST_F(feed_l2_live, a_program_that_fails_is_told) {
+TEST_F(FeedL2Live, AProgramThatFailsIsTold) {
     programs.put("bridge", "echo no such thing >&2; exit 3");
     EXPECT_EQ(run({"l2", "--live"}), 1);
     EXPECT_EQ(err, "vellfeed: `bridge -j -d mdb show` failed with exit code 3: no such thing\n");
@@ -267,7 +267,7 @@ constexpr char held_text[] = R"({"l2":{"entries":[
     {"vlan":10,"group":"239.1.1.1","kind":"ipv4","source":null,"bridge":2,"permanent":false,"client":7,
      "ports":[{"if_index":11,"flags":0},{"if_index":12,"flags":0}]}]}})";
 
-TEST_F(feed_l2, compares_without_a_switch_when_it_is_given_what_is_held) {
+TEST_F(FeedL2, ComparesWithoutASwitchWhenItIsGivenWhatIsHeld) {
     EXPECT_EQ(
         run({"l2-compare", newer(), "--links", links(), "--held", write_file("held", held_text)}),
         0)
@@ -276,7 +276,7 @@ TEST_F(feed_l2, compares_without_a_switch_when_it_is_given_what_is_held) {
     EXPECT_TRUE(simulator.requests.empty());
 }
 
-TEST_F(feed_l2, a_comparison_that_fails_says_so) {
+TEST_F(FeedL2, AComparisonThatFailsSaysSo) {
     const std::vector<std::string> command = {
         "l2-compare", older(), "--links", links(), "--held", write_file("held", held_text)};
     EXPECT_EQ(run(command), 1);
@@ -289,14 +289,14 @@ TEST_F(feed_l2, a_comparison_that_fails_says_so) {
     EXPECT_EQ(out, "");
 }
 
-TEST_F(feed_l2, held_entries_that_are_wrong_are_refused) {
+TEST_F(FeedL2, HeldEntriesThatAreWrongAreRefused) {
     const std::string path = write_file("held", R"({"routes":[]})");
     EXPECT_EQ(run({"l2-compare", newer(), "--links", links(), "--held", path}), 1);
     EXPECT_EQ(err, "vellfeed: " + path +
                        ": expected a member \"l2\" (what is held), found only \"routes\"\n");
 }
 
-TEST_F(feed_l2, wrong_usage_has_its_own_exit_code) {
+TEST_F(FeedL2, WrongUsageHasItsOwnExitCode) {
     const std::string mdb = older();
     expect_wrong_usage({
         {{"l2"}, "which database? Name a file, - for standard input, or --live for this machine"},

@@ -24,7 +24,7 @@ indexes of_names(std::initializer_list<const char *> names) {
     return made;
 }
 
-TEST(flood_changes, have_every_vlan_of_either_list) {
+TEST(FloodChanges, HaveEveryVlanOfEitherList) {
     const auto older = sets_of({port_text("br10", "eth1-1", 1), port_text("br10", "eth1-2", 2),
                                 port_text("br20", "eth1-3", 3), port_text("br30", "vlan30", 4)});
     const auto newer = sets_of({port_text("br10", "eth1-2", 2), port_text("br10", "eth1-4", 5),
@@ -44,7 +44,7 @@ TEST(flood_changes, have_every_vlan_of_either_list) {
     EXPECT_EQ(switch_names(changes[3].added()), "Po1");
 }
 
-TEST(flood_message, has_a_record_for_each_vlan_in_host_order) {
+TEST(FloodMessage, HasARecordForEachVlanInHostOrder) {
     const flood_messages messages = make_flood_messages(
         {{0x0123, {}, {}, {}},
          {0x0abc, of_names({"Eth3/7"}), of_names({"Eth4/7"}), of_names({"Vlan10"})}});
@@ -121,7 +121,7 @@ void expect_as_planned(const flood_change &change) {
     EXPECT_EQ(found.line_cards, line_cards);
 }
 
-TEST(flood_message, vlan_interfaces_are_never_flooded_to) {
+TEST(FloodMessage, VlanInterfacesAreNeverFloodedTo) {
     const indexes svi = of_names({"Vlan10"});
     const indexes none;
     const std::vector<indexes> lists = {none,
@@ -137,7 +137,7 @@ TEST(flood_message, vlan_interfaces_are_never_flooded_to) {
     }
 }
 
-TEST(flood_message, gives_the_library_any_change) {
+TEST(FloodMessage, GivesTheLibraryAnyChange) {
     std::mt19937 random(20);
     const auto some = [&](std::initializer_list<const char *> names) {
         indexes all = of_names(names);

@@ -7,7 +7,7 @@
 namespace feed {
 namespace {
 
-TEST(flood_plan, has_the_ports_that_are_flooded_to) {
+TEST(FloodPlan, HasThePortsThatAreFloodedTo) {
     const auto sets =
         sets_of({port_text("br20", "po3", 5), port_text("br10", "eth2-1", 6),
                  port_text("br10", "eth1-9", 7), port_text("br10", "eth3-1", 8, false),
@@ -23,21 +23,21 @@ TEST(flood_plan, has_the_ports_that_are_flooded_to) {
     EXPECT_EQ(sets[1].line_card_mask, 2u);
 }
 
-TEST(flood_plan, keeps_vlan_interfaces_apart) {
+TEST(FloodPlan, KeepsVlanInterfacesApart) {
     const auto sets = sets_of({port_text("br10", "vlan10", 5), port_text("br10", "eth2-1", 6)});
     ASSERT_EQ(sets.size(), 1u);
     EXPECT_EQ(switch_names(sets[0].interfaces), "Eth2/1");
     EXPECT_EQ(switch_names(sets[0].vlan_interfaces), "Vlan10");
 }
 
-TEST(flood_plan, has_a_vlan_that_is_flooded_to_no_port) {
+TEST(FloodPlan, HasAVlanThatIsFloodedToNoPort) {
     const auto sets = sets_of({port_text("br10", "eth2-1", 6, false)});
     ASSERT_EQ(sets.size(), 1u);
     EXPECT_TRUE(sets[0].interfaces.empty());
     EXPECT_EQ(sets[0].line_card_mask, 0u);
 }
 
-TEST(flood_plan, takes_a_bridges_vlan_from_its_name_or_as_it_is_told) {
+TEST(FloodPlan, TakesABridgesVlanFromItsNameOrAsItIsTold) {
     EXPECT_EQ(sets_of({port_text("br4094", "a", 5)})[0].key.vlan, 4094u);
     EXPECT_EQ(sets_of({port_text("lan", "a", 5)}, {{"lan", 7}})[0].key.vlan, 7u);
     EXPECT_EQ(sets_of({port_text("br10", "a", 5)}, {{"br10", 7}})[0].key.vlan, 7u);
@@ -51,7 +51,7 @@ TEST(flood_plan, takes_a_bridges_vlan_from_its_name_or_as_it_is_told) {
     }
 }
 
-TEST(flood_plan, refuses_what_contradicts_itself) {
+TEST(FloodPlan, RefusesWhatContradictsItself) {
     EXPECT_EQ(error_of([] {
                   sets_of({port_text("br10", "a", 5), port_text("lan", "b", 6)}, {{"lan", 10}});
               }),

@@ -21,7 +21,7 @@ std::string changed_error(const std::string &from, const std::string &to) {
     return error_of([&] { held_of(text); });
 }
 
-TEST(held_l2, reads_every_field) {
+TEST(HeldL2, ReadsEveryField) {
     const auto entries = held_of(one_entry);
     ASSERT_EQ(entries.size(), 1u);
     EXPECT_EQ(key_text(entries[0].key), "(10.0.0.9, 239.1.1.1) in VLAN 10");
@@ -30,7 +30,7 @@ TEST(held_l2, reads_every_field) {
     EXPECT_EQ(entries[0].ports, (std::vector<l2_port>{{7, 0}, {9, 4}}));
 }
 
-TEST(held_l2, reads_each_kind_with_any_source) {
+TEST(HeldL2, ReadsEachKindWithAnySource) {
     const auto entries = held_of(
         R"({"vlan":1,"group":"ff0e::1","kind":"ipv6","source":null,"bridge":5,"permanent":false,"ports":[]},
            {"vlan":1,"group":"ff0e::1","kind":"ipv6","source":"2001:db8::1","bridge":5,"permanent":false,"ports":[]},
@@ -42,18 +42,18 @@ TEST(held_l2, reads_each_kind_with_any_source) {
     EXPECT_FALSE(entries[2].permanent);
 }
 
-TEST(held_l2, a_part_of_what_is_held_is_refused) {
+TEST(HeldL2, APartOfWhatIsHeldIsRefused) {
     EXPECT_EQ(error_of([] {
                   parse_held_l2({"held.json", R"({"l2":{"entries":[],"narrowed":true}})"});
               }),
               "held.json: this is a part of what is held: print it without --vlan and --group");
 }
 
-TEST(held_l2, a_switch_may_hold_none) {
+TEST(HeldL2, ASwitchMayHoldNone) {
     EXPECT_TRUE(held_of("").empty());
 }
 
-TEST(held_l2, anything_else_is_refused_with_its_place) {
+TEST(HeldL2, AnythingElseIsRefusedWithItsPlace) {
     const auto error = [](const std::string &text) {
         return error_of([&] { parse_held_l2({"held.json", text}); });
     };
@@ -71,7 +71,7 @@ TEST(held_l2, anything_else_is_refused_with_its_place) {
               "held.json: /l2/entries/0: expected a layer-2 entry, an object, found the number 1");
 }
 
-TEST(held_l2, wrong_fields_are_refused_with_their_place) {
+TEST(HeldL2, WrongFieldsAreRefusedWithTheirPlace) {
     const std::string place = "held.json: /l2/entries/0";
     EXPECT_EQ(changed_error("10,", "\"10\","),
               place + "/vlan: expected a number, found the string \"10\"");
@@ -95,7 +95,7 @@ TEST(held_l2, wrong_fields_are_refused_with_their_place) {
               place + "/ports: expected an array of ports, found an object");
 }
 
-TEST(held_l2, an_entry_that_stands_twice_is_refused) {
+TEST(HeldL2, AnEntryThatStandsTwiceIsRefused) {
     EXPECT_EQ(error_of([] { held_of(std::string(one_entry) + "," + one_entry); }),
               "held.json: /l2/entries/1: (10.0.0.9, 239.1.1.1) in VLAN 10 stands twice");
 }

@@ -22,7 +22,7 @@ std::string changed_error(const std::string &from, const std::string &to) {
     return error_of([&] { held_of(text); });
 }
 
-TEST(held_routes, reads_every_field) {
+TEST(HeldRoutes, ReadsEveryField) {
     const auto routes = held_of(one_route);
     ASSERT_EQ(routes.size(), 1u);
     const held_route &route = routes[0];
@@ -38,7 +38,7 @@ TEST(held_routes, reads_every_field) {
     EXPECT_EQ(route.glt, 2u);
 }
 
-TEST(held_routes, a_part_of_what_is_held_is_refused) {
+TEST(HeldRoutes, APartOfWhatIsHeldIsRefused) {
     const std::string routes = std::string(R"({"routes":[)") + one_route + R"(],"matched":)";
     EXPECT_EQ(parse_held_routes({"held.json", routes + "1}"}).size(), 1u);
     EXPECT_EQ(error_of([&] {
@@ -47,11 +47,11 @@ TEST(held_routes, a_part_of_what_is_held_is_refused) {
               "held.json: these are 1 of 29 routes: print them without --limit");
 }
 
-TEST(held_routes, a_switch_may_hold_none) {
+TEST(HeldRoutes, ASwitchMayHoldNone) {
     EXPECT_TRUE(held_of("").empty());
 }
 
-TEST(held_routes, anything_else_is_refused_with_its_place) {
+TEST(HeldRoutes, AnythingElseIsRefusedWithItsPlace) {
     EXPECT_EQ(error_of([] {
                   parse_held_routes({"held.json", "[]"});
               }),
@@ -95,7 +95,7 @@ TEST(held_routes, anything_else_is_refused_with_its_place) {
               "held.json: /routes/0/mti: expected an array of encapsulations, found an object");
 }
 
-TEST(held_routes, a_route_that_stands_twice_is_refused) {
+TEST(HeldRoutes, ARouteThatStandsTwiceIsRefused) {
     EXPECT_EQ(error_of([] { held_of(std::string(one_route) + "," + one_route); }),
               "held.json: /routes/1: (10.0.0.9, 239.1.1.2/31) in table 253 stands twice");
 }

@@ -15,7 +15,7 @@ constexpr char two_entries[] = R"([
 
 using numbered = std::vector<std::pair<std::string, std::uint32_t>>;
 
-TEST(interface_indexes, come_from_the_recorded_links) {
+TEST(InterfaceIndexes, ComeFromTheRecordedLinks) {
     const auto links = recorded_links("links.json", {{"up0", 4}, {"a", 5}, {"b", 6}, {"c", 9}});
     const interface_indexes indexes(table_of(two_entries), links, false);
     EXPECT_EQ(indexes.of("up0"), 4u);
@@ -25,13 +25,13 @@ TEST(interface_indexes, come_from_the_recorded_links) {
     EXPECT_EQ(indexes.numbered(), numbered{});
 }
 
-TEST(interface_indexes, come_from_this_machine) {
+TEST(InterfaceIndexes, ComeFromThisMachine) {
     // Every machine has a loopback interface, and every network namespace gives it index 1.
     const mroute_table table = table_of(R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"lo"}])");
     EXPECT_EQ(interface_indexes(table, this_machine(), false).of("lo"), 1u);
 }
 
-TEST(interface_indexes, an_unknown_name_is_refused_with_its_place_and_the_ways_out) {
+TEST(InterfaceIndexes, AnUnknownNameIsRefusedWithItsPlaceAndTheWaysOut) {
     const auto links = recorded_links("links.json", {{"up0", 4}, {"a", 5}, {"b", 6}});
     const std::string advice =
         ", so the two recordings do not belong together; give the links that were recorded with "
@@ -49,14 +49,14 @@ TEST(interface_indexes, an_unknown_name_is_refused_with_its_place_and_the_ways_o
               "--links FILE, or have unknown names numbered with --number-interfaces");
 }
 
-TEST(interface_indexes, number_unknown_names_in_order_of_appearance) {
+TEST(InterfaceIndexes, NumberUnknownNamesInOrderOfAppearance) {
     const interface_indexes indexes(table_of(two_entries), recorded_links("none.json", {}), true);
     const numbered expected = {{"up0", 1}, {"a", 2}, {"b", 3}, {"c", 4}};
     EXPECT_EQ(indexes.numbered(), expected);
     EXPECT_EQ(indexes.of("b"), 3u);
 }
 
-TEST(interface_indexes, numbers_keep_clear_of_known_indexes) {
+TEST(InterfaceIndexes, NumbersKeepClearOfKnownIndexes) {
     // b comes behind the names that are numbered, and its index is taken all the same.
     const interface_indexes indexes(table_of(two_entries), recorded_links("links.json", {{"b", 2}}),
                                     true);
@@ -65,7 +65,7 @@ TEST(interface_indexes, numbers_keep_clear_of_known_indexes) {
     EXPECT_EQ(indexes.of("b"), 2u);
 }
 
-TEST(interface_indexes, the_name_of_an_interface_that_is_gone_holds_its_index) {
+TEST(InterfaceIndexes, TheNameOfAnInterfaceThatIsGoneHoldsItsIndex) {
     const mroute_table table = table_of(R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"if12",
         "multipath":[{"oif":"if2147483647"},{"oif":"if3"}]}])");
     const interface_indexes indexes(table, recorded_links("links.json", {{"if3", 77}}), false);
@@ -74,7 +74,7 @@ TEST(interface_indexes, the_name_of_an_interface_that_is_gone_holds_its_index) {
     EXPECT_EQ(indexes.of("if3"), 77u); // a known name is a name
 }
 
-TEST(interface_indexes, not_every_name_like_it_holds_an_index) {
+TEST(InterfaceIndexes, NotEveryNameLikeItHoldsAnIndex) {
     for (const std::string name : {"if", "if0", "if-1", "if12x", "if2147483648", "ifb0", "If12"}) {
         const mroute_table table =
             table_of(R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":")" + name + "\"}]");
@@ -84,7 +84,7 @@ TEST(interface_indexes, not_every_name_like_it_holds_an_index) {
     }
 }
 
-TEST(interface_indexes, entries_that_are_not_fed_need_none) {
+TEST(InterfaceIndexes, EntriesThatAreNotFedNeedNone) {
     const mroute_table table = table_of(R"([
         {"src":"10.0.0.1","dst":"239.1.1.1","iif":"unresolved","state":"unresolved"},
         {"src":"10.0.0.1","dst":"239.1.1.2","iif":"unresolved","multipath":[{"oif":"x"}],"state":"resolved"}])");
@@ -92,7 +92,7 @@ TEST(interface_indexes, entries_that_are_not_fed_need_none) {
               numbered{});
 }
 
-TEST(interface_indexes, of_a_snooping_database_are_the_ports_but_not_the_bridges) {
+TEST(InterfaceIndexes, OfASnoopingDatabaseAreThePortsButNotTheBridges) {
     const mdb_table table =
         mdb_of(R"({"index":2,"dev":"br10","port":"br10","grp":"239.1.1.1","state":"temp"},
                                       {"index":2,"dev":"br10","port":"b","grp":"239.1.1.1","state":"temp"},
@@ -105,7 +105,7 @@ TEST(interface_indexes, of_a_snooping_database_are_the_ports_but_not_the_bridges
     EXPECT_EQ(uses[1].name, "a");
 }
 
-TEST(interface_indexes, numbers_keep_clear_of_what_is_taken) {
+TEST(InterfaceIndexes, NumbersKeepClearOfWhatIsTaken) {
     const std::vector<interface_use> uses = {{"x", ""}, {"y", ""}, {"x", ""}};
     const interface_indexes indexes(uses, recorded_links("none.json", {}), true, {1, 3});
     EXPECT_EQ(indexes.numbered(), (numbered{{"x", 2}, {"y", 4}}));
@@ -114,7 +114,7 @@ TEST(interface_indexes, numbers_keep_clear_of_what_is_taken) {
     EXPECT_EQ(out.str(), "interface x is number 2\ninterface y is number 4\n");
 }
 
-TEST(interface_indexes, a_source_has_its_own_remedy) {
+TEST(InterfaceIndexes, ASourceHasItsOwnRemedy) {
     interface_source source = recorded_links("older.json", {});
     source.remedy = "; give others";
     EXPECT_EQ(error_of([&] {

@@ -11,14 +11,14 @@ std::string parse_error(const std::string &text) {
     return error_of([&] { parse_json({"in.json", text}, "`ip`"); });
 }
 
-TEST(json_input, reads_every_kind_of_value) {
+TEST(JsonInput, ReadsEveryKindOfValue) {
     const std::string text = R"({"a":[null,true,-1,1,1.5,"x",{}],"b":[]})";
     const json_document document = parse_json({"in.json", text}, "`ip`");
     EXPECT_EQ(document.root.dump(), text);
     EXPECT_EQ(document.name, "in.json");
 }
 
-TEST(json_input, syntax_errors_name_file_line_and_column) {
+TEST(JsonInput, SyntaxErrorsNameFileLineAndColumn) {
     EXPECT_EQ(parse_error("[\n  {\"src\": }\n]"),
               "in.json:2:11: syntax error while parsing value - unexpected '}'; "
               "expected '[', '{', or a literal");
@@ -27,55 +27,55 @@ TEST(json_input, syntax_errors_name_file_line_and_column) {
               "or a literal");
 }
 
-TEST(json_input, a_text_that_ends_early_is_refused_at_its_end) {
+TEST(JsonInput, ATextThatEndsEarlyIsRefusedAtItsEnd) {
     EXPECT_EQ(parse_error("[{\"src\":\"10.0.0.1\""),
               "in.json:1:18: syntax error while parsing object - unexpected end of "
               "input; expected '}'");
 }
 
-TEST(json_input, something_behind_the_value_is_refused) {
+TEST(JsonInput, SomethingBehindTheValueIsRefused) {
     EXPECT_EQ(parse_error("[]\n[]"),
               "in.json:2:1: syntax error while parsing value - unexpected '['; expected end of "
               "input");
 }
 
-TEST(json_input, bytes_that_no_terminal_should_see_are_escaped) {
+TEST(JsonInput, BytesThatNoTerminalShouldSeeAreEscaped) {
     EXPECT_EQ(parse_error("[\"\xff\x1b\"]"),
               "in.json:1:3: syntax error while parsing value - invalid string: ill-formed "
               "UTF-8 byte; last read: '\"\\xff'");
 }
 
-TEST(json_input, a_number_too_large_is_refused_with_its_place) {
+TEST(JsonInput, ANumberTooLargeIsRefusedWithItsPlace) {
     EXPECT_EQ(parse_error("[\n1e999\n]"), "in.json:2:6: number overflow parsing '1e999'");
 }
 
-TEST(json_input, a_text_that_does_not_even_start_as_json_gets_a_hint) {
+TEST(JsonInput, ATextThatDoesNotEvenStartAsJsonGetsAHint) {
     EXPECT_EQ(parse_error("(10.0.0.1,239.1.1.1)  Iif: v0"),
               "in.json:1:1: syntax error while parsing value - invalid literal; last read: '('; is "
               "this the output of "
               "`ip`?");
 }
 
-TEST(json_input, an_empty_text_is_called_empty) {
+TEST(JsonInput, AnEmptyTextIsCalledEmpty) {
     const std::string expected = "in.json: is empty, not even an empty JSON value; did `ip` fail?";
     EXPECT_EQ(parse_error(""), expected);
     EXPECT_EQ(parse_error(" \n\t\r\n"), expected);
 }
 
-TEST(json_input, a_member_that_stands_twice_is_refused) {
+TEST(JsonInput, AMemberThatStandsTwiceIsRefused) {
     EXPECT_EQ(parse_error("[{\"src\":1,\n\"src\":2}]"),
               "in.json:2:5: the member \"src\" stands twice in one object");
     // The same name in two objects is no repetition.
     EXPECT_EQ(parse_error("[{\"src\":1,\"x\":{\"src\":2}},{\"src\":3}]"), "(no error)");
 }
 
-TEST(json_input, nesting_has_a_bound) {
+TEST(JsonInput, NestingHasABound) {
     EXPECT_EQ(parse_error(std::string(64, '[') + std::string(64, ']')), "(no error)");
     EXPECT_EQ(parse_error(std::string(65, '[') + std::string(65, ']')),
               "in.json:1:65: values are nested more than 64 levels deep");
 }
 
-TEST(json_input, a_million_brackets_do_no_harm) {
+TEST(JsonInput, AMillionBracketsDoNoHarm) {
     EXPECT_EQ(parse_error(std::string(1000000, '[')),
               "in.json:1:65: values are nested more than 64 levels deep");
     std::string objects;
@@ -84,7 +84,7 @@ TEST(json_input, a_million_brackets_do_no_harm) {
     EXPECT_EQ(parse_error(objects), "in.json:1:321: values are nested more than 64 levels deep");
 }
 
-TEST(json_input, a_value_tells_its_way_from_the_root) {
+TEST(JsonInput, AValueTellsItsWayFromTheRoot) {
     const json_document list = parse_json({"in.json", R"([{}, {"a/b~c": [0, 7]}])"}, "`ip`");
     const json_view entry = json_view(list).elements("an array")[1];
     EXPECT_EQ(entry.place(), "in.json: entry 2 of 2 (/1)");
@@ -96,7 +96,7 @@ TEST(json_input, a_value_tells_its_way_from_the_root) {
     EXPECT_EQ(json_view(object).place(), "in.json");
 }
 
-TEST(json_input, wrong_values_are_refused_with_what_was_expected_and_found) {
+TEST(JsonInput, WrongValuesAreRefusedWithWhatWasExpectedAndFound) {
     const json_document list =
         parse_json({"in.json", R"([null, true, -1, 1.5, "x", [1, 2], {}])"}, "`ip`");
     const auto views = json_view(list).elements("an array");
@@ -113,7 +113,7 @@ TEST(json_input, wrong_values_are_refused_with_what_was_expected_and_found) {
               "in.json: entry 5 of 7 (/4): expected a list, found the string \"x\"");
 }
 
-TEST(json_input, numbers_are_held_to_their_range) {
+TEST(JsonInput, NumbersAreHeldToTheirRange) {
     const json_document list =
         parse_json({"in.json", "[0, 1, 255, 256, 4294967296, -1, 2.0]"}, "`ip`");
     const auto views = json_view(list).elements("an array");
@@ -133,7 +133,7 @@ TEST(json_input, numbers_are_held_to_their_range) {
     EXPECT_EQ(number_error(6), "in.json: entry 7 of 7 (/6): expected a TTL, found the number 2.0");
 }
 
-TEST(json_input, a_missing_member_is_named_with_those_that_are_there) {
+TEST(JsonInput, AMissingMemberIsNamedWithThoseThatAreThere) {
     const json_document list = parse_json({"in.json", R"([{"dst":1,"iif":2}, {}])"}, "`ip`");
     const auto views = json_view(list).elements("an array");
     EXPECT_EQ(error_of([&] { views[0].member("src", "the source"); }),
@@ -144,7 +144,7 @@ TEST(json_input, a_missing_member_is_named_with_those_that_are_there) {
               "object");
 }
 
-TEST(json_input, entries_of_an_inner_array_say_which_one_they_are) {
+TEST(JsonInput, EntriesOfAnInnerArraySayWhichOneTheyAre) {
     const json_document document =
         parse_json({"in.json", R"([{"a/b":[{"x":1},{"x":[true]}]}])"}, "`ip`");
     const json_view inner = json_view(document).elements("").at(0).member("a/b", "");
@@ -157,7 +157,7 @@ TEST(json_input, entries_of_an_inner_array_say_which_one_they_are) {
               "in.json: entry 2 of 2 (/0/a~1b/1/x/0)");
 }
 
-TEST(json_input, members_and_truths_are_read_or_refused) {
+TEST(JsonInput, MembersAndTruthsAreReadOrRefused) {
     const json_document document =
         parse_json({"in.json", R"({"yes":true,"no":false,"one":1})"}, "`ip`");
     const auto members = json_view(document).members("an object");

@@ -41,20 +41,20 @@ texts between(const entries &older, const entries &newer) {
     return texts_of(changes(older, newer));
 }
 
-TEST(l2_changes, a_download_adds_everything_in_order) {
+TEST(L2Changes, ADownloadAddsEverythingInOrder) {
     EXPECT_EQ(texts_of(all_added(
                   {entry_of("239.1.1.1", {{11, 0}, {12, 0}}), entry_of("239.1.1.2", {}, true)})),
               (texts{"add 239.1.1.1: 11 12", "add 239.1.1.2: permanent"}));
     EXPECT_TRUE(all_added({}).empty());
 }
 
-TEST(l2_changes, what_is_the_same_is_not_sent) {
+TEST(L2Changes, WhatIsTheSameIsNotSent) {
     const entries some = {entry_of("239.1.1.1", {{11, 0}}), entry_of("239.1.1.2", {}),
                           entry_of("239.1.1.3", {}, true)};
     EXPECT_EQ(between(some, some), texts{});
 }
 
-TEST(l2_changes, ports_that_come_are_added_and_ports_that_go_removed) {
+TEST(L2Changes, PortsThatComeAreAddedAndPortsThatGoRemoved) {
     EXPECT_EQ(
         between({entry_of("239.1.1.1", {{11, 0}})}, {entry_of("239.1.1.1", {{11, 0}, {12, 0}})}),
         texts{"add 239.1.1.1: 12"});
@@ -69,7 +69,7 @@ TEST(l2_changes, ports_that_come_are_added_and_ports_that_go_removed) {
               (texts{"remove 239.1.1.1: 11", "add 239.1.1.1: 11+"}));
 }
 
-TEST(l2_changes, entries_come_and_go_with_their_ports) {
+TEST(L2Changes, EntriesComeAndGoWithTheirPorts) {
     EXPECT_EQ(between({entry_of("239.1.1.1", {{11, 0}, {12, 4}}, true)},
                       {entry_of("239.1.1.2", {{13, 0}})}),
               (texts{"remove 239.1.1.1: 11 12+ permanent", "add 239.1.1.2: 13"}));
@@ -78,7 +78,7 @@ TEST(l2_changes, entries_come_and_go_with_their_ports) {
     EXPECT_EQ(between({}, {entry_of("239.1.1.1", {})}), texts{"add 239.1.1.1:"});
 }
 
-TEST(l2_changes, an_entry_that_loses_its_last_port_and_stays_is_made_again) {
+TEST(L2Changes, AnEntryThatLosesItsLastPortAndStaysIsMadeAgain) {
     EXPECT_EQ(between({entry_of("239.1.1.1", {{11, 0}})}, {entry_of("239.1.1.1", {})}),
               (texts{"remove 239.1.1.1: 11", "add 239.1.1.1:"}));
     EXPECT_EQ(between({entry_of("239.1.1.1", {})}, {entry_of("239.1.1.1", {{11, 0}})}),
@@ -88,7 +88,7 @@ TEST(l2_changes, an_entry_that_loses_its_last_port_and_stays_is_made_again) {
               (texts{"remove 239.1.1.1: 11", "add 239.1.1.1: 12"}));
 }
 
-TEST(l2_changes, an_entry_of_another_bridge_or_permanence_is_made_anew) {
+TEST(L2Changes, AnEntryOfAnotherBridgeOrPermanenceIsMadeAnew) {
     EXPECT_EQ(between({entry_of("239.1.1.1", {{11, 0}, {12, 0}})},
                       {entry_of("239.1.1.1", {{11, 0}}, true)}),
               (texts{"remove 239.1.1.1: 11 12", "add 239.1.1.1: 11 permanent"}));
@@ -99,7 +99,7 @@ TEST(l2_changes, an_entry_of_another_bridge_or_permanence_is_made_anew) {
               (texts{"remove 239.1.1.1: permanent", "add 239.1.1.1:"}));
 }
 
-TEST(l2_changes, removals_go_first_each_in_the_order_of_the_keys) {
+TEST(L2Changes, RemovalsGoFirstEachInTheOrderOfTheKeys) {
     const entries older = {entry_of("239.1.1.1", {{11, 0}}),
                            entry_of("239.1.1.2", {{11, 0}, {12, 0}}),
                            entry_of("239.1.1.3", {{11, 0}})};
@@ -111,7 +111,7 @@ TEST(l2_changes, removals_go_first_each_in_the_order_of_the_keys) {
                      "add 239.1.1.3: 12", "add 239.1.1.4: 11"}));
 }
 
-TEST(l2_changes, the_source_and_the_vlan_are_of_the_key) {
+TEST(L2Changes, TheSourceAndTheVlanAreOfTheKey) {
     l2_entry plain = entry_of("239.1.1.1", {{11, 0}});
     l2_entry sourced = plain;
     sourced.key.source = parse_ip("10.0.0.9");

@@ -52,7 +52,7 @@ bytes record_of(const l2_change &change) {
 
 // In host byte order: the library turns it over.
 
-TEST(l2_message, an_ipv4_record_with_a_source_has_every_field_in_its_place) {
+TEST(L2Message, AnIpv4RecordWithASourceHasEveryFieldInItsPlace) {
     l2_change change = change_of("239.17.34.51", "10.20.30.40", {{0x51525354, 0}, {0x61626364, 4}});
     change.entry.bridge = 0x11121314;
     change.entry.key.vlan = 0x0fa1;
@@ -76,7 +76,7 @@ TEST(l2_message, an_ipv4_record_with_a_source_has_every_field_in_its_place) {
     EXPECT_EQ(record_of(change), expected);
 }
 
-TEST(l2_message, an_ipv4_record_for_any_source_has_a_source_of_zeros) {
+TEST(L2Message, AnIpv4RecordForAnySourceHasASourceOfZeros) {
     const bytes expected = {21, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, //
                             2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0, 0, 0, 0, 0,
                             // group and source, both of kind 4
@@ -86,7 +86,7 @@ TEST(l2_message, an_ipv4_record_for_any_source_has_a_source_of_zeros) {
     EXPECT_EQ(record_of(change_of("239.1.2.1", nullptr, {})), expected);
 }
 
-TEST(l2_message, an_ipv6_record_has_its_addresses_as_they_are) {
+TEST(L2Message, AnIpv6RecordHasItsAddressesAsTheyAre) {
     l2_change change = change_of("ff3e:1213:1415:1617:1819:1a1b:1c1d:1e1f",
                                  "2001:2223:2425:2627:2829:2a2b:2c2d:2e2f", {{7, 0}});
     change.operation = l2_operation::remove;
@@ -104,7 +104,7 @@ TEST(l2_message, an_ipv6_record_has_its_addresses_as_they_are) {
     EXPECT_EQ(record_of(change), expected);
 }
 
-TEST(l2_message, an_ipv6_record_for_any_source_has_a_source_of_zeros) {
+TEST(L2Message, AnIpv6RecordForAnySourceHasASourceOfZeros) {
     const bytes record = record_of(change_of("ff0e::1", nullptr, {}));
     EXPECT_EQ(bytes(record.begin() + 34, record.begin() + 38), (bytes{8, 0, 0, 0}));
     EXPECT_EQ(bytes(record.begin() + 38, record.begin() + 54),
@@ -114,7 +114,7 @@ TEST(l2_message, an_ipv6_record_for_any_source_has_a_source_of_zeros) {
     EXPECT_EQ(record.size(), 80u);
 }
 
-TEST(l2_message, a_mac_record_has_six_bytes_of_address_and_no_source) {
+TEST(L2Message, AMacRecordHasSixBytesOfAddressAndNoSource) {
     const bytes expected = {21, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, //
                             2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0, 0, 0, 0, 0,
                             // group and source, both of kind 2
@@ -129,7 +129,7 @@ constexpr std::size_t record_bytes(std::size_t ports) {
     return 80 + 32 * ports;
 }
 
-TEST(l2_message, is_sent_when_the_next_record_does_not_fit) {
+TEST(L2Message, IsSentWhenTheNextRecordDoesNotFit) {
     message_log log;
     l2_messages messages(8 + 2 * record_bytes(1), false, log.sender());
     for (std::uint32_t port = 1; port <= 5; ++port)
@@ -148,7 +148,7 @@ TEST(l2_message, is_sent_when_the_next_record_does_not_fit) {
     EXPECT_EQ(messages.records_sent(), 5u);
 }
 
-TEST(l2_message, a_record_larger_than_a_message_may_be_gets_one_of_its_own) {
+TEST(L2Message, ARecordLargerThanAMessageMayBeGetsOneOfItsOwn) {
     message_log log;
     l2_messages messages(200, false, log.sender());
     ASSERT_TRUE(messages.add(change_of("239.1.1.1", nullptr, {})));
@@ -159,7 +159,7 @@ TEST(l2_message, a_record_larger_than_a_message_may_be_gets_one_of_its_own) {
     EXPECT_EQ(log.messages[1].content.size(), 8 + record_bytes(1000));
 }
 
-TEST(l2_message, starts_zeroed_each_time) {
+TEST(L2Message, StartsZeroedEachTime) {
     message_log log;
     l2_messages messages(8 + record_bytes(2), false, log.sender());
     ASSERT_TRUE(
@@ -187,7 +187,7 @@ std::vector<int> head_flags(bool markers, std::uint32_t message_bytes) {
     return flags;
 }
 
-TEST(l2_message, the_first_one_asks_for_the_begin_marker_and_the_last_one_for_the_end_marker) {
+TEST(L2Message, TheFirstOneAsksForTheBeginMarkerAndTheLastOneForTheEndMarker) {
     EXPECT_EQ(head_flags(true, 1), (std::vector<int>{1, 0, 2}));
     EXPECT_EQ(head_flags(true, 65536), (std::vector<int>{3}));
     EXPECT_EQ(head_flags(true, 8 + 2 * record_bytes(1)), (std::vector<int>{1, 2}));
@@ -195,7 +195,7 @@ TEST(l2_message, the_first_one_asks_for_the_begin_marker_and_the_last_one_for_th
     EXPECT_EQ(head_flags(false, 65536), (std::vector<int>{0}));
 }
 
-TEST(l2_message, holds_as_many_records_as_its_count_can_say) {
+TEST(L2Message, HoldsAsManyRecordsAsItsCountCanSay) {
     message_log log;
     l2_messages messages(16u << 20, true, log.sender());
     for (int i = 0; i < 65536; ++i)
@@ -206,14 +206,14 @@ TEST(l2_message, holds_as_many_records_as_its_count_can_say) {
     EXPECT_EQ(log.messages[1].records, 1);
 }
 
-TEST(l2_message, nothing_to_send_is_no_message) {
+TEST(L2Message, NothingToSendIsNoMessage) {
     message_log log;
     l2_messages messages(65536, true, log.sender());
     EXPECT_TRUE(messages.finish());
     EXPECT_TRUE(log.messages.empty());
 }
 
-TEST(l2_message, a_failed_send_is_not_counted) {
+TEST(L2Message, AFailedSendIsNotCounted) {
     message_log log;
     log.fail_at = 1;
     l2_messages messages(1, true, log.sender());

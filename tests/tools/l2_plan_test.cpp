@@ -30,7 +30,7 @@ std::string entry(const char *port, const char *group, const char *state = "temp
 
 using ports = std::vector<l2_port>;
 
-TEST(l2_plan, gathers_the_ports_of_an_entry) {
+TEST(L2Plan, GathersThePortsOfAnEntry) {
     const l2_plan plan = plan_of(entry("c", "239.1.1.1") + "," + entry("a", "239.1.1.1") + "," +
                                  entry("br10", "239.1.1.1") + "," + entry("b", "239.1.1.1"));
     ASSERT_EQ(plan.entries.size(), 1u);
@@ -42,7 +42,7 @@ TEST(l2_plan, gathers_the_ports_of_an_entry) {
     EXPECT_EQ(entry.ports, (ports{{2, 4}, {11, 0}, {12, 0}, {13, 0}}));
 }
 
-TEST(l2_plan, tells_entries_apart_by_vlan_group_and_source_and_sorts_them) {
+TEST(L2Plan, TellsEntriesApartByVlanGroupAndSourceAndSortsThem) {
     const l2_plan plan = plan_of(
         entry("a", "01:1b:19:00:00:00") + "," + entry("a", "ff0e::1") + "," +
         entry("a", "239.1.1.2") + "," + entry("a", "239.1.1.1", "temp", R"(,"vid":9)") + "," +
@@ -59,7 +59,7 @@ TEST(l2_plan, tells_entries_apart_by_vlan_group_and_source_and_sorts_them) {
     EXPECT_EQ(keys, expected);
 }
 
-TEST(l2_plan, one_permanent_port_makes_the_entry_permanent) {
+TEST(L2Plan, OnePermanentPortMakesTheEntryPermanent) {
     EXPECT_TRUE(plan_of(entry("a", "239.1.1.1") + "," + entry("b", "239.1.1.1", "permanent"))
                     .entries[0]
                     .permanent);
@@ -68,7 +68,7 @@ TEST(l2_plan, one_permanent_port_makes_the_entry_permanent) {
                     .permanent);
 }
 
-TEST(l2_plan, leaves_out_ports_that_the_kernel_does_not_send_to_but_not_their_entry) {
+TEST(L2Plan, LeavesOutPortsThatTheKernelDoesNotSendToButNotTheirEntry) {
     const l2_plan plan =
         plan_of(entry("a", "239.1.1.1", "temp", R"(,"filter_mode":"include")") + "," +
                 entry("b", "239.1.1.2", "temp", R"(,"src":"10.0.0.9","flags":["blocked"])") + "," +
@@ -79,12 +79,12 @@ TEST(l2_plan, leaves_out_ports_that_the_kernel_does_not_send_to_but_not_their_en
     EXPECT_EQ(plan.ports_without, 2u);
 }
 
-TEST(l2_plan, a_port_that_stands_in_an_entry_for_each_receiver_is_one_port) {
+TEST(L2Plan, APortThatStandsInAnEntryForEachReceiverIsOnePort) {
     const l2_plan plan = plan_of(entry("a", "239.1.1.1") + "," + entry("a", "239.1.1.1"));
     EXPECT_EQ(plan.entries[0].ports, (ports{{11, 0}}));
 }
 
-TEST(l2_plan, the_vlan_is_the_vid_or_named_or_in_the_bridges_name) {
+TEST(L2Plan, TheVlanIsTheVidOrNamedOrInTheBridgesName) {
     const auto vlan = [](const std::string &bridge, const char *rest, const bridge_vlans &vlans) {
         const std::string text = R"({"index":7,"dev":")" + bridge +
                                  R"(","port":"a","grp":"239.1.1.1","state":"temp")" + rest + "}";
@@ -98,7 +98,7 @@ TEST(l2_plan, the_vlan_is_the_vid_or_named_or_in_the_bridges_name) {
     EXPECT_EQ(vlan("br10", R"(,"vid":6)", {{"br10", 5}}), 6u);
 }
 
-TEST(l2_plan, a_bridge_without_a_vlan_is_refused) {
+TEST(L2Plan, ABridgeWithoutAVlanIsRefused) {
     for (const std::string bridge :
          {"docker0", "br", "br0", "br010", "br4095", "br4294967306", "br10x", "br-10", "Br10"}) {
         EXPECT_EQ(plan_error(entry("a", "239.1.1.1") + R"(,{"index":7,"dev":")" + bridge +
@@ -110,7 +110,7 @@ TEST(l2_plan, a_bridge_without_a_vlan_is_refused) {
     }
 }
 
-TEST(l2_plan, entries_that_contradict_each_other_are_refused) {
+TEST(L2Plan, EntriesThatContradictEachOtherAreRefused) {
     EXPECT_EQ(
         plan_error(
             entry("a", "239.1.1.1") +
@@ -134,7 +134,7 @@ TEST(l2_plan, entries_that_contradict_each_other_are_refused) {
               "and so has \"br10\" in entry 1 of 2");
 }
 
-TEST(l2_plan, a_port_that_nobody_knows_is_refused) {
+TEST(L2Plan, APortThatNobodyKnowsIsRefused) {
     EXPECT_EQ(plan_error(entry("a", "239.1.1.1") + "," + entry("x", "239.1.1.1")),
               "mdb.json: entry 2 of 2 (/0/mdb/1/port): links.json has no interface \"x\", so the "
               "two recordings do "
@@ -143,7 +143,7 @@ TEST(l2_plan, a_port_that_nobody_knows_is_refused) {
               "with --number-interfaces");
 }
 
-TEST(l2_plan, links_of_another_machine_are_refused) {
+TEST(L2Plan, LinksOfAnotherMachineAreRefused) {
     const mdb_table table = mdb_of(entry("a", "239.1.1.1"));
     check_bridges(table, links);
     check_bridges(table, recorded_links("none.json", {}));
@@ -155,7 +155,7 @@ TEST(l2_plan, links_of_another_machine_are_refused) {
               "they do not belong together");
 }
 
-TEST(l2_plan, hands_on_what_was_left_out) {
+TEST(L2Plan, HandsOnWhatWasLeftOut) {
     const mdb_table table =
         parse_mdb({"mdb.json", mdb_text(entry("a", "239.1.1.1") + R"(,{"dev":"docker0"})",
                                         R"({"br10":[{"port":"a"}]})")},

@@ -10,14 +10,14 @@ std::string links_error(const std::string &text) {
     return error_of([&] { parse_links({"links.json", text}); });
 }
 
-TEST(links, gives_the_index_of_every_name) {
+TEST(Links, GivesTheIndexOfEveryName) {
     const auto links = parse_links({"links.json", R"([{"ifindex":1,"ifname":"lo","flags":["UP"]},
                                                      {"ifindex":2147483647,"ifname":"eth0"}])"});
     const std::map<std::string, std::uint32_t> expected = {{"eth0", 2147483647}, {"lo", 1}};
     EXPECT_EQ(links, expected);
 }
 
-TEST(links, anything_else_is_refused_with_its_place) {
+TEST(Links, AnythingElseIsRefusedWithItsPlace) {
     EXPECT_EQ(links_error("{}"), "links.json: expected an array of interfaces, the output of `ip "
                                  "-j link show`, found an object");
     EXPECT_EQ(

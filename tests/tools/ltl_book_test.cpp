@@ -33,7 +33,7 @@ texts rows_of(const std::vector<ltl> &ltls) {
     return rows;
 }
 
-class a_book : public program_fixture {
+class ABook : public program_fixture {
 protected:
     void answer(std::initializer_list<std::uint32_t> words, std::uint32_t opcode) {
         simulator.answers.emplace_back(fake_answer(word_bytes(words), opcode));
@@ -47,7 +47,7 @@ protected:
     ltl_book book;
 };
 
-TEST_F(a_book, follows_what_comes_changes_and_goes) {
+TEST_F(ABook, FollowsWhatComesChangesAndGoes) {
     allocated(1, 1, 0x4000, 1);
     allocated(2, 2, 0x4001, 2);
     answer({of_release, 0, 3, 1, 0x4000, 1, 0, 0}, ltl_release);
@@ -74,7 +74,7 @@ TEST_F(a_book, follows_what_comes_changes_and_goes) {
     EXPECT_TRUE(book.refusals().empty());
 }
 
-TEST_F(a_book, sends_nothing_for_what_stays) {
+TEST_F(ABook, SendsNothingForWhatStays) {
     allocated(1, 1, 0x4000, 1);
     client_session client({});
     const std::vector<l2_entry> entries = {entry_of(10, 0xef010101, {port1})};
@@ -83,7 +83,7 @@ TEST_F(a_book, sends_nothing_for_what_stays) {
     EXPECT_EQ(sent_opcodes(), (opcodes{registration, ltl_allocation}));
 }
 
-TEST_F(a_book, takes_no_second_answer_for_another_request) {
+TEST_F(ABook, TakesNoSecondAnswerForAnotherRequest) {
     for (int copy = 0; copy < 2; ++copy)
         allocated(1, 1, 0x4000, 1);
     for (int copy = 0; copy < 2; ++copy)
@@ -97,7 +97,7 @@ TEST_F(a_book, takes_no_second_answer_for_another_request) {
                      "0x4002 VLAN 10 tag 3: 68010100"}));
 }
 
-TEST_F(a_book, goes_on_where_something_is_refused) {
+TEST_F(ABook, GoesOnWhereSomethingIsRefused) {
     allocated(1, 1, 0x4000, 1);
     answer({of_allocation, 3, 2, 1, 2, 0, 0, 3}, ltl_allocation);
     answer({of_release, 4, 3, 1, 0x4000, 1, 0, 4}, ltl_release);
@@ -113,7 +113,7 @@ TEST_F(a_book, goes_on_where_something_is_refused) {
     EXPECT_EQ(book.requests(), 3u);
 }
 
-TEST_F(a_book, keeps_the_interfaces_whose_change_was_refused) {
+TEST_F(ABook, KeepsTheInterfacesWhoseChangeWasRefused) {
     allocated(1, 1, 0x4000, 1);
     answer({of_modification, 2, 2, 1, 0x4000, 1, 0, 2}, ltl_modification);
     client_session client({});
@@ -124,7 +124,7 @@ TEST_F(a_book, keeps_the_interfaces_whose_change_was_refused) {
     EXPECT_EQ(book.refusals().size(), 1u);
 }
 
-TEST_F(a_book, ends_when_no_answer_comes) {
+TEST_F(ABook, EndsWhenNoAnswerComes) {
     client_session client({});
     EXPECT_THROW(book.follow(client, {entry_of(10, 0xef010101, {port1})}), session_error);
     EXPECT_TRUE(book.all().empty());
@@ -134,14 +134,14 @@ ltl held_ltl() {
     return {.entry = 3, .key = {0x4000}, .vlan = 10, .tag = 7, .interfaces = {port1, port2}};
 }
 
-TEST(held_ltls, are_read_from_what_vellsim_shows) {
+TEST(HeldLtls, AreReadFromWhatVellsimShows) {
     const auto ltls = parse_held_ltls(
         {"held.json", R"({"ltl":[{"index":16384,"vlan":10,"tag":4294967295,"client":1,
         "pid":7,"interfaces":[{"if_index":1744896512},{"if_index":1744896256}]}],"pool":{}})"});
     EXPECT_EQ(rows_of(ltls), (texts{"0x4000 VLAN 10 tag 4294967295: 68010100 68010200"}));
 }
 
-TEST(held_ltls, that_are_something_else_are_refused) {
+TEST(HeldLtls, ThatAreSomethingElseAreRefused) {
     const auto error = [](const char *text) {
         return error_of([&] { parse_held_ltls({"held.json", text}); });
     };
@@ -160,12 +160,12 @@ TEST(held_ltls, that_are_something_else_are_refused) {
         "held.json: /ltl/1: LTL 0x1 stands twice");
 }
 
-TEST(compared_ltls, agree_when_every_field_does) {
+TEST(ComparedLtls, AgreeWhenEveryFieldDoes) {
     EXPECT_TRUE(compare_ltls({held_ltl()}, {held_ltl()}).equal());
     EXPECT_TRUE(compare_ltls({}, {}).equal());
 }
 
-TEST(compared_ltls, differ_by_each_field) {
+TEST(ComparedLtls, DifferByEachField) {
     ltl vlan = held_ltl();
     vlan.vlan = 11;
     ltl tag = held_ltl();
@@ -179,7 +179,7 @@ TEST(compared_ltls, differ_by_each_field) {
               (texts{"LTL 0x4000: interfaces: fed Eth1/1 Eth1/2, held Eth1/1"}));
 }
 
-TEST(compared_ltls, may_be_missing_or_unexpected) {
+TEST(ComparedLtls, MayBeMissingOrUnexpected) {
     const comparison missing = compare_ltls({held_ltl()}, {});
     EXPECT_FALSE(missing.equal());
     EXPECT_EQ(missing.lines, (texts{"LTL 0x4000: missing: fed from entry 4, not held"}));

@@ -12,14 +12,14 @@ namespace {
 
 using testing::EndsWith;
 
-class ltl_ports_of_group : public testing::Test {
+class LtlPortsOfGroup : public testing::Test {
 protected:
-    ltl_ports_of_group() {
+    LtlPortsOfGroup() {
         ports.mdb_path = write("mdb", mdb_text(entries));
         ports.links_path = links = write("links", R"([{"ifindex":17,"ifname":"lan1"}])");
         ports.group = "239.1.1.1";
     }
-    ~ltl_ports_of_group() override {
+    ~LtlPortsOfGroup() override {
         unlink(ports.mdb_path.c_str());
         unlink(links.c_str());
     }
@@ -54,7 +54,7 @@ protected:
     std::string links;
 };
 
-TEST(ltl_ports, by_name_are_taken_in_their_order) {
+TEST(LtlPorts, ByNameAreTakenInTheirOrder) {
     ltl_ports ports;
     ports.names = {"Eth3/7", "Po1", "Vlan10", "if12", "Po1"};
     EXPECT_EQ(switch_names(ports.load(0)), "Eth3/7 Po1 Vlan10 if12 Po1");
@@ -67,30 +67,30 @@ TEST(ltl_ports, by_name_are_taken_in_their_order) {
     }
 }
 
-TEST_F(ltl_ports_of_group, are_those_that_the_kernel_sends_to) {
+TEST_F(LtlPortsOfGroup, AreThoseThatTheKernelSendsTo) {
     EXPECT_EQ(names(), "if17 Vlan10 Po1 Eth3/7");
     ports.source = "10.0.0.9";
     EXPECT_EQ(names(), "Eth1/2");
 }
 
-TEST_F(ltl_ports_of_group, are_of_the_vlan) {
+TEST_F(LtlPortsOfGroup, AreOfTheVlan) {
     EXPECT_EQ(names(11), "Eth1/3");
     EXPECT_THAT(error(12), EndsWith(".mdb: there is no (*, 239.1.1.1) in VLAN 12"));
     ports.bridge = "lan";
     EXPECT_EQ(names(12), "Eth1/5");
 }
 
-TEST_F(ltl_ports_of_group, may_be_none) {
+TEST_F(LtlPortsOfGroup, MayBeNone) {
     ports.group = "239.1.1.3";
     EXPECT_EQ(names(), "none");
 }
 
-TEST_F(ltl_ports_of_group, may_be_of_a_group_without_an_ip_address) {
+TEST_F(LtlPortsOfGroup, MayBeOfAGroupWithoutAnIpAddress) {
     ports.group = "01:1b:19:00:00:00";
     EXPECT_EQ(names(), "Eth2/1");
 }
 
-TEST_F(ltl_ports_of_group, need_the_links_only_where_a_name_says_nothing) {
+TEST_F(LtlPortsOfGroup, NeedTheLinksOnlyWhereANameSaysNothing) {
     ports.links_path = write("links", R"([{"ifindex":18,"ifname":"lan2"}])");
     EXPECT_THAT(error(), testing::HasSubstr(".mdb: entry 1 of 12 (/0/mdb/0/port): "));
     EXPECT_THAT(error(), testing::HasSubstr("has no interface \"lan1\""));
@@ -98,7 +98,7 @@ TEST_F(ltl_ports_of_group, need_the_links_only_where_a_name_says_nothing) {
     EXPECT_EQ(names(11), "Eth1/3");
 }
 
-TEST_F(ltl_ports_of_group, of_an_index_that_is_too_large_are_refused) {
+TEST_F(LtlPortsOfGroup, OfAnIndexThatIsTooLargeAreRefused) {
     ports.links_path = write("links", R"([{"ifindex":67108864,"ifname":"lan1"}])");
     EXPECT_THAT(
         error(),
@@ -106,7 +106,7 @@ TEST_F(ltl_ports_of_group, of_an_index_that_is_too_large_are_refused) {
                  "interface that the switch knows by it alone"));
 }
 
-TEST_F(ltl_ports_of_group, of_two_bridges_are_refused) {
+TEST_F(LtlPortsOfGroup, OfTwoBridgesAreRefused) {
     ports.mdb_path = write("mdb", mdb_text(R"(
         {"index":2,"dev":"br0","port":"eth3-7","grp":"239.1.1.1","state":"temp","vid":10},
         {"index":3,"dev":"br1","port":"eth4-1","grp":"239.1.1.1","state":"temp","vid":10})"));
@@ -118,14 +118,14 @@ TEST_F(ltl_ports_of_group, of_two_bridges_are_refused) {
     EXPECT_EQ(names(), "Eth4/1");
 }
 
-TEST_F(ltl_ports_of_group, want_their_own_links) {
+TEST_F(LtlPortsOfGroup, WantTheirOwnLinks) {
     ports.links_path =
         write("links", R"([{"ifindex":17,"ifname":"lan1"},{"ifindex":55,"ifname":"br10"}])");
     EXPECT_THAT(error(), testing::HasSubstr("the bridge \"br10\" has the index 2 here, and "));
     EXPECT_THAT(error(), EndsWith(" says 55: they do not belong together"));
 }
 
-TEST_F(ltl_ports_of_group, of_one_index_are_refused) {
+TEST_F(LtlPortsOfGroup, OfOneIndexAreRefused) {
     ports.mdb_path = write("mdb", mdb_text(R"(
         {"index":2,"dev":"br10","port":"lan1","grp":"239.1.1.1","state":"temp"},
         {"index":2,"dev":"br10","port":"if17","grp":"239.1.1.1","state":"temp"})"));
@@ -136,7 +136,7 @@ TEST_F(ltl_ports_of_group, of_one_index_are_refused) {
             "and so has \"lan1\" in entry 1 of 2"));
 }
 
-TEST_F(ltl_ports_of_group, are_not_numbered) {
+TEST_F(LtlPortsOfGroup, AreNotNumbered) {
     ports.links_path = write("links", "[]");
     EXPECT_THAT(error(), EndsWith("give the links that were recorded with this table"));
     ports.links_path.clear();
@@ -146,7 +146,7 @@ TEST_F(ltl_ports_of_group, are_not_numbered) {
             "this machine has no interface \"lan1\"; give the recorded links with --links FILE"));
 }
 
-TEST_F(ltl_ports_of_group, want_an_address) {
+TEST_F(LtlPortsOfGroup, WantAnAddress) {
     ports.source = "ff0e::1";
     EXPECT_THROW(ports.load(10), usage_error);
     ports.source = "host";

@@ -9,7 +9,7 @@ namespace {
 using testing::HasSubstr;
 using opcodes = std::vector<std::uint32_t>;
 
-class ltl : public program_fixture {
+class Ltl : public program_fixture {
 protected:
     void answer_with(const fake_answer &answer) {
         start_over();
@@ -32,7 +32,7 @@ protected:
     const std::vector<std::string> release = {"ltl", "release", "16384", "--tag", "7"};
 };
 
-TEST_F(ltl, is_allocated_for_interfaces_by_name) {
+TEST_F(Ltl, IsAllocatedForInterfacesByName) {
     answer_with({word_bytes({of_allocation, 0, 1, 1, 7, 0x4000, 3, 0}), ltl_allocation});
     EXPECT_EQ(run(alloc), 0) << err;
     EXPECT_EQ(out, "allocated LTL 0x4000 with 3 interfaces: Eth3/7 Po1 Vlan10\n");
@@ -43,7 +43,7 @@ TEST_F(ltl, is_allocated_for_interfaces_by_name) {
     expect_all_closed();
 }
 
-TEST_F(ltl, is_allocated_for_a_groups_ports) {
+TEST_F(Ltl, IsAllocatedForAGroupsPorts) {
     const std::string mdb = write_file("mdb", mdb_text(R"(
         {"index":2,"dev":"br10","port":"eth3-7","grp":"239.1.1.1","state":"temp"},
         {"index":2,"dev":"br10","port":"lan1","grp":"239.1.1.1","state":"temp"})"));
@@ -58,14 +58,14 @@ TEST_F(ltl, is_allocated_for_a_groups_ports) {
               word_bytes({1, 1, 10, 7, 2, 0x04000011, 0x68030700}));
 }
 
-TEST_F(ltl, may_be_of_no_interface) {
+TEST_F(Ltl, MayBeOfNoInterface) {
     answer_with({word_bytes({of_allocation, 0, 1, 1, 7, 0x4000, 0, 0}), ltl_allocation});
     EXPECT_EQ(run({"ltl", "alloc", "--vlan", "10", "--tag", "7", "--no-ports"}), 0) << err;
     EXPECT_EQ(out, "allocated LTL 0x4000 with 0 interfaces: none\n");
     EXPECT_EQ(simulator.requests.at(1).payload, word_bytes({1, 1, 10, 7, 0}));
 }
 
-TEST_F(ltl, is_given_other_interfaces) {
+TEST_F(Ltl, IsGivenOtherInterfaces) {
     answer_with({word_bytes({of_modification, 0, 1, 1, 0x4000, 7, 1, 0}), ltl_modification});
     EXPECT_EQ(run(modify), 0) << err;
     EXPECT_EQ(out, "changed LTL 0x4000 with 1 interface: Eth3/7\n");
@@ -74,7 +74,7 @@ TEST_F(ltl, is_given_other_interfaces) {
     expect_all_closed();
 }
 
-TEST_F(ltl, is_released) {
+TEST_F(Ltl, IsReleased) {
     answer_with({word_bytes({of_release, 0, 1, 1, 0x4000, 7, 0, 0}), ltl_release});
     EXPECT_EQ(run(release), 0) << err;
     EXPECT_EQ(out, "released LTL 0x4000\n");
@@ -83,7 +83,7 @@ TEST_F(ltl, is_released) {
     expect_all_closed();
 }
 
-TEST_F(ltl, a_refusal_says_the_reason) {
+TEST_F(Ltl, ARefusalSaysTheReason) {
     EXPECT_EQ(error_with(alloc, {word_bytes({of_allocation, 3, 1, 1, 7, 0, 0, 3}), ltl_allocation}),
               "vellfeed: the LTL manager refused the LTL allocation for VLAN 10 with tag 7: the "
               "pool is exhausted "
@@ -104,7 +104,7 @@ TEST_F(ltl, a_refusal_says_the_reason) {
         "(status 77)\n");
 }
 
-TEST_F(ltl, an_answer_to_something_else_is_none) {
+TEST_F(Ltl, AnAnswerToSomethingElseIsNone) {
     const auto text = [](const char *request, std::size_t size, const char *why) {
         return fmt::format("vellfeed: the switch answered the {} with a message of {} bytes that "
                            "is no answer to it: "
@@ -124,7 +124,7 @@ TEST_F(ltl, an_answer_to_something_else_is_none) {
               text("LTL modification", 16, "it is not of one LTL"));
 }
 
-TEST_F(ltl, an_answer_that_does_not_fit_is_told) {
+TEST_F(Ltl, AnAnswerThatDoesNotFitIsTold) {
     EXPECT_EQ(
         error_with(alloc, {word_bytes({of_allocation, 0, 1, 1, 7, 0x4000, 2, 0}), ltl_allocation}),
         "vellfeed: the LTL manager answered that there is LTL 0x4000 with 2 interfaces, though 3 "
@@ -138,7 +138,7 @@ TEST_F(ltl, an_answer_that_does_not_fit_is_told) {
         "vellfeed: the LTL manager answered the LTL release for LTL 0x4001, expected LTL 0x4000\n");
 }
 
-TEST_F(ltl, an_answer_with_another_cookie_is_none) {
+TEST_F(Ltl, AnAnswerWithAnotherCookieIsNone) {
     EXPECT_EQ(
         error_with(alloc, {word_bytes({of_allocation, 0, 2, 1, 7, 0x4000, 3, 0}), ltl_allocation}),
         "vellfeed: the switch answered the LTL allocation with a message of 32 bytes that is no "
@@ -146,7 +146,7 @@ TEST_F(ltl, an_answer_with_another_cookie_is_none) {
         "cookie 2, expected cookie 1\n");
 }
 
-TEST_F(ltl, what_was_answered_is_told_though_the_switch_goes_away) {
+TEST_F(Ltl, WhatWasAnsweredIsToldThoughTheSwitchGoesAway) {
     answer_with({word_bytes({of_allocation, 0, 1, 1, 7, 0x4000, 3, 0}), ltl_allocation});
     simulator.result_without_answer = -1;
     EXPECT_EQ(run(alloc), 1);
@@ -154,7 +154,7 @@ TEST_F(ltl, what_was_answered_is_told_though_the_switch_goes_away) {
     EXPECT_THAT(err, HasSubstr("the switch closed the connection"));
 }
 
-TEST_F(ltl, a_missing_answer_is_told) {
+TEST_F(Ltl, AMissingAnswerIsTold) {
     EXPECT_EQ(run(release), 1);
     EXPECT_EQ(
         err,
@@ -164,7 +164,7 @@ TEST_F(ltl, a_missing_answer_is_told) {
     expect_all_closed();
 }
 
-TEST_F(ltl, a_request_that_cannot_be_sent_is_told) {
+TEST_F(Ltl, ARequestThatCannotBeSentIsTold) {
     for (const auto &command : {alloc, modify, release}) {
         start_over();
         simulator.fail_send = 1;
@@ -174,7 +174,7 @@ TEST_F(ltl, a_request_that_cannot_be_sent_is_told) {
     }
 }
 
-TEST_F(ltl, what_names_no_interface_is_told) {
+TEST_F(Ltl, WhatNamesNoInterfaceIsTold) {
     std::vector<std::string> command = alloc;
     command.emplace_back("Eth3-7");
     EXPECT_EQ(run(command), 2);
@@ -186,7 +186,7 @@ TEST_F(ltl, what_names_no_interface_is_told) {
     EXPECT_TRUE(simulator.requests.empty());
 }
 
-TEST_F(ltl, wrong_usage_has_its_own_exit_code) {
+TEST_F(Ltl, WrongUsageHasItsOwnExitCode) {
     expect_wrong_usage({
         {{"ltl"}, "`vellfeed ltl` needs a command: alloc, modify, release"},
         {{"ltl", "alloc", "--vlan", "10", "--tag", "7"},

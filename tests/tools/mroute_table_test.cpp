@@ -19,7 +19,7 @@ std::string entry_error(const std::string &entry) {
     return error.starts_with(place) ? error.substr(place.size()) : error;
 }
 
-TEST(mroute_table, reads_every_field_of_an_entry) {
+TEST(MrouteTable, ReadsEveryFieldOfAnEntry) {
     const mroute_table table = table_of(R"([{"src":"10.1.2.3","dst":"239.4.5.6","iif":"up0",
         "multipath":[{"oif":"a"},{"oif":"b","ttl":16}],"state":"resolved","packets":1,"bytes":2,"expires":0.5,
         "table":"100"}])");
@@ -37,12 +37,12 @@ TEST(mroute_table, reads_every_field_of_an_entry) {
     EXPECT_EQ(entry.table, 100u);
 }
 
-TEST(mroute_table, an_empty_array_is_a_table_of_no_routes) {
+TEST(MrouteTable, AnEmptyArrayIsATableOfNoRoutes) {
     EXPECT_TRUE(table_of("[]").entries.empty());
     EXPECT_TRUE(table_of("[ ]\n").entries.empty());
 }
 
-TEST(mroute_table, table_names_are_the_kernels_numbers) {
+TEST(MrouteTable, TableNamesAreTheKernelsNumbers) {
     const auto number = [](const std::string &name) {
         return table_of(R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"a","table":)" + name + "}]")
             .entries[0]
@@ -56,7 +56,7 @@ TEST(mroute_table, table_names_are_the_kernels_numbers) {
     EXPECT_EQ(number("7"), 7u);
 }
 
-TEST(mroute_table, an_unresolved_entry_needs_no_interfaces) {
+TEST(MrouteTable, AnUnresolvedEntryNeedsNoInterfaces) {
     const mroute_table table =
         table_of(R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"unresolved","state":"unresolved"},
                                            {"src":"10.0.0.1","dst":"239.1.1.2","state":"unresolved"}])");
@@ -64,26 +64,26 @@ TEST(mroute_table, an_unresolved_entry_needs_no_interfaces) {
     EXPECT_EQ(table.entries[1].state, mroute_state::unresolved);
 }
 
-TEST(mroute_table, a_resolved_entry_may_have_lost_its_incoming_interface) {
+TEST(MrouteTable, AResolvedEntryMayHaveLostItsIncomingInterface) {
     const mroute_table table = table_of(
         R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"unresolved","multipath":[],"state":"resolved"}])");
     EXPECT_EQ(table.entries[0].state, mroute_state::interface_gone);
     EXPECT_EQ(table.entries[0].iif, "");
 }
 
-TEST(mroute_table, any_group_is_taken_for_any_source_only) {
+TEST(MrouteTable, AnyGroupIsTakenForAnySourceOnly) {
     const mroute_table table = table_of(R"([{"src":"0.0.0.0","dst":"0.0.0.0","iif":"a"}])");
     EXPECT_EQ(table.entries[0].group, 0u);
     EXPECT_EQ(entry_error(R"({"src":"10.0.0.1","dst":"0.0.0.0","iif":"a"})"),
               "/dst): the group 0.0.0.0 is not a multicast address (224.0.0.0/4)");
 }
 
-TEST(mroute_table, places_count_entries_from_one_and_pointers_from_zero) {
+TEST(MrouteTable, PlacesCountEntriesFromOneAndPointersFromZero) {
     const mroute_table table = table_of(R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"a"}])");
     EXPECT_EQ(table.place(0, "/multipath/2/oif"), "table.json: entry 1 of 1 (/0/multipath/2/oif)");
 }
 
-TEST(mroute_table, what_is_no_array_is_refused) {
+TEST(MrouteTable, WhatIsNoArrayIsRefused) {
     EXPECT_EQ(table_error(R"({"src":"10.0.0.1"})"),
               "table.json: expected an array of multicast routes, the output of `ip -j mroute "
               "show`, found an object");
@@ -100,7 +100,7 @@ TEST(mroute_table, what_is_no_array_is_refused) {
               "literal; expected ':'");
 }
 
-TEST(mroute_table, what_is_no_entry_is_refused) {
+TEST(MrouteTable, WhatIsNoEntryIsRefused) {
     EXPECT_EQ(entry_error("17"), "): expected a multicast route, an object, found the number 17");
     EXPECT_EQ(entry_error("{}"),
               "): expected a member \"src\" (the source, an IPv4 address), found an empty object");
@@ -111,7 +111,7 @@ TEST(mroute_table, what_is_no_entry_is_refused) {
               "): expected a member \"iif\" (the incoming interface), found only \"dst\", \"src\"");
 }
 
-TEST(mroute_table, what_is_no_address_is_refused) {
+TEST(MrouteTable, WhatIsNoAddressIsRefused) {
     const auto source_error = [](const std::string &source) {
         return entry_error(R"({"src":)" + source + R"(,"dst":"239.1.1.2","iif":"a"})");
     };
@@ -127,7 +127,7 @@ TEST(mroute_table, what_is_no_address_is_refused) {
     EXPECT_EQ(source_error(R"("239.0.0.1")"), "/src): the source 239.0.0.1 is a multicast group");
 }
 
-TEST(mroute_table, a_group_that_is_not_multicast_is_refused) {
+TEST(MrouteTable, AGroupThatIsNotMulticastIsRefused) {
     const auto group_error = [](const std::string &group) {
         return entry_error(R"({"src":"10.0.0.1","dst":")" + group + R"(","iif":"a"})");
     };
@@ -141,14 +141,14 @@ TEST(mroute_table, a_group_that_is_not_multicast_is_refused) {
     EXPECT_EQ(group_error("239.255.255.255"), "(no error)");
 }
 
-TEST(mroute_table, an_ipv6_table_is_called_one) {
+TEST(MrouteTable, AnIpv6TableIsCalledOne) {
     EXPECT_EQ(entry_error(R"({"src":"2001:db8::1","dst":"ff1e::1","iif":"a"})"),
               "/src): \"2001:db8::1\" is an IPv6 address; a route record carries IPv4 only: record "
               "the table with `ip -4 "
               "-j mroute show`");
 }
 
-TEST(mroute_table, wrong_interfaces_are_refused) {
+TEST(MrouteTable, WrongInterfacesAreRefused) {
     const auto error = [](const std::string &rest) {
         return entry_error(R"({"src":"10.0.0.1","dst":"239.1.1.2",)" + rest + "}");
     };
@@ -173,14 +173,14 @@ TEST(mroute_table, wrong_interfaces_are_refused) {
               "/multipath/0/ttl): expected a TTL threshold, found the string \"5\"");
 }
 
-TEST(mroute_table, wrong_states_are_refused) {
+TEST(MrouteTable, WrongStatesAreRefused) {
     EXPECT_EQ(entry_error(R"({"src":"10.0.0.1","dst":"239.1.1.2","iif":"a","state":"half"})"),
               "/state): expected \"resolved\" or \"unresolved\", found the string \"half\"");
     EXPECT_EQ(entry_error(R"({"src":"10.0.0.1","dst":"239.1.1.2","iif":"a","state":1})"),
               "/state): expected \"resolved\" or \"unresolved\", found the number 1");
 }
 
-TEST(mroute_table, wrong_tables_are_refused) {
+TEST(MrouteTable, WrongTablesAreRefused) {
     const auto error = [](const std::string &table) {
         return entry_error(R"({"src":"10.0.0.1","dst":"239.1.1.2","iif":"a","table":)" + table +
                            "}");

@@ -5,7 +5,7 @@
 namespace feed {
 namespace {
 
-TEST(net_address, ipv4_is_in_network_order) {
+TEST(NetAddress, Ipv4IsInNetworkOrder) {
     const auto address = parse_net_address("10.0.0.9");
     ASSERT_TRUE(address);
     EXPECT_EQ(address->kind, address_kind::ipv4);
@@ -15,7 +15,7 @@ TEST(net_address, ipv4_is_in_network_order) {
     EXPECT_EQ(address_text(*address), "10.0.0.9");
 }
 
-TEST(net_address, ipv6_fills_all_bytes) {
+TEST(NetAddress, Ipv6FillsAllBytes) {
     const auto address = parse_net_address("ff3e:1:2::4321:1");
     ASSERT_TRUE(address);
     const std::array<std::uint8_t, 16> bytes = {0xff, 0x3e, 0, 1, 0,    2,    0, 0,
@@ -26,7 +26,7 @@ TEST(net_address, ipv6_fills_all_bytes) {
     EXPECT_EQ(address_text(*address), "ff3e:1:2::4321:1");
 }
 
-TEST(net_address, mac_fills_six_bytes) {
+TEST(NetAddress, MacFillsSixBytes) {
     const auto address = parse_net_address("01:0E:cf:00:Ab:02");
     ASSERT_TRUE(address);
     EXPECT_EQ(address->kind, address_kind::mac);
@@ -34,7 +34,7 @@ TEST(net_address, mac_fills_six_bytes) {
     EXPECT_EQ(address_text(*address), "01:0e:cf:00:ab:02");
 }
 
-TEST(net_address, anything_else_is_none) {
+TEST(NetAddress, AnythingElseIsNone) {
     using namespace std::string_literals;
     for (const std::string &text :
          {""s, "10.0.0"s, "10.0.0.256"s, "10.0.0.9 "s, "10.0.0.9\0"s, "ff0e::1\0x"s, "ff0e::1::2"s,
@@ -46,7 +46,7 @@ TEST(net_address, anything_else_is_none) {
     EXPECT_TRUE(parse_ip("::"));
 }
 
-TEST(net_address, knows_groups_and_any) {
+TEST(NetAddress, KnowsGroupsAndAny) {
     const auto multicast = [](const char *text) { return is_multicast(*parse_net_address(text)); };
     EXPECT_TRUE(multicast("224.0.0.0"));
     EXPECT_TRUE(multicast("239.255.255.255"));
@@ -62,7 +62,7 @@ TEST(net_address, knows_groups_and_any) {
     EXPECT_FALSE(is_any(*parse_ip("::1")));
 }
 
-TEST(net_address, sorts_by_kind_and_then_as_numbers) {
+TEST(NetAddress, SortsByKindAndThenAsNumbers) {
     const auto less = [](const char *first, const char *second) {
         return *parse_net_address(first) < *parse_net_address(second);
     };

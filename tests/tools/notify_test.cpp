@@ -5,7 +5,7 @@ namespace {
 
 using opcodes = std::vector<std::uint32_t>;
 
-class notify : public program_fixture {
+class Notify : public program_fixture {
 protected:
     // Overlay notifications need no registration, and none is to be answered.
     void start_without_registration() {
@@ -23,7 +23,7 @@ protected:
     }
 };
 
-TEST_F(notify, sends_a_marker) {
+TEST_F(Notify, SendsAMarker) {
     EXPECT_EQ(run({"marker", "2"}), 0) << err;
     EXPECT_EQ(out, "vellfeed: sent the out-of-band marker 2\n");
     ASSERT_EQ(sent_opcodes(), (opcodes{registration, oob_marker, deregistration}));
@@ -36,14 +36,14 @@ TEST_F(notify, sends_a_marker) {
     EXPECT_EQ(simulator.requests[1].payload, (bytes{0x54, 0x53, 0x52, 0x51}));
 }
 
-TEST_F(notify, sends_that_the_download_is_complete) {
+TEST_F(Notify, SendsThatTheDownloadIsComplete) {
     EXPECT_EQ(run({"download-complete"}), 0) << err;
     EXPECT_EQ(out, "vellfeed: sent that the download is complete\n");
     ASSERT_EQ(sent_opcodes(), (opcodes{registration, download_complete, deregistration}));
     EXPECT_EQ(simulator.requests[1].payload, (bytes{0, 0, 0, 0}));
 }
 
-TEST_F(notify, each_send_may_fail) {
+TEST_F(Notify, EachSendMayFail) {
     const std::string begin = "no switch answers in /run/sim; start one with `vellsim run`, or "
                               "point VELLSIM_RUN_DIR at its run directory";
     const std::string end =
@@ -66,7 +66,7 @@ TEST_F(notify, each_send_may_fail) {
     }
 }
 
-TEST_F(notify, the_overlay_is_disabled_with_and_without_the_flag) {
+TEST_F(Notify, TheOverlayIsDisabledWithAndWithoutTheFlag) {
     EXPECT_EQ(sent_by({"overlay", "disable"}, overlay_disable), (bytes{1, 0, 8, 0, 0, 0, 0, 0}));
     EXPECT_EQ(simulator.requests[0].sap, 213u);
     EXPECT_EQ(out, "vellfeed: sent that the overlay is disabled\n");
@@ -78,7 +78,7 @@ TEST_F(notify, the_overlay_is_disabled_with_and_without_the_flag) {
     EXPECT_EQ(out, "");
 }
 
-TEST_F(notify, the_overlay_is_disabled_for_vlans) {
+TEST_F(Notify, TheOverlayIsDisabledForVlans) {
     EXPECT_EQ(sent_by({"overlay", "vlans", "10", "4094", "1"}, overlay_disable),
               (bytes{2, 0, 10, 0, 10, 0, 0xfe, 0x0f, 1, 0}));
     EXPECT_EQ(out, "vellfeed: sent that the overlay is disabled for 3 VLANs\n");
@@ -86,7 +86,7 @@ TEST_F(notify, the_overlay_is_disabled_for_vlans) {
     EXPECT_EQ(out, "vellfeed: sent that the overlay is disabled for 1 VLAN\n");
 }
 
-TEST_F(notify, an_overlay_route_goes_out_as_it_is) {
+TEST_F(Notify, AnOverlayRouteGoesOutAsItIs) {
     EXPECT_EQ(sent_by({"overlay", "route", "4660", "0a0B0cFF"}, overlay_route),
               (bytes{0x34, 0x12, 8, 0, 0x0a, 0x0b, 0x0c, 0xff}));
     EXPECT_EQ(simulator.requests[0].sap, 213u);
@@ -98,7 +98,7 @@ TEST_F(notify, an_overlay_route_goes_out_as_it_is) {
     EXPECT_EQ(bytes(longest.begin(), longest.begin() + 4), (bytes{1, 0, 0xff, 0xff}));
 }
 
-TEST_F(notify, an_overlay_notification_that_cannot_be_sent_is_an_error) {
+TEST_F(Notify, AnOverlayNotificationThatCannotBeSentIsAnError) {
     const std::string why =
         " could not be sent: no switch answers in /run/sim; start one with `vellsim run`, or "
         "point VELLSIM_RUN_DIR at its "
@@ -139,7 +139,7 @@ TEST_F(notify, an_overlay_notification_that_cannot_be_sent_is_an_error) {
     }
 }
 
-TEST_F(notify, wrong_usage_has_its_own_exit_code) {
+TEST_F(Notify, WrongUsageHasItsOwnExitCode) {
     expect_wrong_usage({
         {{"marker"}, "N is required"},
         {{"marker", "-1"}, "N: -1 is not a number from 0 to 4294967295"},

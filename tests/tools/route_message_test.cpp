@@ -43,7 +43,7 @@ constexpr std::size_t record_bytes(std::size_t oifs) {
     return oifs == 0 ? 44 : 52 + 8 * oifs;
 }
 
-TEST(route_message, has_every_field_in_its_place) {
+TEST(RouteMessage, HasEveryFieldInItsPlace) {
     route first;
     first.opcode = 1;
     first.key = {0x11121314, 0x21222324, 31, 0xe1323334, 30};
@@ -87,7 +87,7 @@ TEST(route_message, has_every_field_in_its_place) {
     EXPECT_EQ(log.messages[0].routes, 2);
 }
 
-TEST(route_message, starts_every_route_with_a_tlv_array_of_its_own) {
+TEST(RouteMessage, StartsEveryRouteWithATlvArrayOfItsOwn) {
     message_log log;
     route_messages messages(65536, log.sender());
     ASSERT_TRUE(messages.add(some_route(1, 2)));
@@ -98,7 +98,7 @@ TEST(route_message, starts_every_route_with_a_tlv_array_of_its_own) {
     EXPECT_EQ(current_tlv_size, 0u);
 }
 
-TEST(route_message, is_sent_when_the_next_route_may_not_fit) {
+TEST(RouteMessage, IsSentWhenTheNextRouteMayNotFit) {
     message_log log;
     // A route of 2 interfaces is counted as 8 * 2 + 56 + 12 bytes: after two of 68 there is no room
     // for a third.
@@ -117,7 +117,7 @@ TEST(route_message, is_sent_when_the_next_route_may_not_fit) {
     EXPECT_EQ(messages.records_sent(), 5u);
 }
 
-TEST(route_message, a_route_larger_than_a_message_may_be_gets_one_of_its_own) {
+TEST(RouteMessage, ARouteLargerThanAMessageMayBeGetsOneOfItsOwn) {
     message_log log;
     route_messages messages(200, log.sender());
     ASSERT_TRUE(messages.add(some_route(1, 1)));
@@ -130,7 +130,7 @@ TEST(route_message, a_route_larger_than_a_message_may_be_gets_one_of_its_own) {
     EXPECT_EQ(log.messages[2].content.size(), 8 + record_bytes(1));
 }
 
-TEST(route_message, starts_zeroed_each_time) {
+TEST(RouteMessage, StartsZeroedEachTime) {
     message_log log;
     route_messages messages(8 + 68 + 12, log.sender());
     ASSERT_TRUE(messages.add(some_route(0xffffffff, 3)));
@@ -143,7 +143,7 @@ TEST(route_message, starts_zeroed_each_time) {
     EXPECT_EQ(bytes(second.end() - 4, second.end()), bytes(4, 0));
 }
 
-TEST(route_message, holds_as_many_routes_as_its_count_can_say) {
+TEST(RouteMessage, HoldsAsManyRoutesAsItsCountCanSay) {
     message_log log;
     route_messages messages(16u << 20, log.sender());
     for (std::uint32_t i = 0; i < 65536; ++i)
@@ -154,14 +154,14 @@ TEST(route_message, holds_as_many_routes_as_its_count_can_say) {
     EXPECT_EQ(log.messages[1].routes, 1);
 }
 
-TEST(route_message, nothing_to_send_is_no_message) {
+TEST(RouteMessage, NothingToSendIsNoMessage) {
     message_log log;
     route_messages messages(65536, log.sender());
     EXPECT_TRUE(messages.finish());
     EXPECT_TRUE(log.messages.empty());
 }
 
-TEST(route_message, a_failed_send_is_not_counted) {
+TEST(RouteMessage, AFailedSendIsNotCounted) {
     message_log log;
     log.fail_at = 1;
     route_messages messages(1, log.sender());

@@ -18,7 +18,7 @@ route_plan plan_of(const std::string &text, const plan_options &options = {}) {
 constexpr char plain[] =
     R"([{"src":"10.1.2.3","dst":"239.4.5.6","iif":"up0","multipath":[{"oif":"b"},{"oif":"a"}]}])";
 
-TEST(route_plan, a_route_has_every_field_of_its_entry) {
+TEST(RoutePlan, ARouteHasEveryFieldOfItsEntry) {
     const route_plan plan = plan_of(plain, {.table = 77, .epoch = 9});
     ASSERT_EQ(plan.routes.size(), 1u);
     const route &route = plan.routes[0];
@@ -38,7 +38,7 @@ TEST(route_plan, a_route_has_every_field_of_its_entry) {
     EXPECT_FALSE(route.flags.local_group);
 }
 
-TEST(route_plan, a_table_that_an_entry_names_goes_first) {
+TEST(RoutePlan, ATableThatAnEntryNamesGoesFirst) {
     const route_plan plan =
         plan_of(R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"a","table":"main"},
                                         {"src":"10.0.0.1","dst":"239.1.1.1","iif":"a"}])");
@@ -46,7 +46,7 @@ TEST(route_plan, a_table_that_an_entry_names_goes_first) {
     EXPECT_EQ(plan.routes[1].key.table, 253u);
 }
 
-TEST(route_plan, only_the_last_route_ends_the_download) {
+TEST(RoutePlan, OnlyTheLastRouteEndsTheDownload) {
     const route_plan plan = plan_of(R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"a"},
                                         {"src":"10.0.0.2","dst":"239.1.1.1","iif":"a"},
                                         {"src":"10.0.0.3","dst":"239.1.1.1","state":"unresolved"}])");
@@ -55,14 +55,14 @@ TEST(route_plan, only_the_last_route_ends_the_download) {
     EXPECT_TRUE(plan.routes[1].flags.download_done);
 }
 
-TEST(route_plan, a_deletion_is_no_download) {
+TEST(RoutePlan, ADeletionIsNoDownload) {
     const route_plan plan = plan_of(plain, {.deletion = true});
     EXPECT_EQ(plan.routes[0].opcode, 2);
     EXPECT_FALSE(plan.routes[0].flags.download);
     EXPECT_FALSE(plan.routes[0].flags.download_done);
 }
 
-TEST(route_plan, any_source_and_any_group_have_length_0) {
+TEST(RoutePlan, AnySourceAndAnyGroupHaveLength0) {
     const route_plan plan =
         plan_of(R"([{"src":"0.0.0.0","dst":"239.1.1.1","iif":"a","multipath":[{"oif":"b"}]},
                                         {"src":"0.0.0.0","dst":"0.0.0.0","iif":"a","multipath":[{"oif":"b"}]}])");
@@ -74,14 +74,14 @@ TEST(route_plan, any_source_and_any_group_have_length_0) {
     EXPECT_TRUE(plan.routes[1].flags.wildcard_route);
 }
 
-TEST(route_plan, a_route_without_outgoing_interfaces_drops) {
+TEST(RoutePlan, ARouteWithoutOutgoingInterfacesDrops) {
     const route_plan plan =
         plan_of(R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"a","multipath":[]}])");
     EXPECT_TRUE(plan.routes[0].flags.drop_route);
     EXPECT_TRUE(plan.routes[0].oifs.empty());
 }
 
-TEST(route_plan, a_group_of_the_link_is_local) {
+TEST(RoutePlan, AGroupOfTheLinkIsLocal) {
     const auto local = [](const std::string &group) {
         return plan_of(R"([{"src":"10.0.0.1","dst":")" + group + R"(","iif":"a"}])")
             .routes[0]
@@ -93,7 +93,7 @@ TEST(route_plan, a_group_of_the_link_is_local) {
     EXPECT_FALSE(local("239.0.0.1"));
 }
 
-TEST(route_plan, counts_what_it_leaves_out) {
+TEST(RoutePlan, CountsWhatItLeavesOut) {
     const route_plan plan = plan_of(R"([
         {"src":"10.0.0.1","dst":"239.1.1.1","iif":"unresolved","state":"unresolved"},
         {"src":"10.0.0.2","dst":"239.1.1.1","iif":"unresolved","state":"unresolved"},
@@ -108,14 +108,14 @@ TEST(route_plan, counts_what_it_leaves_out) {
               "2 unresolved skipped, 1 skipped whose incoming interface is gone");
 }
 
-TEST(route_plan, says_only_what_was_skipped) {
+TEST(RoutePlan, SaysOnlyWhatWasSkipped) {
     EXPECT_EQ(skipped_text({}), "");
     EXPECT_EQ(skipped_text({.routes = {}, .unresolved = 3}), "3 unresolved skipped");
     EXPECT_EQ(skipped_text({.routes = {}, .interface_gone = 1}),
               "1 skipped whose incoming interface is gone");
 }
 
-TEST(route_plan, a_route_that_stands_twice_is_refused) {
+TEST(RoutePlan, ARouteThatStandsTwiceIsRefused) {
     EXPECT_EQ(error_of([] {
                   plan_of(R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"a"},
                               {"src":"10.0.0.2","dst":"239.1.1.1","iif":"a"},
@@ -133,7 +133,7 @@ TEST(route_plan, a_route_that_stands_twice_is_refused) {
               4u);
 }
 
-TEST(route_plan, an_outgoing_interface_that_stands_twice_is_refused) {
+TEST(RoutePlan, AnOutgoingInterfaceThatStandsTwiceIsRefused) {
     EXPECT_EQ(error_of([] {
                   plan_of(R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"a",
                                "multipath":[{"oif":"b"},{"oif":"c"},{"oif":"if12"}]}])");
@@ -143,7 +143,7 @@ TEST(route_plan, an_outgoing_interface_that_stands_twice_is_refused) {
               "/multipath/0 already");
 }
 
-TEST(route_plan, a_list_has_to_fit_its_16_bit_length) {
+TEST(RoutePlan, AListHasToFitIts16BitLength) {
     const auto table_with = [](int count) {
         std::string oifs;
         for (int i = 1; i <= count; ++i)
@@ -156,7 +156,7 @@ TEST(route_plan, a_list_has_to_fit_its_16_bit_length) {
               "holds up to 8191");
 }
 
-TEST(route_plan, keys_read_as_engineers_write_them) {
+TEST(RoutePlan, KeysReadAsEngineersWriteThem) {
     EXPECT_EQ(key_text({253, 0x0a000009, 32, 0xef010102, 32}),
               "(10.0.0.9, 239.1.1.2) in table 253");
     EXPECT_EQ(key_text({100, 0, 0, 0xef010102, 32}), "(*, 239.1.1.2) in table 100");

@@ -11,12 +11,12 @@ using bytes = std::vector<std::uint8_t>;
 
 const bytes accepted = {7, 1};
 
-class session : public testing::Test {
+class Session : public testing::Test {
 protected:
-    session() { fake_transport::reset(); }
+    Session() { fake_transport::reset(); }
 
     // Whatever happened, everything that was opened is closed.
-    ~session() override {
+    ~Session() override {
         EXPECT_EQ(simulator.open_queues, 0);
         EXPECT_EQ(simulator.messages_alive, 0);
     }
@@ -36,7 +36,7 @@ protected:
     fake_transport &simulator = fake_transport::current();
 };
 
-TEST_F(session, registers_sends_and_deregisters) {
+TEST_F(Session, RegistersSendsAndDeregisters) {
     simulator.answers = {accepted};
     client_session client({.uuid = 0x01020304, .segment = "seg", .timeout_ms = 77});
     EXPECT_EQ(simulator.last_timeout, 77);
@@ -58,7 +58,7 @@ TEST_F(session, registers_sends_and_deregisters) {
     EXPECT_EQ(simulator.wrong_drops, 0);
 }
 
-TEST_F(session, waits_no_longer_for_what_is_passed_over) {
+TEST_F(Session, WaitsNoLongerForWhatIsPassedOver) {
     simulator.answers = {accepted, fake_answer(accepted, 75796), fake_answer(accepted, 75796)};
     client_session client({.uuid = 1, .segment = "seg", .timeout_ms = 1000});
     simulator.delay_ms = 20;
@@ -69,26 +69,26 @@ TEST_F(session, waits_no_longer_for_what_is_passed_over) {
     EXPECT_LE(simulator.last_timeout, 960);
 }
 
-TEST_F(session, deregisters_when_it_is_given_up) {
+TEST_F(Session, DeregistersWhenItIsGivenUp) {
     simulator.answers = {accepted};
     { const client_session client({}); }
     ASSERT_EQ(simulator.requests.size(), 2u);
     EXPECT_EQ(simulator.requests[1].opcode, 75797u);
 }
 
-TEST_F(session, without_a_queue) {
+TEST_F(Session, WithoutAQueue) {
     simulator.no_queue = true;
     EXPECT_EQ(refusal(), "no transport queue could be opened: the process has no handle left");
 }
 
-TEST_F(session, without_a_switch) {
+TEST_F(Session, WithoutASwitch) {
     simulator.fail_send = 0;
     EXPECT_EQ(refusal(), "no switch answers in /run/sim; start one with `vellsim run`, or point "
                          "VELLSIM_RUN_DIR at its "
                          "run directory");
 }
 
-TEST_F(session, with_a_segment_name_that_is_too_long) {
+TEST_F(Session, WithASegmentNameThatIsTooLong) {
     EXPECT_EQ(refusal({.segment = std::string(240, 'x')}),
               "usage: the segment name is 240 bytes long, 239 is the most (--segment)");
     EXPECT_TRUE(simulator.requests.empty());
@@ -97,37 +97,37 @@ TEST_F(session, with_a_segment_name_that_is_too_long) {
     EXPECT_EQ(refusal({.uuid = 286, .segment = std::string(240, 'x')}), "(no error)");
 }
 
-TEST_F(session, when_the_switch_does_not_answer) {
+TEST_F(Session, WhenTheSwitchDoesNotAnswer) {
     EXPECT_EQ(refusal({.timeout_ms = 12}),
               "the switch did not acknowledge the registration within 12 ms; if it is only "
               "slow, wait longer with --timeout");
 }
 
-TEST_F(session, when_the_switch_goes_away_instead_of_answering) {
+TEST_F(Session, WhenTheSwitchGoesAwayInsteadOfAnswering) {
     simulator.result_without_answer = -1;
     EXPECT_EQ(refusal(), "the switch closed the connection instead of acknowledging the "
                          "registration; `vellsim show log` "
                          "may say why");
 }
 
-TEST_F(session, when_the_switch_refuses) {
+TEST_F(Session, WhenTheSwitchRefuses) {
     simulator.answers = {bytes{7, 0}};
     EXPECT_EQ(refusal(), "the switch refused the registration; `vellsim show log` says why");
 }
 
-TEST_F(session, when_the_switch_accepts_without_an_id) {
+TEST_F(Session, WhenTheSwitchAcceptsWithoutAnId) {
     simulator.answers = {bytes{0, 1}};
     EXPECT_EQ(refusal(), "the switch accepted the registration with client id 0, which is no id");
 }
 
-TEST_F(session, when_the_answer_is_too_short) {
+TEST_F(Session, WhenTheAnswerIsTooShort) {
     simulator.answers = {bytes{7}};
     EXPECT_EQ(
         refusal(),
         "the switch answered the registration with a message of 1 bytes, an acknowledgment has 2");
 }
 
-TEST_F(session, when_a_route_message_cannot_be_sent) {
+TEST_F(Session, WhenARouteMessageCannotBeSent) {
     simulator.answers = {accepted};
     simulator.fail_send = 1;
     client_session client({});
@@ -135,27 +135,27 @@ TEST_F(session, when_a_route_message_cannot_be_sent) {
     EXPECT_FALSE(client.send_routes(message, 0));
 }
 
-TEST_F(session, when_the_connection_is_lost_behind_the_last_send) {
+TEST_F(Session, WhenTheConnectionIsLostBehindTheLastSend) {
     simulator.answers = {accepted};
     simulator.result_without_answer = -1;
     EXPECT_EQ(refusal(), "everything was sent, but the switch closed the connection; `vellfeed "
                          "compare` tells what arrived");
 }
 
-TEST_F(session, when_messages_arrive_that_nobody_asked_for) {
+TEST_F(Session, WhenMessagesArriveThatNobodyAskedFor) {
     simulator.answers = {accepted, accepted, bytes{1, 2, 3}};
     EXPECT_EQ(refusal(), "(no error)");
     EXPECT_EQ(simulator.received, 3u);
 }
 
-TEST_F(session, when_it_cannot_deregister) {
+TEST_F(Session, WhenItCannotDeregister) {
     simulator.answers = {accepted};
     simulator.fail_send = 1;
     EXPECT_EQ(refusal(),
               "everything was sent, but the switch went away before the client could deregister");
 }
 
-TEST_F(session, when_references_stay_open) {
+TEST_F(Session, WhenReferencesStayOpen) {
     simulator.answers = {accepted};
     simulator.lose_drops = true;
     EXPECT_EQ(refusal(),

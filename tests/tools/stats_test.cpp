@@ -47,7 +47,7 @@ answer_bytes ipv6_answer() {
     return answer;
 }
 
-class stats : public program_fixture {
+class Stats : public program_fixture {
 protected:
     // The switch acknowledges the registration and then says this.
     void answer_with(std::vector<std::optional<fake_answer>> answers) {
@@ -76,7 +76,7 @@ protected:
     }
 };
 
-TEST_F(stats, a_second_answer_is_not_taken_for_the_next_requests) {
+TEST_F(Stats, ASecondAnswerIsNotTakenForTheNextRequests) {
     const fake_answer counted(ipv6_answer().all(), ipv6_stats);
     answer_bytes clearing = ipv6_answer();
     clearing.cleared = 1;
@@ -87,14 +87,14 @@ TEST_F(stats, a_second_answer_is_not_taken_for_the_next_requests) {
     expect_all_closed();
 }
 
-TEST_F(stats, an_answer_that_came_before_for_nothing_is_none) {
+TEST_F(Stats, AnAnswerThatCameBeforeForNothingIsNone) {
     answer_with({fake_answer(ipv6_answer().all(), ipv6_clear),
                  fake_answer(ipv6_answer().all(), ipv6_stats)});
     EXPECT_EQ(run(ipv6_command), 1);
     EXPECT_THAT(err, testing::HasSubstr("with a message of opcode 75799 and 72 bytes"));
 }
 
-TEST_F(stats, asks_for_an_ipv4_route) {
+TEST_F(Stats, AsksForAnIpv4Route) {
     answer_with({fake_answer(answer_bytes().all(), ipv4_stats)});
     EXPECT_EQ(run(ipv4_command), 0) << err;
     EXPECT_EQ(out, "(10.0.0.9, 239.1.1.2) in table 253: 6280196624 packets, 2 bytes, 1 "
@@ -106,7 +106,7 @@ TEST_F(stats, asks_for_an_ipv4_route) {
     expect_all_closed();
 }
 
-TEST_F(stats, asks_for_and_clears_an_ipv4_route_at_once) {
+TEST_F(Stats, AsksForAndClearsAnIpv4RouteAtOnce) {
     answer_bytes answer;
     answer.cleared = 1;
     answer_with({fake_answer(answer.all(), ipv4_stats)});
@@ -117,7 +117,7 @@ TEST_F(stats, asks_for_and_clears_an_ipv4_route_at_once) {
     EXPECT_EQ(simulator.requests[1].payload[16], 1);
 }
 
-TEST_F(stats, clears_an_ipv4_route_alone) {
+TEST_F(Stats, ClearsAnIpv4RouteAlone) {
     answer_bytes answer;
     answer.cleared = 1;
     answer.octets[0] = 1;
@@ -130,7 +130,7 @@ TEST_F(stats, clears_an_ipv4_route_alone) {
               (bytes{253, 0, 0, 0, 32, 32, 0, 0, 9, 0, 0, 10, 2, 1, 1, 239}));
 }
 
-TEST_F(stats, takes_table_and_mask_lengths) {
+TEST_F(Stats, TakesTableAndMaskLengths) {
     answer_bytes answer;
     answer.table = {0x64, 0, 0, 0};
     answer.source_length = 0;
@@ -152,7 +152,7 @@ const bytes ipv6_request = {253, 0, 0, 0, 128, 128, 0x20, 0x01, 0x0d, 0xb8, 0, 0
                             0,   0, 0, 0, 0,   0,   0,    9,    0xff, 0x0e, 0, 0, 0, 0,
                             0,   0, 0, 0, 0,   0,   0,    0,    1,    2,    0, 0};
 
-TEST_F(stats, asks_for_an_ipv6_route) {
+TEST_F(Stats, AsksForAnIpv6Route) {
     answer_with({fake_answer(ipv6_answer().all(), ipv6_stats)});
     EXPECT_EQ(run(ipv6_command), 0) << err;
     EXPECT_EQ(out, "(2001:db8::9, ff0e::102) in table 253: 6280196624 packets, 2 bytes, 1 "
@@ -162,7 +162,7 @@ TEST_F(stats, asks_for_an_ipv6_route) {
     expect_all_closed();
 }
 
-TEST_F(stats, asks_for_an_ipv6_route_and_then_clears_it) {
+TEST_F(Stats, AsksForAnIpv6RouteAndThenClearsIt) {
     answer_bytes cleared = ipv6_answer();
     cleared.cleared = 1;
     cleared.octets[0] = 5; // something came in between
@@ -176,7 +176,7 @@ TEST_F(stats, asks_for_an_ipv6_route_and_then_clears_it) {
     EXPECT_EQ(simulator.requests[2].payload, ipv6_request);
 }
 
-TEST_F(stats, clears_an_ipv6_route_alone) {
+TEST_F(Stats, ClearsAnIpv6RouteAlone) {
     answer_bytes answer = ipv6_answer();
     answer.cleared = 1;
     answer_with({fake_answer(answer.all(), ipv6_clear)});
@@ -184,7 +184,7 @@ TEST_F(stats, clears_an_ipv6_route_alone) {
     EXPECT_EQ(sent_opcodes(), (opcodes{registration, ipv6_clear, deregistration}));
 }
 
-TEST_F(stats, a_route_that_is_not_there_is_no_success) {
+TEST_F(Stats, ARouteThatIsNotThereIsNoSuccess) {
     answer_bytes answer;
     answer.status = 1;
     answer.packets = answer.octets = answer.wrong_interface = bytes(8, 0);
@@ -199,7 +199,7 @@ TEST_F(stats, a_route_that_is_not_there_is_no_success) {
     EXPECT_EQ(sent_opcodes(), (opcodes{registration, ipv6_stats, deregistration}));
 }
 
-TEST_F(stats, counters_that_were_not_cleared_are_told) {
+TEST_F(Stats, CountersThatWereNotClearedAreTold) {
     answer_with({fake_answer(answer_bytes().all(), ipv4_stats)});
     EXPECT_EQ(run(with(ipv4_command, "--clear")), 1);
     EXPECT_EQ(out, "(10.0.0.9, 239.1.1.2) in table 253: 6280196624 packets, 2 bytes, 1 "
@@ -207,7 +207,7 @@ TEST_F(stats, counters_that_were_not_cleared_are_told) {
     EXPECT_EQ(err, "vellfeed: the switch did not clear the counters\n");
 }
 
-TEST_F(stats, another_message_is_told) {
+TEST_F(Stats, AnotherMessageIsTold) {
     EXPECT_EQ(error_with(answer_bytes().all(), ipv4_clear),
               "vellfeed: the switch answered the statistics request with a message of opcode 75798 "
               "and 72 bytes, expected "
@@ -229,7 +229,7 @@ TEST_F(stats, another_message_is_told) {
         "bytes, expected opcode 75785 and 72 bytes\n");
 }
 
-TEST_F(stats, the_answer_for_another_route_is_told) {
+TEST_F(Stats, TheAnswerForAnotherRouteIsTold) {
     const auto error = [&](auto change) {
         answer_bytes answer;
         change(answer);
@@ -254,7 +254,7 @@ TEST_F(stats, the_answer_for_another_route_is_told) {
               "expected 4 or 6\n");
 }
 
-TEST_F(stats, an_answer_of_unknown_status_is_told) {
+TEST_F(Stats, AnAnswerOfUnknownStatusIsTold) {
     answer_bytes answer;
     answer.status = 2;
     EXPECT_EQ(error_with(answer.all()),
@@ -262,7 +262,7 @@ TEST_F(stats, an_answer_of_unknown_status_is_told) {
               "0 for found or 1 for no such route\n");
 }
 
-TEST_F(stats, no_answer_is_told) {
+TEST_F(Stats, NoAnswerIsTold) {
     std::vector<std::string> command = ipv4_command;
     command.insert(command.end(), {"--timeout", "33"});
     answer_with({std::nullopt});
@@ -280,7 +280,7 @@ TEST_F(stats, no_answer_is_told) {
     expect_all_closed();
 }
 
-TEST_F(stats, each_send_may_fail) {
+TEST_F(Stats, EachSendMayFail) {
     const std::string errors[] = {
         "no switch answers in /run/sim; start one with `vellsim run`, or point VELLSIM_RUN_DIR at "
         "its run directory",
@@ -299,7 +299,7 @@ TEST_F(stats, each_send_may_fail) {
     }
 }
 
-TEST_F(stats, wrong_usage_has_its_own_exit_code) {
+TEST_F(Stats, WrongUsageHasItsOwnExitCode) {
     expect_wrong_usage({
         {{"stats"}, "--source is required"},
         {{"stats", "--source", "10.0.0.9"}, "--group is required"},

@@ -7,7 +7,7 @@ namespace {
 
 constexpr std::uint32_t kernel_type = 1u << 26;
 
-TEST(switch_port, a_name_says_where_a_port_is) {
+TEST(SwitchPort, ANameSaysWhereAPortIs) {
     EXPECT_EQ(index_in_link_name("eth3-7"), 0x68030700u);
     EXPECT_EQ(index_in_link_name("eth0-0"), 0x68000000u);
     EXPECT_EQ(index_in_link_name("eth255-255"), 0x68ffff00u);
@@ -18,7 +18,7 @@ TEST(switch_port, a_name_says_where_a_port_is) {
     EXPECT_EQ(index_of_link("eth3-7", 5), 0x68030700u);
 }
 
-TEST(switch_port, any_other_name_is_known_by_the_kernels_index) {
+TEST(SwitchPort, AnyOtherNameIsKnownByTheKernelsIndex) {
     const char *const others[] = {
         "lan1",    "eth3",    "eth3-7-2", "eth256-1", "eth3-256",  "eth03-7", "eth3-07",
         "eth-3-7", "eth3--7", "eth3-",    "Eth3/7",   "eth3/7",    "po",      "po07",
@@ -30,13 +30,13 @@ TEST(switch_port, any_other_name_is_known_by_the_kernels_index) {
     EXPECT_EQ(index_of_link(std::string("po1\0", 4), 17), kernel_type + 17);
 }
 
-TEST(switch_port, a_kernels_index_may_be_too_large) {
+TEST(SwitchPort, AKernelsIndexMayBeTooLarge) {
     EXPECT_EQ(index_of_link("lan1", 0x03ffffff), kernel_type + 0x03ffffff);
     EXPECT_EQ(index_of_link("lan1", 0x04000000), std::nullopt);
     EXPECT_EQ(index_of_link("eth3-7", 0x04000000), 0x68030700u);
 }
 
-TEST(switch_port, names_go_both_ways) {
+TEST(SwitchPort, NamesGoBothWays) {
     for (const char *name : {"Eth3/7", "Eth3/7/2", "Po12", "Vlan10", "if17"}) {
         const auto index = index_of_name(name);
         ASSERT_TRUE(index) << name;
@@ -51,7 +51,7 @@ TEST(switch_port, names_go_both_ways) {
     EXPECT_EQ(switch_name(index_of_vlan(10)), "Vlan10");
 }
 
-TEST(switch_port, physical_ports_alone_have_a_line_card) {
+TEST(SwitchPort, PhysicalPortsAloneHaveALineCard) {
     EXPECT_EQ(line_card_bit(*index_of_name("Eth0/1")), 1u);
     EXPECT_EQ(line_card_bit(*index_of_name("Eth3/7/2")), 8u);
     EXPECT_EQ(line_card_bit(*index_of_name("Eth31/1")), 0x80000000u);

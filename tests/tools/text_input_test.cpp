@@ -6,33 +6,33 @@
 namespace feed {
 namespace {
 
-TEST(text_input, a_missing_file_is_named) {
+TEST(TextInput, AMissingFileIsNamed) {
     EXPECT_EQ(error_of([] { read_text("/no/such/table"); }),
               "/no/such/table: cannot be opened: No such file or directory");
 }
 
-TEST(text_input, a_folder_is_no_text) {
+TEST(TextInput, AFolderIsNoText) {
     EXPECT_EQ(error_of([] { read_text("/"); }), "/: cannot be read: Is a directory");
 }
 
-TEST(text_input, an_endless_file_is_given_up) {
+TEST(TextInput, AnEndlessFileIsGivenUp) {
     EXPECT_EQ(error_of([] { read_text("/dev/zero"); }), "/dev/zero: is larger than 128 MiB");
 }
 
-TEST(text_input, takes_the_output_of_a_program) {
+TEST(TextInput, TakesTheOutputOfAProgram) {
     const text_input input = read_command({"printf", "%s-%s", "a b", "$HOME"});
     EXPECT_EQ(input.text, "a b-$HOME"); // no shell has seen it
     EXPECT_EQ(input.name, "`printf %s-%s a b $HOME`");
 }
 
-TEST(text_input, takes_more_than_a_pipe_holds_from_both_outputs) {
+TEST(TextInput, TakesMoreThanAPipeHoldsFromBothOutputs) {
     const text_input input = read_command(
         {"sh", "-c",
          "head -c 300000 /dev/zero >&2; head -c 300000 /dev/zero; head -c 9 /dev/zero >&2"});
     EXPECT_EQ(input.text.size(), 300000u);
 }
 
-TEST(text_input, a_missing_program_is_named) {
+TEST(TextInput, AMissingProgramIsNamed) {
     EXPECT_EQ(error_of([] {
                   read_command({"no-such-program", "x"});
               }),
@@ -40,7 +40,7 @@ TEST(text_input, a_missing_program_is_named) {
               "the PATH?");
 }
 
-TEST(text_input, a_program_that_fails_is_named_with_what_it_said) {
+TEST(TextInput, AProgramThatFailsIsNamedWithWhatItSaid) {
     EXPECT_EQ(error_of([] {
                   read_command({"sh", "-c", "echo []; echo no table >&2; echo here >&2; exit 2"});
               }),
@@ -53,7 +53,7 @@ TEST(text_input, a_program_that_fails_is_named_with_what_it_said) {
               "`sh -c kill -9 $$` was ended by signal 9");
 }
 
-TEST(text_input, a_program_that_never_ends_is_given_up) {
+TEST(TextInput, AProgramThatNeverEndsIsGivenUp) {
     EXPECT_EQ(error_of([] {
                   read_command({"cat", "/dev/zero"});
               }),

@@ -7,7 +7,7 @@ using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-class vellfeed : public program_fixture {};
+class Vellfeed : public program_fixture {};
 
 constexpr char two_routes[] =
     R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"in","multipath":[{"oif":"out"}]},
@@ -21,7 +21,7 @@ constexpr char two_held[] = R"({"routes":[
      "flags":["drop_route","download","download_done"],"flags_word":"0x184","epoch":0,"rpf_if":1,"df_ordinal":0,
      "client":7,"oifs":[],"mti":[],"glt":[]}]})";
 
-TEST_F(vellfeed, feeds_a_recorded_table) {
+TEST_F(Vellfeed, FeedsARecordedTable) {
     EXPECT_EQ(run({"routes", sample("campus.mroute"), "--links", sample("campus.links")}), 0)
         << err;
     EXPECT_EQ(out, "vellfeed: 8 outgoing interfaces with a TTL threshold above 1: a route record "
@@ -36,13 +36,13 @@ TEST_F(vellfeed, feeds_a_recorded_table) {
     EXPECT_EQ(simulator.open_references, 0);
 }
 
-TEST_F(vellfeed, numbers_interfaces_and_says_which) {
+TEST_F(Vellfeed, NumbersInterfacesAndSaysWhich) {
     EXPECT_EQ(run({"routes", write_file("two", two_routes), "--number-interfaces"}), 0) << err;
     EXPECT_EQ(out, "interface in is number 1\ninterface out is number 2\nvellfeed: sent 2 routes "
                    "in 1 message\n");
 }
 
-TEST_F(vellfeed, splits_a_table_into_messages) {
+TEST_F(Vellfeed, SplitsATableIntoMessages) {
     EXPECT_EQ(run({"routes", sample("metro.mroute"), "--links", sample("metro.links"),
                    "--message-bytes", "4096"}),
               0);
@@ -57,7 +57,7 @@ TEST_F(vellfeed, splits_a_table_into_messages) {
                        std::to_string(simulator.requests.size() - 2) + " messages\n");
 }
 
-TEST_F(vellfeed, takes_table_and_epoch_and_deletion) {
+TEST_F(Vellfeed, TakesTableAndEpochAndDeletion) {
     EXPECT_EQ(run({"routes", write_file("two", two_routes), "--number-interfaces", "--quiet",
                    "--table", "77", "--epoch", "9", "--delete"}),
               0)
@@ -70,20 +70,20 @@ TEST_F(vellfeed, takes_table_and_epoch_and_deletion) {
     EXPECT_EQ(message[8 + 36], 77); // table
 }
 
-TEST_F(vellfeed, says_that_deletes_were_sent) {
+TEST_F(Vellfeed, SaysThatDeletesWereSent) {
     EXPECT_EQ(run({"routes", sample("metro.mroute"), "--links", sample("metro.links"), "--delete"}),
               0)
         << err;
     EXPECT_THAT(out, StartsWith("vellfeed: sent 1200 deletes in "));
 }
 
-TEST_F(vellfeed, an_empty_table_is_fed_as_nothing) {
+TEST_F(Vellfeed, AnEmptyTableIsFedAsNothing) {
     EXPECT_EQ(run({"routes", write_file("empty", "[ ]")}), 0) << err;
     EXPECT_EQ(out, "vellfeed: sent 0 routes in 0 messages\n");
     EXPECT_EQ(sent_opcodes(), (std::vector<std::uint32_t>{registration, deregistration}));
 }
 
-TEST_F(vellfeed, sends_nothing_of_a_table_that_is_wrong) {
+TEST_F(Vellfeed, SendsNothingOfATableThatIsWrong) {
     const std::string path =
         write_file("wrong", R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"in"},{"src":1}])");
     EXPECT_EQ(run({"routes", path, "--number-interfaces"}), 1);
@@ -95,7 +95,7 @@ TEST_F(vellfeed, sends_nothing_of_a_table_that_is_wrong) {
     EXPECT_TRUE(simulator.requests.empty());
 }
 
-TEST_F(vellfeed, each_send_may_fail) {
+TEST_F(Vellfeed, EachSendMayFail) {
     // Registration, two messages and deregistration.
     const std::vector<std::string> command = {"routes", write_file("two", two_routes),
                                               "--number-interfaces", "--message-bytes", "1"};
@@ -117,7 +117,7 @@ TEST_F(vellfeed, each_send_may_fail) {
     }
 }
 
-TEST_F(vellfeed, compares_without_a_switch_when_it_is_given_what_is_held) {
+TEST_F(Vellfeed, ComparesWithoutASwitchWhenItIsGivenWhatIsHeld) {
     EXPECT_EQ(run({"compare", write_file("two", two_routes), "--number-interfaces", "--held",
                    write_file("held", two_held)}),
               0)
@@ -127,7 +127,7 @@ TEST_F(vellfeed, compares_without_a_switch_when_it_is_given_what_is_held) {
     EXPECT_TRUE(simulator.requests.empty());
 }
 
-TEST_F(vellfeed, a_comparison_that_fails_says_so) {
+TEST_F(Vellfeed, AComparisonThatFailsSaysSo) {
     EXPECT_EQ(run({"compare", write_file("two", two_routes), "--number-interfaces", "--epoch", "3",
                    "--held", write_file("held", two_held)}),
               1);
@@ -141,7 +141,7 @@ TEST_F(vellfeed, a_comparison_that_fails_says_so) {
     EXPECT_EQ(out, "");
 }
 
-TEST_F(vellfeed, held_routes_that_are_wrong_are_refused) {
+TEST_F(Vellfeed, HeldRoutesThatAreWrongAreRefused) {
     const std::string path = write_file("held", "[]");
     EXPECT_EQ(
         run({"compare", write_file("two", two_routes), "--number-interfaces", "--held", path}), 1);
@@ -150,7 +150,7 @@ TEST_F(vellfeed, held_routes_that_are_wrong_are_refused) {
                        "--json`, found an array of 0\n");
 }
 
-TEST_F(vellfeed, sends_each_dux_role) {
+TEST_F(Vellfeed, SendsEachDuxRole) {
     const struct {
         const char *role;
         std::uint8_t flag_bytes[4];
@@ -170,20 +170,20 @@ TEST_F(vellfeed, sends_each_dux_role) {
     }
 }
 
-TEST_F(vellfeed, sends_a_dux_role_by_number) {
+TEST_F(Vellfeed, SendsADuxRoleByNumber) {
     EXPECT_EQ(run({"role", "--value", "7"}), 0) << err;
     EXPECT_EQ(out, "vellfeed: sent the dux role 7\n");
     const bytes &message = simulator.requests[1].payload;
     EXPECT_EQ(bytes(message.begin() + 12, message.begin() + 20), bytes(8, 0));
 }
 
-TEST_F(vellfeed, a_role_that_cannot_be_sent_is_an_error) {
+TEST_F(Vellfeed, ARoleThatCannotBeSentIsAnError) {
     simulator.fail_send = 1;
     EXPECT_EQ(run({"role", "odd"}), 1);
     EXPECT_EQ(err, "vellfeed: the dux role could not be sent: the switch went away\n");
 }
 
-TEST_F(vellfeed, sends_the_ipv6_notice) {
+TEST_F(Vellfeed, SendsTheIpv6Notice) {
     EXPECT_EQ(run({"notice6", "0x11121314", "4294967295", "513"}), 0) << err;
     EXPECT_EQ(out, "vellfeed: sent the IPv6 route notice 286397204 4294967295 513\n");
     ASSERT_EQ(sent_opcodes(),
@@ -193,7 +193,7 @@ TEST_F(vellfeed, sends_the_ipv6_notice) {
               (bytes{7, 0, 1, 2, 0, 0, 0, 0, 0x14, 0x13, 0x12, 0x11, 0xff, 0xff, 0xff, 0xff}));
 }
 
-TEST_F(vellfeed, wrong_usage_has_its_own_exit_code) {
+TEST_F(Vellfeed, WrongUsageHasItsOwnExitCode) {
     const std::string table = write_file("two", two_routes);
     expect_wrong_usage({
         {{},
@@ -226,7 +226,7 @@ TEST_F(vellfeed, wrong_usage_has_its_own_exit_code) {
     });
 }
 
-TEST_F(vellfeed, wrong_usage_is_explained) {
+TEST_F(Vellfeed, WrongUsageIsExplained) {
     const std::string known =
         "; the commands are routes, compare, role, notice6, stats, l2, l2-compare, flood, "
         "flood-compare, ltl, day, marker, download-complete, overlay\n"
@@ -250,12 +250,12 @@ TEST_F(vellfeed, wrong_usage_is_explained) {
     }
 }
 
-TEST_F(vellfeed, takes_the_names_that_the_switch_shows_for_roles) {
+TEST_F(Vellfeed, TakesTheNamesThatTheSwitchShowsForRoles) {
     EXPECT_EQ(run({"role", "forward_even"}), 0) << err;
     EXPECT_EQ(simulator.requests.at(1).payload.at(14), 8);
 }
 
-TEST_F(vellfeed, every_command_has_a_help_with_an_example) {
+TEST_F(Vellfeed, EveryCommandHasAHelpWithAnExample) {
     const std::vector<std::string> commands[] = {{},
                                                  {"routes"},
                                                  {"compare"},
