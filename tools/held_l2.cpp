@@ -72,10 +72,9 @@ std::vector<l2_entry> parse_held_l2(const text_input &input) {
     root.expect_object(fmt::format("an object with \"l2\", the output of {}", producer));
     constexpr char expected[] = "an array of layer-2 entries";
     const json_view l2 = root.member("l2", "what is held");
-    const auto narrowed = root.find("narrowed");
-    if (l2.find("narrowed") || (narrowed && !narrowed->value().is_null()))
-        root.fail("this is a part of what is held: print it without --vlan and --group");
-    return parse_held_list(l2.member("entries", expected).elements(expected), parse_entry);
+    const std::vector<json_view> entries = l2.member("entries", expected).elements(expected);
+    check_whole(root, "layer-2 entries", entries.size());
+    return parse_held_list(entries, parse_entry);
 }
 
 } // namespace feed

@@ -5,9 +5,6 @@
 
 namespace feed {
 
-namespace {
-
-// What --limit left of a table says how much there was.
 void check_whole(const json_view &root, const std::string &name, std::size_t listed) {
     const auto narrowed = root.find("narrowed");
     if (narrowed && !narrowed->value().is_null())
@@ -23,8 +20,6 @@ void check_whole(const json_view &root, const std::string &name, std::size_t lis
         root.fail(fmt::format("these are {} of {} {}: print them without --limit", listed,
                               there_were, name));
 }
-
-} // namespace
 
 std::vector<json_view> held_rows(const json_document &document, const held_table &table) {
     const json_view root(document);

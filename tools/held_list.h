@@ -21,8 +21,10 @@ struct held_table {
 // Throws input_error when the text is no JSON.
 json_document parse_held(const text_input &input, const held_table &table);
 
-// Throws input_error when the document is another table, or one of which --limit left some rows
-// out.
+// Throws input_error when the answer says that an option left rows out.
+void check_whole(const json_view &root, const std::string &name, std::size_t listed);
+
+// Throws input_error when the document is another table, or not the whole one.
 std::vector<json_view> held_rows(const json_document &document, const held_table &table);
 
 // The number that a row has as this member. Throws input_error when there is none, or a larger one.

@@ -80,7 +80,7 @@ TEST_F(LtlProcess, ShowsAsManyRowsAsAskedFor) {
     EXPECT_THAT(command({"show", "flood", "--limit", "2", "--vlan", "13"}).out,
                 EndsWith("\n1 flood set\n"));
     EXPECT_THAT(command({"show", "flood", "--limit", "2", "--json"}).out,
-                HasSubstr(R"(,"matched":5})"));
+                HasSubstr(R"(],"matched":5,"narrowed":null})"));
     EXPECT_THAT(command({"show", "ltl", "--limit", "1"}).out,
                 EndsWith("\n1 of 3 LTLs; 3 of 1024 in use\n"));
     EXPECT_THAT(command({"show", "stats", "--limit", "1"}).out, EndsWith("\n0 routes\n"));

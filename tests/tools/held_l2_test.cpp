@@ -43,10 +43,14 @@ TEST(HeldL2, ReadsEachKindWithAnySource) {
 }
 
 TEST(HeldL2, APartOfWhatIsHeldIsRefused) {
-    EXPECT_EQ(error_of([] {
-                  parse_held_l2({"held.json", R"({"l2":{"entries":[],"narrowed":true}})"});
-              }),
-              "held.json: this is a part of what is held: print it without --vlan and --group");
+    const auto error_in = [](const std::string &answer) {
+        return error_of([&answer] { parse_held_l2({"held.json", answer}); });
+    };
+    EXPECT_EQ(error_in(R"({"l2":{"entries":[]},"matched":0,"narrowed":{"vlan":10}})"),
+              "held.json: these are some of the layer-2 entries only: print them without the "
+              "options that narrow them");
+    EXPECT_EQ(error_in(R"({"l2":{"entries":[]},"matched":3,"narrowed":null})"),
+              "held.json: these are 0 of 3 layer-2 entries: print them without --limit");
 }
 
 TEST(HeldL2, ASwitchMayHoldNone) {
