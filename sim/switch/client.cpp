@@ -31,9 +31,7 @@ std::string read_segment(byte_reader &reader) {
 }
 
 void acknowledge(request &asked, std::uint8_t id, bool accepted) {
-    const fault_modes &faults = asked.vell.faults;
-    const reply answer{encode_register_ack(id, accepted), faults.ack_delay};
-    asked.replies.insert(asked.replies.end(), copies(faults.ack), answer);
+    add_replies(asked.replies, encode_register_ack(id, accepted), asked.vell.faults.ack);
 }
 
 void end_registration(request &asked, client_state how) {

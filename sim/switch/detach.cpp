@@ -22,15 +22,25 @@ int fail(const char *what) {
     return EXIT_FAILURE;
 }
 
-// Whoever reads what this process prints is not to wait for a switch that prints nothing more.
-void leave_terminal() {
-    setsid();
-    const file_descriptor nothing(open("/dev/null", O_RDWR | O_CLOEXEC));
-    if (nothing) {
-        dup2(nothing.get(), STDIN_FILENO);
-        dup2(nothing.get(), STDOUT_FILENO);
-        dup2(nothing.get(), STDERR_FILENO);
+// Nothing of the caller's is kept: no session, no descriptor but the standard ones and `teller`, so
+// that nobody waits for a switch that has no part in what they wait for. Returns false with errno.
+bool leave_caller(file_descriptor &teller) {
+    constexpr int kept = STDERR_FILENO + 1;
+    if (setsid() < 0 || (teller.get() != kept && dup3(teller.get(), kept, O_CLOEXEC) < 0)) {
+        return false;
     }
+    if (teller.get() != kept) {
+        teller = file_descriptor(kept);
+    }
+    return close_range(kept + 1, ~0u, 0) == 0;
+}
+
+// Once it is ready: its log is in a file, and no directory stays in use for it.
+bool leave_terminal() {
+    const file_descriptor nothing(open("/dev/null", O_RDWR | O_CLOEXEC));
+    return nothing && dup2(nothing.get(), STDIN_FILENO) >= 0 &&
+           dup2(nothing.get(), STDOUT_FILENO) >= 0 && dup2(nothing.get(), STDERR_FILENO) >= 0 &&
+           chdir("/") == 0;
 }
 
 int exit_code_of(pid_t child) {
@@ -57,10 +67,14 @@ int run_detached(const std::function<int(const std::function<void()> &ready)> &s
         return fail("fork");
     }
     if (child == 0) {
-        told = file_descriptor();
+        if (!leave_caller(teller)) {
+            std::_Exit(fail("setsid or close_range"));
+        }
         const int code = serve([&teller] {
             const char ready = 1;
-            leave_terminal();
+            if (!leave_terminal()) {
+                std::_Exit(fail("/dev/null"));
+            }
             if (write(teller.get(), &ready, sizeof ready) != sizeof ready) {
                 std::_Exit(EXIT_FAILURE); // nobody waits for it any more
             }

@@ -1,8 +1,11 @@
-// The limits of the switch. What would pass one of them is refused, and the log names it.
+// Every limit of the switch. What would pass one of them is refused, and the log names it; `vellsim
+// run --help` lists them.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 namespace sim {
 
@@ -15,5 +18,46 @@ inline constexpr std::size_t l2_entry_limit = 500'000;
 inline constexpr std::size_t l2_record_limit = 64u << 20; // bytes of flood lists and other records
 inline constexpr std::size_t interface_limit = 4'000'000; // of layer-2 entries, LTLs and flood sets
 inline constexpr std::size_t batches_kept = 256;          // and as many other markers
+
+// The connections.
+inline constexpr std::uint32_t files_needed = 1024; // that may be open at once
+inline constexpr std::size_t connection_limit = files_needed - 24;
+inline constexpr std::chrono::seconds unfinished_limit{60}; // without the rest of a message
+inline constexpr std::size_t input_limit = 256u << 20;      // of unfinished messages of all of them
+inline constexpr std::size_t output_limit = 1u << 20;       // of unread answers of one of them
+inline constexpr std::chrono::seconds unread_limit{10};     // at its output limit
+inline constexpr std::size_t all_output_limit = 256u << 20; // of unread answers of all of them
+
+// What a server works with; a test chooses smaller ones.
+struct server_limits {
+    std::size_t connections = connection_limit;
+    std::chrono::milliseconds unfinished = unfinished_limit;
+    std::size_t input = input_limit;
+    std::size_t output = output_limit;
+    std::chrono::milliseconds unread = unread_limit;
+    std::size_t all_output = all_output_limit;
+};
+
+struct limit_row {
+    std::uint64_t value;
+    std::string_view text; // after the value; its further lines are indented
+};
+
+inline constexpr limit_row limit_rows[] = {
+    {connection_limit, "connections; more are refused"},
+    {unfinished_limit.count(), "seconds without the rest of a message, or without the\n"
+                               "first one of a new connection, which is then closed"},
+    {input_limit >> 20, "MiB of unfinished messages of all connections; the one\n"
+                        "that has the most is closed"},
+    {output_limit >> 20, "MiB of answers that a connection has not read; until\n"
+                         "then no more of its requests are handled"},
+    {unread_limit.count(), "seconds without reading any of them; it is closed"},
+    {all_output_limit >> 20, "MiB of unread answers of all connections; the one\n"
+                             "that has the most is closed"},
+    {ltl_index_limit, "LTL indexes"},
+    {l2_entry_limit, "layer-2 entries"},
+    {l2_record_limit >> 20, "MiB of flood lists and other layer-2 records"},
+    {interface_limit, "interfaces of layer-2 entries, LTLs and flood sets"},
+};
 
 } // namespace sim

@@ -36,11 +36,9 @@ public:
 
     void answer() {
         refused_.log_rest("entries of the same request refused");
-        const fault_modes &faults = vell().faults;
-        const reply answered{
-            message_frame(asked_.head.sap, asked_.head.opcode, encode_ltl_answer(answer_)),
-            faults.ltl_answer_delay};
-        asked_.replies.insert(asked_.replies.end(), copies(faults.ltl_answer), answered);
+        add_replies(asked_.replies,
+                    message_frame(asked_.head.sap, asked_.head.opcode, encode_ltl_answer(answer_)),
+                    vell().faults.ltl_answer);
     }
 
 private:

@@ -3,15 +3,19 @@
 #include "sim/base/usage.h"
 #include "sim/switch/commands.h"
 #include "sim/switch/console.h"
+#include "sim/switch/switch_client.h"
 #include "sim/wire/run_dir.h"
 
 #include <CLI/CLI.hpp>
+#include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <fcntl.h>
 #include <iostream>
 #include <map>
 #include <new>
 #include <string>
+#include <unistd.h>
 
 namespace {
 
@@ -28,6 +32,7 @@ constexpr command commands[] = {
     {"show", sim::add_show, "Print a table of the running switch, or its logs"},
     {"count", sim::add_count,
      "Count traffic for a route of the running switch, which forwards none"},
+    {"fault", sim::add_fault, "Print or change how the running switch misbehaves"},
     {"stop", sim::add_stop, "End the running switch and wait until it is gone"},
 };
 
@@ -77,7 +82,37 @@ void sim::add_run_directory(CLI::App &command, std::string &run_directory) {
         ->type_name("DIR");
 }
 
+void sim::add_switch_options(CLI::App &command, switch_call &to) {
+    add_run_directory(command, to.run_directory);
+    command.add_option("--timeout", to.timeout_s, "Give up after S seconds")
+        ->check(CLI::Range(1, 86'400).description(""))
+        ->type_name("S")
+        ->capture_default_str();
+}
+
+namespace {
+
+// A descriptor that somebody closed before would otherwise be the next file's, and what is printed
+// would go there. What is in its place cannot be read from or written to.
+void hold_standard_descriptors() {
+    for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(fd, F_GETFD) < 0) {
+            open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+        }
+    }
+}
+
+// Where an exception cannot be caught, as when a destructor needs memory.
+[[noreturn]] void end_at_once() {
+    std::fputs("vellsim: there is not enough memory to go on\n", stderr);
+    std::_Exit(EXIT_FAILURE);
+}
+
+} // namespace
+
 int main(int argc, char **argv) {
+    std::set_terminate(end_at_once);
+    hold_standard_descriptors();
     try {
         return run_command_line(argc, argv);
     } catch (const std::bad_alloc &) {

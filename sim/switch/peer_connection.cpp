@@ -1,7 +1,6 @@
 #include "sim/switch/peer_connection.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstring>
 #include <fmt/format.h>
@@ -11,32 +10,40 @@ namespace sim {
 
 namespace {
 
-constexpr std::size_t read_size = 64u << 10;
+constexpr std::size_t read_size = 32u << 10;
 
 } // namespace
 
-std::size_t peer_connection::read_some() {
-    static std::array<std::byte, read_size> buffer;
-    const ssize_t count = recv(fd(), buffer.data(), buffer.size(), MSG_DONTWAIT);
+std::size_t peer_connection::read_some(clock::time_point now) {
+    const ssize_t count = input.receive(fd(), read_size);
     if (count > 0) {
-        input.receive(std::span(buffer).first(static_cast<std::size_t>(count)));
+        heard_at_ = now;
     } else if (count == 0 || errno == ECONNRESET) {
-        const bool cut = input.held() > 0 && input.look() == frame_input::state::incomplete;
-        end_reason_ =
-            cut ? fmt::format("it left in the middle of a frame, after {}", input.progress())
-                : std::string("it closed its connection");
+        end_reason_ = input.end_reason("it closed its connection");
     } else if (errno != EAGAIN && errno != EINTR) {
         end_reason_ = fmt::format("its connection failed: {}", std::strerror(errno));
     }
     return count > 0 ? static_cast<std::size_t>(count) : 0;
 }
 
-void peer_connection::queue(std::vector<std::byte> frame) {
-    if (output_broken_) {
+std::optional<peer_connection::clock::time_point> peer_connection::unfinished_since() {
+    const bool owes =
+        input.look() == frame_reader::state::incomplete && (input.held() > 0 || !has_spoken_);
+    return owes ? std::optional(heard_at_) : std::nullopt;
+}
+
+void peer_connection::queue(const std::vector<std::byte> &frame, clock::time_point now) {
+    if (output_ended_) {
         return;
     }
-    output_.erase(output_.begin(), output_.begin() + static_cast<std::ptrdiff_t>(sent_));
-    sent_ = 0;
+    if (!has_output()) {
+        taken_at_ = now;
+    }
+    // Seldom, so that many small answers to a peer that reads slowly cost no moves.
+    if (sent_ > output_.size() / 2) {
+        output_.erase(output_.begin(), output_.begin() + static_cast<std::ptrdiff_t>(sent_));
+        sent_ = 0;
+    }
     output_.insert(output_.end(), frame.begin(), frame.end());
 }
 
@@ -48,8 +55,8 @@ void peer_connection::queue_replies(std::vector<reply> replies, clock::time_poin
     longest_answer_ = std::max(waiting() == 0 ? 0 : longest_answer_, size);
     for (reply &one : replies) {
         if (one.delay.count() == 0) {
-            queue(std::move(one.frame));
-        } else if (!output_broken_) {
+            queue(one.frame, now);
+        } else if (!output_ended_) {
             late_size_ += late_.emplace(now + one.delay, std::move(one.frame))->second.size();
         }
     }
@@ -59,7 +66,7 @@ void peer_connection::queue_due(clock::time_point now) {
     while (!late_.empty() && late_.begin()->first <= now) {
         auto due = late_.extract(late_.begin());
         late_size_ -= due.mapped().size();
-        queue(std::move(due.mapped()));
+        queue(due.mapped(), now);
     }
 }
 
@@ -68,14 +75,14 @@ std::optional<peer_connection::clock::time_point> peer_connection::next_due() co
 }
 
 void peer_connection::queue_answer(answer made) {
-    if (output_broken_) {
+    if (output_ended_) {
         return;
     }
     answer_ = std::move(made);
-    queue_piece();
+    queue_piece(clock::now());
 }
 
-void peer_connection::queue_piece() {
+void peer_connection::queue_piece(clock::time_point now) {
     const answer::piece made = answer_->next();
     if (made.text.empty() && !made.is_last) {
         return;
@@ -89,13 +96,24 @@ void peer_connection::queue_piece() {
     std::vector<std::byte> frame(sizeof head + made.text.size());
     std::memcpy(frame.data(), &head, sizeof head);
     std::memcpy(frame.data() + sizeof head, made.text.data(), made.text.size());
-    queue(std::move(frame));
+    queue(frame, now);
     if (made.is_last) {
         answer_.reset();
     }
 }
 
-void peer_connection::drop_output() {
+void peer_connection::send_closing(const std::string &why) {
+    if (!has_output()) {
+        frame_head head{};
+        head.magic = frame_magic;
+        head.kind = frame_kind::closing;
+        head.length = static_cast<std::uint32_t>(why.size());
+        send_frame(fd(), head, why.data(), 0);
+    }
+}
+
+void peer_connection::end_output() {
+    output_ended_ = true;
     output_ = std::vector<std::byte>();
     sent_ = 0;
     late_.clear();
@@ -103,26 +121,20 @@ void peer_connection::drop_output() {
     answer_.reset();
 }
 
-void peer_connection::forget_messages() {
-    drop_output();
-    input = {};
-}
-
-bool peer_connection::send_some() {
+bool peer_connection::send_some(clock::time_point now) {
     const ssize_t count =
         send(fd(), output_.data() + sent_, output_.size() - sent_, MSG_NOSIGNAL | MSG_DONTWAIT);
-    if (count < 0 && errno != EINTR && errno != EAGAIN) {
-        output_broken_ = true;
-        drop_output();
-    }
     if (count > 0) {
         sent_ += static_cast<std::size_t>(count);
+        taken_at_ = now;
+    } else if (count < 0 && errno != EINTR && errno != EAGAIN) {
+        end_output();
     }
     return count >= 0 || errno == EINTR;
 }
 
-void peer_connection::flush() {
-    while (has_output() && send_some()) {
+void peer_connection::flush(clock::time_point now) {
+    while (has_output() && send_some(now)) {
     }
     // A client that was once sent megabytes does not keep them: to assign {} would keep the room.
     if (!has_output()) {
@@ -132,7 +144,7 @@ void peer_connection::flush() {
     // The next piece waits for the next round, so that a fast reader does not hold up everybody
     // else.
     if (!has_output() && answer_pending()) {
-        queue_piece();
+        queue_piece(now);
     }
 }
 

@@ -4,8 +4,8 @@
 
 #include "sim/base/file_descriptor.h"
 #include "sim/switch/answer.h"
-#include "sim/switch/frame_input.h"
 #include "sim/switch/service.h"
+#include "sim/wire/frame_io.h"
 
 #include <chrono>
 #include <cstddef>
@@ -18,28 +18,32 @@
 
 namespace sim {
 
-// How much may wait for a peer that does not read, beside the longest answer to one request and a
-// piece of the answer to one question.
-inline constexpr std::size_t output_limit = 1u << 20;
-
 class peer_connection {
 public:
     using clock = std::chrono::steady_clock;
 
-    peer_connection(file_descriptor socket, std::uint32_t pid) : socket_(std::move(socket)) {
+    peer_connection(file_descriptor socket, std::uint32_t pid, clock::time_point now)
+        : heard_at_(now), socket_(std::move(socket)) {
         who.pid = pid;
     }
 
     session who;
-    frame_input input;
+    frame_reader input{frame_kind::request, frame_kind::question};
     std::optional<clock::time_point> pause_until; // before the request at the front
 
     int fd() const { return socket_.get(); }
 
     // One read of what has arrived: how many bytes. Afterwards end_of_input() may be true.
-    std::size_t read_some();
+    std::size_t read_some(clock::time_point now);
     bool end_of_input() const { return !end_reason_.empty(); }
     const std::string &end_reason() const { return end_reason_; }
+
+    // Since when it has sent no byte of the message that it owes: the rest of one, or its first.
+    std::optional<clock::time_point> unfinished_since();
+    void note_whole_frame() { has_spoken_ = true; }
+
+    // It is not read from, so that its silence says nothing.
+    void restart_silence(clock::time_point now) { heard_at_ = now; }
 
     // The replies to one request, now or when their delay is over.
     void queue_replies(std::vector<reply> replies, clock::time_point now);
@@ -48,28 +52,44 @@ public:
     void queue_answer(answer made);
     bool answer_pending() const { return answer_.has_value(); }
 
+    // Says why the connection is closed, unless the peer has yet to read other things.
+    void send_closing(const std::string &why);
+
     // Sends what the socket takes.
-    void flush();
+    void flush(clock::time_point now);
     bool has_output() const { return sent_ < output_.size(); }
+
+    // Since when the peer has read nothing of what was sent.
+    std::optional<clock::time_point> unread_since() const {
+        return has_output() ? std::optional(taken_at_) : std::nullopt;
+    }
 
     // What has been answered and not sent, late replies included.
     std::size_t waiting() const { return output_.size() - sent_ + late_size_; }
 
-    // Whether most of it is not due yet.
-    bool waits_late() const { return late_size_ > output_.size() - sent_; }
+    // Whether more than `limit` waits beside the longest answer to one request.
+    bool is_over(std::size_t limit) const { return waiting() > limit + longest_answer_; }
 
-    // The replies to one request, however long, never make it so by themselves.
-    bool over_limit() const { return waiting() > output_limit + longest_answer_; }
+    // The peer is gone, or takes no more: what waits for it is dropped. What it has sent still
+    // counts.
+    void end_output();
+    bool output_ended() const { return output_ended_; }
 
-    // Gives back what its messages take, in both directions.
-    void forget_messages();
+    // By a fault mode: no answer is sent any more, and the connection should be closed.
+    void drop() {
+        end_output();
+        is_dropped_ = true;
+    }
+    bool is_dropped() const { return is_dropped_; }
 
 private:
-    void queue(std::vector<std::byte> frame);
-    void queue_piece();
-    bool send_some();
-    void drop_output();
+    void queue(const std::vector<std::byte> &frame, clock::time_point now);
+    void queue_piece(clock::time_point now);
+    bool send_some(clock::time_point now);
 
+    clock::time_point heard_at_;
+    clock::time_point taken_at_;
+    bool has_spoken_ = false; // a whole frame
     file_descriptor socket_;
     std::string end_reason_;
     std::vector<std::byte> output_;
@@ -78,7 +98,8 @@ private:
     std::size_t late_size_ = 0;
     std::size_t longest_answer_ = 0; // since nothing waited
     std::optional<answer> answer_;   // of which pieces are left
-    bool output_broken_ = false;     // the peer takes no more; what it has sent still counts
+    bool output_ended_ = false;
+    bool is_dropped_ = false;
 };
 
 } // namespace sim

@@ -51,6 +51,11 @@ constexpr member count_members[] = {
     {"wrong_if", number, option, "RPF failures to add", 0, UINT64_MAX},
 };
 
+constexpr member fault_members[] = {
+    {"modes", text, option, "Fault modes to switch on, as options"},
+    {"clear", truth, option, "Switch off all others"},
+};
+
 constexpr question_kind kinds[] = {
     {"clients", "Who is registered, and who was", client_members, show_clients},
     {"routes", "The multicast routes", route_members, show_routes},
@@ -60,6 +65,8 @@ constexpr question_kind kinds[] = {
     {"ltl", "The LTL indexes", ltl_members, show_ltl},
     {"overlay", "What the overlay has notified", overlay_members, show_overlay},
     {"count", "", count_members, count_traffic},
+    {"fault", "", fault_members, change_faults},
+    {"stop", "", {}, stop_switch},
 };
 
 std::string expected(const member &wanted) {
@@ -72,6 +79,8 @@ std::string expected(const member &wanted) {
         return "an IPv4 address such as 239.1.1.2";
     case ip:
         return "an IPv4 or IPv6 address";
+    case text:
+        return "a text";
     case any_address:
         break;
     }
@@ -157,6 +166,8 @@ void print_member(output &out, const std::string &name, const member_value &valu
         out.json(name, address_text(*address));
     } else if (const auto *said = std::get_if<bool>(&value)) {
         out.json(name, *said);
+    } else if (const auto *text_value = std::get_if<std::string>(&value)) {
+        out.json(name, *text_value);
     } else {
         out.json(name, std::get<std::uint64_t>(value));
     }
@@ -179,6 +190,10 @@ std::optional<l2_address> question::address(std::string_view name) const {
     return value_of<l2_address>(*this, name);
 }
 
+std::optional<std::string> question::text(std::string_view name) const {
+    return value_of<std::string>(*this, name);
+}
+
 bool question::truth(std::string_view name) const {
     return value_of<bool>(*this, name).value_or(false);
 }
@@ -193,6 +208,9 @@ const question_kind *find_question(std::string_view name) {
 }
 
 member_value read_member(const member &wanted, const std::string &text) {
+    if (wanted.type == member_type::text) {
+        return text;
+    }
     if (wanted.type == number) {
         if (const auto read = checked(wanted, parse_number(text))) {
             return *read;

@@ -31,7 +31,7 @@ inline constexpr std::size_t longest_question = 4096;
 class answer;
 struct service;
 
-enum class member_type { number, truth, ipv4, ip, any_address };
+enum class member_type { number, truth, ipv4, ip, any_address, text };
 
 enum class member_use {
     filter,   // leaves rows out
@@ -49,7 +49,7 @@ struct member {
     std::uint64_t most = UINT32_MAX;
 };
 
-using member_value = std::variant<std::uint64_t, bool, l2_address>;
+using member_value = std::variant<std::uint64_t, bool, l2_address, std::string>;
 
 struct question {
     std::string ask; // its name
@@ -60,6 +60,7 @@ struct question {
     std::optional<std::uint64_t> number(std::string_view name) const;
     std::optional<l2_address> address(std::string_view name) const;
     bool truth(std::string_view name) const;
+    std::optional<std::string> text(std::string_view name) const;
 };
 
 struct question_kind {
@@ -100,5 +101,7 @@ answer show_flood(service &vell, const question &asked);
 answer show_ltl(service &vell, const question &asked);
 answer show_overlay(service &vell, const question &asked);
 answer count_traffic(service &vell, const question &asked);
+answer change_faults(service &vell, const question &asked);
+answer stop_switch(service &vell, const question &asked);
 
 } // namespace sim

@@ -3,23 +3,29 @@
 #include "sim/switch/console.h"
 #include "sim/switch/detach.h"
 #include "sim/switch/fault_modes.h"
-#include "sim/switch/fault_options.h"
+#include "sim/switch/limits.h"
 #include "sim/switch/listener.h"
 #include "sim/switch/server.h"
 #include "sim/switch/switch_log.h"
 #include "sim/wire/log_file.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
+#include <filesystem>
 #include <fmt/format.h>
 #include <functional>
 #include <memory>
+#include <new>
 #include <string>
+#include <sys/resource.h>
 #include <sys/signalfd.h>
+#include <unistd.h>
 
 namespace sim {
 
@@ -29,26 +35,42 @@ struct run_options {
     std::string run_directory;
     bool quiet = false;
     bool detach = false; // go on in the background once clients can reach it
-    fault_modes faults{};
-    std::string fault_text{}; // as they were asked for, for the log
+    std::string modes{}; // fault modes, as options
 };
 
 constexpr int exit_died = 3; // what --die-after exits with
 
-// A descriptor that becomes readable when the switch is told to end.
+// A descriptor that becomes readable when the switch should end.
 file_descriptor catch_stop_signals() {
     sigset_t stop;
     sigemptyset(&stop);
-    sigaddset(&stop, SIGTERM);
-    sigaddset(&stop, SIGINT);
-    sigprocmask(SIG_BLOCK, &stop, nullptr);
+    for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGQUIT}) {
+        sigaddset(&stop, number);
+    }
     // Standard output and error may be pipes that nobody reads any more.
-    std::signal(SIGPIPE, SIG_IGN);
+    if (sigprocmask(SIG_BLOCK, &stop, nullptr) != 0 || std::signal(SIGPIPE, SIG_IGN) == SIG_ERR) {
+        return {};
+    }
     return file_descriptor(signalfd(-1, &stop, SFD_CLOEXEC | SFD_NONBLOCK));
 }
 
+// Returns an empty string, or what is wrong.
+std::string reserve_files() {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= files_needed) {
+        return {};
+    }
+    const rlimit raised{std::min<rlim_t>(limit.rlim_max, files_needed), limit.rlim_max};
+    if (raised.rlim_cur == files_needed && setrlimit(RLIMIT_NOFILE, &raised) == 0) {
+        return {};
+    }
+    return fmt::format("this process may open {} files at once, and the switch needs {}: "
+                       "raise the limit (ulimit -n)",
+                       limit.rlim_max, files_needed);
+}
+
 void print_ready(const std::string &path) {
-    const std::string line = fmt::format("vellsim: ready, {}\n", path);
+    const std::string line = fmt::format("vellsim: ready, {} (pid {})\n", path, getpid());
     const bool written = std::fwrite(line.data(), 1, line.size(), stdout) == line.size();
     // Clients can be served all the same.
     if (!written || std::fflush(stdout) != 0) {
@@ -56,43 +78,80 @@ void print_ready(const std::string &path) {
     }
 }
 
-int serve(const run_options &options, const std::function<void()> &ready) {
-    const file_descriptor stop = catch_stop_signals();
-    listener place = open_listener(options.run_directory);
-    if (!place.error.empty() || !stop) {
-        complain(place.error.empty() ? "no signal descriptor" : place.error);
-        return EXIT_FAILURE;
-    }
-
-    if (const std::string error = start_logs(options.run_directory); !error.empty()) {
-        complain(error);
-    }
+int serve_at(listener &place, const file_descriptor &stop, const run_options &options,
+             const std::function<void()> &ready) {
     switch_log log(options.run_directory, options.quiet);
     service vell;
-    vell.faults = options.faults;
+    set_faults(vell.faults, options.modes);
     vell.log = [&log](std::uint32_t level, const std::string &text) { log.write(level, text); };
-    vell.log(log_level_trace, fmt::format("listens on {}", place.path));
-    if (!options.fault_text.empty()) {
-        vell.log(log_level_trace, fmt::format("misbehaves on purpose: {}", options.fault_text));
+    vell.log(log_level_trace, fmt::format("listens on {}", place.path()));
+    if (!options.modes.empty()) {
+        log_faults(vell);
     }
-    server serving(vell, place.socket.get(), stop.get());
-    print_ready(place.path);
+    print_ready(place.path());
     ready();
-    const server::outcome how = serving.run();
-    if (how == server::outcome::died) {
-        return exit_died;
+    try {
+        switch (server(vell, place, stop.get()).run()) {
+        case server::outcome::died:
+            return exit_died;
+        case server::outcome::displaced:
+            return EXIT_FAILURE;
+        case server::outcome::stopped:
+            break;
+        }
+    } catch (const std::bad_alloc &) {
+        vell.log(log_level_error, "ends: there is not enough memory");
+        place.close();
+        throw;
+    } catch (const std::exception &error) {
+        vell.log(log_level_error, fmt::format("ends: {}", error.what()));
+        place.close();
+        throw;
     }
     vell.log(log_level_trace, "ends");
     place.close();
     return EXIT_SUCCESS;
 }
 
+int serve(const run_options &options, const std::function<void()> &ready) {
+    const file_descriptor stop = catch_stop_signals();
+    if (!stop) {
+        return fail(fmt::format("signals cannot be waited for: {}", std::strerror(errno)));
+    }
+    if (const std::string error = reserve_files(); !error.empty()) {
+        return fail(error);
+    }
+    listener place(options.run_directory);
+    if (const std::string error = place.open(); !error.empty()) {
+        return fail(error);
+    }
+    if (const std::string error = start_logs(options.run_directory); !error.empty()) {
+        complain(error);
+    }
+    return serve_at(place, stop, options, ready);
+}
+
+std::string limits_text() {
+    std::string text = "Limits:\n";
+    for (const limit_row &row : limit_rows) {
+        std::string lines(row.text);
+        if (const std::size_t end = lines.find('\n'); end != std::string::npos) {
+            lines.insert(end + 1, 10, ' ');
+        }
+        text += fmt::format("  {:<8}{}\n", row.value, lines);
+    }
+    return text + "\n";
+}
+
 int run_switch(const run_options &options) {
     if (!options.detach) {
         return serve(options, [] {});
     }
+    run_options there = options;
+    // It leaves the directory that a relative path starts from.
+    there.run_directory = std::filesystem::absolute(options.run_directory).string();
     return run_detached(
-        [&options](const std::function<void()> &ready) { return serve(options, ready); });
+        [&there](const std::function<void()> &ready) { return serve(there, ready); });
 }
 
 } // namespace
@@ -108,9 +167,9 @@ command_action add_run(CLI::App &command) {
     run->add_flag("--detach", options.detach,
                   "Go on in the background, and return once clients can\n"
                   "reach the switch; its log is then in its file alone");
-    add_fault_options(run, options.faults);
-    run->final_callback([run, &options] { options.fault_text = fault_text(*run); });
+    add_fault_options(*run, options.modes);
     run->footer(
+        limits_text() +
         fmt::format(
             "Logs, in <run dir>/log, which `vellsim show log` prints: a run starts with\n"
             "fresh ones and keeps those of the run before as <name>.previous; one that has\n"

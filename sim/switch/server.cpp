@@ -1,25 +1,36 @@
 #include "sim/switch/server.h"
 
+#include "sim/base/text.h"
+#include "sim/wire/service_socket.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <fmt/format.h>
 #include <limits>
-#include <new>
+#include <sys/socket.h>
+#include <system_error>
 #include <utility>
 
 namespace sim {
 
 namespace {
 
-// Below this a connection's unfinished frame is not worth counting all the others' for.
-constexpr std::size_t small_input = 64u << 10;
+using namespace std::chrono_literals;
+
+constexpr auto place_check_interval = 1s;
+
+// How many connections are accepted in a turn.
+constexpr int accepts_per_turn = 64;
 
 // More than a socket holds for a peer that sent before somebody else asked, and an end for one that
 // never stops.
 constexpr std::size_t catch_up_limit = 1u << 20;
 
+// How long a switch that ends handles what it has received.
+constexpr auto longest_finish = 2s;
+
 bool has_whole(peer_connection &peer) {
-    return peer.input.look() == frame_input::state::whole;
+    return peer.input.look() == frame_reader::state::whole;
 }
 
 bool has_request(peer_connection &peer) {
@@ -36,140 +47,188 @@ answer answer_to(service &vell, const frame_view &question) {
         vell, {reinterpret_cast<const char *>(question.payload.data()), question.payload.size()});
 }
 
-bool wants_input(peer_connection &peer) {
-    return !peer.end_of_input() && !peer.answer_pending() &&
-           peer.input.look() == frame_input::state::incomplete;
-}
-
-short wanted_events(peer_connection &peer) {
-    return static_cast<short>((wants_input(peer) ? POLLIN : 0) |
-                              (peer.has_output() || peer.answer_pending() ? POLLOUT : 0));
-}
-
-template <typename Body>
-void as_far_as_memory_goes(Body body) {
-    try {
-        body();
-    } catch (const std::bad_alloc &) {
-        // What it would have said is missing from the log.
-    }
+std::uint32_t peer_pid(int fd) {
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    return getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0
+               ? static_cast<std::uint32_t>(peer.pid)
+               : 0;
 }
 
 } // namespace
 
-server::server(service &vell, int listening_fd, int stop_fd)
-    : vell_(vell), acceptor_(listening_fd, vell.log), stop_fd_(stop_fd) {}
+server::server(service &vell, listener &place, int stop_fd, const server_limits &limits)
+    : vell_(vell), place_(place), stop_fd_(stop_fd), limits_(limits) {}
 
 server::outcome server::run() {
     std::vector<connection_id> ids;
-    while (!dead_) {
+    while (!end_) {
         std::vector<pollfd> entries = poll_entries(ids);
-        if (poll(entries.data(), entries.size(), poll_timeout_ms()) < 0 && errno != EINTR) {
-            // Only a lack of memory is left as the reason; the entries say nothing then.
-            std::ranges::for_each(entries, [](pollfd &entry) { entry.revents = 0; });
+        wait(entries);
+        now_ = clock::now();
+        if (entries[0].revents != 0 || vell_.is_stopped) {
+            finish();
+            return end_.value_or(outcome::stopped);
         }
-        if (entries[0].revents != 0) {
-            return outcome::stopped;
-        }
-        for (std::size_t i = 0; i < ids.size() && !dead_; ++i) {
+        for (std::size_t i = 0; i < ids.size() && !end_; ++i) {
             serve_connection(ids[i], entries[i + 2].revents);
         }
-        if (entries[1].revents != 0 && !dead_) {
-            acceptor_.take(peers_.size(), [this](file_descriptor socket, std::uint32_t pid) {
-                peers_.try_emplace(++last_id_, std::move(socket), pid);
-            });
+        if (entries[1].revents != 0 && !end_) {
+            accept_waiting();
         }
+        close_hoarders();
         send_late_replies();
+        keep_place();
     }
-    return outcome::died;
+    return *end_;
 }
 
-// The entries of stop and of the acceptor come first, then those of the connections in `ids`.
+// The entries of stop and of the listening socket come first, then those of the connections in
+// `ids`.
 std::vector<pollfd> server::poll_entries(std::vector<connection_id> &ids) {
-    std::vector<pollfd> entries;
-    entries.push_back({stop_fd_, POLLIN, 0});
-    entries.push_back(
-        {acceptor_.is_open(peers_.size(), clock::now()) ? acceptor_.fd() : -1, POLLIN, 0});
+    std::vector<pollfd> entries{{stop_fd_, POLLIN, 0}, {place_.fd(), POLLIN, 0}};
     ids.clear();
     for (auto &[id, peer] : peers_) {
-        // A connection that nothing is wanted of is left out whole: its hang-up would end every
-        // poll at once.
+        // The hang-up of a connection that is known to be gone would end every poll at once.
         const short events = wanted_events(peer);
-        entries.push_back({events == 0 ? -1 : peer.fd(), events, 0});
+        if ((events & POLLIN) == 0) {
+            peer.restart_silence(now_);
+        }
+        entries.push_back({events == 0 && peer.output_ended() ? -1 : peer.fd(), events, 0});
         ids.push_back(id);
     }
     return entries;
 }
 
-int server::poll_timeout_ms() const {
-    std::optional<clock::time_point> next = acceptor_.again();
-    const auto consider = [&next](clock::time_point when) {
-        next = next ? std::min(*next, when) : when;
+void server::wait(std::vector<pollfd> &entries) {
+    if (poll(entries.data(), entries.size(), poll_timeout_ms()) >= 0) {
+        return;
+    }
+    if (errno != EINTR) {
+        throw std::system_error(errno, std::generic_category(), "poll");
+    }
+    std::ranges::for_each(entries, [](pollfd &entry) { entry.revents = 0; });
+}
+
+int server::poll_timeout_ms() {
+    if (vell_.is_stopped) {
+        return 0;
+    }
+    clock::time_point next = place_checked_ + place_check_interval;
+    const auto consider = [&next](std::optional<clock::time_point> when) {
+        next = when ? std::min(*when, next) : next;
     };
-    for (const auto &[id, peer] : peers_) {
-        if (peer.pause_until) {
-            consider(*peer.pause_until);
-        }
-        if (const auto due = peer.next_due()) {
-            consider(*due);
-        }
+    for (auto &[id, peer] : peers_) {
+        consider(peer.pause_until);
+        consider(peer.next_due());
+        consider(closing_time(peer));
     }
-    if (!next) {
-        return -1;
-    }
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(*next - clock::now()).count();
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(next - clock::now()).count();
     return static_cast<int>(std::clamp<long long>(left, 0, std::numeric_limits<int>::max()));
 }
 
-// Does something for one connection, unless it was closed since the poll, while the switch caught
-// up.
-template <typename Body>
-void server::attend(connection_id id, Body body) {
-    const auto found = peers_.find(id);
-    if (found == peers_.end()) {
-        return;
-    }
-    try {
-        body(found->second);
-    } catch (const std::bad_alloc &) {
-        close_without_memory(id, found->second);
+short server::wanted_events(peer_connection &peer) const {
+    return static_cast<short>((wants_input(peer) ? POLLIN : 0) |
+                              (peer.has_output() || peer.answer_pending() ? POLLOUT : 0));
+}
+
+void server::accept_waiting() {
+    for (int i = 0; i < accepts_per_turn; ++i) {
+        file_descriptor accepted(
+            accept4(place_.fd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+        if (accepted) {
+            admit(std::move(accepted));
+        } else if (errno == EAGAIN) {
+            return;
+        } else if (errno != EINTR && errno != ECONNABORTED) {
+            throw std::system_error(errno, std::generic_category(),
+                                    "no connection can be accepted");
+        }
     }
 }
 
-// A request may have been carried out in part, and what is known of it is lost: its client has to
-// begin anew.
-void server::close_without_memory(connection_id id, peer_connection &peer) {
-    constexpr const char *why = "there is no memory to handle what it sent";
-    peer.forget_messages();
-    as_far_as_memory_goes([&] { log_closing(peer, {true, why}); });
-    as_far_as_memory_goes([&] { handle_loss(vell_, peer.who, why); });
-    peers_.erase(id);
+void server::admit(file_descriptor socket) {
+    const std::uint32_t pid = peer_pid(socket.get());
+    if (const std::string reason = check_peer(socket.get()); !reason.empty()) {
+        vell_.log(log_level_error, fmt::format("connection of pid {}: {}: closed", pid, reason));
+        return;
+    }
+    if (peers_.size() < limits_.connections) {
+        full_said_ = false;
+        peers_.try_emplace(++last_id_, std::move(socket), pid, now_);
+        return;
+    }
+    const std::string why =
+        fmt::format("the switch has {} connections, which is its limit", limits_.connections);
+    if (!std::exchange(full_said_, true)) {
+        vell_.log(log_level_error,
+                  fmt::format("connection of pid {}: {}: it and others are refused", pid, why));
+    }
+    peer_connection(std::move(socket), pid, now_).send_closing(why);
+}
+
+// Directory and socket may have been removed. Clients that are connected do not notice; for others
+// the place is made again.
+void server::keep_place() {
+    if (end_ || now_ - place_checked_ < place_check_interval) {
+        return;
+    }
+    place_checked_ = now_;
+    if (place_.is_in_place()) {
+        return;
+    }
+    place_.close();
+    const std::string error = place_.open();
+    vell_.log(log_level_error, error.empty()
+                                   ? fmt::format("{} was removed; made again", place_.path())
+                                   : fmt::format("{} was removed, and cannot be made again: {}",
+                                                 place_.path(), error));
+    if (!error.empty()) {
+        end_ = outcome::displaced;
+    }
 }
 
 void server::serve_connection(connection_id id, short events) {
-    attend(id, [=, this](peer_connection &peer) {
-        if ((events & ~POLLOUT) != 0 && wants_input(peer)) {
-            peer.read_some();
-        }
-        take_frames(id, peer);
-        finish_turn(id, peer);
-    });
+    const auto found = peers_.find(id);
+    if (found == peers_.end()) {
+        return; // closed since the poll, while the switch caught up
+    }
+    peer_connection &peer = found->second;
+    if ((events & (POLLHUP | POLLERR)) != 0) {
+        peer.end_output();
+    }
+    if ((events & ~POLLOUT) != 0 && wants_input(peer)) {
+        peer.read_some(now_);
+    }
+    take_frames(id, peer);
+    end_turn(id, peer);
 }
 
-void server::finish_turn(connection_id id, peer_connection &peer) {
-    peer.flush();
-    if (const std::optional<closing> how = why_close(peer); how && !dead_) {
+void server::end_turn(connection_id id, peer_connection &peer) {
+    peer.flush(now_);
+    if (const std::optional<closing> how = why_close(peer); how && !end_) {
         close_connection(id, *how);
     }
 }
 
+bool server::wants_input(peer_connection &peer) const {
+    return !peer.end_of_input() && !peer.answer_pending() && has_room(peer) &&
+           peer.input.look() == frame_reader::state::incomplete;
+}
+
+// A peer that does not read its answers waits with its requests.
+bool server::has_room(const peer_connection &peer) const {
+    return !peer.is_over(limits_.output);
+}
+
 void server::take_frames(connection_id id, peer_connection &peer) {
     take_requests(peer);
-    while (!dead_ && has_question(peer) && !peer.answer_pending() && reads(peer)) {
+    while (!end_ && has_question(peer) && !peer.answer_pending() && has_room(peer)) {
         catch_up(id);
-        if (dead_) {
+        if (end_) {
             return;
         }
+        peer.note_whole_frame();
         peer.queue_answer(answer_to(vell_, peer.input.front()));
         peer.input.drop_frame();
         take_requests(peer);
@@ -177,22 +236,18 @@ void server::take_frames(connection_id id, peer_connection &peer) {
 }
 
 void server::take_requests(peer_connection &peer) {
-    while (!dead_ && !peer.answer_pending() && has_request(peer) && reads(peer) && !pauses(peer)) {
+    while (!end_ && !peer.answer_pending() && has_request(peer) && has_room(peer) &&
+           !pauses(peer)) {
         take_request(peer, peer.input.front());
         peer.input.drop_frame();
+        if (!has_room(peer)) {
+            peer.flush(now_);
+        }
     }
 }
 
-// Whether the peer takes what it is sent. For one that does not nothing more is done.
-bool server::reads(peer_connection &peer) {
-    if (peer.over_limit()) {
-        peer.flush();
-    }
-    return !peer.over_limit();
-}
-
-// Whoever asks for a table sees all that was sent before it asked, also by others who sent more
-// than one turn takes.
+// An answer shows all that was sent before its question, also by others who sent more than one turn
+// takes.
 void server::catch_up(connection_id asker) {
     std::vector<connection_id> others;
     for (const auto &[id, peer] : peers_) {
@@ -201,21 +256,25 @@ void server::catch_up(connection_id asker) {
         }
     }
     for (const connection_id id : others) {
-        attend(id, [this, id](peer_connection &peer) {
-            std::size_t taken = 0;
-            std::size_t count = 1;
-            while (count > 0 && taken < catch_up_limit && wants_input(peer) && !dead_) {
-                count = peer.read_some();
-                taken += count;
-                take_requests(peer);
-            }
-            finish_turn(id, peer);
-        });
+        const auto found = peers_.find(id);
+        if (found == peers_.end()) {
+            continue;
+        }
+        peer_connection &peer = found->second;
+        std::size_t taken = 0;
+        std::size_t count = 1;
+        while (count > 0 && taken < catch_up_limit && wants_input(peer) && !end_) {
+            count = peer.read_some(now_);
+            taken += count;
+            take_requests(peer);
+        }
+        end_turn(id, peer);
     }
 }
 
-bool server::pauses(peer_connection &peer) const {
+bool server::pauses(peer_connection &peer) {
     if (vell_.faults.slow.count() == 0) {
+        peer.pause_until.reset();
         return false;
     }
     if (!peer.pause_until) {
@@ -229,65 +288,115 @@ bool server::pauses(peer_connection &peer) const {
 }
 
 void server::take_request(peer_connection &peer, const frame_view &asked) {
+    peer.note_whole_frame();
     peer.queue_replies(handle_request(vell_, peer.who, asked.head, asked.payload), clock::now());
-    ++handled_;
-    if (vell_.faults.die_after != 0 && handled_ >= vell_.faults.die_after) {
+    fault_modes &faults = vell_.faults;
+    if (faults.die_after != 0 && --faults.die_after == 0) {
+        vell_.log(log_level_error, "exits: --die-after");
+        peer.flush(now_);
+        end_ = outcome::died;
+    }
+    if (faults.drop_after != 0 && --faults.drop_after == 0) {
         vell_.log(log_level_error,
-                  fmt::format("dies after {} requests, as it was told to", handled_));
-        dead_ = true;
+                  fmt::format("{}: connection dropped: --drop-after", describe(vell_, peer.who)));
+        peer.drop();
     }
 }
 
 std::optional<server::closing> server::why_close(peer_connection &peer) const {
-    const frame_input::state state = peer.input.look();
-    if (has_whole(peer) && peer.over_limit()) {
-        return closing{
-            true, peer.waits_late()
-                      ? fmt::format("more than {} bytes of late answers wait for it", output_limit)
-                      : "it does not read its messages"};
+    const frame_reader::state state = peer.input.look();
+    if (peer.is_dropped()) {
+        return closing{false, "the switch dropped its connection"};
     }
-    if (state == frame_input::state::broken) {
+    if (state == frame_reader::state::broken) {
         return closing{true, peer.input.broken_reason()};
     }
-    if (peer.input.held() > small_input && all_input() > input_limit) {
-        return closing{true, fmt::format("unfinished frames take more than {} bytes", input_limit)};
-    }
     const bool finished =
-        state == frame_input::state::incomplete && !peer.has_output() && !peer.answer_pending();
+        state == frame_reader::state::incomplete && !peer.has_output() && !peer.answer_pending();
     if (peer.end_of_input() && finished) {
         return closing{peer.input.held() > 0, peer.end_reason()};
+    }
+    if (const auto when = closing_time(peer); when && *when <= now_) {
+        return closing{true, has_room(peer) ? "it has not finished its message"
+                                            : "it does not read its messages"};
     }
     return std::nullopt;
 }
 
-void server::close_connection(connection_id id, const closing &how) {
-    peer_connection &peer = peers_.at(id);
-    log_closing(peer, how);
-    handle_loss(vell_, peer.who, how.why);
-    peers_.erase(id);
+// When a peer's silence has lasted long enough: of one that holds up its own requests, or of one
+// that owes a message.
+std::optional<server::clock::time_point> server::closing_time(peer_connection &peer) const {
+    if (!has_room(peer)) {
+        const auto since = peer.unread_since();
+        return since ? std::optional(*since + limits_.unread) : std::nullopt;
+    }
+    const auto since = peer.end_of_input() ? std::nullopt : peer.unfinished_since();
+    return since ? std::optional(*since + limits_.unfinished) : std::nullopt;
 }
 
-void server::log_closing(peer_connection &peer, const closing &how) const {
+void server::close_connection(connection_id id, const closing &how) {
+    peer_connection &peer = peers_.at(id);
     if (how.is_error) {
         vell_.log(log_level_error,
                   fmt::format("{}: {}: connection closed", describe(vell_, peer.who), how.why));
     }
+    if (how.is_error && !peer.end_of_input()) {
+        peer.send_closing(how.why);
+    }
+    handle_loss(vell_, peer.who, how.why);
+    peers_.erase(id);
+}
+
+// Nobody else pays for what a peer hoards.
+void server::close_hoarders() {
+    close_largest([](const peer_connection &one) { return one.input.held(); }, limits_.input,
+                  "unfinished messages");
+    close_largest([](const peer_connection &one) { return one.waiting(); }, limits_.all_output,
+                  "unread answers");
+}
+
+void server::close_largest(std::size_t (*size)(const peer_connection &peer), std::size_t limit,
+                           const char *what) {
+    std::size_t sum = 0;
+    for (const auto &[id, peer] : peers_) {
+        sum += size(peer);
+    }
+    while (sum > limit && !end_) {
+        const auto largest = std::ranges::max_element(
+            peers_, {}, [size](const auto &entry) { return size(entry.second); });
+        sum -= size(largest->second);
+        close_connection(largest->first,
+                         {true, fmt::format("the {} of all connections take more than {} bytes, "
+                                            "and this one has the most",
+                                            what, limit)});
+    }
 }
 
 void server::send_late_replies() {
-    const auto now = clock::now();
-    for (auto at = peers_.begin(); at != peers_.end();) {
-        const connection_id id = (at++)->first; // which may be closed
-        attend(id, [now](peer_connection &peer) { peer.queue_due(now); });
+    for (auto &[id, peer] : peers_) {
+        peer.queue_due(now_);
     }
 }
 
-std::size_t server::all_input() const {
-    std::size_t sum = 0;
-    for (const auto &[id, peer] : peers_) {
-        sum += peer.input.held();
+// No request goes unnoticed: what is not handled now never will be.
+void server::finish() {
+    accept_waiting();
+    const clock::time_point until = clock::now() + longest_finish;
+    for (auto &[id, peer] : peers_) {
+        std::uint64_t dropped = 0;
+        do {
+            take_requests(peer);
+            for (; has_whole(peer) && !end_; peer.input.drop_frame()) {
+                dropped += has_request(peer) ? 1 : 0;
+            }
+        } while (!end_ && clock::now() < until && peer.read_some(now_) > 0);
+        if (dropped > 0) {
+            vell_.log(log_level_error,
+                      fmt::format("{}: {} dropped: the switch ends", describe(vell_, peer.who),
+                                  counted(dropped, "message")));
+        }
+        peer.flush(now_);
     }
-    return sum;
 }
 
 } // namespace sim

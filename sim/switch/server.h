@@ -1,7 +1,12 @@
 // The switch's loop: one thread, many connections, no call that blocks.
+//
+// A turn of the loop serves every connection that has something to do: reads a little, carries out
+// the requests that are whole, sends what the peer takes. What a connection may cost is in limits.h;
+// at the end of memory or of file descriptors run() throws.
 #pragma once
 
-#include "sim/switch/acceptor.h"
+#include "sim/switch/limits.h"
+#include "sim/switch/listener.h"
 #include "sim/switch/peer_connection.h"
 #include "sim/switch/service.h"
 
@@ -15,22 +20,25 @@
 
 namespace sim {
 
-// What frames that are not yet whole may take of the process's memory, all connections together.
-inline constexpr std::size_t input_limit = 256u << 20;
-
 class server {
 public:
-    // `stop_fd` becomes readable when the switch is to end.
-    server(service &vell, int listening_fd, int stop_fd);
+    // `stop_fd` becomes readable when the switch should end.
+    server(service &vell, listener &place, int stop_fd, const server_limits &limits = {});
 
-    enum class outcome { stopped, died };
+    enum class outcome {
+        stopped,
+        died,      // by a fault mode
+        displaced, // its place in the run directory is gone and cannot be had again
+    };
 
-    // Serves until it is told to stop, or until a fault mode makes it die.
+    // Serves until it is stopped, a fault mode makes it die, or another switch has its place. A
+    // switch that is stopped first handles what it has received, or logs what it drops.
     outcome run();
 
 private:
     using clock = peer_connection::clock;
     using connection_id = std::uint64_t;
+    using connections = std::map<connection_id, peer_connection>;
 
     struct closing {
         bool is_error;
@@ -38,31 +46,43 @@ private:
     };
 
     std::vector<pollfd> poll_entries(std::vector<connection_id> &ids);
-    int poll_timeout_ms() const;
-    template <typename Body>
-    void attend(connection_id id, Body body);
-    void close_without_memory(connection_id id, peer_connection &peer);
+    short wanted_events(peer_connection &peer) const;
+    int poll_timeout_ms();
+    void wait(std::vector<pollfd> &entries);
+
+    void accept_waiting();
+    void admit(file_descriptor socket);
+    void keep_place();
+
     void serve_connection(connection_id id, short events);
     void take_frames(connection_id id, peer_connection &peer);
     void take_requests(peer_connection &peer);
-    static bool reads(peer_connection &peer);
-    void catch_up(connection_id asker);
-    void finish_turn(connection_id id, peer_connection &peer);
-    bool pauses(peer_connection &peer) const;
     void take_request(peer_connection &peer, const frame_view &asked);
-    std::optional<closing> why_close(peer_connection &peer) const;
-    void close_connection(connection_id id, const closing &how);
-    void log_closing(peer_connection &peer, const closing &how) const;
+    bool wants_input(peer_connection &peer) const;
+    bool has_room(const peer_connection &peer) const;
+    bool pauses(peer_connection &peer);
+    void catch_up(connection_id asker);
     void send_late_replies();
-    std::size_t all_input() const;
+    void finish();
+
+    void end_turn(connection_id id, peer_connection &peer);
+    std::optional<closing> why_close(peer_connection &peer) const;
+    std::optional<clock::time_point> closing_time(peer_connection &peer) const;
+    void close_connection(connection_id id, const closing &how);
+    void close_hoarders();
+    void close_largest(std::size_t (*size)(const peer_connection &peer), std::size_t limit,
+                       const char *what);
 
     service &vell_;
-    acceptor acceptor_;
+    listener &place_;
     int stop_fd_;
-    std::map<connection_id, peer_connection> peers_;
+    server_limits limits_;
+    connections peers_;
     connection_id last_id_ = 0;
-    std::uint64_t handled_ = 0;
-    bool dead_ = false;
+    clock::time_point now_ = clock::now(); // of this turn
+    clock::time_point place_checked_ = now_;
+    bool full_said_ = false; // that no more connections are taken
+    std::optional<outcome> end_;
 };
 
 } // namespace sim

@@ -191,6 +191,11 @@ std::vector<reply> handle_request(service &vell, session &from, const frame_head
     return std::move(asked.replies);
 }
 
+void log_faults(const service &vell) {
+    const std::string modes = fault_text(vell.faults);
+    vell.log(log_level_trace, fmt::format("fault modes: {}", modes.empty() ? "none" : modes));
+}
+
 void handle_loss(service &vell, session &from, std::string_view how) {
     vell.batches.abandon(std::exchange(from.batch, 0));
     vell.clients.end(std::exchange(from.peer, 0), client_state::lost);

@@ -45,7 +45,8 @@ struct service {
     counter_table counters{};
     overlay_state overlay{};
     ltl_table ltls{};
-    flood_table floods{}; // of the LTL manager; the flood lists of layer-2 messages are in l2
+    flood_table floods{};    // of the LTL manager; the flood lists of layer-2 messages are in l2
+    bool is_stopped = false; // was asked to end
 };
 
 // One connection, as the service knows it.
@@ -56,11 +57,7 @@ struct session {
     batch_key batch = 0;      // 0 while none is open
 };
 
-// A message to the peer that sent the request.
-struct reply {
-    std::vector<std::byte> frame;
-    std::chrono::milliseconds delay{0};
-};
+;
 
 // The interfaces of all layer-2 entries, LTLs and flood sets.
 std::size_t held_interfaces(const service &vell);
@@ -69,6 +66,9 @@ std::size_t held_interfaces(const service &vell);
 // the log.
 std::vector<reply> handle_request(service &vell, session &from, const frame_head &head,
                                   std::span<const std::byte> payload);
+
+// What fault modes are on.
+void log_faults(const service &vell);
 
 // The peer's connection is gone; `how` says why, for the log.
 void handle_loss(service &vell, session &from, std::string_view how);

@@ -15,7 +15,7 @@ namespace sim {
 namespace {
 
 struct question_options {
-    std::string run_directory;
+    switch_call to;
     question asked;
     bool json = false;
 };
@@ -47,14 +47,14 @@ void add_member(CLI::App &command, const member &wanted, question &asked) {
 command_action add_question(CLI::App &command, const question_kind &kind) {
     const auto options = std::make_shared<question_options>();
     options->asked.ask = kind.name;
-    add_run_directory(command, options->run_directory);
+    add_switch_options(command, options->to);
     command.add_flag("--json", options->json, "Print JSON, for programs");
     for (const member &wanted : kind.members) {
         add_member(command, wanted, options->asked);
     }
     return [options] {
         options->asked.form = options->json ? output_form::json : output_form::text;
-        return print_answer(options->run_directory, options->asked);
+        return print_answer(options->to, options->asked);
     };
 }
 

@@ -42,10 +42,8 @@ statistics_answer look_up(service &vell, const statistics_request &wanted) {
 void reply_to(request &asked, const statistics_request &wanted) {
     require_registered(asked);
     const auto payload = encode_statistics_answer(wanted.key, look_up(asked.vell, wanted));
-    const fault_modes &faults = asked.vell.faults;
-    const reply answered{message_frame(asked.head.sap, asked.head.opcode, payload),
-                         faults.answer_delay};
-    asked.replies.insert(asked.replies.end(), copies(faults.answer), answered);
+    add_replies(asked.replies, message_frame(asked.head.sap, asked.head.opcode, payload),
+                asked.vell.faults.answer);
 }
 
 std::string key_text(const counter_key &key) {

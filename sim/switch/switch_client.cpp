@@ -7,55 +7,133 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <poll.h>
 #include <string_view>
+#include <sys/file.h>
 #include <sys/socket.h>
-#include <sys/syscall.h>
-#include <unistd.h>
+#include <utility>
 
 namespace sim {
 
 namespace {
 
-// How long the switch may be silent before a person has waited enough.
-constexpr int silence_ms = 30'000;
+// A switch whose socket was removed makes it again within a second.
+constexpr int longest_remake_ms = 2000;
+constexpr int look_again_ms = 20;
 
-connection connect_to_switch(const std::string &run_directory) {
-    connection made = connect_service(run_directory, silence_ms);
-    if (!made.socket) {
-        const std::string path = run_directory + "/" + service_socket;
-        const std::string why = made.reason.starts_with(path + ": ")
-                                    ? made.reason.substr(path.size() + 2)
-                                    : made.reason;
-        made.reason =
-            fmt::format("no switch answers on {} ({}); `vellsim run` starts one", path, why);
-    }
-    return made;
+// One question to a running switch.
+class conversation {
+public:
+    explicit conversation(const switch_call &to)
+        : to_(to), until_(deadline::after_ms(to.timeout_s * 1000)) {}
+
+    // Each returns an empty string, or what is wrong.
+    std::string ask(const question &asked);
+    std::string receive_piece(frame &piece);
+    std::string wait_for_end();
+
+private:
+    std::string connect();
+    std::string not_in_time(const char *what) const;
+    bool is_held() const;
+
+    const switch_call &to_;
+    deadline until_;
+    file_descriptor socket_;
+    frame_reader reader_{frame_kind::answer};
+    std::string pid_text_;
+};
+
+std::string pid_text_of(int fd) {
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    return getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 && peer.pid > 0
+               ? fmt::format(" (pid {})", peer.pid)
+               : "";
 }
 
-std::string send_question(int fd, const std::string &text) {
+std::string conversation::not_in_time(const char *what) const {
+    return fmt::format("the switch{} {} within {} (--timeout)", pid_text_, what,
+                       counted(static_cast<std::uint64_t>(to_.timeout_s), "second"));
+}
+
+// Whether a switch has the run directory.
+bool conversation::is_held() const {
+    const file_descriptor directory(
+        open(to_.run_directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    return directory && flock(directory.get(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+}
+
+std::string conversation::connect() {
+    const deadline remade = deadline::after_ms(longest_remake_ms);
+    connection made = connect_service(to_.run_directory, until_.left_ms());
+    while (!made.socket && is_held() && remade.left_ms() > 0 && until_.left_ms() > 0) {
+        poll(nullptr, 0, look_again_ms);
+        made = connect_service(to_.run_directory, until_.left_ms());
+    }
+    if (made.socket) {
+        socket_ = std::move(made.socket);
+        pid_text_ = pid_text_of(socket_.get());
+        return {};
+    }
+    if (is_held()) {
+        pid_text_ = running_pid(to_.run_directory);
+        return until_.left_ms() == 0 ? not_in_time("does not answer")
+                                     : fmt::format("the switch{} in {} cannot be reached: {}",
+                                                   pid_text_, to_.run_directory, made.reason);
+    }
+    const std::string path = to_.run_directory + "/" + service_socket;
+    const std::string why =
+        made.reason.starts_with(path + ": ") ? made.reason.substr(path.size() + 2) : made.reason;
+    return fmt::format("no switch answers on {} ({}); `vellsim run` starts one", path, why);
+}
+
+std::string conversation::ask(const question &asked) {
+    if (std::string error = connect(); !error.empty()) {
+        return error;
+    }
+    const std::string text = encode_question(asked);
     frame_head head{};
     head.magic = frame_magic;
     head.kind = frame_kind::question;
     head.length = static_cast<std::uint32_t>(text.size());
-    const frame_result sent = send_frame(fd, head, text.data(), silence_ms);
-    return sent.status == frame_status::done ? std::string()
-                                             : fmt::format("the switch is gone: {}", sent.reason);
+    const frame_result sent = send_frame(socket_.get(), head, text.data(), until_.left_ms());
+    // A switch that closes the connection may have said why.
+    if (sent.status == frame_status::done || sent.status == frame_status::closed) {
+        return {};
+    }
+    return sent.status == frame_status::timed_out
+               ? not_in_time("does not answer")
+               : fmt::format("the switch{} is gone: {}", pid_text_, sent.reason);
 }
 
-std::string receive_piece(int fd, frame_reader &reader, frame &piece) {
-    const frame_result got = receive_frame(fd, reader, deadline::after_ms(silence_ms), piece);
+std::string conversation::receive_piece(frame &piece) {
+    const frame_result got = receive_frame(socket_.get(), reader_, until_, piece);
     if (got.status == frame_status::timed_out) {
-        return fmt::format("the switch has not answered for {} seconds", silence_ms / 1000);
+        return not_in_time("does not answer");
     }
-    return got.status == frame_status::done
-               ? std::string()
-               : fmt::format("the switch's answer is cut: {}", got.reason);
+    if (got.status != frame_status::done) {
+        return fmt::format("the switch's answer is cut: {}", printable(got.reason));
+    }
+    const std::string text(piece.payload.begin(), piece.payload.end());
+    return piece.head.opcode == 0 ? std::string() : printable(text);
+}
+
+// The end of the connection comes first, then the next switch is let in.
+std::string conversation::wait_for_end() {
+    frame more;
+    frame_result got;
+    do {
+        got = receive_frame(socket_.get(), reader_, until_, more);
+    } while (got.status == frame_status::done);
+    while (got.status != frame_status::timed_out && is_held() && until_.left_ms() > 0) {
+        poll(nullptr, 0, look_again_ms);
+    }
+    return is_held() ? not_in_time("has not ended") : "";
 }
 
 // The switch answers in lines of plain ASCII; whatever else comes is not from this vellsim.
@@ -75,85 +153,34 @@ std::string safe_lines(std::string_view text) {
     return safe;
 }
 
-int print_pieces(int fd) {
-    frame_reader reader({frame_kind::answer});
-    frame piece;
-    do {
-        if (const std::string error = receive_piece(fd, reader, piece); !error.empty()) {
-            return fail(error);
-        }
-        const std::string_view text(reinterpret_cast<const char *>(piece.payload.data()),
-                                    piece.payload.size());
-        if (piece.head.opcode != 0) {
-            return fail(printable(text));
-        }
-        if (print(safe_lines(text)) != EXIT_SUCCESS) {
-            return EXIT_FAILURE;
-        }
-    } while ((piece.head.flags & answer_goes_on) != 0);
-    return EXIT_SUCCESS;
-}
-
-// The process's end, where the system can tell it; the connection's end comes first and says nearly
-// as much.
-file_descriptor watch_process(pid_t pid) {
-#ifdef SYS_pidfd_open
-    return file_descriptor(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
-#else
-    static_cast<void>(pid);
-    return {};
-#endif
-}
-
-// Whether the descriptor becomes readable or hangs up in time. True for none.
-bool wait_for_end(const file_descriptor &watched, const deadline &until) {
-    pollfd entry{watched.get(), POLLIN, 0};
-    while (watched) {
-        const int left = until.left_ms();
-        const int ready = poll(&entry, 1, left);
-        if (ready > 0) {
-            return true;
-        }
-        if (ready == 0 && left == 0) {
-            return false;
-        }
-    }
-    return true;
-}
-
 } // namespace
 
-int print_answer(const std::string &run_directory, const question &asked) {
-    const connection to = connect_to_switch(run_directory);
-    if (!to.reason.empty()) {
-        return fail(to.reason);
+int print_answer(const switch_call &to, const question &asked) {
+    conversation with_switch(to);
+    std::string error = with_switch.ask(asked);
+    frame piece{};
+    piece.head.flags = answer_goes_on;
+    while (error.empty() && (piece.head.flags & answer_goes_on) != 0) {
+        error = with_switch.receive_piece(piece);
+        const std::string text(piece.payload.begin(), piece.payload.end());
+        if (error.empty() && print(safe_lines(text)) != EXIT_SUCCESS) {
+            return EXIT_FAILURE;
+        }
     }
-    const std::string error = send_question(to.socket.get(), encode_question(asked));
-    return error.empty() ? print_pieces(to.socket.get()) : fail(error);
+    return error.empty() ? EXIT_SUCCESS : fail(error);
 }
 
-std::string stop_switch(const std::string &run_directory, int limit_s) {
-    const connection to = connect_to_switch(run_directory);
-    if (!to.socket) {
-        return to.reason;
+int end_switch(const switch_call &to) {
+    conversation with_switch(to);
+    std::string error = with_switch.ask({.ask = "stop"});
+    frame piece;
+    if (error.empty()) {
+        error = with_switch.receive_piece(piece);
     }
-    ucred peer{};
-    socklen_t size = sizeof peer;
-    // A pid of 0 would name this command's own process group.
-    if (getsockopt(to.socket.get(), SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0 || peer.pid <= 0) {
-        return "the switch's process is unknown";
+    if (error.empty()) {
+        error = with_switch.wait_for_end();
     }
-    const file_descriptor process = watch_process(peer.pid);
-    if (kill(peer.pid, SIGTERM) != 0) {
-        return fmt::format("the switch (pid {}) cannot be told to end: {}", peer.pid,
-                           std::strerror(errno));
-    }
-    const deadline until = deadline::after_ms(limit_s * 1000);
-    if (!wait_for_end(to.socket, until) || !wait_for_end(process, until)) {
-        return fmt::format("the switch (pid {}) has not ended within {} seconds", peer.pid,
-                           limit_s);
-    }
-    return {};
+    return error.empty() ? EXIT_SUCCESS : fail(error);
 }
 
 } // namespace sim

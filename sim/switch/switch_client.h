@@ -1,4 +1,4 @@
-// What the other commands need of the running switch.
+// What the commands need of the running switch. Nothing here waits longer than the call's timeout.
 #pragma once
 
 #include "sim/switch/question.h"
@@ -7,12 +7,17 @@
 
 namespace sim {
 
+struct switch_call {
+    std::string run_directory;
+    int timeout_s = 30; // for all of it
+};
+
 // Asks the switch and copies its answer to standard output as it comes; what a terminal might obey
 // is escaped. Complains about what is wrong, and returns the exit code.
-int print_answer(const std::string &run_directory, const question &asked);
+int print_answer(const switch_call &to, const question &asked);
 
-// Tells the switch to end and waits for it, up to so many seconds. Returns an empty string, or what
-// is wrong.
-std::string stop_switch(const std::string &run_directory, int limit_s);
+// Asks the switch to end, and waits until the next one can start. Complains about what is wrong, and
+// returns the exit code.
+int end_switch(const switch_call &to);
 
 } // namespace sim

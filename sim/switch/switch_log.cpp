@@ -1,11 +1,11 @@
 #include "sim/switch/switch_log.h"
 
 #include "sim/base/text.h"
-#include "sim/switch/console.h"
 #include "sim/wire/log_file.h"
 
-#include <fcntl.h>
+#include <climits>
 #include <fmt/format.h>
+#include <poll.h>
 #include <unistd.h>
 #include <utility>
 
@@ -23,24 +23,10 @@ bool is_counted_at(std::uint64_t times) {
     return times == 1;
 }
 
-file_descriptor open_spare() {
-    return file_descriptor(open("/dev/null", O_RDONLY | O_CLOEXEC));
-}
-
 } // namespace
 
 switch_log::switch_log(std::string run_directory, bool quiet)
-    : run_directory_(std::move(run_directory)), quiet_(quiet), spare_(open_spare()) {}
-
-std::string switch_log::append(const log_line &line) {
-    if (append_log_line(run_directory_, line).empty()) {
-        return {};
-    }
-    spare_.reset();
-    std::string error = append_log_line(run_directory_, line);
-    spare_ = open_spare();
-    return error;
-}
+    : run_directory_(std::move(run_directory)), quiet_(quiet) {}
 
 void switch_log::write(std::uint32_t level, const std::string &text) {
     if (level != last_level_ || text != last_text_) {
@@ -66,21 +52,38 @@ void switch_log::write_count() {
 }
 
 void switch_log::put(std::uint32_t level, const std::string &text) {
-    const std::string error = append({.time = log_time_now(),
-                                      .sink = "service",
-                                      .pid = static_cast<std::uint32_t>(getpid()),
-                                      .uuid = 0,
-                                      .module = 0,
-                                      .level = level,
-                                      .text = text});
+    const std::string error =
+        append_log_line(run_directory_, {.time = log_time_now(),
+                                         .sink = "service",
+                                         .pid = static_cast<std::uint32_t>(getpid()),
+                                         .uuid = 0,
+                                         .module = 0,
+                                         .level = level,
+                                         .text = text});
     // Said once per outage, even when quiet: lines are being lost.
     if (!error.empty() && !file_failed_) {
-        complain(error + ": lines are lost");
+        print(error + ": lines are lost");
     }
     file_failed_ = !error.empty();
     if (!quiet_) {
-        complain(printable(text));
+        print(printable(text));
     }
+}
+
+void switch_log::print(const std::string &text) {
+    std::string lines =
+        unprinted_ == 0 ? ""
+                        : fmt::format("vellsim: {} left out here\n", counted(unprinted_, "line"));
+    lines += fmt::format("vellsim: {}\n", text);
+    // A pipe that is said to take something takes this much without a wait.
+    if (lines.size() > PIPE_BUF) {
+        lines.resize(PIPE_BUF);
+        lines.back() = '\n';
+    }
+    pollfd taker{STDERR_FILENO, POLLOUT, 0};
+    const bool is_taken = poll(&taker, 1, 0) == 1 && (taker.revents & POLLOUT) != 0 &&
+                          ::write(STDERR_FILENO, lines.data(), lines.size()) > 0;
+    unprinted_ = is_taken ? 0 : unprinted_ + 1;
 }
 
 } // namespace sim

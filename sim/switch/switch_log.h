@@ -1,11 +1,9 @@
 // The service's own log: the file log/service in the run directory, and standard error.
 //
 // A peer that repeats a mistake does not fill it: of equal lines in a row the first three are
-// written, the others are counted ("9 more like the line before").
+// written, the others are counted ("9 more like the line before"). Nobody has to read standard error:
+// what it does not take at once is left out there, and counted.
 #pragma once
-
-#include "sim/base/file_descriptor.h"
-#include "sim/wire/log_line.h"
 
 #include <cstdint>
 #include <string>
@@ -23,9 +21,9 @@ public:
     void write(std::uint32_t level, const std::string &text);
 
 private:
-    std::string append(const log_line &line);
     void put(std::uint32_t level, const std::string &text);
     void write_count();
+    void print(const std::string &text);
 
     std::string run_directory_;
     bool quiet_;
@@ -34,7 +32,7 @@ private:
     std::string last_text_;
     std::uint64_t times_ = 0;     // the last line came
     std::uint64_t uncounted_ = 0; // of these, neither written nor counted in the log
-    file_descriptor spare_; // so that a switch that has run out of descriptors can still say so
+    std::uint64_t unprinted_ = 0; // lines left out of standard error
 };
 
 } // namespace sim

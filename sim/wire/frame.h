@@ -18,6 +18,7 @@ enum class frame_kind : std::uint32_t {
     message = 2,  // what the switch sends to a client's queue
     question = 3, // what vellsim's commands ask a running switch, in JSON
     answer = 4,   // a piece of the answer; of a refusal when the opcode is not 0
+    closing = 5,  // the switch closes the connection; the payload says why
 };
 
 struct frame_head {

@@ -1,13 +1,13 @@
 #include "sim/wire/frame_io.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
-#include <utility>
 
 namespace sim {
 
@@ -15,17 +15,22 @@ namespace {
 
 constexpr char peer_has_closed[] = "the other end has closed the connection";
 
-// Waits for the events. False when the deadline has come first. May be true too early, as after a
-// signal: the caller finds nothing to read or no room to write, and waits again.
-bool wait_for(int fd, short events, const deadline &until) {
-    pollfd entry{fd, events, 0};
-    return poll(&entry, 1, until.left_ms()) != 0;
+frame_result failure(int error) {
+    if (error == EPIPE || error == ECONNRESET) {
+        return {frame_status::closed, peer_has_closed};
+    }
+    return {frame_status::broken, std::strerror(error)};
 }
 
-frame_result failure(int error) {
-    if (error == EPIPE || error == ECONNRESET)
-        return {frame_status::closed, peer_has_closed};
-    return {frame_status::broken, std::strerror(error)};
+// Waits for the events. Is done too early after a signal: the caller finds nothing to read or no
+// room to write, and waits again.
+frame_result wait_for(int fd, short events, const deadline &until) {
+    pollfd entry{fd, events, 0};
+    const int ready = poll(&entry, 1, until.left_ms());
+    if (ready < 0 && errno != EINTR) {
+        return failure(errno);
+    }
+    return {ready == 0 ? frame_status::timed_out : frame_status::done, {}};
 }
 
 // One sendmsg of what is left of the two parts, `sent` bytes of them being gone already.
@@ -49,17 +54,18 @@ ssize_t send_rest(int fd, const frame_head &head, const void *payload, std::size
 
 std::string check_frame_head(const frame_head &head, const std::vector<frame_kind> &kinds) {
     char text[96];
-    if (head.magic != frame_magic)
+    if (head.magic != frame_magic) {
         std::snprintf(text, sizeof text, "frame magic is 0x%08x, not 0x%08x", head.magic,
                       frame_magic);
-    else if (std::find(kinds.begin(), kinds.end(), head.kind) == kinds.end())
+    } else if (std::find(kinds.begin(), kinds.end(), head.kind) == kinds.end()) {
         std::snprintf(text, sizeof text, "frame kind %u does not belong here",
                       static_cast<unsigned>(head.kind));
-    else if (head.length > frame_max_payload)
+    } else if (head.length > frame_max_payload) {
         std::snprintf(text, sizeof text, "frame length %u exceeds %u bytes", head.length,
                       frame_max_payload);
-    else
+    } else {
         return {};
+    }
     return text;
 }
 
@@ -72,8 +78,13 @@ frame_result send_frame(int fd, const frame_head &head, const void *payload, int
             sent += static_cast<std::size_t>(count);
             until = deadline::after_ms(stall_ms);
         } else if (count < 0 && errno == EAGAIN) {
-            if (!wait_for(fd, POLLOUT, until))
-                return {frame_status::timed_out, "the other end has stopped reading"};
+            frame_result waited = wait_for(fd, POLLOUT, until);
+            if (waited.status == frame_status::timed_out) {
+                waited.reason = "the other end has stopped reading";
+            }
+            if (waited.status != frame_status::done) {
+                return waited;
+            }
         } else if (count < 0 && errno != EINTR) {
             return failure(errno);
         }
@@ -81,53 +92,124 @@ frame_result send_frame(int fd, const frame_head &head, const void *payload, int
     return {};
 }
 
-frame_result frame_reader::ended(std::string reason) const {
-    if (head_filled_ == 0)
-        return {frame_status::closed, std::move(reason)};
-    const std::size_t expected =
-        sizeof(frame_head) + (head_filled_ < sizeof(frame_head) ? 0 : partial_.head.length);
-    return {frame_status::broken, reason + " within a frame, after " +
-                                      std::to_string(head_filled_ + payload_filled_) + " of " +
-                                      (head_filled_ < sizeof(frame_head) ? "at least " : "") +
-                                      std::to_string(expected) + " bytes"};
+ssize_t frame_reader::receive(int fd, std::size_t most) {
+    std::array<std::byte, 32u << 10> buffer;
+    const ssize_t count = recv(fd, buffer.data(), std::min(most, buffer.size()), MSG_DONTWAIT);
+    if (count > 0) {
+        receive(std::span(buffer).first(static_cast<std::size_t>(count)));
+    }
+    return count;
 }
 
-frame_result frame_reader::take(int fd, void *to, std::size_t size, std::size_t &filled) {
-    while (filled < size) {
-        const ssize_t count =
-            recv(fd, static_cast<char *>(to) + filled, size - filled, MSG_DONTWAIT);
-        if (count > 0)
-            filled += static_cast<std::size_t>(count);
-        else if (count == 0 || errno == ECONNRESET)
-            return ended(peer_has_closed);
-        else if (errno == EAGAIN)
-            return {frame_status::timed_out, {}};
-        else if (errno != EINTR)
-            return failure(errno);
+void frame_reader::receive(std::span<const std::byte> bytes) {
+    // Consumed bytes are dropped here, once per read, so that many small frames in one read cost no
+    // moves.
+    bytes_.erase(bytes_.begin(), bytes_.begin() + static_cast<std::ptrdiff_t>(consumed_));
+    consumed_ = 0;
+    bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());
+}
+
+std::optional<frame_head> frame_reader::head() const {
+    if (held() < sizeof(frame_head)) {
+        return std::nullopt;
+    }
+    frame_head read;
+    std::memcpy(&read, bytes_.data() + consumed_, sizeof read);
+    return read;
+}
+
+frame_reader::state frame_reader::look() {
+    const std::optional<frame_head> read = head();
+    if (!read) {
+        return state::incomplete;
+    }
+    broken_reason_ = check_frame_head(*read, kinds_);
+    if (!broken_reason_.empty()) {
+        return state::broken;
+    }
+    return held() < sizeof *read + read->length ? state::incomplete : state::whole;
+}
+
+frame_view frame_reader::front() const {
+    const frame_head read = *head();
+    return {read, std::span(bytes_).subspan(consumed_ + sizeof read, read.length)};
+}
+
+void frame_reader::drop_frame() {
+    consumed_ += sizeof(frame_head) + head()->length;
+    // A peer that once sent megabytes does not keep them.
+    if (consumed_ == bytes_.size()) {
+        bytes_ = std::vector<std::byte>();
+        consumed_ = 0;
+    }
+}
+
+std::string frame_reader::end_reason(const std::string &reason) const {
+    if (held() == 0) {
+        return reason;
+    }
+    const std::optional<frame_head> read = head();
+    return reason + " within a frame, after " + std::to_string(held()) + " of " +
+           (read ? "" : "at least ") +
+           std::to_string(sizeof(frame_head) + (read ? read->length : 0)) + " bytes";
+}
+
+// What there is at the front: timed_out when it is not whole.
+frame_result frame_reader::take_front(frame &whole) {
+    // The other end may say why it closes the connection, whatever it is read for.
+    const std::optional<frame_head> start = head();
+    const bool is_closing = start && check_frame_head(*start, {frame_kind::closing}).empty();
+    const state found = !is_closing                              ? look()
+                        : held() < sizeof *start + start->length ? state::incomplete
+                                                                 : state::whole;
+    if (found == state::incomplete) {
+        return {frame_status::timed_out, {}};
+    }
+    if (found == state::broken) {
+        return {frame_status::broken, broken_reason_};
+    }
+    const frame_view view = front();
+    const auto *payload = reinterpret_cast<const std::uint8_t *>(view.payload.data());
+    whole = {view.head, {payload, payload + view.payload.size()}};
+    drop_frame();
+    if (is_closing) {
+        return {frame_status::broken, std::string(peer_has_closed) + ": " +
+                                          std::string(whole.payload.begin(), whole.payload.end())};
     }
     return {};
 }
 
 frame_result frame_reader::read(int fd, frame &whole) {
-    frame_result result = take(fd, &partial_.head, sizeof(frame_head), head_filled_);
-    if (result.status != frame_status::done)
-        return result;
-    if (std::string reason = check_frame_head(partial_.head, kinds_); !reason.empty())
-        return {frame_status::broken, std::move(reason)};
-    partial_.payload.resize(partial_.head.length);
-    result = take(fd, partial_.payload.data(), partial_.payload.size(), payload_filled_);
-    if (result.status != frame_status::done)
-        return result;
-    whole = std::exchange(partial_, {});
-    head_filled_ = payload_filled_ = 0;
-    return {};
+    for (;;) {
+        if (frame_result result = take_front(whole); result.status != frame_status::timed_out) {
+            return result;
+        }
+        const std::optional<frame_head> start = head();
+        const std::size_t end = sizeof(frame_head) + (start ? start->length : 0);
+        const ssize_t count = receive(fd, end - held());
+        if (count == 0 || (count < 0 && errno == ECONNRESET)) {
+            return {held() == 0 ? frame_status::closed : frame_status::broken,
+                    end_reason(peer_has_closed)};
+        }
+        if (count < 0 && errno == EAGAIN) {
+            return {frame_status::timed_out, {}};
+        }
+        if (count < 0 && errno != EINTR) {
+            return failure(errno);
+        }
+    }
 }
 
 frame_result receive_frame(int fd, frame_reader &reader, const deadline &until, frame &whole) {
     for (;;) {
         frame_result result = reader.read(fd, whole);
-        if (result.status != frame_status::timed_out || !wait_for(fd, POLLIN, until))
-            return result;
+        if (result.status == frame_status::timed_out) {
+            result = wait_for(fd, POLLIN, until);
+            if (result.status == frame_status::done) {
+                continue;
+            }
+        }
+        return result;
     }
 }
 

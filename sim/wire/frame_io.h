@@ -13,7 +13,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
+#include <optional>
+#include <span>
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 namespace sim {
@@ -44,24 +47,51 @@ std::string check_frame_head(const frame_head &head, const std::vector<frame_kin
 // (negative: never gives up).
 frame_result send_frame(int fd, const frame_head &head, const void *payload, int stall_ms);
 
-// Puts together the frames of one connection; one reader per connection, for as long as it lasts.
+struct frame_view {
+    frame_head head;
+    std::span<const std::byte> payload; // valid until the reader changes
+};
+
+// Puts together the frames of one connection, in whatever pieces they come; one reader per
+// connection, for as long as it lasts. Memory grows with what has really arrived, never with what a
+// frame's length field announces.
 class frame_reader {
 public:
-    // Frames of other kinds than these are refused.
+    enum class state { incomplete, whole, broken };
+
+    // Frames of other kinds than these break the stream.
     explicit frame_reader(std::initializer_list<frame_kind> kinds) : kinds_(kinds) {}
 
+    // One recv() of at most so many bytes, which does not wait: returns what it returned.
+    ssize_t receive(int fd, std::size_t most);
+    void receive(std::span<const std::byte> bytes);
+
+    // What is at the front. A broken front stays broken: nothing says where the next frame starts.
+    state look();
+    const std::string &broken_reason() const { return broken_reason_; }
+
+    // The whole frame at the front, and its removal.
+    frame_view front() const;
+    void drop_frame();
+
+    std::size_t held() const { return bytes_.size() - consumed_; }
+
+    // Of the stream's end: a text that says how much of a frame has come, if any has.
+    std::string end_reason(const std::string &reason) const;
+
+    // For the clients of a switch, which may also say why it closes the connection.
     // Takes what has arrived, but not beyond the end of the frame, and returns without waiting.
     // What has come of an unfinished frame is kept for the next call.
     frame_result read(int fd, frame &whole);
 
 private:
-    frame_result take(int fd, void *to, std::size_t size, std::size_t &filled);
-    frame_result ended(std::string reason) const;
+    std::optional<frame_head> head() const;
+    frame_result take_front(frame &whole);
 
     std::vector<frame_kind> kinds_;
-    frame partial_;
-    std::size_t head_filled_ = 0;
-    std::size_t payload_filled_ = 0;
+    std::vector<std::byte> bytes_;
+    std::size_t consumed_ = 0;
+    std::string broken_reason_;
 };
 
 // Reads one frame, and waits for it until the deadline. An unfinished frame stays in the reader.

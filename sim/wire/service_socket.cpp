@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <utility>
@@ -42,6 +43,18 @@ int connect_until(int fd, const sockaddr_un &address, const deadline &until) {
 }
 
 } // namespace
+
+std::string running_pid(const std::string &run_directory) {
+    const std::string path = run_directory + "/" + pid_file;
+    const file_descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+    char text[16] = {};
+    const ssize_t size = file ? read(file.get(), text, sizeof text - 1) : 0;
+    const std::size_t digits = size > 0 ? std::strspn(text, "0123456789") : 0;
+    if (digits == 0 || text[digits] != '\n') {
+        return {};
+    }
+    return " (pid " + std::string(text, digits) + ")";
+}
 
 std::string service_address(const std::string &run_directory, sockaddr_un &address) {
     const std::string path = run_directory + "/" + service_socket;

@@ -11,6 +11,12 @@
 
 namespace sim {
 
+// Where a switch writes its process id, inside the run directory.
+inline constexpr char pid_file[] = "vellsim.pid";
+
+// " (pid 4711)" of the switch that has the run directory, or nothing when that is unknown.
+std::string running_pid(const std::string &run_directory);
+
 // Fills in the address of the service's socket in the run directory. Returns an empty string, or
 // what is wrong: the path and the reason.
 std::string service_address(const std::string &run_directory, sockaddr_un &address);

@@ -27,8 +27,7 @@ TEST(CheckFrameHead, TakesEachOfTheExpectedKinds) {
     const std::vector<frame_kind> kinds = {frame_kind::request, frame_kind::question};
     EXPECT_EQ(sim::check_frame_head(head_of(frame_kind::request, 1, 0), kinds), "");
     EXPECT_EQ(
-        sim::check_frame_head(head_of(frame_kind::question, 1, sim::frame_max_payload), kinds),
-        "");
+        sim::check_frame_head(head_of(frame_kind::question, 1, sim::frame_max_payload), kinds), "");
 }
 
 TEST(CheckFrameHead, SaysWhatIsWrong) {
@@ -205,6 +204,63 @@ TEST(FrameReader, RefusesALengthBeforeItMakesRoomForIt) {
     frame_reader reader{frame_kind::message};
     frame whole;
     EXPECT_EQ(reader.read(here.get(), whole).status, frame_status::broken);
+}
+
+TEST(FrameReader, ShowsFramesInPlace) {
+    const bytes data = message(1, {10}) + message(2, {}) + part(message(3, {30, 31}), 0, 50);
+    frame_reader reader{frame_kind::message};
+    reader.receive(std::as_bytes(std::span(data)));
+    for (std::uint32_t opcode = 1; opcode <= 2; ++opcode) {
+        ASSERT_EQ(reader.look(), frame_reader::state::whole);
+        EXPECT_EQ(reader.front().head.opcode, opcode);
+        EXPECT_EQ(reader.front().payload.size(), 2 - opcode);
+        reader.drop_frame();
+    }
+    EXPECT_EQ(reader.look(), frame_reader::state::incomplete);
+    EXPECT_EQ(reader.held(), 50u);
+    EXPECT_EQ(reader.end_reason("it left"),
+              "it left within a frame, after 50 of at least 104 bytes");
+    const bytes rest = part(message(3, {30, 31}), 50, 56);
+    reader.receive(std::as_bytes(std::span(rest)));
+    ASSERT_EQ(reader.look(), frame_reader::state::whole);
+    EXPECT_EQ(reader.front().payload[1], std::byte{31});
+    reader.drop_frame();
+    EXPECT_EQ(reader.held(), 0u);
+    EXPECT_EQ(reader.end_reason("it left"), "it left");
+}
+
+TEST(FrameReader, IsBrokenByALengthBeforeThePayloadComes) {
+    for (const auto &[length, expected] :
+         {std::pair(sim::frame_max_payload, frame_reader::state::incomplete),
+          {sim::frame_max_payload + 1, frame_reader::state::broken}}) {
+        const bytes head = bytes_of(head_of(frame_kind::message, 1, length));
+        frame_reader reader{frame_kind::message};
+        reader.receive(std::as_bytes(std::span(head)));
+        EXPECT_EQ(reader.look(), expected) << length;
+        EXPECT_EQ(reader.held(), sizeof(sim::frame_head)) << "nothing is kept for what may come";
+    }
+}
+
+TEST(FrameReader, SaysWhyTheSwitchClosesTheConnection) {
+    const auto [here, there] = make_stream_pair();
+    const std::string why = "there is no room";
+    write_all(there.get(), message(1, {10}) +
+                               bytes_of(head_of(frame_kind::closing, 0, why.size())) +
+                               bytes(why.begin(), why.end()));
+    frame_reader reader{frame_kind::message};
+    frame whole;
+    EXPECT_EQ(reader.read(here.get(), whole).status, frame_status::done);
+    const auto result = reader.read(here.get(), whole);
+    EXPECT_EQ(result.status, frame_status::broken);
+    EXPECT_EQ(result.reason, "the other end has closed the connection: there is no room");
+}
+
+TEST(ReceiveFrame, SaysWhyASocketThatIsNoneFails) {
+    frame_reader reader{frame_kind::message};
+    frame whole;
+    const auto result = sim::receive_frame(-1, reader, deadline::after_ms(-1), whole);
+    EXPECT_EQ(result.status, frame_status::broken);
+    EXPECT_EQ(result.reason, "Bad file descriptor");
 }
 
 TEST(ReceiveFrame, WaitsUntilTheDeadlineAndNotLess) {

@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+using testing::AllOf;
 using testing::Contains;
 using testing::HasSubstr;
 using testing::Not;
@@ -158,7 +159,7 @@ TEST_F(Faults, DieAfterSoManyRequests) {
     EXPECT_EQ(running.wait(), 3);
     EXPECT_TRUE(peer.wait_for_close());
     EXPECT_TRUE(std::filesystem::is_socket(run_dir + "/vell.sock"));
-    EXPECT_EQ(service_log(run_dir, 102).back(), "dies after 3 requests, as it was told to");
+    EXPECT_EQ(service_log(run_dir, 102).back(), "exits: --die-after");
     switch_process next(run_dir);
     expect_service(run_dir);
 }
@@ -170,13 +171,13 @@ TEST_F(Faults, AreInTheLog) {
                                 "20", "--reject-registration", "--ack", "late:70"});
     }
     EXPECT_THAT(service_log(run_dir, 104),
-                Contains("misbehaves on purpose: --reject-registration --ack late:70 "
-                         "--ltl-refuse-vlan 10 --ltl-refuse-vlan 20 --ltl-pool 5"));
+                Contains("fault modes: --reject-registration --ack late:70 --ltl-refuse-vlan 10 "
+                         "--ltl-refuse-vlan 20 --ltl-pool 5"));
 }
 
 TEST_F(Faults, AreNotInTheLogOfASwitchThatHasNone) {
     { switch_process running(run_dir); }
-    EXPECT_THAT(service_log(run_dir, 104), Not(Contains(HasSubstr("on purpose"))));
+    EXPECT_THAT(service_log(run_dir, 104), Not(Contains(HasSubstr("fault modes"))));
     EXPECT_FALSE(service_log(run_dir, 104).empty());
 }
 
@@ -188,17 +189,82 @@ TEST_F(Faults, HaveTheirOptionsChecked) {
         EXPECT_EQ(refused.exit_code, 2);
         return refused.err.substr(0, refused.err.find('\n'));
     };
-    for (const std::string mode :
-         {"", "once", "late", "late:", "late:-1", "late:3600001", "late:99999999999", "late:1s"}) {
+    for (const std::string mode : {"", "always", "late", "late:", "late:-1", "late:3600001",
+                                   "late:99999999999", "late:1s"}) {
         EXPECT_EQ(
             complaint({"--ack", mode}),
-            fmt::format(
-                "vellsim: --ack: {} is not late:MS (0 to 3600000 milliseconds), twice or never",
-                mode));
+            fmt::format("vellsim: --ack: {} is not late:MS (0 to 3600000 milliseconds), twice, "
+                        "never, garbled, cut, foreign or once",
+                        mode));
     }
-    EXPECT_EQ(complaint({"--ack-id", "256"}), "vellsim: --ack-id: Value 256 not in range 0 to 255");
-    EXPECT_EQ(complaint({"--slow", "-1"}), "vellsim: --slow: Value -1 not in range 0 to 3600000");
+    EXPECT_EQ(complaint({"--ack-id", "256"}),
+              "vellsim: --ack-id: 256 is not a number from 0 to 255");
+    EXPECT_EQ(complaint({"--slow", "-1"}), "vellsim: --slow: -1 is not a number from 0 to 3600000");
     EXPECT_EQ(complaint({"--die-after", "0"}),
-              "vellsim: --die-after: Value 0 not in range 1 to 4294967295");
+              "vellsim: --die-after: 0 is not a number from 1 to 4294967295");
+    EXPECT_EQ(complaint({"--ltl-refuse-vlan", "4095"}),
+              "vellsim: --ltl-refuse-vlan: 4095 is not a number from 1 to 4094");
+    EXPECT_EQ(complaint({"--refuse-group", "239.1"}),
+              "vellsim: --refuse-group: 239.1 is not an IPv4, IPv6 or MAC address");
     EXPECT_FALSE(std::filesystem::exists(run_dir));
+}
+
+TEST_F(Faults, TakeDecimalNumbersWithLeadingZeros) {
+    switch_process running(run_dir, {"--ack-id", "010"});
+    raw_peer peer(run_dir);
+    EXPECT_EQ(peer.register_client(), 10);
+}
+
+TEST_F(Faults, AreChangedWhileItRuns) {
+    switch_process running(run_dir, {"--ack-id", "7"});
+    const auto fault = [this](std::vector<std::string> options) {
+        options.insert(options.begin(), {"fault", "--run-dir", run_dir});
+        const command_result result = vellsim(options);
+        EXPECT_EQ(result.exit_code, 0) << result.err;
+        return result.out;
+    };
+    EXPECT_EQ(fault({}), "fault modes: --ack-id 7\n");
+    EXPECT_EQ(fault({"--reject-registration", "--refuse-vlan", "3", "--refuse-vlan", "2"}),
+              "fault modes: --reject-registration --refuse-vlan 2 --refuse-vlan 3 --ack-id 7\n");
+    raw_peer peer(run_dir);
+    peer.send(register_head(), register_payload(500));
+    EXPECT_EQ(peer.receive_ack(), ack(0, 0));
+    EXPECT_EQ(fault({"--clear", "--ack", "twice"}), "fault modes: --ack twice\n");
+    peer.send(register_head(), register_payload(500));
+    EXPECT_EQ(peer.receive_ack(), ack(1, 1));
+    EXPECT_EQ(peer.receive_ack(), ack(1, 1));
+    EXPECT_EQ(fault({"--ack", "once"}), "fault modes: none\n");
+    EXPECT_THAT(service_log(run_dir, 104),
+                AllOf(Contains("fault modes: --ack-id 7"), Contains("fault modes: --ack twice"),
+                      Contains("fault modes: none")));
+}
+
+TEST_F(Faults, ReplyWithWhatIsNotTheAnswer) {
+    switch_process running(run_dir, {"--ack", "garbled"});
+    const auto replies_to_registration = [this](const std::string &mode) {
+        vellsim({"fault", "--run-dir", run_dir, "--ack", mode});
+        raw_peer peer(run_dir);
+        peer.send(register_head(), register_payload(500));
+        return *peer.receive();
+    };
+    EXPECT_THAT(replies_to_registration("garbled").payload, testing::ElementsAre(0xfe, 0xfe));
+    EXPECT_THAT(replies_to_registration("cut").payload, testing::SizeIs(1));
+    EXPECT_EQ(replies_to_registration("foreign").head.opcode, 76796u);
+    vellsim({"fault", "--run-dir", run_dir, "--ack", "foreign"});
+    raw_peer peer(run_dir);
+    peer.send(register_head(), register_payload(500));
+    EXPECT_EQ(peer.receive()->head.opcode, 76796u);
+    EXPECT_EQ(peer.receive_ack().second, 1) << "the answer comes after it";
+}
+
+TEST_F(Faults, DropAConnectionAndGoOn) {
+    switch_process running(run_dir, {"--drop-after", "2"});
+    raw_peer first(run_dir);
+    EXPECT_EQ(first.register_client(), 1);
+    raw_peer second(run_dir);
+    second.send(register_head(), register_payload(500));
+    EXPECT_TRUE(second.wait_for_close());
+    EXPECT_THAT(service_log(run_dir, 102), Contains(HasSubstr("connection dropped: --drop-after")));
+    EXPECT_EQ(first.ask("clients").at("clients").at(1).at("state"), "lost");
+    expect_service(run_dir);
 }

@@ -157,15 +157,15 @@ TEST_F(LtlProcess, HasItsOptionsListedAndChecked) {
         {"run", "--ltl-answer", "often"},
         "--ltl-answer: often is not late:MS (0 to 3600000 milliseconds), twice or never");
     expect_refusal({"run", "--ltl-refuse-vlan", "0"},
-                   "--ltl-refuse-vlan: Value 0 not in range 1 to 4094");
+                   "--ltl-refuse-vlan: 0 is not a number from 1 to 4094");
     expect_refusal({"run", "--ltl-refuse-vlan", "5", "--ltl-refuse-vlan", "4095"},
-                   "--ltl-refuse-vlan: Value 4095 not in range 1 to 4094");
+                   "--ltl-refuse-vlan: 4095 is not a number from 1 to 4094");
     expect_refusal({"run", "--ltl-refuse-vlan", "10", "20"}, "`vellsim run` takes no \"20\"");
     expect_refusal({"run", "--ltl-refuse-vlan", "10", "--ltl-refuse-vlan"},
                    "--ltl-refuse-vlan: 1 required VLAN missing");
-    expect_refusal({"run", "--ltl-pool", "-1"}, "--ltl-pool: Value -1 not in range 0 to 65536");
+    expect_refusal({"run", "--ltl-pool", "-1"}, "--ltl-pool: -1 is not a number from 0 to 65536");
     expect_refusal({"run", "--ltl-pool", "65537"},
-                   "--ltl-pool: Value 65537 not in range 0 to 65536");
+                   "--ltl-pool: 65537 is not a number from 0 to 65536");
     expect_refusal({"show", "flood", "--vlan", "4095"},
                    "--vlan: 4095 is not a number from 1 to 4094");
     expect_refusal({"show", "ltl", "--group", "239.1.1.1"},

@@ -208,8 +208,7 @@ TEST(Ltl, AnswersComeAsTheFaultModeSays) {
     ASSERT_EQ(both.size(), 2u);
     EXPECT_EQ(both[0].frame, both[1].frame);
     EXPECT_EQ(twice.ltls().size(), 1u);
-    ltl_service late(
-        {.ltl_answer = sim::ack_mode::late, .ltl_answer_delay = std::chrono::milliseconds(70)});
+    ltl_service late({.ltl_answer = {sim::ack_mode::late, std::chrono::milliseconds(70)}});
     EXPECT_EQ(late.ask(flood_update, flood_payload({})).at(0).delay.count(), 70);
     EXPECT_EQ(ltl_service({.answer = sim::ack_mode::never}).ask(allocation, asked).size(), 1u)
         << "of statistics";

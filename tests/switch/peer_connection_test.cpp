@@ -26,8 +26,8 @@ struct socket_pair {
 class PeerConnection : public testing::Test {
 protected:
     socket_pair ends;
-    sim::peer_connection peer{std::move(ends.near), 4711};
     const clock_type::time_point now = clock_type::now();
+    sim::peer_connection peer{std::move(ends.near), 4711, now};
 
     static sim::reply reply_of(std::size_t size, char content,
                                std::chrono::milliseconds delay = 0ms) {
@@ -56,64 +56,75 @@ TEST_F(PeerConnection, SendsLateRepliesWhenTheyAreDue) {
     EXPECT_EQ(peer.waiting(), 4u);
     EXPECT_EQ(peer.next_due(), now + 20ms);
     peer.queue_due(now + 19ms);
-    peer.flush();
+    peer.flush(now);
     EXPECT_EQ(read_all(), "a");
     EXPECT_EQ(peer.waiting(), 3u);
     peer.queue_due(now + 20ms);
     EXPECT_EQ(peer.next_due(), now + 30ms);
     peer.queue_due(now + 1h);
     EXPECT_EQ(peer.next_due(), std::nullopt);
-    peer.flush();
+    peer.flush(now);
     EXPECT_EQ(read_all(), "bcd");
     EXPECT_EQ(peer.waiting(), 0u);
 }
 
-TEST_F(PeerConnection, IsNotOverItsLimitByOneAnswer) {
-    peer.queue_replies({reply_of(20 * mebibyte, 'a'), reply_of(20 * mebibyte, 'a')}, now);
-    EXPECT_FALSE(peer.over_limit());
-    peer.queue_replies({reply_of(mebibyte, 'b')}, now);
-    EXPECT_FALSE(peer.over_limit()) << "a mebibyte beside it may wait";
-    peer.queue_replies({reply_of(1, 'c')}, now);
-    EXPECT_TRUE(peer.over_limit());
-}
-
-TEST_F(PeerConnection, IsOverItsLimitByManyAnswers) {
-    for (std::size_t i = 0; i <= mebibyte / 1024; ++i) {
-        EXPECT_FALSE(peer.over_limit());
-        peer.queue_replies({reply_of(1024, 'a')}, now);
-    }
-    EXPECT_FALSE(peer.over_limit()) << "the longest does not count";
-    peer.queue_replies({reply_of(1, 'a')}, now);
-    EXPECT_TRUE(peer.over_limit());
-}
-
-TEST_F(PeerConnection, CountsLateReplies) {
-    peer.queue_replies({reply_of(mebibyte, 'a', 1h)}, now);
-    peer.queue_replies({reply_of(mebibyte, 'b', 1h)}, now);
-    EXPECT_FALSE(peer.over_limit());
-    EXPECT_EQ(peer.waiting(), 2 * mebibyte);
-    peer.queue_replies({reply_of(1, 'c', 1h)}, now);
-    EXPECT_TRUE(peer.over_limit());
+TEST_F(PeerConnection, IsNotOverALimitByOneAnswer) {
+    peer.queue_replies({reply_of(20 * mebibyte, 'a'), reply_of(20 * mebibyte, 'a', 1h)}, now);
+    EXPECT_FALSE(peer.is_over(0));
+    peer.queue_replies({reply_of(1000, 'b')}, now);
+    EXPECT_FALSE(peer.is_over(1000));
+    EXPECT_TRUE(peer.is_over(999));
 }
 
 TEST_F(PeerConnection, ForgetsTheLongestAnswerOnceItIsRead) {
     peer.queue_replies({reply_of(4 * mebibyte, 'a')}, now);
-    std::size_t read = 0;
     while (peer.has_output()) {
-        peer.flush();
-        read += read_all().size();
+        peer.flush(now);
+        read_all();
     }
-    EXPECT_EQ(read + read_all().size(), 4 * mebibyte);
     peer.queue_replies({reply_of(1, 'a')}, now);
-    peer.queue_replies({reply_of(mebibyte, 'a')}, now);
-    peer.queue_replies({reply_of(mebibyte, 'a')}, now);
-    EXPECT_TRUE(peer.over_limit());
+    peer.queue_replies({reply_of(1000, 'a')}, now);
+    peer.queue_replies({reply_of(1000, 'a')}, now);
+    EXPECT_TRUE(peer.is_over(1000));
+    EXPECT_FALSE(peer.is_over(1001));
+}
+
+TEST_F(PeerConnection, KnowsSinceWhenThePeerHasReadNothing) {
+    EXPECT_EQ(peer.unread_since(), std::nullopt);
+    peer.queue_replies({reply_of(4 * mebibyte, 'a')}, now + 1s);
+    EXPECT_EQ(peer.unread_since(), now + 1s);
+    peer.flush(now + 2s);
+    EXPECT_EQ(peer.unread_since(), now + 2s) << "the socket took some of it";
+    peer.flush(now + 3s);
+    peer.queue_replies({reply_of(1, 'b')}, now + 4s);
+    EXPECT_EQ(peer.unread_since(), now + 2s);
+    read_all();
+    peer.flush(now + 5s);
+    EXPECT_EQ(peer.unread_since(), now + 5s);
+    while (peer.has_output()) {
+        read_all();
+        peer.flush(now + 6s);
+    }
+    EXPECT_EQ(peer.unread_since(), std::nullopt);
+}
+
+TEST_F(PeerConnection, KnowsSinceWhenAMessageIsMissingItsRest) {
+    EXPECT_EQ(peer.unfinished_since(), now) << "nothing has come of a first message";
+    peer.note_whole_frame();
+    EXPECT_EQ(peer.unfinished_since(), std::nullopt);
+    ASSERT_EQ(send(ends.far.get(), "KYT1", 4, 0), 4);
+    EXPECT_EQ(peer.read_some(now + 1s), 4u);
+    EXPECT_EQ(peer.unfinished_since(), now + 1s);
+    EXPECT_EQ(peer.read_some(now + 2s), 0u);
+    EXPECT_EQ(peer.unfinished_since(), now + 1s);
+    peer.restart_silence(now + 3s);
+    EXPECT_EQ(peer.unfinished_since(), now + 3s);
 }
 
 TEST_F(PeerConnection, KeepsNothingForAPeerThatIsGone) {
     ends.far.reset();
     peer.queue_replies({reply_of(1, 'a'), reply_of(1, 'b', 1h)}, now);
-    peer.flush();
+    peer.flush(now);
     EXPECT_EQ(peer.waiting(), 0u);
     peer.queue_replies({reply_of(1, 'a'), reply_of(1, 'b', 1h)}, now);
     EXPECT_EQ(peer.waiting(), 0u);

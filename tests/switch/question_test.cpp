@@ -25,7 +25,7 @@ TEST(Question, IsRefusedWhenItMakesNoSense) {
               "refused: the question's member \"ask\" is missing or not a string");
     EXPECT_EQ(answered(R"({"ask":"rout\u001b"})"),
               "refused: this switch has no answer to \"rout\\x1b\", but to clients, routes, stats, "
-              "l2, flood, ltl, overlay, count");
+              "l2, flood, ltl, overlay, count, fault, stop");
     EXPECT_EQ(answered(R"({"ask":"clients","colour\u0007":7})"),
               "refused: clients: there is no member \"colour\\x07\"; the members are ask, format, "
               "client, limit");

@@ -6,6 +6,7 @@
 
 #include <cstring>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/socket.h>
 
 bytes frame_bytes(const sim::frame_head &head, const bytes &payload) {
@@ -87,8 +88,11 @@ nlohmann::json raw_peer::first_client() {
 bool raw_peer::wait_for_close() {
     while (receive()) {
     }
+    // The switch says why before it closes.
+    pollfd end{fd(), POLLIN, 0};
     char byte;
-    return recv(fd(), &byte, 1, MSG_DONTWAIT) == 0 || errno == ECONNRESET;
+    return poll(&end, 1, patience_ms) == 1 &&
+           (recv(fd(), &byte, 1, MSG_DONTWAIT) == 0 || errno == ECONNRESET);
 }
 
 void raw_peer::shut_down_sending() {

@@ -1,12 +1,15 @@
 #include "tests/support/simulator.h"
+#include "tests/support/wait.h"
 #include "tests/switch/raw_peer.h"
 #include "tests/switch/test_service.h"
 
 #include <csignal>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -28,13 +31,23 @@ bool is_there(const std::string &path) {
 class RunAndStop : public simulator {
 protected:
     const std::string socket_path = run_dir + "/vell.sock";
+    const std::string pid_path = run_dir + "/vellsim.pid";
+
+    pid_t pid_in_file() const {
+        pid_t pid = 0;
+        std::ifstream(pid_path) >> pid;
+        return pid;
+    }
 };
 
 } // namespace
 
 TEST_F(RunAndStop, MakesItsDirectoryAndSaysWhenItIsReady) {
     switch_process running(run_dir);
-    EXPECT_EQ(running.ready_line(), "vellsim: ready, " + socket_path + "\n");
+    EXPECT_EQ(running.ready_line(),
+              fmt::format("vellsim: ready, {} (pid {})\n", socket_path, running.pid()));
+    EXPECT_EQ(pid_in_file(), running.pid());
+    EXPECT_EQ(mode_of(pid_path), 0600u);
     EXPECT_EQ(mode_of(run_dir), 0700u);
     EXPECT_EQ(mode_of(socket_path), 0600u);
     expect_service(run_dir);
@@ -43,10 +56,11 @@ TEST_F(RunAndStop, MakesItsDirectoryAndSaysWhenItIsReady) {
 TEST_F(RunAndStop, GoesOnInTheBackgroundOnceItCanBeReached) {
     const command_result run = vellsim({"run", "--run-dir", run_dir, "--detach"});
     EXPECT_EQ(run.exit_code, 0) << run.err;
-    EXPECT_EQ(run.out, "vellsim: ready, " + socket_path + "\n");
+    EXPECT_EQ(run.out, fmt::format("vellsim: ready, {} (pid {})\n", socket_path, pid_in_file()));
     expect_service(run_dir);
     EXPECT_EQ(vellsim({"stop", "--run-dir", run_dir}).exit_code, 0);
     EXPECT_FALSE(is_there(socket_path));
+    EXPECT_FALSE(is_there(pid_path));
 }
 
 TEST_F(RunAndStop, InTheBackgroundFailsAsItDoesOtherwise) {
@@ -57,8 +71,8 @@ TEST_F(RunAndStop, InTheBackgroundFailsAsItDoesOtherwise) {
     EXPECT_EQ(second.err, vellsim({"run", "--run-dir", run_dir}).err);
 }
 
-TEST_F(RunAndStop, EndsCleanlyOnSigtermAndSigint) {
-    for (const int number : {SIGTERM, SIGINT}) {
+TEST_F(RunAndStop, EndsCleanlyOnSignals) {
+    for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGQUIT}) {
         switch_process running(run_dir);
         raw_peer peer(run_dir);
         peer.register_client();
@@ -75,22 +89,54 @@ TEST_F(RunAndStop, RefusesToStartBesideARunningSwitch) {
     EXPECT_EQ(second.exit_code, 1);
     EXPECT_EQ(second.out, "");
     EXPECT_EQ(second.err,
-              "vellsim: another switch holds " + run_dir + "; `vellsim stop` ends it\n");
+              fmt::format("vellsim: another switch (pid {}) runs in {}; `vellsim stop` ends it\n",
+                          running.pid(), run_dir));
     expect_service(run_dir);
 }
 
-TEST_F(RunAndStop, RefusesToStartWhenSomethingElseAnswersOnTheSocket) {
-    // A listener that holds no lock, such as a switch whose directory was moved.
-    std::string elsewhere = directory / "elsewhere";
-    switch_process running(elsewhere);
-    std::filesystem::create_directory(run_dir);
-    std::filesystem::permissions(run_dir, std::filesystem::perms::owner_all);
-    std::filesystem::rename(elsewhere + "/vell.sock", socket_path);
-    const command_result second = vellsim({"run", "--run-dir", run_dir});
-    EXPECT_EQ(second.exit_code, 1);
-    EXPECT_EQ(second.err,
-              "vellsim: a switch answers on " + socket_path + "; `vellsim stop` ends it\n");
+TEST_F(RunAndStop, MakesItsSocketAgainWhenItIsRemoved) {
+    switch_process running(run_dir);
+    raw_peer client(run_dir);
+    EXPECT_EQ(client.register_client(), 1);
+    std::filesystem::remove(socket_path);
+    EXPECT_TRUE(wait_until([&] { return is_there(socket_path); }));
     expect_service(run_dir);
+    EXPECT_EQ(client.ask("clients").at("clients").at(0).at("state"), "registered");
+    EXPECT_THAT(service_log(run_dir, 102), Contains(socket_path + " was removed; made again"));
+    EXPECT_EQ(vellsim({"stop", "--run-dir", run_dir}).exit_code, 0);
+    EXPECT_FALSE(is_there(socket_path));
+}
+
+TEST_F(RunAndStop, MakesItsDirectoryAgainWhenItIsRemoved) {
+    switch_process running(run_dir);
+    std::filesystem::remove_all(run_dir);
+    EXPECT_TRUE(wait_until([&] { return is_there(socket_path); }));
+    expect_service(run_dir);
+    EXPECT_EQ(pid_in_file(), running.pid());
+    EXPECT_THAT(service_log(run_dir, 102), Contains(socket_path + " was removed; made again"));
+}
+
+TEST_F(RunAndStop, LeavesTheNextSwitchAloneWhenItsDirectoryIsRemoved) {
+    switch_process first(run_dir);
+    first.signal(SIGSTOP);
+    std::filesystem::remove_all(run_dir);
+    switch_process second(run_dir);
+    first.signal(SIGCONT);
+    EXPECT_EQ(first.wait(), 1);
+    expect_service(run_dir);
+    EXPECT_EQ(pid_in_file(), second.pid());
+}
+
+TEST_F(RunAndStop, EndsWithItsOwnSocketAlone) {
+    switch_process first(run_dir);
+    first.signal(SIGSTOP);
+    std::filesystem::remove_all(run_dir);
+    switch_process second(run_dir);
+    first.signal(SIGTERM);
+    first.signal(SIGCONT);
+    first.wait();
+    expect_service(run_dir);
+    EXPECT_EQ(pid_in_file(), second.pid());
 }
 
 TEST_F(RunAndStop, ReplacesTheSocketOfASwitchThatCrashed) {
@@ -139,16 +185,43 @@ TEST_F(RunAndStop, StopsTheRunningSwitch) {
     expect_service(run_dir);
 }
 
-TEST_F(RunAndStop, GivesUpOnASwitchThatDoesNotEnd) {
+TEST_F(RunAndStop, GivesUpOnASwitchThatDoesNotAnswer) {
     switch_process running(run_dir);
     running.signal(SIGSTOP);
-    const command_result gave_up = vellsim({"stop", "--wait", "1", "--run-dir", run_dir});
-    EXPECT_EQ(gave_up.exit_code, 1);
-    EXPECT_EQ(gave_up.err,
-              fmt::format("vellsim: the switch (pid {}) has not ended within 1 seconds\n",
-                          running.pid()));
+    for (const std::vector<std::string> &command :
+         {std::vector<std::string>{"stop"}, {"show", "clients"}, {"fault"}}) {
+        std::vector<std::string> arguments = command;
+        arguments.insert(arguments.end(), {"--timeout", "1", "--run-dir", run_dir});
+        const command_result gave_up = vellsim(arguments);
+        EXPECT_EQ(gave_up.exit_code, 1);
+        EXPECT_EQ(gave_up.err,
+                  fmt::format("vellsim: the switch (pid {}) does not answer within 1 second "
+                              "(--timeout)\n",
+                              running.pid()));
+    }
     running.signal(SIGCONT);
+    EXPECT_EQ(running.wait(), 0) << "it reads the question that was left";
+}
+
+// A question is not lost on a switch that ends.
+TEST_F(RunAndStop, StopsAfterWhatItHasReceived) {
+    switch_process running(run_dir);
+    raw_peer peer(run_dir);
+    const std::uint8_t id = peer.register_client();
+    peer.send(notice_head(), notice_payload(9, 1, 2, 3));
+    EXPECT_EQ(vellsim({"stop", "--run-dir", run_dir}).exit_code, 0);
     EXPECT_EQ(running.wait(), 0);
+    EXPECT_THAT(service_log(run_dir, 102),
+                Contains(HasSubstr(fmt::format("client id is 9, this connection's is {}", id))));
+}
+
+TEST_F(RunAndStop, EndsWithItsOwnPidFileAlone) {
+    switch_process running(run_dir);
+    std::filesystem::remove(pid_path);
+    std::ofstream(pid_path) << getpid() << '\n';
+    EXPECT_EQ(vellsim({"stop", "--run-dir", run_dir}).exit_code, 0);
+    EXPECT_EQ(running.wait(), 0);
+    EXPECT_EQ(pid_in_file(), getpid());
 }
 
 TEST_F(RunAndStop, HasNothingToStopWithoutASwitch) {
@@ -192,6 +265,28 @@ TEST_F(RunAndStop, GoesOnWhenNobodyReadsItsStandardError) {
     expect_service(run_dir);
 }
 
+TEST_F(RunAndStop, WaitsForNobodyWhoDoesNotReadItsStandardError) {
+    pipe_ends unread = make_pipe();
+    switch_process running(run_dir, {}, unread.write.get());
+    raw_peer peer(run_dir);
+    peer.register_client();
+    const int size = fcntl(unread.read.get(), F_GETPIPE_SZ);
+    for (int written = 0; written < 2 * size; written += 80) {
+        peer.send(notice_head(), notice_payload(9, 1, 2, static_cast<unsigned>(written)));
+        peer.send(request_head(230, 1, 0), {}); // another line, so that both are written
+    }
+    expect_service(run_dir);
+    std::string said(static_cast<std::size_t>(size), '\0');
+    EXPECT_GT(read(unread.read.get(), said.data(), said.size()), size - 8192);
+    peer.send(notice_head(), notice_payload(9, 1, 2, 3));
+    peer.ask("clients");
+    const ssize_t more = read(unread.read.get(), said.data(), said.size());
+    ASSERT_GT(more, 0);
+    EXPECT_THAT(
+        said.substr(0, static_cast<std::size_t>(more)),
+        testing::MatchesRegex("vellsim: [0-9]+ lines left out here\nvellsim: client 1 .*\n"));
+}
+
 TEST_F(RunAndStop, GoesOnWithoutItsLogFileAndSaysSoOnce) {
     const sim::file_descriptor heard = unnamed_file();
     switch_process running(run_dir, {"--quiet"}, heard.get());
@@ -199,4 +294,63 @@ TEST_F(RunAndStop, GoesOnWithoutItsLogFileAndSaysSoOnce) {
     expect_service(run_dir);
     EXPECT_EQ(read_file(heard.get()),
               "vellsim: " + run_dir + "/log/service: No such file or directory: lines are lost\n");
+}
+
+// Handled before it ends, or counted.
+TEST_F(RunAndStop, DropsNoMessageInSilence) {
+    {
+        switch_process running(run_dir);
+        raw_peer peer(run_dir);
+        const std::uint8_t id = peer.register_client();
+        running.signal(SIGSTOP);
+        peer.send(notice_head(), notice_payload(9, 1, 2, 3));
+        running.signal(SIGTERM);
+        running.signal(SIGCONT);
+        EXPECT_EQ(running.wait(), 0);
+        EXPECT_THAT(
+            service_log(run_dir, 102),
+            Contains(HasSubstr(fmt::format("client id is 9, this connection's is {}", id))));
+    }
+    switch_process slow(run_dir, {"--slow", "3600000"});
+    raw_peer peer(run_dir);
+    peer.send(register_head(), register_payload(500));
+    peer.send(register_head(), register_payload(500));
+    peer.send_raw(cut(frame_bytes(register_head(), register_payload(500)), 100));
+    slow.signal(SIGTERM);
+    EXPECT_EQ(slow.wait(), 0);
+    EXPECT_THAT(service_log(run_dir, 102),
+                Contains(fmt::format("unregistered client (pid {}): 2 messages dropped: the switch "
+                                     "ends",
+                                     getpid())));
+}
+
+TEST_F(RunAndStop, GoesOnInTheBackgroundWithoutStandardStreams) {
+    for (const char *closed : {"<&-", ">&-", "2>&-", "<&- >&- 2>&-"}) {
+        run_program({"/bin/sh", "-c",
+                     fmt::format("exec \"$0\" run --run-dir \"$1\" --detach {}", closed),
+                     VELLSIM_PATH, run_dir});
+        expect_service(run_dir);
+        EXPECT_EQ(vellsim({"stop", "--run-dir", run_dir}).exit_code, 0) << closed;
+    }
+}
+
+TEST_F(RunAndStop, KeepsNothingOfTheCallerInTheBackground) {
+    pipe_ends inherited = make_pipe();
+    const int passed_on = dup(inherited.write.get());
+    const command_result run =
+        run_program({"/bin/sh", "-c", "cd \"$1\" && exec \"$0\" run --run-dir run --detach",
+                     VELLSIM_PATH, directory.path()});
+    EXPECT_EQ(run.exit_code, 0) << run.err;
+    close(passed_on);
+    inherited.write.reset();
+    pollfd end{inherited.read.get(), POLLIN, 0};
+    EXPECT_EQ(poll(&end, 1, 10'000), 1) << "the switch has the pipe's other end";
+    const std::string process = fmt::format("/proc/{}", pid_in_file());
+    EXPECT_EQ(std::filesystem::read_symlink(process + "/cwd"), "/");
+    for (const char *fd : {"0", "1", "2"}) {
+        EXPECT_EQ(std::filesystem::read_symlink(process + "/fd/" + fd), "/dev/null");
+    }
+    EXPECT_EQ(getsid(pid_in_file()), pid_in_file());
+    expect_service(run_dir);
+    EXPECT_EQ(vellsim({"stop", "--run-dir", run_dir}).exit_code, 0);
 }

@@ -266,7 +266,7 @@ TEST(FaultModes, RejectEveryRegistration) {
 
 TEST(FaultModes, AcknowledgeLateTwiceOrNever) {
     sim::session from{};
-    test_service late({.ack = sim::ack_mode::late, .ack_delay = std::chrono::milliseconds(70)});
+    test_service late({.ack = {sim::ack_mode::late, std::chrono::milliseconds(70)}});
     const auto late_replies = late.send(from, register_head(), register_payload(500));
     ASSERT_EQ(late_replies.size(), 1u);
     EXPECT_EQ(late_replies[0].delay.count(), 70);

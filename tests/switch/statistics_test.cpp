@@ -189,9 +189,9 @@ TEST(Statistics, AreAnsweredAsTheFaultModeSays) {
     const bytes asked = message().add(ipv4_request()).u32(0);
     EXPECT_TRUE(statistics_service({.answer = sim::ack_mode::never}).ask(75785, asked).empty());
     EXPECT_EQ(statistics_service({.answer = sim::ack_mode::twice}).ask(75785, asked).size(), 2u);
-    const auto late = statistics_service({.answer = sim::ack_mode::late,
-                                          .answer_delay = std::chrono::milliseconds(70)})
-                          .ask(75785, asked);
+    const auto late =
+        statistics_service({.answer = {sim::ack_mode::late, std::chrono::milliseconds(70)}})
+            .ask(75785, asked);
     ASSERT_EQ(late.size(), 1u);
     EXPECT_EQ(late[0].delay.count(), 70);
 }

@@ -19,7 +19,7 @@ void expect_usage_error(const std::vector<std::string> &arguments, const std::st
 } // namespace
 
 TEST(Usage, NamesWhatDoesNotExistAndWhatDoes) {
-    const std::string known = "; the commands are run, show, count, stop\n"
+    const std::string known = "; the commands are run, show, count, fault, stop\n"
                               "Run `vellsim --help` for more information.\n";
     expect_usage_error({"bogus"}, "vellsim: there is no command \"bogus\"" + known);
     expect_usage_error({"--frob"}, "vellsim: there is no option \"--frob\"" + known);
