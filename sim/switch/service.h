@@ -2,12 +2,12 @@
 // sockets.
 #pragma once
 
-#include "sim/switch/batches.h"
 #include "sim/switch/client.h"
 #include "sim/switch/fault_modes.h"
 #include "sim/switch/flood.h"
 #include "sim/switch/l2.h"
 #include "sim/switch/ltl.h"
+#include "sim/switch/notices.h"
 #include "sim/switch/overlay.h"
 #include "sim/switch/route.h"
 #include "sim/switch/stats.h"

@@ -1,4 +1,4 @@
-#include "sim/switch/ipv6_notice.h"
+#include "sim/switch/notices.h"
 #include "tests/switch/bytes.h"
 
 #include <gtest/gtest.h>

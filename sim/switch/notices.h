@@ -1,4 +1,9 @@
-// The batches that out-of-band markers bracket, and the markers that bracket nothing.
+// The notices: out-of-band markers, of which two bracket a batch of layer-2 messages, the end of a
+// download, and the IPv6 route notice.
+//
+//   out-of-band marker   4 bytes: u32 marker
+//   download complete    4 bytes: u32 0
+//   IPv6 route notice    16 bytes: u8 client id, 1 reserved, u16 third value, 4 reserved, u32 first value, u32 second value
 #pragma once
 
 #include "sim/switch/sender.h"
@@ -7,6 +12,7 @@
 #include <cstdint>
 #include <deque>
 #include <optional>
+#include <span>
 #include <string>
 
 namespace sim {
@@ -56,5 +62,15 @@ private:
     std::deque<other_marker> others_;
     batch_key last_key_ = 0;
 };
+
+struct ipv6_notice {
+    std::uint8_t client_id = 0;
+    std::uint32_t first = 0;
+    std::uint32_t second = 0;
+    std::uint16_t third = 0;
+};
+
+// Throws refusal.
+ipv6_notice decode_ipv6_notice(std::span<const std::byte> message);
 
 } // namespace sim
