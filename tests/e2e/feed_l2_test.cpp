@@ -148,11 +148,16 @@ TEST_F(SnoopingClient, LeavesTheGroupsItAdded) {
     ASSERT_EQ(l2["entries"].size(), 3u);
     EXPECT_EQ(l2["entries"][0]["group"], "239.1.1.1");
     EXPECT_TRUE(l2["entries"][0]["source"].is_null());
-    EXPECT_EQ(l2["entries"][0]["ports"],
-              json::parse(R"([{"if_index":5,"flags":0},{"if_index":8,"flags":0}])"));
-    EXPECT_EQ(l2["entries"][1]["ports"], json::parse(R"([{"if_index":5,"flags":0}])"));
-    EXPECT_EQ(l2["entries"][2]["ports"],
-              json::parse(R"([{"if_index":5,"flags":0},{"if_index":7,"flags":0}])"));
+    EXPECT_EQ(
+        l2["entries"][0]["ports"],
+        json::parse(
+            R"([{"if_index":5,"name":"0x00000005","flags":0},{"if_index":8,"name":"0x00000008","flags":0}])"));
+    EXPECT_EQ(l2["entries"][1]["ports"],
+              json::parse(R"([{"if_index":5,"name":"0x00000005","flags":0}])"));
+    EXPECT_EQ(
+        l2["entries"][2]["ports"],
+        json::parse(
+            R"([{"if_index":5,"name":"0x00000005","flags":0},{"if_index":7,"name":"0x00000007","flags":0}])"));
     EXPECT_EQ(l2["download_complete"].size(), 1u);
     EXPECT_EQ(show("clients").at(0)["refused"], 0);
 }

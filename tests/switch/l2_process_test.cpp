@@ -88,7 +88,7 @@ TEST_F(Layer2, CountsTrafficAndAnswersRequests) {
               "vellsim: count: group: 10.1.1.2 is not multicast\n");
     EXPECT_THAT(error({"run", "--answer", "often"}),
                 StartsWith("vellsim: --answer: often is not late:MS (0 to 3600000 milliseconds), "
-                           "twice or never\n"));
+                           "twice, never, garbled, cut, foreign or once\n"));
 }
 
 TEST_F(Layer2, SurvivesRandomMessages) {

@@ -155,7 +155,8 @@ TEST_F(LtlProcess, HasItsOptionsListedAndChecked) {
     };
     expect_refusal(
         {"run", "--ltl-answer", "often"},
-        "--ltl-answer: often is not late:MS (0 to 3600000 milliseconds), twice or never");
+        "--ltl-answer: often is not late:MS (0 to 3600000 milliseconds), twice, never, garbled, "
+        "cut, foreign or once");
     expect_refusal({"run", "--ltl-refuse-vlan", "0"},
                    "--ltl-refuse-vlan: 0 is not a number from 1 to 4094");
     expect_refusal({"run", "--ltl-refuse-vlan", "5", "--ltl-refuse-vlan", "4095"},
