@@ -151,6 +151,22 @@ void apply(request &asked, const l2_message &message) {
     }
 }
 
+// Lookup modes name VLANs in their pairs; the other pairs are not VLANs.
+void refuse_by_fault(const request &asked, const l2_message &message) {
+    for (const l2_record &record : message.records) {
+        if (record.type == VELL_SIM_L2_LOOKUP_MODE) {
+            for (const auto &[vlan, mode] : record.pairs) {
+                refuse_vlan_by_fault(asked, static_cast<std::uint16_t>(vlan));
+            }
+        } else {
+            refuse_vlan_by_fault(asked, record.vlan);
+        }
+        if (record.type == VELL_SIM_L2_MBD_ADD || record.type == VELL_SIM_L2_MBD_DELETE) {
+            refuse_group_by_fault(asked, record.addresses[0]);
+        }
+    }
+}
+
 } // namespace
 
 void handle_l2_message(request &asked) {
@@ -159,6 +175,7 @@ void handle_l2_message(request &asked) {
     if (message.client_id != 0) {
         require_client(asked, message.client_id);
     }
+    refuse_by_fault(asked, message);
     check_limits(asked.vell, message);
     apply(asked, message);
     asked.records = message.records.size();

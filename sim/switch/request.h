@@ -36,6 +36,10 @@ void handle_ltl_modification(request &asked);
 void handle_ltl_release(request &asked);
 void handle_flood_update(request &asked);
 
+// Refuse what a fault mode names: a VLAN of layer-2 messages, a group of those and of routes.
+void refuse_vlan_by_fault(const request &asked, std::uint16_t vlan);
+void refuse_group_by_fault(const request &asked, const l2_address &group);
+
 // The second word of the send-options block; what it has to be depends on the request.
 void require_option_word_1(const request &asked, std::uint32_t value);
 

@@ -1,5 +1,6 @@
 #include "sim/switch/service.h"
 
+#include "sim/base/address.h"
 #include "sim/switch/refusal.h"
 #include "sim/switch/request.h"
 #include "sim/wire/nerb_messages.h"
@@ -122,6 +123,20 @@ void dispatch(const request_kind *kind, request &asked) {
 }
 
 } // namespace
+
+void refuse_vlan_by_fault(const request &asked, std::uint16_t vlan) {
+    if (asked.vell.faults.refused_vlans.contains(vlan)) {
+        refuse_at(0, "VLAN {} is refused by --refuse-vlan", vlan);
+    }
+}
+
+void refuse_group_by_fault(const request &asked, const l2_address &group) {
+    if (const std::set<std::string> &refused = asked.vell.faults.refused_groups; !refused.empty()) {
+        if (const std::string text = address_text(group); refused.contains(text)) {
+            refuse_at(0, "group {} is refused by --refuse-group", text);
+        }
+    }
+}
 
 void require_option_word_1(const request &asked, std::uint32_t value) {
     require_option_word(asked.head, 1, value);

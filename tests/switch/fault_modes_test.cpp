@@ -1,6 +1,7 @@
 // The fault modes, as a client meets them.
 #include "tests/support/simulator.h"
 #include "tests/support/wait.h"
+#include "tests/switch/l2_bytes.h"
 #include "tests/switch/raw_peer.h"
 #include "tests/switch/test_service.h"
 
@@ -267,4 +268,21 @@ TEST_F(Faults, DropAConnectionAndGoOn) {
     EXPECT_THAT(service_log(run_dir, 102), Contains(HasSubstr("connection dropped: --drop-after")));
     EXPECT_EQ(first.ask("clients").at("clients").at(1).at("state"), "lost");
     expect_service(run_dir);
+}
+
+TEST_F(Faults, RefuseChosenVlansAndGroups) {
+    test_service test({.refused_vlans = {12}, .refused_groups = {"239.1.1.2", "239.1.1.3"}});
+    sim::session from = test.registered_session();
+    test.send(from, route_head(), route_payload(1, {{.group = 0xef010101}, {.group = 0xef010102}}));
+    EXPECT_TRUE(test.vell.routes.empty()) << "the whole message is refused";
+    EXPECT_THAT(test.errors.back(), HasSubstr("group 239.1.1.2 is refused by --refuse-group"));
+    test.send(from, l2_head(), mbd_message(1, {{.vlan = 12, .ports = {{1}}}}));
+    EXPECT_THAT(test.errors.back(), HasSubstr("VLAN 12 is refused by --refuse-vlan"));
+    test.send(from, l2_head(), mbd_message(1, {{.group = {239, 1, 1, 3}, .ports = {{1}}}}));
+    EXPECT_THAT(test.errors.back(), HasSubstr("group 239.1.1.3 is refused by --refuse-group"));
+    EXPECT_TRUE(test.vell.l2.entries.empty());
+    test.vell.faults = {};
+    test.send(from, route_head(), route_payload(1, {{.group = 0xef010102}}));
+    test.send(from, l2_head(), mbd_message(1, {{.vlan = 12, .ports = {{1}}}}));
+    EXPECT_EQ(test.vell.routes.size() + test.vell.l2.entries.size(), 2u);
 }
