@@ -29,10 +29,9 @@ TEST(ShowLtl, PrintsIndexesInHexadecimal) {
                                          "LTL 0x4001  VLAN 4094, tag 4294967295, pid 9\n"
                                          "    interfaces: none\n"
                                          "2 LTLs; 2 of 1024 in use\n");
-    EXPECT_EQ(text_of(test.vell, R"(ltl {"limit":1})"),
-              "LTL 0x4000  VLAN 10, tag 7, client 1\n"
-              "    interfaces (2): Po12, Eth3/7\n"
-              "1 of 2 LTLs; 2 of 1024 in use\n");
+    EXPECT_EQ(text_of(test.vell, R"(ltl {"limit":1})"), "LTL 0x4000  VLAN 10, tag 7, client 1\n"
+                                                        "    interfaces (2): Po12, Eth3/7\n"
+                                                        "1 of 2 LTLs; 2 of 1024 in use\n");
     EXPECT_EQ(text_of(test.vell, R"(ltl {"vlan":11})"), "0 LTLs; 2 of 1024 in use\n");
 }
 
