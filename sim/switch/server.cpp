@@ -153,9 +153,10 @@ void server::admit(file_descriptor socket) {
         vell_.log(log_level_error, fmt::format("connection of pid {}: {}: closed", pid, reason));
         return;
     }
+    peer_connection peer(std::move(socket), pid, now_);
     if (peers_.size() < limits_.connections) {
         full_said_ = false;
-        peers_.try_emplace(++last_id_, std::move(socket), pid, now_);
+        peers_.emplace(++last_id_, std::move(peer));
         return;
     }
     const std::string why =
@@ -164,7 +165,7 @@ void server::admit(file_descriptor socket) {
         vell_.log(log_level_error,
                   fmt::format("connection of pid {}: {}: it and others are refused", pid, why));
     }
-    peer_connection(std::move(socket), pid, now_).send_closing(why);
+    peer.send_closing(why);
 }
 
 // Directory and socket may have been removed. Clients that are connected do not notice; for others
