@@ -1,6 +1,7 @@
 // The limits of a switch, at each edge, on a server whose limits are smaller than usual.
 #include "sim/switch/server.h"
 #include "tests/support/simulator.h"
+#include "tests/support/wait.h"
 #include "tests/switch/ltl_bytes.h"
 #include "tests/switch/raw_peer.h"
 #include "tests/switch/test_service.h"
@@ -198,6 +199,8 @@ TEST_F(ServerLimits, CloseTheConnectionWithTheMostUnreadAnswers) {
     let_all_be_read(other);
     EXPECT_THAT(running.errors(), Not(Contains(EndsWith("connection closed"))));
     other.send(ltl_head(release), releases(80'000));
+    // It would read its answer while it waits for the end.
+    EXPECT_TRUE(wait_until([&running] { return running.errors().back().ends_with("closed"); }));
     EXPECT_TRUE(hoarder.wait_for_close());
     const std::optional<sim::frame> answer = other.receive();
     ASSERT_TRUE(answer);
