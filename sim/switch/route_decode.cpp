@@ -199,7 +199,8 @@ void check_role_update(std::span<const std::byte> message) {
     };
     byte_reader reader(message);
     reader.skip(12, "head");
-    if (const std::uint64_t others = reader.u64("flags") & ~VELL_SIM_DUX_ROLES; others != 0) {
+    constexpr std::uint64_t roles = VELL_SIM_DUX_ROLES;
+    if (const std::uint64_t others = reader.u64("flags") & ~roles; others != 0) {
         refuse_at(12, "flags {:#x} in a dux role update, it takes role bits only", others);
     }
     for (const field &zero : zero_fields) {
