@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <fmt/format.h>
 #include <sys/socket.h>
 
@@ -87,16 +86,10 @@ void peer_connection::queue_piece(clock::time_point now) {
     if (made.text.empty() && !made.is_last) {
         return;
     }
-    frame_head head{};
-    head.magic = frame_magic;
-    head.kind = frame_kind::answer;
-    head.length = static_cast<std::uint32_t>(made.text.size());
+    frame_head head = new_head(frame_kind::answer, made.text.size());
     head.opcode = answer_->is_refusal() ? answer_opcode_refusal : 0;
     head.flags = made.is_last ? 0 : answer_goes_on;
-    std::vector<std::byte> frame(sizeof head + made.text.size());
-    std::memcpy(frame.data(), &head, sizeof head);
-    std::memcpy(frame.data() + sizeof head, made.text.data(), made.text.size());
-    queue(frame, now);
+    queue(frame_bytes(head, made.text.data()), now);
     if (made.is_last) {
         answer_.reset();
     }
@@ -104,11 +97,7 @@ void peer_connection::queue_piece(clock::time_point now) {
 
 void peer_connection::send_closing(const std::string &why) {
     if (!has_output()) {
-        frame_head head{};
-        head.magic = frame_magic;
-        head.kind = frame_kind::closing;
-        head.length = static_cast<std::uint32_t>(why.size());
-        send_frame(fd(), head, why.data(), 0);
+        send_frame(fd(), new_head(frame_kind::closing, why.size()), why.data(), 0);
     }
 }
 

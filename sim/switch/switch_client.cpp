@@ -97,11 +97,8 @@ std::string conversation::ask(const question &asked) {
         return error;
     }
     const std::string text = encode_question(asked);
-    frame_head head{};
-    head.magic = frame_magic;
-    head.kind = frame_kind::question;
-    head.length = static_cast<std::uint32_t>(text.size());
-    const frame_result sent = send_frame(socket_.get(), head, text.data(), until_.left_ms());
+    const frame_result sent = send_frame(socket_.get(), new_head(frame_kind::question, text.size()),
+                                         text.data(), until_.left_ms());
     // A switch that closes the connection may have said why.
     if (sent.status == frame_status::done || sent.status == frame_status::closed) {
         return {};

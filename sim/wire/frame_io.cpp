@@ -52,6 +52,31 @@ ssize_t send_rest(int fd, const frame_head &head, const void *payload, std::size
 
 } // namespace
 
+frame_head new_head(frame_kind kind, std::size_t length) {
+    frame_head head{};
+    head.magic = frame_magic;
+    head.kind = kind;
+    head.length = static_cast<std::uint32_t>(length);
+    return head;
+}
+
+std::vector<std::byte> frame_bytes(const frame_head &head, const void *payload) {
+    std::vector<std::byte> frame(sizeof head + head.length);
+    std::memcpy(frame.data(), &head, sizeof head);
+    if (head.length != 0) {
+        std::memcpy(frame.data() + sizeof head, payload, head.length);
+    }
+    return frame;
+}
+
+std::vector<std::byte> message_frame(std::uint32_t sap, std::uint32_t opcode,
+                                     std::span<const std::byte> payload) {
+    frame_head head = new_head(frame_kind::message, payload.size());
+    head.sap = sap;
+    head.opcode = opcode;
+    return frame_bytes(head, payload.data());
+}
+
 std::string check_frame_head(const frame_head &head, const std::vector<frame_kind> &kinds) {
     char text[96];
     if (head.magic != frame_magic) {

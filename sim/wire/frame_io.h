@@ -38,6 +38,16 @@ struct frame {
     std::vector<std::uint8_t> payload;
 };
 
+// The head of a frame of this kind, its other words 0.
+frame_head new_head(frame_kind kind, std::size_t length);
+
+// A whole frame, ready to send.
+std::vector<std::byte> frame_bytes(const frame_head &head, const void *payload);
+
+// The same, of a message to a client's queue.
+std::vector<std::byte> message_frame(std::uint32_t sap, std::uint32_t opcode,
+                                     std::span<const std::byte> payload);
+
 // Whether a frame of one of these kinds may begin with this head: an empty string, or what is wrong
 // with it.
 std::string check_frame_head(const frame_head &head, const std::vector<frame_kind> &kinds);
