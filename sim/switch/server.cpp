@@ -5,10 +5,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <fmt/format.h>
 #include <limits>
+#include <stdexcept>
 #include <sys/socket.h>
-#include <system_error>
 #include <utility>
 
 namespace sim {
@@ -105,7 +106,7 @@ void server::wait(std::vector<pollfd> &entries) {
         return;
     }
     if (errno != EINTR) {
-        throw std::system_error(errno, std::generic_category(), "poll");
+        throw std::runtime_error(fmt::format("poll: {}", std::strerror(errno)));
     }
     std::ranges::for_each(entries, [](pollfd &entry) { entry.revents = 0; });
 }
@@ -141,8 +142,8 @@ void server::accept_waiting() {
         } else if (errno == EAGAIN) {
             return;
         } else if (errno != EINTR && errno != ECONNABORTED) {
-            throw std::system_error(errno, std::generic_category(),
-                                    "no connection can be accepted");
+            throw std::runtime_error(
+                fmt::format("no connection can be accepted: {}", std::strerror(errno)));
         }
     }
 }
