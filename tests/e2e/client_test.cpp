@@ -280,7 +280,7 @@ TEST_F(Client, ARejectedRegistrationIsTracedInTheLogs) {
     EXPECT_EQ(queue.register_client(500, "rejected"), 0u);
     EXPECT_EQ(vell_send_v6_mroute_update(1, 2, 3), 0u);
     std::vector<std::string> history, client;
-    const auto all = [this](const std::string &sink) {
+    const auto all = [](const std::string &sink) {
         const auto shown = vellsim({"show", "log", "--json", "--sink", sink});
         return nlohmann::json::parse(shown.out).at("log");
     };

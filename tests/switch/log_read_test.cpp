@@ -124,8 +124,9 @@ TEST_F(LogReader, FindsEveryLineWhereverABlockEnds) {
         EXPECT_EQ(all[number], std::to_string(number) + std::string(number * 7 % 1000, 'x'));
     }
     for (const std::uint32_t limit : {1u, 500u, 523u, 524u, 525u, 2999u, 3000u}) {
-        EXPECT_EQ(read({.sinks = both, .limit = limit}),
-                  std::vector<std::string>(all.end() - limit, all.end()))
+        EXPECT_EQ(
+            read({.sinks = both, .limit = limit}),
+            std::vector<std::string>(all.end() - static_cast<std::ptrdiff_t>(limit), all.end()))
             << limit;
     }
 }
