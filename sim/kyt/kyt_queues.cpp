@@ -84,11 +84,11 @@ std::string connect_queue(queue &q) {
     if (!made.socket)
         return std::move(made.reason);
     q.socket = std::move(made.socket);
-    q.reader = frame_reader{frame_kind::message};
+    q.reader = queue().reader;
     return {};
 }
 
-void give_up_connection(queue &q) {
+std::string give_up_connection(queue &q) {
     const file_descriptor socket = std::move(q.socket);
     frame arrived;
     frame_result result;
@@ -96,6 +96,7 @@ void give_up_connection(queue &q) {
         q.rescued.push_back(std::move(arrived));
     if (result.status == frame_status::broken)
         complain("queue " + std::to_string(q.handle) + " has lost a message: " + result.reason);
+    return result.status == frame_status::dismissed ? result.reason : std::string();
 }
 
 int send_timeout_ms() {

@@ -18,7 +18,7 @@ struct queue {
     std::uint32_t handle = 0;
     pid_t owner = 0;
     file_descriptor socket; // made by the first send
-    frame_reader reader{frame_kind::message};
+    frame_reader reader{frame_kind::message, frame_kind::closing};
     std::deque<frame> rescued; // messages that a lost connection had brought before
 };
 
@@ -34,8 +34,8 @@ found_queue find_queue(std::uint32_t handle);
 std::string connect_queue(queue &q);
 
 // Closes a connection that can send no more. The messages that it has brought are kept for the
-// client to receive.
-void give_up_connection(queue &q);
+// client to receive. Returns why the switch has closed it, if the switch says so.
+std::string give_up_connection(queue &q);
 
 // How long the switch may take no byte of a message, or no connection, before a send fails.
 int send_timeout_ms();

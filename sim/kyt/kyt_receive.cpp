@@ -44,7 +44,7 @@ int receive_into(queue &q, int timeout_ms, frame &into) {
     if (result.status == frame_status::timed_out)
         return 0;
     q.socket.reset();
-    if (result.status == frame_status::broken)
+    if (result.status != frame_status::closed)
         complain("queue " + std::to_string(q.handle) +
                  " has lost its connection to the switch: " + result.reason);
     return -1;

@@ -70,8 +70,9 @@ outcome deliver(queue &q, const request &r) {
     const frame_result result = send_connected(q, r);
     if (result.status == frame_status::done)
         return {};
-    give_up_connection(q);
-    return refusal{cause::lost, "the connection to the switch is lost: " + result.reason};
+    const std::string why = give_up_connection(q);
+    return refusal{cause::lost,
+                   "the connection to the switch is lost: " + (why.empty() ? result.reason : why)};
 }
 
 outcome check_and_deliver(const request &r) {

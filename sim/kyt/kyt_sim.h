@@ -2,8 +2,8 @@
  * The simulator transport's own side: what a client process needs around kyt_send, kyt_drop and
  * kyt_payload_get.
  *
- * On a switch a process opens its queues and receives its messages with the platform's own calls.
- * In the simulator these functions stand in for them. A queue is one Unix stream connection to the
+ * On a switch a process opens its queues and receives its messages with the platform's own calls;
+ * in the simulator, with these functions. A queue is one Unix stream connection to the
  * simulated switch, made by the first send and found under the run directory: the environment
  * variable VELLSIM_RUN_DIR, else $XDG_RUNTIME_DIR/vellsim, else /tmp/vellsim-<uid>; a directory
  * that is not this user's alone is refused. When the switch goes away, the send that finds out

@@ -44,7 +44,7 @@ private:
     const switch_call &to_;
     deadline until_;
     file_descriptor socket_;
-    frame_reader reader_{frame_kind::answer};
+    frame_reader reader_{frame_kind::answer, frame_kind::closing};
     std::string pid_text_;
 };
 

@@ -181,25 +181,22 @@ std::string frame_reader::end_reason(const std::string &reason) const {
 
 // What there is at the front: timed_out when it is not whole.
 frame_result frame_reader::take_front(frame &whole) {
-    // The other end may say why it closes the connection, whatever it is read for.
-    const std::optional<frame_head> start = head();
-    const bool is_closing = start && check_frame_head(*start, {frame_kind::closing}).empty();
-    const state found = !is_closing                              ? look()
-                        : held() < sizeof *start + start->length ? state::incomplete
-                                                                 : state::whole;
-    if (found == state::incomplete) {
+    switch (look()) {
+    case state::incomplete:
         return {frame_status::timed_out, {}};
-    }
-    if (found == state::broken) {
+    case state::broken:
         return {frame_status::broken, broken_reason_};
+    case state::whole:
+        break;
     }
     const frame_view view = front();
     const auto *payload = reinterpret_cast<const std::uint8_t *>(view.payload.data());
     whole = {view.head, {payload, payload + view.payload.size()}};
     drop_frame();
-    if (is_closing) {
-        return {frame_status::broken, std::string(peer_has_closed) + ": " +
-                                          std::string(whole.payload.begin(), whole.payload.end())};
+    if (whole.head.kind == frame_kind::closing) {
+        return {frame_status::dismissed,
+                std::string(peer_has_closed) + ": " +
+                    std::string(whole.payload.begin(), whole.payload.end())};
     }
     return {};
 }

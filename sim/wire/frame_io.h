@@ -4,7 +4,7 @@
 // Nothing here raises SIGPIPE, and a signal that interrupts a call never shows: the call goes on.
 // The socket itself may be in blocking or in non-blocking mode. After `closed` or `broken`, and
 // after a send that timed out, the stream is no longer at the start of a frame, or not there at
-// all: close it.
+// all: close it. The same is true after `dismissed`.
 #pragma once
 
 #include "sim/base/deadline.h"
@@ -25,12 +25,13 @@ enum class frame_status {
     done,
     timed_out, // no whole frame yet; or, of a send, the peer takes nothing
     closed,    // by the peer; of a read, between two frames
+    dismissed, // by the switch, with the reason that it gives
     broken,    // anything else, with a reason
 };
 
 struct frame_result {
     frame_status status = frame_status::done;
-    std::string reason; // for closed and broken, a text for people
+    std::string reason; // unless it is done, a text for people
 };
 
 struct frame {
@@ -72,7 +73,7 @@ public:
     // Frames of other kinds than these break the stream.
     explicit frame_reader(std::initializer_list<frame_kind> kinds) : kinds_(kinds) {}
 
-    // One recv() of at most so many bytes, which does not wait: returns what it returned.
+    // One recv() of `most` bytes or fewer, which does not wait: returns what it returned.
     ssize_t receive(int fd, std::size_t most);
     void receive(std::span<const std::byte> bytes);
 
@@ -89,8 +90,7 @@ public:
     // Of the stream's end: a text that says how much of a frame has come, if any has.
     std::string end_reason(const std::string &reason) const;
 
-    // For the clients of a switch, which may also say why it closes the connection.
-    // Takes what has arrived, but not beyond the end of the frame, and returns without waiting.
+    // For the clients of a switch. Takes what has arrived, but not beyond the end of the frame, and returns without waiting.
     // What has come of an unfinished frame is kept for the next call.
     frame_result read(int fd, frame &whole);
 

@@ -244,14 +244,12 @@ TEST(FrameReader, IsBrokenByALengthBeforeThePayloadComes) {
 TEST(FrameReader, SaysWhyTheSwitchClosesTheConnection) {
     const auto [here, there] = make_stream_pair();
     const std::string why = "there is no room";
-    write_all(there.get(), message(1, {10}) +
-                               bytes_of(head_of(frame_kind::closing, 0, why.size())) +
-                               bytes(why.begin(), why.end()));
-    frame_reader reader{frame_kind::message};
+    write_all(there.get(), message(1, {10}) + closing(why));
+    frame_reader reader{frame_kind::message, frame_kind::closing};
     frame whole;
     EXPECT_EQ(reader.read(here.get(), whole).status, frame_status::done);
     const auto result = reader.read(here.get(), whole);
-    EXPECT_EQ(result.status, frame_status::broken);
+    EXPECT_EQ(result.status, frame_status::dismissed);
     EXPECT_EQ(result.reason, "the other end has closed the connection: there is no room");
 }
 

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <string>
 
 namespace sim_test {
 
@@ -27,6 +28,12 @@ inline sim::frame_head head_of(sim::frame_kind kind, std::uint32_t opcode, std::
 // What the switch sends to a client's queue.
 inline bytes message(std::uint32_t opcode, const bytes &payload) {
     return bytes_of(head_of(sim::frame_kind::message, opcode, payload.size())) + payload;
+}
+
+// What it sends before it closes the connection.
+inline bytes closing(const std::string &why) {
+    return bytes_of(head_of(sim::frame_kind::closing, 0, why.size())) +
+           bytes(why.begin(), why.end());
 }
 
 } // namespace sim_test

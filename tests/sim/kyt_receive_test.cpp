@@ -102,7 +102,7 @@ TEST_F(KytReceive, KeepsAMessageThatHasArrivedInPart) {
     EXPECT_EQ(payload_of(received), pattern(300));
 }
 
-// A connection that is of no more use: said or not, gone, and made anew by the next send.
+// A connection that is of no more use is closed, and the next send makes another.
 class KytReceiveLoses : public KytReceive {
 protected:
     std::string expect_loss() {
@@ -143,6 +143,12 @@ TEST_F(KytReceiveLoses, TheConnectionThatEndsWithinAMessage) {
     EXPECT_EQ(
         expect_loss(),
         lost("the other end has closed the connection within a frame, after 105 of 107 bytes"));
+}
+
+TEST_F(KytReceiveLoses, TheConnectionThatTheSwitchClosesForAReason) {
+    write_all(end.get(), closing("it is full"));
+    end.reset();
+    EXPECT_EQ(expect_loss(), lost("the other end has closed the connection: it is full"));
 }
 
 TEST_F(KytReceiveLoses, TheConnectionThatBringsAWrongMagic) {

@@ -169,6 +169,17 @@ TEST_F(KytSendFails, WhenTheSwitchHasClosedTheConnection) {
     expect_usable_again();
 }
 
+TEST_F(KytSendFails, WithTheReasonThatTheSwitchGives) {
+    sim::file_descriptor end = connect();
+    write_all(end.get(), message(41, {1}) + closing("it is full"));
+    end.reset();
+    EXPECT_EQ(expect_refusal(), failed("the connection to the switch is lost: the other end has "
+                                       "closed the connection: it is full"));
+    message_ptr received;
+    EXPECT_EQ(receive(received), 1) << "what came before can be received";
+    expect_usable_again();
+}
+
 TEST_F(KytSendFails, WhenTheSwitchHasClosedItsSideOnly) {
     const sim::file_descriptor end = connect();
     shutdown(end.get(), SHUT_WR);

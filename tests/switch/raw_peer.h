@@ -54,7 +54,8 @@ public:
 
 private:
     sim::file_descriptor socket_;
-    sim::frame_reader reader_{sim::frame_kind::message, sim::frame_kind::answer};
+    sim::frame_reader reader_{sim::frame_kind::message, sim::frame_kind::answer,
+                              sim::frame_kind::closing};
 };
 
 // Registers a client, adds a route, sees it in the table, deletes it and deregisters: a well-formed

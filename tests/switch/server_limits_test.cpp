@@ -65,7 +65,7 @@ protected:
     const std::string run_dir = directory / "run";
 };
 
-// The start of a message of 16 MiB, of so many bytes with its head.
+// The start of a message of 16 MiB, of `size` bytes with its head.
 bytes part_of_message(std::size_t size) {
     return cut(
         message().add(patched(frame_bytes(route_head(), {}), 8, {0, 0, 0, 1})).fill(size, 0).get(),
@@ -79,7 +79,7 @@ void let_all_be_read(raw_peer &asker) {
 
 std::string closing_text(const std::string &run_dir) {
     raw_peer peer(run_dir);
-    sim::frame_reader reader{sim::frame_kind::message};
+    sim::frame_reader reader{sim::frame_kind::message, sim::frame_kind::closing};
     sim::frame whole;
     return sim::receive_frame(peer.fd(), reader, sim::deadline::after_ms(10'000), whole).reason;
 }
