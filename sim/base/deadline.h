@@ -11,7 +11,7 @@ namespace sim {
 
 class deadline {
 public:
-    // So many milliseconds from now; negative is never.
+    // This many milliseconds from now; negative is never.
     static deadline after_ms(int ms) {
         deadline result;
         if (ms >= 0)

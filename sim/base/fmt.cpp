@@ -1,5 +1,5 @@
 // The fmt library, compiled once: a 64-bit machine's package holds it for 64 bits only, and as
-// headers alone it would be compiled anew into every object that formats a text. What there is to
+// headers alone it would be compiled again into every object that formats a text. What there is to
 // compile is a version's own: print.h says of which this is done.
 #include "sim/base/print.h"
 

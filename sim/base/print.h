@@ -1,5 +1,5 @@
-// fmt::print() into a stream. The formatting behind it, which fmt's own header would compile anew
-// for every file that prints, is compiled once, in fmt.cpp. Of fmt other than 9, the build defines
+// fmt::print() into a stream. The formatting itself, which fmt's own header would compile again for
+// every file that prints, is compiled once, in fmt.cpp. Of fmt other than 9, the build defines
 // FMT_HEADER_ONLY instead.
 #pragma once
 

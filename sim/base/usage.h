@@ -29,8 +29,8 @@ inline std::string usage_text(const CLI::App *app, const CLI::Error &error) {
                        error.what(), words);
 }
 
-// A missing command, and words that belong to no option, in full sentences: that a command is
-// missing is no help to someone who misspelt one.
+// A missing command, and words that belong to no option, in full sentences: someone who misspelt a
+// command should not read that one is missing.
 inline CLI::Error explained(const CLI::App &app, const CLI::ParseError &error) {
     std::string words = app.get_name() + " ";
     const CLI::App *command = chosen_command(&app, words);

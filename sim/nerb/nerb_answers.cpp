@@ -22,7 +22,7 @@ struct received_answer {
     const std::byte *infos;
 };
 
-// Nothing when the message is no answer of the manager's.
+// Nothing when the message is not an answer of the manager.
 std::optional<received_answer> read_answer(const void *rsp) {
     const auto *message = static_cast<const kyt_sim_message *>(rsp);
     const std::uint32_t length = kyt_sim_message_length(message);

@@ -39,7 +39,7 @@ void append_word(message &to, std::uint32_t word) {
     append(to, &word, sizeof word);
 }
 
-// The bytes of so many records, if a process can hold them at all.
+// A number of bytes, if a process can hold them at all.
 std::size_t checked_size(std::uint64_t size) {
     if (size > static_cast<std::uint64_t>(std::numeric_limits<std::ptrdiff_t>::max()))
         throw std::bad_alloc();
@@ -55,7 +55,7 @@ nerb_sim_send send(std::uint32_t queue, std::uint32_t opcode, const message &sen
     return NERB_SIM_SENT;
 }
 
-// The payload of an allocation or modification: a u16 count and, directly behind it, the entries.
+// The payload of an allocation or modification: a u16 count and, directly after it, the entries.
 struct ltl_entry {
     static constexpr std::size_t size = 24;
     static constexpr std::size_t interface_count_at = 12;

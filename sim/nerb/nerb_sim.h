@@ -17,13 +17,13 @@
  * of an entry that was refused, an allocation's words 1 and 2 and a flood update's are 0.
  *
  * The answer as a whole has a status too: 0 when every entry's is 0. Otherwise it is, of a request
- * of exactly one entry that is no flood update, that entry's own status, and of any other request
+ * of exactly one entry that is not a flood update, that entry's own status, and of any other request
  * 1, which says no more than that the entries' have to be looked at.
  *
  * The functions below read answers of every kind and change nothing. Those of nerb.h read them too,
  * and return what enum nerb_sim_read says: nerb_parse_rsp_* all kinds but allocations,
  * nerb_parse_alloc_ltl_* allocations alone. Of an allocation nerb_parse_alloc_ltl_rsp_parm reads
- * the first entry only, its words 0 to 2; those behind the first, of a batched allocation, are read
+ * the first entry only, its words 0 to 2; the other entries of a batched allocation are read
  * with nerb_sim_answer_entry.
  */
 #ifndef NERB_SIM_H
@@ -55,7 +55,7 @@ enum nerb_sim_kind {
 /* How an entry of a request ended. An entry that was refused has changed nothing. */
 enum nerb_sim_status {
     NERB_SIM_DONE = 0,
-    NERB_SIM_REFUSED_BY_FAULT_MODE = 1, /* the switch was told to: vellsim run --ltl-refuse-vlan */
+    NERB_SIM_REFUSED_BY_FAULT_MODE = 1, /* vellsim run --ltl-refuse-vlan names the VLAN */
     NERB_SIM_NO_SUCH_LTL = 2,           /* no LTL of this index is allocated */
     NERB_SIM_POOL_EXHAUSTED = 3,        /* all LTL indexes are allocated */
     NERB_SIM_TAG_MISMATCH = 4,          /* the LTL was allocated with another key word 2 */
@@ -83,12 +83,12 @@ enum nerb_sim_send {
 enum nerb_sim_read {
     NERB_SIM_READ = 0,
     NERB_SIM_NO_ANSWER =
-        1, /* it is null, no message of the manager's, or of a kind that the function does not read */
+        1, /* it is null, not a message of the manager, or of a kind that the function does not read */
     NERB_SIM_NOT_SO_MANY = 2 /* it has fewer entries than were asked for */
 };
 
-/* A status in words: "the pool is exhausted". Never null: a number that is no status is
- * "unknown". */
+/* A status in words: "the pool is exhausted". Never null: "unknown" for any other
+ * number. */
 const char *nerb_sim_status_name(uint32_t status);
 
 /* What an answer begins with. */

@@ -36,15 +36,15 @@ extern "C" {
 #define QARNUTILS_SIM_NAME_SIZE 16
 
 /*
- * Stores the index of the interface of this name. Returns 0, or -1 when that is no interface's
- * name. A name is written exactly as above: upper and lower case count, numbers have no leading
- * zeros, signs or blanks.
+ * Stores the index of the interface of this name. Returns 0, or -1 when that is not an
+ * interface's name. A name is written exactly as above: upper and lower case count, numbers have no leading
+ * zeros, signs or spaces.
  */
 int qarnutils_sim_if_index(const char *name, uint32_t *if_index);
 
 /*
  * Writes the interface's name, NUL-terminated, into `name`. Returns 0, or -1 when the index has no
- * name or `size` bytes are no room for it; nothing is written then.
+ * name or needs more than `size` bytes; nothing is written then.
  */
 int qarnutils_sim_if_name(uint32_t if_index, char *name, size_t size);
 

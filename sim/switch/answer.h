@@ -197,7 +197,7 @@ void print_sender(output &out, const sender_name &from);
 // The members "if_index" and "name"; in text the name.
 void print_interface(output &out, std::uint32_t if_index);
 
-// A list of so many items, in text as "    ports (3): " and the items, or "    ports: none".
+// A list of `count` items, in text as "    ports (3): " and the items, or "    ports: none".
 void open_items(output &out, std::string_view name, std::string_view title, std::size_t count);
 
 // The bytes in hexadecimal.

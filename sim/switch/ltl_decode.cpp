@@ -36,9 +36,8 @@ std::uint32_t read_count(byte_reader &reader, const list_name &list, std::size_t
     const std::size_t offset = reader.offset();
     const std::uint32_t count = reader.u32(list.count_field);
     if (count > reader.left() / least) {
-        refuse_at(offset,
-                  "{} {} take {} bytes or more, the message has {} left behind their number", count,
-                  list.items, std::uint64_t{count} * least, reader.left());
+        refuse_at(offset, "{} {} take {} bytes or more, the message has {} left after their number",
+                  count, list.items, std::uint64_t{count} * least, reader.left());
     }
     return count;
 }
@@ -80,7 +79,7 @@ flood_update read_flood_update(byte_reader &reader) {
     return update;
 }
 
-// A cookie or context, and entries of at least so many bytes to the message's end.
+// A cookie or context, and entries of `least` bytes or more to the message's end.
 template <typename Entry>
 std::uint32_t read_request(std::span<const std::byte> message, const list_name &list,
                            std::size_t least, std::vector<Entry> &to,

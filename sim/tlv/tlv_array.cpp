@@ -36,7 +36,7 @@ std::uint32_t padded(std::uint32_t length) {
     return (length + tlv_unit - 1) / tlv_unit * tlv_unit;
 }
 
-std::uint32_t address_behind(const std::uint8_t *array, std::uint32_t size) {
+std::uint32_t address_after(const std::uint8_t *array, std::uint32_t size) {
     return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(array)) +
            sizeof(tlv_array_head) + size;
 }
@@ -46,7 +46,7 @@ std::uint32_t address_behind(const std::uint8_t *array, std::uint32_t size) {
 // has not been begun.
 tlv_array_head begun_or_fresh(const std::uint8_t *array, std::uint32_t position,
                               std::uint32_t size) {
-    if (size == 0 || position != address_behind(array, size))
+    if (size == 0 || position != address_after(array, size))
         return {};
     const auto head = read_at<tlv_array_head>(array);
     return size_of(head) == size ? head : tlv_array_head{};
@@ -80,7 +80,7 @@ uint32_t tlv_aligned_array_append_tlv(void *array, uint32_t *position, uint32_t 
     head.words = static_cast<std::uint16_t>(new_size / tlv_unit);
     write_at(bytes, head);
     *size = new_size;
-    *position = address_behind(bytes, new_size);
+    *position = address_after(bytes, new_size);
     return tlv_ok;
 }
 

@@ -34,7 +34,7 @@ static_assert(sizeof(tlv_array_head) == 4 && sizeof(tlv_head) == 4);
 // What the functions return.
 enum tlv_result : std::uint32_t {
     tlv_ok = 0,
-    tlv_no_more = 1,      // the cursor is behind the last TLV
+    tlv_no_more = 1,      // the cursor is after the last TLV
     tlv_malformed = 2,    // the TLV at the cursor reaches beyond the array
     tlv_bad_argument = 3, // something to read from or write to is null
     tlv_no_room = 4,      // the capacity, or what `count` and `words` can say, would be exceeded

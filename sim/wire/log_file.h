@@ -5,8 +5,8 @@
 //   <sink>.older      what this run logged before that, if it logged more
 //   <sink>.previous   the last lines of the run before, kept when a run starts with fresh logs
 //
-// So that no sink ever takes more than three times the limit. Whoever appends a line also moves a
-// full file away. Every file is a regular one: links, FIFOs and the like are refused, not followed
+// So that no sink ever takes more than three times the limit. Each process that appends a line also
+// moves a full file away. Every file is a regular one: links, FIFOs and the like are refused, not followed
 // and not waited for.
 #pragma once
 

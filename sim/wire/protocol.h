@@ -35,7 +35,7 @@
  *
  * ROUTES
  *   opcode          enum vell_sim_route_opcode; any other is refused. An add replaces the route of the
- *                   same key. Deleting a missing route is no error: it is logged and counted.
+ *                   same key. Deleting a missing route is not an error: it is logged and counted.
  *   key             table id, source and its prefix length, group and its prefix length. Two keys are
  *                   equal when all five are, including bits beyond a prefix length.
  *   addresses       IPv4 addresses are uint32 in host byte order: 10.0.0.9 is 0x0a000009.
@@ -59,8 +59,8 @@
  *   MBD entry       its key is VLAN, address family, group and source. An add creates a new entry, adds
  *                   the listed ports or gives them other flags, and sets bridge and entry flags. A
  *                   delete removes the listed ports; an entry without ports is removed, and so is one
- *                   whose delete lists none. Deleting a missing entry or port is no error: it is logged
- *                   and counted. Entries remain when their client goes away; an entry belongs to the
+ *                   whose delete lists none. Deleting a missing entry or port is not an error: it is
+ *                   logged and counted. Entries remain when their client goes away; an entry belongs to the
  *                   client that added to it last.
  *   markers         1 begins a batch of layer-2 messages of its connection, 2 ends it; others are kept
  *                   as they come.

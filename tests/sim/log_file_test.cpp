@@ -98,7 +98,7 @@ TEST_F(LogFile, HasADescriptorAboveTheStandardOnes) {
               0);
 }
 
-// What is said when the file may grow by so many bytes only. A limit on its size stands in for a
+// What is said when the file may grow by `room` bytes only. A limit on its size acts as a
 // full disk.
 std::string append_with_room_for(const scratch_directory &scratch, std::size_t room) {
     return run_in_child([&] {

@@ -46,7 +46,7 @@ bytes two_entries() {
            ltl_entry(0x21222324, 0x25262728, 0, nullptr);
 }
 
-// Two VLANs, the second without updates, and bytes behind them that are not theirs.
+// Two VLANs, the second without updates, and bytes after them that are not theirs.
 bytes flood_payload() {
     return words({2,                                                             //
                   0x31323334, 0xa1a2a3a4, 0xa5a6a7a8, 0x41424344, 0xa9aaabac, 2, //

@@ -144,7 +144,7 @@ TEST_F(TesselLog, DropsWhatIsNoRecordAndSaysSo) {
     EXPECT_TRUE(nothing_was_written());
 }
 
-// Whatever keeps the records from their files, the client goes on, and is told once.
+// Whatever keeps the records from their files, the client goes on, and reads of it once.
 class TesselLogDrops : public TesselLog {
 protected:
     void expect_dropped(const std::string &because) {

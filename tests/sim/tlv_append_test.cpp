@@ -62,7 +62,7 @@ TEST_P(TlvAppend, GivesEachOfTwoRecordsItsArrayWithOneState) {
     ASSERT_EQ(state.append(array, 400, 0, {1, 2, 3, 4}), 0u);
     ASSERT_EQ(state.append(array, 400, 2, {5, 6, 7, 8}), 0u);
     std::uint8_t *second =
-        array + 20 + 44; // behind the first array, and the head of a second record
+        array + 20 + 44; // after the first array, and the head of a second record
     ASSERT_EQ(state.append(second, 400, 0, {9}), 0u);
     ASSERT_EQ(state.append(second, 400, 1, {10, 11}), 0u);
 

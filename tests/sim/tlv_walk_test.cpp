@@ -8,7 +8,7 @@ namespace {
 
 using namespace sim_test;
 
-// Bytes at one of the four alignments, with nothing behind them: a read beyond them is a read
+// Bytes at one of the four alignments, with nothing after them: a read beyond them is a read
 // beyond the allocation.
 class placed_array {
 public:
@@ -58,11 +58,11 @@ TEST_P(TlvWalk, FindsEveryTlvInOrder) {
                     {{9, 0, array.get() + 20}, 16},
                     {{2, 8, array.get() + 24}, 28}};
     std::uint32_t cursor = 0;
-    for (const auto &[tlv, behind] : expected) {
+    for (const auto &[tlv, after] : expected) {
         found_tlv found;
         ASSERT_EQ(found.next(array.get(), cursor), 0u);
         EXPECT_EQ(found, tlv);
-        EXPECT_EQ(cursor, behind);
+        EXPECT_EQ(cursor, after);
     }
     found_tlv found;
     EXPECT_EQ(found.next(array.get(), cursor), 1u);

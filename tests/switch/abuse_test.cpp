@@ -115,7 +115,7 @@ TEST_F(Abuse, WithThousandsOfFramesThatAreNearlyRight) {
     const nlohmann::json row = client_row(peer, id);
     EXPECT_EQ(row.at("messages"), frames + 1);
     EXPECT_GT(row.at("refused"), frames / 3);
-    EXPECT_GT(row.at("ipv6_notices"), 0) << "a spoiled reserved byte is no reason to refuse";
+    EXPECT_GT(row.at("ipv6_notices"), 0) << "a spoiled reserved byte does not make it refuse";
 }
 
 // Those that are right all the same are registrations that replace the one before.

@@ -4,7 +4,7 @@
 
 namespace {
 
-// What a text is read as, written again with its kind; empty when it is no address.
+// What a text is read as, written again with its kind; empty when it is not an address.
 std::string reread(const std::string &text) {
     const auto parsed = sim::parse_l2_address(text);
     return parsed ? std::string(kind_name(parsed->kind)) + " " + address_text(*parsed)

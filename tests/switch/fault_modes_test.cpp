@@ -72,7 +72,7 @@ TEST_F(Faults, NeverAcknowledge) {
     switch_process running(run_dir, {"--ack", "never"});
     raw_peer peer(run_dir);
     peer.send(register_head(), register_payload(500));
-    // The answer would come behind the acknowledgment.
+    // The answer would come after the acknowledgment.
     EXPECT_EQ(peer.ask("clients").at("clients").at(0).at("state"), "registered");
 }
 

@@ -198,7 +198,7 @@ TEST(Flood, RequestsThatAreNotRightAreRefusedWhole) {
     EXPECT_THAT(test.errors,
                 ElementsAre("client 1 (pid 4711): flood LTL update (opcode 90004): offset 60: 1 "
                             "updates take 8 bytes or "
-                            "more, the message has 7 left behind their number: refused",
+                            "more, the message has 7 left after their number: refused",
                             "client 1 (pid 4711): flood LTL update (opcode 90004): offset 72: 1 "
                             "bytes follow the last "
                             "of 2 VLANs: refused"));

@@ -136,7 +136,7 @@ struct test_port {
     std::uint32_t flags = 0;
 };
 
-// An MBD record of other contents. The addresses are 16 bytes, or fewer and zeros behind them.
+// An MBD record of other contents. The addresses are 16 bytes, or fewer and zeros after them.
 struct test_mbd {
     int type = 21;
     std::uint32_t vlan = 10;

@@ -145,7 +145,7 @@ TEST(L2Tables, TakeAMessageWholeOrNotAtAll) {
     EXPECT_EQ(test.client_of(test.from).refused, 1u);
 }
 
-// Whatever stands before the record that is refused, the delete of what is there and of what is not
+// Whatever comes before the record that is refused, the delete of what is there and of what is not
 // included.
 TEST(L2Tables, TakeNoRecordOfAMessageWhoseLastOneIsRefused) {
     l2_service test;

@@ -118,12 +118,12 @@ TEST(LtlMessage, IsRefusedWhenItEndsTooEarly) {
               "offset 4: the message has 3 bytes left here, number of entries needs 4");
     EXPECT_EQ(entries_refusal(cut(two_entries(), 31)),
               "offset 4: 2 entries take 24 bytes or more, the message has 23 "
-              "left behind their number");
+              "left after their number");
     EXPECT_EQ(entries_refusal(cut(two_entries(), 39)),
               "offset 36: the message has 3 bytes left here, number of interfaces needs 4");
     EXPECT_EQ(release_refusal(cut(two_releases(), 31)),
               "offset 4: 2 entries take 24 bytes or more, the message has 23 "
-              "left behind their number");
+              "left after their number");
     EXPECT_EQ(flood_refusal(cut(two_vlans(), 71)),
               "offset 68: the message has 3 bytes left here, number of updates needs 4");
     EXPECT_EQ(flood_refusal(cut(two_vlans(), 7)),
@@ -135,31 +135,31 @@ TEST(LtlMessage, IsRefusedWhenItEndsTooEarly) {
 TEST(LtlMessage, IsRefusedWhenItsCountsGoBeyondIt) {
     EXPECT_EQ(
         entries_refusal(patched(two_entries(), 4, {3})),
-        "offset 4: 3 entries take 36 bytes or more, the message has 32 left behind their number");
+        "offset 4: 3 entries take 36 bytes or more, the message has 32 left after their number");
     EXPECT_EQ(entries_refusal(cut(two_entries(), 34)),
               "offset 32: the message has 2 bytes left here, key word 2 needs 4");
     EXPECT_EQ(entries_refusal(patched(two_entries(), 4, {0xff, 0xff, 0xff, 0xff})),
               "offset 4: 4294967295 entries take 51539607540 bytes or more, the message has 32 "
-              "left behind their number");
+              "left after their number");
     EXPECT_EQ(
         entries_refusal(patched(two_entries(), 36, {1})),
-        "offset 36: 1 interfaces take 4 bytes or more, the message has 0 left behind their number");
+        "offset 36: 1 interfaces take 4 bytes or more, the message has 0 left after their number");
     EXPECT_EQ(entries_refusal(patched(two_entries(), 16, {0, 0, 0, 0x80})),
               "offset 16: 2147483648 interfaces take 8589934592 bytes or more, the message has 20 "
-              "left behind their "
+              "left after their "
               "number");
     EXPECT_EQ(
         release_refusal(patched(two_releases(), 4, {3})),
-        "offset 4: 3 entries take 36 bytes or more, the message has 24 left behind their number");
+        "offset 4: 3 entries take 36 bytes or more, the message has 24 left after their number");
     EXPECT_EQ(
         flood_refusal(patched(two_vlans(), 4, {3})),
-        "offset 4: 3 VLANs take 72 bytes or more, the message has 64 left behind their number");
+        "offset 4: 3 VLANs take 72 bytes or more, the message has 64 left after their number");
     EXPECT_EQ(
         flood_refusal(patched(two_vlans(), 28, {6})),
-        "offset 28: 6 updates take 48 bytes or more, the message has 40 left behind their number");
+        "offset 28: 6 updates take 48 bytes or more, the message has 40 left after their number");
     EXPECT_EQ(flood_refusal(patched(two_vlans(), 68, {0, 0, 0, 0x20})),
               "offset 68: 536870912 updates take 4294967296 bytes or more, the message has 0 left "
-              "behind their number");
+              "after their number");
 }
 
 TEST(LtlMessage, HasNoMoreInterfacesInAnEntryThanSixteenBitsCount) {

@@ -181,13 +181,13 @@ TEST(Ltl, RequestsThatAreNotRightAreRefusedWhole) {
         ElementsAre(
             client + "LTL allocation (opcode 90001): offset 28: 2 interfaces take 8 bytes or more, "
                      "the message "
-                     "has 4 left behind their number: refused",
+                     "has 4 left after their number: refused",
             client +
                 "LTL modification (opcode 90002): offset 20: 4 bytes follow the last of 1 entries: "
                 "refused",
             client + "LTL release (opcode 90003): offset 4: 2 entries take 24 bytes or more, the "
                      "message has 23 "
-                     "left behind their number: refused",
+                     "left after their number: refused",
             client + "LTL release (opcode 90003): frame head offset 32: send-options word 1 is 1, "
                      "it must be 0: "
                      "refused",

@@ -175,7 +175,7 @@ TEST_F(ManyConnections, AreAnsweredWhenTheySendNoMore) {
     EXPECT_TRUE(peer.wait_for_close());
 }
 
-// Whoever is not of the switch's user is not let in, even where the directory would let them.
+// A process of another user is not let in, even where the directory would let them.
 TEST_F(ManyConnections, AreOfTheSameUserOnly) {
     if (geteuid() != 0) {
         GTEST_SKIP() << "only the superuser can become somebody else";

@@ -62,7 +62,7 @@ TEST(RouteMessage, HasItsListsDecoded) {
     EXPECT_EQ(lists.glt[0].length, 3u);
     EXPECT_EQ(lists.glt[0].last, 0x85848382u);
     std::array<std::uint8_t, 36> data{0xa0, 0xa1, 0xa2};
-    EXPECT_EQ(lists.glt[0].data, data) << "bytes behind the data in use are not kept";
+    EXPECT_EQ(lists.glt[0].data, data) << "bytes after the data in use are not kept";
 }
 
 TEST(RouteMessage, MayHaveAllTheGltDataInUse) {

@@ -11,7 +11,7 @@ using testing::IsEmpty;
 
 namespace {
 
-// What the acknowledgment carries behind the frame's head.
+// What the acknowledgment carries after the frame's head.
 bytes ack_payload(const sim::reply &ack) {
     return bytes(ack.frame.begin() + 104, ack.frame.end());
 }

@@ -56,7 +56,7 @@ bytes mbd_entries(std::uint32_t first, std::uint32_t count) {
     return sent;
 }
 
-// A flood list of so many entries, each of 32 bytes, after the first 80.
+// A flood list of `count` entries, each of 32 bytes, after the first 80.
 bytes flood_list(std::uint32_t vlan, std::uint32_t entries) {
     message record;
     record.u8(12).fill(7, 0).u32(80 + 32 * entries).fill(12, 0).add(network_u32(vlan)).fill(2, 0);
