@@ -61,21 +61,18 @@ void sink_reader::refresh() {
     }
 }
 
-sink_reader::place sink_reader::end() const {
-    return files_.empty() ? place{} : place{files_.size() - 1, files_.back().opened.size};
-}
-
-void sink_reader::go_to(const place &where) {
-    current_ = where.file;
-    offset_ = where.offset;
-    buffer_.clear();
-    taken_ = 0;
-    head_.reset();
-}
-
-bool sink_reader::read_block(std::uint64_t from, std::uint64_t to, std::string &block) {
-    const log_file &file = files_[current_];
-    block.resize(static_cast<std::size_t>(std::min<std::uint64_t>(to - from, block_size)));
+// Reads on in the first file; false at its end.
+bool sink_reader::read_block() {
+    buffer_.erase(0, taken_);
+    offset_ += std::exchange(taken_, 0);
+    const log_file &file = files_.front();
+    const std::uint64_t from = offset_ + buffer_.size();
+    if (from >= file.opened.size) {
+        return false;
+    }
+    std::string block(
+        static_cast<std::size_t>(std::min<std::uint64_t>(file.opened.size - from, block_size)),
+        '\0');
     ssize_t count = 0;
     do {
         count = pread(file.opened.file.get(), block.data(), block.size(), static_cast<off_t>(from));
@@ -83,8 +80,8 @@ bool sink_reader::read_block(std::uint64_t from, std::uint64_t to, std::string &
     if (count < 0) {
         note_error(fmt::format("{}: {}", file.path, std::strerror(errno)));
     }
-    block.resize(count < 0 ? 0 : static_cast<std::size_t>(count));
-    return !block.empty();
+    buffer_.append(block, 0, count < 0 ? 0 : static_cast<std::size_t>(count));
+    return count > 0;
 }
 
 void sink_reader::note_error(const std::string &error) {
@@ -95,32 +92,28 @@ void sink_reader::note_error(const std::string &error) {
 
 void sink_reader::note_bad_line() {
     if (bad_lines_++ == 0) {
-        first_bad_line_ = fmt::format("{}: byte {}", files_[current_].path, offset_ + taken_);
+        first_bad_line_ = fmt::format("{}: byte {}", files_.front().path, offset_ + taken_);
     }
 }
 
 std::optional<std::string> sink_reader::next_text() {
-    while (current_ < files_.size()) {
+    while (!files_.empty()) {
         const std::size_t end = buffer_.find('\n', taken_);
         if (end != std::string::npos || buffer_.size() - taken_ >= block_size) {
-            const std::string text = buffer_.substr(taken_, end - taken_);
-            return text;
+            return buffer_.substr(taken_, end - taken_);
         }
-        buffer_.erase(0, taken_);
-        offset_ += std::exchange(taken_, 0);
-        std::string block;
-        const std::uint64_t from = offset_ + buffer_.size();
-        const std::uint64_t to = files_[current_].opened.size;
-        if (from < to && read_block(from, to, block)) {
-            buffer_ += block;
-        } else if (current_ + 1 == files_.size()) {
-            return std::nullopt; // what there is of a last line may become whole
-        } else {
-            if (!buffer_.empty()) {
-                note_bad_line();
-            }
-            go_to({current_ + 1, 0});
+        if (read_block()) {
+            continue;
         }
+        if (files_.size() == 1) {
+            break; // what there is of a last line may become whole
+        }
+        if (!buffer_.empty()) {
+            note_bad_line();
+        }
+        files_.erase(files_.begin());
+        buffer_.clear();
+        offset_ = 0;
     }
     return std::nullopt;
 }
@@ -146,48 +139,6 @@ log_line sink_reader::take() {
     return *std::exchange(head_, std::nullopt);
 }
 
-// The buffer holds what lies before the place where the reader is, which is its end.
-std::optional<std::string> sink_reader::text_before() {
-    while (current_ < files_.size()) {
-        const std::size_t last =
-            buffer_.size() < 2 ? std::string::npos : buffer_.rfind('\n', buffer_.size() - 2);
-        if (last != std::string::npos || buffer_.size() >= block_size ||
-            (offset_ == 0 && !buffer_.empty())) {
-            const std::size_t start = last == std::string::npos ? 0 : last + 1;
-            std::string text = buffer_.substr(start);
-            buffer_.resize(start);
-            return text;
-        }
-        std::string block;
-        const std::uint64_t from = offset_ - std::min<std::uint64_t>(offset_, block_size);
-        if (from < offset_ && read_block(from, offset_, block)) {
-            buffer_.insert(0, block);
-            offset_ = from;
-        } else if (current_ == 0) {
-            return std::nullopt;
-        } else {
-            go_to({current_ - 1, files_[current_ - 1].opened.size});
-        }
-    }
-    return std::nullopt;
-}
-
-std::optional<sink_reader::earlier_line> sink_reader::step_back() {
-    while (std::optional<std::string> text = text_before()) {
-        if (text->ends_with('\n')) {
-            text->pop_back();
-        }
-        const std::optional<log_line> line = parse_log_line(*text);
-        if (line && line->time < filter_.since) {
-            return std::nullopt;
-        }
-        if (line && filter_.lets_through(*line)) {
-            return earlier_line{*line, {current_, offset_ + buffer_.size()}};
-        }
-    }
-    return std::nullopt;
-}
-
 std::vector<std::string> sink_reader::complaints() const {
     std::vector<std::string> said = errors_;
     if (bad_lines_ == 1) {
@@ -203,47 +154,28 @@ log_reader::log_reader(const std::string &run_directory, const log_query &query)
     for (const std::string &sink : query.sinks) {
         sinks_.emplace_back(run_directory, sink, query.all_runs, query.filter);
     }
-    if (query.limit) {
-        skip_all_but(*query.limit);
-    }
-}
-
-// Steps back over as many lines as are wanted, in the sink whose line before is the latest.
-void log_reader::skip_all_but(std::uint32_t limit) {
-    struct tail {
-        sink_reader *sink;
-        sink_reader::place start;
-        std::optional<sink_reader::earlier_line> before;
-    };
-    std::vector<tail> tails;
-    for (sink_reader &sink : sinks_) {
-        sink.go_to(sink.end());
-        tails.push_back({&sink, sink.end(), sink.step_back()});
-    }
-    tail *latest = nullptr;
-    for (std::uint32_t count = 0; count < limit; ++count) {
-        // Not before another line is wanted: it may be far away.
-        if (latest != nullptr) {
-            latest->before = latest->sink->step_back();
-        }
-        latest = nullptr;
-        for (tail &one : tails) {
-            if (one.before &&
-                (latest == nullptr || one.before->line.time >= latest->before->line.time)) {
-                latest = &one;
-            }
-        }
-        if (latest == nullptr) {
+    while (query.limit) {
+        std::optional<log_line> line = merged();
+        if (!line) {
             break;
         }
-        latest->start = latest->before->start;
-    }
-    for (const tail &one : tails) {
-        one.sink->go_to(one.start);
+        latest_.push_back(std::move(*line));
+        if (latest_.size() > *query.limit) {
+            latest_.pop_front();
+        }
     }
 }
 
 std::optional<log_line> log_reader::next() {
+    if (latest_.empty()) {
+        return merged();
+    }
+    log_line line = std::move(latest_.front());
+    latest_.pop_front();
+    return line;
+}
+
+std::optional<log_line> log_reader::merged() {
     sink_reader *first = nullptr;
     for (sink_reader &sink : sinks_) {
         const log_line *line = sink.peek();

@@ -1,11 +1,11 @@
-// The lines of a run directory's logs, merged by time. Reads no more of the files than it must: a
-// limit is found from their ends, and no file is ever in memory whole.
+// The lines of a run directory's logs, merged by time. No file is ever in memory whole.
 #pragma once
 
 #include "sim/wire/log_file.h"
 #include "sim/wire/log_line.h"
 
 #include <cstdint>
+#include <deque>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -32,22 +32,6 @@ public:
     const log_line *peek();
     log_line take();
 
-    // Where the next line begins.
-    struct place {
-        std::size_t file = 0;
-        std::uint64_t offset = 0;
-    };
-    place end() const;
-    void go_to(const place &where);
-
-    // The line before the one that was stepped to last, or the last line after go_to(end()). Until
-    // go_to(), nothing else may be read.
-    struct earlier_line {
-        log_line line;
-        place start;
-    };
-    std::optional<earlier_line> step_back();
-
     // Looks for what was logged since, also by a run that started with fresh logs.
     void refresh();
 
@@ -63,16 +47,14 @@ private:
 
     void open(const std::string &path, bool in_front);
     std::optional<std::string> next_text();
-    std::optional<std::string> text_before();
-    bool read_block(std::uint64_t from, std::uint64_t to, std::string &block);
+    bool read_block();
     void note_error(const std::string &error);
     void note_bad_line();
 
     std::string path_; // of the latest file
     log_filter filter_;
-    std::vector<log_file> files_; // the oldest first
-    std::size_t current_ = 0;
-    std::uint64_t offset_ = 0;     // of buffer_ in the current file
+    std::vector<log_file> files_;  // the one that is read, and later ones
+    std::uint64_t offset_ = 0;     // of buffer_ in the first of them
     std::string buffer_;           // what has been read
     std::size_t taken_ = 0;        // of the buffer
     std::optional<log_line> head_; // what peek() shows
@@ -100,9 +82,10 @@ public:
     bool has_failed() const;
 
 private:
-    void skip_all_but(std::uint32_t limit);
+    std::optional<log_line> merged();
 
     std::vector<sink_reader> sinks_;
+    std::deque<log_line> latest_; // of a limited query, to be read first
 };
 
 } // namespace sim
