@@ -4,7 +4,6 @@
 #include "sim/kyt/kyt_complaints.h"
 #include "sim/kyt/kyt_references.h"
 #include "sim/wire/run_dir.h"
-#include "sim/wire/service_socket.h"
 
 #include <charconv>
 #include <cstdlib>

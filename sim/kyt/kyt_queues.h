@@ -2,7 +2,7 @@
 #pragma once
 
 #include "sim/base/file_descriptor.h"
-#include "sim/wire/frame_io.h"
+#include "sim/wire/frame.h"
 
 #include <kyt.h>
 #include <kyt_sim.h>

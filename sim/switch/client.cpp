@@ -3,7 +3,7 @@
 
 #include "sim/switch/byte_reader.h"
 #include "sim/switch/request.h"
-#include "sim/wire/frame_io.h"
+#include "sim/wire/frame.h"
 #include "sim/wire/protocol.h"
 
 #include <algorithm>

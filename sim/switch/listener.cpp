@@ -2,7 +2,6 @@
 
 #include "sim/wire/frame.h"
 #include "sim/wire/run_dir.h"
-#include "sim/wire/service_socket.h"
 
 #include <cerrno>
 #include <cstring>

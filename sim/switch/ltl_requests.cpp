@@ -1,7 +1,7 @@
 // The LTL manager's requests, entry by entry, and its answers.
 #include "sim/switch/limits.h"
 #include "sim/switch/request.h"
-#include "sim/wire/frame_io.h"
+#include "sim/wire/frame.h"
 
 #include <array>
 #include <fmt/format.h>

@@ -5,7 +5,7 @@
 #include "sim/base/file_descriptor.h"
 #include "sim/switch/answer.h"
 #include "sim/switch/service.h"
-#include "sim/wire/frame_io.h"
+#include "sim/wire/frame.h"
 
 #include <chrono>
 #include <cstddef>

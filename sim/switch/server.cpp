@@ -1,7 +1,7 @@
 #include "sim/switch/server.h"
 
 #include "sim/base/text.h"
-#include "sim/wire/service_socket.h"
+#include "sim/wire/run_dir.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -5,7 +5,7 @@
 #include "sim/switch/answer.h"
 #include "sim/switch/limits.h"
 #include "sim/switch/request.h"
-#include "sim/wire/frame_io.h"
+#include "sim/wire/frame.h"
 
 #include <optional>
 

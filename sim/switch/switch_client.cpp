@@ -2,8 +2,8 @@
 
 #include "sim/base/text.h"
 #include "sim/switch/console.h"
-#include "sim/wire/frame_io.h"
-#include "sim/wire/service_socket.h"
+#include "sim/wire/frame.h"
+#include "sim/wire/run_dir.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,13 +1,12 @@
-#include "sim/wire/frame_io.h"
+#include "sim/wire/frame.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
+#include <fmt/format.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/uio.h>
 
 namespace sim {
 
@@ -31,23 +30,6 @@ frame_result wait_for(int fd, short events, const deadline &until) {
         return failure(errno);
     }
     return {ready == 0 ? frame_status::timed_out : frame_status::done, {}};
-}
-
-// One sendmsg of what is left of the two parts, `sent` bytes of them being gone already.
-ssize_t send_rest(int fd, const frame_head &head, const void *payload, std::size_t sent) {
-    const std::size_t of_head = std::min(sent, sizeof head);
-    const std::size_t of_payload = sent - of_head;
-    // sendmsg takes writable pointers but does not write.
-    iovec parts[2] = {
-        {const_cast<char *>(reinterpret_cast<const char *>(&head)) + of_head,
-         sizeof head - of_head},
-        {const_cast<char *>(static_cast<const char *>(payload)) + of_payload,
-         head.length - of_payload},
-    };
-    msghdr message{};
-    message.msg_iov = parts;
-    message.msg_iovlen = head.length == 0 ? 1 : 2;
-    return sendmsg(fd, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
 }
 
 } // namespace
@@ -78,34 +60,31 @@ std::vector<std::byte> message_frame(std::uint32_t sap, std::uint32_t opcode,
 }
 
 std::string check_frame_head(const frame_head &head, const std::vector<frame_kind> &kinds) {
-    char text[96];
     if (head.magic != frame_magic) {
-        std::snprintf(text, sizeof text, "frame magic is 0x%08x, not 0x%08x", head.magic,
-                      frame_magic);
-    } else if (std::find(kinds.begin(), kinds.end(), head.kind) == kinds.end()) {
-        std::snprintf(text, sizeof text, "frame kind %u does not belong here",
-                      static_cast<unsigned>(head.kind));
-    } else if (head.length > frame_max_payload) {
-        std::snprintf(text, sizeof text, "frame length %u exceeds %u bytes", head.length,
-                      frame_max_payload);
-    } else {
-        return {};
+        return fmt::format("frame magic is {:#010x}, not {:#010x}", head.magic, frame_magic);
     }
-    return text;
+    if (std::ranges::find(kinds, head.kind) == kinds.end()) {
+        return fmt::format("frame kind {} does not belong here", std::uint32_t(head.kind));
+    }
+    if (head.length > frame_max_payload) {
+        return fmt::format("frame length {} exceeds {} bytes", head.length, frame_max_payload);
+    }
+    return {};
 }
 
 frame_result send_frame(int fd, const frame_head &head, const void *payload, int stall_ms) {
-    const std::size_t size = sizeof head + head.length;
+    const std::vector<std::byte> frame = frame_bytes(head, payload);
+    std::span<const std::byte> left = frame;
     deadline until = deadline::after_ms(stall_ms);
-    for (std::size_t sent = 0; sent < size;) {
-        const ssize_t count = send_rest(fd, head, payload, sent);
+    while (!left.empty()) {
+        const ssize_t count = send(fd, left.data(), left.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
         if (count > 0) {
-            sent += static_cast<std::size_t>(count);
+            left = left.subspan(static_cast<std::size_t>(count));
             until = deadline::after_ms(stall_ms);
         } else if (count < 0 && errno == EAGAIN) {
-            frame_result waited = wait_for(fd, POLLOUT, until);
+            const frame_result waited = wait_for(fd, POLLOUT, until);
             if (waited.status == frame_status::timed_out) {
-                waited.reason = "the other end has stopped reading";
+                return {frame_status::timed_out, "the other end has stopped reading"};
             }
             if (waited.status != frame_status::done) {
                 return waited;
@@ -174,9 +153,8 @@ std::string frame_reader::end_reason(const std::string &reason) const {
         return reason;
     }
     const std::optional<frame_head> read = head();
-    return reason + " within a frame, after " + std::to_string(held()) + " of " +
-           (read ? "" : "at least ") +
-           std::to_string(sizeof(frame_head) + (read ? read->length : 0)) + " bytes";
+    return fmt::format("{} within a frame, after {} of {}{} bytes", reason, held(),
+                       read ? "" : "at least ", sizeof *read + (read ? read->length : 0));
 }
 
 // What there is at the front: timed_out when it is not whole.
@@ -195,8 +173,8 @@ frame_result frame_reader::take_front(frame &whole) {
     drop_frame();
     if (whole.head.kind == frame_kind::closing) {
         return {frame_status::dismissed,
-                std::string(peer_has_closed) + ": " +
-                    std::string(whole.payload.begin(), whole.payload.end())};
+                fmt::format("{}: {}", peer_has_closed,
+                            std::string(whole.payload.begin(), whole.payload.end()))};
     }
     return {};
 }

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstdio>
 #include <ctime>
+#include <fmt/chrono.h>
 #include <iterator>
 
 namespace sim {
@@ -14,61 +14,50 @@ bool is_printable(char byte) {
     return byte >= 0x20 && byte < 0x7f;
 }
 
+struct escape {
+    char byte;
+    std::string_view text;
+};
+constexpr escape escapes[] = {{'\\', "\\\\"}, {'\n', "\\n"}, {'\t', "\\t"}};
+
 void append_escaped(std::string &to, char byte) {
-    constexpr char digits[] = "0123456789abcdef";
-    const auto value = static_cast<unsigned char>(byte);
-    if (byte == '\\') {
-        to += "\\\\";
-    } else if (byte == '\n') {
-        to += "\\n";
-    } else if (byte == '\t') {
-        to += "\\t";
+    const auto found = std::ranges::find(escapes, byte, &escape::byte);
+    if (found != std::end(escapes)) {
+        to += found->text;
     } else if (is_printable(byte)) {
         to += byte;
     } else {
-        to.append("\\x").append({digits[value >> 4], digits[value & 15]});
+        to += fmt::format("\\x{:02x}", static_cast<unsigned char>(byte));
     }
 }
 
-// Takes the escape sequence at the start of `text`, its backslash included.
-std::optional<char> take_escape(std::string_view &text) {
-    const char kind = text.size() < 2 ? '\0' : text[1];
-    if (kind == 'x') {
-        unsigned value = 0;
-        const std::string_view digits = text.substr(2, 2);
-        const auto [end, error] =
-            std::from_chars(digits.data(), digits.data() + digits.size(), value, 16);
-        if (error != std::errc() || end != digits.data() + 2) {
-            return std::nullopt;
-        }
-        text.remove_prefix(4);
-        return static_cast<char>(value);
+// Takes the byte at the start of the text, or the escape sequence of one.
+std::optional<char> take_byte(std::string_view &text) {
+    if (text.front() != '\\') {
+        const char byte = text.front();
+        text.remove_prefix(1);
+        return is_printable(byte) ? std::optional(byte) : std::nullopt;
     }
-    text.remove_prefix(std::min<std::size_t>(text.size(), 2));
-    switch (kind) {
-    case '\\':
-        return '\\';
-    case 'n':
-        return '\n';
-    case 't':
-        return '\t';
-    default:
+    const auto found = std::ranges::find(escapes, text.substr(0, 2), &escape::text);
+    if (found != std::end(escapes)) {
+        text.remove_prefix(2);
+        return found->byte;
+    }
+    unsigned value = 0;
+    const std::string_view digits = text.substr(std::min<std::size_t>(text.size(), 2), 2);
+    const char *const end = digits.data() + digits.size();
+    if (!text.starts_with("\\x") || digits.size() != 2 ||
+        std::from_chars(digits.data(), end, value, 16).ptr != end) {
         return std::nullopt;
     }
+    text.remove_prefix(4);
+    return static_cast<char>(value);
 }
 
 std::optional<std::string> unescape(std::string_view text) {
     std::string result;
     while (!text.empty()) {
-        if (!is_printable(text.front())) {
-            return std::nullopt;
-        }
-        if (text.front() != '\\') {
-            result += text.front();
-            text.remove_prefix(1);
-            continue;
-        }
-        const std::optional<char> byte = take_escape(text);
+        const std::optional<char> byte = take_byte(text);
         if (!byte) {
             return std::nullopt;
         }
@@ -115,10 +104,8 @@ bool is_log_sink(std::string_view name) {
 }
 
 std::string format_log_line(const log_line &line) {
-    char numbers[64];
-    std::snprintf(numbers, sizeof numbers, " %u %u 0x%x %u ", line.pid, line.uuid, line.module,
-                  line.level);
-    std::string result = line.time + " " + line.sink + numbers;
+    std::string result = fmt::format("{} {} {} {} {:#x} {} ", line.time, line.sink, line.pid,
+                                     line.uuid, line.module, line.level);
     for (const char byte : line.text) {
         append_escaped(result, byte);
     }
@@ -148,13 +135,8 @@ std::optional<log_line> parse_log_line(std::string_view text) {
 std::string log_time_ago(std::uint32_t seconds) {
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
-    now.tv_sec -= seconds;
-    tm utc{};
-    gmtime_r(&now.tv_sec, &utc);
-    char text[64];
-    const std::size_t length = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &utc);
-    std::snprintf(text + length, sizeof text - length, ".%06ldZ", now.tv_nsec / 1000);
-    return text;
+    return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:06}Z", fmt::gmtime(now.tv_sec - seconds),
+                       now.tv_nsec / 1000);
 }
 
 } // namespace sim

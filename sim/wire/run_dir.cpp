@@ -1,12 +1,18 @@
 #include "sim/wire/run_dir.h"
 
-#include <algorithm>
+#include "sim/base/deadline.h"
+
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <fmt/format.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <unistd.h>
+#include <utility>
 
 namespace sim {
 
@@ -17,10 +23,8 @@ std::string environment(const char *name) {
     return value == nullptr ? "" : value;
 }
 
-std::string mode_text(mode_t mode) {
-    char text[16];
-    std::snprintf(text, sizeof text, "%04o", mode & 07777u);
-    return text;
+std::string failed(std::string_view path) {
+    return fmt::format("{}: {}", path, std::strerror(errno));
 }
 
 std::string check_spelling(const std::string &path) {
@@ -37,7 +41,7 @@ std::string check_spelling(const std::string &path) {
 std::string check_own_directory(const std::string &path) {
     struct stat entry {};
     if (lstat(path.c_str(), &entry) != 0) {
-        return path + ": " + std::strerror(errno);
+        return failed(path);
     }
     if (S_ISLNK(entry.st_mode)) {
         return path + ": is a symbolic link";
@@ -46,41 +50,59 @@ std::string check_own_directory(const std::string &path) {
         return path + ": is not a directory";
     }
     if (entry.st_uid != geteuid()) {
-        return path + ": belongs to user " + std::to_string(entry.st_uid) + ", not to user " +
-               std::to_string(geteuid());
+        return fmt::format("{}: belongs to user {}, not to user {}", path, entry.st_uid, geteuid());
     }
     if ((entry.st_mode & 077u) != 0) {
-        return path + ": is open to other users (mode " + mode_text(entry.st_mode) +
-               ", it must be 0700)";
+        return fmt::format("{}: is open to other users (mode {:04o}, it must be 0700)", path,
+                           entry.st_mode & 07777u);
     }
     return {};
 }
 
 std::string make_own_directory(const std::string &path) {
     if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) {
-        return path + ": " + std::strerror(errno);
+        return failed(path);
     }
     return check_own_directory(path);
+}
+
+// The send timeout of a Unix socket also bounds how long connect() waits for a place in the
+// listener's queue.
+void bound_connect(int fd, int left_ms) {
+    if (left_ms >= 0) {
+        const timeval limit{left_ms / 1000, left_ms % 1000 * 1000};
+        setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+    }
+}
+
+// Returns 0 or the errno.
+int connect_until(int fd, const sockaddr_un &address, const deadline &until) {
+    // Never 0, which would mean to wait for ever. The first attempt may be made whatever the time
+    // left.
+    for (int left = until.left_ms();; left = until.left_ms()) {
+        bound_connect(fd, left == 0 ? 1 : left);
+        if (connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0) {
+            return 0;
+        }
+        if (errno == EAGAIN || (errno == EINTR && left == 0)) {
+            return ETIMEDOUT;
+        }
+        if (errno != EINTR) {
+            return errno;
+        }
+    }
 }
 
 } // namespace
 
 std::string clean_path(std::string_view path) {
-    std::string clean(path.substr(0, path.starts_with('/') ? 1 : 0));
-    const bool is_empty = path.empty();
-    while (!path.empty()) {
-        const std::size_t end = std::min(path.find('/'), path.size());
-        const std::string_view component = path.substr(0, end);
-        path.remove_prefix(std::min(end + 1, path.size()));
-        if (component.empty() || component == ".") {
-            continue;
+    std::filesystem::path clean;
+    for (const std::filesystem::path &component : std::filesystem::path(path)) {
+        if (!component.empty() && component != ".") {
+            clean /= component;
         }
-        if (!clean.empty() && clean.back() != '/') {
-            clean += '/';
-        }
-        clean += component;
     }
-    return clean.empty() && !is_empty ? "." : clean;
+    return clean.empty() && !path.empty() ? "." : clean.string();
 }
 
 std::string run_dir() {
@@ -90,7 +112,7 @@ std::string run_dir() {
     if (const std::string path = environment("XDG_RUNTIME_DIR"); path.starts_with('/')) {
         return clean_path(path + "/vellsim");
     }
-    return "/tmp/vellsim-" + std::to_string(geteuid());
+    return fmt::format("/tmp/vellsim-{}", geteuid());
 }
 
 std::string prepare_run_dir(const std::string &path) {
@@ -108,6 +130,64 @@ std::string check_run_dir(const std::string &path) {
     const std::string directory = clean_path(path);
     const std::string reason = check_spelling(directory);
     return reason.empty() ? check_own_directory(directory) : reason;
+}
+
+std::string running_pid(const std::string &run_directory) {
+    const std::string path = run_directory + "/" + pid_file;
+    const file_descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+    char text[16] = {};
+    const ssize_t size = file ? read(file.get(), text, sizeof text - 1) : 0;
+    const std::size_t digits = size > 0 ? std::strspn(text, "0123456789") : 0;
+    if (digits == 0 || text[digits] != '\n') {
+        return {};
+    }
+    return " (pid " + std::string(text, digits) + ")";
+}
+
+std::string service_address(const std::string &run_directory, sockaddr_un &address) {
+    const std::string path = run_directory + "/" + service_socket;
+    address = {};
+    address.sun_family = AF_UNIX;
+    if (path.size() >= sizeof address.sun_path) {
+        return fmt::format("{}: is too long for a socket ({} bytes, at most {}); choose a shorter "
+                           "VELLSIM_RUN_DIR",
+                           path, path.size(), sizeof address.sun_path - 1);
+    }
+    std::memcpy(address.sun_path, path.data(), path.size());
+    return {};
+}
+
+std::string check_peer(int fd, uid_t user) {
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) {
+        return failed("the other end's user is unknown");
+    }
+    return peer.uid == user
+               ? ""
+               : fmt::format("the other end is of user {}, not of user {}", peer.uid, user);
+}
+
+connection connect_service(const std::string &run_directory, int timeout_ms) {
+    sockaddr_un address;
+    std::string reason = service_address(run_directory, address);
+    reason = reason.empty() ? check_run_dir(run_directory) : reason;
+    if (!reason.empty()) {
+        return {{}, std::move(reason)};
+    }
+    file_descriptor fd =
+        above_standard(file_descriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)));
+    if (!fd) {
+        return {{}, failed("no socket")};
+    }
+    errno = connect_until(fd.get(), address, deadline::after_ms(timeout_ms));
+    if (errno != 0) {
+        return {{}, failed(address.sun_path)};
+    }
+    if (reason = check_peer(fd.get()); !reason.empty()) {
+        return {{}, fmt::format("{}: {}", address.sun_path, reason)};
+    }
+    return {std::move(fd), {}};
 }
 
 } // namespace sim

@@ -1,8 +1,14 @@
-// The directory of the simulator's socket and logs: 0700, and of this user only.
+// The directory of the simulator's socket and logs, 0700 and of this user only, and the switch's
+// socket in it.
 #pragma once
+
+#include "sim/base/file_descriptor.h"
 
 #include <string>
 #include <string_view>
+#include <sys/types.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 namespace sim {
 
@@ -22,5 +28,31 @@ std::string prepare_run_dir(const std::string &path);
 // symbolic link is refused. Clients check it too, since anyone may have put a directory of that
 // name into /tmp before the switch did. Returns an empty string, or the path and the reason.
 std::string check_run_dir(const std::string &path);
+
+// The socket of the vell service, inside the run directory.
+inline constexpr char service_socket[] = "vell.sock";
+
+// Where a switch writes its process id, inside the run directory.
+inline constexpr char pid_file[] = "vellsim.pid";
+
+// " (pid 4711)" of the switch that has the run directory, or nothing when that is unknown.
+std::string running_pid(const std::string &run_directory);
+
+// Fills in the address of the service's socket in the run directory. Returns an empty string, or
+// what is wrong: the path and the reason.
+std::string service_address(const std::string &run_directory, sockaddr_un &address);
+
+// Whether the process at the other end of a Unix socket is of this user: an empty string, or the
+// reason why not.
+std::string check_peer(int fd, uid_t user = geteuid());
+
+struct connection {
+    file_descriptor socket; // empty when there is none
+    std::string reason;     // why not: the path and the reason
+};
+
+// Connects to the switch. The run directory must be safe (check_run_dir) and the switch of this
+// user. A switch whose queue of waiting connections is full is given timeout_ms milliseconds.
+connection connect_service(const std::string &run_directory, int timeout_ms);
 
 } // namespace sim

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "sim/base/file_descriptor.h"
-#include "sim/wire/service_socket.h"
+#include "sim/wire/run_dir.h"
 #include "tests/sim/frames.h"
 #include "tests/support/scratch.h"
 #include "tests/support/streams.h"

@@ -1,4 +1,4 @@
-#include "sim/wire/frame_io.h"
+#include "sim/wire/frame.h"
 #include "tests/sim/frames.h"
 #include "tests/support/streams.h"
 

@@ -1,4 +1,4 @@
-#include "sim/wire/service_socket.h"
+#include "sim/wire/run_dir.h"
 #include "tests/sim/fake_switch.h"
 #include "tests/support/streams.h"
 

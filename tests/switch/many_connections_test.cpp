@@ -1,5 +1,5 @@
 // More of everything than is usual: clients, connections, bytes that nobody reads.
-#include "sim/wire/service_socket.h"
+#include "sim/wire/run_dir.h"
 #include "tests/support/simulator.h"
 #include "tests/support/wait.h"
 #include "tests/switch/raw_peer.h"

@@ -1,6 +1,6 @@
 #include "tests/switch/raw_peer.h"
 
-#include "sim/wire/service_socket.h"
+#include "sim/wire/run_dir.h"
 #include "tests/support/wait.h"
 #include "tests/switch/test_service.h"
 

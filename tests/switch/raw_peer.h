@@ -3,7 +3,6 @@
 
 #include "sim/base/file_descriptor.h"
 #include "sim/wire/frame.h"
-#include "sim/wire/frame_io.h"
 #include "tests/switch/bytes.h"
 
 #include <cstdint>
