@@ -2,7 +2,7 @@
 
 #include "sim/base/if_name.h"
 #include "sim/base/text.h"
-#include "sim/switch/sender.h"
+#include "sim/switch/client.h"
 
 #include <chrono>
 

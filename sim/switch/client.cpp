@@ -2,6 +2,7 @@
 #include "sim/switch/client.h"
 
 #include "sim/switch/byte_reader.h"
+#include "sim/switch/limits.h"
 #include "sim/switch/request.h"
 #include "sim/wire/frame.h"
 #include "sim/wire/protocol.h"
@@ -148,11 +149,10 @@ std::uint8_t decode_deregister_request(std::span<const std::byte> message) {
 
 std::vector<std::byte> encode_register_ack(std::uint8_t id, bool accepted) {
     const std::byte payload[] = {std::byte{id}, accepted ? std::byte{1} : std::byte{0}};
-    return message_frame(sap_registration, register_ack_opcode, payload);
+    return message_frame(VELL_SIM_SAP_REGISTRATION, VELL_SIM_OPCODE_REGISTER, payload);
 }
 
 void handle_register(request &asked) {
-    require_option_word_1(asked, 0);
     const register_request wanted = decode_register_request(asked.payload);
     client_table &clients = asked.vell.clients;
     // A client that got no acknowledgment, or gave up waiting for it, registers again on the same
@@ -184,7 +184,6 @@ void handle_register(request &asked) {
 }
 
 void handle_deregister(request &asked) {
-    require_option_word_1(asked, 0);
     require_client(asked, decode_deregister_request(asked.payload));
     end_registration(asked, client_state::deregistered);
 }

@@ -28,6 +28,12 @@ enum class client_state {
 
 std::string_view client_state_name(client_state state);
 
+// Who sent a request: a process, and its client id, which is 0 for a peer that has a queue only.
+struct sender_name {
+    std::uint8_t client = 0;
+    std::uint32_t pid = 0;
+};
+
 // Names a registration for as long as the switch runs; client ids are used again.
 using client_key = std::uint64_t;
 
@@ -54,9 +60,6 @@ struct client {
     std::uint64_t downloads_complete = 0;
     std::string_view dux_role{}; // empty until a role update came
 };
-
-// How many clients that are gone are remembered.
-inline constexpr std::size_t gone_clients_kept = 64;
 
 class client_table {
 public:
@@ -89,11 +92,6 @@ private:
     client_key last_key_ = 0;
     std::uint64_t departures_ = 0;
 };
-
-// The acknowledgment answers under the opcode of the request.
-inline constexpr std::uint32_t register_ack_opcode = 75796;
-
-inline constexpr std::uint32_t sap_registration = 212;
 
 struct register_request {
     std::uint32_t uuid = 0;

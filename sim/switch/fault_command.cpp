@@ -2,7 +2,6 @@
 // to change it.
 #include "sim/switch/commands.h"
 #include "sim/switch/fault_modes.h"
-#include "sim/switch/switch_client.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -75,7 +74,7 @@ command_action add_fault(CLI::App &command) {
         question asked{.ask = "fault",
                        .form = options->json ? output_form::json : output_form::text};
         if (options->clear) {
-            asked.members["clear"] = true;
+            asked.members["clear"] = "true";
         }
         if (!options->modes.empty()) {
             asked.members["modes"] = options->modes;

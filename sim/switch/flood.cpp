@@ -1,7 +1,6 @@
-#include "sim/switch/flood.h"
-
 #include "sim/base/if_name.h"
 #include "sim/switch/answer.h"
+#include "sim/switch/ltl.h"
 #include "sim/switch/service.h"
 
 #include <algorithm>

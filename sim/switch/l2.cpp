@@ -1,7 +1,7 @@
 #include "sim/switch/l2.h"
 
+#include "sim/switch/byte_reader.h"
 #include "sim/switch/limits.h"
-#include "sim/switch/refusal.h"
 #include "sim/switch/request.h"
 #include "sim/wire/protocol.h"
 
@@ -170,7 +170,6 @@ void refuse_by_fault(const request &asked, const l2_message &message) {
 } // namespace
 
 void handle_l2_message(request &asked) {
-    require_option_word_1(asked, 1);
     const l2_message message = decode_l2_message(asked.payload);
     if (message.client_id != 0) {
         require_client(asked, message.client_id);

@@ -1,6 +1,5 @@
-#include "sim/switch/l2_decode.h"
-
 #include "sim/switch/byte_reader.h"
+#include "sim/switch/l2.h"
 #include "sim/wire/protocol.h"
 
 #include <algorithm>

@@ -2,6 +2,8 @@
 // run --help` lists them.
 #pragma once
 
+#include "sim/wire/log_file.h"
+
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -18,6 +20,8 @@ inline constexpr std::size_t l2_entry_limit = 500'000;
 inline constexpr std::size_t l2_record_limit = 64u << 20; // bytes of flood lists and other records
 inline constexpr std::size_t interface_limit = 4'000'000; // of layer-2 entries, LTLs and flood sets
 inline constexpr std::size_t batches_kept = 256;          // and as many other markers
+inline constexpr std::size_t gone_clients_kept = 64;
+inline constexpr std::size_t overlay_routes_kept = 64;
 
 // The connections.
 inline constexpr std::uint32_t files_needed = 1024; // that may be open at once
@@ -44,6 +48,18 @@ struct limit_row {
 };
 
 inline constexpr limit_row limit_rows[] = {
+    {route_limit, "routes"},
+    {route_list_limit >> 20, "MiB of the routes' OIF, MTI and GLT lists"},
+    {counter_limit, "counters of `vellsim count`"},
+    {l2_entry_limit, "layer-2 entries"},
+    {l2_record_limit >> 20, "MiB of flood lists and other layer-2 records"},
+    {ltl_index_limit, "LTL indexes"},
+    {interface_limit, "interfaces of layer-2 entries, LTLs and flood sets"},
+    {batches_kept, "layer-2 batches, and as many other markers; then the\n"
+                   "oldest is forgotten, as it is of the next two"},
+    {gone_clients_kept, "clients that are gone"},
+    {overlay_routes_kept, "overlay route updates"},
+    {log_file_limit >> 20, "MiB of a log file; a sink has up to three"},
     {connection_limit, "connections; more are refused"},
     {unfinished_limit.count(), "seconds without the rest of a message, or without the\n"
                                "first one of a new connection, which is then closed"},
@@ -54,10 +70,6 @@ inline constexpr limit_row limit_rows[] = {
     {unread_limit.count(), "seconds without reading any of them; it is closed"},
     {all_output_limit >> 20, "MiB of unread answers of all connections; the one\n"
                              "that has the most is closed"},
-    {ltl_index_limit, "LTL indexes"},
-    {l2_entry_limit, "layer-2 entries"},
-    {l2_record_limit >> 20, "MiB of flood lists and other layer-2 records"},
-    {interface_limit, "interfaces of layer-2 entries, LTLs and flood sets"},
 };
 
 } // namespace sim

@@ -3,7 +3,6 @@
 #include "sim/base/number_option.h"
 #include "sim/base/output.h"
 #include "sim/switch/commands.h"
-#include "sim/switch/console.h"
 #include "sim/switch/log_read.h"
 #include "sim/wire/run_dir.h"
 

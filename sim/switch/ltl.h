@@ -1,17 +1,77 @@
-// The LTL indexes: those that are allocated, each a set of interfaces, and those that are free.
+// The LTL manager: what clients ask of it, its answers (nerb_messages.h has their layouts), the LTL
+// indexes that are allocated or free, and the flood sets.
 #pragma once
 
-#include "sim/switch/ltl_decode.h"
-#include "sim/switch/sender.h"
+#include "sim/switch/client.h"
+#include "sim/wire/nerb_messages.h"
 #include "sim/wire/protocol.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <map>
 #include <set>
+#include <span>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace sim {
+
+using ltl_keys = std::pair<std::uint32_t, std::uint32_t>;
+
+// An allocation's or a modification's entry.
+struct ltl_entry {
+    ltl_keys keys{};
+    std::vector<std::uint32_t> interfaces{};
+};
+
+struct ltl_request {
+    std::uint32_t cookie = 0;
+    std::vector<ltl_entry> entries{};
+};
+
+struct ltl_release_request {
+    std::uint32_t cookie = 0;
+    std::vector<ltl_keys> entries{};
+};
+
+struct interface_update {
+    std::uint32_t if_index = 0;
+    std::uint32_t operation = 0;
+};
+
+struct flood_update {
+    std::uint32_t vlan = 0;
+    std::uint32_t line_card_mask = 0;
+    std::vector<interface_update> updates{};
+};
+
+struct flood_request {
+    std::uint32_t context = 0;
+    std::vector<flood_update> vlans{};
+};
+
+// All throw refusal.
+ltl_request
+decode_ltl_request(std::span<const std::byte> message); // an allocation or a modification
+ltl_release_request decode_ltl_release(std::span<const std::byte> message);
+flood_request decode_flood_request(std::span<const std::byte> message);
+
+// How one entry of a request ended.
+struct ltl_result {
+    std::array<std::uint32_t, 3> words{};
+    nerb_sim_status status = NERB_SIM_DONE;
+};
+
+struct ltl_answer {
+    std::uint32_t opcode = 0; // the request's
+    std::uint32_t cookie = 0; // or its context
+    std::vector<ltl_result> results{};
+};
+
+// The payload.
+std::vector<std::byte> encode_ltl_answer(const ltl_answer &answer);
 
 // The result of one entry of a request to the LTL manager. An entry that is refused has changed
 // nothing.
@@ -52,6 +112,30 @@ private:
     std::size_t interfaces_ = 0;
     std::set<std::uint32_t> released_;               // and not allocated again
     std::uint32_t unused_ = VELL_SIM_LTL_POOL_FIRST; // no index from this one on was ever allocated
+};
+
+// To which interfaces a VLAN is flooded, as the flood LTL updates have made it. The flood lists of
+// layer-2 messages are in l2.h.
+struct flood_set {
+    std::uint32_t line_card_mask = 0; // as sent with the last update
+    sender_name from;                 // of the last update
+    std::set<std::uint32_t> interfaces{};
+};
+
+class flood_table {
+public:
+    // Updates one VLAN whole or not at all. A VLAN stays in the table when its last interface
+    // goes. `room` is how many more interfaces the switch may hold.
+    ltl_outcome apply(const flood_update &update, const sender_name &from, std::size_t room);
+
+    const std::map<std::uint16_t, flood_set> &all() const { return sets_; } // by VLAN
+
+    // How many all VLANs have together.
+    std::size_t interfaces() const { return interfaces_; }
+
+private:
+    std::map<std::uint16_t, flood_set> sets_;
+    std::size_t interfaces_ = 0;
 };
 
 } // namespace sim

@@ -1,6 +1,5 @@
-#include "sim/switch/ltl_decode.h"
-
 #include "sim/switch/byte_reader.h"
+#include "sim/switch/ltl.h"
 #include "sim/wire/frame.h"
 
 #include <algorithm>

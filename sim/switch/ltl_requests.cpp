@@ -107,25 +107,21 @@ void handle(request &asked, std::uint32_t cookie, const std::vector<Entry> &entr
 } // namespace
 
 void handle_ltl_allocation(request &asked) {
-    require_option_word_1(asked, 0);
     const ltl_request decoded = decode_ltl_request(asked.payload);
     handle(asked, decoded.cookie, decoded.entries, allocate);
 }
 
 void handle_ltl_modification(request &asked) {
-    require_option_word_1(asked, 0);
     const ltl_request decoded = decode_ltl_request(asked.payload);
     handle(asked, decoded.cookie, decoded.entries, modify);
 }
 
 void handle_ltl_release(request &asked) {
-    require_option_word_1(asked, 0);
     const ltl_release_request decoded = decode_ltl_release(asked.payload);
     handle(asked, decoded.cookie, decoded.entries, release);
 }
 
 void handle_flood_update(request &asked) {
-    require_option_word_1(asked, 0);
     const flood_request decoded = decode_flood_request(asked.payload);
     handle(asked, decoded.context, decoded.vlans, update);
 }

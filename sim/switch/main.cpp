@@ -2,15 +2,16 @@
 // that is not 0.
 #include "sim/base/usage.h"
 #include "sim/switch/commands.h"
-#include "sim/switch/console.h"
-#include "sim/switch/switch_client.h"
 #include "sim/wire/run_dir.h"
 
 #include <CLI/CLI.hpp>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <iostream>
 #include <map>
 #include <new>
@@ -64,34 +65,6 @@ int run_command_line(int argc, char **argv) {
     return actions.at(app.get_subcommands().front())();
 }
 
-} // namespace
-
-void sim::add_run_directory(CLI::App &command, std::string &run_directory) {
-    run_directory = run_dir();
-    command
-        .add_option("--run-dir", run_directory,
-                    "Directory of the switch's socket and logs; default:\n"
-                    "$VELLSIM_RUN_DIR, else $XDG_RUNTIME_DIR/vellsim,\n"
-                    "else /tmp/vellsim-<uid>")
-        ->transform(CLI::Validator(
-            [](std::string &path) {
-                path = clean_path(path);
-                return path.empty() ? "the directory's path is empty: name a directory" : "";
-            },
-            ""))
-        ->type_name("DIR");
-}
-
-void sim::add_switch_options(CLI::App &command, switch_call &to) {
-    add_run_directory(command, to.run_directory);
-    command.add_option("--timeout", to.timeout_s, "Give up after S seconds")
-        ->check(CLI::Range(1, 86'400).description(""))
-        ->type_name("S")
-        ->capture_default_str();
-}
-
-namespace {
-
 // A descriptor that somebody closed before would otherwise be the next file's, and what is printed
 // would go there. What is in its place cannot be read from or written to.
 void hold_standard_descriptors() {
@@ -110,14 +83,63 @@ void hold_standard_descriptors() {
 
 } // namespace
 
+namespace sim {
+
+void complain(const std::string &text) {
+    std::fputs(fmt::format("vellsim: {}\n", text).c_str(), stderr);
+}
+
+int fail(const std::string &why) {
+    complain(why);
+    return EXIT_FAILURE;
+}
+
+std::string reason_of(const std::exception &error) {
+    return dynamic_cast<const std::bad_alloc *>(&error) != nullptr ? "there is not enough memory"
+                                                                   : error.what();
+}
+
+int print(const std::string &text) {
+    // A long text is written, and lost, before the flush, which then has nothing left to fail at.
+    const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
+    if (!written || std::fflush(stdout) != 0) {
+        return fail(fmt::format("the output cannot be written: {}", std::strerror(errno)));
+    }
+    return EXIT_SUCCESS;
+}
+
+void add_run_directory(CLI::App &command, std::string &run_directory) {
+    run_directory = run_dir();
+    command
+        .add_option("--run-dir", run_directory,
+                    "Directory of the switch's socket and logs; default:\n"
+                    "$VELLSIM_RUN_DIR, else $XDG_RUNTIME_DIR/vellsim,\n"
+                    "else /tmp/vellsim-<uid>")
+        ->transform(CLI::Validator(
+            [](std::string &path) {
+                path = clean_path(path);
+                return path.empty() ? "the directory's path is empty: name a directory" : "";
+            },
+            ""))
+        ->type_name("DIR");
+}
+
+void add_switch_options(CLI::App &command, switch_call &to) {
+    add_run_directory(command, to.run_directory);
+    command.add_option("--timeout", to.timeout_s, "Give up after S seconds")
+        ->check(CLI::Range(1, 86'400).description(""))
+        ->type_name("S")
+        ->capture_default_str();
+}
+
+} // namespace sim
+
 int main(int argc, char **argv) {
     std::set_terminate(end_at_once);
     hold_standard_descriptors();
     try {
         return run_command_line(argc, argv);
-    } catch (const std::bad_alloc &) {
-        return sim::fail("there is not enough memory");
     } catch (const std::exception &error) {
-        return sim::fail(error.what());
+        return sim::fail(sim::reason_of(error));
     }
 }

@@ -93,7 +93,6 @@ void batch_table::add_other(const sender_name &from, std::uint32_t marker) {
 }
 
 void handle_marker(request &asked) {
-    require_option_word_1(asked, 0);
     require_length(asked.payload, notice_size);
     const std::uint32_t marker = byte_reader(asked.payload).u32("marker");
     switch (marker) {
@@ -107,7 +106,6 @@ void handle_marker(request &asked) {
 }
 
 void handle_download_complete(request &asked) {
-    require_option_word_1(asked, 0);
     require_length(asked.payload, notice_size);
     if (const std::uint32_t value = byte_reader(asked.payload).u32("value"); value != 0) {
         refuse_at(0, "value is {}, it must be 0", value);
@@ -129,7 +127,6 @@ ipv6_notice decode_ipv6_notice(std::span<const std::byte> message) {
 }
 
 void handle_ipv6_notice(request &asked) {
-    require_option_word_1(asked, 1);
     const ipv6_notice notice = decode_ipv6_notice(asked.payload);
     client &sender = require_client(asked, notice.client_id);
     ++sender.ipv6_notices;

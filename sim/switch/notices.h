@@ -6,7 +6,7 @@
 //   IPv6 route notice    16 bytes: u8 client id, 1 reserved, u16 third value, 4 reserved, u32 first value, u32 second value
 #pragma once
 
-#include "sim/switch/sender.h"
+#include "sim/switch/client.h"
 
 #include <cstddef>
 #include <cstdint>

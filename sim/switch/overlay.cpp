@@ -3,6 +3,7 @@
 #include "sim/base/text.h"
 #include "sim/switch/answer.h"
 #include "sim/switch/byte_reader.h"
+#include "sim/switch/limits.h"
 #include "sim/switch/request.h"
 #include "sim/wire/protocol.h"
 
@@ -130,7 +131,6 @@ void handle_overlay_notice(request &asked) {
 }
 
 void handle_overlay_route(request &asked) {
-    require_option_word_1(asked, 1);
     overlay_route update = decode_overlay_route(asked.payload);
     update.from = name_sender(asked);
     overlay_state &overlay = asked.vell.overlay;

@@ -6,7 +6,7 @@
 //   overlay route update   u16 type, u16 length of the whole message, and a body of the sender's making
 #pragma once
 
-#include "sim/switch/sender.h"
+#include "sim/switch/client.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -17,9 +17,6 @@
 #include <vector>
 
 namespace sim {
-
-// How many route updates are remembered.
-inline constexpr std::size_t overlay_routes_kept = 64;
 
 enum class overlay_feature { enabled, disabled, disabled_with_flag };
 

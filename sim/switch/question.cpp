@@ -2,12 +2,12 @@
 
 #include "sim/base/text.h"
 #include "sim/switch/answer.h"
+#include "sim/switch/service.h"
 
 #include <algorithm>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <iterator>
-#include <nlohmann/json.hpp>
 #include <utility>
 #include <vector>
 
@@ -56,6 +56,30 @@ constexpr member fault_members[] = {
     {"clear", truth, option, "Switch off all others"},
 };
 
+// `vellsim fault` without options only asks.
+answer change_faults(service &vell, const question &asked) {
+    fault_modes changed = asked.truth("clear") ? fault_modes{} : vell.faults;
+    const std::string wanted = asked.text("modes").value_or("");
+    if (const std::string error = set_faults(changed, wanted); !error.empty()) {
+        throw wrong_question{error};
+    }
+    vell.faults = changed;
+    if (asked.truth("clear") || !wanted.empty()) {
+        log_faults(vell);
+    }
+    answer made(asked);
+    made.once([modes = fault_text(changed)](output &out, row_count &) {
+        out.json("modes", modes);
+        out.text("fault modes: {}\n", modes.empty() ? "none" : modes);
+    });
+    return made;
+}
+
+answer stop_switch(service &vell, const question &asked) {
+    vell.is_stopped = true;
+    return answer(asked);
+}
+
 constexpr question_kind kinds[] = {
     {"clients", "Who is registered, and who was", client_members, show_clients},
     {"routes", "The multicast routes", route_members, show_routes},
@@ -74,85 +98,73 @@ std::string expected(const member &wanted) {
     case number:
         return fmt::format("a number from {} to {}", wanted.least, wanted.most);
     case truth:
-        return "true or false";
+        return "true";
     case ipv4:
         return "an IPv4 address such as 239.1.1.2";
     case ip:
         return "an IPv4 or IPv6 address";
-    case text:
-        return "a text";
     case any_address:
+    case text:
         break;
     }
     return "an IPv4, IPv6 or MAC address";
 }
 
-[[noreturn]] void reject(const member &wanted, std::string_view found) {
-    throw wrong_question{fmt::format("{} is not {}", printable(found), expected(wanted))};
-}
-
-bool is_allowed(const member &wanted, const l2_address &address) {
-    return wanted.type == any_address || address.kind == l2_address_kind::ipv4 ||
-           (wanted.type == ip && address.kind == l2_address_kind::ipv6);
-}
-
-std::optional<member_value> checked(const member &wanted, std::optional<std::uint64_t> found) {
-    if (wanted.type != number || !found || *found < wanted.least || *found > wanted.most) {
-        return std::nullopt;
+bool is_allowed(const member &wanted, const std::string &value) {
+    const std::optional<std::uint64_t> read = parse_number(value);
+    const std::optional<l2_address> address = parse_l2_address(value);
+    const auto is_of = [&](l2_address_kind kind) { return address && address->kind == kind; };
+    switch (wanted.type) {
+    case number:
+        return read && *read >= wanted.least && *read <= wanted.most;
+    case truth:
+        return value == "true";
+    case ipv4:
+        return is_of(l2_address_kind::ipv4);
+    case ip:
+        return is_of(l2_address_kind::ipv4) || is_of(l2_address_kind::ipv6);
+    case any_address:
+        return address.has_value();
+    case text:
+        break;
     }
-    return *found;
+    return true;
 }
 
-std::optional<member_value> read_json(const member &wanted, const nlohmann::json &value) {
-    if (value.is_number_unsigned()) {
-        return checked(wanted, value.get<std::uint64_t>());
-    }
-    if (value.is_boolean() && wanted.type == truth) {
-        return value.get<bool>();
-    }
-    if (value.is_string() && wanted.type != number && wanted.type != truth) {
-        return read_member(wanted, value.get_ref<const std::string &>());
-    }
-    return std::nullopt;
+// Takes the text before the first `end`, and that; all of it when there is none.
+std::string_view take_until(std::string_view &text, char end) {
+    const std::string_view taken = text.substr(0, text.find(end));
+    text.remove_prefix(std::min(taken.size() + 1, text.size()));
+    return taken;
 }
 
-std::string dumped(const nlohmann::json &value) {
-    return value.dump(-1, ' ', true, nlohmann::json::error_handler_t::replace);
-}
-
-std::string names_of(std::span<const member> members) {
-    std::vector<std::string_view> names = {"ask", "format"};
-    std::ranges::transform(members, std::back_inserter(names), &member::name);
-    return fmt::format("{}", fmt::join(names, ", "));
-}
-
-void decode_member(const question_kind &kind, const std::string &name, const nlohmann::json &value,
+void decode_member(const question_kind &kind, const std::string &name, const std::string &value,
                    question &asked) {
+    if (name == "format") {
+        if (value != "text" && value != "json") {
+            throw wrong_question{fmt::format("format: {} is not text or json", printable(value))};
+        }
+        asked.form = value == "json" ? output_form::json : output_form::text;
+        return;
+    }
     const auto found = std::ranges::find(kind.members, name, &member::name);
     if (found == kind.members.end()) {
+        std::vector<std::string_view> names = {"format"};
+        std::ranges::transform(kind.members, std::back_inserter(names), &member::name);
         throw wrong_question{fmt::format("there is no member \"{}\"; the members are {}",
-                                         printable(name), names_of(kind.members))};
+                                         printable(name), fmt::join(names, ", "))};
     }
-    try {
-        const std::optional<member_value> read = read_json(*found, value);
-        if (!read) {
-            reject(*found, dumped(value));
-        }
-        asked.members.emplace(name, *read);
-    } catch (const wrong_question &wrong) {
-        throw wrong_question{fmt::format("{}: {}", name, wrong.why)};
+    if (const std::string error = check_member(*found, value); !error.empty()) {
+        throw wrong_question{fmt::format("{}: {}", name, error)};
     }
+    asked.members[name] = value;
 }
 
-void decode_members(const question_kind &kind, const nlohmann::json &members, question &asked) {
-    for (const auto &[name, value] : members.items()) {
-        if (name == "format" && (value == "text" || value == "json")) {
-            asked.form = value == "json" ? output_form::json : output_form::text;
-        } else if (name == "format") {
-            throw wrong_question{fmt::format("format: {} is not text or json", dumped(value))};
-        } else if (name != "ask") {
-            decode_member(kind, name, value, asked);
-        }
+void decode_members(const question_kind &kind, std::string_view lines, question &asked) {
+    while (!lines.empty()) {
+        std::string_view value = take_until(lines, '\n');
+        const std::string name(take_until(value, '='));
+        decode_member(kind, name, std::string(value), asked);
     }
     for (const member &wanted : kind.members) {
         if (wanted.use == required && !asked.members.contains(wanted.name)) {
@@ -161,41 +173,33 @@ void decode_members(const question_kind &kind, const nlohmann::json &members, qu
     }
 }
 
-void print_member(output &out, const std::string &name, const member_value &value) {
-    if (const auto *address = std::get_if<l2_address>(&value)) {
-        out.json(name, address_text(*address));
-    } else if (const auto *said = std::get_if<bool>(&value)) {
-        out.json(name, *said);
-    } else if (const auto *text_value = std::get_if<std::string>(&value)) {
-        out.json(name, *text_value);
+void print_member(output &out, const member &wanted, const question &asked) {
+    if (wanted.type == number) {
+        out.json(wanted.name, asked.number(wanted.name));
     } else {
-        out.json(name, std::get<std::uint64_t>(value));
+        out.json(wanted.name, address_text(asked.address(wanted.name).value()));
     }
-}
-
-template <typename Value>
-std::optional<Value> value_of(const question &asked, std::string_view name) {
-    const auto found = asked.members.find(name);
-    return found == asked.members.end() ? std::nullopt
-                                        : std::optional(std::get<Value>(found->second));
 }
 
 } // namespace
 
+std::string check_member(const member &wanted, const std::string &value) {
+    return is_allowed(wanted, value)
+               ? ""
+               : fmt::format("{} is not {}", printable(value), expected(wanted));
+}
+
 std::optional<std::uint64_t> question::number(std::string_view name) const {
-    return value_of<std::uint64_t>(*this, name);
+    return parse_number(text(name).value_or(""));
 }
 
 std::optional<l2_address> question::address(std::string_view name) const {
-    return value_of<l2_address>(*this, name);
+    return parse_l2_address(text(name).value_or(""));
 }
 
 std::optional<std::string> question::text(std::string_view name) const {
-    return value_of<std::string>(*this, name);
-}
-
-bool question::truth(std::string_view name) const {
-    return value_of<bool>(*this, name).value_or(false);
+    const auto found = members.find(name);
+    return found == members.end() ? std::nullopt : std::optional(found->second);
 }
 
 std::span<const question_kind> question_kinds() {
@@ -207,31 +211,13 @@ const question_kind *find_question(std::string_view name) {
     return found == std::end(kinds) ? nullptr : found;
 }
 
-member_value read_member(const member &wanted, const std::string &text) {
-    if (wanted.type == member_type::text) {
-        return text;
-    }
-    if (wanted.type == number) {
-        if (const auto read = checked(wanted, parse_number(text))) {
-            return *read;
-        }
-    } else if (const auto address = parse_l2_address(text);
-               address && is_allowed(wanted, *address)) {
-        return *address;
-    }
-    reject(wanted, text);
-}
-
 std::string encode_question(const question &asked) {
-    output out(output_form::json);
-    out.open_object();
-    out.json("ask", asked.ask);
-    out.json("format", asked.form == output_form::json ? "json" : "text");
+    std::string lines = fmt::format("{}\nformat={}\n", asked.ask,
+                                    asked.form == output_form::json ? "json" : "text");
     for (const auto &[name, value] : asked.members) {
-        print_member(out, name, value);
+        lines += fmt::format("{}={}\n", name, value);
     }
-    out.close_object();
-    return out.take();
+    return lines;
 }
 
 question decode_question(std::string_view payload) {
@@ -239,15 +225,7 @@ question decode_question(std::string_view payload) {
         throw wrong_question{fmt::format("the question is {} bytes long, at most {} are read",
                                          payload.size(), longest_question)};
     }
-    const auto members = nlohmann::json::parse(payload, nullptr, false);
-    if (!members.is_object()) {
-        throw wrong_question{"the question is not a JSON object"};
-    }
-    const auto name = members.find("ask");
-    if (name == members.end() || !name->is_string()) {
-        throw wrong_question{"the question's member \"ask\" is missing or not a string"};
-    }
-    question asked{.ask = name->get<std::string>()};
+    question asked{.ask = std::string(take_until(payload, '\n'))};
     const question_kind *kind = find_question(asked.ask);
     if (kind == nullptr) {
         std::vector<std::string_view> names;
@@ -256,7 +234,7 @@ question decode_question(std::string_view payload) {
                                          printable(asked.ask), fmt::join(names, ", "))};
     }
     try {
-        decode_members(*kind, members, asked);
+        decode_members(*kind, payload, asked);
     } catch (const wrong_question &wrong) {
         throw wrong_question{fmt::format("{}: {}", asked.ask, wrong.why)};
     }
@@ -264,22 +242,21 @@ question decode_question(std::string_view payload) {
 }
 
 void print_narrowing(output &out, const question &asked) {
-    const question_kind *kind = find_question(asked.ask);
-    bool is_open = false;
-    for (const auto &[name, value] : asked.members) {
-        const auto found = std::ranges::find(kind->members, name, &member::name);
-        if (found->use == filter) {
-            if (!std::exchange(is_open, true)) {
-                out.open_object("narrowed");
-            }
-            print_member(out, name, value);
+    const auto narrows = [&asked](const member &one) {
+        return one.use == filter && asked.members.contains(one.name);
+    };
+    const std::span<const member> members = find_question(asked.ask)->members;
+    if (std::ranges::none_of(members, narrows)) {
+        out.json("narrowed", std::nullopt);
+        return;
+    }
+    out.open_object("narrowed");
+    for (const member &one : members) {
+        if (narrows(one)) {
+            print_member(out, one, asked);
         }
     }
-    if (is_open) {
-        out.close_object();
-    } else {
-        out.json("narrowed", std::nullopt);
-    }
+    out.close_object();
 }
 
 answer answer_question(service &vell, std::string_view payload) {

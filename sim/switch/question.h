@@ -1,13 +1,17 @@
 // What `vellsim show`, `vellsim count` and the other commands ask a running switch, and what each
 // question may say.
 //
-// A question is one frame of kind question; its payload is a JSON object of at most 4096 bytes:
+// A question is one frame of kind question. Its payload is lines of text, at most 4096 bytes: its
+// name, and a line for each member that it has, with the value as on the command line:
 //
-//     {"ask":"routes","format":"text","table":253,"group":"239.1.1.2"}
+//     routes
+//     format=json
+//     table=253
+//     group=239.1.1.2
 //
-// "format" is text or json. The answer comes in one or more frames of kind answer, whose payloads
-// together are its text; all frames but the last have flags answer_goes_on. In an answer of opcode
-// answer_opcode_refusal the text says what is wrong with the question.
+// "format" is text or json, and text without it. The answer comes in one or more frames of kind
+// answer, whose payloads together are its text; all frames but the last have flags answer_goes_on.
+// In an answer of opcode answer_opcode_refusal the text says what is wrong with the question.
 #pragma once
 
 #include "sim/base/address.h"
@@ -20,7 +24,6 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <variant>
 
 namespace sim {
 
@@ -49,18 +52,19 @@ struct member {
     std::uint64_t most = UINT32_MAX;
 };
 
-using member_value = std::variant<std::uint64_t, bool, l2_address, std::string>;
+// An empty string, or what is wrong with a member's value.
+std::string check_member(const member &wanted, const std::string &value);
 
 struct question {
     std::string ask; // its name
     output_form form = output_form::text;
-    std::map<std::string, member_value, std::less<>> members{};
+    std::map<std::string, std::string, std::less<>> members{}; // checked
 
     // Of a member that the question has; nothing otherwise.
     std::optional<std::uint64_t> number(std::string_view name) const;
     std::optional<l2_address> address(std::string_view name) const;
-    bool truth(std::string_view name) const;
     std::optional<std::string> text(std::string_view name) const;
+    bool truth(std::string_view name) const { return members.contains(name); }
 };
 
 struct question_kind {
@@ -78,9 +82,6 @@ const question_kind *find_question(std::string_view name);
 struct wrong_question {
     std::string why;
 };
-
-// A member as it is given on a command line. Throws wrong_question.
-member_value read_member(const member &wanted, const std::string &text);
 
 // The payload of a question, and what a payload asks. decode_question throws wrong_question.
 std::string encode_question(const question &asked);
@@ -101,7 +102,5 @@ answer show_flood(service &vell, const question &asked);
 answer show_ltl(service &vell, const question &asked);
 answer show_overlay(service &vell, const question &asked);
 answer count_traffic(service &vell, const question &asked);
-answer change_faults(service &vell, const question &asked);
-answer stop_switch(service &vell, const question &asked);
 
 } // namespace sim

@@ -25,10 +25,7 @@ void handle_ipv6_notice(request &asked);
 void handle_l2_message(request &asked);
 void handle_marker(request &asked);
 void handle_download_complete(request &asked);
-void handle_ipv4_statistics(request &asked);
-void handle_ipv4_clear(request &asked);
-void handle_ipv6_statistics(request &asked);
-void handle_ipv6_clear(request &asked);
+void handle_statistics(request &asked);
 void handle_overlay_notice(request &asked);
 void handle_overlay_route(request &asked);
 void handle_ltl_allocation(request &asked);
@@ -40,7 +37,7 @@ void handle_flood_update(request &asked);
 void refuse_vlan_by_fault(const request &asked, std::uint16_t vlan);
 void refuse_group_by_fault(const request &asked, const l2_address &group);
 
-// The second word of the send-options block; what it has to be depends on the request.
+// The second word of the send options, where it depends on what the request says.
 void require_option_word_1(const request &asked, std::uint32_t value);
 
 // The sender's own row in the client table. Refuses an id that is not the one that this connection

@@ -4,7 +4,6 @@
 #include "sim/base/address.h"
 #include "sim/switch/limits.h"
 #include "sim/switch/request.h"
-#include "sim/switch/route_decode.h"
 #include "sim/wire/protocol.h"
 
 #include <algorithm>

@@ -1,7 +1,6 @@
-#include "sim/switch/route_decode.h"
-
 #include "sim/base/address.h"
 #include "sim/switch/byte_reader.h"
+#include "sim/switch/route.h"
 #include "sim/wire/protocol.h"
 
 #include <algorithm>

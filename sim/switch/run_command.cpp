@@ -1,7 +1,5 @@
 // `vellsim run`: the switch itself.
 #include "sim/switch/commands.h"
-#include "sim/switch/console.h"
-#include "sim/switch/detach.h"
 #include "sim/switch/fault_modes.h"
 #include "sim/switch/limits.h"
 #include "sim/switch/listener.h"
@@ -17,14 +15,15 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <fcntl.h>
 #include <filesystem>
 #include <fmt/format.h>
 #include <functional>
 #include <memory>
-#include <new>
 #include <string>
 #include <sys/resource.h>
 #include <sys/signalfd.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace sim {
@@ -70,10 +69,9 @@ std::string reserve_files() {
 }
 
 void print_ready(const std::string &path) {
-    const std::string line = fmt::format("vellsim: ready, {} (pid {})\n", path, getpid());
-    const bool written = std::fwrite(line.data(), 1, line.size(), stdout) == line.size();
+    std::printf("vellsim: ready, %s (pid %d)\n", path.c_str(), getpid());
     // Clients can be served all the same.
-    if (!written || std::fflush(stdout) != 0) {
+    if (std::fflush(stdout) != 0) {
         complain(fmt::format("the ready line cannot be written: {}", std::strerror(errno)));
     }
 }
@@ -99,12 +97,8 @@ int serve_at(listener &place, const file_descriptor &stop, const run_options &op
         case server::outcome::stopped:
             break;
         }
-    } catch (const std::bad_alloc &) {
-        vell.log(log_level_error, "ends: there is not enough memory");
-        place.close();
-        throw;
     } catch (const std::exception &error) {
-        vell.log(log_level_error, fmt::format("ends: {}", error.what()));
+        vell.log(log_level_error, fmt::format("ends: {}", reason_of(error)));
         place.close();
         throw;
     }
@@ -143,32 +137,95 @@ std::string limits_text() {
     return text + "\n";
 }
 
-int run_switch(const run_options &options) {
-    if (!options.detach) {
-        return serve(options, [] {});
+int fail_to_detach(const char *what) {
+    return fail(fmt::format("the switch cannot go on in the background: {}: {}", what,
+                            std::strerror(errno)));
+}
+
+// Nothing of the caller's is kept: no session, no descriptor but the standard ones and `teller`, so
+// that nobody waits for a switch that has no part in what they wait for. Returns false with errno.
+bool leave_caller(file_descriptor &teller) {
+    constexpr int kept = STDERR_FILENO + 1;
+    if (setsid() < 0 || (teller.get() != kept && dup3(teller.get(), kept, O_CLOEXEC) < 0)) {
+        return false;
     }
-    run_options there = options;
+    if (teller.get() != kept) {
+        teller = file_descriptor(kept);
+    }
+    return close_range(kept + 1, ~0u, 0) == 0;
+}
+
+// Once it is ready: its log is in a file, and no directory stays in use for it.
+bool leave_terminal() {
+    const file_descriptor nothing(open("/dev/null", O_RDWR | O_CLOEXEC));
+    return nothing && dup2(nothing.get(), STDIN_FILENO) >= 0 &&
+           dup2(nothing.get(), STDOUT_FILENO) >= 0 && dup2(nothing.get(), STDERR_FILENO) >= 0 &&
+           chdir("/") == 0;
+}
+
+int exit_code_of(pid_t child) {
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0) {
+        if (errno != EINTR) {
+            return fail_to_detach("waitpid");
+        }
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : EXIT_FAILURE;
+}
+
+// Serves in a child process of its own session. Returns 0 once clients can reach that, or its exit
+// code when it ends before. The child inherits nothing but its standard streams; once it is ready,
+// they lead nowhere, and its working directory is "/". In the child this does not return.
+int serve_detached(run_options options) {
     // It leaves the directory that a relative path starts from.
-    there.run_directory = std::filesystem::absolute(options.run_directory).string();
-    return run_detached(
-        [&there](const std::function<void()> &ready) { return serve(there, ready); });
+    options.run_directory = std::filesystem::absolute(options.run_directory).string();
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) {
+        return fail_to_detach("pipe");
+    }
+    file_descriptor told(ends[0]);
+    file_descriptor teller(ends[1]);
+    const pid_t child = fork();
+    if (child < 0) {
+        return fail_to_detach("fork");
+    }
+    const char ready = 1;
+    if (child == 0) {
+        if (!leave_caller(teller)) {
+            std::_Exit(fail_to_detach("setsid or close_range"));
+        }
+        std::exit(serve(options, [&] {
+            if (!leave_terminal()) {
+                std::_Exit(fail_to_detach("/dev/null"));
+            }
+            if (write(teller.get(), &ready, sizeof ready) != sizeof ready) {
+                std::_Exit(EXIT_FAILURE); // nobody waits for it any more
+            }
+            teller.reset();
+        }));
+    }
+    teller.reset();
+    char answer = 0;
+    ssize_t count = 0;
+    do {
+        count = read(told.get(), &answer, sizeof answer);
+    } while (count < 0 && errno == EINTR);
+    return count == sizeof answer ? EXIT_SUCCESS : exit_code_of(child);
 }
 
 } // namespace
 
 command_action add_run(CLI::App &command) {
-    const auto kept = std::make_shared<run_options>();
-    run_options &options = *kept;
-    CLI::App *run = &command;
-    add_run_directory(*run, options.run_directory);
-    run->add_flag("--quiet", options.quiet,
-                  "Keep the service log off standard error; it is in\n"
-                  "<run dir>/log/service all the same");
-    run->add_flag("--detach", options.detach,
-                  "Go on in the background, and return once clients can\n"
-                  "reach the switch; its log is then in its file alone");
-    add_fault_options(*run, options.modes);
-    run->footer(
+    const auto options = std::make_shared<run_options>();
+    add_run_directory(command, options->run_directory);
+    command.add_flag("--quiet", options->quiet,
+                     "Keep the service log off standard error; it is in\n"
+                     "<run dir>/log/service all the same");
+    command.add_flag("--detach", options->detach,
+                     "Go on in the background, and return once clients can\n"
+                     "reach the switch; its log is then in its file alone");
+    add_fault_options(command, options->modes);
+    command.footer(
         limits_text() +
         fmt::format(
             "Logs, in <run dir>/log, which `vellsim show log` prints: a run starts with\n"
@@ -184,7 +241,8 @@ command_action add_run(CLI::App &command) {
         "                           <run dir>/log/history; default all\n"
         "  TESSEL_CONSOLE           all, error or off: what it prints to the\n"
         "                           console; default off");
-    return [kept] { return run_switch(*kept); };
+    return
+        [options] { return options->detach ? serve_detached(*options) : serve(*options, [] {}); };
 }
 
 } // namespace sim

@@ -1,7 +1,7 @@
 #include "sim/switch/service.h"
 
 #include "sim/base/address.h"
-#include "sim/switch/refusal.h"
+#include "sim/switch/byte_reader.h"
 #include "sim/switch/request.h"
 #include "sim/wire/nerb_messages.h"
 #include "sim/wire/protocol.h"
@@ -16,36 +16,49 @@ namespace sim {
 
 namespace {
 
+// What word 1 of the send options has to be; of some requests it depends on what they say.
+enum class word_1 : std::uint32_t { is_0, is_1, depends };
+
 struct request_kind {
     std::uint32_t sap;
     std::uint32_t opcode;
+    word_1 option;
     std::string_view name;
     void (*handle)(request &asked);
 };
 
 constexpr request_kind request_kinds[] = {
-    {VELL_SIM_SAP_REGISTRATION, VELL_SIM_OPCODE_REGISTER, "register request", handle_register},
-    {VELL_SIM_SAP_REGISTRATION, VELL_SIM_OPCODE_DEREGISTER, "deregister request",
+    {VELL_SIM_SAP_REGISTRATION, VELL_SIM_OPCODE_REGISTER, word_1::is_0, "register request",
+     handle_register},
+    {VELL_SIM_SAP_REGISTRATION, VELL_SIM_OPCODE_DEREGISTER, word_1::is_0, "deregister request",
      handle_deregister},
-    {VELL_SIM_SAP_ROUTES, VELL_SIM_OPCODE_ROUTES, "route update", handle_route_message},
-    {VELL_SIM_SAP_ROUTES, VELL_SIM_OPCODE_IPV6_NOTICE, "IPv6 route notice", handle_ipv6_notice},
-    {VELL_SIM_SAP_L2, VELL_SIM_OPCODE_L2, "layer-2 update", handle_l2_message},
-    {VELL_SIM_SAP_L2, VELL_SIM_OPCODE_MARKER, "out-of-band marker", handle_marker},
-    {VELL_SIM_SAP_L2, VELL_SIM_OPCODE_DOWNLOAD_COMPLETE, "download complete",
+    {VELL_SIM_SAP_ROUTES, VELL_SIM_OPCODE_ROUTES, word_1::depends, "route update",
+     handle_route_message},
+    {VELL_SIM_SAP_ROUTES, VELL_SIM_OPCODE_IPV6_NOTICE, word_1::is_1, "IPv6 route notice",
+     handle_ipv6_notice},
+    {VELL_SIM_SAP_L2, VELL_SIM_OPCODE_L2, word_1::is_1, "layer-2 update", handle_l2_message},
+    {VELL_SIM_SAP_L2, VELL_SIM_OPCODE_MARKER, word_1::is_0, "out-of-band marker", handle_marker},
+    {VELL_SIM_SAP_L2, VELL_SIM_OPCODE_DOWNLOAD_COMPLETE, word_1::is_0, "download complete",
      handle_download_complete},
-    {VELL_SIM_SAP_L2, VELL_SIM_OPCODE_OVERLAY_NOTICE, "overlay notification",
+    {VELL_SIM_SAP_L2, VELL_SIM_OPCODE_OVERLAY_NOTICE, word_1::depends, "overlay notification",
      handle_overlay_notice},
-    {VELL_SIM_SAP_L2, VELL_SIM_OPCODE_OVERLAY_ROUTE, "overlay route update", handle_overlay_route},
-    {VELL_SIM_SAP_ROUTES, VELL_SIM_OPCODE_IPV4_STATS, "IPv4 statistics request",
-     handle_ipv4_statistics},
-    {VELL_SIM_SAP_ROUTES, VELL_SIM_OPCODE_IPV4_CLEAR, "IPv4 clear request", handle_ipv4_clear},
-    {VELL_SIM_SAP_ROUTES, VELL_SIM_OPCODE_IPV6_STATS, "IPv6 statistics request",
-     handle_ipv6_statistics},
-    {VELL_SIM_SAP_ROUTES, VELL_SIM_OPCODE_IPV6_CLEAR, "IPv6 clear request", handle_ipv6_clear},
-    {NERB_SIM_SAP, NERB_SIM_OPCODE_ALLOCATION, "LTL allocation", handle_ltl_allocation},
-    {NERB_SIM_SAP, NERB_SIM_OPCODE_MODIFICATION, "LTL modification", handle_ltl_modification},
-    {NERB_SIM_SAP, NERB_SIM_OPCODE_RELEASE, "LTL release", handle_ltl_release},
-    {NERB_SIM_SAP, NERB_SIM_OPCODE_FLOOD_UPDATE, "flood LTL update", handle_flood_update},
+    {VELL_SIM_SAP_L2, VELL_SIM_OPCODE_OVERLAY_ROUTE, word_1::is_1, "overlay route update",
+     handle_overlay_route},
+    {VELL_SIM_SAP_ROUTES, VELL_SIM_OPCODE_IPV4_STATS, word_1::is_0, "IPv4 statistics request",
+     handle_statistics},
+    {VELL_SIM_SAP_ROUTES, VELL_SIM_OPCODE_IPV4_CLEAR, word_1::is_0, "IPv4 clear request",
+     handle_statistics},
+    {VELL_SIM_SAP_ROUTES, VELL_SIM_OPCODE_IPV6_STATS, word_1::is_0, "IPv6 statistics request",
+     handle_statistics},
+    {VELL_SIM_SAP_ROUTES, VELL_SIM_OPCODE_IPV6_CLEAR, word_1::is_0, "IPv6 clear request",
+     handle_statistics},
+    {NERB_SIM_SAP, NERB_SIM_OPCODE_ALLOCATION, word_1::is_0, "LTL allocation",
+     handle_ltl_allocation},
+    {NERB_SIM_SAP, NERB_SIM_OPCODE_MODIFICATION, word_1::is_0, "LTL modification",
+     handle_ltl_modification},
+    {NERB_SIM_SAP, NERB_SIM_OPCODE_RELEASE, word_1::is_0, "LTL release", handle_ltl_release},
+    {NERB_SIM_SAP, NERB_SIM_OPCODE_FLOOD_UPDATE, word_1::is_0, "flood LTL update",
+     handle_flood_update},
 };
 
 const request_kind *find_kind(std::uint32_t opcode) {
@@ -85,6 +98,9 @@ void check_head(const request_kind &kind, const frame_head &head) {
     require_option_word(head, 0, 1);
     for (std::size_t word = 2; word < send_option_words; ++word) {
         require_option_word(head, word, 0);
+    }
+    if (kind.option != word_1::depends) {
+        require_option_word(head, 1, static_cast<std::uint32_t>(kind.option));
     }
 }
 

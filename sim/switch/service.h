@@ -4,7 +4,6 @@
 
 #include "sim/switch/client.h"
 #include "sim/switch/fault_modes.h"
-#include "sim/switch/flood.h"
 #include "sim/switch/l2.h"
 #include "sim/switch/ltl.h"
 #include "sim/switch/notices.h"

@@ -13,13 +13,10 @@
 #include "sim/base/address.h"
 #include "sim/switch/route.h"
 
-#include <array>
 #include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <map>
-#include <span>
-#include <vector>
 
 namespace sim {
 
@@ -52,29 +49,12 @@ using counter_table = std::map<counter_key, route_counters>;
 counter_key key_of(const route_key &key);
 route_key to_route_key(const counter_key &key); // of an IPv4 route
 
+struct service;
+
+// Whether the switch has the route. Only IPv4 routes are installed as records.
+bool holds_route(const service &vell, const counter_key &key);
+
 // The route is gone: its counters go with it, unless traffic was counted.
 void forget_uncounted(counter_table &counters, const route_key &gone);
-
-struct statistics_request {
-    counter_key key;
-    bool clear = false;
-};
-
-// Both throw refusal. Of an IPv4 request only the statistics request says whether to clear; a clear
-// request always does.
-statistics_request decode_ipv4_statistics_request(std::span<const std::byte> message,
-                                                  bool is_clear_request);
-statistics_request decode_ipv6_statistics_request(std::span<const std::byte> message,
-                                                  bool is_clear_request);
-
-struct statistics_answer {
-    bool found = false;
-    bool cleared = false;
-    traffic seen;
-};
-
-// The payload.
-std::vector<std::byte> encode_statistics_answer(const counter_key &key,
-                                                const statistics_answer &answer);
 
 } // namespace sim

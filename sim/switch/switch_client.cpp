@@ -1,7 +1,5 @@
-#include "sim/switch/switch_client.h"
-
 #include "sim/base/text.h"
-#include "sim/switch/console.h"
+#include "sim/switch/commands.h"
 #include "sim/wire/frame.h"
 #include "sim/wire/run_dir.h"
 

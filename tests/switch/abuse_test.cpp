@@ -48,7 +48,7 @@ private:
 };
 
 nlohmann::json client_row(raw_peer &asker, unsigned id) {
-    return asker.ask(fmt::format("clients {{\"client\":{}}}", id)).at("clients").at(0);
+    return asker.ask(fmt::format("clients client={}", id)).at("clients").at(0);
 }
 
 bytes valid_frame(std::uint32_t which, unsigned id) {
@@ -270,7 +270,7 @@ TEST_F(Abuse, WithAMessageOfSeveralMebibytes) {
     const bytes sent = route_payload(id, routes);
     ASSERT_GT(sent.size(), std::size_t{6} << 20);
     peer.send(route_head(), sent);
-    const nlohmann::json sums = peer.ask(R"(routes {"summary":true})").at("summary").at(0);
+    const nlohmann::json sums = peer.ask("routes summary=true").at("summary").at(0);
     EXPECT_EQ(sums.at("routes"), 60'000);
     EXPECT_EQ(sums.at("oifs"), 480'000);
     EXPECT_EQ(client_row(peer, id).at("route_records"), 60'000);
@@ -281,7 +281,7 @@ TEST_F(Abuse, WithAMessageOfSeveralMebibytes) {
     bytes deletes = route_payload(id, routes);
     deletes[deletes.size() - 4] = std::byte{3};
     peer.send(route_head(), deletes);
-    EXPECT_EQ(peer.ask(R"(routes {"summary":true})").at("summary").at(0).at("routes"), 60'000);
+    EXPECT_EQ(peer.ask("routes summary=true").at("summary").at(0).at("routes"), 60'000);
     EXPECT_THAT(errors().back(),
                 EndsWith(fmt::format("offset {}: OIF kind 3 is not 0, 1, 4, 8 or 12: refused",
                                      deletes.size() - 4)));

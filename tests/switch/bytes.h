@@ -1,7 +1,7 @@
 // Messages written out by hand.
 #pragma once
 
-#include "sim/switch/refusal.h"
+#include "sim/switch/byte_reader.h"
 
 #include <algorithm>
 #include <cstddef>

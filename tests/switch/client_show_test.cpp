@@ -61,7 +61,7 @@ TEST(ShowClients, PutsTheRegisteredOnesFirst) {
     EXPECT_EQ(table["clients"][0]["uuid"], 503);
     EXPECT_EQ(table["clients"][1]["uuid"], 502);
     EXPECT_EQ(table["clients"][2]["uuid"], 501);
-    const json narrowed = json::parse(answer_of(test.vell, R"(clients {"client":1})"));
+    const json narrowed = json::parse(answer_of(test.vell, "clients client=1"));
     EXPECT_EQ(narrowed["clients"].size(), 2u)
         << "the one that holds the id and the one that held it";
     EXPECT_EQ(narrowed["narrowed"], json::parse(R"({"client":1})"));

@@ -208,17 +208,17 @@ TEST(Flood, TableIsShownUpToALimit) {
     ltl_service test;
     test.ask(flood_update, flood_payload({{10, 0}, {11, 0}, {12, 0}}));
     EXPECT_EQ(
-        answer_of(test.vell, R"(flood {"limit":1})"),
+        answer_of(test.vell, "flood limit=1"),
         R"({"flood":[{"vlan":10,"client":1,"pid":4711,"line_card_mask":0,"line_cards":[],"interfaces":[]}],)"
         R"("matched":3,"narrowed":null})");
-    EXPECT_EQ(test.shown("matched", R"(flood {"limit":9,"vlan":12})"), 1);
+    EXPECT_EQ(test.shown("matched", "flood limit=9 vlan=12"), 1);
 }
 
 TEST(Flood, TableIsNarrowedByVlan) {
     ltl_service test;
     test.ask(flood_update, flood_payload({{10, 1, {7, add}}, {11, 0}}));
     EXPECT_EQ(
-        answer_of(test.vell, R"(flood {"vlan":11})"),
+        answer_of(test.vell, "flood vlan=11"),
         R"({"flood":[{"vlan":11,"client":1,"pid":4711,"line_card_mask":0,"line_cards":[],"interfaces":[]}],)"
         R"("matched":1,"narrowed":{"vlan":11}})");
 }

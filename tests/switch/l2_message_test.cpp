@@ -1,4 +1,4 @@
-#include "sim/switch/l2_decode.h"
+#include "sim/switch/l2.h"
 #include "tests/switch/l2_bytes.h"
 
 #include <gmock/gmock.h>

@@ -105,7 +105,7 @@ TEST(ShowL2, IsNarrowedByVlanAndGroup) {
     test.send(test.from, l2_head(),
               joined({l2_header(1, 3), flood_record(12), pairs_record(8), lookup_mode_record()}));
     test.send(test.from, marker_head(), message().u32(7));
-    EXPECT_EQ(test.text(R"(l2 {"vlan":300})"),
+    EXPECT_EQ(test.text("l2 vlan=300"),
               "VLAN 300 (*, 239.1.1.1)  bridge 0x00000005, learned, client 1\n"
               "    ports: none\n"
               "VLAN 300 (*, 239.1.1.2)  bridge 0x00000005, learned, client 1\n"
@@ -116,21 +116,21 @@ TEST(ShowL2, IsNarrowedByVlanAndGroup) {
               "0x80818283 (flags 0x7677)\n"
               "\n"
               "2 entries, 1 flood list\n");
-    EXPECT_EQ(test.text(R"(l2 {"vlan":300,"group":"239.1.1.2"})"),
+    EXPECT_EQ(test.text("l2 vlan=300 group=239.1.1.2"),
               "VLAN 300 (*, 239.1.1.2)  bridge 0x00000005, learned, client 1\n"
               "    ports: none\n"
               "\n"
               "1 entry, 0 flood lists\n");
-    EXPECT_EQ(test.text(R"(l2 {"vlan":11})"),
+    EXPECT_EQ(test.text("l2 vlan=11"),
               "Lookup modes: VLAN 11 mode 2509674392\n\n0 entries, 0 flood lists\n");
-    EXPECT_EQ(test.shown(R"(l2 {"vlan":11})").at("narrowed"), json::parse(R"({"vlan":11})"));
+    EXPECT_EQ(test.shown("l2 vlan=11").at("narrowed"), json::parse(R"({"vlan":11})"));
 }
 
 TEST(ShowL2, IsShownUpToALimit) {
     l2_service test;
     test.update({{}, {.vlan = 11}, {.vlan = 12}});
     test.send(test.from, l2_head(), joined({l2_header(1, 1), flood_record(12)}));
-    EXPECT_EQ(test.text(R"(l2 {"limit":1})"),
+    EXPECT_EQ(test.text("l2 limit=1"),
               "VLAN 10 (*, 239.1.1.1)  bridge 0x00000005, learned, client 1\n"
               "    ports: none\n"
               "\n"
@@ -139,7 +139,7 @@ TEST(ShowL2, IsShownUpToALimit) {
               "0x80818283 (flags 0x7677)\n"
               "\n"
               "1 of 3 entries, 1 flood list\n");
-    const json limited = test.shown(R"(l2 {"limit":2})");
+    const json limited = test.shown("l2 limit=2");
     EXPECT_EQ(limited.at("l2").at("entries").size(), 2u);
     EXPECT_EQ(limited.at("matched"), 3);
     EXPECT_EQ(limited.at("l2").at("flood_matched"), 1);

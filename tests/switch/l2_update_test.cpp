@@ -112,9 +112,9 @@ TEST(L2Tables, KeepEntriesApartByVlanGroupSourceAndKind) {
                 ElementsAre("9 239.9.9.9 *:", "10 01:00:5e:01:01:01 *:", "10 239.1.1.1 *: 2",
                             "10 239.1.1.1 10.0.0.1: 3", "10 239.1.1.1 10.0.0.2: 4",
                             "10 239.1.1.2 *:", "10 ff02::1 *:"));
-    EXPECT_THAT(test.keys(R"(l2 {"vlan":9})"), ElementsAre("9 239.9.9.9 *:"));
-    EXPECT_THAT(test.keys(R"(l2 {"group":"239.1.1.2"})"), ElementsAre("10 239.1.1.2 *:"));
-    EXPECT_THAT(test.keys(R"(l2 {"group":"ff02::1"})"), ElementsAre("10 ff02::1 *:"));
+    EXPECT_THAT(test.keys("l2 vlan=9"), ElementsAre("9 239.9.9.9 *:"));
+    EXPECT_THAT(test.keys("l2 group=239.1.1.2"), ElementsAre("10 239.1.1.2 *:"));
+    EXPECT_THAT(test.keys("l2 group=ff02::1"), ElementsAre("10 ff02::1 *:"));
 }
 
 TEST(L2Tables, CountAndLogMissedDeletes) {

@@ -1,4 +1,4 @@
-#include "sim/switch/ltl_decode.h"
+#include "sim/switch/ltl.h"
 #include "tests/switch/ltl_bytes.h"
 
 #include <gtest/gtest.h>

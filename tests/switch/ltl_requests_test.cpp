@@ -218,7 +218,7 @@ TEST(Ltl, TableIsShownUpToALimit) {
     ltl_service test;
     test.allocate();
     test.allocate();
-    EXPECT_EQ(answer_of(test.vell, R"(ltl {"limit":1})"),
+    EXPECT_EQ(answer_of(test.vell, "ltl limit=1"),
               R"({"ltl":[{"index":16384,"vlan":10,"tag":7,"client":1,"pid":4711,"interfaces":[]}],)"
               R"("pool":{"first":16384,"in_use":2,"size":1024},"matched":2,"narrowed":null})");
 }
@@ -228,7 +228,7 @@ TEST(Ltl, TableIsNarrowedByVlan) {
     test.ask(allocation, ltl_payload(10, 1, {}));
     test.ask(allocation, ltl_payload(11, 2, {}));
     EXPECT_EQ(
-        answer_of(test.vell, R"(ltl {"vlan":11})"),
+        answer_of(test.vell, "ltl vlan=11"),
         R"({"ltl":[{"index":16385,"vlan":11,"tag":2,"client":1,"pid":4711,"interfaces":[]}],)"
         R"("pool":{"first":16384,"in_use":2,"size":1024},"matched":1,"narrowed":{"vlan":11}})");
 }

@@ -29,10 +29,10 @@ TEST(ShowLtl, PrintsIndexesInHexadecimal) {
                                          "LTL 0x4001  VLAN 4094, tag 4294967295, pid 9\n"
                                          "    interfaces: none\n"
                                          "2 LTLs; 2 of 1024 in use\n");
-    EXPECT_EQ(text_of(test.vell, R"(ltl {"limit":1})"), "LTL 0x4000  VLAN 10, tag 7, client 1\n"
-                                                        "    interfaces (2): Po12, Eth3/7\n"
-                                                        "1 of 2 LTLs; 2 of 1024 in use\n");
-    EXPECT_EQ(text_of(test.vell, R"(ltl {"vlan":11})"), "0 LTLs; 2 of 1024 in use\n");
+    EXPECT_EQ(text_of(test.vell, "ltl limit=1"), "LTL 0x4000  VLAN 10, tag 7, client 1\n"
+                                                 "    interfaces (2): Po12, Eth3/7\n"
+                                                 "1 of 2 LTLs; 2 of 1024 in use\n");
+    EXPECT_EQ(text_of(test.vell, "ltl vlan=11"), "0 LTLs; 2 of 1024 in use\n");
 }
 
 TEST(ShowFlood, PrintsLineCardsAndInterfaces) {
@@ -48,8 +48,8 @@ TEST(ShowFlood, PrintsLineCardsAndInterfaces) {
                                                    "    line cards (0x00000000): none\n"
                                                    "    interfaces: none\n"
                                                    "2 flood sets\n");
-    EXPECT_EQ(text_of(test.vell, R"(flood {"limit":1})"), first + "1 of 2 flood sets\n");
-    EXPECT_EQ(text_of(test.vell, R"(flood {"vlan":10})"), first + "1 flood set\n");
+    EXPECT_EQ(text_of(test.vell, "flood limit=1"), first + "1 of 2 flood sets\n");
+    EXPECT_EQ(text_of(test.vell, "flood vlan=10"), first + "1 flood set\n");
 }
 
 TEST(ShowFlood, SaysWhichLineCardsShareABit) {

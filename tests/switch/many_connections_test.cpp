@@ -52,7 +52,7 @@ TEST_F(ManyConnections, Of255ClientsAndOneMore) {
     all[99]->close();
     // The loss is noticed when its turn comes, not when it happens.
     EXPECT_TRUE(wait_until([&] {
-        return one_more.ask(R"(clients {"client":100})").at("clients").at(0).at("state") == "lost";
+        return one_more.ask("clients client=100").at("clients").at(0).at("state") == "lost";
     }));
     EXPECT_EQ(one_more.register_client(2001), 100);
     EXPECT_EQ(one_more.ask("clients").at("clients").size(), 257u);
@@ -64,7 +64,7 @@ TEST_F(ManyConnections, Of255ClientsAndOneMore) {
     }
     for (const auto &peer : all) {
         if (peer->connected()) {
-            peer->ask(R"(clients {"limit":1})");
+            peer->ask("clients limit=1");
         }
     }
     const nlohmann::json clients = one_more.ask("clients").at("clients");
@@ -131,7 +131,7 @@ TEST_F(ManyConnections, AreNotHeldUpByOneThatDoesNotReadItsTable) {
     show.magic = sim::frame_magic;
     show.kind = sim::frame_kind::question;
     for (int i = 0; i < 3; ++i) {
-        deaf.send(show, message().text(R"({"ask":"routes"})", 16));
+        deaf.send(show, message().text("routes", 6));
     }
     expect_service(run_dir);
     EXPECT_EQ(client.ask("routes").at("routes").size(), routes.size());

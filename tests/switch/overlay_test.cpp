@@ -1,3 +1,4 @@
+#include "sim/switch/limits.h"
 #include "sim/switch/overlay.h"
 #include "tests/switch/test_service.h"
 
@@ -168,7 +169,7 @@ TEST(Overlay, IsShownAsText) {
               "    0f\n"
               "Route update of type 9, 0 bytes, client 1\n"
               "3 route updates\n");
-    EXPECT_THAT(text_of(test.vell, R"(overlay {"limit":1})"),
+    EXPECT_THAT(text_of(test.vell, "overlay limit=1"),
                 testing::EndsWith("\n    aaaa\n1 of 3 route updates\n"));
 }
 

@@ -105,14 +105,14 @@ void expect_service(const std::string &run_directory) {
     ASSERT_NE(id, 0);
     const test_route route{.group = 0xefffff01, .table = 777, .oifs = {{5, 0}}};
     peer.send(route_head(), route_payload(id, {route}));
-    const nlohmann::json held = peer.ask(R"(routes {"table":777})").at("routes");
+    const nlohmann::json held = peer.ask("routes table=777").at("routes");
     ASSERT_EQ(held.size(), 1u);
     EXPECT_EQ(held[0].at("group"), "239.255.255.1");
     EXPECT_EQ(held[0].at("client"), id);
     test_route gone = route;
     gone.opcode = 2;
     peer.send(route_head(), route_payload(id, {gone}));
-    EXPECT_TRUE(peer.ask(R"(routes {"table":777})").at("routes").empty());
+    EXPECT_TRUE(peer.ask("routes table=777").at("routes").empty());
     peer.send(deregister_head(), deregister_payload(id));
-    EXPECT_EQ(peer.ask(R"(clients {"limit":1})").count("clients"), 1u);
+    EXPECT_EQ(peer.ask("clients limit=1").count("clients"), 1u);
 }

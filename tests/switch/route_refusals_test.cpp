@@ -1,4 +1,4 @@
-#include "sim/switch/route_decode.h"
+#include "sim/switch/route.h"
 #include "tests/switch/route_bytes.h"
 
 #include <gtest/gtest.h>

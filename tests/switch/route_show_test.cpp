@@ -169,42 +169,40 @@ TEST(ShowRoutes, SortsByTableGroupSourceAndLengths) {
 
 TEST(ShowRoutes, IsNarrowedByEachFilter) {
     const filled_service test;
-    EXPECT_EQ(groups(test, R"(routes {"table":8})"), names{"239.0.0.9"});
-    EXPECT_EQ(groups(test, R"(routes {"client":2})"), (names{"239.0.0.9", "239.0.0.1"}));
-    EXPECT_EQ(groups(test, R"(routes {"group":"239.0.0.2"})"), (names{"239.0.0.2", "239.0.0.2"}));
-    EXPECT_EQ(groups(test, R"(routes {"source":"0.0.0.0"})"), names{"239.0.0.2"});
-    EXPECT_EQ(groups(test, R"(routes {"source":"10.0.0.1"})"), names{"239.0.0.1"});
-    EXPECT_EQ(groups(test, R"(routes {"client":1,"group":"239.0.0.9"})"), names{});
+    EXPECT_EQ(groups(test, "routes table=8"), names{"239.0.0.9"});
+    EXPECT_EQ(groups(test, "routes client=2"), (names{"239.0.0.9", "239.0.0.1"}));
+    EXPECT_EQ(groups(test, "routes group=239.0.0.2"), (names{"239.0.0.2", "239.0.0.2"}));
+    EXPECT_EQ(groups(test, "routes source=0.0.0.0"), names{"239.0.0.2"});
+    EXPECT_EQ(groups(test, "routes source=10.0.0.1"), names{"239.0.0.1"});
+    EXPECT_EQ(groups(test, "routes client=1 group=239.0.0.9"), names{});
 }
 
 TEST(ShowRoutes, SaysByWhatItIsNarrowedAndHowManyMatch) {
     const filled_service test;
-    const json limited = json::parse(answer_of(test.vell, R"(routes {"table":9,"limit":2})"));
+    const json limited = json::parse(answer_of(test.vell, "routes table=9 limit=2"));
     EXPECT_EQ(limited.at("routes").size(), 2u);
     EXPECT_EQ(limited.at("matched"), 4);
     EXPECT_EQ(limited.at("narrowed"), json::parse(R"({"table":9})"));
-    EXPECT_EQ(json::parse(answer_of(test.vell, R"(routes {"source":"10.0.0.1","client":2})"))
-                  .at("narrowed"),
+    EXPECT_EQ(json::parse(answer_of(test.vell, "routes source=10.0.0.1 client=2")).at("narrowed"),
               json::parse(R"({"source":"10.0.0.1","client":2})"));
-    EXPECT_THAT(text_of(test.vell, R"(routes {"table":9,"limit":2})"),
-                EndsWith("\n2 of 4 routes\n"));
-    EXPECT_EQ(text_of(test.vell, R"(routes {"table":7,"limit":2})"), "0 routes\n");
+    EXPECT_THAT(text_of(test.vell, "routes table=9 limit=2"), EndsWith("\n2 of 4 routes\n"));
+    EXPECT_EQ(text_of(test.vell, "routes table=7 limit=2"), "0 routes\n");
 }
 
 TEST(ShowRoutes, IsSummedUpPerTable) {
     const filled_service test;
     EXPECT_EQ(
-        answer_of(test.vell, R"(routes {"summary":true})"),
+        answer_of(test.vell, "routes summary=true"),
         R"({"summary":[{"table":8,"routes":1,"sg":1,"star_g":0,"with_oifs":1,"without_oifs":0,"oifs":1},)"
         "\n"
         R"({"table":9,"routes":4,"sg":3,"star_g":1,"with_oifs":2,"without_oifs":2,"oifs":3}],)"
         R"("matched":2,"narrowed":null})");
-    EXPECT_EQ(text_of(test.vell, R"(routes {"summary":true})"),
+    EXPECT_EQ(text_of(test.vell, "routes summary=true"),
               "     Table    Routes     (S,G)     (*,G)  With OIFs  Without OIFs      OIFs\n"
               "         8         1         1         0          1             0         1\n"
               "         9         4         3         1          2             2         3\n"
               "     Total         5         4         1          3             2         4\n"
               "5 routes in 2 tables\n");
-    EXPECT_THAT(text_of(test.vell, R"(routes {"summary":true,"client":2})"),
+    EXPECT_THAT(text_of(test.vell, "routes summary=true client=2"),
                 EndsWith("\n2 routes in 2 tables\n"));
 }

@@ -116,7 +116,7 @@ TEST_F(Show, PrintsATableLongerThanAFrame) {
         routes[i].flags = 0xffffffffffffffff;
     }
     client.send(route_head(), route_payload(id, routes));
-    client.ask(R"(routes {"summary":true})");
+    client.ask("routes summary=true");
     const std::string text = shown({"routes", "--json"});
     EXPECT_GT(text.size(), std::size_t{sim::frame_max_payload});
     EXPECT_EQ(std::ranges::count(text, '\n'), 30'000) << "a line for each route";

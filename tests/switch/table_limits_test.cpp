@@ -289,7 +289,7 @@ TEST(CounterLimit, HoldsTheNumberOfCounters) {
                                         sim::counter_key{.table = table, .group = {}, .source = {}},
                                         sim::route_counters{});
     }
-    const char *more = R"(count {"source":"10.0.0.9","group":"239.1.1.2","packets":1})";
+    const char *more = "count source=10.0.0.9 group=239.1.1.2 packets=1";
     EXPECT_EQ(answer_of(test.vell, more),
               "refused: count: the switch keeps 1000000 counters, and no more");
     test.vell.counters.erase(test.vell.counters.begin());

@@ -39,13 +39,11 @@ struct test_service {
     }
 };
 
-// The payload of a question, "routes" or "routes {\"table\":9}".
+// The payload of a question such as "routes table=9".
 inline std::string question_payload(std::string_view asked, std::string_view format = "json") {
-    const std::size_t name_end = std::min(asked.find(' '), asked.size());
-    std::string payload = R"({"ask":")" + std::string(asked.substr(0, name_end)) +
-                          R"(","format":")" + std::string(format) + '"';
-    const std::string_view members = asked.substr(name_end);
-    return payload + (members.empty() ? "}" : "," + std::string(members.substr(2)));
+    std::string lines(asked);
+    std::ranges::replace(lines, ' ', '\n');
+    return lines + "\nformat=" + std::string(format);
 }
 
 // All pieces that are left of an answer.

@@ -65,6 +65,16 @@ TEST(Usage, RunListsTheEnvironment) {
     }
 }
 
+TEST(Usage, RunListsTheLimits) {
+    const std::string help = vellsim({"run", "--help"}).out;
+    for (const char *line :
+         {"  2000000 routes\n", "  256     MiB of the routes' OIF, MTI and GLT lists\n",
+          "  1000000 counters of `vellsim count`\n", "  8       MiB of a log file;",
+          "  1000    connections;", "  64      overlay route updates\n"}) {
+        EXPECT_THAT(help, HasSubstr(line));
+    }
+}
+
 TEST(Usage, HelpThatCannotBeWrittenIsAFailure) {
     const command_result full = run_program({"/bin/sh", "-c", VELLSIM_PATH " --help >/dev/full"});
     EXPECT_EQ(full.exit_code, 1);

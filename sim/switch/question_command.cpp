@@ -1,14 +1,11 @@
-// `vellsim show`: a table of the running switch, or the logs. Each table is a command of its own,
-// with the members of its question as options.
+// `vellsim show`, `vellsim count` and `vellsim stop`: each asks the running switch one question, with
+// the question's members as options. Each table that `vellsim show` prints is a command of its own.
 #include "sim/switch/commands.h"
-#include "sim/switch/question.h"
-#include "sim/switch/switch_client.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <map>
 #include <memory>
-#include <string>
 
 namespace sim {
 
@@ -23,26 +20,20 @@ struct question_options {
 void add_member(CLI::App &command, const member &wanted, question &asked) {
     std::string option = "--" + std::string(wanted.name);
     std::ranges::replace(option, '_', '-');
-    const std::string help(wanted.help);
-    const std::string name(wanted.name);
+    const auto keep = [name = std::string(wanted.name), &asked](const std::string &value) {
+        asked.members[name] = value;
+    };
     if (wanted.type == member_type::truth) {
         command.add_flag_callback(
-            option, [name, &asked] { asked.members[name] = true; }, help);
+            option, [keep] { keep("true"); }, std::string(wanted.help));
         return;
     }
-    const auto read = [option, name, &wanted, &asked](const std::string &text) {
-        try {
-            asked.members[name] = read_member(wanted, text);
-        } catch (const wrong_question &wrong) {
-            throw CLI::ValidationError(option, wrong.why);
-        }
-    };
-    command.add_option_function<std::string>(option, read, help)
+    const auto check = [&wanted](const std::string &value) { return check_member(wanted, value); };
+    command.add_option_function<std::string>(option, keep, std::string(wanted.help))
+        ->check(CLI::Validator(check, ""))
         ->required(wanted.use == member_use::required)
         ->type_name(wanted.type == member_type::number ? "N" : "ADDRESS");
 }
-
-} // namespace
 
 command_action add_question(CLI::App &command, const question_kind &kind) {
     const auto options = std::make_shared<question_options>();
@@ -56,6 +47,18 @@ command_action add_question(CLI::App &command, const question_kind &kind) {
         options->asked.form = options->json ? output_form::json : output_form::text;
         return print_answer(options->to, options->asked);
     };
+}
+
+} // namespace
+
+command_action add_count(CLI::App &command) {
+    return add_question(command, *find_question("count"));
+}
+
+command_action add_stop(CLI::App &command) {
+    const auto to = std::make_shared<switch_call>();
+    add_switch_options(command, *to);
+    return [to] { return end_switch(*to); };
 }
 
 command_action add_show(CLI::App &command) {
