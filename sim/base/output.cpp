@@ -1,9 +1,5 @@
 #include "sim/base/output.h"
 
-#include "sim/base/text.h"
-
-#include <cstdint>
-
 namespace sim {
 
 namespace {
@@ -130,6 +126,14 @@ void output::json(std::string_view name, std::nullopt_t) {
     if (is_json()) {
         printed_ += "null";
     }
+}
+
+void output::json_list(std::string_view name, std::span<const std::uint32_t> numbers) {
+    open_list(name);
+    for (const std::uint32_t number : numbers) {
+        json({}, number);
+    }
+    close_list();
 }
 
 // In ASCII, so that no terminal finds anything in it to obey.

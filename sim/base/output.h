@@ -9,17 +9,19 @@
 //     out.text("\n");
 //     out.close_object();
 //
-// Both forms are ASCII: strings are escaped, formats are not. What is printed collects in the printer until
-// take(), which may be called after any item: a long answer needs never be in memory whole.
+// Both forms are ASCII: strings are escaped, formats are not. What is printed collects in the printer
+// until take(), which may be called after any item: a long answer is never in memory whole.
 #pragma once
 
 #include "sim/base/text.h"
 
 #include <concepts>
 #include <cstddef>
+#include <cstdint>
 #include <fmt/format.h>
 #include <iterator>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -93,6 +95,8 @@ public:
     void json(std::string_view name, const std::optional<Value> &value) {
         value ? json(name, *value) : json(name, std::nullopt);
     }
+
+    void json_list(std::string_view name, std::span<const std::uint32_t> numbers);
 
     // In text alone.
     template <typename... Values>

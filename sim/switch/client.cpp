@@ -36,8 +36,7 @@ void acknowledge(request &asked, std::uint8_t id, bool accepted) {
 }
 
 void end_registration(request &asked, client_state how) {
-    asked.vell.log(log_level_trace,
-                   fmt::format("{} {}", describe(asked.vell, asked.from), client_state_name(how)));
+    asked.vell.trace("{} {}", describe(asked.vell, asked.from), client_state_name(how));
     asked.vell.clients.end(asked.from.client_of, how);
     asked.vell.batches.abandon(asked.from.batch);
     asked.from.client_of = 0;
@@ -46,9 +45,8 @@ void end_registration(request &asked, client_state how) {
 
 // The peer's row becomes that of the registration.
 void reject(request &asked, client &rejected, std::string_view why) {
-    asked.vell.log(log_level_error,
-                   fmt::format("{}: registration with uuid {} rejected: {}",
-                               describe(asked.vell, asked.from), rejected.uuid, why));
+    asked.vell.error("{}: registration with uuid {} rejected: {}", describe(asked.vell, asked.from),
+                     rejected.uuid, why);
     asked.vell.clients.promote(std::exchange(asked.from.peer, 0), client_state::rejected);
     acknowledge(asked, 0, false);
 }
@@ -167,7 +165,9 @@ void handle_register(request &asked) {
     added.uuid = wanted.uuid;
     added.segment = wanted.segment;
     const fault_modes &faults = asked.vell.faults;
-    const std::optional<std::uint8_t> id = faults.ack_id ? faults.ack_id : clients.free_id();
+    const std::optional<std::uint8_t> id =
+        faults.ack_id == no_ack_id ? clients.free_id()
+                                   : std::optional(static_cast<std::uint8_t>(faults.ack_id));
     if (faults.reject_registration) {
         return reject(asked, added, "--reject-registration");
     }
@@ -177,9 +177,8 @@ void handle_register(request &asked) {
     added.id = *id;
     asked.from.client_of = std::exchange(asked.from.peer, 0);
     clients.promote(asked.from.client_of, client_state::registered);
-    asked.vell.log(log_level_trace,
-                   fmt::format("{} registered: uuid {}, segment \"{}\"",
-                               describe(asked.vell, asked.from), added.uuid, added.segment));
+    asked.vell.trace("{} registered: uuid {}, segment \"{}\"", describe(asked.vell, asked.from),
+                     added.uuid, added.segment);
     acknowledge(asked, *id, true);
 }
 

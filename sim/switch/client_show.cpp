@@ -30,11 +30,7 @@ void print_last_notice(output &out, const std::optional<std::array<std::uint32_t
         out.json("last_ipv6_notice", std::nullopt);
         return;
     }
-    out.open_list("last_ipv6_notice");
-    for (const std::uint32_t value : *notice) {
-        out.json({}, value);
-    }
-    out.close_list();
+    out.json_list("last_ipv6_notice", *notice);
     out.text("    last IPv6 notice: {} {} {}\n", (*notice)[0], (*notice)[1], (*notice)[2]);
 }
 

@@ -8,15 +8,55 @@
 #include <cstring>
 #include <fmt/format.h>
 #include <iterator>
+#include <optional>
 
 namespace sim {
 
 namespace {
 
-using std::chrono::milliseconds;
-using texts = std::vector<std::string>;
-
 constexpr std::uint32_t longest_delay_ms = 3'600'000;
+
+constexpr fault_mode modes[] = {
+    {"reject-registration", "", "Answer every registration with a rejection",
+     &fault_modes::reject_registration},
+    {"ack", "MODE",
+     "How to acknowledge registrations: late:MS (MS milliseconds\n"
+     "later), twice, never, garbled (every byte inverted), cut\n"
+     "(half of it), foreign (after a message that answers\n"
+     "nothing) or once. What was asked for is done at once",
+     &fault_modes::ack},
+    {"answer", "MODE", "How to answer statistics and clear requests: as for --ack",
+     &fault_modes::answer},
+    {"ltl-answer", "MODE", "How the LTL manager answers: as for --ack", &fault_modes::ltl_answer},
+    {"ltl-refuse-vlan", "VLAN",
+     "Refuse flood updates and LTL allocations for this VLAN;\n"
+     "may be given several times",
+     &fault_modes::ltl_refused_vlans},
+    {"ltl-pool", "N", "How many LTL indexes there are; 0: always exhausted;\ndefault 1024",
+     number_fault{&fault_modes::ltl_pool, 0, ltl_index_limit}},
+    {"refuse-vlan", "VLAN",
+     "Refuse layer-2 messages that name this VLAN; may be\n"
+     "given several times",
+     &fault_modes::refused_vlans},
+    {"refuse-group", "ADDRESS",
+     "Refuse route and layer-2 messages that name this group;\n"
+     "may be given several times",
+     &fault_modes::refused_groups},
+    {"ack-id", "N", "The client id to hand out, the same to every client;\n0 is allowed",
+     number_fault{&fault_modes::ack_id, 0, 255}},
+    {"slow", "MS", "Pause before each request of a client, in milliseconds",
+     number_fault{&fault_modes::slow_ms, 0, longest_delay_ms}},
+    {"drop-after", "N",
+     "Close the connection that sends the Nth request from\n"
+     "now, without an answer; the switch goes on",
+     number_fault{&fault_modes::drop_after, 1, UINT32_MAX}},
+    {"die-after", "N",
+     "Exit with code 3 after N requests from now, refused ones\n"
+     "included, and leave the socket as a crash would",
+     number_fault{&fault_modes::die_after, 1, UINT32_MAX}},
+};
+
+static_assert(VELL_SIM_LTL_POOL_SIZE == 1024, "the help of --ltl-pool says so");
 
 constexpr std::string_view late_prefix = "late:";
 
@@ -29,175 +69,94 @@ constexpr named_mode named_modes[] = {
     {"garbled", ack_mode::garbled}, {"cut", ack_mode::cut},     {"foreign", ack_mode::foreign},
 };
 
-std::string read_number(const std::string &text, std::uint32_t least, std::uint32_t most,
-                        std::uint32_t &number) {
-    const std::optional<std::uint64_t> read = parse_number(text);
-    if (!read || *read < least || *read > most) {
-        return fmt::format("{} is not a number from {} to {}", printable(text), least, most);
-    }
-    number = static_cast<std::uint32_t>(*read);
-    return {};
-}
+// Sets the mode that a table row points to. Returns an empty string, or what is wrong.
+struct setter {
+    fault_modes &faults;
+    const std::string &text;
 
-template <answer_fault fault_modes::*Fault>
-std::string set_answer(fault_modes &faults, const std::string &text) {
-    const auto found = std::ranges::find(named_modes, text, &named_mode::name);
-    std::uint32_t delay = 0;
-    if (found != std::end(named_modes)) {
-        faults.*Fault = found->mode;
-    } else if (text.starts_with(late_prefix) &&
-               read_number(text.substr(late_prefix.size()), 0, longest_delay_ms, delay).empty()) {
-        faults.*Fault = {ack_mode::late, milliseconds(delay)};
-    } else {
-        return fmt::format("{} is not late:MS (0 to {} milliseconds), twice, never, garbled, cut, "
-                           "foreign or once",
-                           printable(text), longest_delay_ms);
-    }
-    return {};
-}
-
-template <answer_fault fault_modes::*Fault>
-texts answer_values(const fault_modes &faults) {
-    const answer_fault &how = faults.*Fault;
-    if (how.mode == ack_mode::once) {
+    std::string operator()(bool fault_modes::*flag) const {
+        faults.*flag = true;
         return {};
     }
-    if (how.mode == ack_mode::late) {
-        return {fmt::format("{}{}", late_prefix, how.delay.count())};
+    std::string operator()(const number_fault &number) const {
+        return read(text, number.least, number.most, faults.*number.value);
     }
-    return {std::string(std::ranges::find(named_modes, how.mode, &named_mode::mode)->name)};
-}
-
-template <std::set<std::uint16_t> fault_modes::*Vlans>
-std::string add_vlan(fault_modes &faults, const std::string &text) {
-    std::uint32_t vlan = 0;
-    std::string error = read_number(text, 1, VELL_SIM_HIGHEST_VLAN, vlan);
-    if (error.empty()) {
-        (faults.*Vlans).insert(static_cast<std::uint16_t>(vlan));
+    std::string operator()(answer_fault fault_modes::*answer) const {
+        const auto found = std::ranges::find(named_modes, text, &named_mode::name);
+        std::uint32_t delay = 0;
+        if (found != std::end(named_modes)) {
+            faults.*answer = found->mode;
+        } else if (text.starts_with(late_prefix) &&
+                   read(text.substr(late_prefix.size()), 0, longest_delay_ms, delay).empty()) {
+            faults.*answer = {ack_mode::late, std::chrono::milliseconds(delay)};
+        } else {
+            return fmt::format("{} is not late:MS (0 to {} milliseconds), twice, never, garbled, "
+                               "cut, foreign or once",
+                               printable(text), longest_delay_ms);
+        }
+        return {};
     }
-    return error;
-}
-
-template <std::set<std::uint16_t> fault_modes::*Vlans>
-texts vlan_values(const fault_modes &faults) {
-    texts values;
-    std::ranges::transform(faults.*Vlans, std::back_inserter(values),
-                           [](std::uint16_t vlan) { return std::to_string(vlan); });
-    return values;
-}
-
-template <std::uint32_t fault_modes::*Number, std::uint32_t Least, std::uint32_t Most>
-std::string set_number(fault_modes &faults, const std::string &text) {
-    return read_number(text, Least, Most, faults.*Number);
-}
-
-template <std::uint32_t fault_modes::*Number>
-texts number_value(const fault_modes &faults) {
-    const bool is_on = faults.*Number != fault_modes{}.*Number;
-    return is_on ? texts{std::to_string(faults.*Number)} : texts{};
-}
-
-std::string set_rejection(fault_modes &faults, const std::string &) {
-    faults.reject_registration = true;
-    return {};
-}
-
-texts rejection_value(const fault_modes &faults) {
-    return faults.reject_registration ? texts{""} : texts{};
-}
-
-std::string add_group(fault_modes &faults, const std::string &text) {
-    const auto group = parse_l2_address(text);
-    if (!group) {
-        return fmt::format("{} is not an IPv4, IPv6 or MAC address", printable(text));
+    std::string operator()(std::set<std::uint16_t> fault_modes::*vlans) const {
+        std::uint32_t vlan = 0;
+        std::string error = read(text, 1, VELL_SIM_HIGHEST_VLAN, vlan);
+        if (error.empty()) {
+            (faults.*vlans).insert(static_cast<std::uint16_t>(vlan));
+        }
+        return error;
     }
-    faults.refused_groups.insert(address_text(*group));
-    return {};
-}
-
-texts group_values(const fault_modes &faults) {
-    return {faults.refused_groups.begin(), faults.refused_groups.end()};
-}
-
-std::string set_ack_id(fault_modes &faults, const std::string &text) {
-    std::uint32_t id = 0;
-    std::string error = read_number(text, 0, 255, id);
-    if (error.empty()) {
-        faults.ack_id = static_cast<std::uint8_t>(id);
+    std::string operator()(std::set<l2_address> fault_modes::*groups) const {
+        const std::optional<l2_address> group = parse_l2_address(text);
+        if (!group) {
+            return fmt::format("{} is not an IPv4, IPv6 or MAC address", printable(text));
+        }
+        (faults.*groups).insert(*group);
+        return {};
     }
-    return error;
-}
 
-texts ack_id_value(const fault_modes &faults) {
-    return faults.ack_id ? texts{std::to_string(*faults.ack_id)} : texts{};
-}
-
-std::string set_slow(fault_modes &faults, const std::string &text) {
-    std::uint32_t delay = 0;
-    std::string error = read_number(text, 0, longest_delay_ms, delay);
-    if (error.empty()) {
-        faults.slow = milliseconds(delay);
+    static std::string read(const std::string &text, std::uint32_t least, std::uint32_t most,
+                            std::uint32_t &number) {
+        const std::optional<std::uint64_t> read = parse_number(text);
+        if (!read || *read < least || *read > most) {
+            return fmt::format("{} is not a number from {} to {}", printable(text), least, most);
+        }
+        number = static_cast<std::uint32_t>(*read);
+        return {};
     }
-    return error;
-}
-
-texts slow_value(const fault_modes &faults) {
-    return faults.slow.count() != 0 ? texts{std::to_string(faults.slow.count())} : texts{};
-}
-
-constexpr fault_mode modes[] = {
-    {"reject-registration", "", "Answer every registration with a rejection", set_rejection,
-     rejection_value},
-    {"ack", "MODE",
-     "How to acknowledge registrations: late:MS (MS milliseconds\n"
-     "later), twice, never, garbled (every byte inverted), cut\n"
-     "(half of it), foreign (after a message that answers\n"
-     "nothing) or once. What was asked for is done at once",
-     set_answer<&fault_modes::ack>, answer_values<&fault_modes::ack>},
-    {"answer", "MODE", "How to answer statistics and clear requests: as for --ack",
-     set_answer<&fault_modes::answer>, answer_values<&fault_modes::answer>},
-    {"ltl-answer", "MODE", "How the LTL manager answers: as for --ack",
-     set_answer<&fault_modes::ltl_answer>, answer_values<&fault_modes::ltl_answer>},
-    {"ltl-refuse-vlan", "VLAN",
-     "Refuse flood updates and LTL allocations for this VLAN;\n"
-     "may be given several times",
-     add_vlan<&fault_modes::ltl_refused_vlans>, vlan_values<&fault_modes::ltl_refused_vlans>},
-    {"ltl-pool", "N", "How many LTL indexes there are; 0: always exhausted;\ndefault 1024",
-     set_number<&fault_modes::ltl_pool, 0, ltl_index_limit>, number_value<&fault_modes::ltl_pool>},
-    {"refuse-vlan", "VLAN",
-     "Refuse layer-2 messages that name this VLAN; may be\n"
-     "given several times",
-     add_vlan<&fault_modes::refused_vlans>, vlan_values<&fault_modes::refused_vlans>},
-    {"refuse-group", "ADDRESS",
-     "Refuse route and layer-2 messages that name this group;\n"
-     "may be given several times",
-     add_group, group_values},
-    {"ack-id", "N", "The client id to hand out, the same to every client;\n0 is allowed",
-     set_ack_id, ack_id_value},
-    {"slow", "MS", "Pause before each request of a client, in milliseconds", set_slow, slow_value},
-    {"drop-after", "N",
-     "Close the connection that sends the Nth request from\n"
-     "now, without an answer; the switch goes on",
-     set_number<&fault_modes::drop_after, 1, UINT32_MAX>, number_value<&fault_modes::drop_after>},
-    {"die-after", "N",
-     "Exit with code 3 after N requests from now, refused ones\n"
-     "included, and leave the socket as a crash would",
-     set_number<&fault_modes::die_after, 1, UINT32_MAX>, number_value<&fault_modes::die_after>},
 };
 
-static_assert(VELL_SIM_LTL_POOL_SIZE == 1024, "the help of --ltl-pool says so");
+// The values of the mode that a table row points to.
+struct getter {
+    using texts = std::vector<std::string>;
+    const fault_modes &faults;
 
-std::vector<std::byte> with_payload(const std::vector<std::byte> &frame,
-                                    std::vector<std::byte> payload, std::uint32_t opcode_offset) {
-    frame_head head;
-    std::memcpy(&head, frame.data(), sizeof head);
-    head.length = static_cast<std::uint32_t>(payload.size());
-    head.opcode += opcode_offset;
-    std::vector<std::byte> made(sizeof head);
-    std::memcpy(made.data(), &head, sizeof head);
-    made.insert(made.end(), payload.begin(), payload.end());
-    return made;
-}
+    texts operator()(bool fault_modes::*flag) const { return faults.*flag ? texts{""} : texts{}; }
+    texts operator()(const number_fault &number) const {
+        const std::uint32_t value = faults.*number.value;
+        return value == fault_modes{}.*number.value ? texts{} : texts{std::to_string(value)};
+    }
+    texts operator()(answer_fault fault_modes::*answer) const {
+        const auto &[mode, delay] = faults.*answer;
+        if (mode == ack_mode::late) {
+            return {fmt::format("{}{}", late_prefix, delay.count())};
+        }
+        const auto found = std::ranges::find(named_modes, mode, &named_mode::mode);
+        return mode == ack_mode::once ? texts{} : texts{std::string(found->name)};
+    }
+    texts operator()(std::set<std::uint16_t> fault_modes::*vlans) const {
+        texts values;
+        for (const std::uint16_t vlan : faults.*vlans) {
+            values.push_back(std::to_string(vlan));
+        }
+        return values;
+    }
+    texts operator()(std::set<l2_address> fault_modes::*groups) const {
+        texts values;
+        for (const l2_address &group : faults.*groups) {
+            values.push_back(address_text(group));
+        }
+        return values;
+    }
+};
 
 std::string set_one(fault_modes &faults, const std::string &option, const std::string &value) {
     const auto found = std::ranges::find_if(modes, [&option](const fault_mode &mode) {
@@ -214,20 +173,23 @@ std::string set_one(fault_modes &faults, const std::string &option, const std::s
 
 void add_replies(std::vector<reply> &replies, const std::vector<std::byte> &frame,
                  const answer_fault &how) {
-    std::vector<std::byte> payload(frame.begin() + sizeof(frame_head), frame.end());
+    frame_head head;
+    std::memcpy(&head, frame.data(), sizeof head);
+    std::vector<std::byte> payload(frame.begin() + sizeof head, frame.end());
     switch (how.mode) {
     case ack_mode::never:
         return;
     case ack_mode::garbled:
         std::ranges::transform(payload, payload.begin(), [](std::byte one) { return ~one; });
-        replies.push_back({with_payload(frame, payload, 0)});
+        replies.push_back({frame_bytes(head, payload.data())});
         return;
     case ack_mode::cut:
-        payload.resize(payload.size() / 2);
-        replies.push_back({with_payload(frame, payload, 0)});
+        head.length /= 2;
+        replies.push_back({frame_bytes(head, payload.data())});
         return;
     case ack_mode::foreign:
-        replies.push_back({with_payload(frame, payload, 1000)});
+        head.opcode += 1000;
+        replies.push_back({frame_bytes(head, payload.data())});
         break;
     case ack_mode::twice:
         replies.push_back({frame});
@@ -237,6 +199,14 @@ void add_replies(std::vector<reply> &replies, const std::vector<std::byte> &fram
         break;
     }
     replies.push_back({frame, how.delay});
+}
+
+std::string fault_mode::set(fault_modes &faults, const std::string &text) const {
+    return std::visit(setter{faults, text}, target);
+}
+
+std::vector<std::string> fault_mode::values(const fault_modes &faults) const {
+    return std::visit(getter{faults}, target);
 }
 
 std::span<const fault_mode> all_fault_modes() {

@@ -9,11 +9,11 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <set>
 #include <span>
 #include <string>
 #include <string_view>
+#include <variant>
 #include <vector>
 
 namespace sim {
@@ -44,6 +44,8 @@ struct answer_fault {
         : mode(how), delay(by) {}
 };
 
+inline constexpr std::uint32_t no_ack_id = 256;
+
 struct fault_modes {
     bool reject_registration = false;
     answer_fault ack{};                              // of registrations
@@ -52,27 +54,36 @@ struct fault_modes {
     std::set<std::uint16_t> ltl_refused_vlans{};     // flood updates and allocations
     std::uint32_t ltl_pool = VELL_SIM_LTL_POOL_SIZE; // how many LTL indexes there are
     std::set<std::uint16_t> refused_vlans{};         // layer-2 messages
-    std::set<std::string> refused_groups{}; // layer-2 and route messages, as addresses' texts
-    std::optional<std::uint8_t> ack_id{};   // instead of the smallest free one; 0 is allowed
-    std::chrono::milliseconds slow{0};      // pause before each request of a client
-    std::uint32_t drop_after = 0;           // requests from now; 0 is never
-    std::uint32_t die_after = 0;            // requests from now; 0 is never
+    std::set<l2_address> refused_groups{};           // layer-2 and route messages
+    std::uint32_t ack_id = no_ack_id;                // instead of the smallest free client id
+    std::uint32_t slow_ms = 0;                       // pause before each request of a client
+    std::uint32_t drop_after = 0;                    // requests from now; 0 is never
+    std::uint32_t die_after = 0;                     // requests from now; 0 is never
 };
 
 // Adds what answers a request: this frame, or what a fault mode makes of it.
 void add_replies(std::vector<reply> &replies, const std::vector<std::byte> &frame,
                  const answer_fault &how);
 
+struct number_fault {
+    std::uint32_t fault_modes::*value;
+    std::uint32_t least;
+    std::uint32_t most;
+};
+
 struct fault_mode {
     std::string_view name;  // of the option, without its dashes
     std::string_view value; // what the option takes; empty for none
     std::string_view help;
+    std::variant<bool fault_modes::*, number_fault, answer_fault fault_modes::*,
+                 std::set<std::uint16_t> fault_modes::*, std::set<l2_address> fault_modes::*>
+        target;
 
     // Returns an empty string, or what is wrong with the value.
-    std::string (*set)(fault_modes &faults, const std::string &value);
+    std::string set(fault_modes &faults, const std::string &text) const;
 
     // The values that are set, none when the mode is off.
-    std::vector<std::string> (*values)(const fault_modes &faults);
+    std::vector<std::string> values(const fault_modes &faults) const;
 };
 
 std::span<const fault_mode> all_fault_modes();

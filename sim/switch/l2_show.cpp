@@ -70,14 +70,6 @@ struct entry_printer {
     }
 };
 
-void print_words(output &out, const char *name, const auto &words) {
-    out.open_list(name);
-    for (const std::uint32_t word : words) {
-        out.json({}, word);
-    }
-    out.close_list();
-}
-
 struct flood_list_printer {
     l2_filter filter;
     std::shared_ptr<row_count> lists;
@@ -89,7 +81,7 @@ struct flood_list_printer {
         out.open_object();
         out.field("vlan", "VLAN {} flood list", vlan);
         out.field("type", "  type {}, ", kept.record.type);
-        print_words(out, "words", kept.record.words);
+        out.json_list("words", kept.record.words);
         out.json("flags", kept.record.flags);
         print_sender(out, kept.from);
         out.text("\n");
@@ -116,7 +108,7 @@ struct flood_list_printer {
             out.text("-");
         }
         print_port_flags(out, oif.flags);
-        print_words(out, "words", oif.words);
+        out.json_list("words", oif.words);
         out.close_object();
     }
 };
@@ -195,6 +187,13 @@ void print_marker(output &out, const other_marker &other) {
 }
 
 // A list of rows, and in text an empty line below them unless there are none.
+void end_section(output &out, bool has_rows) {
+    out.close_list();
+    if (has_rows) {
+        out.text("\n");
+    }
+}
+
 template <typename Rows, typename Print>
 void print_section(output &out, const char *name, const Rows &rows, bool is_shown, Print print) {
     out.open_list(name);
@@ -204,11 +203,8 @@ void print_section(output &out, const char *name, const Rows &rows, bool is_show
             print(out, row);
             out.close_object();
         }
-        if (!rows.empty()) {
-            out.text("\n");
-        }
     }
-    out.close_list();
+    end_section(out, is_shown && !rows.empty());
 }
 
 std::vector<client> downloaders(const client_table &clients) {
@@ -226,13 +222,6 @@ void print_download(output &out, const client &known) {
     out.field("pid", " (pid {}): ", known.pid);
     out.json("count", known.downloads_complete);
     out.text("{}\n", counted(known.downloads_complete, "time"));
-}
-
-void end_section(output &out, bool has_rows) {
-    out.close_list();
-    if (has_rows) {
-        out.text("\n");
-    }
 }
 
 } // namespace

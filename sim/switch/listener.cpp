@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fmt/format.h>
 #include <poll.h>
+#include <stdexcept>
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -133,6 +134,18 @@ std::string listener::open() {
 
 bool listener::is_in_place() const {
     return id_of(run_directory_) == directory_id_ && id_of(path_) == socket_id_;
+}
+
+file_descriptor listener::accept() const {
+    for (;;) {
+        file_descriptor made(accept4(fd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+        if (made || errno == EAGAIN) {
+            return made;
+        }
+        if (errno != EINTR && errno != ECONNABORTED) {
+            throw std::runtime_error(failure_at("no connection can be accepted"));
+        }
+    }
 }
 
 void listener::close() {

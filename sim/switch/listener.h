@@ -28,6 +28,9 @@ public:
     // Whether clients find this switch's socket.
     bool is_in_place() const;
 
+    // The next connection that waits, not blocking, or an empty one. Throws when none can be made.
+    file_descriptor accept() const;
+
     // Removes what clients find, and then lets the next switch in.
     void close();
 

@@ -29,10 +29,8 @@ void begin_batch(request &asked) {
     batch_table &batches = asked.vell.batches;
     if (asked.from.batch != 0) {
         batches.abandon(asked.from.batch);
-        asked.vell.log(
-            log_level_trace,
-            fmt::format("{}: begin marker inside a batch: the batch ends without an end marker",
-                        describe(asked.vell, asked.from)));
+        asked.vell.trace("{}: begin marker inside a batch: the batch ends without an end marker",
+                         describe(asked.vell, asked.from));
     }
     asked.from.batch = batches.begin(name_sender(asked));
 }
@@ -42,8 +40,7 @@ void end_batch(request &asked) {
         return asked.vell.batches.end(open);
     }
     asked.vell.batches.add_lone_end(name_sender(asked));
-    asked.vell.log(log_level_trace, fmt::format("{}: end marker without a begin marker",
-                                                describe(asked.vell, asked.from)));
+    asked.vell.trace("{}: end marker without a begin marker", describe(asked.vell, asked.from));
 }
 
 } // namespace

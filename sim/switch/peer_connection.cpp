@@ -25,10 +25,41 @@ std::size_t peer_connection::read_some(clock::time_point now) {
     return count > 0 ? static_cast<std::size_t>(count) : 0;
 }
 
-std::optional<peer_connection::clock::time_point> peer_connection::unfinished_since() {
-    const bool owes =
-        input.look() == frame_reader::state::incomplete && (input.held() > 0 || !has_spoken_);
-    return owes ? std::optional(heard_at_) : std::nullopt;
+bool peer_connection::wants_input(const server_limits &limits) {
+    return !end_of_input() && !answer_pending() && has_room(limits) &&
+           input.look() == frame_reader::state::incomplete;
+}
+
+std::optional<peer_connection::closing> peer_connection::why_close(const server_limits &limits,
+                                                                   clock::time_point now) {
+    const frame_reader::state state = input.look();
+    if (is_dropped_) {
+        return closing{false, "the switch dropped its connection"};
+    }
+    if (state == frame_reader::state::broken) {
+        return closing{true, input.broken_reason()};
+    }
+    if (end_of_input() && state == frame_reader::state::incomplete && !has_output() &&
+        !answer_pending()) {
+        return closing{input.held() > 0, end_reason_};
+    }
+    if (const auto when = closing_time(limits); when && *when <= now) {
+        return closing{true, has_room(limits) ? "it has not finished its message"
+                                              : "it does not read its messages"};
+    }
+    return std::nullopt;
+}
+
+// Of a peer that holds up its own requests, or of one that owes a message: the rest of one, or its
+// first.
+std::optional<peer_connection::clock::time_point>
+peer_connection::closing_time(const server_limits &limits) {
+    if (!has_room(limits)) {
+        return has_output() ? std::optional(taken_at_ + limits.unread) : std::nullopt;
+    }
+    const bool owes = !end_of_input() && input.look() == frame_reader::state::incomplete &&
+                      (input.held() > 0 || !has_spoken_);
+    return owes ? std::optional(heard_at_ + limits.unfinished) : std::nullopt;
 }
 
 void peer_connection::queue(const std::vector<std::byte> &frame, clock::time_point now) {

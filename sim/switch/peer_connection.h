@@ -4,6 +4,7 @@
 
 #include "sim/base/file_descriptor.h"
 #include "sim/switch/answer.h"
+#include "sim/switch/limits.h"
 #include "sim/switch/service.h"
 #include "sim/wire/frame.h"
 
@@ -36,10 +37,7 @@ public:
     // One read of what has arrived: how many bytes. Afterwards end_of_input() may be true.
     std::size_t read_some(clock::time_point now);
     bool end_of_input() const { return !end_reason_.empty(); }
-    const std::string &end_reason() const { return end_reason_; }
 
-    // Since when it has sent no byte of the message that it owes: the rest of one, or its first.
-    std::optional<clock::time_point> unfinished_since();
     void note_whole_frame() { has_spoken_ = true; }
 
     // It is not read from, so that its silence says nothing.
@@ -59,16 +57,23 @@ public:
     void flush(clock::time_point now);
     bool has_output() const { return sent_ < output_.size(); }
 
-    // Since when the peer has read nothing of what was sent.
-    std::optional<clock::time_point> unread_since() const {
-        return has_output() ? std::optional(taken_at_) : std::nullopt;
-    }
-
     // What has been answered and not sent, late replies included.
     std::size_t waiting() const { return output_.size() - sent_ + late_size_; }
 
-    // Whether more than `limit` waits beside the longest answer to one request.
-    bool is_over(std::size_t limit) const { return waiting() > limit + longest_answer_; }
+    // Whether its requests are handled: a peer that does not read its answers waits with them. The
+    // longest answer to one request may wait beside the limit.
+    bool has_room(const server_limits &limits) const {
+        return waiting() <= limits.output + longest_answer_;
+    }
+    bool wants_input(const server_limits &limits);
+
+    // Why the connection should be closed by now, and when its silence will have lasted too long.
+    struct closing {
+        bool is_error;
+        std::string why;
+    };
+    std::optional<closing> why_close(const server_limits &limits, clock::time_point now);
+    std::optional<clock::time_point> closing_time(const server_limits &limits);
 
     // The peer is gone, or takes no more: what waits for it is dropped. What it has sent still
     // counts.
@@ -80,7 +85,6 @@ public:
         end_output();
         is_dropped_ = true;
     }
-    bool is_dropped() const { return is_dropped_; }
 
 private:
     void queue(const std::vector<std::byte> &frame, clock::time_point now);

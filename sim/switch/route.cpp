@@ -111,7 +111,7 @@ void handle_route_message(request &asked) {
     route_message message = decode_route_message(asked.payload);
     require_option_word_1(asked, is_dux_role_update(message) ? 0 : 1);
     client &sender = require_client(asked, message.client_id);
-    if (!asked.vell.faults.refused_groups.empty() && !is_dux_role_update(message)) {
+    if (!is_dux_role_update(message)) {
         for (const route_record &record : message.records) {
             refuse_group_by_fault(asked, ipv4_address(record.key.group));
         }

@@ -17,22 +17,19 @@ namespace {
 struct route_filter {
     std::optional<std::uint64_t> client;
     std::optional<std::uint64_t> table;
-    std::optional<std::uint32_t> group;
-    std::optional<std::uint32_t> source;
+    std::optional<l2_address> group;
+    std::optional<l2_address> source;
 
     explicit route_filter(const question &asked)
-        : client(asked.number("client")), table(asked.number("table")) {
-        if (const auto address = asked.address("group")) {
-            group = ipv4_number(*address);
-        }
-        if (const auto address = asked.address("source")) {
-            source = ipv4_number(*address);
-        }
-    }
+        : client(asked.number("client")),
+          table(asked.number("table")),
+          group(asked.address("group")),
+          source(asked.address("source")) {}
 
     bool matches(const route_key &key, const route &held) const {
         return (!client || *client == held.client) && (!table || *table == key.table) &&
-               (!group || *group == key.group) && (!source || *source == key.source);
+               (!group || *group == ipv4_address(key.group)) &&
+               (!source || *source == ipv4_address(key.source));
     }
 };
 
@@ -94,16 +91,10 @@ std::string_view oif_kind_text(std::uint32_t kind) {
 }
 
 void print_oifs(output &out, const std::vector<oif_entry> &oifs) {
-    if (oifs.empty()) {
-        out.text("    OIFs: none\n");
-        out.open_list("oifs");
-    } else {
-        out.open_wrapped_list("oifs", fmt::format("    OIFs ({}): ", oifs.size()));
-    }
+    open_items(out, "oifs", "OIFs", oifs.size());
     for (const oif_entry &oif : oifs) {
         out.open_object();
-        out.json("if_index", oif.if_index);
-        out.field("name", "{}", if_name(oif.if_index));
+        print_interface(out, oif.if_index);
         out.json("kind", oif.kind);
         out.text("{}", oif_kind_text(oif.kind));
         out.close_object();
@@ -111,10 +102,8 @@ void print_oifs(output &out, const std::vector<oif_entry> &oifs) {
     out.close_list();
 }
 
-void print_words(output &out, const std::array<std::uint32_t, 4> &words) {
-    for (const std::uint32_t word : words) {
-        out.json({}, word);
-    }
+void print_words(output &out, std::string_view name, const std::array<std::uint32_t, 4> &words) {
+    out.json_list(name, words);
     out.text("{} {} {} {}", words[0], words[1], words[2], words[3]);
 }
 
@@ -134,16 +123,12 @@ void print_rare_list(output &out, const char *name, const char *title,
 }
 
 void print_mti(output &out, const mti_entry &words) {
-    out.open_list();
-    print_words(out, words);
-    out.close_list();
+    print_words(out, {}, words);
 }
 
 void print_glt(output &out, const glt_entry &glt) {
     out.open_object();
-    out.open_list("words");
-    print_words(out, glt.words);
-    out.close_list();
+    print_words(out, "words", glt.words);
     const std::string data = hex_text(std::as_bytes(std::span(glt.data).first(glt.length)));
     out.json("data", data);
     out.text(" data {}", data.empty() ? "-" : data);

@@ -82,7 +82,7 @@ int serve_at(listener &place, const file_descriptor &stop, const run_options &op
     service vell;
     set_faults(vell.faults, options.modes);
     vell.log = [&log](std::uint32_t level, const std::string &text) { log.write(level, text); };
-    vell.log(log_level_trace, fmt::format("listens on {}", place.path()));
+    vell.trace("listens on {}", place.path());
     if (!options.modes.empty()) {
         log_faults(vell);
     }
@@ -98,11 +98,11 @@ int serve_at(listener &place, const file_descriptor &stop, const run_options &op
             break;
         }
     } catch (const std::exception &error) {
-        vell.log(log_level_error, fmt::format("ends: {}", reason_of(error)));
+        vell.error("ends: {}", reason_of(error));
         place.close();
         throw;
     }
-    vell.log(log_level_trace, "ends");
+    vell.trace("ends");
     place.close();
     return EXIT_SUCCESS;
 }

@@ -8,8 +8,8 @@
 #include <cstring>
 #include <fmt/format.h>
 #include <limits>
+#include <span>
 #include <stdexcept>
-#include <sys/socket.h>
 #include <utility>
 
 namespace sim {
@@ -30,42 +30,22 @@ constexpr std::size_t catch_up_limit = 1u << 20;
 // How long a switch that ends handles what it has received.
 constexpr auto longest_finish = 2s;
 
-bool has_whole(peer_connection &peer) {
-    return peer.input.look() == frame_reader::state::whole;
-}
-
-bool has_request(peer_connection &peer) {
-    return has_whole(peer) && peer.input.front().head.kind == frame_kind::request;
-}
-
-// A question is answered from the tables, before anything that comes after it changes them.
-bool has_question(peer_connection &peer) {
-    return has_whole(peer) && !has_request(peer);
-}
-
-answer answer_to(service &vell, const frame_view &question) {
-    return answer_question(
-        vell, {reinterpret_cast<const char *>(question.payload.data()), question.payload.size()});
-}
-
-std::uint32_t peer_pid(int fd) {
-    ucred peer{};
-    socklen_t size = sizeof peer;
-    return getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0
-               ? static_cast<std::uint32_t>(peer.pid)
-               : 0;
+bool has_whole(peer_connection &peer, frame_kind kind) {
+    return peer.input.look() == frame_reader::state::whole && peer.input.front().head.kind == kind;
 }
 
 } // namespace
-
-server::server(service &vell, listener &place, int stop_fd, const server_limits &limits)
-    : vell_(vell), place_(place), stop_fd_(stop_fd), limits_(limits) {}
 
 server::outcome server::run() {
     std::vector<connection_id> ids;
     while (!end_) {
         std::vector<pollfd> entries = poll_entries(ids);
-        wait(entries);
+        if (poll(entries.data(), entries.size(), poll_timeout_ms()) < 0) {
+            if (errno != EINTR) {
+                throw std::runtime_error(fmt::format("poll: {}", std::strerror(errno)));
+            }
+            continue;
+        }
         now_ = clock::now();
         if (entries[0].revents != 0 || vell_.is_stopped) {
             finish();
@@ -78,7 +58,9 @@ server::outcome server::run() {
             accept_waiting();
         }
         close_hoarders();
-        send_late_replies();
+        for (auto &[id, peer] : peers_) {
+            peer.queue_due(now_);
+        }
         keep_place();
     }
     return *end_;
@@ -90,25 +72,17 @@ std::vector<pollfd> server::poll_entries(std::vector<connection_id> &ids) {
     std::vector<pollfd> entries{{stop_fd_, POLLIN, 0}, {place_.fd(), POLLIN, 0}};
     ids.clear();
     for (auto &[id, peer] : peers_) {
-        // The hang-up of a connection that is known to be gone would end every poll at once.
-        const short events = wanted_events(peer);
-        if ((events & POLLIN) == 0) {
+        const bool reads = peer.wants_input(limits_);
+        const bool writes = peer.has_output() || peer.answer_pending();
+        if (!reads) {
             peer.restart_silence(now_);
         }
-        entries.push_back({events == 0 && peer.output_ended() ? -1 : peer.fd(), events, 0});
+        // The hang-up of a connection that is known to be gone would end every poll at once.
+        entries.push_back({!reads && !writes && peer.output_ended() ? -1 : peer.fd(),
+                           static_cast<short>((reads ? POLLIN : 0) | (writes ? POLLOUT : 0)), 0});
         ids.push_back(id);
     }
     return entries;
-}
-
-void server::wait(std::vector<pollfd> &entries) {
-    if (poll(entries.data(), entries.size(), poll_timeout_ms()) >= 0) {
-        return;
-    }
-    if (errno != EINTR) {
-        throw std::runtime_error(fmt::format("poll: {}", std::strerror(errno)));
-    }
-    std::ranges::for_each(entries, [](pollfd &entry) { entry.revents = 0; });
 }
 
 int server::poll_timeout_ms() {
@@ -122,36 +96,26 @@ int server::poll_timeout_ms() {
     for (auto &[id, peer] : peers_) {
         consider(peer.pause_until);
         consider(peer.next_due());
-        consider(closing_time(peer));
+        consider(peer.closing_time(limits_));
     }
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(next - clock::now()).count();
     return static_cast<int>(std::clamp<long long>(left, 0, std::numeric_limits<int>::max()));
 }
 
-short server::wanted_events(peer_connection &peer) const {
-    return static_cast<short>((wants_input(peer) ? POLLIN : 0) |
-                              (peer.has_output() || peer.answer_pending() ? POLLOUT : 0));
-}
-
 void server::accept_waiting() {
     for (int i = 0; i < accepts_per_turn; ++i) {
-        file_descriptor accepted(
-            accept4(place_.fd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-        if (accepted) {
-            admit(std::move(accepted));
-        } else if (errno == EAGAIN) {
+        file_descriptor accepted = place_.accept();
+        if (!accepted) {
             return;
-        } else if (errno != EINTR && errno != ECONNABORTED) {
-            throw std::runtime_error(
-                fmt::format("no connection can be accepted: {}", std::strerror(errno)));
         }
+        admit(std::move(accepted));
     }
 }
 
 void server::admit(file_descriptor socket) {
     const std::uint32_t pid = peer_pid(socket.get());
     if (const std::string reason = check_peer(socket.get()); !reason.empty()) {
-        vell_.log(log_level_error, fmt::format("connection of pid {}: {}: closed", pid, reason));
+        vell_.error("connection of pid {}: {}: closed", pid, reason);
         return;
     }
     peer_connection peer(std::move(socket), pid, now_);
@@ -163,8 +127,7 @@ void server::admit(file_descriptor socket) {
     const std::string why =
         fmt::format("the switch has {} connections, which is its limit", limits_.connections);
     if (!std::exchange(full_said_, true)) {
-        vell_.log(log_level_error,
-                  fmt::format("connection of pid {}: {}: it and others are refused", pid, why));
+        vell_.error("connection of pid {}: {}: it and others are refused", pid, why);
     }
     peer.send_closing(why);
 }
@@ -199,7 +162,7 @@ void server::serve_connection(connection_id id, short events) {
     if ((events & (POLLHUP | POLLERR)) != 0) {
         peer.end_output();
     }
-    if ((events & ~POLLOUT) != 0 && wants_input(peer)) {
+    if ((events & ~POLLOUT) != 0 && peer.wants_input(limits_)) {
         peer.read_some(now_);
     }
     take_frames(id, peer);
@@ -208,41 +171,35 @@ void server::serve_connection(connection_id id, short events) {
 
 void server::end_turn(connection_id id, peer_connection &peer) {
     peer.flush(now_);
-    if (const std::optional<closing> how = why_close(peer); how && !end_) {
+    if (const auto how = peer.why_close(limits_, now_); how && !end_) {
         close_connection(id, *how);
     }
 }
 
-bool server::wants_input(peer_connection &peer) const {
-    return !peer.end_of_input() && !peer.answer_pending() && has_room(peer) &&
-           peer.input.look() == frame_reader::state::incomplete;
-}
-
-// A peer that does not read its answers waits with its requests.
-bool server::has_room(const peer_connection &peer) const {
-    return !peer.is_over(limits_.output);
-}
-
+// A question is answered from the tables, before anything that comes after it changes them.
 void server::take_frames(connection_id id, peer_connection &peer) {
     take_requests(peer);
-    while (!end_ && has_question(peer) && !peer.answer_pending() && has_room(peer)) {
+    while (!end_ && has_whole(peer, frame_kind::question) && !peer.answer_pending() &&
+           peer.has_room(limits_)) {
         catch_up(id);
         if (end_) {
             return;
         }
         peer.note_whole_frame();
-        peer.queue_answer(answer_to(vell_, peer.input.front()));
+        const std::span<const std::byte> question = peer.input.front().payload;
+        peer.queue_answer(answer_question(
+            vell_, {reinterpret_cast<const char *>(question.data()), question.size()}));
         peer.input.drop_frame();
         take_requests(peer);
     }
 }
 
 void server::take_requests(peer_connection &peer) {
-    while (!end_ && !peer.answer_pending() && has_request(peer) && has_room(peer) &&
-           !pauses(peer)) {
+    while (!end_ && !peer.answer_pending() && has_whole(peer, frame_kind::request) &&
+           peer.has_room(limits_) && !pauses(peer)) {
         take_request(peer, peer.input.front());
         peer.input.drop_frame();
-        if (!has_room(peer)) {
+        if (!peer.has_room(limits_)) {
             peer.flush(now_);
         }
     }
@@ -251,21 +208,14 @@ void server::take_requests(peer_connection &peer) {
 // An answer shows all that was sent before its question, also by others who sent more than one turn
 // takes.
 void server::catch_up(connection_id asker) {
-    std::vector<connection_id> others;
-    for (const auto &[id, peer] : peers_) {
-        if (id != asker) {
-            others.push_back(id);
-        }
-    }
-    for (const connection_id id : others) {
-        const auto found = peers_.find(id);
-        if (found == peers_.end()) {
+    for (auto next = peers_.begin(); next != peers_.end() && !end_;) {
+        auto &[id, peer] = *next++; // it may be closed here
+        if (id == asker) {
             continue;
         }
-        peer_connection &peer = found->second;
         std::size_t taken = 0;
         std::size_t count = 1;
-        while (count > 0 && taken < catch_up_limit && wants_input(peer) && !end_) {
+        while (count > 0 && taken < catch_up_limit && peer.wants_input(limits_) && !end_) {
             count = peer.read_some(now_);
             taken += count;
             take_requests(peer);
@@ -275,14 +225,10 @@ void server::catch_up(connection_id asker) {
 }
 
 bool server::pauses(peer_connection &peer) {
-    if (vell_.faults.slow.count() == 0) {
-        peer.pause_until.reset();
-        return false;
-    }
-    if (!peer.pause_until) {
-        peer.pause_until = clock::now() + vell_.faults.slow;
-    }
-    if (clock::now() < *peer.pause_until) {
+    const std::chrono::milliseconds pause(vell_.faults.slow_ms);
+    const clock::time_point until = peer.pause_until.value_or(clock::now() + pause);
+    if (pause.count() != 0 && clock::now() < until) {
+        peer.pause_until = until;
         return true;
     }
     peer.pause_until.reset();
@@ -294,53 +240,20 @@ void server::take_request(peer_connection &peer, const frame_view &asked) {
     peer.queue_replies(handle_request(vell_, peer.who, asked.head, asked.payload), clock::now());
     fault_modes &faults = vell_.faults;
     if (faults.die_after != 0 && --faults.die_after == 0) {
-        vell_.log(log_level_error, "exits: --die-after");
+        vell_.error("exits: --die-after");
         peer.flush(now_);
         end_ = outcome::died;
     }
     if (faults.drop_after != 0 && --faults.drop_after == 0) {
-        vell_.log(log_level_error,
-                  fmt::format("{}: connection dropped: --drop-after", describe(vell_, peer.who)));
+        vell_.error("{}: connection dropped: --drop-after", describe(vell_, peer.who));
         peer.drop();
     }
 }
 
-std::optional<server::closing> server::why_close(peer_connection &peer) const {
-    const frame_reader::state state = peer.input.look();
-    if (peer.is_dropped()) {
-        return closing{false, "the switch dropped its connection"};
-    }
-    if (state == frame_reader::state::broken) {
-        return closing{true, peer.input.broken_reason()};
-    }
-    const bool finished =
-        state == frame_reader::state::incomplete && !peer.has_output() && !peer.answer_pending();
-    if (peer.end_of_input() && finished) {
-        return closing{peer.input.held() > 0, peer.end_reason()};
-    }
-    if (const auto when = closing_time(peer); when && *when <= now_) {
-        return closing{true, has_room(peer) ? "it has not finished its message"
-                                            : "it does not read its messages"};
-    }
-    return std::nullopt;
-}
-
-// When a peer's silence has lasted long enough: of one that holds up its own requests, or of one
-// that owes a message.
-std::optional<server::clock::time_point> server::closing_time(peer_connection &peer) const {
-    if (!has_room(peer)) {
-        const auto since = peer.unread_since();
-        return since ? std::optional(*since + limits_.unread) : std::nullopt;
-    }
-    const auto since = peer.end_of_input() ? std::nullopt : peer.unfinished_since();
-    return since ? std::optional(*since + limits_.unfinished) : std::nullopt;
-}
-
-void server::close_connection(connection_id id, const closing &how) {
+void server::close_connection(connection_id id, const peer_connection::closing &how) {
     peer_connection &peer = peers_.at(id);
     if (how.is_error) {
-        vell_.log(log_level_error,
-                  fmt::format("{}: {}: connection closed", describe(vell_, peer.who), how.why));
+        vell_.error("{}: {}: connection closed", describe(vell_, peer.who), how.why);
     }
     if (how.is_error && !peer.end_of_input()) {
         peer.send_closing(how.why);
@@ -374,12 +287,6 @@ void server::close_largest(std::size_t (*size)(const peer_connection &peer), std
     }
 }
 
-void server::send_late_replies() {
-    for (auto &[id, peer] : peers_) {
-        peer.queue_due(now_);
-    }
-}
-
 // No request goes unnoticed: what is not handled now never will be.
 void server::finish() {
     accept_waiting();
@@ -388,14 +295,14 @@ void server::finish() {
         std::uint64_t dropped = 0;
         do {
             take_requests(peer);
-            for (; has_whole(peer) && !end_; peer.input.drop_frame()) {
-                dropped += has_request(peer) ? 1 : 0;
+            while (!end_ && peer.input.look() == frame_reader::state::whole) {
+                dropped += has_whole(peer, frame_kind::request) ? 1 : 0;
+                peer.input.drop_frame();
             }
         } while (!end_ && clock::now() < until && peer.read_some(now_) > 0);
         if (dropped > 0) {
-            vell_.log(log_level_error,
-                      fmt::format("{}: {} dropped: the switch ends", describe(vell_, peer.who),
-                                  counted(dropped, "message")));
+            vell_.error("{}: {} dropped: the switch ends", describe(vell_, peer.who),
+                        counted(dropped, "message"));
         }
         peer.flush(now_);
     }

@@ -23,7 +23,8 @@ namespace sim {
 class server {
 public:
     // `stop_fd` becomes readable when the switch should end.
-    server(service &vell, listener &place, int stop_fd, const server_limits &limits = {});
+    server(service &vell, listener &place, int stop_fd, const server_limits &limits = {})
+        : vell_(vell), place_(place), stop_fd_(stop_fd), limits_(limits) {}
 
     enum class outcome {
         stopped,
@@ -40,15 +41,8 @@ private:
     using connection_id = std::uint64_t;
     using connections = std::map<connection_id, peer_connection>;
 
-    struct closing {
-        bool is_error;
-        std::string why;
-    };
-
     std::vector<pollfd> poll_entries(std::vector<connection_id> &ids);
-    short wanted_events(peer_connection &peer) const;
     int poll_timeout_ms();
-    void wait(std::vector<pollfd> &entries);
 
     void accept_waiting();
     void admit(file_descriptor socket);
@@ -58,17 +52,12 @@ private:
     void take_frames(connection_id id, peer_connection &peer);
     void take_requests(peer_connection &peer);
     void take_request(peer_connection &peer, const frame_view &asked);
-    bool wants_input(peer_connection &peer) const;
-    bool has_room(const peer_connection &peer) const;
     bool pauses(peer_connection &peer);
     void catch_up(connection_id asker);
-    void send_late_replies();
     void finish();
 
     void end_turn(connection_id id, peer_connection &peer);
-    std::optional<closing> why_close(peer_connection &peer) const;
-    std::optional<clock::time_point> closing_time(peer_connection &peer) const;
-    void close_connection(connection_id id, const closing &how);
+    void close_connection(connection_id id, const peer_connection::closing &how);
     void close_hoarders();
     void close_largest(std::size_t (*size)(const peer_connection &peer), std::size_t limit,
                        const char *what);

@@ -147,10 +147,8 @@ void refuse_vlan_by_fault(const request &asked, std::uint16_t vlan) {
 }
 
 void refuse_group_by_fault(const request &asked, const l2_address &group) {
-    if (const std::set<std::string> &refused = asked.vell.faults.refused_groups; !refused.empty()) {
-        if (const std::string text = address_text(group); refused.contains(text)) {
-            refuse_at(0, "group {} is refused by --refuse-group", text);
-        }
+    if (asked.vell.faults.refused_groups.contains(group)) {
+        refuse_at(0, "group {} is refused by --refuse-group", address_text(group));
     }
 }
 
@@ -214,9 +212,8 @@ std::vector<reply> handle_request(service &vell, session &from, const frame_head
         dispatch(kind, asked);
     } catch (const refusal &why) {
         is_refused = true;
-        vell.log(log_level_error,
-                 fmt::format("{}: {} (opcode {}): {}: refused", describe(vell, from), name,
-                             head.opcode, describe(why)));
+        vell.error("{}: {} (opcode {}): {}: refused", describe(vell, from), name, head.opcode,
+                   describe(why));
     }
     count_request(vell.clients.find(sender), name, asked, is_refused);
     return std::move(asked.replies);
@@ -224,7 +221,7 @@ std::vector<reply> handle_request(service &vell, session &from, const frame_head
 
 void log_faults(const service &vell) {
     const std::string modes = fault_text(vell.faults);
-    vell.log(log_level_trace, fmt::format("fault modes: {}", modes.empty() ? "none" : modes));
+    vell.trace("fault modes: {}", modes.empty() ? "none" : modes);
 }
 
 void handle_loss(service &vell, session &from, std::string_view how) {
@@ -234,7 +231,7 @@ void handle_loss(service &vell, session &from, std::string_view how) {
         return;
     }
     vell.clients.end(from.client_of, client_state::lost);
-    vell.log(log_level_trace, fmt::format("{} lost: {}", describe(vell, from), how));
+    vell.trace("{} lost: {}", describe(vell, from), how);
     from.client_of = 0;
 }
 

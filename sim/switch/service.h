@@ -12,14 +12,15 @@
 #include "sim/switch/stats.h"
 #include "sim/wire/frame.h"
 
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <fmt/format.h>
 #include <functional>
 #include <map>
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace sim {
@@ -36,6 +37,16 @@ struct service {
     fault_modes faults;
     std::function<void(std::uint32_t level, const std::string &text)> log =
         [](std::uint32_t, const std::string &) {};
+
+    template <typename... Values>
+    void error(fmt::format_string<Values...> format, Values &&...values) const {
+        log(log_level_error, fmt::format(format, std::forward<Values>(values)...));
+    }
+    template <typename... Values>
+    void trace(fmt::format_string<Values...> format, Values &&...values) const {
+        log(log_level_trace, fmt::format(format, std::forward<Values>(values)...));
+    }
+
     client_table clients;
     std::map<route_key, route> routes;
     std::size_t route_list_bytes = 0; // of all routes
@@ -55,8 +66,6 @@ struct session {
     client_key peer = 0;      // its row while it is not registered; 0 until it sends something
     batch_key batch = 0;      // 0 while none is open
 };
-
-;
 
 // The interfaces of all layer-2 entries, LTLs and flood sets.
 std::size_t held_interfaces(const service &vell);

@@ -12,7 +12,6 @@
 #include <poll.h>
 #include <string_view>
 #include <sys/file.h>
-#include <sys/socket.h>
 #include <utility>
 
 namespace sim {
@@ -46,14 +45,6 @@ private:
     std::string pid_text_;
 };
 
-std::string pid_text_of(int fd) {
-    ucred peer{};
-    socklen_t size = sizeof peer;
-    return getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 && peer.pid > 0
-               ? fmt::format(" (pid {})", peer.pid)
-               : "";
-}
-
 std::string conversation::not_in_time(const char *what) const {
     return fmt::format("the switch{} {} within {} (--timeout)", pid_text_, what,
                        counted(static_cast<std::uint64_t>(to_.timeout_s), "second"));
@@ -75,7 +66,8 @@ std::string conversation::connect() {
     }
     if (made.socket) {
         socket_ = std::move(made.socket);
-        pid_text_ = pid_text_of(socket_.get());
+        const std::uint32_t pid = peer_pid(socket_.get());
+        pid_text_ = pid == 0 ? "" : fmt::format(" (pid {})", pid);
         return {};
     }
     if (is_held()) {

@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fmt/format.h>
+#include <optional>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -64,6 +65,13 @@ std::string make_own_directory(const std::string &path) {
         return failed(path);
     }
     return check_own_directory(path);
+}
+
+std::optional<ucred> peer_of(int fd) {
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    return getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 ? std::optional(peer)
+                                                                      : std::nullopt;
 }
 
 // The send timeout of a Unix socket also bounds how long connect() waits for a place in the
@@ -157,15 +165,19 @@ std::string service_address(const std::string &run_directory, sockaddr_un &addre
     return {};
 }
 
+std::uint32_t peer_pid(int fd) {
+    const std::optional<ucred> peer = peer_of(fd);
+    return peer ? static_cast<std::uint32_t>(peer->pid) : 0;
+}
+
 std::string check_peer(int fd, uid_t user) {
-    ucred peer{};
-    socklen_t size = sizeof peer;
-    if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) {
+    const std::optional<ucred> peer = peer_of(fd);
+    if (!peer) {
         return failed("the other end's user is unknown");
     }
-    return peer.uid == user
+    return peer->uid == user
                ? ""
-               : fmt::format("the other end is of user {}, not of user {}", peer.uid, user);
+               : fmt::format("the other end is of user {}, not of user {}", peer->uid, user);
 }
 
 connection connect_service(const std::string &run_directory, int timeout_ms) {

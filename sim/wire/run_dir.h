@@ -4,6 +4,7 @@
 
 #include "sim/base/file_descriptor.h"
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <sys/types.h>
@@ -41,6 +42,9 @@ std::string running_pid(const std::string &run_directory);
 // Fills in the address of the service's socket in the run directory. Returns an empty string, or
 // what is wrong: the path and the reason.
 std::string service_address(const std::string &run_directory, sockaddr_un &address);
+
+// The process at the other end of a Unix socket; 0 when that is unknown.
+std::uint32_t peer_pid(int fd);
 
 // Whether the process at the other end of a Unix socket is of this user: an empty string, or the
 // reason why not.

@@ -271,7 +271,9 @@ TEST_F(Faults, DropAConnectionAndGoOn) {
 }
 
 TEST_F(Faults, RefuseChosenVlansAndGroups) {
-    test_service test({.refused_vlans = {12}, .refused_groups = {"239.1.1.2", "239.1.1.3"}});
+    test_service test({.refused_vlans = {12},
+                       .refused_groups = {*sim::parse_l2_address("239.1.1.2"),
+                                          *sim::parse_l2_address("239.1.1.3")}});
     sim::session from = test.registered_session();
     test.send(from, route_head(), route_payload(1, {{.group = 0xef010101}, {.group = 0xef010102}}));
     EXPECT_TRUE(test.vell.routes.empty()) << "the whole message is refused";

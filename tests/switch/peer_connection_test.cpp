@@ -68,12 +68,12 @@ TEST_F(PeerConnection, SendsLateRepliesWhenTheyAreDue) {
     EXPECT_EQ(peer.waiting(), 0u);
 }
 
-TEST_F(PeerConnection, IsNotOverALimitByOneAnswer) {
+TEST_F(PeerConnection, HasRoomForOneAnswerOverTheLimit) {
     peer.queue_replies({reply_of(20 * mebibyte, 'a'), reply_of(20 * mebibyte, 'a', 1h)}, now);
-    EXPECT_FALSE(peer.is_over(0));
+    EXPECT_TRUE(peer.has_room({.output = 0}));
     peer.queue_replies({reply_of(1000, 'b')}, now);
-    EXPECT_FALSE(peer.is_over(1000));
-    EXPECT_TRUE(peer.is_over(999));
+    EXPECT_TRUE(peer.has_room({.output = 1000}));
+    EXPECT_FALSE(peer.has_room({.output = 999}));
 }
 
 TEST_F(PeerConnection, ForgetsTheLongestAnswerOnceItIsRead) {
@@ -85,40 +85,48 @@ TEST_F(PeerConnection, ForgetsTheLongestAnswerOnceItIsRead) {
     peer.queue_replies({reply_of(1, 'a')}, now);
     peer.queue_replies({reply_of(1000, 'a')}, now);
     peer.queue_replies({reply_of(1000, 'a')}, now);
-    EXPECT_TRUE(peer.is_over(1000));
-    EXPECT_FALSE(peer.is_over(1001));
+    EXPECT_FALSE(peer.has_room({.output = 1000}));
+    EXPECT_TRUE(peer.has_room({.output = 1001}));
 }
 
-TEST_F(PeerConnection, KnowsSinceWhenThePeerHasReadNothing) {
-    EXPECT_EQ(peer.unread_since(), std::nullopt);
+TEST_F(PeerConnection, IsClosedWhenThePeerHasReadNothingForTooLong) {
+    const sim::server_limits limits{.output = 0, .unread = 10s};
+    peer.note_whole_frame();
     peer.queue_replies({reply_of(4 * mebibyte, 'a')}, now + 1s);
-    EXPECT_EQ(peer.unread_since(), now + 1s);
+    EXPECT_EQ(peer.closing_time(limits), std::nullopt) << "one answer may wait";
+    peer.queue_replies({reply_of(4 * mebibyte, 'a')}, now + 1s);
+    EXPECT_EQ(peer.closing_time(limits), now + 11s);
     peer.flush(now + 2s);
-    EXPECT_EQ(peer.unread_since(), now + 2s) << "the socket took some of it";
+    EXPECT_EQ(peer.closing_time(limits), now + 12s) << "the socket took some of it";
     peer.flush(now + 3s);
     peer.queue_replies({reply_of(1, 'b')}, now + 4s);
-    EXPECT_EQ(peer.unread_since(), now + 2s);
+    EXPECT_EQ(peer.closing_time(limits), now + 12s);
     read_all();
     peer.flush(now + 5s);
-    EXPECT_EQ(peer.unread_since(), now + 5s);
+    EXPECT_EQ(peer.closing_time(limits), now + 15s);
+    EXPECT_FALSE(peer.why_close(limits, now + 15s - 1ms));
+    ASSERT_TRUE(peer.why_close(limits, now + 15s));
+    EXPECT_EQ(peer.why_close(limits, now + 15s)->why, "it does not read its messages");
     while (peer.has_output()) {
         read_all();
         peer.flush(now + 6s);
     }
-    EXPECT_EQ(peer.unread_since(), std::nullopt);
+    EXPECT_EQ(peer.closing_time(limits), std::nullopt);
 }
 
-TEST_F(PeerConnection, KnowsSinceWhenAMessageIsMissingItsRest) {
-    EXPECT_EQ(peer.unfinished_since(), now) << "nothing has come of a first message";
+TEST_F(PeerConnection, IsClosedWhenAMessageMissesItsRestForTooLong) {
+    const sim::server_limits limits{.unfinished = 60s};
+    EXPECT_EQ(peer.closing_time(limits), now + 60s) << "nothing has come of a first message";
     peer.note_whole_frame();
-    EXPECT_EQ(peer.unfinished_since(), std::nullopt);
+    EXPECT_EQ(peer.closing_time(limits), std::nullopt);
     ASSERT_EQ(send(ends.far.get(), "KYT1", 4, 0), 4);
     EXPECT_EQ(peer.read_some(now + 1s), 4u);
-    EXPECT_EQ(peer.unfinished_since(), now + 1s);
+    EXPECT_EQ(peer.closing_time(limits), now + 61s);
     EXPECT_EQ(peer.read_some(now + 2s), 0u);
-    EXPECT_EQ(peer.unfinished_since(), now + 1s);
+    EXPECT_EQ(peer.closing_time(limits), now + 61s);
     peer.restart_silence(now + 3s);
-    EXPECT_EQ(peer.unfinished_since(), now + 3s);
+    EXPECT_EQ(peer.closing_time(limits), now + 63s);
+    EXPECT_EQ(peer.why_close(limits, now + 63s)->why, "it has not finished its message");
 }
 
 TEST_F(PeerConnection, KeepsNothingForAPeerThatIsGone) {
