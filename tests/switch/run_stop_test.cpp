@@ -10,8 +10,17 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#if defined(__SANITIZE_ADDRESS__)
+#define UNDER_ADDRESS_SANITIZER
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define UNDER_ADDRESS_SANITIZER
+#endif
+#endif
 
 using testing::Contains;
 using testing::HasSubstr;
@@ -26,6 +35,13 @@ unsigned mode_of(const std::string &path) {
 
 bool is_there(const std::string &path) {
     return std::filesystem::exists(std::filesystem::symlink_status(path));
+}
+
+// In bytes.
+rlim_t address_space(pid_t pid) {
+    rlim_t pages = 0;
+    std::ifstream(fmt::format("/proc/{}/statm", pid)) >> pages;
+    return pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE));
 }
 
 class RunAndStop : public simulator {
@@ -332,6 +348,52 @@ TEST_F(RunAndStop, GoesOnInTheBackgroundWithoutStandardStreams) {
         expect_service(run_dir);
         EXPECT_EQ(vellsim({"stop", "--run-dir", run_dir}).exit_code, 0) << closed;
     }
+}
+
+// What is printed must never go into a file or a connection of the switch.
+TEST_F(RunAndStop, LeavesTheStandardDescriptorsToNothingElse) {
+    running_program running({"/bin/sh", "-c",
+                             "echo started; exec \"$0\" run --run-dir \"$1\" <&- >&- 2>&-",
+                             VELLSIM_PATH, run_dir});
+    ASSERT_TRUE(wait_until([&] { return is_there(socket_path); }));
+    expect_service(run_dir);
+    for (const char *fd : {"0", "1", "2"}) {
+        EXPECT_EQ(std::filesystem::read_symlink(fmt::format("/proc/{}/fd/{}", running.pid(), fd)),
+                  "/dev/null");
+    }
+    EXPECT_EQ(vellsim({"stop", "--run-dir", run_dir}).exit_code, 0);
+    EXPECT_EQ(running.wait(), 0);
+}
+
+// However it finds out: where it asks for memory, or where an exception cannot be caught.
+TEST_F(RunAndStop, EndsWithAReasonWhenTheMemoryRunsOut) {
+#ifdef UNDER_ADDRESS_SANITIZER
+    GTEST_SKIP() << "the address sanitizer needs more address space than the limits leave";
+#endif
+    const auto expect_end = [&](rlim_t more, const auto &use_memory) {
+        const sim::file_descriptor heard = unnamed_file();
+        switch_process running(run_dir, {"--quiet"}, heard.get());
+        raw_peer peer(run_dir);
+        const std::uint8_t id = peer.register_client();
+        const rlimit few{address_space(running.pid()) + more, RLIM_INFINITY};
+        ASSERT_EQ(prlimit(running.pid(), RLIMIT_AS, &few, nullptr), 0);
+        use_memory(peer, id);
+        EXPECT_EQ(running.wait(), 1) << more;
+        EXPECT_THAT(read_file(heard.get()), HasSubstr("vellsim: there is not enough memory"));
+    };
+    for (const rlim_t more : {1u << 20, 5u << 20, 12u << 20, 30u << 20}) {
+        expect_end(more,
+                   [](raw_peer &peer, std::uint8_t) { peer.send(route_head(), bytes(16u << 20)); });
+    }
+    // Little by little, so that not even a line for the log finds room at the end.
+    expect_end(0, [](raw_peer &peer, std::uint8_t id) {
+        for (std::uint32_t i = 0; i < 1'000'000; ++i) {
+            peer.send(notice_head(), notice_payload(id + 1u, 1, 2, 3)); // refused, and counted
+            if (!peer.send(route_head(), route_payload(id, {{.group = 0xe0000000 + i}}))) {
+                return;
+            }
+        }
+    });
 }
 
 TEST_F(RunAndStop, KeepsNothingOfTheCallerInTheBackground) {
