@@ -1,5 +1,6 @@
 #include "sim/base/text.h"
 
+#include <algorithm>
 #include <charconv>
 #include <fmt/format.h>
 
@@ -25,6 +26,12 @@ std::optional<std::uint64_t> parse_number(std::string_view text) {
     const auto result =
         std::from_chars(text.data() + (is_hex ? 2 : 0), end, number, is_hex ? 16 : 10);
     return result.ec == std::errc() && result.ptr == end ? std::optional(number) : std::nullopt;
+}
+
+std::string_view take_until(std::string_view &text, std::string_view end) {
+    const std::string_view taken = text.substr(0, text.find(end));
+    text.remove_prefix(std::min(taken.size() + end.size(), text.size()));
+    return taken;
 }
 
 std::string counted(std::uint64_t count, std::string_view noun, std::string_view plural) {

@@ -17,6 +17,9 @@ std::string printable(std::string_view text);
 // Decimal digits, or 0x and hexadecimal ones; a leading zero is only a digit.
 std::optional<std::uint64_t> parse_number(std::string_view text);
 
+// Takes the text before the first `end`, and that; all of the text when there is none.
+std::string_view take_until(std::string_view &text, std::string_view end);
+
 // "1 route", "2 routes".
 std::string counted(std::uint64_t count, std::string_view noun, std::string_view plural = {});
 

@@ -54,21 +54,9 @@ void reject(request &asked, client &rejected, std::string_view why) {
 } // namespace
 
 std::string_view client_state_name(client_state state) {
-    switch (state) {
-    case client_state::unregistered:
-        return "unregistered";
-    case client_state::registered:
-        return "registered";
-    case client_state::deregistered:
-        return "deregistered";
-    case client_state::replaced:
-        return "replaced";
-    case client_state::lost:
-        return "lost";
-    case client_state::rejected:
-        return "rejected";
-    }
-    return "unknown";
+    constexpr std::string_view names[] = {"unregistered", "registered", "deregistered",
+                                          "replaced",     "lost",       "rejected"};
+    return names[static_cast<std::size_t>(state)];
 }
 
 std::optional<std::uint8_t> client_table::free_id() const {
@@ -113,10 +101,10 @@ void client_table::end(client_key key, client_state how) {
 }
 
 void client_table::remember_gone(client_key key) {
-    gone_.emplace(++departures_, key);
+    gone_.push_back(key);
     if (gone_.size() > gone_clients_kept) {
-        clients_.erase(gone_.begin()->second);
-        gone_.erase(gone_.begin());
+        clients_.erase(gone_.front());
+        gone_.pop_front();
     }
 }
 

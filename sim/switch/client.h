@@ -8,6 +8,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <optional>
 #include <span>
@@ -86,11 +87,10 @@ private:
     void remember_gone(client_key key);
 
     std::map<client_key, client> clients_;
-    std::map<std::uint64_t, client_key> gone_; // by the order in which they went
+    std::deque<client_key> gone_; // in the order in which they went
     // Counts, since a fault mode may hand one id to several clients.
     std::array<std::uint32_t, 256> id_holders_{};
     client_key last_key_ = 0;
-    std::uint64_t departures_ = 0;
 };
 
 struct register_request {

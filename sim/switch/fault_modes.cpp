@@ -158,15 +158,13 @@ struct getter {
     }
 };
 
-std::string set_one(fault_modes &faults, const std::string &option, const std::string &value) {
-    const auto found = std::ranges::find_if(modes, [&option](const fault_mode &mode) {
-        return option == "--" + std::string(mode.name);
-    });
+std::string set_one(fault_modes &faults, std::string_view name, const std::string &value) {
+    const auto found = std::ranges::find(modes, name, &fault_mode::name);
     if (found == std::end(modes)) {
-        return fmt::format("there is no fault mode {}", printable(option));
+        return fmt::format("there is no fault mode --{}", printable(name));
     }
     const std::string error = found->set(faults, value);
-    return error.empty() ? error : fmt::format("{}: {}", option, error);
+    return error.empty() ? error : fmt::format("--{}: {}", name, error);
 }
 
 } // namespace
@@ -226,13 +224,14 @@ std::string fault_text(const fault_modes &faults) {
 
 std::string set_faults(fault_modes &faults, std::string_view text) {
     fault_modes changed = faults;
+    if (!text.empty() && !text.starts_with("--")) {
+        return fmt::format("there is no fault mode {}", printable(take_until(text, " ")));
+    }
+    text.remove_prefix(std::min<std::size_t>(text.size(), 2));
     while (!text.empty()) {
-        // An option, and what comes before the next one.
-        const std::string_view one = text.substr(0, text.find(" --"));
-        text.remove_prefix(std::min(one.size() + 1, text.size()));
-        const std::size_t space = std::min(one.find(' '), one.size());
-        std::string error = set_one(changed, std::string(one.substr(0, space)),
-                                    std::string(one.substr(std::min(space + 1, one.size()))));
+        std::string_view value = take_until(text, " --");
+        const std::string_view option = take_until(value, " ");
+        const std::string error = set_one(changed, option, std::string(value));
         if (!error.empty()) {
             return error;
         }

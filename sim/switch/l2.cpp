@@ -178,7 +178,10 @@ void handle_l2_message(request &asked) {
     check_limits(asked.vell, message);
     apply(asked, message);
     asked.records = message.records.size();
-    asked.vell.batches.add_message(asked.from.batch, message.records.size());
+    if (l2_batch *batch = asked.vell.batches.find(asked.from.batch)) {
+        ++batch->messages;
+        batch->records += message.records.size();
+    }
 }
 
 } // namespace sim

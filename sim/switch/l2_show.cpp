@@ -254,8 +254,8 @@ answer show_l2(service &vell, const question &asked) {
         const bool is_of_all = filter.is_of_all();
         end_section(out, is_of_all && !vell.l2.pairs.empty());
         print_lookup_modes(out, vell.l2, filter);
-        print_section(out, "batches", vell.batches.all(), is_of_all, print_batch);
-        print_section(out, "other_markers", vell.batches.others(), is_of_all, print_marker);
+        print_section(out, "batches", vell.batches.batches, is_of_all, print_batch);
+        print_section(out, "other_markers", vell.batches.others, is_of_all, print_marker);
         print_section(out, "download_complete", downloaders(vell.clients), is_of_all,
                       print_download);
         out.close_object();

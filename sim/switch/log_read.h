@@ -2,7 +2,6 @@
 #pragma once
 
 #include "sim/wire/log_file.h"
-#include "sim/wire/log_line.h"
 
 #include <cstdint>
 #include <deque>

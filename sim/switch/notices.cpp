@@ -3,12 +3,13 @@
 #include "sim/switch/byte_reader.h"
 #include "sim/switch/limits.h"
 #include "sim/switch/request.h"
-#include "sim/wire/log_line.h"
+#include "sim/wire/log_file.h"
 #include "sim/wire/protocol.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <fmt/format.h>
+#include <type_traits>
 #include <utility>
 
 namespace sim {
@@ -16,7 +17,7 @@ namespace sim {
 namespace {
 
 template <typename Item>
-Item &add_to(std::deque<Item> &kept, Item added) {
+Item &add_to(std::deque<Item> &kept, std::type_identity_t<Item> added) {
     if (kept.size() == batches_kept) {
         kept.pop_front();
     }
@@ -25,68 +26,45 @@ Item &add_to(std::deque<Item> &kept, Item added) {
 
 constexpr std::size_t notice_size = 4;
 
+l2_batch &add_batch(request &asked) {
+    batch_table &table = asked.vell.batches;
+    return add_to(table.batches, {.key = ++table.last_key, .from = name_sender(asked)});
+}
+
 void begin_batch(request &asked) {
-    batch_table &batches = asked.vell.batches;
     if (asked.from.batch != 0) {
-        batches.abandon(asked.from.batch);
+        asked.vell.batches.abandon(asked.from.batch);
         asked.vell.trace("{}: begin marker inside a batch: the batch ends without an end marker",
                          describe(asked.vell, asked.from));
     }
-    asked.from.batch = batches.begin(name_sender(asked));
+    l2_batch &begun = add_batch(asked);
+    begun.begun = log_time_now();
+    begun.open = true;
+    asked.from.batch = begun.key;
 }
 
 void end_batch(request &asked) {
-    if (const batch_key open = std::exchange(asked.from.batch, 0); open != 0) {
-        return asked.vell.batches.end(open);
+    const batch_key open = std::exchange(asked.from.batch, 0);
+    if (open == 0) {
+        add_batch(asked).ended = log_time_now();
+        asked.vell.trace("{}: end marker without a begin marker", describe(asked.vell, asked.from));
+    } else if (l2_batch *ended = asked.vell.batches.find(open)) {
+        ended->ended = log_time_now();
+        ended->open = false;
     }
-    asked.vell.batches.add_lone_end(name_sender(asked));
-    asked.vell.trace("{}: end marker without a begin marker", describe(asked.vell, asked.from));
 }
 
 } // namespace
 
-l2_batch &batch_table::add(const sender_name &from) {
-    return add_to(batches_, l2_batch{.key = ++last_key_, .from = from});
-}
-
 l2_batch *batch_table::find(batch_key key) {
-    const auto found = std::ranges::find(batches_, key, &l2_batch::key);
-    return found == batches_.end() ? nullptr : &*found;
-}
-
-batch_key batch_table::begin(const sender_name &from) {
-    l2_batch &begun = add(from);
-    begun.begun = log_time_now();
-    begun.open = true;
-    return begun.key;
-}
-
-void batch_table::add_message(batch_key key, std::size_t records) {
-    if (l2_batch *counted = find(key)) {
-        ++counted->messages;
-        counted->records += records;
-    }
-}
-
-void batch_table::end(batch_key key) {
-    if (l2_batch *ended = find(key)) {
-        ended->ended = log_time_now();
-        ended->open = false;
-    }
+    const auto found = std::ranges::find(batches, key, &l2_batch::key);
+    return found == batches.end() ? nullptr : &*found;
 }
 
 void batch_table::abandon(batch_key key) {
     if (l2_batch *abandoned = find(key)) {
         abandoned->open = false;
     }
-}
-
-void batch_table::add_lone_end(const sender_name &from) {
-    add(from).ended = log_time_now();
-}
-
-void batch_table::add_other(const sender_name &from, std::uint32_t marker) {
-    add_to(others_, other_marker{from, marker, log_time_now()});
 }
 
 void handle_marker(request &asked) {
@@ -98,7 +76,7 @@ void handle_marker(request &asked) {
     case VELL_SIM_MARKER_END:
         return end_batch(asked);
     default:
-        asked.vell.batches.add_other(name_sender(asked), marker);
+        add_to(asked.vell.batches.others, {name_sender(asked), marker, log_time_now()});
     }
 }
 

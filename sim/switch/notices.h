@@ -35,32 +35,16 @@ struct other_marker {
     std::string time{};
 };
 
-class batch_table {
-public:
-    batch_key begin(const sender_name &from);
+struct batch_table {
+    std::deque<l2_batch> batches{}; // oldest first
+    std::deque<other_marker> others{};
+    batch_key last_key = 0;
 
-    // Counts a message in; without effect when the batch is forgotten.
-    void add_message(batch_key key, std::size_t records);
-
-    // With an end marker, or without one: its connection ended, or another begin marker came.
-    void end(batch_key key);
-    void abandon(batch_key key);
-
-    // An end marker that no begin marker came before.
-    void add_lone_end(const sender_name &from);
-    void add_other(const sender_name &from, std::uint32_t marker);
-
-    // Oldest first.
-    const std::deque<l2_batch> &all() const { return batches_; }
-    const std::deque<other_marker> &others() const { return others_; }
-
-private:
-    l2_batch &add(const sender_name &from);
+    // Null when the batch is forgotten.
     l2_batch *find(batch_key key);
 
-    std::deque<l2_batch> batches_;
-    std::deque<other_marker> others_;
-    batch_key last_key_ = 0;
+    // It has no end marker: its connection ended, or another begin marker came.
+    void abandon(batch_key key);
 };
 
 struct ipv6_notice {

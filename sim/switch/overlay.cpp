@@ -46,6 +46,11 @@ std::vector<std::uint16_t> read_vlans(byte_reader &reader) {
     return vlans;
 }
 
+std::string_view overlay_feature_name(overlay_feature feature) {
+    constexpr std::string_view names[] = {"enabled", "disabled", "disabled with flag"};
+    return names[static_cast<std::size_t>(feature)];
+}
+
 void print_overlay_state(output &out, const overlay_state &overlay) {
     out.field("feature", "Overlay feature: {}\n", overlay_feature_name(overlay.feature));
     out.open_wrapped_list("vlans_disabled", "VLANs disabled: ");
@@ -78,18 +83,6 @@ void print_overlay_route(output &out, const overlay_route &route) {
 }
 
 } // namespace
-
-std::string_view overlay_feature_name(overlay_feature feature) {
-    switch (feature) {
-    case overlay_feature::enabled:
-        return "enabled";
-    case overlay_feature::disabled:
-        return "disabled";
-    case overlay_feature::disabled_with_flag:
-        return "disabled with flag";
-    }
-    return "unknown";
-}
 
 overlay_notice decode_overlay_notice(std::span<const std::byte> message) {
     byte_reader reader(message);

@@ -13,14 +13,11 @@
 #include <deque>
 #include <set>
 #include <span>
-#include <string_view>
 #include <vector>
 
 namespace sim {
 
 enum class overlay_feature { enabled, disabled, disabled_with_flag };
-
-std::string_view overlay_feature_name(overlay_feature feature);
 
 struct overlay_route {
     sender_name from{};

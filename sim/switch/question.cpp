@@ -131,13 +131,6 @@ bool is_allowed(const member &wanted, const std::string &value) {
     return true;
 }
 
-// Takes the text before the first `end`, and that; all of it when there is none.
-std::string_view take_until(std::string_view &text, char end) {
-    const std::string_view taken = text.substr(0, text.find(end));
-    text.remove_prefix(std::min(taken.size() + 1, text.size()));
-    return taken;
-}
-
 void decode_member(const question_kind &kind, const std::string &name, const std::string &value,
                    question &asked) {
     if (name == "format") {
@@ -162,8 +155,8 @@ void decode_member(const question_kind &kind, const std::string &name, const std
 
 void decode_members(const question_kind &kind, std::string_view lines, question &asked) {
     while (!lines.empty()) {
-        std::string_view value = take_until(lines, '\n');
-        const std::string name(take_until(value, '='));
+        std::string_view value = take_until(lines, "\n");
+        const std::string name(take_until(value, "="));
         decode_member(kind, name, std::string(value), asked);
     }
     for (const member &wanted : kind.members) {
@@ -225,7 +218,7 @@ question decode_question(std::string_view payload) {
         throw wrong_question{fmt::format("the question is {} bytes long, at most {} are read",
                                          payload.size(), longest_question)};
     }
-    question asked{.ask = std::string(take_until(payload, '\n'))};
+    question asked{.ask = std::string(take_until(payload, "\n"))};
     const question_kind *kind = find_question(asked.ask);
     if (kind == nullptr) {
         std::vector<std::string_view> names;

@@ -19,6 +19,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 
 namespace sim {
 
@@ -49,32 +50,20 @@ inline constexpr std::size_t nerb_info_size = 16;
 
 // The statuses of nerb_sim.h in words, for people.
 constexpr const char *nerb_status_name(std::uint32_t status) {
-    switch (status) {
-    case NERB_SIM_DONE:
-        return "done";
-    case NERB_SIM_REFUSED_BY_FAULT_MODE:
-        return "refused by fault mode";
-    case NERB_SIM_NO_SUCH_LTL:
-        return "there is no such LTL";
-    case NERB_SIM_POOL_EXHAUSTED:
-        return "the pool is exhausted";
-    case NERB_SIM_TAG_MISMATCH:
-        return "the tag does not match";
-    case NERB_SIM_INTERFACE_PRESENT:
-        return "an added interface is present already";
-    case NERB_SIM_INTERFACE_ABSENT:
-        return "a removed interface is absent";
-    case NERB_SIM_NO_VLAN_ID:
-        return "this is not a VLAN id";
-    case NERB_SIM_INTERFACE_TWICE:
-        return "an interface is in the list twice";
-    case NERB_SIM_NO_OPERATION:
-        return "an operation is neither 1 nor 2";
-    case NERB_SIM_NO_ROOM:
-        return "the switch would hold too many interfaces";
-    default:
-        return "unknown";
-    }
+    constexpr const char *names[] = {
+        "done",
+        "refused by fault mode",
+        "there is no such LTL",
+        "the pool is exhausted",
+        "the tag does not match",
+        "an added interface is present already",
+        "a removed interface is absent",
+        "this is not a VLAN id",
+        "an interface is in the list twice",
+        "an operation is neither 1 nor 2",
+        "the switch would hold too many interfaces",
+    };
+    return status < std::size(names) ? names[status] : "unknown";
 }
 
 } // namespace sim

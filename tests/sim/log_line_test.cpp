@@ -1,4 +1,4 @@
-#include "sim/wire/log_line.h"
+#include "sim/wire/log_file.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "sim/wire/log_line.h"
+#include "sim/wire/log_file.h"
 #include "sim/wire/run_dir.h"
 #include "tests/support/process.h"
 #include "tests/support/scratch.h"

@@ -1,6 +1,6 @@
 #include "tests/support/simulator.h"
 
-#include "sim/wire/log_line.h"
+#include "sim/wire/log_file.h"
 
 #include <filesystem>
 #include <fstream>
