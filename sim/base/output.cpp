@@ -61,22 +61,6 @@ void output::close() {
     levels_.pop_back();
 }
 
-void output::open_object(std::string_view name) {
-    open(name, "{", {.end = '}'});
-}
-
-void output::close_object() {
-    close();
-}
-
-void output::open_list(std::string_view name) {
-    open(name, "[", {.end = ']'});
-}
-
-void output::open_rows(std::string_view name) {
-    open(name, "[", {.end = ']', .is_rows = true});
-}
-
 void output::open_wrapped_list(std::string_view name, std::string_view lead) {
     open(name, "[", {.end = ']', .is_shown = true});
     if (!is_json()) {

@@ -47,13 +47,13 @@ public:
 
     // Objects and lists are JSON's alone; text passes them over. Whatever lies in an object has a
     // name, whatever lies in a list has none.
-    void open_object(std::string_view name = {});
-    void close_object();
-    void open_list(std::string_view name = {});
+    void open_object(std::string_view name = {}) { open(name, "{", {.end = '}'}); }
+    void close_object() { close(); }
+    void open_list(std::string_view name = {}) { open(name, "[", {.end = ']'}); }
     void close_list();
 
     // The list of a table's rows, in JSON one per line.
-    void open_rows(std::string_view name);
+    void open_rows(std::string_view name) { open(name, "[", {.end = ']', .is_rows = true}); }
 
     // A list that text shows too: the lead, and the items with commas between them, broken into
     // lines after commas; further lines are indented below the first item. Each field without a

@@ -5,6 +5,7 @@
 #include "sim/switch/client.h"
 
 #include <chrono>
+#include <iterator>
 
 namespace sim {
 
@@ -87,12 +88,9 @@ void open_items(output &out, std::string_view name, std::string_view title, std:
 }
 
 std::string hex_text(std::span<const std::byte> bytes) {
-    constexpr char digits[] = "0123456789abcdef";
     std::string text;
-    text.reserve(2 * bytes.size());
     for (const std::byte byte : bytes) {
-        text += digits[std::to_integer<unsigned>(byte) >> 4];
-        text += digits[std::to_integer<unsigned>(byte) & 15];
+        fmt::format_to(std::back_inserter(text), "{:02x}", std::to_integer<unsigned>(byte));
     }
     return text;
 }

@@ -159,13 +159,7 @@ public:
         });
     }
 
-    // A whole table of a map's elements: its rows, and in text "10 of 1200 routes" below them.
-    template <typename Map, typename Print>
-    void table(std::string_view name, std::string_view noun, const Map &map, Print print) {
-        begin_rows(name);
-        each(map, std::move(print));
-        end_rows(noun);
-    }
+    // The list of the rows, and its end with "10 of 1200 routes" in text.
     void begin_rows(std::string_view name);
     void end_rows(std::string_view noun);
 

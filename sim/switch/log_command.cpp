@@ -16,6 +16,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <utility>
 
 namespace sim {
 
@@ -69,29 +70,26 @@ int print_lines(log_reader &reader, output &out, std::uint64_t &count) {
 }
 
 void print_narrowed(output &out, const log_options &options) {
-    const log_query &query = options.query;
-    if (options.sink.empty() && !query.limit && !query.filter.pid && query.filter.since.empty() &&
-        !query.filter.errors) {
+    bool is_open = false;
+    const auto print_member = [&](std::string_view name, const auto &value, bool is_given) {
+        if (is_given && !std::exchange(is_open, true)) {
+            out.open_object("narrowed");
+        }
+        if (is_given) {
+            out.json(name, value);
+        }
+    };
+    const log_filter &filter = options.query.filter;
+    print_member("sink", options.sink, !options.sink.empty());
+    print_member("since", filter.since, !filter.since.empty());
+    print_member("pid", filter.pid, filter.pid.has_value());
+    print_member("errors", true, filter.errors);
+    print_member("limit", options.query.limit, options.query.limit.has_value());
+    if (is_open) {
+        out.close_object();
+    } else {
         out.json("narrowed", std::nullopt);
-        return;
     }
-    out.open_object("narrowed");
-    if (!options.sink.empty()) {
-        out.json("sink", options.sink);
-    }
-    if (!query.filter.since.empty()) {
-        out.json("since", query.filter.since);
-    }
-    if (query.filter.pid) {
-        out.json("pid", *query.filter.pid);
-    }
-    if (query.filter.errors) {
-        out.json("errors", true);
-    }
-    if (query.limit) {
-        out.json("limit", *query.limit);
-    }
-    out.close_object();
 }
 
 void print_end(output &out, const log_options &options, std::uint64_t count) {

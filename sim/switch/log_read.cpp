@@ -125,9 +125,10 @@ const log_line *sink_reader::peek() {
             return nullptr;
         }
         std::optional<log_line> line = parse_log_line(*text);
-        if (!line) {
+        // A writer that found another's line half written has ended it with an empty one.
+        if (!line && !text->empty()) {
             note_bad_line();
-        } else if (filter_.lets_through(*line)) {
+        } else if (line && filter_.lets_through(*line)) {
             head_ = std::move(line);
         }
         taken_ = std::min(taken_ + text->size() + 1, buffer_.size());

@@ -14,11 +14,11 @@ constexpr std::size_t read_size = 32u << 10;
 } // namespace
 
 std::size_t peer_connection::read_some(clock::time_point now) {
-    const ssize_t count = input.receive(fd(), read_size);
+    const ssize_t count = input_.receive(fd(), read_size);
     if (count > 0) {
         heard_at_ = now;
     } else if (count == 0 || errno == ECONNRESET) {
-        end_reason_ = input.end_reason("it closed its connection");
+        end_reason_ = input_.end_reason("it closed its connection");
     } else if (errno != EAGAIN && errno != EINTR) {
         end_reason_ = fmt::format("its connection failed: {}", std::strerror(errno));
     }
@@ -27,21 +27,21 @@ std::size_t peer_connection::read_some(clock::time_point now) {
 
 bool peer_connection::wants_input(const server_limits &limits) {
     return !end_of_input() && !answer_pending() && has_room(limits) &&
-           input.look() == frame_reader::state::incomplete;
+           input_.look() == frame_reader::state::incomplete;
 }
 
 std::optional<peer_connection::closing> peer_connection::why_close(const server_limits &limits,
                                                                    clock::time_point now) {
-    const frame_reader::state state = input.look();
+    const frame_reader::state state = input_.look();
     if (is_dropped_) {
         return closing{false, "the switch dropped its connection"};
     }
     if (state == frame_reader::state::broken) {
-        return closing{true, input.broken_reason()};
+        return closing{true, input_.broken_reason()};
     }
     if (end_of_input() && state == frame_reader::state::incomplete && !has_output() &&
         !answer_pending()) {
-        return closing{input.held() > 0, end_reason_};
+        return closing{input_.held() > 0, end_reason_};
     }
     if (const auto when = closing_time(limits); when && *when <= now) {
         return closing{true, has_room(limits) ? "it has not finished its message"
@@ -57,8 +57,8 @@ peer_connection::closing_time(const server_limits &limits) {
     if (!has_room(limits)) {
         return has_output() ? std::optional(taken_at_ + limits.unread) : std::nullopt;
     }
-    const bool owes = !end_of_input() && input.look() == frame_reader::state::incomplete &&
-                      (input.held() > 0 || !has_spoken_);
+    const bool owes = !end_of_input() && input_.look() == frame_reader::state::incomplete &&
+                      (input_.held() > 0 || !has_spoken_);
     return owes ? std::optional(heard_at_ + limits.unfinished) : std::nullopt;
 }
 
@@ -101,7 +101,20 @@ void peer_connection::queue_due(clock::time_point now) {
 }
 
 std::optional<peer_connection::clock::time_point> peer_connection::next_due() const {
-    return late_.empty() ? std::nullopt : std::optional(late_.begin()->first);
+    if (late_.empty() || (pause_until_ && *pause_until_ < late_.begin()->first)) {
+        return pause_until_;
+    }
+    return late_.begin()->first;
+}
+
+bool peer_connection::pauses(std::chrono::milliseconds pause) {
+    const clock::time_point until = pause_until_.value_or(clock::now() + pause);
+    if (pause.count() != 0 && clock::now() < until) {
+        pause_until_ = until;
+        return true;
+    }
+    pause_until_.reset();
+    return false;
 }
 
 void peer_connection::queue_answer(answer made) {

@@ -25,20 +25,22 @@ public:
 
     peer_connection(file_descriptor socket, std::uint32_t pid, clock::time_point now)
         : heard_at_(now), socket_(std::move(socket)) {
-        who.pid = pid;
+        who_.pid = pid;
     }
 
-    session who;
-    frame_reader input{frame_kind::request, frame_kind::question};
-    std::optional<clock::time_point> pause_until; // before the request at the front
-
+    session &who() { return who_; }
+    frame_reader &input() { return input_; }
+    std::size_t unfinished() const { return input_.held(); } // bytes of its messages
     int fd() const { return socket_.get(); }
 
     // One read of what has arrived: how many bytes. Afterwards end_of_input() may be true.
     std::size_t read_some(clock::time_point now);
     bool end_of_input() const { return !end_reason_.empty(); }
 
-    void note_whole_frame() { has_spoken_ = true; }
+    // Whether the request at the front has to wait, once for this long.
+    bool pauses(std::chrono::milliseconds pause);
+
+    void note_whole_frame() { has_spoken_ = true; } // until then it owes its first message
 
     // It is not read from, so that its silence says nothing.
     void restart_silence(clock::time_point now) { heard_at_ = now; }
@@ -46,7 +48,7 @@ public:
     // The replies to one request, now or when their delay is over.
     void queue_replies(std::vector<reply> replies, clock::time_point now);
     void queue_due(clock::time_point now);
-    std::optional<clock::time_point> next_due() const;
+    std::optional<clock::time_point> next_due() const; // a reply, or the end of its pause
     void queue_answer(answer made);
     bool answer_pending() const { return answer_.has_value(); }
 
@@ -87,6 +89,9 @@ public:
     }
 
 private:
+    session who_;
+    frame_reader input_{frame_kind::request, frame_kind::question};
+    std::optional<clock::time_point> pause_until_;
     void queue(const std::vector<std::byte> &frame, clock::time_point now);
     void queue_piece(clock::time_point now);
     bool send_some(clock::time_point now);

@@ -22,10 +22,6 @@ struct route_key {
     friend auto operator<=>(const route_key &, const route_key &) = default;
 };
 
-inline bool is_any_source(const route_key &key) {
-    return key.source == 0 && key.source_length == 0;
-}
-
 // "(10.0.0.9, 239.1.1.2)", without the table.
 std::string key_text(const route_key &key);
 

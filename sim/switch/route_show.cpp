@@ -183,8 +183,8 @@ struct route_sums {
 };
 
 route_sums sums_of(const route_key &key, const route &held) {
-    return {1, is_any_source(key) ? 1u : 0u, held.lists.oifs.empty() ? 0u : 1u,
-            held.lists.oifs.size()};
+    const bool is_any_source = key.source == 0 && key.source_length == 0;
+    return {1, is_any_source ? 1u : 0u, held.lists.oifs.empty() ? 0u : 1u, held.lists.oifs.size()};
 }
 
 void print_sums(output &out, const route_sums &sums) {

@@ -31,7 +31,8 @@ constexpr std::size_t catch_up_limit = 1u << 20;
 constexpr auto longest_finish = 2s;
 
 bool has_whole(peer_connection &peer, frame_kind kind) {
-    return peer.input.look() == frame_reader::state::whole && peer.input.front().head.kind == kind;
+    return peer.input().look() == frame_reader::state::whole &&
+           peer.input().front().head.kind == kind;
 }
 
 } // namespace
@@ -94,7 +95,6 @@ int server::poll_timeout_ms() {
         next = when ? std::min(*when, next) : next;
     };
     for (auto &[id, peer] : peers_) {
-        consider(peer.pause_until);
         consider(peer.next_due());
         consider(peer.closing_time(limits_));
     }
@@ -186,19 +186,20 @@ void server::take_frames(connection_id id, peer_connection &peer) {
             return;
         }
         peer.note_whole_frame();
-        const std::span<const std::byte> question = peer.input.front().payload;
+        const std::span<const std::byte> question = peer.input().front().payload;
         peer.queue_answer(answer_question(
             vell_, {reinterpret_cast<const char *>(question.data()), question.size()}));
-        peer.input.drop_frame();
+        peer.input().drop_frame();
         take_requests(peer);
     }
 }
 
 void server::take_requests(peer_connection &peer) {
     while (!end_ && !peer.answer_pending() && has_whole(peer, frame_kind::request) &&
-           peer.has_room(limits_) && !pauses(peer)) {
-        take_request(peer, peer.input.front());
-        peer.input.drop_frame();
+           peer.has_room(limits_) &&
+           !peer.pauses(std::chrono::milliseconds(vell_.faults.slow_ms))) {
+        take_request(peer, peer.input().front());
+        peer.input().drop_frame();
         if (!peer.has_room(limits_)) {
             peer.flush(now_);
         }
@@ -224,20 +225,9 @@ void server::catch_up(connection_id asker) {
     }
 }
 
-bool server::pauses(peer_connection &peer) {
-    const std::chrono::milliseconds pause(vell_.faults.slow_ms);
-    const clock::time_point until = peer.pause_until.value_or(clock::now() + pause);
-    if (pause.count() != 0 && clock::now() < until) {
-        peer.pause_until = until;
-        return true;
-    }
-    peer.pause_until.reset();
-    return false;
-}
-
 void server::take_request(peer_connection &peer, const frame_view &asked) {
     peer.note_whole_frame();
-    peer.queue_replies(handle_request(vell_, peer.who, asked.head, asked.payload), clock::now());
+    peer.queue_replies(handle_request(vell_, peer.who(), asked.head, asked.payload), clock::now());
     fault_modes &faults = vell_.faults;
     if (faults.die_after != 0 && --faults.die_after == 0) {
         vell_.error("exits: --die-after");
@@ -245,7 +235,7 @@ void server::take_request(peer_connection &peer, const frame_view &asked) {
         end_ = outcome::died;
     }
     if (faults.drop_after != 0 && --faults.drop_after == 0) {
-        vell_.error("{}: connection dropped: --drop-after", describe(vell_, peer.who));
+        vell_.error("{}: connection dropped: --drop-after", describe(vell_, peer.who()));
         peer.drop();
     }
 }
@@ -253,18 +243,18 @@ void server::take_request(peer_connection &peer, const frame_view &asked) {
 void server::close_connection(connection_id id, const peer_connection::closing &how) {
     peer_connection &peer = peers_.at(id);
     if (how.is_error) {
-        vell_.error("{}: {}: connection closed", describe(vell_, peer.who), how.why);
+        vell_.error("{}: {}: connection closed", describe(vell_, peer.who()), how.why);
     }
     if (how.is_error && !peer.end_of_input()) {
         peer.send_closing(how.why);
     }
-    handle_loss(vell_, peer.who, how.why);
+    handle_loss(vell_, peer.who(), how.why);
     peers_.erase(id);
 }
 
 // Nobody else pays for what a peer hoards.
 void server::close_hoarders() {
-    close_largest([](const peer_connection &one) { return one.input.held(); }, limits_.input,
+    close_largest([](const peer_connection &one) { return one.unfinished(); }, limits_.input,
                   "unfinished messages");
     close_largest([](const peer_connection &one) { return one.waiting(); }, limits_.all_output,
                   "unread answers");
@@ -295,13 +285,13 @@ void server::finish() {
         std::uint64_t dropped = 0;
         do {
             take_requests(peer);
-            while (!end_ && peer.input.look() == frame_reader::state::whole) {
+            while (!end_ && peer.input().look() == frame_reader::state::whole) {
                 dropped += has_whole(peer, frame_kind::request) ? 1 : 0;
-                peer.input.drop_frame();
+                peer.input().drop_frame();
             }
         } while (!end_ && clock::now() < until && peer.read_some(now_) > 0);
         if (dropped > 0) {
-            vell_.error("{}: {} dropped: the switch ends", describe(vell_, peer.who),
+            vell_.error("{}: {} dropped: the switch ends", describe(vell_, peer.who()),
                         counted(dropped, "message"));
         }
         peer.flush(now_);

@@ -52,7 +52,6 @@ private:
     void take_frames(connection_id id, peer_connection &peer);
     void take_requests(peer_connection &peer);
     void take_request(peer_connection &peer, const frame_view &asked);
-    bool pauses(peer_connection &peer);
     void catch_up(connection_id asker);
     void finish();
 

@@ -82,7 +82,7 @@ frame_result send_frame(int fd, const frame_head &head, const void *payload, int
             left = left.subspan(static_cast<std::size_t>(count));
             until = deadline::after_ms(stall_ms);
         } else if (count < 0 && errno == EAGAIN) {
-            const frame_result waited = wait_for(fd, POLLOUT, until);
+            frame_result waited = wait_for(fd, POLLOUT, until);
             if (waited.status == frame_status::timed_out) {
                 return {frame_status::timed_out, "the other end has stopped reading"};
             }

@@ -51,9 +51,6 @@ bool is_start_of_log_time(std::string_view text);
 
 inline constexpr std::uint64_t log_file_limit = 8u << 20;
 
-// From the oldest lines to the latest.
-inline constexpr std::string_view log_suffixes[] = {".previous", ".older", ""};
-
 std::string log_path(const std::string &run_directory, std::string_view sink,
                      std::string_view suffix = {});
 

@@ -78,7 +78,7 @@ std::optional<ucred> peer_of(int fd) {
 // listener's queue.
 void bound_connect(int fd, int left_ms) {
     if (left_ms >= 0) {
-        const timeval limit{left_ms / 1000, left_ms % 1000 * 1000};
+        const timeval limit{left_ms / 1000, left_ms % 1000 * 1000LL};
         setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
     }
 }

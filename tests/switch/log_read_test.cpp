@@ -158,7 +158,7 @@ TEST_F(LogReader, LeavesOutWhatIsNotALogLineAndSaysWhere) {
     EXPECT_THAT(
         log.complaints(),
         ElementsAre(fmt::format("{}/client: byte {}: is not a log line, left out", folder, end)));
-    std::ofstream(folder + "/client", std::ios::app) << "worse\n\n";
+    std::ofstream(folder + "/client", std::ios::app) << "\nworse\n\nworst\n";
     log.refresh();
     EXPECT_THAT(rest_of(log), IsEmpty());
     EXPECT_THAT(log.complaints(),
