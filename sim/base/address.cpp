@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <arpa/inet.h>
+#include <cctype>
+#include <cstdio>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <iterator>
@@ -28,30 +30,15 @@ std::string internet_text(int family, const l2_address &address) {
     return inet_ntop(family, address.bytes.data(), text, sizeof text);
 }
 
-std::optional<unsigned> parse_hex_byte(std::string_view text) {
-    constexpr std::string_view digits = "0123456789abcdef0123456789ABCDEF";
-    const std::size_t high = digits.find(text[0]);
-    const std::size_t low = digits.find(text[1]);
-    if (high == digits.npos || low == digits.npos) {
-        return std::nullopt;
-    }
-    return static_cast<unsigned>(high % 16 * 16 + low % 16);
-}
-
-std::optional<l2_address> parse_mac(std::string_view text) {
-    constexpr std::size_t step = 3; // two digits and a colon
+std::optional<l2_address> parse_mac(std::string text) {
     l2_address parsed{l2_address_kind::mac};
-    if (text.size() != 6 * step - 1) {
-        return std::nullopt;
-    }
-    for (std::size_t i = 0; i < 6; ++i) {
-        const std::optional<unsigned> byte = parse_hex_byte(text.substr(i * step, 2));
-        if (!byte || (i < 5 && text[i * step + 2] != ':')) {
-            return std::nullopt;
-        }
-        parsed.bytes[i] = static_cast<std::uint8_t>(*byte);
-    }
-    return parsed;
+    std::uint8_t *const to = parsed.bytes.data();
+    std::sscanf(text.c_str(), "%2hhx:%2hhx:%2hhx:%2hhx:%2hhx:%2hhx", to, to + 1, to + 2, to + 3,
+                to + 4, to + 5);
+    std::ranges::transform(text, text.begin(), [](unsigned char letter) {
+        return static_cast<char>(std::tolower(letter));
+    });
+    return address_text(parsed) == text ? std::optional(parsed) : std::nullopt;
 }
 
 std::string prefix_text(const l2_address &prefix, unsigned length) {

@@ -1,7 +1,9 @@
 #include "sim/base/if_name.h"
 
-#include <charconv>
+#include <algorithm>
+#include <cstdio>
 #include <fmt/format.h>
+#include <iterator>
 
 namespace sim {
 
@@ -26,45 +28,9 @@ constexpr if_kind if_kinds[] = {
 
 const if_kind *find_kind(std::uint32_t if_index) {
     const std::uint32_t number = if_index & number_bits;
-    for (const if_kind &kind : if_kinds) {
-        if (kind.type == if_index >> type_shift) {
-            return number >= kind.least && number <= kind.most ? &kind : nullptr;
-        }
-    }
-    return nullptr;
-}
-
-// Takes a number off the front of the text.
-template <class Number>
-bool take_number(std::string_view &text, Number &number) {
-    const char *end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, number);
-    const auto length = static_cast<std::size_t>(stop - text.data());
-    if (error != std::errc() || (text.front() == '0' && length > 1)) {
-        return false;
-    }
-    text.remove_prefix(length);
-    return true;
-}
-
-bool take_slash(std::string_view &text) {
-    const bool there = text.starts_with('/');
-    text.remove_prefix(there ? 1 : 0);
-    return there;
-}
-
-// "3/7" or "3/7/2".
-bool take_port(std::string_view &text, std::uint32_t &number) {
-    ethernet_port fields{};
-    if (!take_number(text, fields.slot) || !take_slash(text) || !take_number(text, fields.port)) {
-        return false;
-    }
-    if (!text.empty() &&
-        (!take_slash(text) || !take_number(text, fields.lane) || fields.lane == 0)) {
-        return false;
-    }
-    number = std::uint32_t{fields.slot} << 16 | std::uint32_t{fields.port} << 8 | fields.lane;
-    return true;
+    const auto found = std::ranges::find(if_kinds, if_index >> type_shift, &if_kind::type);
+    return found != std::end(if_kinds) && number >= found->least && number <= found->most ? found
+                                                                                          : nullptr;
 }
 
 } // namespace
@@ -97,19 +63,19 @@ std::string if_name(std::uint32_t if_index) {
 }
 
 std::optional<std::uint32_t> parse_if_name(std::string_view name) {
-    for (const if_kind &kind : if_kinds) {
-        if (!name.starts_with(kind.prefix)) {
-            continue;
-        }
-        name.remove_prefix(kind.prefix.size());
-        std::uint32_t number = 0;
-        const bool taken =
-            kind.type == if_type_ethernet ? take_port(name, number) : take_number(name, number);
-        return taken && name.empty() && number >= kind.least && number <= kind.most
-                   ? std::optional(std::uint32_t{kind.type} << type_shift | number)
-                   : std::nullopt;
+    const auto kind = std::ranges::find_if(
+        if_kinds, [name](const if_kind &one) { return name.starts_with(one.prefix); });
+    if (kind == std::end(if_kinds)) {
+        return std::nullopt;
     }
-    return std::nullopt;
+    std::uint32_t numbers[3] = {};
+    const std::string digits(name.substr(kind->prefix.size()));
+    std::sscanf(digits.c_str(), "%u/%u/%u", &numbers[0], &numbers[1], &numbers[2]);
+    const std::uint32_t number = kind->type == if_type_ethernet
+                                     ? numbers[0] << 16 | numbers[1] << 8 | numbers[2]
+                                     : numbers[0];
+    const std::uint32_t if_index = std::uint32_t{kind->type} << type_shift | number;
+    return if_name(if_index) == name ? std::optional(if_index) : std::nullopt;
 }
 
 } // namespace sim

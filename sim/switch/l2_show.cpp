@@ -207,21 +207,21 @@ void print_section(output &out, const char *name, const Rows &rows, bool is_show
     end_section(out, is_shown && !rows.empty());
 }
 
-std::vector<client> downloaders(const client_table &clients) {
-    std::vector<client> found;
+void print_downloads(output &out, const client_table &clients, bool is_shown) {
+    bool has_rows = false;
+    out.open_list("download_complete");
     for (const auto &[key, known] : clients.all()) {
-        if (known.downloads_complete > 0) {
-            found.push_back(known);
+        if (is_shown && known.downloads_complete > 0) {
+            has_rows = true;
+            out.open_object();
+            out.field("client", "Download complete from client {}", known.id);
+            out.field("pid", " (pid {}): ", known.pid);
+            out.json("count", known.downloads_complete);
+            out.text("{}\n", counted(known.downloads_complete, "time"));
+            out.close_object();
         }
     }
-    return found;
-}
-
-void print_download(output &out, const client &known) {
-    out.field("client", "Download complete from client {}", known.id);
-    out.field("pid", " (pid {}): ", known.pid);
-    out.json("count", known.downloads_complete);
-    out.text("{}\n", counted(known.downloads_complete, "time"));
+    end_section(out, has_rows);
 }
 
 } // namespace
@@ -256,8 +256,7 @@ answer show_l2(service &vell, const question &asked) {
         print_lookup_modes(out, vell.l2, filter);
         print_section(out, "batches", vell.batches.batches, is_of_all, print_batch);
         print_section(out, "other_markers", vell.batches.others, is_of_all, print_marker);
-        print_section(out, "download_complete", downloaders(vell.clients), is_of_all,
-                      print_download);
+        print_downloads(out, vell.clients, is_of_all);
         out.close_object();
         out.text("{}, {}\n", counted_of(rows.shown, rows.matched, "entry", "entries"),
                  counted_of(lists->shown, lists->matched, "flood list"));

@@ -47,13 +47,9 @@ std::string detail_text(const ltl_outcome &outcome) {
     case NERB_SIM_NO_ROOM:
         return fmt::format(": the limit is {} in layer-2 entries, LTLs and flood sets",
                            interface_limit);
-    case NERB_SIM_DONE:
-    case NERB_SIM_REFUSED_BY_FAULT_MODE:
-    case NERB_SIM_NO_SUCH_LTL:
-    case NERB_SIM_POOL_EXHAUSTED:
-        break;
+    default:
+        return {};
     }
-    return {};
 }
 
 struct ltl_printer {

@@ -1,5 +1,7 @@
 #include "sim/wire/log_file.h"
 
+#include "sim/base/text.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
@@ -39,61 +41,27 @@ void append_escaped(std::string &to, char byte) {
     }
 }
 
-// Takes the byte at the start of the text, or the escape sequence of one.
-std::optional<char> take_byte(std::string_view &text) {
-    if (text.front() != '\\') {
-        const char byte = text.front();
-        text.remove_prefix(1);
-        return is_printable(byte) ? std::optional(byte) : std::nullopt;
-    }
-    const auto found = std::ranges::find(escapes, text.substr(0, 2), &escape::text);
-    if (found != std::end(escapes)) {
-        text.remove_prefix(2);
-        return found->byte;
-    }
-    unsigned value = 0;
-    const std::string_view digits = text.substr(std::min<std::size_t>(text.size(), 2), 2);
-    const char *const end = digits.data() + digits.size();
-    if (!text.starts_with("\\x") || digits.size() != 2 ||
-        std::from_chars(digits.data(), end, value, 16).ptr != end) {
-        return std::nullopt;
-    }
-    text.remove_prefix(4);
-    return static_cast<char>(value);
-}
-
-std::optional<std::string> unescape(std::string_view text) {
+// Of an escape sequence that formatting does not make, anything.
+std::string unescape(std::string_view text) {
     std::string result;
     while (!text.empty()) {
-        const std::optional<char> byte = take_byte(text);
-        if (!byte) {
-            return std::nullopt;
+        const auto found = std::ranges::find(escapes, text.substr(0, 2), &escape::text);
+        std::size_t length = 1;
+        char byte = text.front();
+        if (found != std::end(escapes)) {
+            length = 2;
+            byte = found->byte;
+        } else if (text.starts_with("\\x")) {
+            const std::string_view digits = text.substr(2, 2);
+            unsigned value = 0;
+            std::from_chars(digits.data(), digits.data() + digits.size(), value, 16);
+            length = 2 + digits.size();
+            byte = static_cast<char>(value);
         }
-        result += *byte;
+        result += byte;
+        text.remove_prefix(length);
     }
     return result;
-}
-
-// Takes the text before the first space, and the space; nothing when there is no space.
-std::optional<std::string_view> take_field(std::string_view &text) {
-    const std::size_t space = text.find(' ');
-    if (space == std::string_view::npos) {
-        return std::nullopt;
-    }
-    const std::string_view field = text.substr(0, space);
-    text.remove_prefix(space + 1);
-    return field;
-}
-
-bool take_number(std::string_view &text, std::string_view prefix, int base, std::uint32_t &number) {
-    std::optional<std::string_view> field = take_field(text);
-    if (!field || !field->starts_with(prefix)) {
-        return false;
-    }
-    field->remove_prefix(prefix.size());
-    const char *end = field->data() + field->size();
-    const auto result = std::from_chars(field->data(), end, number, base);
-    return result.ec == std::errc() && result.ptr == end;
 }
 
 constexpr std::string_view time_form = "0000-00-00T00:00:00.000000Z";
@@ -189,23 +157,17 @@ std::string format_log_line(const log_line &line) {
 }
 
 std::optional<log_line> parse_log_line(std::string_view text) {
-    const std::optional<std::string_view> time = take_field(text);
-    const std::optional<std::string_view> sink = take_field(text);
+    std::string_view rest = text;
     log_line line;
-    if (!time || time->size() != time_form.size() || !is_start_of_log_time(*time) || !sink ||
-        !is_log_sink(*sink) || !take_number(text, "", 10, line.pid) ||
-        !take_number(text, "", 10, line.uuid) || !take_number(text, "0x", 16, line.module) ||
-        !take_number(text, "", 10, line.level)) {
-        return std::nullopt;
+    line.time = take_until(rest, " ");
+    line.sink = take_until(rest, " ");
+    for (std::uint32_t *number : {&line.pid, &line.uuid, &line.module, &line.level}) {
+        *number = static_cast<std::uint32_t>(parse_number(take_until(rest, " ")).value_or(0));
     }
-    std::optional<std::string> unescaped = unescape(text);
-    if (!unescaped) {
-        return std::nullopt;
-    }
-    line.time = *time;
-    line.sink = *sink;
-    line.text = std::move(*unescaped);
-    return line;
+    line.text = unescape(rest);
+    const bool is_line = line.time.size() == time_form.size() && is_start_of_log_time(line.time) &&
+                         is_log_sink(line.sink) && format_log_line(line) == text;
+    return is_line ? std::optional(std::move(line)) : std::nullopt;
 }
 
 std::string log_time_ago(std::uint32_t seconds) {
