@@ -8,7 +8,6 @@
 #include "sim/wire/protocol.h"
 
 #include <algorithm>
-#include <fmt/format.h>
 #include <iterator>
 #include <optional>
 #include <utility>

@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <fmt/format.h>
 #include <string>
-#include <utility>
 
 namespace sim {
 

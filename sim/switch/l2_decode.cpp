@@ -17,9 +17,10 @@ constexpr std::size_t length_at = 8;
 
 enum class entry_form { pairs, oifs };
 
-// Where the fields of a record type are, from the start of the record; 0 is none.
+// Where the fields of a range of record types are, from the start of the record; 0 is none.
 struct record_layout {
-    std::uint8_t type;
+    std::uint8_t first_type;
+    std::uint8_t last_type;
     std::array<std::size_t, 4> words;
     std::size_t vlan;
     std::size_t flags;
@@ -30,17 +31,11 @@ struct record_layout {
 };
 
 constexpr record_layout layouts[] = {
-    {8, {12, 20}, 0, 0, {}, 16, 24, entry_form::pairs},
-    {9, {12, 20}, 0, 0, {}, 16, 24, entry_form::pairs},
-    {10, {}, 0, 0, {}, 12, 16, entry_form::pairs},
-    {11, {}, 0, 0, {}, 12, 16, entry_form::pairs},
-    {12, {12, 16, 20}, 24, 28, {30, 50}, 70, 74, entry_form::oifs},
-    {13, {12, 16, 20}, 24, 28, {30, 50}, 70, 74, entry_form::oifs},
-    {14, {12, 16, 20}, 24, 28, {30, 50}, 70, 74, entry_form::oifs},
-    {15, {12, 16, 20}, 24, 28, {30, 50}, 70, 74, entry_form::oifs},
-    {18, {12}, 0, 0, {}, 16, 20, entry_form::pairs},
-    {21, {12, 16, 20, 28}, 24, 32, {34, 54}, 74, 78, entry_form::oifs},
-    {22, {12, 16, 20, 28}, 24, 32, {34, 54}, 74, 78, entry_form::oifs},
+    {8, 9, {12, 20}, 0, 0, {}, 16, 24, entry_form::pairs},
+    {10, 11, {}, 0, 0, {}, 12, 16, entry_form::pairs},
+    {12, 15, {12, 16, 20}, 24, 28, {30, 50}, 70, 74, entry_form::oifs},
+    {18, 18, {12}, 0, 0, {}, 16, 20, entry_form::pairs},
+    {21, 22, {12, 16, 20, 28}, 24, 32, {34, 54}, 74, 78, entry_form::oifs},
 };
 
 constexpr std::size_t entry_size(entry_form form) {
@@ -48,7 +43,7 @@ constexpr std::size_t entry_size(entry_form form) {
 }
 
 bool is_mbd(const record_layout &layout) {
-    return layout.type == VELL_SIM_L2_MBD_ADD || layout.type == VELL_SIM_L2_MBD_DELETE;
+    return layout.first_type == VELL_SIM_L2_MBD_ADD;
 }
 
 // One record, of a length that has been checked; refusals count from the start of the message.
@@ -79,7 +74,9 @@ private:
 };
 
 const record_layout &find_layout(std::uint8_t type, std::size_t offset) {
-    const auto found = std::ranges::find(layouts, type, &record_layout::type);
+    const auto found = std::ranges::find_if(layouts, [type](const record_layout &layout) {
+        return type >= layout.first_type && type <= layout.last_type;
+    });
     if (found == std::end(layouts)) {
         refuse_at(
             offset,
@@ -174,7 +171,7 @@ void read_entries(const record_view &view, const record_layout &layout, l2_recor
     const std::uint32_t count = view.u32(layout.count);
     std::size_t at = layout.entries;
     for (std::uint32_t i = 0; i < count; ++i, at += entry_size(layout.form)) {
-        if (layout.type == VELL_SIM_L2_LOOKUP_MODE) {
+        if (record.type == VELL_SIM_L2_LOOKUP_MODE) {
             read_vlan(view, at);
         }
         if (layout.form == entry_form::pairs) {
@@ -185,8 +182,8 @@ void read_entries(const record_view &view, const record_layout &layout, l2_recor
     }
 }
 
-l2_record read_fields(const record_view &view, const record_layout &layout) {
-    l2_record record{.type = layout.type};
+l2_record read_fields(std::uint8_t type, const record_view &view, const record_layout &layout) {
+    l2_record record{.type = type};
     for (const std::size_t at : layout.words) {
         if (at != 0) {
             record.words.push_back(view.u32(at));
@@ -225,7 +222,7 @@ l2_message decode_l2_message(std::span<const std::byte> message) {
         }
         const auto type = std::to_integer<std::uint8_t>(message[start + type_at]);
         const record_layout &layout = find_layout(type, start);
-        decoded.records.push_back(read_fields(take_record(reader, layout, message), layout));
+        decoded.records.push_back(read_fields(type, take_record(reader, layout, message), layout));
     }
     if (reader.left() > 0) {
         refuse_at(reader.offset(), "{} bytes follow the last of {} records", reader.left(), count);

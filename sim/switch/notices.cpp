@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <fmt/format.h>
 #include <type_traits>
 #include <utility>
 

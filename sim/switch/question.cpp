@@ -8,7 +8,6 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <iterator>
-#include <utility>
 #include <vector>
 
 namespace sim {

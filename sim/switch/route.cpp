@@ -6,7 +6,6 @@
 #include "sim/switch/request.h"
 #include "sim/wire/protocol.h"
 
-#include <algorithm>
 #include <fmt/format.h>
 #include <string_view>
 #include <utility>

@@ -3,7 +3,6 @@
 #include "sim/wire/frame.h"
 #include "sim/wire/run_dir.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
@@ -125,17 +124,10 @@ std::string conversation::wait_for_end() {
 
 // The switch answers in lines of plain ASCII; whatever else comes is not from this vellsim.
 std::string safe_lines(std::string_view text) {
-    const auto is_plain = [](char byte) { return byte == '\n' || (byte >= 0x20 && byte < 0x7f); };
     std::string safe;
     while (!text.empty()) {
-        const auto plain =
-            static_cast<std::size_t>(std::ranges::find_if_not(text, is_plain) - text.begin());
-        safe += text.substr(0, plain);
-        text.remove_prefix(plain);
-        if (!text.empty()) {
-            safe += printable(text.substr(0, 1));
-            text.remove_prefix(1);
-        }
+        const char *const end = text.find('\n') == text.npos ? "" : "\n";
+        safe += printable(take_until(text, "\n")) + end;
     }
     return safe;
 }
