@@ -45,8 +45,8 @@ public:
 
     bool is_json() const { return form_ == output_form::json; }
 
-    // Objects and lists are JSON's alone; text passes them over. Whatever lies in an object has a
-    // name, whatever lies in a list has none.
+    // Objects and lists appear in JSON alone. What is in an object has a name, what is in a list has
+    // none.
     void open_object(std::string_view name = {}) { open(name, "{", {.end = '}'}); }
     void close_object() { close(); }
     void open_list(std::string_view name = {}) { open(name, "[", {.end = ']'}); }

@@ -127,7 +127,8 @@ l2_address read_address(const record_view &view, std::size_t at, std::size_t blo
     const std::size_t size = l2_address_size(kind);
     if (size == 0) {
         refuse_at(view.offset(at),
-                  "kind {} of address block {} is not 4 (IPv4), 8 (IPv6) or 2 (MAC)", kind, block);
+                  "address family {} of address block {} is not 4 (IPv4), 8 (IPv6) or 2 (MAC)",
+                  kind, block);
     }
     l2_address address{static_cast<l2_address_kind>(kind)};
     view.copy(at + 4, size, address.bytes);
@@ -162,8 +163,9 @@ void check_mbd_addresses(const record_view &view, const record_layout &layout,
                   address_text(group));
     }
     if (source.kind != group.kind) {
-        refuse_at(view.offset(layout.addresses[1]), "source is of kind {}, its group of kind {}",
-                  kind_name(source.kind), kind_name(group.kind));
+        refuse_at(view.offset(layout.addresses[1]),
+                  "source is of address family {}, its group of {}", kind_name(source.kind),
+                  kind_name(group.kind));
     }
 }
 

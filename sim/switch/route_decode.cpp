@@ -121,7 +121,7 @@ route_lists decode_route_lists(byte_reader &reader) {
 
 constexpr std::size_t smallest_record = 44;
 
-std::uint8_t read_mask_length(byte_reader &reader, std::string_view what) {
+std::uint8_t read_prefix_length(byte_reader &reader, std::string_view what) {
     const std::size_t offset = reader.offset();
     const std::uint8_t length = reader.u8(what);
     if (length > 32) {
@@ -161,8 +161,8 @@ route_record read_record(byte_reader &reader) {
     const std::size_t flags_offset = reader.offset();
     record.flags = reader.u64("flags");
     check_roles(record, flags_offset);
-    record.key.source_length = read_mask_length(reader, "source mask length");
-    record.key.group_length = read_mask_length(reader, "group mask length");
+    record.key.source_length = read_prefix_length(reader, "source prefix length");
+    record.key.group_length = read_prefix_length(reader, "group prefix length");
     reader.skip(2, "reserved");
     record.epoch = reader.u32("epoch");
     record.key.source = reader.u32("source");
@@ -177,7 +177,7 @@ route_record read_record(byte_reader &reader) {
     return record;
 }
 
-// A dux role update carries its role and nothing else; whatever else is in it was not meant to be
+// A dux role update carries its role and nothing else; anything more in it was not meant to be
 // sent.
 void check_role_update(std::span<const std::byte> message) {
     struct field {
@@ -186,8 +186,8 @@ void check_role_update(std::span<const std::byte> message) {
         std::string_view name;
     };
     constexpr field zero_fields[] = {
-        {20, 1, "source mask length"},
-        {21, 1, "group mask length"},
+        {20, 1, "source prefix length"},
+        {21, 1, "group prefix length"},
         {24, 4, "epoch"},
         {28, 4, "source"},
         {32, 4, "group"},

@@ -142,15 +142,15 @@ int fail_to_detach(const char *what) {
                             std::strerror(errno)));
 }
 
-// Nothing of the caller's is kept: no session, no descriptor but the standard ones and `teller`, so
+// Nothing of the caller's is kept: no session, no descriptor but the standard ones and `reporter`, so
 // that nobody waits for a switch that has no part in what they wait for. Returns false with errno.
-bool leave_caller(file_descriptor &teller) {
+bool leave_caller(file_descriptor &reporter) {
     constexpr int kept = STDERR_FILENO + 1;
-    if (setsid() < 0 || (teller.get() != kept && dup3(teller.get(), kept, O_CLOEXEC) < 0)) {
+    if (setsid() < 0 || (reporter.get() != kept && dup3(reporter.get(), kept, O_CLOEXEC) < 0)) {
         return false;
     }
-    if (teller.get() != kept) {
-        teller = file_descriptor(kept);
+    if (reporter.get() != kept) {
+        reporter = file_descriptor(kept);
     }
     return close_range(kept + 1, ~0u, 0) == 0;
 }
@@ -183,32 +183,32 @@ int serve_detached(run_options options) {
     if (pipe2(ends, O_CLOEXEC) != 0) {
         return fail_to_detach("pipe");
     }
-    file_descriptor told(ends[0]);
-    file_descriptor teller(ends[1]);
+    const file_descriptor heard(ends[0]);
+    file_descriptor reporter(ends[1]);
     const pid_t child = fork();
     if (child < 0) {
         return fail_to_detach("fork");
     }
     const char ready = 1;
     if (child == 0) {
-        if (!leave_caller(teller)) {
+        if (!leave_caller(reporter)) {
             std::_Exit(fail_to_detach("setsid or close_range"));
         }
         std::exit(serve(options, [&] {
             if (!leave_terminal()) {
                 std::_Exit(fail_to_detach("/dev/null"));
             }
-            if (write(teller.get(), &ready, sizeof ready) != sizeof ready) {
+            if (write(reporter.get(), &ready, sizeof ready) != sizeof ready) {
                 std::_Exit(EXIT_FAILURE); // nobody waits for it any more
             }
-            teller.reset();
+            reporter.reset();
         }));
     }
-    teller.reset();
+    reporter.reset();
     char answer = 0;
     ssize_t count = 0;
     do {
-        count = read(told.get(), &answer, sizeof answer);
+        count = read(heard.get(), &answer, sizeof answer);
     } while (count < 0 && errno == EINTR);
     return count == sizeof answer ? EXIT_SUCCESS : exit_code_of(child);
 }

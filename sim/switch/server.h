@@ -29,7 +29,7 @@ public:
     enum class outcome {
         stopped,
         died,      // by a fault mode
-        displaced, // its place in the run directory is gone and cannot be had again
+        displaced, // its place in the run directory is gone, and it cannot get it again
     };
 
     // Serves until it is stopped, a fault mode makes it die, or another switch has its place. A

@@ -46,8 +46,8 @@ statistics_request decode(const request &asked) {
     statistics_request decoded{.key = {}, .clear = is_clear};
     counter_key &key = decoded.key;
     key.table = reader.u32("table id");
-    key.source_length = read_length(reader, "source mask length", is_ipv4 ? 32 : 128);
-    key.group_length = read_length(reader, "group mask length", is_ipv4 ? 32 : 128);
+    key.source_length = read_length(reader, "source prefix length", is_ipv4 ? 32 : 128);
+    key.group_length = read_length(reader, "group prefix length", is_ipv4 ? 32 : 128);
     if (is_ipv4) {
         reader.skip(2, "reserved");
         key.source = ipv4_address(reader.u32("source"));

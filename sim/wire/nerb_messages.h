@@ -12,7 +12,7 @@
 //                              operation (1 adds, 2 removes)
 //
 // Answers are described in nerb_sim.h: four words, which are struct nerb_sim_answer, and four
-// words an entry.
+// words per entry.
 #pragma once
 
 #include <nerb_sim.h>

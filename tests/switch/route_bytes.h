@@ -9,7 +9,7 @@ inline bytes two_routes() {
         0xc3, 0xd0, 0x02, 0x00, 0x35, 0x24, 0xd1, 0xd2,                     // 0    client id, 2 records, marker
         0x01, 0xd3, 0xd4, 0xd5,                                             // 8    opcode: add
         0x80, 0x10, 0x20, 0x03, 0x04, 0x05, 0x06, 0x07,                     // 12   flags
-        0x18, 0x1f, 0xd6, 0xd7,                                             // 20   source and group mask lengths
+        0x18, 0x1f, 0xd6, 0xd7,                                             // 20   source and group prefix lengths
         0x4a, 0x4b, 0x4c, 0x4d,                                             // 24   epoch
         0x09, 0x08, 0x0b, 0x0a,                                             // 28   source 10.11.8.9
         0x0e, 0x0d, 0x0c, 0xef,                                             // 32   group 239.12.13.14
@@ -35,7 +35,7 @@ inline bytes two_routes() {
         0x99, 0x9a, 0x9b, 0x9c, 0x9d, 0x9e, 0x9f, 0xaf,                     // 160
         0x02, 0xb0, 0xb1, 0xb2,                                             // 168  opcode: delete
         0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17, 0x19,                     // 172  flags
-        0x00, 0x20, 0xb3, 0xb4,                                             // 180  source and group mask lengths
+        0x00, 0x20, 0xb3, 0xb4,                                             // 180  source and group prefix lengths
         0x21, 0x22, 0x23, 0x25,                                             // 184  epoch
         0x00, 0x00, 0x00, 0x00,                                             // 188  source 0.0.0.0
         0x29, 0x2a, 0x2b, 0xe2,                                             // 192  group 226.43.42.41

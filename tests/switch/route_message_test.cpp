@@ -79,7 +79,7 @@ TEST(RouteMessage, MayHaveNoRecords) {
     EXPECT_TRUE(decoded.records.empty());
 }
 
-TEST(RouteMessage, MayHaveAGroupThatIsNotMulticastWhenItsMaskIsEmpty) {
+TEST(RouteMessage, MayHaveAGroupThatIsNotMulticastWhenItsPrefixLengthIs0) {
     const bytes any_group = patched(patched(two_routes(), 195, {0x0a}), 181, {0});
     EXPECT_EQ(sim::decode_route_message(any_group).records.at(1).key.group, 0x0a2b2a29u);
 }

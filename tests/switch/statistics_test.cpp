@@ -262,13 +262,15 @@ TEST_P(StatisticsRefusal, OfAnotherLength) {
     }
 }
 
-TEST_P(StatisticsRefusal, OfMasksThatAreTooLong) {
+TEST_P(StatisticsRefusal, OfPrefixLengthsThatAreTooLong) {
     const auto &[opcode, name, right, longest] = GetParam();
     for (const int length : {longest + 1, 255}) {
-        expect_refused(patched(right, 4, {length}),
-                       fmt::format("offset 4: source mask length {} is above {}", length, longest));
-        expect_refused(patched(right, 5, {length}),
-                       fmt::format("offset 5: group mask length {} is above {}", length, longest));
+        expect_refused(
+            patched(right, 4, {length}),
+            fmt::format("offset 4: source prefix length {} is above {}", length, longest));
+        expect_refused(
+            patched(right, 5, {length}),
+            fmt::format("offset 5: group prefix length {} is above {}", length, longest));
     }
 }
 
