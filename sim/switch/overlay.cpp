@@ -8,7 +8,6 @@
 #include "sim/wire/protocol.h"
 
 #include <algorithm>
-#include <utility>
 
 namespace sim {
 
@@ -84,53 +83,39 @@ void print_overlay_route(output &out, const overlay_route &route) {
 
 } // namespace
 
-overlay_notice decode_overlay_notice(std::span<const std::byte> message) {
-    byte_reader reader(message);
-    overlay_notice decoded{.type = read_head(reader, message.size())};
-    switch (decoded.type) {
+void handle_overlay_notice(request &asked) {
+    byte_reader reader(asked.payload);
+    overlay_state &overlay = asked.vell.overlay;
+    const std::uint16_t type = read_head(reader, asked.payload.size());
+    switch (type) {
     case VELL_SIM_OVERLAY_DISABLE:
     case VELL_SIM_OVERLAY_DISABLE_WITH_FLAG:
-        read_feature_notice(reader, message);
+        read_feature_notice(reader, asked.payload);
+        require_option_word_1(asked, 0);
+        overlay.feature = type == VELL_SIM_OVERLAY_DISABLE ? overlay_feature::disabled
+                                                           : overlay_feature::disabled_with_flag;
         break;
-    case VELL_SIM_OVERLAY_DISABLE_VLANS:
-        decoded.vlans = read_vlans(reader);
+    case VELL_SIM_OVERLAY_DISABLE_VLANS: {
+        const std::vector<std::uint16_t> vlans = read_vlans(reader);
+        require_option_word_1(asked, 1);
+        overlay.vlans_disabled.insert(vlans.begin(), vlans.end());
         break;
+    }
     default:
         refuse_at(0, "type {} is not 1 (disable), 2 (disable VLANs) or 3 (disable with flag)",
-                  decoded.type);
-    }
-    return decoded;
-}
-
-overlay_route decode_overlay_route(std::span<const std::byte> message) {
-    byte_reader reader(message);
-    overlay_route decoded{.from = {}, .type = read_head(reader, message.size())};
-    const auto body = reader.take(reader.left(), "body");
-    decoded.body.assign(body.begin(), body.end());
-    return decoded;
-}
-
-void handle_overlay_notice(request &asked) {
-    const overlay_notice notice = decode_overlay_notice(asked.payload);
-    require_option_word_1(asked, notice.type == VELL_SIM_OVERLAY_DISABLE_VLANS ? 1 : 0);
-    overlay_state &overlay = asked.vell.overlay;
-    if (notice.type == VELL_SIM_OVERLAY_DISABLE_VLANS) {
-        overlay.vlans_disabled.insert(notice.vlans.begin(), notice.vlans.end());
-    } else {
-        overlay.feature = notice.type == VELL_SIM_OVERLAY_DISABLE
-                              ? overlay_feature::disabled
-                              : overlay_feature::disabled_with_flag;
+                  type);
     }
 }
 
 void handle_overlay_route(request &asked) {
-    overlay_route update = decode_overlay_route(asked.payload);
-    update.from = name_sender(asked);
+    byte_reader reader(asked.payload);
+    const std::uint16_t type = read_head(reader, asked.payload.size());
+    const auto body = reader.take(reader.left(), "body");
     overlay_state &overlay = asked.vell.overlay;
     if (overlay.routes.size() == overlay_routes_kept) {
         overlay.routes.pop_front();
     }
-    overlay.routes.push_back(std::move(update));
+    overlay.routes.push_back({name_sender(asked), type, {body.begin(), body.end()}});
     ++overlay.route_updates;
 }
 

@@ -12,7 +12,6 @@
 #include <cstdint>
 #include <deque>
 #include <set>
-#include <span>
 #include <vector>
 
 namespace sim {
@@ -31,14 +30,5 @@ struct overlay_state {
     std::deque<overlay_route> routes{}; // oldest first
     std::uint64_t route_updates = 0;    // forgotten ones included
 };
-
-struct overlay_notice {
-    std::uint16_t type = 0;
-    std::vector<std::uint16_t> vlans{}; // of type 2
-};
-
-// Both throw refusal.
-overlay_notice decode_overlay_notice(std::span<const std::byte> message);
-overlay_route decode_overlay_route(std::span<const std::byte> message);
 
 } // namespace sim
