@@ -231,7 +231,7 @@ std::string set_faults(fault_modes &faults, std::string_view text) {
     while (!text.empty()) {
         std::string_view value = take_until(text, " --");
         const std::string_view option = take_until(value, " ");
-        const std::string error = set_one(changed, option, std::string(value));
+        std::string error = set_one(changed, option, std::string(value));
         if (!error.empty()) {
             return error;
         }
