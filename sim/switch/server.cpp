@@ -7,8 +7,6 @@
 #include <cerrno>
 #include <cstring>
 #include <fmt/format.h>
-#include <limits>
-#include <span>
 #include <stdexcept>
 #include <utility>
 
@@ -99,16 +97,16 @@ int server::poll_timeout_ms() {
         consider(peer.closing_time(limits_));
     }
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(next - clock::now()).count();
-    return static_cast<int>(std::clamp<long long>(left, 0, std::numeric_limits<int>::max()));
+    return static_cast<int>(std::max<long long>(left, 0));
 }
 
 void server::accept_waiting() {
     for (int i = 0; i < accepts_per_turn; ++i) {
-        file_descriptor accepted = place_.accept();
-        if (!accepted) {
+        if (file_descriptor accepted = place_.accept()) {
+            admit(std::move(accepted));
+        } else {
             return;
         }
-        admit(std::move(accepted));
     }
 }
 
@@ -186,7 +184,7 @@ void server::take_frames(connection_id id, peer_connection &peer) {
             return;
         }
         peer.note_whole_frame();
-        const std::span<const std::byte> question = peer.input().front().payload;
+        const auto question = peer.input().front().payload;
         peer.queue_answer(answer_question(
             vell_, {reinterpret_cast<const char *>(question.data()), question.size()}));
         peer.input().drop_frame();
@@ -244,9 +242,9 @@ void server::close_connection(connection_id id, const peer_connection::closing &
     peer_connection &peer = peers_.at(id);
     if (how.is_error) {
         vell_.error("{}: {}: connection closed", describe(vell_, peer.who()), how.why);
-    }
-    if (how.is_error && !peer.end_of_input()) {
-        peer.send_closing(how.why);
+        if (!peer.end_of_input()) {
+            peer.send_closing(how.why);
+        }
     }
     handle_loss(vell_, peer.who(), how.why);
     peers_.erase(id);
