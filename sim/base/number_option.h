@@ -1,5 +1,5 @@
 // Options that are numbers: anything else, and what does not fit, is refused with what would have
-// been right.
+// been right. A leading zero is only a digit: 010 is 10.
 #pragma once
 
 #include "sim/base/text.h"
@@ -13,12 +13,14 @@
 
 namespace sim {
 
-inline CLI::Validator number_up_to(std::uint64_t largest) {
-    const auto check = [largest](const std::string &text) {
+inline CLI::Validator number_up_to(std::uint64_t largest, std::uint64_t least = 0) {
+    const auto check = [largest, least](std::string &text) {
         const std::optional<std::uint64_t> number = parse_number(text);
-        return number && *number <= largest
-                   ? std::string()
-                   : fmt::format("{} is not a number from 0 to {}", text, largest);
+        if (!number || *number < least || *number > largest) {
+            return fmt::format("{} is not a number from {} to {}", text, least, largest);
+        }
+        text = std::to_string(*number); // CLI11 reads a leading zero as octal
+        return std::string();
     };
     return CLI::Validator(check, "");
 }
@@ -30,7 +32,7 @@ CLI::Option *add_number(CLI::App &command, const char *name, Target &target,
     constexpr std::uint64_t largest = std::numeric_limits<Number>::max();
     return command.add_option(name, target, description)
         ->option_text("0 to " + std::to_string(largest))
-        ->check(number_up_to(largest));
+        ->transform(number_up_to(largest));
 }
 template <typename Number>
 CLI::Option *add_number(CLI::App &command, const char *name, std::optional<Number> &target,

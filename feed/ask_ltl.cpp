@@ -1,0 +1,225 @@
+// `vellfeed ltl`: one request to the LTL manager, and its answer.
+#include "feed/commands.h"
+#include "feed/failure.h"
+#include "feed/interfaces.h"
+#include "feed/print.h"
+#include "sim/base/if_name.h"
+#include "sim/base/number_option.h"
+#include "sim/wire/protocol.h"
+
+#include <nerb_sim.h>
+#include <vell.h>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+#include <limits>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace feed {
+
+namespace {
+
+struct ltl_request {
+    const char *name; // "LTL allocation"
+    const char *done; // "allocated"
+    std::uint32_t opcode;
+    std::uint32_t key = 0; // of an allocation the VLAN, else the LTL index
+    std::uint32_t tag = 0;
+    std::vector<std::uint32_t> interfaces{};
+    session_options client{};
+    sim::output_form form = sim::output_form::text;
+
+    bool is_allocation() const { return opcode == NERB_SIM_OPCODE_ALLOCATION; }
+    std::string text() const {
+        return is_allocation() ? fmt::format("{} for VLAN {} with tag {}", name, key, tag)
+                               : fmt::format("{} of LTL {:#x} with tag {}", name, key, tag);
+    }
+};
+
+struct ltl_result {
+    std::uint32_t index = 0;
+    std::uint32_t interfaces = 0;
+};
+
+bool send(const ltl_request &request, std::uint32_t cookie) {
+    const auto count = static_cast<std::uint32_t>(request.interfaces.size());
+    const std::uint32_t *interfaces = request.interfaces.data();
+    switch (request.opcode) {
+    case NERB_SIM_OPCODE_ALLOCATION:
+        return vell_nerb_l2_ltl_alloc(request.key, count, interfaces, request.tag, cookie) == 1;
+    case NERB_SIM_OPCODE_MODIFICATION:
+        return vell_nerb_l2_ltl_modify(request.key, count, interfaces, request.tag, cookie) == 1;
+    default:
+        return vell_nerb_l2_ltl_dealloc(request.key, request.tag, cookie) == 1;
+    }
+}
+
+bool is_answer(const received_message &message, const ltl_request &request, std::uint32_t cookie) {
+    nerb_sim_answer head{};
+    return message.opcode() == request.opcode &&
+           nerb_sim_answer_head(message.handle(), &head) == NERB_SIM_READ && head.cookie == cookie;
+}
+
+// The library's readers say only that it did not work.
+[[noreturn]] void refuse(const received_message &answer, const ltl_request &request) {
+    std::uint32_t words[4] = {};
+    if (nerb_sim_answer_entry(answer.handle(), 0, words) != NERB_SIM_READ ||
+        words[3] == NERB_SIM_DONE) {
+        throw session_error(fmt::format("the answer to the {} is not of one LTL", request.text()));
+    }
+    throw session_error(fmt::format("the LTL manager refused the {}: {} (status {})",
+                                    request.text(), nerb_sim_status_name(words[3]), words[3]));
+}
+
+ltl_result ask(session &client, const ltl_request &request) {
+    const std::uint32_t cookie = client.new_cookie();
+    client.require_sent(send(request, cookie), request.name);
+    const received_message answer =
+        client.await(request.name, [&](const received_message &message) {
+            return is_answer(message, request, cookie);
+        });
+    const auto read =
+        request.is_allocation() ? vell_nerb_handle_l2_alloc_response : vell_nerb_handle_l2_response;
+    ltl_result result;
+    if (read(answer.handle(), &result.index, &result.interfaces) == 0) {
+        refuse(answer, request);
+    }
+    if ((!request.is_allocation() && result.index != request.key) ||
+        result.interfaces != request.interfaces.size()) {
+        throw session_error(fmt::format("the LTL manager answered the {} with LTL {:#x} and {}",
+                                        request.text(), result.index,
+                                        sim::counted(result.interfaces, "interface")));
+    }
+    return result;
+}
+
+int run(const ltl_request &request, std::ostream &to) {
+    session client(request.client);
+    client.register_client();
+    const ltl_result result = ask(client, request);
+    // Before anything else can fail: without its index an LTL cannot be released.
+    sim::output out(request.form);
+    out.open_object();
+    out.json("done", request.done);
+    out.text("{} ", request.done);
+    out.field("index", "LTL {:#x}", result.index);
+    if (request.opcode != NERB_SIM_OPCODE_RELEASE) {
+        out.text(" with {}: {}", sim::counted(result.interfaces, "interface"),
+                 interface_names(request.interfaces));
+    }
+    out.open_list("interfaces");
+    for (const std::uint32_t if_index : request.interfaces) {
+        out.json({}, sim::if_name(if_index));
+    }
+    out.close_list();
+    out.text("\n");
+    out.close_object();
+    print_result(out, to);
+    client.close("`vellsim show ltl`");
+    return 0;
+}
+
+void add_tag(CLI::App &app, ltl_request &request, const char *help) {
+    sim::add_number(app, "--tag", request.tag, help)->option_text("N REQUIRED")->required();
+}
+
+void add_index(CLI::App &app, ltl_request &request) {
+    sim::add_number(app, "INDEX", request.key, "The LTL index, in decimal or as 0x4000")
+        ->option_text("")
+        ->required();
+    add_tag(app, request, "The tag that it was allocated with");
+}
+
+void add_ports(CLI::App &app, ltl_request &request) {
+    const auto read = [&request](const std::vector<std::string> &names) {
+        constexpr std::size_t most = std::numeric_limits<std::uint16_t>::max();
+        if (names.size() > most) {
+            throw CLI::ValidationError(
+                "PORT", fmt::format("{} interfaces are too many for a request, which has {} at "
+                                    "most",
+                                    names.size(), most));
+        }
+        for (const std::string &name : names) {
+            const auto index = index_in_name(name);
+            if (!index) {
+                throw CLI::ValidationError(
+                    "PORT", fmt::format("{}: expected Eth3/7 (slot and port, up to 255), Eth3/7/1 "
+                                        "(a breakout lane of it), Po1 (up to 65535), Vlan10 (up to "
+                                        "4094), or if12 (any other, by the kernel's index)",
+                                        in_quotes(name)));
+            }
+            request.interfaces.push_back(*index);
+        }
+    };
+    CLI::Option *ports = app.add_option_function<std::vector<std::string>>(
+                                "PORT", read, "Interfaces: Eth3/7, Eth3/7/1, Po1, Vlan10 or if12")
+                             ->option_text("...");
+    CLI::Option *no_ports = app.add_flag_callback(
+                                   "--no-ports", [] {}, "No interface at all")
+                                ->excludes(ports);
+    app.parse_complete_callback([ports, no_ports] {
+        if (ports->count() == 0 && no_ports->count() == 0) {
+            throw CLI::ValidationError("PORT", "name the interfaces, or say --no-ports");
+        }
+    });
+}
+
+// The rest of a command: what all requests have, and the action.
+action finish(CLI::App &app, command_context &context,
+              const std::shared_ptr<ltl_request> &request) {
+    add_client_options(app, request->client);
+    add_json(app, request->form);
+    return [request, &context] { return run(*request, context.out); };
+}
+
+action make_allocation(CLI::App &app, command_context &context) {
+    const auto request = std::make_shared<ltl_request>(
+        ltl_request{"LTL allocation", "allocated", NERB_SIM_OPCODE_ALLOCATION});
+    app.add_option("--vlan", request->key, "VLAN of the interfaces, 1 to 4094")
+        ->option_text("N REQUIRED")
+        ->required()
+        ->transform(sim::number_up_to(VELL_SIM_HIGHEST_VLAN, 1));
+    add_tag(app, *request,
+            "A number of your own, without which the LTL cannot be changed or released");
+    add_ports(app, *request);
+    app.footer("Prints the LTL index. It stays allocated until it is released.\n"
+               "Example: vellfeed ltl alloc --vlan 10 --tag 7 Eth3/7 Po1");
+    return finish(app, context, request);
+}
+
+action make_modification(CLI::App &app, command_context &context) {
+    const auto request = std::make_shared<ltl_request>(
+        ltl_request{"LTL modification", "modified", NERB_SIM_OPCODE_MODIFICATION});
+    add_index(app, *request);
+    add_ports(app, *request);
+    app.footer("The interfaces replace those that the LTL has.\n"
+               "Example: vellfeed ltl modify 0x4000 --tag 7 Eth3/7 Eth3/8");
+    return finish(app, context, request);
+}
+
+action make_release(CLI::App &app, command_context &context) {
+    const auto request = std::make_shared<ltl_request>(
+        ltl_request{"LTL release", "released", NERB_SIM_OPCODE_RELEASE});
+    add_index(app, *request);
+    app.footer("Example: vellfeed ltl release 0x4000 --tag 7");
+    return finish(app, context, request);
+}
+
+constexpr command requests[] = {
+    {"alloc", "Allocate an LTL index for some interfaces", make_allocation},
+    {"modify", "Give an LTL index other interfaces", make_modification},
+    {"release", "Release an LTL index", make_release},
+};
+
+} // namespace
+
+action make_ltl(CLI::App &app, command_context &context) {
+    add_commands(app, requests, context);
+    app.footer("Example: vellfeed ltl alloc --vlan 10 --tag 7 Eth3/7 Po1");
+    return {};
+}
+
+} // namespace feed

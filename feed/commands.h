@@ -1,0 +1,61 @@
+// The commands of vellfeed, and what they share. A command is a function that adds its options to the
+// command line and returns what is to run once they are read.
+#pragma once
+
+#include "feed/plan.h"
+#include "feed/session.h"
+#include "sim/base/output.h"
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <ostream>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace feed {
+
+// Returns the exit code: 0, or 1 when something was not done, or is not equal.
+using action = std::function<int()>;
+
+struct command_context {
+    std::ostream &out;
+    std::ostream &err;
+    action chosen; // the command of the command line
+};
+
+struct command {
+    const char *name;
+    const char *help; // one line
+    action (*make)(CLI::App &app, command_context &context);
+};
+
+void add_commands(CLI::App &parent, std::span<const command> commands, command_context &context);
+
+action make_send(CLI::App &app, command_context &context);
+action make_remove(CLI::App &app, command_context &context);
+action make_compare(CLI::App &app, command_context &context);
+action make_repair(CLI::App &app, command_context &context);
+action make_follow(CLI::App &app, command_context &context);
+action make_record(CLI::App &app, command_context &context);
+action make_stats(CLI::App &app, command_context &context);
+action make_ltl(CLI::App &app, command_context &context);
+action make_notice(CLI::App &app, command_context &context);
+
+// --run-dir of every command that talks to the switch; sets VELLSIM_RUN_DIR.
+void add_run_dir(CLI::App &app);
+
+// --run-dir, --timeout and --uuid of every command that is a client.
+void add_client_options(CLI::App &app, session_options &options);
+
+// --only, --vlan and --bridge of every command that reads snapshots.
+void add_plan_options(CLI::App &app, plan_options &options);
+
+void add_quiet(CLI::App &app, bool &quiet);
+void add_json(CLI::App &app, sim::output_form &form);
+
+// Runs vellfeed. Returns its exit code: 0, 1 when it could not do what it was asked, 2 when it was asked
+// wrongly.
+int run_vellfeed(int argc, const char *const *argv, std::ostream &out, std::ostream &err);
+
+} // namespace feed

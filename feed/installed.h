@@ -1,0 +1,20 @@
+// What the switch has now, as `vellsim show` prints it.
+#pragma once
+
+#include "feed/json_rows.h"
+#include "feed/plan.h"
+#include "feed/state.h"
+
+#include <string_view>
+
+namespace feed {
+
+// Runs vellsim and reads what it prints, row by row, however long it is. Throws input_error when it
+// fails or prints something else, session_error when no switch answers.
+state ask_installed(const table_choice &only);
+
+// Adds what `vellsim show SHOWN --json` printed: flood, l2, ltl or routes. Throws input_error for
+// anything but a whole table.
+void read_installed(const json_input &from, std::string_view shown, state &into);
+
+} // namespace feed

@@ -1,0 +1,374 @@
+#include "feed/mirror.h"
+
+#include <nerb_sim.h>
+
+#include <algorithm>
+#include <cassert>
+#include <fmt/format.h>
+
+namespace feed {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// What the service forgot is there again within one pause of its return.
+constexpr auto longest_connect_pause = 5s;
+constexpr auto longest_retry_pause = 60s;
+
+int ms_until(std::chrono::steady_clock::time_point when) {
+    const auto left =
+        std::chrono::ceil<std::chrono::milliseconds>(when - std::chrono::steady_clock::now());
+    return static_cast<int>(std::max<long long>(left.count(), 0));
+}
+
+std::string sent_before(const std::exception &error, std::size_t sent, std::size_t of,
+                        const char *table) {
+    return fmt::format("{}; {} of {} changes of {} were sent before", error.what(), sent, of,
+                       table);
+}
+
+} // namespace
+
+std::chrono::milliseconds mirror::growing_pause::take() {
+    const auto pause = next_;
+    next_ = std::min(2 * next_, longest_);
+    return pause;
+}
+
+mirror::mirror(mirror_options options)
+    : options_(std::move(options)),
+      client_(options_.client),
+      connect_pause_(options_.pause, longest_connect_pause),
+      retry_pause_(4 * options_.pause, longest_retry_pause) {}
+
+void mirror::assume(state installed) {
+    for (const auto &[key, row] : installed.ltls) {
+        if (row.index == 0) {
+            lost_ltls_.insert(key);
+        }
+    }
+    wanted_ = installed;
+    installed_ = std::move(installed);
+}
+
+void mirror::want(state wanted, const table_choice &said) {
+    const auto take = [](auto &mine, auto &theirs, bool is_said, bool &is_pending) {
+        if (is_said) {
+            mine = std::move(theirs);
+            is_pending = true;
+        }
+    };
+    take(wanted_.floods, wanted.floods, said.floods, floods_pending_);
+    take(wanted_.groups, wanted.groups, said.groups, groups_pending_);
+    take(wanted_.ltls, wanted.ltls, said.ltls, ltls_pending_);
+    take(wanted_.routes, wanted.routes, said.routes, routes_pending_);
+    // What is refused may be refused for another reason now, or not at all.
+    refused_floods_.clear();
+    refused_ltls_.clear();
+}
+
+void mirror::tick() {
+    try {
+        advance();
+    } catch (const session_error &error) {
+        lose(error.what());
+    }
+}
+
+void mirror::advance() {
+    if (!is_connected_) {
+        connect();
+    }
+    if (!is_connected_) {
+        return;
+    }
+    take_answers();
+    if (!client_.is_registered()) {
+        if (clock::now() >= registration_due_) {
+            throw session_error(
+                fmt::format("no answer to the registration within {} ms; if the switch is only "
+                            "slow, wait longer with --timeout",
+                            client_.timeout_ms()));
+        }
+        return;
+    }
+    if (is_lost_) {
+        is_lost_ = false;
+        options_.say("registered again");
+    }
+    connect_pause_.reset();
+    expire();
+    retry_refused();
+    send_floods();
+    send_table(&state::groups, "groups", send_group_changes, groups_pending_, groups_in_doubt_,
+               counts_.groups);
+    send_ltls();
+    send_table(&state::routes, "routes", send_route_changes, routes_pending_, routes_in_doubt_,
+               counts_.routes);
+    if (in_step()) {
+        said_.clear();
+    }
+}
+
+void mirror::connect() {
+    if (clock::now() < connect_at_) {
+        return;
+    }
+    if (!client_.start_registration()) {
+        throw session_error(no_switch());
+    }
+    is_connected_ = true;
+    registration_due_ = clock::now() + std::chrono::milliseconds(client_.timeout_ms());
+}
+
+void mirror::lose(const std::string &why) {
+    if (!options_.keeps_trying) {
+        throw session_error(why);
+    }
+    if (!is_lost_) {
+        options_.say(why + "; trying again");
+    }
+    is_lost_ = true;
+    if (is_connected_) {
+        doubt_everything();
+    }
+    is_connected_ = false;
+    connect_at_ = clock::now() + connect_pause_.take();
+}
+
+// The service may have all that was wanted, all that was installed, some of it, or nothing.
+void mirror::doubt_everything() {
+    installed_.routes.insert(wanted_.routes.begin(), wanted_.routes.end());
+    installed_.groups.insert(wanted_.groups.begin(), wanted_.groups.end());
+    routes_in_doubt_ = !installed_.routes.empty();
+    groups_in_doubt_ = !installed_.groups.empty();
+    for (const auto &[key, row] : installed_.floods) {
+        flood_doubts_[key].push_back(row.interfaces);
+    }
+    for (const auto &[cookie, request] : flood_requests_) {
+        for (const flood_change &change : request.changes) {
+            flood_doubts_[change.key].push_back(change.before);
+            flood_doubts_[change.key].push_back(change.after.interfaces);
+        }
+    }
+    for (auto &[key, guesses] : flood_doubts_) {
+        guesses.emplace_back();
+    }
+    for (const auto &[key, row] : installed_.ltls) {
+        ltl_doubts_.insert(key);
+    }
+    for (const auto &[cookie, request] : ltl_requests_) {
+        if (request.operation == ltl_operation::allocate) {
+            lost_ltls_.insert(request.key);
+        }
+    }
+    flood_requests_.clear();
+    ltl_requests_.clear();
+    refused_floods_.clear();
+    refused_ltls_.clear();
+    retry_at_.reset();
+    routes_pending_ = groups_pending_ = floods_pending_ = ltls_pending_ = true;
+}
+
+void mirror::say_once(const std::string &what) {
+    if (said_.insert(what).second) {
+        options_.say(what);
+    }
+}
+
+template <typename Key>
+void mirror::refuse(std::set<Key> &refused, const Key &key, sent_counts &counts,
+                    const std::string &why) {
+    say_once(fmt::format("{}: {}", key_text(key), why));
+    refused.insert(key);
+    ++counts.refused;
+    if (options_.keeps_trying && !retry_at_) {
+        retry_at_ = clock::now() + retry_pause_.take();
+    }
+}
+template void mirror::refuse(std::set<flood_key> &, const flood_key &, sent_counts &,
+                             const std::string &);
+template void mirror::refuse(std::set<ltl_key> &, const ltl_key &, sent_counts &,
+                             const std::string &);
+
+void mirror::retry_refused() {
+    if (!retry_at_ || clock::now() < *retry_at_) {
+        return;
+    }
+    retry_at_.reset();
+    floods_pending_ |= !refused_floods_.empty();
+    ltls_pending_ |= !refused_ltls_.empty();
+    refused_floods_.clear();
+    refused_ltls_.clear();
+}
+
+// In the order of the keys; what is removed first makes room for what is added.
+template <typename Row>
+void mirror::send_table(table<Row> state::*member, const char *name, send_function<Row> send,
+                        bool &is_pending, bool &in_doubt, sent_counts &counts) {
+    if (!is_pending) {
+        return;
+    }
+    table<Row> &installed = installed_.*member;
+    const table<Row> &wanted = wanted_.*member;
+    static const table<Row> nothing;
+    sending how{.message_bytes = options_.message_bytes};
+    how.download = in_doubt || installed.empty();
+    std::vector<change<Row>> changes = diff(installed, in_doubt ? nothing : wanted);
+    if (in_doubt) {
+        // An add replaces a route, but only adds to the ports of a group.
+        if constexpr (std::same_as<Row, route>) {
+            std::erase_if(changes, [&](const auto &one) { return wanted.contains(*one.key); });
+        }
+        std::ranges::copy(diff(nothing, wanted), std::back_inserter(changes));
+    }
+    std::ranges::stable_partition(changes, [](const auto &one) { return one.after == nullptr; });
+    is_pending = false;
+    if (changes.empty()) {
+        in_doubt = false;
+        return;
+    }
+    how.epoch = std::same_as<Row, route> ? (epoch_ += how.download ? 1 : 0) : 0;
+    std::size_t adopted = 0;
+    const bool was_in_doubt = in_doubt;
+    how.sent = [&](std::size_t sent) {
+        for (; adopted < sent; ++adopted) {
+            const change<Row> &done = changes[adopted];
+            if (done.after == nullptr) {
+                counts.removed += was_in_doubt && wanted.contains(*done.key) ? 0 : 1;
+            } else {
+                ++(done.before == nullptr ? counts.added : counts.changed);
+            }
+            adopt(installed, done);
+        }
+        if (!options_.goes_on(name, sent, changes.size())) {
+            throw interrupted("interrupted");
+        }
+    };
+    try {
+        send(client_, changes, how);
+    } catch (const interrupted &error) {
+        throw interrupted(sent_before(error, adopted, changes.size(), name));
+    } catch (const session_error &error) {
+        throw session_error(sent_before(error, adopted, changes.size(), name));
+    }
+    in_doubt = false;
+    assert(installed == wanted);
+}
+
+void mirror::take_answers() {
+    while (const std::optional<received_message> message = client_.receive(0)) {
+        nerb_sim_answer head{};
+        if (nerb_sim_answer_head(message->handle(), &head) != NERB_SIM_READ) {
+            continue;
+        }
+        const auto flood = flood_requests_.find(head.cookie);
+        if (flood != flood_requests_.end() && head.kind == NERB_SIM_KIND_FLOOD_UPDATE) {
+            const flood_request request = std::move(flood->second);
+            flood_requests_.erase(flood);
+            take_flood_answer(*message, request);
+        }
+        const auto found = ltl_requests_.find(head.cookie);
+        std::uint32_t words[4];
+        if (found != ltl_requests_.end() &&
+            nerb_sim_answer_entry(message->handle(), 0, words) == NERB_SIM_READ) {
+            const ltl_request request = std::move(found->second);
+            ltl_requests_.erase(found);
+            const bool is_allocation = request.operation == ltl_operation::allocate;
+            take_ltl_result(request, is_allocation ? words[1] : words[0], words[3]);
+        }
+    }
+}
+
+// An answer may still come; until then its rows are in doubt.
+void mirror::expire(const std::string &request, const std::function<void()> &doubt) {
+    const std::string what =
+        fmt::format("no answer to the {} within {} ms", request, client_.timeout_ms());
+    if (!options_.keeps_trying) {
+        throw session_error(what + " (to wait longer: --timeout); it may have been carried out all "
+                                   "the same");
+    }
+    say_once(what);
+    doubt();
+    if (!retry_at_) {
+        retry_at_ = clock::now() + retry_pause_.take();
+    }
+}
+
+void mirror::expire() {
+    const clock::time_point now = clock::now();
+    for (auto &[cookie, request] : flood_requests_) {
+        if (request.expired || now < request.due) {
+            continue;
+        }
+        request.expired = true;
+        expire("flood update", [&] {
+            for (const flood_change &change : request.changes) {
+                flood_doubts_[change.key] = {change.before, change.after.interfaces};
+                refused_floods_.insert(change.key);
+            }
+        });
+    }
+    for (auto &[cookie, request] : ltl_requests_) {
+        if (request.expired || now < request.due) {
+            continue;
+        }
+        request.expired = true;
+        expire("request for the " + key_text(request.key), [&] {
+            refused_ltls_.insert(request.key);
+            if (request.operation == ltl_operation::allocate) {
+                lost_ltls_.insert(request.key);
+            }
+        });
+    }
+    // An answer that is later than that many requests does not come any more.
+    constexpr std::size_t most_remembered = 1024;
+    while (flood_requests_.size() > most_remembered) {
+        flood_requests_.erase(flood_requests_.begin());
+    }
+    while (ltl_requests_.size() > most_remembered) {
+        ltl_requests_.erase(ltl_requests_.begin());
+    }
+}
+
+bool mirror::in_step() const {
+    return !routes_pending_ && !groups_pending_ && flood_doubts_.empty() && ltl_doubts_.empty() &&
+           lost_ltls_.empty() && installed_.floods == wanted_.floods &&
+           installed_.ltls == wanted_.ltls && client_.is_registered();
+}
+
+bool mirror::done() const {
+    const auto waits = [](const auto &requests) {
+        return std::ranges::any_of(requests, [](const auto &one) { return !one.second.expired; });
+    };
+    return in_step() || (!options_.keeps_trying && client_.is_registered() && !routes_pending_ &&
+                         !groups_pending_ && !floods_pending_ && !ltls_pending_ &&
+                         !waits(flood_requests_) && !waits(ltl_requests_));
+}
+
+int mirror::wait_ms() const {
+    std::optional<clock::time_point> next = retry_at_;
+    const auto sooner = [&next](clock::time_point when) {
+        next = next ? std::min(*next, when) : when;
+    };
+    if (!is_connected_) {
+        return ms_until(connect_at_);
+    }
+    if (!client_.is_registered()) {
+        return ms_until(registration_due_);
+    }
+    for (const auto &[cookie, request] : flood_requests_) {
+        if (!request.expired) {
+            sooner(request.due);
+        }
+    }
+    for (const auto &[cookie, request] : ltl_requests_) {
+        if (!request.expired) {
+            sooner(request.due);
+        }
+    }
+    return next ? ms_until(*next) : -1;
+}
+
+} // namespace feed

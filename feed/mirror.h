@@ -1,0 +1,215 @@
+// Makes the service and the LTL manager have what is wanted, and keeps them so.
+//
+//          want()                               adopt what was sent or acknowledged
+//     wanted ───────► diff ───► records ───► service, LTL manager
+//                      ▲                          │
+//     installed ───────┴──────────────────────────┘
+//
+// There are two sets of tables: what is wanted, and what is installed as far as the mirror knows. All
+// it does is to send the difference, in the order floods, groups, LTLs, routes, and to note what became
+// of it. Everything that can go wrong ends in the same walk:
+//
+//  - The connection is lost. What was installed is in doubt: the service may have restarted and have
+//    nothing, or it may live on and have all of it, and also what was on its way. So after the next
+//    registration what is in doubt and not wanted is deleted, and everything wanted is sent anew; both
+//    change nothing where they are needless. Flood sets are changed by differences that the manager
+//    refuses when they do not fit, so each thing that it may have is tried in turn. LTLs are changed by
+//    the index that is known, and allocated again when there is no such LTL any more.
+//  - An answer is late. Its request is remembered, so that it still counts when it comes. Until then the
+//    row is in doubt.
+//  - An answer never comes, or something is refused. It is said, and tried again after a pause, where the
+//    mirror keeps trying; otherwise it is left.
+//  - An answer comes twice, or is none: it matches no request that waits, and is skipped.
+//
+// The loop of its user: tick(), then wait until fd() is readable, for at most wait_ms().
+#pragma once
+
+#include "feed/plan.h"
+#include "feed/records.h"
+#include "feed/session.h"
+#include "feed/state.h"
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace feed {
+
+struct mirror_options {
+    session_options client;
+    // After a loss, a refusal or a missing answer: try again, for ever. Otherwise tick() throws what
+    // happened, and a refusal is final.
+    bool keeps_trying = false;
+    // Before the first try; each further one waits twice as long, up to a bound.
+    std::chrono::milliseconds pause{250};
+    std::size_t message_bytes = usual_message_bytes;
+    // What is wrong, one line for each thing, once.
+    std::function<void(const std::string &)> say = [](const std::string &) {};
+    // Called between the messages of a table: how many of its changes were sent so far. False stops
+    // there: tick() throws.
+    std::function<bool(const char *table, std::size_t sent, std::size_t of)> goes_on =
+        [](const char *, std::size_t, std::size_t) { return true; };
+    // Asks which LTLs there are. Only an LTL whose allocation was never answered has to be looked up;
+    // without this function it may stay allocated for nobody.
+    std::function<table<ltl>()> find_ltls;
+};
+
+// How many rows were sent, and acknowledged where there are acknowledgments.
+struct sent_counts {
+    std::size_t added = 0;
+    std::size_t changed = 0;
+    std::size_t removed = 0;
+    std::size_t refused = 0;
+
+    std::size_t all() const { return added + changed + removed; }
+    friend bool operator==(const sent_counts &, const sent_counts &) = default;
+};
+
+class mirror {
+public:
+    explicit mirror(mirror_options options);
+
+    // What is installed already, before the first tick().
+    void assume(state installed);
+
+    // From now on. Of tables that are not said something about, what was wanted remains.
+    void want(state wanted, const table_choice &said = all_tables);
+
+    // Does what can be done without waiting: connects and registers when that is due, takes answers,
+    // sends differences.
+    void tick();
+
+    // Whether what is installed is what is wanted.
+    bool in_step() const;
+
+    // Whether nothing more will happen by itself: in step, or all that is not was refused for good.
+    bool done() const;
+
+    // How long until tick() has something to do by itself; -1: never.
+    int wait_ms() const;
+
+    // Readable when tick() has something to do; -1 without a connection.
+    int fd() const { return client_.fd(); }
+
+    bool is_registered() const { return client_.is_registered(); }
+    const state &installed() const { return installed_; }
+    const state &wanted() const { return wanted_; }
+
+    struct all_counts {
+        sent_counts floods, groups, ltls, routes;
+        friend bool operator==(const all_counts &, const all_counts &) = default;
+    };
+    const all_counts &counts() const { return counts_; }
+
+    // Ends the registration, with the checks of session::close().
+    void close(std::string_view teller) { client_.close(teller); }
+
+private:
+    using clock = std::chrono::steady_clock;
+
+    // A pause that grows with each use, until something succeeds.
+    class growing_pause {
+    public:
+        growing_pause(std::chrono::milliseconds first, std::chrono::milliseconds longest)
+            : first_(first), longest_(longest), next_(first) {}
+        std::chrono::milliseconds take();
+        void reset() { next_ = first_; }
+
+    private:
+        std::chrono::milliseconds first_;
+        std::chrono::milliseconds longest_;
+        std::chrono::milliseconds next_;
+    };
+
+    struct flood_request {
+        std::vector<flood_change> changes;
+        clock::time_point due;
+        bool expired = false;
+    };
+
+    enum class ltl_operation { allocate, modify, release };
+    struct ltl_request {
+        ltl_operation operation;
+        ltl_key key;
+        ltl row; // as it will be
+        clock::time_point due;
+        bool expired = false;
+        bool is_spare = false; // releases an index that was allocated besides another one
+    };
+
+    template <typename Row>
+    using send_function = void (*)(session &, const std::vector<change<Row>> &, const sending &);
+
+    void advance();
+    void connect();
+    void lose(const std::string &why);
+    void doubt_everything();
+    void take_answers();
+    void expire();
+    void expire(const std::string &request, const std::function<void()> &doubt);
+    void retry_refused();
+    void say_once(const std::string &what);
+    template <typename Key>
+    void refuse(std::set<Key> &refused, const Key &key, sent_counts &counts,
+                const std::string &why);
+
+    template <typename Row>
+    void send_table(table<Row> state::*member, const char *name, send_function<Row> send,
+                    bool &is_pending, bool &in_doubt, sent_counts &counts);
+
+    void send_floods();
+    void take_flood_answer(const received_message &message, const flood_request &request);
+    void take_flood_result(const flood_change &change, std::uint32_t status);
+    std::vector<std::uint32_t> flood_guess(const flood_key &key, const flood_set &after) const;
+
+    void send_ltls();
+    void send_ltl(ltl_request request);
+    void find_lost_ltls();
+    void take_ltl_result(const ltl_request &request, std::uint32_t index, std::uint32_t status);
+    bool is_ltl_busy(const ltl_key &key) const;
+
+    mirror_options options_;
+    session client_;
+    state wanted_;
+    state installed_;
+    all_counts counts_;
+    std::set<std::string> said_; // since the last time that everything was in step
+
+    // The connection.
+    bool is_connected_ = false; // a registration was sent, and nothing was lost since
+    bool is_lost_ = false;      // and that was said
+    clock::time_point registration_due_;
+    clock::time_point connect_at_ = clock::time_point::min();
+    growing_pause connect_pause_;
+
+    // Routes and groups.
+    bool routes_pending_ = false;
+    bool groups_pending_ = false;
+    bool routes_in_doubt_ = false;
+    bool groups_in_doubt_ = false;
+    std::uint32_t epoch_ = 0;
+
+    // Flood sets: what each that is in doubt may be, the next guess first.
+    bool floods_pending_ = false;
+    std::map<flood_key, std::vector<std::vector<std::uint32_t>>> flood_doubts_;
+    std::map<std::uint32_t, flood_request> flood_requests_; // by cookie
+    std::set<flood_key> refused_floods_;
+
+    // LTLs.
+    bool ltls_pending_ = false;
+    std::set<ltl_key> ltl_doubts_; // to be sent even where they seem to be in step
+    std::set<ltl_key> lost_ltls_;  // whose allocation was not answered
+    std::map<std::uint32_t, ltl_request> ltl_requests_;
+    std::set<ltl_key> refused_ltls_;
+
+    // What was refused is tried again.
+    std::optional<clock::time_point> retry_at_;
+    growing_pause retry_pause_;
+};
+
+} // namespace feed

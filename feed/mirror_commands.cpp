@@ -1,0 +1,330 @@
+// send, remove, compare, repair and record: a snapshot or several, played through the mirror once.
+#include "feed/commands.h"
+#include "feed/failure.h"
+#include "feed/installed.h"
+#include "feed/mirror.h"
+#include "feed/print.h"
+#include "feed/stop_signals.h"
+
+#include <fmt/ostream.h>
+#include <memory>
+#include <poll.h>
+#include <unistd.h>
+
+namespace feed {
+
+namespace {
+
+struct mirror_command {
+    plan_options planning;
+    session_options client;
+    sim::output_form form = sim::output_form::text;
+    bool quiet = false;
+    bool dry_run = false;
+    std::string from;
+    std::vector<std::string> snapshots;
+};
+
+// What the records do not say, on standard error, so that standard output is the result alone.
+void print_notes(const plan &made, const std::string &snapshot, const mirror_command &command,
+                 std::ostream &err) {
+    if (command.quiet) {
+        return;
+    }
+    for (const std::string &note : notes(made)) {
+        fmt::print(err, "vellfeed: {}: {}\n", sim::printable(snapshot), note);
+    }
+}
+
+plan read_snapshot(const std::string &directory, const mirror_command &command, std::ostream &err) {
+    plan made = read_plan({directory}, command.planning);
+    print_notes(made, directory, command, err);
+    return made;
+}
+
+// How far a long table is, on a terminal, ten times a second.
+class progress_line {
+public:
+    explicit progress_line(std::ostream &err) : err_(err), is_on_(isatty(STDERR_FILENO) == 1) {}
+    ~progress_line() {
+        if (is_shown_) {
+            fmt::print(err_, "\r\x1b[K");
+        }
+    }
+    void show(const char *table, std::size_t sent, std::size_t of) {
+        const auto now = std::chrono::steady_clock::now();
+        if (is_on_ && now >= next_) {
+            fmt::print(err_, "\r{}: {} of {} sent\x1b[K", table, sent, of);
+            err_.flush();
+            is_shown_ = true;
+            next_ = now + std::chrono::milliseconds(100);
+        }
+    }
+
+private:
+    std::ostream &err_;
+    bool is_on_;
+    bool is_shown_ = false;
+    std::chrono::steady_clock::time_point next_ =
+        std::chrono::steady_clock::now() + std::chrono::milliseconds(500);
+};
+
+void print_counts(sim::output &out, const char *table, const sent_counts &now,
+                  const sent_counts &before) {
+    const auto row = [&](const char *name, std::size_t count, const char *&separator) {
+        out.json(name, count);
+        if (count > 0) {
+            out.text("{}{} {}", separator, count, name);
+            separator = ", ";
+        }
+    };
+    if (now.all() + now.refused == before.all() + before.refused && !out.is_json()) {
+        return;
+    }
+    const std::string lead = fmt::format("; {}: ", table);
+    const char *separator = lead.c_str();
+    out.open_object(table);
+    row("added", now.added - before.added, separator);
+    row("changed", now.changed - before.changed, separator);
+    row("removed", now.removed - before.removed, separator);
+    row("refused", now.refused - before.refused, separator);
+    out.close_object();
+}
+
+// "samples/campus; routes: 29 added"
+void print_sent(const std::string &what, const mirror::all_counts &now,
+                const mirror::all_counts &before, const mirror_command &command,
+                std::ostream &out) {
+    if (command.quiet) {
+        return;
+    }
+    sim::output printed(command.form);
+    printed.open_object();
+    printed.field("snapshot", "{}", what);
+    print_counts(printed, "floods", now.floods, before.floods);
+    print_counts(printed, "groups", now.groups, before.groups);
+    print_counts(printed, "ltls", now.ltls, before.ltls);
+    print_counts(printed, "routes", now.routes, before.routes);
+    printed.close_object();
+    const std::string line = printed.take();
+    out << line << (line == sim::printable(what) ? "; nothing to send\n" : "\n");
+}
+
+// Sends until the snapshot is installed, or what is not was refused. Throws what went wrong.
+class player {
+public:
+    player(const mirror_command &command, command_context &context)
+        : command_(command), context_(context), mirror_(options()) {}
+
+    void assume(state installed) { mirror_.assume(std::move(installed)); }
+
+    // Returns whether nothing was refused.
+    bool play(const std::string &what, plan made) {
+        const mirror::all_counts before = mirror_.counts();
+        mirror_.want(std::move(made.wanted), made.said);
+        for (mirror_.tick(); !mirror_.done(); mirror_.tick()) {
+            pollfd entries[] = {{signals_.fd(), POLLIN, 0}, {mirror_.fd(), POLLIN, 0}};
+            poll(entries, 2, mirror_.wait_ms());
+            if (signals_.arrived()) {
+                throw interrupted("interrupted while answers of the switch were missing");
+            }
+        }
+        print_sent(what, mirror_.counts(), before, command_, context_.out);
+        return mirror_.in_step();
+    }
+
+    void close() { mirror_.close("`vellfeed compare`"); }
+
+private:
+    mirror_options options() {
+        mirror_options made;
+        made.client = command_.client;
+        made.say = [this](const std::string &what) {
+            fmt::print(context_.err, "vellfeed: {}\n", what);
+        };
+        made.goes_on = [this](const char *table, std::size_t sent, std::size_t of) {
+            progress_.show(table, sent, of);
+            return !signals_.arrived();
+        };
+        made.find_ltls = [] { return ask_installed({.ltls = true}).ltls; };
+        return made;
+    }
+
+    const mirror_command &command_;
+    command_context &context_;
+    stop_signals signals_;
+    progress_line progress_{context_.err};
+    mirror mirror_;
+};
+
+int print_difference(const state &installed, const plan &made, const mirror_command &command,
+                     command_context &context) {
+    std::ostream silent(nullptr);
+    return print_differences(installed, made.wanted, made.said, command.form,
+                             command.quiet ? silent : context.out)
+                   .equal()
+               ? 0
+               : 1;
+}
+
+// The LTLs of a snapshot are known by their tags; their indexes only the switch can say.
+void find_indexes(state &installed) {
+    if (installed.ltls.empty()) {
+        return;
+    }
+    const table<ltl> found = ask_installed({.ltls = true}).ltls;
+    std::erase_if(installed.ltls, [&](const auto &row) { return !found.contains(row.first); });
+    for (auto &[key, row] : installed.ltls) {
+        row = found.at(key);
+    }
+}
+
+int run_send(const mirror_command &command, command_context &context) {
+    state installed;
+    if (!command.from.empty()) {
+        installed = read_snapshot(command.from, command, context.err).wanted;
+    }
+    // Everything is read and checked before anything is sent.
+    std::vector<plan> plans;
+    for (const std::string &snapshot : command.snapshots) {
+        plans.push_back(read_snapshot(snapshot, command, context.err));
+    }
+    if (command.dry_run) {
+        for (plan &made : plans) {
+            print_difference(installed, made, command, context);
+            installed = std::move(made.wanted);
+        }
+        return 0;
+    }
+    find_indexes(installed);
+    player all(command, context);
+    all.assume(std::move(installed));
+    bool is_done = true;
+    for (std::size_t i = 0; i < plans.size(); ++i) {
+        is_done = all.play(command.snapshots[i], std::move(plans[i])) && is_done;
+    }
+    all.close();
+    return is_done ? 0 : 1;
+}
+
+int run_remove(const mirror_command &command, command_context &context) {
+    plan made = read_snapshot(command.snapshots.front(), command, context.err);
+    state installed = std::move(made.wanted);
+    made.wanted = {};
+    if (command.dry_run) {
+        print_difference(installed, made, command, context);
+        return 0;
+    }
+    find_indexes(installed);
+    player all(command, context);
+    all.assume(std::move(installed));
+    const bool is_done = all.play(command.snapshots.front(), std::move(made));
+    all.close();
+    return is_done ? 0 : 1;
+}
+
+int run_compare(const mirror_command &command, command_context &context) {
+    const plan made = read_snapshot(command.snapshots.front(), command, context.err);
+    return print_difference(ask_installed(made.said), made, command, context);
+}
+
+int run_repair(const mirror_command &command, command_context &context) {
+    plan made = read_snapshot(command.snapshots.front(), command, context.err);
+    state installed = ask_installed(made.said);
+    if (command.dry_run) {
+        print_difference(installed, made, command, context);
+        return 0;
+    }
+    player all(command, context);
+    all.assume(std::move(installed));
+    const bool is_done = all.play(command.snapshots.front(), std::move(made));
+    all.close();
+    return is_done ? 0 : 1;
+}
+
+std::shared_ptr<mirror_command> add_mirror_options(CLI::App &app, bool sends) {
+    auto options = std::make_shared<mirror_command>();
+    add_plan_options(app, options->planning);
+    if (sends) {
+        app.add_flag("--dry-run", options->dry_run, "Print what differs, and send nothing");
+        add_client_options(app, options->client);
+    } else {
+        add_run_dir(app);
+    }
+    add_json(app, options->form);
+    add_quiet(app, options->quiet);
+    return options;
+}
+
+CLI::Option *add_snapshot(CLI::App &app, mirror_command &options) {
+    return app
+        .add_option(
+            "SNAPSHOT", options.snapshots,
+            "A directory with routes.json, links.json, mdb.json, ports.json and vlans.json, "
+            "of which any may be missing")
+        ->option_text("DIR REQUIRED")
+        ->required();
+}
+
+action made_of(int (*run)(const mirror_command &, command_context &),
+               std::shared_ptr<mirror_command> options, command_context &context) {
+    return [run, options = std::move(options), &context] { return run(*options, context); };
+}
+
+} // namespace
+
+action make_send(CLI::App &app, command_context &context) {
+    auto options = add_mirror_options(app, true);
+    add_snapshot(app, *options)->option_text("DIR... REQUIRED");
+    app.add_option("--from", options->from,
+                   "What the switch has already: only what is different is sent")
+        ->option_text("DIR");
+    app.footer("Everything is read and checked before anything is sent. Of a table whose file is "
+               "missing, nothing\nis changed. Each further snapshot is sent as the difference from "
+               "the one before. LTL indexes are\nallocated for groups, and follow them. What the "
+               "LTL manager refuses is reported, and the exit code is 1.\n"
+               "Examples: vellfeed send samples/campus\n"
+               "          vellfeed send samples/day-1 samples/day-2");
+    return made_of(run_send, std::move(options), context);
+}
+
+action make_remove(CLI::App &app, command_context &context) {
+    auto options = add_mirror_options(app, true);
+    add_snapshot(app, *options)->expected(1);
+    app.footer("Example: vellfeed remove samples/campus");
+    return made_of(run_remove, std::move(options), context);
+}
+
+action make_compare(CLI::App &app, command_context &context) {
+    auto options = add_mirror_options(app, false);
+    add_snapshot(app, *options)->expected(1);
+    app.footer("Compares the tables that the snapshot says something about, row by row, with what "
+               "`vellsim show` prints.\nExits with 1 when they are not equal.\n"
+               "Example: vellfeed compare samples/campus");
+    return made_of(run_compare, std::move(options), context);
+}
+
+action make_repair(CLI::App &app, command_context &context) {
+    auto options = add_mirror_options(app, true);
+    add_snapshot(app, *options)->expected(1);
+    app.footer(
+        "Asks the switch what it has, as `vellsim show` prints it, and sends the difference.\n"
+        "Example: vellfeed repair samples/campus");
+    return made_of(run_repair, std::move(options), context);
+}
+
+action make_record(CLI::App &app, command_context &context) {
+    auto directory = std::make_shared<std::string>();
+    app.add_option("SNAPSHOT", *directory, "The directory to write; it is made when it is missing")
+        ->option_text("DIR REQUIRED")
+        ->required();
+    app.footer("Runs `ip` and `bridge`. What `ip` prints of multicast routes needs root.\n"
+               "Example: vellfeed record here && vellfeed send here");
+    return [directory, &context] {
+        record_snapshot(*directory);
+        fmt::print(context.out, "{}\n", sim::printable(*directory));
+        return 0;
+    };
+}
+
+} // namespace feed

@@ -1,0 +1,39 @@
+// SIGINT and SIGTERM as something to wait for. They are blocked while it lives.
+#pragma once
+
+#include "sim/base/file_descriptor.h"
+
+#include <csignal>
+#include <poll.h>
+#include <sys/signalfd.h>
+
+namespace feed {
+
+class stop_signals {
+public:
+    stop_signals() {
+        sigset_t signals;
+        sigemptyset(&signals);
+        sigaddset(&signals, SIGINT);
+        sigaddset(&signals, SIGTERM);
+        sigprocmask(SIG_BLOCK, &signals, &before_);
+        fd_ = sim::file_descriptor(signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
+    }
+    stop_signals(const stop_signals &) = delete;
+    stop_signals &operator=(const stop_signals &) = delete;
+    ~stop_signals() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+
+    int fd() const { return fd_.get(); }
+
+    // A signal stays, so that everything that looks for it sees it.
+    bool arrived() const {
+        pollfd entry{fd_.get(), POLLIN, 0};
+        return poll(&entry, 1, 0) == 1;
+    }
+
+private:
+    sigset_t before_{};
+    sim::file_descriptor fd_;
+};
+
+} // namespace feed

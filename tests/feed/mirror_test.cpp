@@ -1,0 +1,372 @@
+// The mirror against a switch, and against everything that can go wrong with one: at the end the switch
+// has what was wanted.
+#include "feed/installed.h"
+#include "feed/interfaces.h"
+#include "feed/mirror.h"
+#include "feed/print.h"
+#include "sim/base/if_name.h"
+#include "tests/feed/random_state.h"
+#include "tests/support/simulator.h"
+#include "tests/support/wait.h"
+
+#include <gmock/gmock.h>
+#include <poll.h>
+#include <sstream>
+
+using namespace feed;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+using namespace std::chrono_literals;
+
+namespace {
+
+class Mirror : public simulator {
+protected:
+    std::vector<std::string> said;
+
+    mirror_options options() {
+        mirror_options made;
+        made.client.timeout_ms = 5000;
+        made.pause = std::chrono::milliseconds(2);
+        made.message_bytes = 400; // so that a few rows are several messages
+        made.say = [this](const std::string &what) {
+            said.push_back(what);
+        };
+        made.find_ltls = [] { return ask_installed({.ltls = true}).ltls; };
+        return made;
+    }
+
+    mirror_options persistent() {
+        mirror_options made = options();
+        made.keeps_trying = true;
+        made.client.timeout_ms = 100;
+        return made;
+    }
+
+    void fault(std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), "fault");
+        const command_result result = vellsim(arguments);
+        ASSERT_EQ(result.exit_code, 0) << result.err;
+    }
+};
+
+// Plays until the condition holds. Fails the test when it does not in time.
+template <typename Condition>
+void play_until(mirror &playing, Condition holds) {
+    const bool in_time = wait_until([&] {
+        playing.tick();
+        if (holds()) {
+            return true;
+        }
+        pollfd entry{playing.fd(), POLLIN, 0};
+        const int wait = playing.wait_ms();
+        poll(&entry, 1, wait < 0 ? 10 : std::min(wait, 10));
+        return false;
+    });
+    ASSERT_TRUE(in_time) << "the mirror is not done in time";
+}
+
+void play(mirror &playing, const state &wanted) {
+    playing.want(wanted);
+    play_until(playing, [&] { return playing.done(); });
+}
+
+// What is sent into a connection that is about to be dropped is lost without a word. The switch has
+// handled all that it received before it answers, so that the next tick sees what became of it.
+void play_into_step(mirror &playing) {
+    do {
+        play_until(playing, [&] { return playing.in_step(); });
+        ask_installed({.floods = true});
+        playing.tick();
+    } while (!playing.in_step() && !testing::Test::HasFailure());
+}
+
+void play_into_step(mirror &playing, const state &wanted) {
+    playing.want(wanted);
+    play_into_step(playing);
+}
+
+// What the switch has otherwise, or nothing.
+std::string difference_from(const state &wanted) {
+    std::ostringstream text;
+    return print_differences(ask_installed(all_tables), wanted, all_tables, sim::output_form::text,
+                             text)
+                   .equal()
+               ? ""
+               : text.str();
+}
+
+} // namespace
+
+TEST_F(Mirror, MakesTheSwitchHaveWhatIsWanted) {
+    const switch_process running(run_dir);
+    mirror playing(options());
+    const state wanted = random_state(1);
+    play(playing, wanted);
+    EXPECT_TRUE(playing.in_step());
+    EXPECT_EQ(difference_from(wanted), "");
+    EXPECT_EQ(playing.counts().routes.added, wanted.routes.size());
+    EXPECT_EQ(playing.counts().ltls.added, wanted.ltls.size());
+    EXPECT_THAT(said, IsEmpty());
+    playing.close("");
+}
+
+TEST_F(Mirror, FollowsAnyTableToAnyOther) {
+    const switch_process running(run_dir);
+    mirror playing(options());
+    for (unsigned seed = 1; seed <= 60; ++seed) {
+        const state wanted = random_state(seed);
+        play(playing, wanted);
+        ASSERT_EQ(difference_from(wanted), "") << seed;
+    }
+    play(playing, {});
+    EXPECT_EQ(difference_from(state()), "");
+    playing.close("");
+}
+
+TEST_F(Mirror, SendsNothingWhenNothingChanges) {
+    const switch_process running(run_dir);
+    mirror playing(options());
+    play(playing, random_state(2));
+    const mirror::all_counts before = playing.counts();
+    play(playing, random_state(2));
+    EXPECT_EQ(playing.counts(), before);
+    EXPECT_EQ(playing.wait_ms(), -1);
+}
+
+TEST_F(Mirror, LeavesTablesAloneThatNothingIsSaidAbout) {
+    const switch_process running(run_dir);
+    mirror playing(options());
+    const state first = random_state(3);
+    play(playing, first);
+    playing.want({}, {.groups = true});
+    play_until(playing, [&] { return playing.done(); });
+    state expected = first;
+    expected.groups.clear();
+    EXPECT_EQ(difference_from(expected), "");
+}
+
+TEST_F(Mirror, SendsOnlyWhatIsDifferentFromWhatItAssumes) {
+    const switch_process running(run_dir);
+    state wanted = random_state(4);
+    {
+        mirror first(options());
+        play(first, wanted);
+        first.close("");
+    }
+    mirror second(options());
+    second.assume(ask_installed(all_tables));
+    ASSERT_FALSE(wanted.routes.empty());
+    wanted.routes.erase(wanted.routes.begin());
+    play(second, wanted);
+    EXPECT_EQ(difference_from(wanted), "");
+    EXPECT_EQ(second.counts().routes.all(), 1u);
+    EXPECT_EQ(second.counts().routes.removed, 1u);
+    EXPECT_EQ(second.counts().groups.all() + second.counts().ltls.all() +
+                  second.counts().floods.all(),
+              0u);
+}
+
+TEST_F(Mirror, ThrowsWhenNoSwitchAnswersUnlessItKeepsTrying) {
+    mirror impatient(options());
+    impatient.want(random_state(1));
+    EXPECT_THROW(impatient.tick(), session_error);
+    mirror patient(persistent());
+    patient.want(random_state(1));
+    patient.tick();
+    patient.tick();
+    EXPECT_THAT(said, ElementsAre(no_switch() + "; trying again"));
+    const switch_process running(run_dir);
+    play_into_step(patient, random_state(1));
+    EXPECT_EQ(difference_from(random_state(1)), "");
+    EXPECT_THAT(said, ElementsAre(no_switch() + "; trying again", "registered again"));
+}
+
+TEST_F(Mirror, SaysWhatWasSentWhenItIsStopped) {
+    const switch_process running(run_dir);
+    mirror_options stopping = options();
+    stopping.goes_on = [](const char *, std::size_t sent, std::size_t) { return sent < 3; };
+    mirror playing(stopping);
+    state wanted;
+    wanted.routes = random_state(8).routes;
+    ASSERT_GT(wanted.routes.size(), 6u);
+    playing.want(wanted);
+    try {
+        play_until(playing, [&] { return playing.done(); });
+        FAIL() << "it was not stopped";
+    } catch (const interrupted &error) {
+        const std::size_t sent = ask_installed({.routes = true}).routes.size();
+        EXPECT_EQ(error.what(), "interrupted; " + std::to_string(sent) + " of " +
+                                    std::to_string(wanted.routes.size()) +
+                                    " changes of routes were sent before");
+        EXPECT_GE(sent, 3u);
+        EXPECT_LT(sent, wanted.routes.size());
+    }
+}
+
+// The connection is dropped at the first request, the second, and so on, until there are no more.
+TEST_F(Mirror, SurvivesADroppedConnectionBetweenAnyTwoSends) {
+    const switch_process running(run_dir);
+    const state from = random_state(6);
+    const state to = random_state(7);
+    for (unsigned n = 1; n <= 60; ++n) {
+        mirror playing(persistent());
+        playing.assume(ask_installed(all_tables));
+        fault({"--drop-after", std::to_string(n)});
+        play_into_step(playing, n % 2 == 0 ? from : to);
+        play_into_step(playing, n % 2 == 0 ? to : from);
+        ASSERT_EQ(difference_from(n % 2 == 0 ? to : from), "") << n;
+        fault({"--clear"});
+    }
+}
+
+TEST_F(Mirror, SurvivesARestartOfTheSwitchBetweenAnyTwoSends) {
+    const state from = random_state(8);
+    const state to = random_state(9);
+    for (unsigned n = 1; n <= 25; ++n) {
+        auto first = std::make_unique<switch_process>(
+            run_dir, std::vector<std::string>{"--die-after", std::to_string(n)});
+        std::unique_ptr<switch_process> second;
+        mirror playing(persistent());
+        playing.want(from);
+        bool is_changed = false;
+        play_until(playing, [&] {
+            if (!second && !playing.is_registered() && !said.empty() &&
+                said.back() != "registered again") {
+                first->wait();
+                second = std::make_unique<switch_process>(run_dir);
+            }
+            if (playing.in_step() && !is_changed) {
+                is_changed = true;
+                playing.want(to);
+                return false;
+            }
+            return is_changed && playing.in_step();
+        });
+        play_into_step(playing);
+        ASSERT_EQ(difference_from(to), "") << n;
+        said.clear();
+    }
+}
+
+TEST_F(Mirror, TakesTheRestartedSwitchForEmpty) {
+    auto running = std::make_unique<switch_process>(run_dir);
+    mirror playing(persistent());
+    const state wanted = random_state(10);
+    play_into_step(playing, wanted);
+    running.reset();
+    const switch_process again(run_dir);
+    play_until(playing, [&] { return said.size() == 2 && playing.in_step(); });
+    EXPECT_EQ(difference_from(wanted), "");
+    EXPECT_THAT(said.front(), HasSubstr("; trying again"));
+    EXPECT_EQ(said.back(), "registered again");
+}
+
+class MirrorWithAnswers : public Mirror, public testing::WithParamInterface<const char *> {};
+
+// Late is later than the time that an answer has; the rest is never understood.
+INSTANTIATE_TEST_SUITE_P(OfTheManager, MirrorWithAnswers,
+                         testing::Values("late:250", "twice", "never", "garbled", "cut",
+                                         "foreign"));
+
+TEST_P(MirrorWithAnswers, EndsInStepOnceTheyAreRight) {
+    const switch_process running(run_dir, {"--ltl-answer", GetParam()});
+    mirror playing(persistent());
+    playing.want(random_state(11));
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(600);
+    play_until(playing, [&] { return std::chrono::steady_clock::now() > end; });
+    playing.want(random_state(12));
+    play_until(playing, [&] { return std::chrono::steady_clock::now() > end + 600ms; });
+    fault({"--clear"});
+    play_into_step(playing, random_state(12));
+    EXPECT_EQ(difference_from(random_state(12)), "") << testing::PrintToString(said);
+}
+
+TEST_P(MirrorWithAnswers, ToTheRegistrationAreWaitedFor) {
+    const switch_process running(run_dir, {"--ack", GetParam()});
+    mirror playing(persistent());
+    playing.want(random_state(13));
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(600);
+    play_until(playing, [&] { return std::chrono::steady_clock::now() > end; });
+    fault({"--clear"});
+    play_into_step(playing, random_state(13));
+    EXPECT_EQ(difference_from(random_state(13)), "") << testing::PrintToString(said);
+}
+
+TEST_F(Mirror, SaysEachRefusalAndIsDone) {
+    const switch_process running(run_dir, {"--ltl-refuse-vlan", "10"});
+    mirror playing(options());
+    state wanted;
+    wanted.floods[{10}] = {{sim::parse_if_name("Eth1/1").value()}, 2};
+    wanted.floods[{20}] = {{sim::parse_if_name("Eth1/2").value()}, 2};
+    wanted.ltls[{10, 7}] = {{sim::parse_if_name("Po1").value()}, 0};
+    play(playing, wanted);
+    EXPECT_FALSE(playing.in_step());
+    EXPECT_THAT(said,
+                ElementsAre("VLAN 10: the LTL manager refused the flood set: refused by fault "
+                            "mode (status 1)",
+                            "LTL of VLAN 10 with tag 0x7: the LTL manager refused the allocation: "
+                            "refused by fault mode (status 1)"));
+    EXPECT_EQ(playing.counts().floods, (sent_counts{.added = 1, .refused = 1}));
+    EXPECT_EQ(playing.counts().ltls, (sent_counts{.refused = 1}));
+    EXPECT_EQ(ask_installed(all_tables).floods.size(), 1u);
+}
+
+TEST_F(Mirror, TriesAgainWhatWasRefused) {
+    const switch_process running(run_dir, {"--ltl-refuse-vlan", "20", "--ltl-pool", "1"});
+    mirror playing(persistent());
+    state wanted = random_state(14);
+    wanted.floods[{20}] = {{sim::parse_if_name("Eth1/2").value()}, 2};
+    wanted.ltls[{10, 7}] = {{sim::parse_if_name("Po1").value()}, 0};
+    wanted.ltls[{10, 8}] = {{sim::parse_if_name("Po2").value()}, 0};
+    playing.want(wanted);
+    const auto end = std::chrono::steady_clock::now() + 300ms;
+    play_until(playing, [&] { return std::chrono::steady_clock::now() > end; });
+    EXPECT_FALSE(playing.in_step());
+    const std::set<std::string> distinct(said.begin(), said.end());
+    EXPECT_EQ(distinct.size(), said.size()) << "each is said once";
+    EXPECT_GE(said.size(), 2u);
+    fault({"--clear"});
+    play_into_step(playing);
+    EXPECT_EQ(difference_from(wanted), "");
+}
+
+TEST_F(Mirror, NamesFloodSetsThatItDoesNotKnow) {
+    const switch_process running(run_dir);
+    {
+        mirror other(options());
+        state theirs;
+        theirs.floods[{10}] = {{sim::parse_if_name("Eth1/1").value()}, 2};
+        play(other, theirs);
+        other.close("");
+    }
+    mirror playing(options());
+    state wanted;
+    wanted.floods[{10}] = {
+        {sim::parse_if_name("Eth1/1").value(), sim::parse_if_name("Eth1/2").value()}, 2};
+    play(playing, wanted);
+    EXPECT_THAT(said,
+                ElementsAre("VLAN 10: the LTL manager refused the flood set: an added interface "
+                            "is present already (status 5); it has other interfaces than "
+                            "vellfeed knows of: `vellfeed repair`"));
+    mirror repairing(options());
+    repairing.assume(ask_installed(all_tables));
+    play(repairing, wanted);
+    EXPECT_EQ(difference_from(wanted), "");
+}
+
+TEST_F(Mirror, AllocatesAgainAnLtlThatIsGone) {
+    const switch_process running(run_dir);
+    mirror playing(options());
+    state wanted;
+    wanted.ltls[{10, 7}] = {{sim::parse_if_name("Po1").value()}, 0};
+    play(playing, wanted);
+    const std::uint32_t index = playing.installed().ltls.begin()->second.index;
+    EXPECT_NE(index, 0u);
+    ASSERT_EQ(vellfeed({"ltl", "release", std::to_string(index), "--tag", "7"}).exit_code, 0);
+    wanted.ltls[{10, 7}].interfaces.push_back(sim::parse_if_name("Eth1/2").value());
+    play(playing, wanted);
+    EXPECT_EQ(difference_from(wanted), "");
+}
