@@ -72,8 +72,8 @@ protected:
         EXPECT_EQ(show("l2")["entries"].size(), 30u);
         const plain_ltls ltls = held_ltls(show("ltl"));
         EXPECT_EQ(ltls.size(), 30u);
-        EXPECT_EQ(ltls, recorded_ltls(sample_json("snooping-later.mdb.json"),
-                                      sample_json("snooping-later.links.json")));
+        EXPECT_EQ(ltls, recorded_ltls(sample_json("snooping-2/mdb.json"),
+                                      sample_json("snooping-2/links.json")));
         EXPECT_GE(show("flood").size(), 7u);
     }
 
@@ -84,14 +84,14 @@ protected:
     }
 
     std::map<std::string, std::string> files = {
-        {"--routes", sample("campus.mroute.json")},
-        {"--routes-links", sample("campus.links.json")},
-        {"--mdb", sample("snooping.mdb.json")},
-        {"--mdb-links", sample("snooping.links.json")},
-        {"--later-mdb", sample("snooping-later.mdb.json")},
-        {"--later-mdb-links", sample("snooping-later.links.json")},
-        {"--ports", sample("flood.ports.json")},
-        {"--later-ports", sample("flood-later.ports.json")}};
+        {"--routes", sample("campus/routes.json")},
+        {"--routes-links", sample("campus/links.json")},
+        {"--mdb", sample("snooping-1/mdb.json")},
+        {"--mdb-links", sample("snooping-1/links.json")},
+        {"--later-mdb", sample("snooping-2/mdb.json")},
+        {"--later-mdb-links", sample("snooping-2/links.json")},
+        {"--ports", sample("flood-1/ports.json")},
+        {"--later-ports", sample("flood-2/ports.json")}};
 };
 
 TEST_F(Day, EndsWithEverythingHeldThatWasSent) {
@@ -119,7 +119,7 @@ TEST_F(Day, OnASwitchThatHeldSomethingBeforeFindsIt) {
 
 TEST_F(Day, DoesNotAgreeWhereFloodUpdatesWereRefused) {
     start_switch();
-    ASSERT_EQ(vellfeed({"flood", sample("flood-later.ports.json")}).exit_code, 0);
+    ASSERT_EQ(vellfeed({"flood", sample("flood-2/ports.json")}).exit_code, 0);
     const auto day = live();
     EXPECT_EQ(day.exit_code, 1);
     EXPECT_NE(day.out.find("VLAN 10: refused: "), std::string::npos) << day.out;
@@ -251,7 +251,7 @@ TEST_F(Day, TakesOtherBridgesAsItIsTold) {
 }
 
 TEST_F(Day, FindsAnIndexThatIsTooLargeBeforeItSendsAnything) {
-    json links = sample_json("snooping-later.links.json");
+    json links = sample_json("snooping-2/links.json");
     for (auto &link : links)
         if (link["ifname"] == "lan1")
             link["ifindex"] = 67108864;
@@ -267,10 +267,10 @@ TEST_F(Day, FindsAnIndexThatIsTooLargeBeforeItSendsAnything) {
 
 TEST_F(Day, SendsNothingWhenARecordingIsWrong) {
     start_switch();
-    files["--mdb"] = sample("snooping.links.json");
+    files["--mdb"] = sample("snooping-1/links.json");
     const auto day = live();
     EXPECT_EQ(day.exit_code, 1);
-    EXPECT_NE(day.err.find("snooping.links.json: entry 1 of 27 (/0): expected a member \"mdb\" (an "
+    EXPECT_NE(day.err.find("snooping-1/links.json: entry 1 of 27 (/0): expected a member \"mdb\" (an "
                            "array of entries), found only \"address\", "),
               std::string::npos)
         << day.err;
@@ -282,7 +282,7 @@ TEST_F(Day, NamesItsOwnOptionsWhereLinksAreMissing) {
     files["--mdb-links"] = write_file("links.json", json::array());
     EXPECT_NE(live().err.find("give its own recorded links with --mdb-links FILE"),
               std::string::npos);
-    files["--mdb-links"] = sample("snooping.links.json");
+    files["--mdb-links"] = sample("snooping-1/links.json");
     files["--later-mdb-links"] = write_file("links.json", json::array());
     const auto day = live();
     EXPECT_NE(day.err.find("give the links that were recorded with this table\n"),

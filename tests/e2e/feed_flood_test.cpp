@@ -56,10 +56,10 @@ plain_sets held(const json &flood) {
 
 class Flood : public end_to_end {
 protected:
-    static std::string before() { return sample("flood.ports.json"); }
-    static std::string after() { return sample("flood-later.ports.json"); }
+    static std::string before() { return sample("flood-1/ports.json"); }
+    static std::string after() { return sample("flood-2/ports.json"); }
     static plain_sets expected(const char *name) {
-        return recorded(sample_json(std::string(name) + ".ports.json"));
+        return recorded(sample_json(std::string(name) + "/ports.json"));
     }
     plain_sets held_now() { return held(show("flood")); }
 
@@ -77,8 +77,8 @@ protected:
 TEST_F(Flood, SetsArriveAsRecorded) {
     start_switch();
     expect_fed({before()});
-    ASSERT_EQ(expected("flood").size(), 7u);
-    EXPECT_EQ(held_now(), expected("flood"));
+    ASSERT_EQ(expected("flood-1").size(), 7u);
+    EXPECT_EQ(held_now(), expected("flood-1"));
     expect_compared(before(), 0);
     expect_compared(after(), 1);
     EXPECT_EQ(show("clients").at(0)["refused"], 0);
@@ -100,13 +100,13 @@ TEST_F(Flood, TheDifferenceLeavesTheNewerSets) {
               "VLAN 70: removed Eth6/1 Eth6/2; acknowledged\n"
               "VLAN 80: added Eth5/3 Eth5/4 Eth5/10; acknowledged\n"
               "vellfeed: updated 7 flood sets: 10 interfaces added, 13 removed; 1 unchanged\n");
-    plain_sets left = expected("flood-later");
-    ASSERT_NE(left, expected("flood"));
+    plain_sets left = expected("flood-2");
+    ASSERT_NE(left, expected("flood-1"));
     left[60]; // whose bridge is gone
     EXPECT_EQ(held_now(), left);
     expect_compared(after(), 0);
     expect_fed({after(), before()});
-    left = expected("flood");
+    left = expected("flood-1");
     left[80];
     EXPECT_EQ(held_now(), left);
 }
@@ -116,7 +116,7 @@ TEST_F(Flood, WhatHasNotChangedIsAcknowledgedAgainAndAgain) {
     expect_fed({before()});
     for (int round = 0; round < 2; ++round)
         expect_fed({before(), before()});
-    EXPECT_EQ(held_now(), expected("flood"));
+    EXPECT_EQ(held_now(), expected("flood-1"));
 }
 
 TEST_F(Flood, FedTwiceIsRefusedAndLeftAlone) {
@@ -129,7 +129,7 @@ TEST_F(Flood, FedTwiceIsRefusedAndLeftAlone) {
     EXPECT_NE(again.err.find("refused 7 of 7 flood sets; it has flood sets already"),
               std::string::npos)
         << again.err;
-    EXPECT_EQ(held_now(), expected("flood"));
+    EXPECT_EQ(held_now(), expected("flood-1"));
 }
 
 TEST_F(Flood, OneVlansRefusalLeavesTheOthers) {
@@ -138,7 +138,7 @@ TEST_F(Flood, OneVlansRefusalLeavesTheOthers) {
     EXPECT_EQ(fed.exit_code, 1);
     EXPECT_NE(fed.err.find("refused 1 of 7 flood sets"), std::string::npos) << fed.err;
     EXPECT_NE(fed.out.find("refused by fault mode"), std::string::npos) << fed.out;
-    plain_sets left = expected("flood");
+    plain_sets left = expected("flood-1");
     left.erase(20);
     plain_sets now = held_now();
     EXPECT_TRUE(now[20].interfaces.empty());
@@ -171,14 +171,14 @@ TEST_F(Flood, AnAnswerThatNeverComesIsAnErrorInTimeThoughItWasDone) {
     EXPECT_EQ(fed.exit_code, 1);
     EXPECT_NE(fed.err.find("did not answer the flood update within 100 ms"), std::string::npos)
         << fed.err;
-    EXPECT_EQ(held_now(), expected("flood"));
+    EXPECT_EQ(held_now(), expected("flood-1"));
     expect_compared(before(), 0);
 }
 
 TEST_F(Flood, ALateAnswerIsWaitedFor) {
     start_switch({"--ltl-answer", "late:300"});
     expect_fed({before()});
-    EXPECT_EQ(held_now(), expected("flood"));
+    EXPECT_EQ(held_now(), expected("flood-1"));
 }
 
 TEST_F(Flood, ASecondAnswerDoesNoHarm) {
@@ -241,8 +241,8 @@ TEST_F(Ltl, IsAllocatedChangedAndReleased) {
 
 TEST_F(Ltl, StandsForTheRecordedPortsOfAGroup) {
     start_switch();
-    const std::vector<std::string> ports = {"--mdb", sample("snooping.mdb.json"), "--links",
-                                            sample("snooping.links.json"), "--group"};
+    const std::vector<std::string> ports = {"--mdb", sample("snooping-1/mdb.json"), "--links",
+                                            sample("snooping-1/links.json"), "--group"};
     std::vector<std::string> alloc = {"alloc", "--vlan", "10", "--tag", "7"};
     alloc.insert(alloc.end(), ports.begin(), ports.end());
     alloc.emplace_back("239.255.255.250");

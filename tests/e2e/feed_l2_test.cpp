@@ -44,13 +44,13 @@ plain_entries held(const json &l2, const json &links) {
 
 class FeedL2 : public end_to_end, public testing::WithParamInterface<recording> {
 protected:
-    std::string database() const { return sample(GetParam().name + ".mdb.json"); }
-    std::string links() const { return sample(GetParam().name + ".links.json"); }
+    std::string database() const { return sample(GetParam().name + "/mdb.json"); }
+    std::string links() const { return sample(GetParam().name + "/links.json"); }
     plain_entries expected() const {
-        return recorded_groups(sample_json(GetParam().name + ".mdb.json"));
+        return recorded_groups(sample_json(GetParam().name + "/mdb.json"));
     }
     plain_entries held_now() {
-        return held(show("l2"), sample_json(GetParam().name + ".links.json"));
+        return held(show("l2"), sample_json(GetParam().name + "/links.json"));
     }
 };
 
@@ -108,23 +108,25 @@ TEST_P(FeedL2, CompareAgreesAndNamesWhatIsMissing) {
 INSTANTIATE_TEST_SUITE_P(
     RecordedDatabases, FeedL2,
     testing::Values(
-        recording{"snooping",
+        recording{"snooping-1",
                   routers + left_out(4) + "vellfeed: sent 34 entries with 51 ports in 1 message\n"},
-        recording{"snooping-later",
+        recording{"snooping-2",
                   routers + left_out(3) + "vellfeed: sent 30 entries with 45 ports in 1 message\n"},
         recording{"stadium", "vellfeed: sent 400 entries with 1800 ports in 2 messages\n"}),
     [](const auto &database) {
-        return database.param.name == "snooping-later" ? "SnoopingLater" : database.param.name;
+        std::string name = database.param.name;
+        std::erase(name, '-');
+        return name;
     });
 
 class L2Changes : public end_to_end {};
 
 TEST_F(L2Changes, TheDifferenceToAnOlderDatabaseLeavesTheNewerOne) {
     start_switch();
-    const std::string older = sample("snooping.mdb.json"),
-                      older_links = sample("snooping.links.json");
-    const std::string newer = sample("snooping-later.mdb.json"),
-                      newer_links = sample("snooping-later.links.json");
+    const std::string older = sample("snooping-1/mdb.json"),
+                      older_links = sample("snooping-1/links.json");
+    const std::string newer = sample("snooping-2/mdb.json"),
+                      newer_links = sample("snooping-2/links.json");
     ASSERT_EQ(vellfeed({"l2", older, "--links", older_links}).exit_code, 0);
     const auto fed = vellfeed(
         {"l2", newer, "--links", newer_links, "--older", older, "--older-links", older_links});
@@ -132,9 +134,9 @@ TEST_F(L2Changes, TheDifferenceToAnOlderDatabaseLeavesTheNewerOne) {
     EXPECT_EQ(fed.out,
               routers + left_out(3) + "vellfeed: sent 14 deletions and 8 additions in 1 message\n");
 
-    const auto expected = recorded_groups(sample_json("snooping-later.mdb.json"));
-    ASSERT_NE(expected, recorded_groups(sample_json("snooping.mdb.json")));
-    EXPECT_EQ(held(show("l2"), sample_json("snooping-later.links.json")), expected);
+    const auto expected = recorded_groups(sample_json("snooping-2/mdb.json"));
+    ASSERT_NE(expected, recorded_groups(sample_json("snooping-1/mdb.json")));
+    EXPECT_EQ(held(show("l2"), sample_json("snooping-2/links.json")), expected);
     EXPECT_EQ(show("l2")["batches"].at(1)["records"], 14 + 8);
 }
 
@@ -182,8 +184,8 @@ TEST_F(SnoopingClient, SendsABatchOfTwoMessagesAndOneBetweenItsOwnMarkers) {
 class Counters : public end_to_end {
 protected:
     void feed_routes() {
-        ASSERT_EQ(vellfeed({"routes", sample("campus.mroute.json"), "--links",
-                            sample("campus.links.json")})
+        ASSERT_EQ(vellfeed({"routes", sample("campus/routes.json"), "--links",
+                            sample("campus/links.json")})
                       .exit_code,
                   0);
     }

@@ -108,10 +108,10 @@ std::vector<plain_route> held(const json &routes, const json &links) {
 
 class Feed : public end_to_end, public testing::WithParamInterface<recording> {
 protected:
-    std::string table() const { return sample(GetParam().name + ".mroute.json"); }
-    std::string links() const { return sample(GetParam().name + ".links.json"); }
-    json table_json() const { return sample_json(GetParam().name + ".mroute.json"); }
-    json links_json() const { return sample_json(GetParam().name + ".links.json"); }
+    std::string table() const { return sample(GetParam().name + "/routes.json"); }
+    std::string links() const { return sample(GetParam().name + "/links.json"); }
+    json table_json() const { return sample_json(GetParam().name + "/routes.json"); }
+    json links_json() const { return sample_json(GetParam().name + "/links.json"); }
     std::vector<plain_route> expected() const { return recorded(table_json(), links_json()); }
     std::vector<plain_route> held_now() const { return held(show("routes"), links_json()); }
 };
@@ -217,8 +217,8 @@ INSTANTIATE_TEST_SUITE_P(
 class FeedRefusals : public end_to_end {
 protected:
     static command_result feed(const std::string &table, std::vector<std::string> options = {}) {
-        options.insert(options.begin(), {"routes", sample(table + ".mroute.json"), "--links",
-                                         sample(table + ".links.json")});
+        options.insert(options.begin(), {"routes", sample(table + "/routes.json"), "--links",
+                                         sample(table + "/links.json")});
         const auto refused = vellfeed(options);
         EXPECT_EQ(refused.exit_code, 1);
         return refused;

@@ -28,7 +28,7 @@ protected:
 };
 
 TEST_F(FeedL2, FeedsARecordedDatabase) {
-    EXPECT_EQ(run({"l2", sample("snooping.mdb"), "--links", sample("snooping.links")}), 0) << err;
+    EXPECT_EQ(run({"l2", sample("snooping-1/mdb"), "--links", sample("snooping-1/links")}), 0) << err;
     EXPECT_EQ(out, "vellfeed: left out 3 router ports: a layer-2 entry has no place for them\n"
                    "vellfeed: left out 4 ports that the kernel does not send to: blocked, or for "
                    "listed sources only\n"
@@ -71,7 +71,7 @@ TEST_F(FeedL2, ARecordGoesOutInNetworkOrder) {
 }
 
 TEST_F(FeedL2, SplitsDatabasesIntoMessagesBetweenOnePairOfMarkers) {
-    EXPECT_EQ(run({"l2", sample("stadium.mdb"), "--links", sample("stadium.links"),
+    EXPECT_EQ(run({"l2", sample("stadium/mdb"), "--links", sample("stadium/links"),
                    "--message-bytes", "8192"}),
               0)
         << err;
@@ -134,19 +134,19 @@ TEST_F(FeedL2, NothingChangedIsNothingSent) {
 }
 
 TEST_F(FeedL2, TheOlderDatabaseMayHaveItsOwnLinks) {
-    const std::vector<std::string> command = {"l2",      sample("snooping-later.mdb"),
-                                              "--links", sample("snooping-later.links"),
-                                              "--older", sample("snooping.mdb")};
+    const std::vector<std::string> command = {"l2",      sample("snooping-2/mdb"),
+                                              "--links", sample("snooping-2/links"),
+                                              "--older", sample("snooping-1/mdb")};
     EXPECT_EQ(run(command), 1);
     // guest2 was taken away in between.
-    EXPECT_THAT(err, HasSubstr("snooping.mdb.json: entry "));
+    EXPECT_THAT(err, HasSubstr("snooping-1/mdb.json: entry "));
     EXPECT_THAT(
         err,
-        EndsWith("snooping-later.links.json has no interface \"guest2\"; give its own recorded "
+        EndsWith("snooping-2/links.json has no interface \"guest2\"; give its own recorded "
                  "links with --older-links FILE\n"));
     EXPECT_TRUE(simulator.requests.empty());
     std::vector<std::string> with_links = command;
-    with_links.insert(with_links.end(), {"--older-links", sample("snooping.links")});
+    with_links.insert(with_links.end(), {"--older-links", sample("snooping-1/links")});
     EXPECT_EQ(run(with_links), 0) << err;
     EXPECT_THAT(out, EndsWith("vellfeed: sent 14 deletions and 8 additions in 1 message\n"));
     EXPECT_EQ(simulator.requests[2].payload[3], 22);

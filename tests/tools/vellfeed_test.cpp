@@ -22,7 +22,7 @@ constexpr char two_held[] = R"({"routes":[
      "client":7,"oifs":[],"mti":[],"glt":[]}]})";
 
 TEST_F(Vellfeed, FeedsARecordedTable) {
-    EXPECT_EQ(run({"routes", sample("campus.mroute"), "--links", sample("campus.links")}), 0)
+    EXPECT_EQ(run({"routes", sample("campus/routes"), "--links", sample("campus/links")}), 0)
         << err;
     EXPECT_EQ(out, "vellfeed: 8 outgoing interfaces with a TTL threshold above 1: a route record "
                    "has no place for it\n"
@@ -43,7 +43,7 @@ TEST_F(Vellfeed, NumbersInterfacesAndSaysWhich) {
 }
 
 TEST_F(Vellfeed, SplitsATableIntoMessages) {
-    EXPECT_EQ(run({"routes", sample("metro.mroute"), "--links", sample("metro.links"),
+    EXPECT_EQ(run({"routes", sample("metro/routes"), "--links", sample("metro/links"),
                    "--message-bytes", "4096"}),
               0);
     std::size_t routes = 0;
@@ -71,7 +71,7 @@ TEST_F(Vellfeed, TakesTableAndEpochAndDeletion) {
 }
 
 TEST_F(Vellfeed, SaysThatDeletesWereSent) {
-    EXPECT_EQ(run({"routes", sample("metro.mroute"), "--links", sample("metro.links"), "--delete"}),
+    EXPECT_EQ(run({"routes", sample("metro/routes"), "--links", sample("metro/links"), "--delete"}),
               0)
         << err;
     EXPECT_THAT(out, StartsWith("vellfeed: sent 1200 deletes in "));
