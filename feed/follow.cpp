@@ -95,7 +95,18 @@ private:
         made.goes_on = [this](const char *, std::size_t, std::size_t) {
             return !signals_.arrived();
         };
-        made.find_ltls = [] { return ask_installed({.ltls = true}).ltls; };
+        const table_choice &said = command_.planning.only;
+        made.ask = [this, &said](const table_choice &only) {
+            state installed = ask_installed({.routes = only.routes && said.routes,
+                                             .groups = only.groups && said.groups,
+                                             .floods = only.floods && said.floods,
+                                             .ltls = only.ltls && said.ltls});
+            if (!command_.planning.bridges.empty()) {
+                keep_vlans(installed, mirror_.wanted());
+            }
+            return installed;
+        };
+        made.asks_first = true;
         return made;
     }
 

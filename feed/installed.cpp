@@ -13,6 +13,7 @@
 #include <climits>
 #include <fmt/format.h>
 #include <limits>
+#include <set>
 #include <unistd.h>
 #include <utility>
 
@@ -241,6 +242,24 @@ state ask_installed(const table_choice &only) {
         }
     }
     return installed;
+}
+
+void keep_vlans(state &installed, const state &wanted) {
+    std::set<std::uint16_t> vlans;
+    const auto add = [&](const auto &rows) {
+        for (const auto &row : rows) {
+            vlans.insert(row.first.vlan);
+        }
+    };
+    add(wanted.groups);
+    add(wanted.floods);
+    add(wanted.ltls);
+    const auto keep = [&](auto &rows) {
+        std::erase_if(rows, [&](const auto &row) { return !vlans.contains(row.first.vlan); });
+    };
+    keep(installed.groups);
+    keep(installed.floods);
+    keep(installed.ltls);
 }
 
 void read_installed(const json_input &from, std::string_view shown, state &into) {

@@ -13,6 +13,9 @@ namespace feed {
 // fails or prints something else, session_error when no switch answers.
 state ask_installed(const table_choice &only);
 
+// Leaves the groups, flood sets and LTLs of those VLANs only that have some in the wanted tables.
+void keep_vlans(state &installed, const state &wanted);
+
 // Adds what `vellsim show SHOWN --json` printed: flood, l2, ltl or routes. Throws input_error for
 // anything but a whole table.
 void read_installed(const json_input &from, std::string_view shown, state &into);

@@ -63,6 +63,14 @@ void mirror::want(state wanted, const table_choice &said) {
     take(wanted_.groups, wanted.groups, said.groups, groups_pending_);
     take(wanted_.ltls, wanted.ltls, said.ltls, ltls_pending_);
     take(wanted_.routes, wanted.routes, said.routes, routes_pending_);
+    if (is_first_ && options_.ask) {
+        for (const auto &[key, row] : wanted_.ltls) {
+            if (!installed_.ltls.contains(key)) {
+                lost_ltls_.insert(key);
+            }
+        }
+    }
+    is_first_ = false;
     // What is refused may be refused for another reason now, or not at all.
     refused_floods_.clear();
     refused_ltls_.clear();
@@ -98,6 +106,7 @@ void mirror::advance() {
         options_.say("registered again");
     }
     connect_pause_.reset();
+    ask_first();
     expire();
     retry_refused();
     send_floods();
@@ -120,6 +129,19 @@ void mirror::connect() {
     }
     is_connected_ = true;
     registration_due_ = clock::now() + std::chrono::milliseconds(client_.timeout_ms());
+}
+
+void mirror::ask_first() {
+    if (!options_.asks_first) {
+        return;
+    }
+    try {
+        installed_ = options_.ask(all_tables);
+        lost_ltls_.clear();
+    } catch (const input_error &error) {
+        say_once(error.what());
+    }
+    options_.asks_first = false;
 }
 
 void mirror::lose(const std::string &why) {

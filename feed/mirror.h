@@ -54,9 +54,12 @@ struct mirror_options {
     // there: tick() throws.
     std::function<bool(const char *table, std::size_t sent, std::size_t of)> goes_on =
         [](const char *, std::size_t, std::size_t) { return true; };
-    // Asks which LTLs there are. Only an LTL whose allocation was never answered has to be looked up;
-    // without this function it may stay allocated for nobody.
-    std::function<table<ltl>()> find_ltls;
+    // Asks what is installed. Without this function, an LTL that an earlier client allocated is not
+    // found, and one whose allocation is never answered may stay allocated for nobody.
+    std::function<state(const table_choice &)> ask;
+    // Asks when it is first registered, so that what an earlier client left is followed up. Otherwise
+    // nothing is installed but what assume() says.
+    bool asks_first = false;
 };
 
 // How many rows were sent, and acknowledged where there are acknowledgments.
@@ -147,6 +150,7 @@ private:
 
     void advance();
     void connect();
+    void ask_first();
     void lose(const std::string &why);
     void doubt_everything();
     void take_answers();
@@ -178,6 +182,7 @@ private:
     state wanted_;
     state installed_;
     all_counts counts_;
+    bool is_first_ = true;       // nothing was wanted yet
     std::set<std::string> said_; // since the last time that everything was in step
 
     // The connection.

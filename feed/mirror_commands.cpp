@@ -146,7 +146,7 @@ private:
             progress_.show(table, sent, of);
             return !signals_.arrived();
         };
-        made.find_ltls = [] { return ask_installed({.ltls = true}).ltls; };
+        made.ask = [](const table_choice &only) { return ask_installed(only); };
         return made;
     }
 
@@ -156,6 +156,15 @@ private:
     progress_line progress_{context_.err};
     mirror mirror_;
 };
+
+// Of some bridges, only their VLANs are compared: the others are none of the snapshot's business.
+state ask_for(const plan &made, const mirror_command &command) {
+    state installed = ask_installed(made.said);
+    if (!command.planning.bridges.empty()) {
+        keep_vlans(installed, made.wanted);
+    }
+    return installed;
+}
 
 int print_difference(const state &installed, const plan &made, const mirror_command &command,
                      command_context &context) {
@@ -225,12 +234,12 @@ int run_remove(const mirror_command &command, command_context &context) {
 
 int run_compare(const mirror_command &command, command_context &context) {
     const plan made = read_snapshot(command.snapshots.front(), command, context.err);
-    return print_difference(ask_installed(made.said), made, command, context);
+    return print_difference(ask_for(made, command), made, command, context);
 }
 
 int run_repair(const mirror_command &command, command_context &context) {
     plan made = read_snapshot(command.snapshots.front(), command, context.err);
-    state installed = ask_installed(made.said);
+    state installed = ask_for(made, command);
     if (command.dry_run) {
         print_difference(installed, made, command, context);
         return 0;

@@ -30,8 +30,8 @@ bool mirror::is_ltl_busy(const ltl_key &key) const {
 
 void mirror::find_lost_ltls() {
     table<ltl> found;
-    if (options_.find_ltls) {
-        found = options_.find_ltls();
+    if (options_.ask) {
+        found = options_.ask({.ltls = true}).ltls;
     }
     for (const ltl_key &key : lost_ltls_) {
         const auto row = found.find(key);
@@ -40,7 +40,7 @@ void mirror::find_lost_ltls() {
         } else {
             installed_.ltls.erase(key);
         }
-        if (!options_.find_ltls) {
+        if (!options_.ask) {
             say_once(fmt::format("{}: an index may stay allocated for nobody, since the answer to "
                                  "its allocation never came",
                                  key_text(key)));

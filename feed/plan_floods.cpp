@@ -86,6 +86,9 @@ public:
         for (const bridge_port &port : now_.ports) {
             add(port);
         }
+        // The manager cannot tell a VLAN that is flooded nowhere from one that it does not know.
+        std::erase_if(now_.made.wanted.floods,
+                      [](const auto &row) { return row.second.interfaces.empty(); });
         for (auto &[key, set] : now_.made.wanted.floods) {
             std::ranges::sort(set.interfaces);
         }

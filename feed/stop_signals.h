@@ -6,6 +6,7 @@
 #include <csignal>
 #include <poll.h>
 #include <sys/signalfd.h>
+#include <unistd.h>
 
 namespace feed {
 
@@ -21,7 +22,13 @@ public:
     }
     stop_signals(const stop_signals &) = delete;
     stop_signals &operator=(const stop_signals &) = delete;
-    ~stop_signals() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+    ~stop_signals() {
+        // They have been handled; left pending, they would end the process after all.
+        signalfd_siginfo handled;
+        while (read(fd_.get(), &handled, sizeof handled) > 0) {
+        }
+        sigprocmask(SIG_SETMASK, &before_, nullptr);
+    }
 
     int fd() const { return fd_.get(); }
 

@@ -34,7 +34,7 @@ protected:
         made.say = [this](const std::string &what) {
             said.push_back(what);
         };
-        made.find_ltls = [] { return ask_installed({.ltls = true}).ltls; };
+        made.ask = [](const table_choice &only) { return ask_installed(only); };
         return made;
     }
 
