@@ -11,13 +11,13 @@ usage() {
 Usage: record-flood.sh [-o DIRECTORY] [flood]
 
 Builds a chassis switch in a network namespace of its own, with one bridge a
-VLAN, and writes what `bridge` prints of its ports to RECORDING.ports.json.
+VLAN, and writes what `bridge` prints of its ports to RECORDING/ports.json.
 
   flood   seven VLANs with ports on six line cards, port-channels, VLAN
-          interfaces and others; and flood-later, the same switch when ports
-          have joined and left, and flooding was switched on and off
+          interfaces and others, in flood-1; in flood-2 the same switch when
+          ports have joined and left, and flooding was switched on and off
 
-  -o DIRECTORY   where the files go (default: the folder of this script)
+  -o DIRECTORY   where the recordings go (default: the folder of this script)
   -h             this text
 
 Needs root and iproute2. Nothing outside its own namespaces is touched, and they
@@ -30,13 +30,6 @@ TEXT
 # card SLOT FIRST LAST: the names of these ports.
 card() {
     seq -f "eth$1-%g" "$2" "$3"
-}
-
-# flooding on|off NAME...: of multicast that nobody is known to want.
-flooding() {
-    local state=$1 name
-    shift
-    for name in "$@"; do bridge -n "$machine" link set dev "$name" mcast_flood "$state"; done
 }
 
 remove_ports() {
@@ -55,10 +48,10 @@ all_forward() {
     ! bridge -n "$machine" link show | grep -qv ' state forwarding '
 }
 
-# A link that has come up is told of to the bridge a little later.
+# The bridge learns a little later that a link has come up.
 record() {
     wait_for "all ports to forward" all_forward
-    write_output "$1" ports bridge -n "$machine" -j -d link show
+    write_ports "$1"
 }
 
 # shellcheck disable=SC2046 # one name a word
@@ -103,9 +96,9 @@ change_something() {
 
 record_flood() {
     make_chassis
-    record flood
+    record flood-1
     change_something
-    record flood-later
+    record flood-2
     drop_namespaces
 }
 

@@ -12,15 +12,15 @@ Usage: record-mdb.sh [-o DIRECTORY] [snooping|stadium]...
 
 Builds an access switch in a network namespace of its own, with one bridge a
 VLAN, gives its kernel multicast groups, and writes what `bridge` prints of them
-to RECORDING.mdb.json and what `ip` prints of its links to RECORDING.links.json.
+to RECORDING/mdb.json and what `ip` prints of its links to RECORDING/links.json.
 Without a name both are recorded.
 
   snooping   four VLANs with a few dozen groups: set by hand and learned from
-             receivers, IPv4, IPv6 and MAC, with and without a source; and
-             snooping-later, the same switch some changes later
+             receivers, IPv4, IPv6 and MAC, with and without a source, in
+             snooping-1; in snooping-2 the same switch some changes later
   stadium    several hundred groups on 48 ports, set by hand
 
-  -o DIRECTORY   where the files go (default: the folder of this script)
+  -o DIRECTORY   where the recordings go (default: the folder of this script)
   -h             this text
 
 Needs root, iproute2 and python3. Nothing outside its own namespaces is touched,
@@ -30,52 +30,9 @@ Example: sudo ./record-mdb.sh -o /tmp snooping
 TEXT
 }
 
-# add_snooping_bridge VLAN IGMP-VERSION MLD-VERSION
-add_snooping_bridge() {
-    # Its own queries would come at any time, and last members are to be gone soon.
-    add_bridge "$1" mcast_snooping 1 mcast_querier 0 mcast_igmp_version "$2" mcast_mld_version "$3" \
-        mcast_last_member_count 1 mcast_last_member_interval 50
-}
-
 # with_ipv6 NAMESPACE INTERFACE: its address can be used at once.
 with_ipv6() {
     ip netns exec "$1" sysctl -q "net.ipv6.conf.$2.accept_dad=0" "net.ipv6.conf.$2.disable_ipv6=0"
-}
-
-# has_entry PORT GROUP: of whatever source.
-has_entry() {
-    bridge -n "$machine" mdb show | grep -q " port $1 grp $2 "
-}
-
-lacks_entry() {
-    ! has_entry "$@"
-}
-
-has_entries() {
-    [[ $(bridge -n "$machine" mdb show | grep -c '^dev ') -eq $1 ]]
-}
-
-# mdb: reads lines "add|del VLAN PORT GROUP [options]"
-mdb() {
-    sed -nE 's/^(add|del) ([0-9]+) ([^ ]+) (.*)$/mdb \1 dev br\2 port \3 grp \4/p' >"$work/batch"
-    bridge -n "$machine" -batch "$work/batch"
-}
-
-# join NAME INTERFACE,GROUP[,SOURCE]...: receivers at the hosts; leave NAME ends them.
-declare -A receivers
-join() {
-    start_child "${namespace:-$hosts}" "$work/$1.log" python3 "$here/join_groups.py" "${@:2}"
-    receivers[$1]=$child
-    wait_until_ready "$work/$1.log"
-}
-
-leave() {
-    stop_child "${receivers[$1]}"
-}
-
-# record NAME
-record() {
-    write_recording "$1" mdb bridge -n "$machine" -j -d mdb show
 }
 
 make_access_switch() {
@@ -185,10 +142,10 @@ record_snooping() {
     set_by_hand
     learn_from_receivers
     wait_for "55 entries" has_entries 55
-    record snooping
+    write_groups snooping-1
     change_something
     wait_for "48 entries" has_entries 48
-    record snooping-later
+    write_groups snooping-2
     drop_namespaces
 }
 
@@ -220,7 +177,7 @@ record_stadium() {
         add_ports "$vlan" $((150 + first)) $(seq -f 'seat%g' $first $((first + 11)))
     done
     stadium_groups | mdb
-    record stadium
+    write_groups stadium
     drop_namespaces
 }
 

@@ -11,15 +11,15 @@ usage() {
 Usage: record-mroute.sh [-o DIRECTORY] [campus|metro|tables]...
 
 Builds a router in a network namespace of its own, gives its kernel a multicast
-routing table, and writes what `ip` prints of it to RECORDING.mroute.json and
-RECORDING.links.json. Without a name all three are recorded.
+routing table, and writes what `ip` prints of it to RECORDING/routes.json and
+RECORDING/links.json. Without a name all three are recorded.
 
   campus   a few dozen routes: smcrouted's rules, entries from real traffic,
            entries nobody wants, unresolved ones, one whose interface is gone
   metro    1200 routes over 20 interfaces
   tables   two tables at once, with (*,G) entries and statistics
 
-  -o DIRECTORY   where the files go (default: the folder of this script)
+  -o DIRECTORY   where the recordings go (default: the folder of this script)
   -h             this text
 
 Needs root, iproute2, smcroute and python3. Nothing outside its own namespaces
@@ -29,45 +29,9 @@ Example: sudo ./record-mroute.sh -o /tmp campus
 TEXT
 }
 
-make_router() {
-    make_namespaces
-    ip netns exec "$machine" sysctl -q net.ipv4.ip_forward=1 net.ipv4.conf.all.rp_filter=0 net.ipv4.conf.default.rp_filter=0
-}
-
-# add_interface NAME INDEX ADDRESS/LENGTH
-add_interface() {
-    add_pair "$1" "$2"
-    ip -n "$machine" addr add "$3" dev "$1"
-}
-
-# The number of entries in the router's table.
-count_entries() {
-    ip -n "$machine" -j mroute show | python3 -c 'import json, sys; print(len(json.load(sys.stdin)))'
-}
-
-has_entries() {
-    [[ $(count_entries) -ge $1 ]]
-}
-
-# wait_for_entries COUNT: until the table holds at least that many.
-wait_for_entries() {
-    wait_for "$1 entries" has_entries "$1"
-}
-
-# start_smcrouted CONFIGURATION: smcrouted's process id is then in $child.
-start_smcrouted() {
-    start_child "$machine" "$work/smcrouted.log" smcrouted -n -N -f "$1" -i "$prefix" -P "$work/smcrouted.pid" \
-        -u "$work/smcrouted.sock"
-}
-
 # send INTERFACE SOURCE GROUP: one datagram from a host behind that interface.
 send() {
     ip netns exec "$hosts" python3 "$here/send_datagram.py" "$@"
-}
-
-# record NAME [options and arguments of `ip`]
-record() {
-    write_recording "$1" mroute ip -n "$machine" "${@:2}"
 }
 
 campus_configuration() {
@@ -130,7 +94,7 @@ record_campus() {
     done
     campus_configuration >"$work/campus.conf"
     start_smcrouted "$work/campus.conf"
-    wait_for_entries 25
+    wait_for "25 routes" has_routes 25
 
     # The first two match a rule of the offices; for the others smcrouted installs an entry without outgoing interfaces.
     send bldg2 10.20.42.50 239.255.12.34
@@ -138,7 +102,7 @@ record_campus() {
     send bldg3 10.20.43.77 239.255.255.250
     send lab0 10.20.60.8 239.1.2.3
     send wan0 192.0.2.200 233.252.0.9
-    wait_for_entries 30
+    wait_for "30 routes" has_routes 30
 
     # A daemon that does not answer leaves entries unresolved, and leaves alone those of an interface that goes away.
     kill -STOP "$child"
@@ -146,8 +110,8 @@ record_campus() {
     send bldg4 10.20.44.60 239.255.40.1
     send bldg4 10.20.44.61 239.255.40.1
     send core1 203.0.113.99 232.7.200.1
-    wait_for_entries 33
-    record campus -j mroute show
+    wait_for "33 routes" has_routes 33
+    write_routes campus
     drop_namespaces
 }
 
@@ -177,8 +141,8 @@ record_metro() {
     for i in {1..16}; do add_interface "acc$i" $((200 + i)) "10.66.$i.1/24"; done
     metro_configuration >"$work/metro.conf"
     start_smcrouted "$work/metro.conf"
-    wait_for_entries 1200
-    record metro -j mroute show
+    wait_for "1200 routes" has_routes 1200
+    write_routes metro
     drop_namespaces
 }
 
@@ -194,7 +158,7 @@ record_tables() {
     send down1 10.30.1.9 239.7.7.1
     send down1 10.30.1.9 239.7.7.1
     sleep 0.2
-    record tables -j -s mroute show table all
+    write_routes tables -s
     drop_namespaces
 }
 

@@ -94,6 +94,20 @@ add_ports() {
     done
 }
 
+# add_snooping_bridge VLAN IGMP-VERSION MLD-VERSION
+add_snooping_bridge() {
+    # Its own queries would come at any time, and last members should be gone soon.
+    add_bridge "$1" mcast_snooping 1 mcast_querier 0 mcast_igmp_version "$2" mcast_mld_version "$3" \
+        mcast_last_member_count 1 mcast_last_member_interval 50
+}
+
+# flooding on|off NAME...: of multicast that nobody is known to want.
+flooding() {
+    local state=$1 name
+    shift
+    for name in "$@"; do bridge -n "$machine" link set dev "$name" mcast_flood "$state"; done
+}
+
 # without_ipv6 NAMESPACE: no addresses of its own making, whose packets and groups would stand among the others.
 without_ipv6() {
     ip netns exec "$1" sysctl -q net.ipv6.conf.default.disable_ipv6=1
@@ -120,25 +134,99 @@ wait_for() {
     fail "waited 30 s for $what; the programs said: $(grep -hv '^ready' "$work"/*.log | tail -n 5)"
 }
 
+# mdb: reads lines "add|del VLAN PORT GROUP [options]"
+mdb() {
+    sed -nE 's/^(add|del) ([0-9]+) ([^ ]+) (.*)$/mdb \1 dev br\2 port \3 grp \4/p' >"$work/batch"
+    bridge -n "$machine" -batch "$work/batch"
+}
+
+# has_entry PORT GROUP: of whatever source.
+has_entry() {
+    bridge -n "$machine" mdb show | grep -q " port $1 grp $2 "
+}
+
+lacks_entry() {
+    ! has_entry "$@"
+}
+
+# has_entries COUNT, has_routes COUNT: how many there are of all groups, or routes.
+has_entries() {
+    [[ $(bridge -n "$machine" mdb show | grep -c '^dev ') -eq $1 ]]
+}
+
+has_routes() {
+    [[ $(ip -n "$machine" mroute show | grep -c '^(') -eq $1 ]]
+}
+
+# join NAME INTERFACE,GROUP[,SOURCE]...: receivers at the hosts, or in $namespace; leave NAME ends them.
+declare -A receivers
+join() {
+    start_child "${namespace:-$hosts}" "$work/$1.log" python3 "$here/join_groups.py" "${@:2}"
+    receivers[$1]=$child
+    wait_until_ready "$work/$1.log"
+}
+
+leave() {
+    stop_child "${receivers[$1]}"
+}
+
+make_router() {
+    make_namespaces
+    ip netns exec "$machine" sysctl -q net.ipv4.ip_forward=1 net.ipv4.conf.all.rp_filter=0 net.ipv4.conf.default.rp_filter=0
+}
+
+# add_interface NAME INDEX ADDRESS/LENGTH
+add_interface() {
+    add_pair "$1" "$2"
+    ip -n "$machine" addr add "$3" dev "$1"
+}
+
+# start_smcrouted CONFIGURATION: smcrouted's process id is then in $child.
+start_smcrouted() {
+    start_child "$machine" "$work/smcrouted.log" smcrouted -n -N -f "$1" -i "$prefix" -P "$work/smcrouted.pid" \
+        -u "$work/smcrouted.sock"
+}
+
 # wait_until_ready LOG: for a program that prints "ready".
 wait_until_ready() {
     wait_for "a program to get ready" grep -q '^ready' "$1"
 }
 
-# write_output NAME KIND COMMAND...: what the command prints; complete or not at all.
-write_output() {
-    local file=$1.$2.json
-    shift 2
-    "$@" >"$work/$file"
-    cp "$work/$file" "$output/"
-    echo "recorded $output/$file"
+# write_files NAME FILE...: these of the work folder, in the recording's directory; all of them or none.
+write_files() {
+    local name=$1 file
+    shift
+    mkdir -p "$output/$name"
+    for file in "$@"; do cp "$work/$file" "$output/$name/"; done
+    echo "recorded $output/$name: $*"
 }
 
-# write_recording NAME KIND COMMAND...: what the command prints of the machine, and its links.
-write_recording() {
-    ip -n "$machine" -j link show >"$work/$1.links.json"
-    write_output "$@"
-    cp "$work/$1.links.json" "$output/"
+# write_ports NAME, write_groups NAME, write_routes NAME [option of ip]..., write_snapshot NAME: what the tools print of
+# the machine.
+write_ports() {
+    bridge -n "$machine" -j -d link show >"$work/ports.json"
+    write_files "$1" ports.json
+}
+
+write_groups() {
+    ip -n "$machine" -j link show >"$work/links.json"
+    bridge -n "$machine" -j -d mdb show >"$work/mdb.json"
+    write_files "$1" links.json mdb.json
+}
+
+write_routes() {
+    ip -n "$machine" -j link show >"$work/links.json"
+    ip -n "$machine" -j "${@:2}" mroute show table all >"$work/routes.json"
+    write_files "$1" links.json routes.json
+}
+
+write_snapshot() {
+    ip -n "$machine" -j link show >"$work/links.json"
+    bridge -n "$machine" -j -d mdb show >"$work/mdb.json"
+    bridge -n "$machine" -j -d link show >"$work/ports.json"
+    bridge -n "$machine" -j vlan show >"$work/vlans.json"
+    ip -n "$machine" -j mroute show table all >"$work/routes.json"
+    write_files "$1" links.json mdb.json ports.json vlans.json routes.json
 }
 
 # run_recordings PACKAGES "TOOL..." [command line]: everything that a script does.
