@@ -2,7 +2,6 @@
 #include "feed/commands.h"
 #include "feed/failure.h"
 #include "feed/interfaces.h"
-#include "feed/print.h"
 #include "sim/base/if_name.h"
 #include "sim/base/number_option.h"
 #include "sim/wire/protocol.h"

@@ -1,7 +1,6 @@
 // `vellfeed stats`: the counters of one route, read or cleared.
 #include "feed/commands.h"
 #include "feed/failure.h"
-#include "feed/print.h"
 #include "sim/base/address.h"
 #include "sim/base/number_option.h"
 #include "sim/wire/protocol.h"

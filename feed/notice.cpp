@@ -1,7 +1,6 @@
 // `vellfeed notice`: messages that stand for themselves. None is answered.
 #include "feed/commands.h"
 #include "feed/failure.h"
-#include "feed/print.h"
 #include "sim/base/number_option.h"
 #include "sim/wire/protocol.h"
 

@@ -4,10 +4,7 @@
 #include "sim/base/text.h"
 #include "sim/wire/protocol.h"
 
-#include <cerrno>
-#include <cstring>
 #include <fmt/format.h>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <variant>
@@ -172,14 +169,6 @@ void print_change(sim::output &out, const change<Row> &one) {
     out.close_object();
 }
 
-template <typename Row>
-void count(difference_counts &counts, const change<Row> &one) {
-    std::size_t &which = one.before == nullptr  ? counts.missing
-                         : one.after == nullptr ? counts.unexpected
-                                                : counts.differing;
-    ++which;
-}
-
 // "27 of 29 are installed, 1 differs, 1 is missing; 2 unexpected"
 std::string counts_text(const difference_counts &counts) {
     const std::size_t installed = counts.wanted - counts.missing - counts.differing;
@@ -218,7 +207,9 @@ public:
         difference_counts counts{.wanted = wanted.size()};
         out_.open_rows(name);
         for (const change<Row> &one : diff(installed, wanted)) {
-            count(counts, one);
+            ++(one.before == nullptr  ? counts.missing
+               : one.after == nullptr ? counts.unexpected
+                                      : counts.differing);
             print_change(out_, one);
             to_ << out_.take();
         }
@@ -228,19 +219,20 @@ public:
     }
 
     difference_counts finish() {
+        constexpr std::pair<const char *, std::size_t difference_counts::*> members[] = {
+            {"wanted", &difference_counts::wanted},
+            {"missing", &difference_counts::missing},
+            {"unexpected", &difference_counts::unexpected},
+            {"differing", &difference_counts::differing}};
         difference_counts total;
         out_.open_object("counts");
-        for (const auto &[name, counts] : counts_) {
-            out_.open_object(name);
-            out_.json("wanted", counts.wanted);
-            out_.json("missing", counts.missing);
-            out_.json("unexpected", counts.unexpected);
-            out_.json("differing", counts.differing);
+        for (const auto &[table, counts] : counts_) {
+            out_.open_object(table);
+            for (const auto &[name, member] : members) {
+                out_.json(name, counts.*member);
+                total.*member += counts.*member;
+            }
             out_.close_object();
-            total.wanted += counts.wanted;
-            total.missing += counts.missing;
-            total.unexpected += counts.unexpected;
-            total.differing += counts.differing;
         }
         out_.close_object();
         out_.close_object();
@@ -273,16 +265,6 @@ difference_counts print_differences(const state &installed, const state &wanted,
         printer.print("routes", "routes", installed.routes, wanted.routes);
     }
     return printer.finish();
-}
-
-void print_result(sim::output &result, std::ostream &out) {
-    std::string text = result.take() + (result.is_json() ? "\n" : "");
-    if (!(out << text).flush()) {
-        const std::string why = std::strerror(errno);
-        text.pop_back();
-        throw std::runtime_error(
-            fmt::format("it was done, but standard output cannot be written ({}): {}", why, text));
-    }
 }
 
 } // namespace feed

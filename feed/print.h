@@ -27,9 +27,4 @@ difference_counts print_differences(const state &installed, const state &wanted,
                                     const table_choice &only, sim::output_form form,
                                     std::ostream &out);
 
-// Prints a result at once, of what was done and may not be asked for again: an LTL index, counters that
-// are cleared. When standard output is full or closed, it throws an error that says so and has the
-// result in its text.
-void print_result(sim::output &result, std::ostream &out);
-
 } // namespace feed

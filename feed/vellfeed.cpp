@@ -5,7 +5,9 @@
 #include "sim/base/usage.h"
 #include "sim/wire/protocol.h"
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <fmt/ostream.h>
 #include <new>
 
@@ -82,9 +84,9 @@ int run(CLI::App &app, int argc, const char *const *argv, command_context &conte
 
 } // namespace
 
-void add_commands(CLI::App &parent, std::span<const command> commands, command_context &context) {
+void add_commands(CLI::App &parent, std::span<const command> added, command_context &context) {
     parent.require_subcommand(1);
-    for (const command &one : commands) {
+    for (const command &one : added) {
         CLI::App *app = parent.add_subcommand(one.name, one.help);
         if (action run = one.make(*app, context)) {
             app->callback([&context, run = std::move(run)] { context.chosen = run; });
@@ -151,6 +153,16 @@ void add_quiet(CLI::App &app, bool &quiet) {
 void add_json(CLI::App &app, sim::output_form &form) {
     app.add_flag_callback(
         "--json", [&form] { form = sim::output_form::json; }, "Print JSON");
+}
+
+void print_result(sim::output &result, std::ostream &out) {
+    std::string text = result.take() + (result.is_json() ? "\n" : "");
+    if (!(out << text).flush()) {
+        const std::string why = std::strerror(errno);
+        text.pop_back();
+        throw std::runtime_error(
+            fmt::format("it was done, but standard output cannot be written ({}): {}", why, text));
+    }
 }
 
 int run_vellfeed(int argc, const char *const *argv, std::ostream &out, std::ostream &err) {

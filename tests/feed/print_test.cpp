@@ -1,3 +1,4 @@
+#include "feed/commands.h"
 #include "feed/print.h"
 
 #include <gtest/gtest.h>
@@ -189,22 +190,6 @@ TEST(PrintDifferences, HasTheSameInJson) {
               R"({"ltls":[],"counts":{"ltls":{"wanted":0,"missing":0,"unexpected":0,)"
               R"("differing":0}}})"
               "\n");
-}
-
-TEST(PrintResult, IsInTheErrorWhenItCannotBePrinted) {
-    sim::output result(sim::output_form::text);
-    result.text("allocated LTL 0x4000\n");
-    std::ostringstream out;
-    out.setstate(std::ios::badbit);
-    try {
-        print_result(result, out);
-        FAIL() << "nothing was thrown";
-    } catch (const std::runtime_error &error) {
-        const std::string what = error.what();
-        EXPECT_TRUE(what.starts_with("it was done, but standard output cannot be written ("))
-            << what;
-        EXPECT_TRUE(what.ends_with("): allocated LTL 0x4000")) << what;
-    }
 }
 
 } // namespace
