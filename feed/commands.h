@@ -54,9 +54,8 @@ void add_plan_options(CLI::App &app, plan_options &options);
 void add_quiet(CLI::App &app, bool &quiet);
 void add_json(CLI::App &app, sim::output_form &form);
 
-// Prints a result at once, of what was done and may not be asked for again: an LTL index, counters that
-// are cleared. When standard output is full or closed, it throws an error that says so and has the
-// result in its text.
+// Prints a result at once that cannot be asked for again: an LTL index, counters that are cleared.
+// When standard output is full or closed, throws an error that says so and has the result in its text.
 void print_result(sim::output &result, std::ostream &out);
 
 // Runs vellfeed. Returns its exit code: 0, 1 when it could not do what it was asked, 2 when it was asked

@@ -91,7 +91,7 @@ void add_count(std::string &to, const json_view &row, const char *key, const cha
     }
 }
 
-void read_route(const json_view &row, state &into) {
+void read_route(const json_view &row, const say_function &, state &into) {
     row.expect_object("a route, an object");
     const route_key key = {number_of(row, "table"), ipv4_of(row, "source"),
                            static_cast<std::uint8_t>(number_of(row, "source_len", 0, 32)),
@@ -116,7 +116,7 @@ void read_route(const json_view &row, state &into) {
     add(row, into.routes, key, std::move(made));
 }
 
-void read_group(const json_view &row, state &into) {
+void read_group(const json_view &row, const say_function &, state &into) {
     row.expect_object("a layer-2 entry, an object");
     group_key key = {vlan_of(row), address_of(row.member("group", "an address")), std::nullopt};
     const json_view source = row.member("source", "an address or null");
@@ -137,9 +137,8 @@ void read_group(const json_view &row, state &into) {
     add(row, into.groups, key, std::move(made));
 }
 
-// One without interfaces has gone from the switch as far as vellfeed is concerned: nothing removes
-// its VLAN.
-void read_flood_set(const json_view &row, state &into) {
+// The manager keeps a VLAN whose interfaces are all gone, with an empty set.
+void read_flood_set(const json_view &row, const say_function &, state &into) {
     row.expect_object("a flood set, an object");
     const flood_key key = {vlan_of(row)};
     flood_set made = {interfaces_of(row), number_of(row, "line_card_mask")};
@@ -148,16 +147,15 @@ void read_flood_set(const json_view &row, state &into) {
     }
 }
 
-void read_ltl(const json_view &row, state &into) {
+void read_ltl(const json_view &row, const say_function &say, state &into) {
     row.expect_object("an LTL, an object");
     const ltl_key key = {vlan_of(row), number_of(row, "tag")};
     const std::uint32_t index = number_of(row, "index");
-    if (const auto other = into.ltls.find(key); other != into.ltls.end()) {
-        row.fail(fmt::format("VLAN {} and tag {:#x} have two LTLs, {:#x} and {:#x}; `vellfeed ltl "
-                             "release` releases one",
-                             key.vlan, key.tag, other->second.index, index));
+    const auto [made, is_new] = into.ltls.try_emplace(key, ltl{interfaces_of(row), index});
+    if (!is_new) {
+        say(fmt::format("left out LTL {:#x}: it has the VLAN {} and the tag {} of LTL {:#x}", index,
+                        key.vlan, key.tag, made->second.index));
     }
-    into.ltls.emplace(key, ltl{interfaces_of(row), index});
 }
 
 struct shown_table {
@@ -165,7 +163,7 @@ struct shown_table {
     const char *rows; // where they are in JSON
     const char *noun;
     bool table_choice::*choice;
-    void (*read)(const json_view &row, state &into);
+    void (*read)(const json_view &row, const say_function &say, state &into);
 };
 
 constexpr shown_table shown_tables[] = {
@@ -212,11 +210,11 @@ std::string find_vellsim() {
 }
 
 // A program that fails says more than its output, unless it failed because nobody read on.
-void run_vellsim(const shown_table &table, state &into) {
+void run_vellsim(const shown_table &table, const say_function &say, state &into) {
     program_input program({find_vellsim(), "show", table.name, "--json"});
     std::string wrong;
     try {
-        read_installed({program.name(), program.name(), program.output()}, table.name, into);
+        read_installed({program.name(), program.name(), program.output()}, table.name, say, into);
     } catch (const input_error &error) {
         wrong = error.what();
     }
@@ -234,11 +232,11 @@ void run_vellsim(const shown_table &table, state &into) {
 
 } // namespace
 
-state ask_installed(const table_choice &only) {
+state ask_installed(const table_choice &only, const say_function &say) {
     state installed;
     for (const shown_table &table : shown_tables) {
         if (only.*table.choice) {
-            run_vellsim(table, installed);
+            run_vellsim(table, say, installed);
         }
     }
     return installed;
@@ -262,12 +260,13 @@ void keep_vlans(state &installed, const state &wanted) {
     keep(installed.ltls);
 }
 
-void read_installed(const json_input &from, std::string_view shown, state &into) {
+void read_installed(const json_input &from, std::string_view shown, const say_function &say,
+                    state &into) {
     const shown_table &table = *std::ranges::find(shown_tables, shown, &shown_table::name);
     std::uint64_t listed = 0;
     const json_part around = read_json_rows(from, table.rows, [&](const json_view &row) {
         ++listed;
-        table.read(row, into);
+        table.read(row, say, into);
     });
     check_whole(json_view(around), table, listed);
 }

@@ -158,8 +158,12 @@ private:
 };
 
 // Of some bridges, only their VLANs are compared: the others are none of the snapshot's business.
-state ask_for(const plan &made, const mirror_command &command) {
-    state installed = ask_installed(made.said);
+state ask_for(const plan &made, const mirror_command &command, command_context &context) {
+    state installed = ask_installed(made.said, [&](const std::string &what) {
+        if (!command.quiet) {
+            fmt::print(context.err, "vellfeed: {}\n", what);
+        }
+    });
     if (!command.planning.bridges.empty()) {
         keep_vlans(installed, made.wanted);
     }
@@ -234,12 +238,12 @@ int run_remove(const mirror_command &command, command_context &context) {
 
 int run_compare(const mirror_command &command, command_context &context) {
     const plan made = read_snapshot(command.snapshots.front(), command, context.err);
-    return print_difference(ask_for(made, command), made, command, context);
+    return print_difference(ask_for(made, command, context), made, command, context);
 }
 
 int run_repair(const mirror_command &command, command_context &context) {
     plan made = read_snapshot(command.snapshots.front(), command, context.err);
-    state installed = ask_for(made, command);
+    state installed = ask_for(made, command, context);
     if (command.dry_run) {
         print_difference(installed, made, command, context);
         return 0;

@@ -1,4 +1,4 @@
-// `vellfeed notice`: messages that stand for themselves. None is answered.
+// `vellfeed notice`: one message, which nobody answers.
 #include "feed/commands.h"
 #include "feed/failure.h"
 #include "sim/base/number_option.h"

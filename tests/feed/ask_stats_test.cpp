@@ -26,7 +26,7 @@ protected:
         EXPECT_EQ(result.exit_code, 0) << result.err;
     }
 
-    // More than 32 bits of packets, so that no way of them is narrower.
+    // Counters of more than 32 bits.
     void start_counting() {
         start_switch();
         for (const auto &[source, group] :
@@ -109,7 +109,7 @@ TEST_F(AskStats, CountersThatAreClearedAreSaidOnStandardErrorWhenStandardOutputF
                               ipv4_counters + "; cleared\n");
 }
 
-TEST_F(AskStats, ARouteThatIsNotThereIsNoSuccess) {
+TEST_F(AskStats, ARouteThatIsNotThereIsAnError) {
     start_switch();
     EXPECT_EQ(error(ipv4), "the switch has no route (10.0.0.9, 239.1.1.2) in table 253");
     EXPECT_EQ(error(with(ipv6, {"--clear"})),

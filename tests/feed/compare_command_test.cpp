@@ -107,6 +107,11 @@ TEST_F(CompareCommand, ComparesEveryTableOfASnapshot) {
     EXPECT_EQ(result.exit_code, 1);
     EXPECT_EQ(result.out, "LTL of VLAN 20 with tag 0x7: unexpected\n"
                           "LTLs: 1 of 1 is installed; 1 unexpected\n");
+    printed({"ltl", "alloc", "--vlan", "20", "--tag", "7", "Po2"});
+    const command_result another = feed({"compare", all, "--only", "ltls"});
+    EXPECT_EQ(another.err, "vellfeed: left out LTL 0x4002: it has the VLAN 20 and the tag 7 of LTL "
+                           "0x4001\n");
+    EXPECT_EQ(another.out, result.out);
 }
 
 TEST_F(CompareCommand, NeedsASwitch) {

@@ -20,10 +20,16 @@ constexpr char one_flood_set[] =
 constexpr char one_ltl[] =
     R"({"index":16384,"vlan":10,"tag":7,"interfaces":[{"if_index":9},{"if_index":8}]})";
 
-state read_text(const std::string &shown, const std::string &text) {
+state read_text(const std::string &shown, const std::string &text, std::string *said = nullptr) {
     const sim::file_descriptor file = file_with(text);
     state read;
-    read_installed({"out.json", "`vellsim show`", file.get()}, shown, read);
+    read_installed(
+        {"out.json", "`vellsim show`", file.get()}, shown,
+        [said](const std::string &what) {
+            ASSERT_NE(said, nullptr) << what;
+            *said += what + "\n";
+        },
+        read);
     return read;
 }
 
@@ -172,12 +178,15 @@ TEST(InstalledLtls, AreReadWithTheirIndex) {
     EXPECT_EQ(read.ltls.begin()->second.index, 0x4000u);
 }
 
-TEST(InstalledLtls, OfOneVlanAndTagAreRefusedWithTheirIndexes) {
+TEST(InstalledLtls, OfOneVlanAndTagAreLeftOutButForTheFirst) {
     std::string other = one_ltl;
     other.replace(other.find("16384"), 5, "16390");
-    EXPECT_EQ(error_in("ltl", table_text("ltl", std::string(one_ltl) + "," + other)),
-              "out.json: entry 2 (/ltl/1): VLAN 10 and tag 0x7 have two LTLs, 0x4000 and 0x4006; "
-              "`vellfeed ltl release` releases one");
+    std::string said;
+    const state read =
+        read_text("ltl", table_text("ltl", std::string(one_ltl) + "," + other), &said);
+    ASSERT_EQ(read.ltls.size(), 1u);
+    EXPECT_EQ(read.ltls.begin()->second.index, 0x4000u);
+    EXPECT_EQ(said, "left out LTL 0x4006: it has the VLAN 10 and the tag 7 of LTL 0x4000\n");
 }
 
 TEST(Installed, MayBeNothing) {
