@@ -1,6 +1,10 @@
 #include "feed/mirror.h"
 
+#include "sim/wire/protocol.h"
+#include "sim/wire/vell_sim.h"
+
 #include <nerb_sim.h>
+#include <vell.h>
 
 #include <algorithm>
 #include <cassert>
@@ -115,9 +119,21 @@ void mirror::advance() {
     send_ltls();
     send_table(&state::routes, "routes", send_route_changes, routes_pending_, routes_in_doubt_,
                counts_.routes);
+    confirm();
     if (in_step()) {
         said_.clear();
     }
+}
+
+void mirror::confirm() {
+    if (!confirm_pending_ || confirm_due_) {
+        return;
+    }
+    confirm_pending_ = false;
+    confirm_cookie_ = client_.new_cookie();
+    confirm_due_ = clock::now() + std::chrono::milliseconds(client_.timeout_ms());
+    client_.require_sent(vell_send_v4_mroute_stats_req(confirm_cookie_, 0, 0, 0, 0, 0) == 1,
+                         "statistics request");
 }
 
 void mirror::connect() {
@@ -161,8 +177,12 @@ void mirror::lose(const std::string &why) {
 
 // The service may have all that was wanted, all that was installed, some of it, or nothing.
 void mirror::doubt_everything() {
-    installed_.routes.insert(wanted_.routes.begin(), wanted_.routes.end());
-    installed_.groups.insert(wanted_.groups.begin(), wanted_.groups.end());
+    for (const state *more : {&wanted_, &deleted_}) {
+        installed_.routes.insert(more->routes.begin(), more->routes.end());
+        installed_.groups.insert(more->groups.begin(), more->groups.end());
+    }
+    deleted_ = {};
+    confirm_due_.reset();
     routes_in_doubt_ = !installed_.routes.empty();
     groups_in_doubt_ = !installed_.groups.empty();
     for (const auto &[key, row] : installed_.floods) {
@@ -257,7 +277,9 @@ void mirror::send_table(table<Row> state::*member, const char *name, send_functi
     how.sent = [&](std::size_t sent) {
         for (; adopted < sent; ++adopted) {
             const change<Row> &done = changes[adopted];
+            confirm_pending_ = true;
             if (done.after == nullptr) {
+                (deleted_.*member).insert_or_assign(*done.key, *done.before);
                 counts.removed += was_in_doubt && wanted.contains(*done.key) ? 0 : 1;
             } else {
                 ++(done.before == nullptr ? counts.added : counts.changed);
@@ -281,6 +303,15 @@ void mirror::send_table(table<Row> state::*member, const char *name, send_functi
 
 void mirror::take_answers() {
     while (const std::optional<received_message> message = client_.receive(0)) {
+        vell_sim_stats stats{};
+        if (vell_sim_stats_answer(static_cast<const kyt_sim_message *>(message->handle()),
+                                  &stats) == VELL_SIM_READ &&
+            stats.table == confirm_cookie_ && confirm_due_) {
+            confirm_due_.reset();
+            if (!confirm_pending_) {
+                deleted_ = {};
+            }
+        }
         nerb_sim_answer head{};
         if (nerb_sim_answer_head(message->handle(), &head) != NERB_SIM_READ) {
             continue;
@@ -344,6 +375,10 @@ void mirror::expire() {
             }
         });
     }
+    if (confirm_due_ && now >= *confirm_due_) {
+        confirm_due_.reset();
+        expire("statistics request that confirms what was sent", [] {});
+    }
     // An answer that is later than that many requests does not come any more.
     constexpr std::size_t most_remembered = 1024;
     while (flood_requests_.size() > most_remembered) {
@@ -355,18 +390,20 @@ void mirror::expire() {
 }
 
 bool mirror::in_step() const {
-    return !routes_pending_ && !groups_pending_ && flood_doubts_.empty() && ltl_doubts_.empty() &&
-           lost_ltls_.empty() && installed_.floods == wanted_.floods &&
-           installed_.ltls == wanted_.ltls && client_.is_registered();
+    return !routes_pending_ && !groups_pending_ && !confirm_pending_ && !confirm_due_ &&
+           flood_doubts_.empty() && ltl_doubts_.empty() && lost_ltls_.empty() &&
+           installed_.floods == wanted_.floods && installed_.ltls == wanted_.ltls &&
+           client_.is_registered();
 }
 
 bool mirror::done() const {
     const auto waits = [](const auto &requests) {
         return std::ranges::any_of(requests, [](const auto &one) { return !one.second.expired; });
     };
-    return in_step() || (!options_.keeps_trying && client_.is_registered() && !routes_pending_ &&
-                         !groups_pending_ && !floods_pending_ && !ltls_pending_ &&
-                         !waits(flood_requests_) && !waits(ltl_requests_));
+    return in_step() ||
+           (!options_.keeps_trying && client_.is_registered() && !routes_pending_ &&
+            !groups_pending_ && !floods_pending_ && !ltls_pending_ && !confirm_pending_ &&
+            !confirm_due_ && !waits(flood_requests_) && !waits(ltl_requests_));
 }
 
 int mirror::wait_ms() const {
@@ -379,6 +416,9 @@ int mirror::wait_ms() const {
     }
     if (!client_.is_registered()) {
         return ms_until(registration_due_);
+    }
+    if (confirm_due_) {
+        sooner(*confirm_due_);
     }
     for (const auto &[cookie, request] : flood_requests_) {
         if (!request.expired) {

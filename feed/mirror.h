@@ -15,6 +15,9 @@
 //    change nothing where they are needless. Flood sets are changed by differences that the manager
 //    refuses when they do not fit, so each thing that it may have is tried in turn. LTLs are changed by
 //    the index that is known, and allocated again when there is no such LTL any more.
+//  - Routes and groups are not acknowledged. But the service handles its messages in order, so the
+//    answer to a statistics request, of a route that nobody has, says that all before it was handled.
+//    Until then what was deleted is remembered, and in doubt after a loss.
 //  - An answer is late. Its request is remembered, so that it still counts when it comes. Until then the
 //    row is in doubt.
 //  - An answer never comes, or something is refused. It is said, and tried again after a pause, where the
@@ -87,7 +90,7 @@ public:
     // sends differences.
     void tick();
 
-    // Whether what is installed is what is wanted.
+    // Whether what is installed is what is wanted, and the service has said that it handled it.
     bool in_step() const;
 
     // Whether nothing more will happen by itself: in step, or all that is not was refused for good.
@@ -151,6 +154,7 @@ private:
     void advance();
     void connect();
     void ask_first();
+    void confirm();
     void lose(const std::string &why);
     void doubt_everything();
     void take_answers();
@@ -198,6 +202,10 @@ private:
     bool routes_in_doubt_ = false;
     bool groups_in_doubt_ = false;
     std::uint32_t epoch_ = 0;
+    state deleted_;                // and not confirmed
+    bool confirm_pending_ = false; // something was sent after the last request to confirm
+    std::optional<clock::time_point> confirm_due_;
+    std::uint32_t confirm_cookie_ = 0;
 
     // Flood sets: what each that is in doubt may be, the next guess first.
     bool floods_pending_ = false;
