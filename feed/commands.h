@@ -2,6 +2,7 @@
 // command line and returns what is to run once they are read.
 #pragma once
 
+#include "feed/mirror.h"
 #include "feed/plan.h"
 #include "feed/session.h"
 #include "sim/base/output.h"
@@ -57,6 +58,10 @@ void add_json(CLI::App &app, sim::output_form &form);
 // Prints a result at once that cannot be asked for again: an LTL index, counters that are cleared.
 // When standard output is full or closed, throws an error that says so and has the result in its text.
 void print_result(sim::output &result, std::ostream &out);
+
+// What was sent between two moments: " floods 1 added; routes 2 added, 1 removed", or members of an
+// object that is open.
+void print_sent(sim::output &out, const mirror::all_counts &now, const mirror::all_counts &before);
 
 // Runs vellfeed. Returns its exit code: 0, 1 when it could not do what it was asked, 2 when it was asked
 // wrongly.

@@ -46,19 +46,6 @@ struct follow_command {
     bool once_in_step = false;
 };
 
-void print_counts(sim::output &out, const char *table, const sent_counts &now,
-                  const sent_counts &before) {
-    out.open_object(table);
-    out.json("added", now.added - before.added);
-    out.json("changed", now.changed - before.changed);
-    out.json("removed", now.removed - before.removed);
-    out.close_object();
-    if (now.all() != before.all()) {
-        out.text(" {} +{} ~{} -{}", table, now.added - before.added, now.changed - before.changed,
-                 now.removed - before.removed);
-    }
-}
-
 class follower {
 public:
     follower(const follow_command &command, command_context &context)
@@ -143,11 +130,13 @@ private:
     }
 
     void say_notes(const plan &made) {
-        for (const std::string &note : notes(made)) {
-            if (!command_.quiet && said_notes_.insert(note).second) {
+        std::vector<std::string> now = notes(made);
+        for (const std::string &note : now) {
+            if (!command_.quiet && std::ranges::find(said_notes_, note) == said_notes_.end()) {
                 say(note);
             }
         }
+        said_notes_ = std::move(now);
     }
 
     // Once in step after something was sent.
@@ -160,10 +149,7 @@ private:
             sim::output out(command_.form);
             out.open_object();
             out.text("in step:");
-            print_counts(out, "floods", now.floods, reported_.floods);
-            print_counts(out, "groups", now.groups, reported_.groups);
-            print_counts(out, "ltls", now.ltls, reported_.ltls);
-            print_counts(out, "routes", now.routes, reported_.routes);
+            print_sent(out, now, reported_);
             out.close_object();
             context_.out << out.take() << '\n';
             context_.out.flush();
@@ -199,7 +185,7 @@ private:
     std::optional<clock::time_point> first_wake_;         // since the last one
     std::size_t next_snapshot_ = 0;
     std::string failed_reading_;
-    std::set<std::string> said_notes_;
+    std::vector<std::string> said_notes_; // of the last reading
 };
 
 } // namespace

@@ -31,11 +31,6 @@ struct kernel_table {
 
 const std::vector<kernel_table> &kernel_table_list();
 
-// The kernel changed a table while it was read: what was read is neither the old nor the new one.
-struct torn_read : std::runtime_error {
-    using runtime_error::runtime_error;
-};
-
 // The tables of one snapshot, and the kernel's indexes that they say.
 class kernel_tables {
 public:

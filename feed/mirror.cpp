@@ -131,6 +131,10 @@ void mirror::confirm() {
     }
     confirm_pending_ = false;
     confirm_cookie_ = client_.new_cookie();
+    ask_to_confirm();
+}
+
+void mirror::ask_to_confirm() {
     confirm_due_ = clock::now() + std::chrono::milliseconds(client_.timeout_ms());
     client_.require_sent(vell_send_v4_mroute_stats_req(confirm_cookie_, 0, 0, 0, 0, 0) == 1,
                          "statistics request");
@@ -265,7 +269,8 @@ void mirror::send_table(table<Row> state::*member, const char *name, send_functi
         }
         std::ranges::copy(diff(nothing, wanted), std::back_inserter(changes));
     }
-    std::ranges::stable_partition(changes, [](const auto &one) { return one.after == nullptr; });
+    std::stable_partition(changes.begin(), changes.end(),
+                          [](const auto &one) { return one.after == nullptr; });
     is_pending = false;
     if (changes.empty()) {
         in_doubt = false;
@@ -356,8 +361,8 @@ void mirror::expire() {
             continue;
         }
         request.expired = true;
-        expire("flood update", [&] {
-            for (const flood_change &change : request.changes) {
+        expire("flood update", [this, &changes = request.changes] {
+            for (const flood_change &change : changes) {
                 flood_doubts_[change.key] = {change.before, change.after.interfaces};
                 refused_floods_.insert(change.key);
             }
@@ -368,16 +373,16 @@ void mirror::expire() {
             continue;
         }
         request.expired = true;
-        expire("request for the " + key_text(request.key), [&] {
-            refused_ltls_.insert(request.key);
-            if (request.operation == ltl_operation::allocate) {
-                lost_ltls_.insert(request.key);
+        expire("request for the " + key_text(request.key), [this, &late = request] {
+            refused_ltls_.insert(late.key);
+            if (late.operation == ltl_operation::allocate) {
+                lost_ltls_.insert(late.key);
             }
         });
     }
     if (confirm_due_ && now >= *confirm_due_) {
-        confirm_due_.reset();
         expire("statistics request that confirms what was sent", [] {});
+        ask_to_confirm(); // with the same cookie: an answer to any of them counts
     }
     // An answer that is later than that many requests does not come any more.
     constexpr std::size_t most_remembered = 1024;

@@ -155,6 +155,7 @@ private:
     void connect();
     void ask_first();
     void confirm();
+    void ask_to_confirm();
     void lose(const std::string &why);
     void doubt_everything();
     void take_answers();

@@ -69,45 +69,17 @@ private:
         std::chrono::steady_clock::now() + std::chrono::milliseconds(500);
 };
 
-void print_counts(sim::output &out, const char *table, const sent_counts &now,
-                  const sent_counts &before) {
-    const auto row = [&](const char *name, std::size_t count, const char *&separator) {
-        out.json(name, count);
-        if (count > 0) {
-            out.text("{}{} {}", separator, count, name);
-            separator = ", ";
-        }
-    };
-    if (now.all() + now.refused == before.all() + before.refused && !out.is_json()) {
-        return;
+void print_sent_snapshot(const std::string &snapshot, const mirror::all_counts &now,
+                         const mirror::all_counts &before, const mirror_command &command,
+                         std::ostream &out) {
+    if (!command.quiet) {
+        sim::output printed(command.form);
+        printed.open_object();
+        printed.field("snapshot", "{}:", snapshot);
+        print_sent(printed, now, before);
+        printed.close_object();
+        out << printed.take() << '\n';
     }
-    const std::string lead = fmt::format("; {}: ", table);
-    const char *separator = lead.c_str();
-    out.open_object(table);
-    row("added", now.added - before.added, separator);
-    row("changed", now.changed - before.changed, separator);
-    row("removed", now.removed - before.removed, separator);
-    row("refused", now.refused - before.refused, separator);
-    out.close_object();
-}
-
-// "samples/campus; routes: 29 added"
-void print_sent(const std::string &what, const mirror::all_counts &now,
-                const mirror::all_counts &before, const mirror_command &command,
-                std::ostream &out) {
-    if (command.quiet) {
-        return;
-    }
-    sim::output printed(command.form);
-    printed.open_object();
-    printed.field("snapshot", "{}", what);
-    print_counts(printed, "floods", now.floods, before.floods);
-    print_counts(printed, "groups", now.groups, before.groups);
-    print_counts(printed, "ltls", now.ltls, before.ltls);
-    print_counts(printed, "routes", now.routes, before.routes);
-    printed.close_object();
-    const std::string line = printed.take();
-    out << line << (line == sim::printable(what) ? "; nothing to send\n" : "\n");
 }
 
 // Sends until the snapshot is installed, or what is not was refused. Throws what went wrong.
@@ -129,7 +101,7 @@ public:
                 throw interrupted("interrupted while answers of the switch were missing");
             }
         }
-        print_sent(what, mirror_.counts(), before, command_, context_.out);
+        print_sent_snapshot(what, mirror_.counts(), before, command_, context_.out);
         return mirror_.in_step();
     }
 
@@ -192,6 +164,19 @@ void find_indexes(state &installed) {
     }
 }
 
+// What is installed after a snapshot: of tables that it says nothing about, what was before.
+void take_said(state &installed, plan made) {
+    const auto take = [](auto &mine, auto &theirs, bool is_said) {
+        if (is_said) {
+            mine = std::move(theirs);
+        }
+    };
+    take(installed.floods, made.wanted.floods, made.said.floods);
+    take(installed.groups, made.wanted.groups, made.said.groups);
+    take(installed.ltls, made.wanted.ltls, made.said.ltls);
+    take(installed.routes, made.wanted.routes, made.said.routes);
+}
+
 int run_send(const mirror_command &command, command_context &context) {
     state installed;
     if (!command.from.empty()) {
@@ -205,7 +190,7 @@ int run_send(const mirror_command &command, command_context &context) {
     if (command.dry_run) {
         for (plan &made : plans) {
             print_difference(installed, made, command, context);
-            installed = std::move(made.wanted);
+            take_said(installed, std::move(made));
         }
         return 0;
     }
@@ -286,6 +271,39 @@ action made_of(int (*run)(const mirror_command &, command_context &),
 
 } // namespace
 
+void print_sent(sim::output &out, const mirror::all_counts &now, const mirror::all_counts &before) {
+    const char *table_separator = " ";
+    const auto print = [&](const char *table, const sent_counts &sum, const sent_counts &earlier) {
+        const std::pair<const char *, std::size_t> counts[] = {
+            {"added", sum.added - earlier.added},
+            {"changed", sum.changed - earlier.changed},
+            {"removed", sum.removed - earlier.removed},
+            {"refused", sum.refused - earlier.refused}};
+        out.open_object(table);
+        const char *separator = " ";
+        for (const auto &[name, count] : counts) {
+            out.json(name, count);
+            if (count == 0) {
+                continue;
+            }
+            if (*separator == ' ') {
+                out.text("{}{}", table_separator, table);
+                table_separator = "; ";
+            }
+            out.text("{}{} {}", separator, count, name);
+            separator = ", ";
+        }
+        out.close_object();
+    };
+    print("floods", now.floods, before.floods);
+    print("groups", now.groups, before.groups);
+    print("ltls", now.ltls, before.ltls);
+    print("routes", now.routes, before.routes);
+    if (*table_separator == ' ') {
+        out.text(" nothing to send");
+    }
+}
+
 action make_send(CLI::App &app, command_context &context) {
     auto options = add_mirror_options(app, true);
     add_snapshot(app, *options)->option_text("DIR... REQUIRED");
@@ -297,7 +315,7 @@ action make_send(CLI::App &app, command_context &context) {
                "the one before. LTL indexes are\nallocated for groups, and follow them. What the "
                "LTL manager refuses is reported, and the exit code is 1.\n"
                "Examples: vellfeed send samples/campus\n"
-               "          vellfeed send samples/day-1 samples/day-2");
+               "          vellfeed send samples/day/1 samples/day/2");
     return made_of(run_send, std::move(options), context);
 }
 

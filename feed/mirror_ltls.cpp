@@ -75,8 +75,9 @@ void mirror::send_ltls() {
         }
     }
     // An index that is released first can be allocated again.
-    std::ranges::stable_partition(
-        requests, [](const ltl_request &one) { return one.operation == ltl_operation::release; });
+    std::stable_partition(requests.begin(), requests.end(), [](const ltl_request &one) {
+        return one.operation == ltl_operation::release;
+    });
     const auto waits = [](const auto &one) { return !one.second.expired; };
     std::ptrdiff_t waiting = std::ranges::count_if(ltl_requests_, waits);
     for (ltl_request &request : requests) {

@@ -86,9 +86,6 @@ public:
         for (const bridge_port &port : now_.ports) {
             add(port);
         }
-        // The manager cannot tell a VLAN that is flooded nowhere from one that it does not know.
-        std::erase_if(now_.made.wanted.floods,
-                      [](const auto &row) { return row.second.interfaces.empty(); });
         for (auto &[key, set] : now_.made.wanted.floods) {
             std::ranges::sort(set.interfaces);
         }
@@ -97,16 +94,8 @@ public:
 private:
     void add(const bridge_port &port) {
         const std::set<std::uint16_t> vlans = vlans_of(port);
-        std::vector<flood_set *> sets;
         for (const std::uint16_t vlan : vlans) {
-            const bridge_port &first = *first_.emplace(vlan, &port).first->second;
-            if (first.bridge != port.bridge) {
-                port.place.fail("/master", fmt::format("VLAN {} is the bridge {} here and {} in "
-                                                       "entry {}; a VLAN has one bridge",
-                                                       vlan, in_quotes(port.bridge),
-                                                       in_quotes(first.bridge), first.place.entry));
-            }
-            sets.push_back(&now_.made.wanted.floods[{vlan}]);
+            check_bridge(vlan, port);
         }
         if (!port.is_flooded) {
             return;
@@ -121,9 +110,23 @@ private:
             ++now_.made.without.flooded_vlan_interfaces;
             return;
         }
-        for (flood_set *set : sets) {
-            set->interfaces.push_back(index);
-            set->line_cards |= line_card_bit(index);
+        // A VLAN that is flooded nowhere gets no set: the manager could not tell it from one that it
+        // does not know.
+        for (const std::uint16_t vlan : vlans) {
+            flood_set &set = now_.made.wanted.floods[{vlan}];
+            set.interfaces.push_back(index);
+            set.line_cards |= line_card_bit(index);
+        }
+    }
+
+    void check_bridge(std::uint16_t vlan, const bridge_port &port) {
+        const bridge_port &first = *first_.emplace(vlan, &port).first->second;
+        if (first.bridge != port.bridge) {
+            port.place.fail("/master",
+                            fmt::format("VLAN {} is the bridge {} here and {} in entry {}; "
+                                        "a VLAN has one bridge",
+                                        vlan, in_quotes(port.bridge), in_quotes(first.bridge),
+                                        first.place.entry));
         }
     }
 

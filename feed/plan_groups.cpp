@@ -88,7 +88,7 @@ struct growing_group {
     std::map<std::uint32_t, const group_member *> ports = {};
 };
 
-// Collects the members of groups, and counts those that are none.
+// Gathers the ports of each group, and counts the members that get none.
 class group_planner {
 public:
     explicit group_planner(planning &now) : now_(now) {

@@ -122,7 +122,9 @@ void session::take_registration_answer(const received_message &message) {
         throw session_error(
             answer.accepted == 0
                 ? "the switch refused the registration; `vellsim show log` says why"
-                : "the switch accepted the registration with client id 0, which is not an id");
+            : answer.client_id == 0
+                ? "the switch accepted the registration with client id 0, which is not an id"
+                : "the switch's answer to the registration cannot be read");
     }
 }
 

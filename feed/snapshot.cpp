@@ -17,6 +17,11 @@ namespace {
 
 constexpr int most_tries = 5;
 
+// The kernel changed a table while it was read: what was read is neither the old nor the new one.
+struct torn_read : input_error {
+    using input_error::input_error;
+};
+
 std::string joined(const std::vector<std::string> &command) {
     return fmt::format("`{}`", fmt::join(command, " "));
 }
@@ -50,8 +55,8 @@ json_part read_program(const kernel_table &table,
         check_end(program, program.finish());
         return around;
     } catch (const input_error &) {
-        // A program that failed leaves half a table, whose fault is not the point then. One that was
-        // only stopped from printing the rest did not fail.
+        // A program that failed may leave half a table: then its own error counts. One that a signal
+        // ended was stopped here, from printing the rest.
         if (program.output() >= 0) {
             const program_end end = program.finish();
             if (!end.by_signal) {
@@ -78,12 +83,6 @@ void record(const kernel_table &table, const std::string &path) {
             return check_end(program, end);
         }
     }
-}
-
-void check_rows(const json_view &around, const kernel_table &table) {
-    const std::string expected =
-        fmt::format("{}, the output of {}", table.contents, joined(table.command));
-    around.expect_array(expected);
 }
 
 } // namespace
@@ -149,7 +148,8 @@ kernel_tables::read(std::string_view file,
         around = read_json_rows({shortened(path(table)), joined(table.command), input.get()},
                                 table.rows, take);
     }
-    check_rows(json_view(*around), table);
+    json_view(*around).expect_array(
+        fmt::format("{}, the output of {}", table.contents, joined(table.command)));
     return around;
 }
 
@@ -175,9 +175,9 @@ plan read_plan(const snapshot &from, const plan_options &options) {
     for (int tries = 1;; ++tries) {
         try {
             return plan_tables(kernel_tables(from), options);
-        } catch (const torn_read &torn) {
+        } catch (const torn_read &) {
             if (tries == most_tries) {
-                throw input_error(torn.what());
+                throw;
             }
         }
     }
@@ -188,11 +188,6 @@ void record_snapshot(const std::string &directory) {
         fail(directory, "cannot be made", errno);
     }
     std::vector<std::pair<std::string, std::string>> names;
-    const auto remove_all = [&] {
-        for (const auto &[before, after] : names) {
-            ::unlink(before.c_str());
-        }
-    };
     try {
         for (const kernel_table &table : kernel_table_list()) {
             const std::string path = fmt::format("{}/{}", directory, table.file);
@@ -204,11 +199,10 @@ void record_snapshot(const std::string &directory) {
                 fail(after, "cannot be written", errno);
             }
         }
-    } catch (const torn_read &torn) {
-        remove_all();
-        throw input_error(torn.what());
-    } catch (const input_error &) {
-        remove_all();
+    } catch (...) {
+        for (const auto &[before, after] : names) {
+            ::unlink(before.c_str());
+        }
         throw;
     }
 }

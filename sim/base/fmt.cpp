@@ -11,6 +11,7 @@ namespace detail {
 
 // What the headers leave to the compiled library.
 template FMT_API void vformat_to(buffer<char> &, string_view, format_args, locale_ref);
+template FMT_API auto locale_ref::get<std::locale>() const -> std::locale;
 template FMT_API void buffer<char>::append(const char *, const char *);
 template FMT_API auto thousands_sep_impl<char>(locale_ref) -> thousands_sep_result<char>;
 template FMT_API auto decimal_point_impl<char>(locale_ref) -> char;

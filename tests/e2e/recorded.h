@@ -1,77 +1,26 @@
-// What the recorded samples say, read as plainly as can be: what the switch holds is measured by
-// it.
+// What a recorded snapshot says the switch should have, read as plainly as can be and without a line of
+// vellfeed's; and what the switch says that it has, in the same words.
 #pragma once
 
-#include <algorithm>
-#include <map>
 #include <nlohmann/json.hpp>
 #include <ostream>
 #include <set>
 #include <string>
-#include <tuple>
-#include <vector>
 
-struct recording {
-    std::string name;
-    std::string said; // by vellfeed, when it is fed
+// One text per row, with the name and the number of every interface in it.
+struct plain_tables {
+    std::set<std::string> routes;
+    std::set<std::string> groups;
+    std::set<std::string> floods;
+    std::multiset<std::string> ltls; // without tags and indexes: several may be equal
 
-    friend void PrintTo(const recording &one, std::ostream *out) { *out << one.name; }
+    bool operator==(const plain_tables &) const = default;
+    friend void PrintTo(const plain_tables &tables, std::ostream *out);
 };
 
-// An entry in terms of the recording: VLAN, group and source, empty for any.
-using entry_key = std::tuple<int, std::string, std::string>;
+// `directory` has any of routes.json, links.json, mdb.json and ports.json.
+plain_tables recorded_tables(const std::string &directory);
 
-struct plain_entry {
-    bool permanent = false;
-    std::set<std::string> ports;
-
-    bool operator==(const plain_entry &) const = default;
-    friend void PrintTo(const plain_entry &entry, std::ostream *out) {
-        *out << (entry.permanent ? "permanent" : "learned");
-        for (const auto &port : entry.ports)
-            *out << " " << port;
-    }
-};
-using plain_entries = std::map<entry_key, plain_entry>;
-
-inline int vlan_of(const nlohmann::json &entry) {
-    return entry.contains("vid") ? entry["vid"].get<int>()
-                                 : std::stoi(entry["dev"].get<std::string>().substr(2));
-}
-
-// Whether the kernel sends the group's packets there: not where the source is blocked, and not for
-// an entry that only lists sources, which have entries of their own.
-inline bool is_outgoing(const nlohmann::json &entry) {
-    const auto flags = entry["flags"].get<std::vector<std::string>>();
-    const bool blocked = std::find(flags.begin(), flags.end(), "blocked") != flags.end();
-    return !blocked &&
-           (entry.contains("src") || entry.value("filter_mode", "exclude") == "exclude");
-}
-
-// The entries of "bridge -j -d mdb show", whose rows are single ports.
-inline plain_entries recorded_groups(const nlohmann::json &database) {
-    plain_entries entries;
-    for (const auto &bridges : database) {
-        for (const auto &row : bridges["mdb"]) {
-            plain_entry &entry = entries[{vlan_of(row), row["grp"], row.value("src", "")}];
-            entry.permanent |= row["state"] == "permanent";
-            if (is_outgoing(row))
-                entry.ports.insert(row["port"]);
-        }
-    }
-    return entries;
-}
-
-// How the switch names the interface that the kernel names so: eth3-7 is Eth3/7, po1 Po1, vlan10
-// Vlan10, and cam1 if141.
-inline std::string switch_name_of(const std::string &name, int kernel_index) {
-    if (name.starts_with("eth")) {
-        const std::size_t dash = name.find('-');
-        return "Eth" + name.substr(3, dash - 3) + "/" + name.substr(dash + 1);
-    }
-    if (name.starts_with("po"))
-        return "Po" + name.substr(2);
-    if (name.starts_with("vlan"))
-        return "Vlan" + name.substr(4);
-    return "if" + std::to_string(kernel_index);
-}
+// What `vellsim show` prints as JSON of the tables `routes`, `l2`, `flood` and `ltl`.
+plain_tables shown_tables(const nlohmann::json &routes, const nlohmann::json &l2,
+                          const nlohmann::json &flood, const nlohmann::json &ltl);

@@ -130,7 +130,7 @@ TEST_F(AskLtl, AnAnswerThatDoesNotComeOrCannotBeReadIsAnError) {
     for (const char *mode : {"never", "garbled", "cut", "late:2000"}) {
         start_switch({"--ltl-answer", mode});
         for (const auto &command : {alloc, modify, release}) {
-            const command_result result = feed(with(command, {"--timeout", "100"}));
+            const command_result result = vellfeed(with(command, {"--timeout", "100"}));
             EXPECT_EQ(result.exit_code, 1) << mode;
             EXPECT_EQ(result.out, "") << mode;
             EXPECT_THAT(result.err, HasSubstr("LTL ")) << mode;
@@ -163,6 +163,11 @@ TEST_F(AskLtl, ASwitchThatGoesAwayIsAnError) {
     EXPECT_THAT(error(alloc), AnyOf(HasSubstr("the switch closed the connection"),
                                     HasSubstr("could not be sent: the switch went away"),
                                     HasSubstr("no switch answers in")));
+}
+
+TEST_F(AskLtl, WhatWasAnsweredIsPrintedThoughTheSwitchGoesAway) {
+    start_switch({"--die-after", "2"});
+    EXPECT_EQ(vellfeed(alloc).out, "allocated LTL 0x4000 with 3 interfaces: Eth3/7 Po1 Vlan10\n");
 }
 
 TEST_F(AskLtl, WrongUsageIsExplained) {

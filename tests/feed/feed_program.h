@@ -16,14 +16,9 @@ protected:
     }
     void stop_switch() { switch_.reset(); }
 
-    static command_result feed(std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), FEED_PATH);
-        return run_program(arguments);
-    }
-
     // What it prints when it succeeds.
     static std::string printed(const std::vector<std::string> &arguments) {
-        const command_result result = feed(arguments);
+        const command_result result = vellfeed(arguments);
         EXPECT_EQ(result.exit_code, 0);
         EXPECT_EQ(result.err, "");
         return result.out;
@@ -32,7 +27,7 @@ protected:
     // What it says when it fails with this exit code, after what the platform's libraries say. Wrong
     // usage has a second line, which says where help is.
     static std::string error(const std::vector<std::string> &arguments, int exit_code = 1) {
-        const command_result result = feed(arguments);
+        const command_result result = vellfeed(arguments);
         EXPECT_EQ(result.exit_code, exit_code) << result.out << result.err;
         EXPECT_EQ(result.out, "");
         constexpr std::string_view lead = "vellfeed: ";
@@ -59,7 +54,7 @@ protected:
     static command_result run_shell(const std::string &line) {
         return run_program({"/bin/bash", "-c", line, "bash"});
     }
-    scoped_environment program_{"vellfeed", FEED_PATH};
+    scoped_environment program_{"vellfeed", VELLFEED_PATH};
 
 private:
     std::unique_ptr<switch_process> switch_;

@@ -302,6 +302,20 @@ TEST_F(Mirror, FailsWhenTheServiceNeverConfirms) {
     }
 }
 
+TEST_F(Mirror, IsNotInStepBeforeTheServiceConfirms) {
+    const switch_process running(run_dir, {"--answer", "never"});
+    mirror playing(persistent());
+    playing.want(random_state(17));
+    const auto end = std::chrono::steady_clock::now() + 500ms;
+    play_until(playing, [&] { return std::chrono::steady_clock::now() > end; });
+    EXPECT_FALSE(playing.in_step());
+    EXPECT_THAT(said, ElementsAre("no answer to the statistics request that confirms what was sent "
+                                  "within 100 ms"));
+    fault({"--answer", "late:250"});
+    play_into_step(playing);
+    EXPECT_EQ(difference_from(random_state(17)), "");
+}
+
 TEST_P(MirrorWithAnswers, ToTheRegistrationAreWaitedFor) {
     const switch_process running(run_dir, {"--ack", GetParam()});
     mirror playing(persistent());

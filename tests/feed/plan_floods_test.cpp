@@ -62,10 +62,12 @@ TEST(PlanFloods, HaveNoPortsThatTheBridgeDoesNotForwardOn) {
     EXPECT_EQ(made.without.ports_not_forwarding, 4u);
 }
 
-TEST(PlanFloods, AVlanMayBeFloodedToNoPort) {
-    const plan made = plan_of({port_text("br10", "eth2-1", 6, false)});
-    EXPECT_EQ(sets_of(made), "VLAN 10: none");
-    EXPECT_EQ(made.wanted.floods.at({10}).line_cards, 0u);
+TEST(PlanFloods, AVlanThatIsFloodedToNoPortHasNoSet) {
+    const plan made =
+        plan_of({port_text("br10", "eth2-1", 6, false), port_text("br20", "vlan20", 7),
+                 port_text("br30", "eth2-2", 8, true, "disabled")});
+    EXPECT_EQ(sets_of(made), "");
+    EXPECT_TRUE(made.said.floods);
 }
 
 TEST(PlanFloods, TheVlanIsNamedOrInTheBridgesName) {

@@ -25,8 +25,7 @@ inline feed::state random_state(unsigned seed) {
             made.push_back(port());
         }
         std::ranges::sort(made);
-        const auto rest = std::ranges::unique(made);
-        made.erase(rest.begin(), rest.end());
+        made.erase(std::unique(made.begin(), made.end()), made.end());
         return made;
     };
     feed::state made;

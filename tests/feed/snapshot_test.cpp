@@ -212,7 +212,7 @@ TEST(Snapshot, NotesSayWhatWasLeftOutAndWhichNumbersWereMade) {
             "left out 3 TTL thresholds: a route record has no place for them",
             "left out 4 router ports: a layer-2 entry has no place for them",
             "left out 5 members of groups: the kernel does not send to them",
-            "left out 6 ports: the bridge does not forward on them",
+            "left out 6 ports of groups or flood sets: the bridge does not forward on them",
             "left out 7 VLAN interfaces: a flood set has ports only",
             "left out 8 entries and ports: their bridges are not among those of --bridge",
             "interface lan\\x1b has no index in the snapshot: it is if34351404, a number made from "
