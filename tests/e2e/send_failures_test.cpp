@@ -119,7 +119,7 @@ TEST_F(SendFailure, ARefusedVlanIsNamedAndTheOthersAreInstalled) {
     const std::size_t refused_ltls = std::erase_if(without.ltls, is_refused);
     EXPECT_EQ(installed(), without);
     expect_fault({"--clear"});
-    EXPECT_EQ(fed({"repair", sample("day/2")}), sample("day/2") + "; floods: 1 added; ltls: " +
+    EXPECT_EQ(fed({"repair", sample("day/2")}), sample("day/2") + ": floods 1 added; ltls " +
                                                     std::to_string(refused_ltls) + " added\n");
     EXPECT_EQ(installed(), recorded("day/2"));
 }
@@ -128,8 +128,8 @@ TEST_F(SendFailure, AnExhaustedPoolIsNamedAndTheRestIsInstalled) {
     start_switch({"--ltl-pool", "5"});
     const command_result result = vellfeed({"send", sample("day/1")});
     EXPECT_EQ(result.exit_code, 1);
-    EXPECT_EQ(result.out, sample("day/1") + "; floods: 2 added; groups: 12 added; ltls: 5 added, 5 "
-                                            "refused; routes: 8 added\n");
+    EXPECT_EQ(result.out, sample("day/1") + ": floods 2 added; groups 12 added; ltls 5 added, 5 "
+                                            "refused; routes 8 added\n");
     EXPECT_THAT(result.err, HasSubstr(": the LTL manager refused the allocation: the pool is "
                                       "exhausted (status 3)\n"));
     EXPECT_EQ(show("ltl").size(), 5u);

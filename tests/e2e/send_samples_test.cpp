@@ -33,7 +33,7 @@ protected:
     const std::string directory_of_it = sample(GetParam().name);
     const plain_tables expected = recorded(GetParam().name);
 
-    std::string line(const std::string &what) const { return directory_of_it + "; " + what + "\n"; }
+    std::string line(const std::string &what) const { return directory_of_it + ": " + what + "\n"; }
     std::string notes() const {
         std::string text;
         for (const std::string &note : GetParam().notes) {
@@ -186,7 +186,7 @@ TEST_P(SentSample, MayBeSentTableByTable) {
 const std::string ttl = "a route record has no place for them";
 const std::string routers = " router ports: a layer-2 entry has no place for them";
 const std::string blocked = ": the kernel does not send to them";
-const std::string stopped = " ports: the bridge does not forward on them";
+const std::string stopped = " ports of groups or flood sets: the bridge does not forward on them";
 const std::string vlan_interfaces = "2 VLAN interfaces: a flood set has ports only";
 const std::vector<std::string> day_notes = {"1 TTL threshold: " + ttl,
                                             "1 router port: a layer-2 entry has no place for them"};
@@ -201,40 +201,40 @@ INSTANTIATE_TEST_SUITE_P(
     OfAKernel, SentSample,
     testing::Values(
         sent_sample{"campus",
-                    "routes: 29 added",
+                    "routes 29 added",
                     {"3 unresolved routes: the kernel does not know yet where they go",
                      "1 route: the incoming interface is gone", "8 TTL thresholds: " + ttl},
                     "routes: all 29 are installed\n"},
-        sent_sample{"metro", "routes: 1200 added", {}, "routes: all 1200 are installed\n"},
+        sent_sample{"metro", "routes 1200 added", {}, "routes: all 1200 are installed\n"},
         sent_sample{"tables",
-                    "routes: 6 added",
+                    "routes 6 added",
                     {"1 TTL threshold: " + ttl},
                     "routes: all 6 are installed\n"},
         sent_sample{"snooping-1",
-                    "groups: 34 added; ltls: 32 added",
+                    "groups 34 added; ltls 32 added",
                     {"3" + routers, "4 members of groups" + blocked},
                     "groups: all 34 are installed\nLTLs: all 32 are installed\n"},
         sent_sample{"snooping-2",
-                    "groups: 30 added; ltls: 28 added",
+                    "groups 30 added; ltls 28 added",
                     {"3" + routers, "3 members of groups" + blocked},
                     "groups: all 30 are installed\nLTLs: all 28 are installed\n"},
         sent_sample{"stadium",
-                    "groups: 400 added; ltls: 400 added",
+                    "groups 400 added; ltls 400 added",
                     {},
                     "groups: all 400 are installed\nLTLs: all 400 are installed\n"},
         sent_sample{
-            "flood-1", "floods: 7 added", {vlan_interfaces}, "flood sets: all 7 are installed\n"},
+            "flood-1", "floods 7 added", {vlan_interfaces}, "flood sets: all 7 are installed\n"},
         sent_sample{
-            "flood-2", "floods: 6 added", {vlan_interfaces}, "flood sets: all 6 are installed\n"},
-        sent_sample{"day/1", "floods: 2 added; groups: 12 added; ltls: 10 added; routes: 8 added",
+            "flood-2", "floods 6 added", {vlan_interfaces}, "flood sets: all 6 are installed\n"},
+        sent_sample{"day/1", "floods 2 added; groups 12 added; ltls 10 added; routes 8 added",
                     with(day_notes, {"1 member of a group" + blocked, "4" + stopped}),
                     "flood sets: all 2 are installed\ngroups: all 12 are installed\n"
                     "LTLs: all 10 are installed\nroutes: all 8 are installed\n"},
-        sent_sample{"day/2", "floods: 3 added; groups: 12 added; ltls: 11 added; routes: 9 added",
+        sent_sample{"day/2", "floods 3 added; groups 12 added; ltls 11 added; routes 9 added",
                     with(day_notes, {"1 member of a group" + blocked, "2" + stopped}),
                     "flood sets: all 3 are installed\ngroups: all 12 are installed\n"
                     "LTLs: all 11 are installed\nroutes: all 9 are installed\n"},
-        sent_sample{"day/3", "floods: 2 added; groups: 8 added; ltls: 8 added; routes: 2 added",
+        sent_sample{"day/3", "floods 2 added; groups 8 added; ltls 8 added; routes 2 added",
                     with(day_notes, {"3" + stopped}),
                     "flood sets: all 2 are installed\ngroups: all 8 are installed\n"
                     "LTLs: all 8 are installed\nroutes: all 2 are installed\n"}),

@@ -47,13 +47,13 @@ protected:
 TEST_F(SentSequence, ADayEndsWithTheNightAndEachHourIsTheDifference) {
     start_switch();
     EXPECT_EQ(fed({"send", morning, noon, night}),
-              morning + "; floods: 2 added; groups: 12 added; ltls: 10 added; routes: 8 added\n" +
+              morning + ": floods 2 added; groups 12 added; ltls 10 added; routes 8 added\n" +
                   noon +
-                  "; floods: 1 added, 2 changed; groups: 1 added, 5 changed, 1 removed; "
-                  "ltls: 2 added, 4 changed, 1 removed; routes: 2 added, 1 changed, 1 removed\n" +
+                  ": floods 1 added, 2 changed; groups 1 added, 5 changed, 1 removed; "
+                  "ltls 2 added, 4 changed, 1 removed; routes 2 added, 1 changed, 1 removed\n" +
                   night +
-                  "; floods: 1 removed; groups: 3 changed, 4 removed; "
-                  "ltls: 3 changed, 3 removed; routes: 7 removed\n");
+                  ": floods 1 removed; groups 3 changed, 4 removed; "
+                  "ltls 3 changed, 3 removed; routes 7 removed\n");
     EXPECT_EQ(installed(), recorded("day/3"));
     const json clients = show("clients");
     ASSERT_EQ(clients.size(), 1u) << "one client does it all";
@@ -153,9 +153,8 @@ TEST_F(SentSequence, CompareNamesEachDifferenceAndRepairSendsIt) {
     }
     EXPECT_EQ(show("clients").size(), 1u) << "nothing was sent so far but the morning";
     EXPECT_EQ(fed({"repair", noon}),
-              noon +
-                  "; floods: 1 added, 2 changed; groups: 1 added, 5 changed, 1 removed; "
-                  "ltls: 2 added, 4 changed, 1 removed; routes: 2 added, 1 changed, 1 removed\n");
+              noon + ": floods 1 added, 2 changed; groups 1 added, 5 changed, 1 removed; "
+                     "ltls 2 added, 4 changed, 1 removed; routes 2 added, 1 changed, 1 removed\n");
     EXPECT_EQ(installed(), recorded("day/2"));
 }
 
@@ -255,7 +254,7 @@ TEST_F(SentSequence, TheFloodSetsOfAllVlansGoOutInOneRequest) {
     }
     const std::string all = snapshot("all", "ports.json", ports.dump());
     start_switch();
-    EXPECT_EQ(fed({"send", all}), all + "; floods: 4094 added\n");
+    EXPECT_EQ(fed({"send", all}), all + ": floods 4094 added\n");
     EXPECT_EQ(installed(), recorded_tables(all));
     const json requests = show("clients").at(0)["requests"];
     EXPECT_TRUE(std::ranges::any_of(requests, [](const json &request) {
