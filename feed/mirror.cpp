@@ -26,6 +26,11 @@ int ms_until(std::chrono::steady_clock::time_point when) {
     return static_cast<int>(std::max<long long>(left.count(), 0));
 }
 
+// Of requests by cookie, whether the answer to one may still come in time.
+bool is_waited_for(const auto &requests) {
+    return std::ranges::any_of(requests, [](const auto &one) { return !one.second.expired; });
+}
+
 std::string sent_before(const std::exception &error, std::size_t sent, std::size_t of,
                         const char *table) {
     return fmt::format("{}; {} of {} changes of {} were sent before", error.what(), sent, of,
@@ -190,16 +195,16 @@ void mirror::doubt_everything() {
     routes_in_doubt_ = !installed_.routes.empty();
     groups_in_doubt_ = !installed_.groups.empty();
     for (const auto &[key, row] : installed_.floods) {
-        flood_doubts_[key].push_back(row.interfaces);
+        doubt_flood(key, row.interfaces);
     }
     for (const auto &[cookie, request] : flood_requests_) {
         for (const flood_change &change : request.changes) {
-            flood_doubts_[change.key].push_back(change.before);
-            flood_doubts_[change.key].push_back(change.after.interfaces);
+            doubt_flood(change.key, change.before);
+            doubt_flood(change.key, change.after.interfaces);
         }
     }
     for (auto &[key, guesses] : flood_doubts_) {
-        guesses.emplace_back();
+        doubt_flood(key, {});
     }
     for (const auto &[key, row] : installed_.ltls) {
         ltl_doubts_.insert(key);
@@ -325,6 +330,7 @@ void mirror::take_answers() {
         if (flood != flood_requests_.end() && head.kind == NERB_SIM_KIND_FLOOD_UPDATE) {
             const flood_request request = std::move(flood->second);
             flood_requests_.erase(flood);
+            overtake_floods(head.cookie, request);
             take_flood_answer(*message, request);
         }
         const auto found = ltl_requests_.find(head.cookie);
@@ -333,6 +339,13 @@ void mirror::take_answers() {
             nerb_sim_answer_entry(message->handle(), 0, words) == NERB_SIM_READ) {
             const ltl_request request = std::move(found->second);
             ltl_requests_.erase(found);
+            // The manager handles requests in order: a late answer to an earlier change says what
+            // was. One to an allocation still says which index to release.
+            std::erase_if(ltl_requests_, [&](const auto &earlier) {
+                return earlier.first < head.cookie && earlier.second.key == request.key &&
+                       earlier.second.operation != ltl_operation::allocate &&
+                       !earlier.second.is_spare;
+            });
             const bool is_allocation = request.operation == ltl_operation::allocate;
             take_ltl_result(request, is_allocation ? words[1] : words[0], words[3]);
         }
@@ -363,7 +376,8 @@ void mirror::expire() {
         request.expired = true;
         expire("flood update", [this, &changes = request.changes] {
             for (const flood_change &change : changes) {
-                flood_doubts_[change.key] = {change.before, change.after.interfaces};
+                doubt_flood(change.key, change.before);
+                doubt_flood(change.key, change.after.interfaces);
                 refused_floods_.insert(change.key);
             }
         });
@@ -377,6 +391,8 @@ void mirror::expire() {
             refused_ltls_.insert(late.key);
             if (late.operation == ltl_operation::allocate) {
                 lost_ltls_.insert(late.key);
+            } else if (installed_.ltls.contains(late.key)) {
+                ltl_doubts_.insert(late.key);
             }
         });
     }
@@ -397,18 +413,16 @@ void mirror::expire() {
 bool mirror::in_step() const {
     return !routes_pending_ && !groups_pending_ && !confirm_pending_ && !confirm_due_ &&
            flood_doubts_.empty() && ltl_doubts_.empty() && lost_ltls_.empty() &&
+           !is_waited_for(flood_requests_) && !is_waited_for(ltl_requests_) &&
            installed_.floods == wanted_.floods && installed_.ltls == wanted_.ltls &&
            client_.is_registered();
 }
 
 bool mirror::done() const {
-    const auto waits = [](const auto &requests) {
-        return std::ranges::any_of(requests, [](const auto &one) { return !one.second.expired; });
-    };
     return in_step() ||
            (!options_.keeps_trying && client_.is_registered() && !routes_pending_ &&
             !groups_pending_ && !floods_pending_ && !ltls_pending_ && !confirm_pending_ &&
-            !confirm_due_ && !waits(flood_requests_) && !waits(ltl_requests_));
+            !confirm_due_ && !is_waited_for(flood_requests_) && !is_waited_for(ltl_requests_));
 }
 
 int mirror::wait_ms() const {

@@ -136,6 +136,7 @@ private:
         std::vector<flood_change> changes;
         clock::time_point due;
         bool expired = false;
+        std::set<flood_key> overtaken = {}; // answered for a later request already
     };
 
     enum class ltl_operation { allocate, modify, release };
@@ -172,6 +173,8 @@ private:
                     bool &is_pending, bool &in_doubt, sent_counts &counts);
 
     void send_floods();
+    void doubt_flood(const flood_key &key, const std::vector<std::uint32_t> &guess);
+    void overtake_floods(std::uint32_t cookie, const flood_request &answered);
     void take_flood_answer(const received_message &message, const flood_request &request);
     void take_flood_result(const flood_change &change, std::uint32_t status);
     std::vector<std::uint32_t> flood_guess(const flood_key &key, const flood_set &after) const;

@@ -75,6 +75,25 @@ void mirror::send_floods() {
     send_flood_update(client_, sent.changes, cookie);
 }
 
+// A set that the manager may have, besides those that it may have already.
+void mirror::doubt_flood(const flood_key &key, const std::vector<std::uint32_t> &guess) {
+    std::vector<std::vector<std::uint32_t>> &guesses = flood_doubts_[key];
+    if (std::ranges::find(guesses, guess) == guesses.end()) {
+        guesses.push_back(guess);
+    }
+}
+
+// The manager handles requests in order: a late answer to an earlier one says what was, not what is.
+void mirror::overtake_floods(std::uint32_t cookie, const flood_request &answered) {
+    for (auto &[earlier, request] : flood_requests_) {
+        for (const flood_change &change : answered.changes) {
+            if (earlier < cookie) {
+                request.overtaken.insert(change.key);
+            }
+        }
+    }
+}
+
 // The library says which VLANs are acknowledged; why one is not, only the answer itself does.
 void mirror::take_flood_answer(const received_message &message, const flood_request &request) {
     std::uint8_t *result = nullptr;
@@ -93,6 +112,9 @@ void mirror::take_flood_answer(const received_message &message, const flood_requ
         if (ntohl(record.vlan) != change.key.vlan) {
             say_once("the LTL manager's answer to the flood update is of other VLANs");
             return;
+        }
+        if (request.overtaken.contains(change.key)) {
+            continue;
         }
         std::uint32_t words[4] = {};
         nerb_sim_answer_entry(message.handle(), static_cast<std::uint32_t>(i), words);

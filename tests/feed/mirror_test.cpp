@@ -402,3 +402,99 @@ TEST_F(Mirror, AllocatesAgainAnLtlThatIsGone) {
     play(playing, wanted);
     EXPECT_EQ(difference_from(wanted), "");
 }
+
+class LateAnswers : public Mirror {
+protected:
+    static state with_flood(const std::vector<const char *> &ports) {
+        state made;
+        flood_set &set = made.floods[{10}];
+        for (const char *port : ports) {
+            set.interfaces.push_back(sim::parse_if_name(port).value());
+            set.line_cards |= line_card_bit(set.interfaces.back());
+        }
+        return made;
+    }
+    static state with_ltl(const std::vector<const char *> &ports) {
+        state made;
+        made.ltls[{10, 7}].interfaces = with_flood(ports).floods[{10}].interfaces;
+        return made;
+    }
+
+    static void play_for(mirror &playing, std::chrono::milliseconds time) {
+        const auto end = std::chrono::steady_clock::now() + time;
+        play_until(playing, [&] { return std::chrono::steady_clock::now() > end; });
+    }
+};
+
+TEST_F(LateAnswers, AreWaitedForThoughWhatWasInstalledIsWantedAgain) {
+    const switch_process running(run_dir);
+    mirror playing(options());
+    play(playing, with_flood({"Eth1/1"}));
+    fault({"--ltl-answer", "late:250"});
+    playing.want(with_flood({"Eth1/1", "Eth1/2"}));
+    playing.tick();
+    playing.want(with_flood({"Eth1/1"}));
+    playing.tick();
+    EXPECT_FALSE(playing.in_step());
+    play(playing, with_flood({"Eth1/1"}));
+    EXPECT_EQ(difference_from(with_flood({"Eth1/1"})), "");
+}
+
+TEST_F(LateAnswers, ToFloodUpdatesDoNotUndoLaterOnes) {
+    const switch_process running(run_dir, {"--ltl-answer", "late:500"});
+    mirror playing(persistent());
+    playing.want(with_flood({"Eth1/1"}));
+    play_until(playing, [&] { return !said.empty(); });
+    fault({"--clear"});
+    play_into_step(playing, with_flood({"Eth1/1", "Eth1/2"}));
+    play_for(playing, 600ms);
+    EXPECT_TRUE(playing.in_step()) << testing::PrintToString(said);
+    EXPECT_EQ(difference_from(playing.wanted()), "");
+    EXPECT_EQ(playing.installed().floods, playing.wanted().floods);
+}
+
+TEST_F(LateAnswers, ToChangesOfAnLtlDoNotUndoLaterOnes) {
+    const switch_process running(run_dir);
+    mirror playing(persistent());
+    play_into_step(playing, with_ltl({"Eth1/1"}));
+    fault({"--ltl-answer", "late:500"});
+    playing.want(with_ltl({"Eth1/1", "Eth1/2"}));
+    play_until(playing, [&] { return !said.empty(); });
+    fault({"--clear"});
+    play_into_step(playing, with_ltl({"Eth1/3"}));
+    play_for(playing, 600ms);
+    EXPECT_TRUE(playing.in_step());
+    EXPECT_EQ(difference_from(with_ltl({"Eth1/3"})), "");
+    EXPECT_EQ(playing.counts().ltls, (sent_counts{.added = 1, .changed = 1}));
+}
+
+TEST_F(LateAnswers, ThatNeverComeLeaveAnLtlInDoubt) {
+    const switch_process running(run_dir);
+    mirror playing(persistent());
+    play_into_step(playing, with_ltl({"Eth1/1"}));
+    fault({"--ltl-answer", "never"});
+    playing.want(with_ltl({"Eth1/1", "Eth1/2"}));
+    play_until(playing, [&] { return !said.empty(); });
+    playing.want(with_ltl({"Eth1/1"}));
+    playing.tick();
+    EXPECT_FALSE(playing.in_step());
+    fault({"--clear"});
+    play_into_step(playing);
+    EXPECT_EQ(difference_from(with_ltl({"Eth1/1"})), "");
+}
+
+// The restarted manager has nothing, but refuses in silence: that it has nothing stays possible.
+TEST_F(LateAnswers, ThatNeverComeRuleOutNoFloodSet) {
+    auto running = std::make_unique<switch_process>(run_dir);
+    mirror playing(persistent());
+    play_into_step(playing, with_flood({"Eth1/1", "Eth1/3"}));
+    running.reset();
+    const switch_process again(run_dir, {"--ltl-answer", "never"});
+    playing.want(with_flood({"Eth1/1", "Eth1/2"}));
+    play_until(playing, [&] {
+        return !said.empty() && said.back() == "no answer to the flood update within 100 ms";
+    });
+    fault({"--clear"});
+    play_into_step(playing);
+    EXPECT_EQ(difference_from(playing.wanted()), "");
+}
