@@ -82,12 +82,8 @@ private:
         made.goes_on = [this](const char *, std::size_t, std::size_t) {
             return !signals_.arrived();
         };
-        const table_choice &said = command_.planning.only;
-        made.ask = [this, &said](const table_choice &only) {
-            state installed = ask_installed({.routes = only.routes && said.routes,
-                                             .groups = only.groups && said.groups,
-                                             .floods = only.floods && said.floods,
-                                             .ltls = only.ltls && said.ltls});
+        made.ask = [this](const table_choice &only) {
+            state installed = ask_installed(only);
             if (!command_.planning.bridges.empty()) {
                 keep_vlans(installed, mirror_.wanted());
             }

@@ -62,16 +62,17 @@ void mirror::assume(state installed) {
 }
 
 void mirror::want(state wanted, const table_choice &said) {
-    const auto take = [](auto &mine, auto &theirs, bool is_said, bool &is_pending) {
-        if (is_said) {
-            mine = std::move(theirs);
+    const auto take = [&](auto state::*rows, bool table_choice::*table, bool &is_pending) {
+        if (said.*table) {
+            wanted_.*rows = std::move(wanted.*rows);
+            said_tables_.*table = true;
             is_pending = true;
         }
     };
-    take(wanted_.floods, wanted.floods, said.floods, floods_pending_);
-    take(wanted_.groups, wanted.groups, said.groups, groups_pending_);
-    take(wanted_.ltls, wanted.ltls, said.ltls, ltls_pending_);
-    take(wanted_.routes, wanted.routes, said.routes, routes_pending_);
+    take(&state::floods, &table_choice::floods, floods_pending_);
+    take(&state::groups, &table_choice::groups, groups_pending_);
+    take(&state::ltls, &table_choice::ltls, ltls_pending_);
+    take(&state::routes, &table_choice::routes, routes_pending_);
     if (is_first_ && options_.ask) {
         for (const auto &[key, row] : wanted_.ltls) {
             if (!installed_.ltls.contains(key)) {
@@ -156,17 +157,29 @@ void mirror::connect() {
     registration_due_ = clock::now() + std::chrono::milliseconds(client_.timeout_ms());
 }
 
+// Each table once: one that nothing is said about is another's business.
 void mirror::ask_first() {
-    if (!options_.asks_first) {
+    const auto is_due = [this](bool table_choice::*table) {
+        return options_.asks_first && said_tables_.*table && !(asked_tables_.*table);
+    };
+    const table_choice due = {is_due(&table_choice::routes), is_due(&table_choice::groups),
+                              is_due(&table_choice::floods), is_due(&table_choice::ltls)};
+    if (!due.routes && !due.groups && !due.floods && !due.ltls) {
         return;
     }
+    asked_tables_ = said_tables_;
     try {
-        installed_ = options_.ask(all_tables);
-        lost_ltls_.clear();
+        state found = options_.ask(due);
+        if (due.ltls) {
+            lost_ltls_.clear();
+        }
+        installed_.routes.merge(found.routes);
+        installed_.groups.merge(found.groups);
+        installed_.floods.merge(found.floods);
+        installed_.ltls.merge(found.ltls);
     } catch (const input_error &error) {
         say_once(error.what());
     }
-    options_.asks_first = false;
 }
 
 void mirror::lose(const std::string &why) {

@@ -60,8 +60,8 @@ struct mirror_options {
     // Asks what is installed. Without this function, an LTL that an earlier client allocated is not
     // found, and one whose allocation is never answered may stay allocated for nobody.
     std::function<state(const table_choice &)> ask;
-    // Asks when it is first registered, so that what an earlier client left is followed up. Otherwise
-    // nothing is installed but what assume() says.
+    // Asks for each table when something is first said about it, so that what an earlier client left
+    // is followed up. Otherwise nothing is installed but what assume() says.
     bool asks_first = false;
 };
 
@@ -190,7 +190,9 @@ private:
     state wanted_;
     state installed_;
     all_counts counts_;
-    bool is_first_ = true;       // nothing was wanted yet
+    bool is_first_ = true;     // nothing was wanted yet
+    table_choice said_tables_; // that something was wanted of
+    table_choice asked_tables_;
     std::set<std::string> said_; // since the last time that everything was in step
 
     // The connection.

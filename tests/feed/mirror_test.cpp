@@ -140,6 +140,33 @@ TEST_F(Mirror, LeavesTablesAloneThatNothingIsSaidAbout) {
     EXPECT_EQ(difference_from(expected), "");
 }
 
+TEST_F(Mirror, AsksForNoTableThatNothingIsSaidAbout) {
+    const switch_process running(run_dir);
+    const state theirs = random_state(3);
+    {
+        mirror other(options());
+        play(other, theirs);
+        other.close("");
+    }
+    mirror_options asking = persistent();
+    asking.asks_first = true;
+    mirror playing(asking);
+    playing.want({}, {.groups = true});
+    play_into_step(playing);
+    state expected = theirs;
+    expected.groups.clear();
+    EXPECT_EQ(difference_from(expected), "");
+    fault({"--drop-after", "1"});
+    playing.want(random_state(4), {.groups = true});
+    play_until(playing, [&] { return !said.empty() && playing.in_step(); });
+    expected.groups = random_state(4).groups;
+    EXPECT_EQ(difference_from(expected), "");
+    playing.want({}, {.routes = true});
+    play_into_step(playing);
+    expected.routes.clear();
+    EXPECT_EQ(difference_from(expected), "");
+}
+
 TEST_F(Mirror, SendsOnlyWhatIsDifferentFromWhatItAssumes) {
     const switch_process running(run_dir);
     state wanted = random_state(4);
