@@ -60,7 +60,11 @@ public:
             if (due_ && clock::now() >= *due_) {
                 read();
             }
-            mirror_.tick();
+            try {
+                mirror_.tick();
+            } catch (const interrupted &) {
+                break; // by a signal, between two messages
+            }
             report();
             if (command_.once_in_step && !due_ && mirror_.in_step()) {
                 break;
