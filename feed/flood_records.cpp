@@ -42,7 +42,7 @@ void send_flood_update(session &client, const std::vector<flood_change> &changes
         append_record(after, change.key.vlan, change.after.interfaces);
     }
     const auto vlans = static_cast<std::uint16_t>(changes.size());
-    // The answer carries the context as it is: a number tells apart what one address could not.
+    // The answer carries the context as it is: a number, other than an address, is used once.
     void *const context = reinterpret_cast<void *>(std::uintptr_t{cookie});
     client.require_sent(vell_send_l2_mc_update_flood_ltl(
                             before.data(), static_cast<std::uint32_t>(before.size()), vlans,

@@ -230,7 +230,7 @@ action make_follow(CLI::App &app, command_context &context) {
     add_quiet(app, options->quiet);
     app.footer("Reads the kernel's state again after every change of it, and sends what is "
                "different. When the switch\ngoes away, registers again when it is back, and sends "
-               "everything anew. SIGINT and SIGTERM\nderegister and end it. What it sent stays in "
+               "everything again. SIGINT and SIGTERM\nderegister and end it. What it sent stays in "
                "the switch; `vellfeed remove` removes it.\n"
                "Example: vellfeed follow --only routes");
     return [options, &context] { return follower(*options, context).run(); };

@@ -11,7 +11,7 @@
 //
 //  - The connection is lost. What was installed is in doubt: the service may have restarted and have
 //    nothing, or it may live on and have all of it, and also what was on its way. So after the next
-//    registration what is in doubt and not wanted is deleted, and everything wanted is sent anew; both
+//    registration what is in doubt and not wanted is deleted, and everything wanted is sent again; both
 //    change nothing where they are needless. Flood sets are changed by differences that the manager
 //    refuses when they do not fit, so each thing that it may have is tried in turn. LTLs are changed by
 //    the index that is known, and allocated again when there is no such LTL any more.

@@ -170,9 +170,10 @@ void add_route(planning &now, const json_view &row) {
                  (group >> 8 == 0xe00000 ? route_flag_local_group : 0) |
                  (source == 0 ? route_flag_wildcard : 0);
     if (!now.made.wanted.routes.try_emplace(key, std::move(made)).second) {
-        row.fail(fmt::format("{} is in an earlier entry already; the service tells routes apart by "
-                             "table, source and group",
-                             key_text(key)));
+        row.fail(
+            fmt::format("{} is in an earlier entry already; the service distinguishes routes by "
+                        "table, source and group",
+                        key_text(key)));
     }
 }
 

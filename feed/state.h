@@ -95,7 +95,7 @@ struct ltl_key {
     friend auto operator<=>(const ltl_key &, const ltl_key &) = default;
 };
 
-// The LTL index that stands for a group's ports.
+// The LTL index that identifies the ports of a group.
 struct ltl {
     using key_type = ltl_key;
 

@@ -133,7 +133,7 @@ TEST(PlanRoutes, ARouteThatAppearsTwiceIsRefused) {
                               {"src":"10.0.0.2","dst":"239.1.1.1","iif":"a"},
                               {"src":"10.0.0.1","dst":"239.1.1.1","iif":"b","table":"default"}])"),
         "routes.json: entry 3 (/2): (10.0.0.1, 239.1.1.1) in table 253 is in an earlier entry "
-        "already; the service tells routes apart by table, source and group");
+        "already; the service distinguishes routes by table, source and group");
     // Any other table, source or group makes it another route.
     EXPECT_EQ(plan_of(R"([{"src":"10.0.0.1","dst":"239.1.1.1","iif":"a"},
                           {"src":"10.0.0.1","dst":"239.1.1.1","iif":"a","table":"main"},

@@ -29,7 +29,7 @@ public:
                                        << script << "\n";
     }
 
-    // One script so many times, and then the other.
+    // One script that often, and then the other.
     void put_first(const std::string &table, int times, const std::string &first,
                    const std::string &then) const {
         put(table, fmt::format("n=$(cat {0} 2>/dev/null || echo 0)\necho $((n+1)) >{0}\n"
@@ -37,7 +37,7 @@ public:
                                folder_ / (table + ".count"), times, first, then));
     }
 
-    // A dump of routes that is interrupted so many times, and then complete.
+    // A dump of routes that is interrupted that often, and then complete.
     void interrupt_routes(int times, int exit_code) const {
         put_first("routes", times,
                   fmt::format("echo '[{{\"src\":'; echo 'Dump was interrupted and may be "

@@ -38,7 +38,7 @@ fail() {
     exit 1
 }
 
-# in_step SECONDS WHAT: within so many seconds the switch has what the kernel has.
+# in_step SECONDS WHAT: within that time the switch has what the kernel has.
 in_step() {
     local end=$((SECONDS + $1))
     until vellfeed record "$scratch/now" >/dev/null && vellfeed compare "$scratch/now" --quiet 2>/dev/null; do
