@@ -30,8 +30,17 @@ bool mirror::is_ltl_busy(const ltl_key &key) const {
 
 void mirror::find_lost_ltls() {
     table<ltl> found;
-    if (options_.ask) {
-        found = options_.ask({.ltls = true}).ltls;
+    try {
+        found = options_.ask ? options_.ask({.ltls = true}).ltls : table<ltl>();
+    } catch (const input_error &error) {
+        if (!options_.keeps_trying) {
+            throw;
+        }
+        // Allocated without asking, those that are there already would stay for nobody.
+        say_once(fmt::format("{}; LTLs whose index is not known wait for it", error.what()));
+        refused_ltls_.insert(lost_ltls_.begin(), lost_ltls_.end());
+        retry_at_ = retry_at_.value_or(clock::now() + retry_pause_.take());
+        return;
     }
     for (const ltl_key &key : lost_ltls_) {
         const auto row = found.find(key);
@@ -40,6 +49,7 @@ void mirror::find_lost_ltls() {
         } else {
             installed_.ltls.erase(key);
         }
+        ltl_doubts_.erase(key);
         if (!options_.ask) {
             say_once(fmt::format("{}: an index may stay allocated for nobody, since the answer to "
                                  "its allocation never came",
@@ -53,7 +63,7 @@ void mirror::send_ltls() {
     if (!ltls_pending_) {
         return;
     }
-    if (!lost_ltls_.empty()) {
+    if (!std::ranges::includes(refused_ltls_, lost_ltls_)) {
         find_lost_ltls();
     }
     ltls_pending_ = false;

@@ -430,6 +430,25 @@ TEST_F(Mirror, AllocatesAgainAnLtlThatIsGone) {
     EXPECT_EQ(difference_from(wanted), "");
 }
 
+TEST_F(Mirror, AsksAgainForLtlsWhenItCouldNotAsk) {
+    const switch_process running(run_dir);
+    mirror_options asking = persistent();
+    asking.asks_first = true;
+    int asked = 0;
+    asking.ask = [&](const table_choice &only) {
+        return ++asked < 4 ? throw input_error("vellsim cannot be run") : ask_installed(only);
+    };
+    mirror playing(asking);
+    state wanted;
+    wanted.ltls[{10, 7}] = {{sim::parse_if_name("Po1").value()}, 0};
+    play_into_step(playing, wanted);
+    EXPECT_EQ(difference_from(wanted), "");
+    EXPECT_EQ(asked, 4);
+    EXPECT_THAT(said,
+                ElementsAre("vellsim cannot be run",
+                            "vellsim cannot be run; LTLs whose index is not known wait for it"));
+}
+
 class LateAnswers : public Mirror {
 protected:
     static state with_flood(const std::vector<const char *> &ports) {
