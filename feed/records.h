@@ -28,11 +28,11 @@ public:
                   std::function<void(const full_message &)> send)
         : head_bytes_(head_bytes), message_bytes_(message_bytes), send_(std::move(send)) {}
 
-    // Zeroed room for a record of up to most_bytes, after sending the message so far when it has
+    // Zeroed room for a record of up to `most_bytes`, after sending the message so far when it has
     // no room for it.
     std::uint8_t *room(std::size_t most_bytes);
 
-    // The record is in its room, and took this many bytes of it.
+    // The record is in its room, and takes `bytes` of it.
     void take(std::size_t bytes);
 
     // Sends what is left.

@@ -63,7 +63,7 @@ public:
     // Registers and waits for the answer.
     void register_client();
 
-    // The next message, within timeout_ms milliseconds. Answers to a registration are handled here
+    // The next message, after up to `timeout_ms`. Answers to a registration are handled here
     // and not returned: an accepted one registers the client, a refused one throws.
     std::optional<received_message> receive(int timeout_ms);
 

@@ -95,7 +95,7 @@ struct ltl_key {
     friend auto operator<=>(const ltl_key &, const ltl_key &) = default;
 };
 
-// The LTL index that identifies the ports of a group.
+// The LTL index of a group's ports.
 struct ltl {
     using key_type = ltl_key;
 

@@ -1,7 +1,9 @@
 // What all commands have in common: help, wrong usage, and what becomes of their output.
 #include "tests/feed/feed_program.h"
 
+#include <filesystem>
 #include <gmock/gmock.h>
+#include <regex>
 #include <sstream>
 
 namespace {
@@ -32,8 +34,13 @@ protected:
     static void expect_help(const std::vector<std::string> &command) {
         std::vector<std::string> help = command;
         help.emplace_back("--help");
-        EXPECT_THAT(printed(help), ContainsRegex("Examples?: vellfeed "))
-            << testing::PrintToString(command);
+        const std::string page = printed(help);
+        EXPECT_THAT(page, ContainsRegex("Examples?: vellfeed ")) << testing::PrintToString(command);
+        const std::regex sample("samples/([a-z0-9/-]+)");
+        for (std::sregex_iterator one(page.begin(), page.end(), sample), end; one != end; ++one) {
+            EXPECT_TRUE(std::filesystem::is_directory(VELL_SAMPLES_DIR "/" + (*one)[1].str()))
+                << one->str();
+        }
         for (const std::string &name : commands_of(command)) {
             std::vector<std::string> one = command;
             one.push_back(name);
