@@ -71,8 +71,13 @@ public:
             }
             wait();
         }
-        if (mirror_.is_registered()) {
-            mirror_.close("`vellsim show log`");
+        try {
+            if (mirror_.is_registered()) {
+                mirror_.close("`vellsim show log`");
+            }
+        } catch (const session_error &error) {
+            // The switch may be shut down with this process.
+            say(error.what());
         }
         return 0;
     }
@@ -228,11 +233,13 @@ action make_follow(CLI::App &app, command_context &context) {
     add_client_options(app, options->client);
     add_json(app, options->form);
     add_quiet(app, options->quiet);
-    app.footer("Reads the kernel's state again after every change of it, and sends what is "
-               "different. When the switch\ngoes away, registers again when it is back, and sends "
-               "everything again. SIGINT and SIGTERM\nderegister and end it. What it sent stays in "
-               "the switch; `vellfeed remove` removes it.\n"
-               "Example: vellfeed follow --only routes");
+    app.footer(
+        "Reads the kernel's state again after every change of it, and sends what is "
+        "different. When the switch\ngoes away, registers again when it is back, and sends "
+        "everything again. The tables that it\nfollows are its own: what is there already and "
+        "not in the kernel is removed. SIGINT and SIGTERM deregister\nand end it; what it sent "
+        "stays in the switch, until `vellfeed remove` removes it.\n"
+        "Example: vellfeed follow --only routes");
     return [options, &context] { return follower(*options, context).run(); };
 }
 

@@ -178,7 +178,7 @@ void mirror::ask_first() {
         installed_.floods.merge(found.floods);
         installed_.ltls.merge(found.ltls);
     } catch (const input_error &error) {
-        say_once(error.what());
+        say_once(fmt::format("{}; what an earlier client left there is not known", error.what()));
     }
 }
 
@@ -236,6 +236,10 @@ void mirror::doubt_everything() {
 }
 
 void mirror::say_once(const std::string &what) {
+    constexpr std::size_t most_remembered = 4096;
+    if (said_.size() == most_remembered) {
+        said_.clear();
+    }
     if (said_.insert(what).second) {
         options_.say(what);
     }

@@ -310,12 +310,15 @@ action make_send(CLI::App &app, command_context &context) {
     app.add_option("--from", options->from,
                    "What the switch has already: only what is different is sent")
         ->option_text("DIR");
-    app.footer("Everything is read and checked before anything is sent. Of a table whose file is "
-               "missing, nothing\nis changed. Each further snapshot is sent as the difference from "
-               "the one before. LTL indexes are\nallocated for groups, and follow them. What the "
-               "LTL manager refuses is reported, and the exit code is 1.\n"
-               "Examples: vellfeed send samples/campus\n"
-               "          vellfeed send samples/day/1 samples/day/2");
+    app.footer(
+        "Everything is read and checked before anything is sent. Of a table whose file is "
+        "missing, nothing\nis changed. Without --from, nothing is taken to be there: what is, "
+        "and not in the\nsnapshot, stays; `vellfeed repair` removes it. Each further snapshot "
+        "is sent as the difference from\nthe one before. LTL indexes are\nallocated for groups, "
+        "and follow them. What the "
+        "LTL manager refuses is reported, and the exit code is 1.\n"
+        "Examples: vellfeed send samples/campus\n"
+        "          vellfeed send samples/day/1 samples/day/2");
     return made_of(run_send, std::move(options), context);
 }
 

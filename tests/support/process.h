@@ -9,6 +9,21 @@
 #include <sys/types.h>
 #include <vector>
 
+#if defined(__SANITIZE_ADDRESS__)
+#define UNDER_ADDRESS_SANITIZER
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define UNDER_ADDRESS_SANITIZER
+#endif
+#endif
+
+// Which takes memory of its own for what a program reads and keeps.
+#ifdef UNDER_ADDRESS_SANITIZER
+inline constexpr bool under_address_sanitizer = true;
+#else
+inline constexpr bool under_address_sanitizer = false;
+#endif
+
 struct pipe_ends {
     sim::file_descriptor read;
     sim::file_descriptor write;

@@ -14,14 +14,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#if defined(__SANITIZE_ADDRESS__)
-#define UNDER_ADDRESS_SANITIZER
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define UNDER_ADDRESS_SANITIZER
-#endif
-#endif
-
 using testing::Contains;
 using testing::HasSubstr;
 
@@ -367,9 +359,9 @@ TEST_F(RunAndStop, LeavesTheStandardDescriptorsToNothingElse) {
 
 // However it finds out: where it asks for memory, or where an exception cannot be caught.
 TEST_F(RunAndStop, EndsWithAReasonWhenTheMemoryRunsOut) {
-#ifdef UNDER_ADDRESS_SANITIZER
-    GTEST_SKIP() << "the address sanitizer needs more address space than the limits leave";
-#endif
+    if (under_address_sanitizer) {
+        GTEST_SKIP() << "the address sanitizer needs more address space than the limits leave";
+    }
     const auto expect_end = [&](rlim_t more, const auto &use_memory) {
         const sim::file_descriptor heard = unnamed_file();
         switch_process running(run_dir, {"--quiet"}, heard.get());
