@@ -129,20 +129,20 @@ std::vector<std::string> notes(const plan &made) {
         const char *why;
     } const left_out[] = {
         {made.without.unresolved_routes, "unresolved route", "unresolved routes",
-         "the kernel does not know yet where they go"},
+         "the routing daemon has not decided"},
         {made.without.routes_without_iif, "route", "routes", "the incoming interface is gone"},
         {made.without.ttl_thresholds, "TTL threshold", "TTL thresholds",
-         "a route record has no place for them"},
+         "not carried by a route record"},
         {made.without.router_ports, "router port", "router ports",
-         "a layer-2 entry has no place for them"},
+         "not carried by a layer-2 entry"},
         {made.without.blocked_members, "member of a group", "members of groups",
-         "the kernel does not send to them"},
+         "blocked, or filtered by source"},
         {made.without.ports_not_forwarding, "port of a group or a flood set",
-         "ports of groups or flood sets", "the bridge does not forward on them"},
+         "ports of groups or flood sets", "not in forwarding state"},
         {made.without.flooded_vlan_interfaces, "VLAN interface", "VLAN interfaces",
          "a flood set has ports only"},
         {made.without.of_other_bridges, "entry or port", "entries and ports",
-         "their bridges are not among those of --bridge"},
+         "not of the bridges of --bridge"},
     };
     std::vector<std::string> lines;
     for (const auto &row : left_out) {

@@ -66,7 +66,7 @@ plan read_plan(const snapshot &from, const plan_options &options);
 // input_error.
 void record_snapshot(const std::string &directory);
 
-// "left out 3 router ports: a layer-2 entry has no place for them" and so on, one per line; made
+// "left out 3 router ports: not carried by a layer-2 entry" and so on, one per line; made
 // numbers as well.
 std::vector<std::string> notes(const plan &made);
 

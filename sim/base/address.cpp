@@ -32,9 +32,10 @@ std::string internet_text(int family, const l2_address &address) {
 
 std::optional<l2_address> parse_mac(std::string text) {
     l2_address parsed{l2_address_kind::mac};
-    std::uint8_t *const to = parsed.bytes.data();
-    std::sscanf(text.c_str(), "%2hhx:%2hhx:%2hhx:%2hhx:%2hhx:%2hhx", to, to + 1, to + 2, to + 3,
-                to + 4, to + 5);
+    std::uint8_t to[6] = {};
+    std::sscanf(text.c_str(), "%2hhx:%2hhx:%2hhx:%2hhx:%2hhx:%2hhx", &to[0], &to[1], &to[2], &to[3],
+                &to[4], &to[5]);
+    std::ranges::copy(to, parsed.bytes.begin());
     std::ranges::transform(text, text.begin(), [](unsigned char letter) {
         return static_cast<char>(std::tolower(letter));
     });

@@ -44,15 +44,13 @@ TEST_F(FollowReplay, SendsEachDifferenceAndEndsWithTheLastSnapshot) {
               "ltls 2 added, 4 changed, 1 removed; routes 2 added, 1 changed, 1 removed\n"
               "in step: floods 1 removed; groups 3 changed, 4 removed; "
               "ltls 3 changed, 3 removed; routes 7 removed\n");
-    EXPECT_EQ(
-        result.err,
-        "vellfeed: left out 1 TTL threshold: a route record has no place for them\n"
-        "vellfeed: left out 1 router port: a layer-2 entry has no place for them\n"
-        "vellfeed: left out 1 member of a group: the kernel does not send to them\n"
-        "vellfeed: left out 4 ports of groups or flood sets: the bridge does not forward on them\n"
-        "vellfeed: left out 2 ports of groups or flood sets: the bridge does not forward on them\n"
-        "vellfeed: left out 3 ports of groups or flood sets: the bridge does not forward on "
-        "them\n");
+    EXPECT_EQ(result.err,
+              "vellfeed: left out 1 TTL threshold: not carried by a route record\n"
+              "vellfeed: left out 1 router port: not carried by a layer-2 entry\n"
+              "vellfeed: left out 1 member of a group: blocked, or filtered by source\n"
+              "vellfeed: left out 4 ports of groups or flood sets: not in forwarding state\n"
+              "vellfeed: left out 2 ports of groups or flood sets: not in forwarding state\n"
+              "vellfeed: left out 3 ports of groups or flood sets: not in forwarding state\n");
     EXPECT_EQ(show("clients").size(), 1u);
 }
 

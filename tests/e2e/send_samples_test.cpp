@@ -183,13 +183,13 @@ TEST_P(SentSample, MayBeSentTableByTable) {
     EXPECT_EQ(installed(), expected);
 }
 
-const std::string ttl = "a route record has no place for them";
-const std::string routers = " router ports: a layer-2 entry has no place for them";
-const std::string blocked = ": the kernel does not send to them";
-const std::string stopped = " ports of groups or flood sets: the bridge does not forward on them";
+const std::string ttl = "not carried by a route record";
+const std::string routers = " router ports: not carried by a layer-2 entry";
+const std::string blocked = ": blocked, or filtered by source";
+const std::string stopped = " ports of groups or flood sets: not in forwarding state";
 const std::string vlan_interfaces = "2 VLAN interfaces: a flood set has ports only";
 const std::vector<std::string> day_notes = {"1 TTL threshold: " + ttl,
-                                            "1 router port: a layer-2 entry has no place for them"};
+                                            "1 router port: not carried by a layer-2 entry"};
 
 std::vector<std::string> with(std::vector<std::string> notes,
                               const std::vector<std::string> &more) {
@@ -202,7 +202,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         sent_sample{"campus",
                     "routes 29 added",
-                    {"3 unresolved routes: the kernel does not know yet where they go",
+                    {"3 unresolved routes: the routing daemon has not decided",
                      "1 route: the incoming interface is gone", "8 TTL thresholds: " + ttl},
                     "routes: all 29 are installed\n"},
         sent_sample{"metro", "routes 1200 added", {}, "routes: all 1200 are installed\n"},

@@ -207,14 +207,14 @@ TEST(Snapshot, NotesSayWhatWasLeftOutAndWhichNumbersWereMade) {
     EXPECT_THAT(
         notes(made),
         testing::ElementsAre(
-            "left out 1 unresolved route: the kernel does not know yet where they go",
+            "left out 1 unresolved route: the routing daemon has not decided",
             "left out 2 routes: the incoming interface is gone",
-            "left out 3 TTL thresholds: a route record has no place for them",
-            "left out 4 router ports: a layer-2 entry has no place for them",
-            "left out 5 members of groups: the kernel does not send to them",
-            "left out 6 ports of groups or flood sets: the bridge does not forward on them",
+            "left out 3 TTL thresholds: not carried by a route record",
+            "left out 4 router ports: not carried by a layer-2 entry",
+            "left out 5 members of groups: blocked, or filtered by source",
+            "left out 6 ports of groups or flood sets: not in forwarding state",
             "left out 7 VLAN interfaces: a flood set has ports only",
-            "left out 8 entries and ports: their bridges are not among those of --bridge",
+            "left out 8 entries and ports: not of the bridges of --bridge",
             "interface lan\\x1b has no index in the snapshot: it is if34351404, a number made from "
             "its name"));
 }
