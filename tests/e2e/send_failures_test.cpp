@@ -186,7 +186,7 @@ TEST_F(SendFailure, ASwitchThatDiesInsteadOfAnsweringIsAnError) {
 }
 
 TEST_F(SendFailure, AnInterruptInMidSendSaysWhatWentOut) {
-    start_switch({"--slow", "100"});
+    start_switch({"--slow", "500"});
     background_vellfeed sending({"send", long_snapshot(), "--quiet"});
     EXPECT_TRUE(wait_until([] { return !show("routes").empty(); }));
     sending.signal(SIGINT);
