@@ -12,12 +12,12 @@
 #include "feed/stop_signals.h"
 #include "feed/wake.h"
 #include "sim/base/number_option.h"
+#include "sim/base/print.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <fmt/ostream.h>
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
 #include <memory>

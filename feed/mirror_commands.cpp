@@ -5,8 +5,8 @@
 #include "feed/mirror.h"
 #include "feed/print.h"
 #include "feed/stop_signals.h"
+#include "sim/base/print.h"
 
-#include <fmt/ostream.h>
 #include <memory>
 #include <poll.h>
 #include <unistd.h>

@@ -2,13 +2,13 @@
 #include "feed/commands.h"
 #include "feed/failure.h"
 #include "sim/base/number_option.h"
+#include "sim/base/print.h"
 #include "sim/base/usage.h"
 #include "sim/wire/protocol.h"
 
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <fmt/ostream.h>
 #include <new>
 
 namespace feed {
