@@ -26,11 +26,6 @@ int ms_until(std::chrono::steady_clock::time_point when) {
     return static_cast<int>(std::max<long long>(left.count(), 0));
 }
 
-// Of requests by cookie, whether the answer to one may still come in time.
-bool is_waited_for(const auto &requests) {
-    return std::ranges::any_of(requests, [](const auto &one) { return !one.second.expired; });
-}
-
 std::string sent_before(const std::exception &error, std::size_t sent, std::size_t of,
                         const char *table) {
     return fmt::format("{}; {} of {} changes of {} were sent before", error.what(), sent, of,
@@ -62,17 +57,15 @@ void mirror::assume(state installed) {
 }
 
 void mirror::want(state wanted, const table_choice &said) {
-    const auto take = [&](auto state::*rows, bool table_choice::*table, bool &is_pending) {
-        if (said.*table) {
-            wanted_.*rows = std::move(wanted.*rows);
-            said_tables_.*table = true;
-            is_pending = true;
-        }
+    take_said(wanted_, std::move(wanted), said);
+    const auto note = [&said, this](bool table_choice::*table, bool &is_pending) {
+        said_tables_.*table |= said.*table;
+        is_pending |= said.*table;
     };
-    take(&state::floods, &table_choice::floods, floods_pending_);
-    take(&state::groups, &table_choice::groups, groups_pending_);
-    take(&state::ltls, &table_choice::ltls, ltls_pending_);
-    take(&state::routes, &table_choice::routes, routes_pending_);
+    note(&table_choice::floods, floods_pending_);
+    note(&table_choice::groups, groups_pending_);
+    note(&table_choice::ltls, ltls_pending_);
+    note(&table_choice::routes, routes_pending_);
     if (is_first_ && options_.ask) {
         for (const auto &[key, row] : wanted_.ltls) {
             if (!installed_.ltls.contains(key)) {
@@ -104,10 +97,7 @@ void mirror::advance() {
     take_answers();
     if (!client_.is_registered()) {
         if (clock::now() >= registration_due_) {
-            throw session_error(
-                fmt::format("no answer to the registration within {} ms; if the switch is only "
-                            "slow, wait longer with --timeout",
-                            client_.timeout_ms()));
+            client_.give_up_registration();
         }
         return;
     }
@@ -141,7 +131,7 @@ void mirror::confirm() {
 }
 
 void mirror::ask_to_confirm() {
-    confirm_due_ = clock::now() + std::chrono::milliseconds(client_.timeout_ms());
+    confirm_due_ = answer_due();
     client_.require_sent(vell_send_v4_mroute_stats_req(confirm_cookie_, 0, 0, 0, 0, 0) == 1,
                          "statistics request");
 }
@@ -154,7 +144,7 @@ void mirror::connect() {
         throw session_error(no_switch());
     }
     is_connected_ = true;
-    registration_due_ = clock::now() + std::chrono::milliseconds(client_.timeout_ms());
+    registration_due_ = answer_due();
 }
 
 // Each table once: one that nothing is said about is another's business.
@@ -251,14 +241,20 @@ void mirror::refuse(std::set<Key> &refused, const Key &key, sent_counts &counts,
     say_once(fmt::format("{}: {}", key_text(key), why));
     refused.insert(key);
     ++counts.refused;
-    if (options_.keeps_trying && !retry_at_) {
-        retry_at_ = clock::now() + retry_pause_.take();
+    if (options_.keeps_trying) {
+        retry_later();
     }
 }
 template void mirror::refuse(std::set<flood_key> &, const flood_key &, sent_counts &,
                              const std::string &);
 template void mirror::refuse(std::set<ltl_key> &, const ltl_key &, sent_counts &,
                              const std::string &);
+
+void mirror::retry_later() {
+    if (!retry_at_) {
+        retry_at_ = clock::now() + retry_pause_.take();
+    }
+}
 
 void mirror::retry_refused() {
     if (!retry_at_ || clock::now() < *retry_at_) {
@@ -379,9 +375,7 @@ void mirror::expire(const std::string &request, const std::function<void()> &dou
     }
     say_once(what);
     doubt();
-    if (!retry_at_) {
-        retry_at_ = clock::now() + retry_pause_.take();
-    }
+    retry_later();
 }
 
 void mirror::expire() {

@@ -14,7 +14,7 @@
 //    registration what is in doubt and not wanted is deleted, and everything wanted is sent again; both
 //    change nothing where they are needless. Flood sets are changed by differences that the manager
 //    refuses when they do not fit, so each thing that it may have is tried in turn. LTLs are changed by
-//    the index that is known, and allocated again when there is no such LTL any more.
+//    the index that is known, and allocated again when that LTL is gone.
 //  - Routes and groups are not acknowledged. But the service handles its messages in order, so the
 //    answer to a statistics request, of a route that nobody has, says that all before it was handled.
 //    Until then what was deleted is remembered, and in doubt after a loss.
@@ -22,7 +22,7 @@
 //    row is in doubt.
 //  - An answer never comes, or something is refused. It is said, and tried again after a pause, where the
 //    mirror keeps trying; otherwise it is left.
-//  - An answer comes twice, or is none: it matches no request that waits, and is skipped.
+//  - An answer comes twice, or makes no sense: it matches no request that waits, and is skipped.
 //
 // The loop of its user: tick(), then wait until fd() is readable, for at most wait_ms().
 #pragma once
@@ -32,6 +32,7 @@
 #include "feed/session.h"
 #include "feed/state.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -162,6 +163,14 @@ private:
     void take_answers();
     void expire();
     void expire(const std::string &request, const std::function<void()> &doubt);
+    clock::time_point answer_due() const {
+        return clock::now() + std::chrono::milliseconds(client_.timeout_ms());
+    }
+    // Of requests by cookie, whether the answer to one may still come in time.
+    static bool is_waited_for(const auto &requests) {
+        return std::ranges::any_of(requests, [](const auto &one) { return !one.second.expired; });
+    }
+    void retry_later();
     void retry_refused();
     void say_once(const std::string &what);
     template <typename Key>

@@ -10,6 +10,7 @@
 #include <memory>
 #include <poll.h>
 #include <unistd.h>
+#include <utility>
 
 namespace feed {
 
@@ -153,8 +154,8 @@ int print_difference(const state &installed, const plan &made, const mirror_comm
 }
 
 // The LTLs of a snapshot are known by their tags; their indexes only the switch can say.
-void find_indexes(state &installed) {
-    if (installed.ltls.empty()) {
+void find_indexes(state &installed, const mirror_command &command) {
+    if (installed.ltls.empty() || command.dry_run) {
         return;
     }
     const table<ltl> found = ask_installed({.ltls = true}).ltls;
@@ -164,17 +165,24 @@ void find_indexes(state &installed) {
     }
 }
 
-// What is installed after a snapshot: of tables that it says nothing about, what was before.
-void take_said(state &installed, plan made) {
-    const auto take = [](auto &mine, auto &theirs, bool is_said) {
-        if (is_said) {
-            mine = std::move(theirs);
+// Plays the plans one after the other, or prints what they would change.
+int play_all(state installed, std::vector<plan> plans, const mirror_command &command,
+             command_context &context) {
+    if (command.dry_run) {
+        for (plan &made : plans) {
+            print_difference(installed, made, command, context);
+            take_said(installed, std::move(made.wanted), made.said);
         }
-    };
-    take(installed.floods, made.wanted.floods, made.said.floods);
-    take(installed.groups, made.wanted.groups, made.said.groups);
-    take(installed.ltls, made.wanted.ltls, made.said.ltls);
-    take(installed.routes, made.wanted.routes, made.said.routes);
+        return 0;
+    }
+    player all(command, context);
+    all.assume(std::move(installed));
+    bool is_done = true;
+    for (std::size_t i = 0; i < plans.size(); ++i) {
+        is_done = all.play(command.snapshots[i], std::move(plans[i])) && is_done;
+    }
+    all.close();
+    return is_done ? 0 : 1;
 }
 
 int run_send(const mirror_command &command, command_context &context) {
@@ -187,38 +195,16 @@ int run_send(const mirror_command &command, command_context &context) {
     for (const std::string &snapshot : command.snapshots) {
         plans.push_back(read_snapshot(snapshot, command, context.err));
     }
-    if (command.dry_run) {
-        for (plan &made : plans) {
-            print_difference(installed, made, command, context);
-            take_said(installed, std::move(made));
-        }
-        return 0;
-    }
-    find_indexes(installed);
-    player all(command, context);
-    all.assume(std::move(installed));
-    bool is_done = true;
-    for (std::size_t i = 0; i < plans.size(); ++i) {
-        is_done = all.play(command.snapshots[i], std::move(plans[i])) && is_done;
-    }
-    all.close();
-    return is_done ? 0 : 1;
+    find_indexes(installed, command);
+    return play_all(std::move(installed), std::move(plans), command, context);
 }
 
 int run_remove(const mirror_command &command, command_context &context) {
-    plan made = read_snapshot(command.snapshots.front(), command, context.err);
-    state installed = std::move(made.wanted);
-    made.wanted = {};
-    if (command.dry_run) {
-        print_difference(installed, made, command, context);
-        return 0;
-    }
-    find_indexes(installed);
-    player all(command, context);
-    all.assume(std::move(installed));
-    const bool is_done = all.play(command.snapshots.front(), std::move(made));
-    all.close();
-    return is_done ? 0 : 1;
+    std::vector<plan> nothing;
+    nothing.push_back(read_snapshot(command.snapshots.front(), command, context.err));
+    state installed = std::exchange(nothing.front().wanted, {});
+    find_indexes(installed, command);
+    return play_all(std::move(installed), std::move(nothing), command, context);
 }
 
 int run_compare(const mirror_command &command, command_context &context) {
@@ -227,17 +213,10 @@ int run_compare(const mirror_command &command, command_context &context) {
 }
 
 int run_repair(const mirror_command &command, command_context &context) {
-    plan made = read_snapshot(command.snapshots.front(), command, context.err);
-    state installed = ask_for(made, command, context);
-    if (command.dry_run) {
-        print_difference(installed, made, command, context);
-        return 0;
-    }
-    player all(command, context);
-    all.assume(std::move(installed));
-    const bool is_done = all.play(command.snapshots.front(), std::move(made));
-    all.close();
-    return is_done ? 0 : 1;
+    std::vector<plan> plans;
+    plans.push_back(read_snapshot(command.snapshots.front(), command, context.err));
+    state installed = ask_for(plans.front(), command, context);
+    return play_all(std::move(installed), std::move(plans), command, context);
 }
 
 std::shared_ptr<mirror_command> add_mirror_options(CLI::App &app, bool sends) {

@@ -46,8 +46,7 @@ std::vector<std::uint32_t> mirror::flood_guess(const flood_key &key, const flood
 }
 
 void mirror::send_floods() {
-    const auto waits = [](const auto &one) { return !one.second.expired; };
-    if (!floods_pending_ || std::ranges::any_of(flood_requests_, waits)) {
+    if (!floods_pending_ || is_waited_for(flood_requests_)) {
         return;
     }
     floods_pending_ = false;
@@ -58,7 +57,7 @@ void mirror::send_floods() {
     for (const auto &[key, guesses] : flood_doubts_) {
         differing.insert(key);
     }
-    flood_request request{{}, clock::now() + std::chrono::milliseconds(client_.timeout_ms())};
+    flood_request request{{}, answer_due()};
     for (const flood_key &key : differing) {
         if (refused_floods_.contains(key)) {
             continue;

@@ -39,7 +39,7 @@ void mirror::find_lost_ltls() {
         // Allocated without asking, those that are there already would stay for nobody.
         say_once(fmt::format("{}; LTLs whose index is not known wait for it", error.what()));
         refused_ltls_.insert(lost_ltls_.begin(), lost_ltls_.end());
-        retry_at_ = retry_at_.value_or(clock::now() + retry_pause_.take());
+        retry_later();
         return;
     }
     for (const ltl_key &key : lost_ltls_) {
@@ -103,7 +103,7 @@ void mirror::send_ltls() {
 }
 
 void mirror::send_ltl(ltl_request request) {
-    request.due = clock::now() + std::chrono::milliseconds(client_.timeout_ms());
+    request.due = answer_due();
     const std::uint32_t cookie = client_.new_cookie();
     const auto &[key, row] = std::tie(request.key, request.row);
     const auto count = static_cast<std::uint32_t>(row.interfaces.size());

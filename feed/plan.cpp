@@ -121,6 +121,18 @@ plan plan_tables(kernel_tables tables, const plan_options &options) {
     return std::move(now.made);
 }
 
+void take_said(state &into, state from, const table_choice &said) {
+    const auto take = [](auto &mine, auto &theirs, bool is_said) {
+        if (is_said) {
+            mine = std::move(theirs);
+        }
+    };
+    take(into.floods, from.floods, said.floods);
+    take(into.groups, from.groups, said.groups);
+    take(into.ltls, from.ltls, said.ltls);
+    take(into.routes, from.routes, said.routes);
+}
+
 std::vector<std::string> notes(const plan &made) {
     struct {
         std::size_t count;

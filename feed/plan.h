@@ -58,6 +58,9 @@ struct plan {
     std::vector<std::pair<std::string, std::uint32_t>> made_numbers; // interfaces.h
 };
 
+// Takes the tables that something is said about; the others remain.
+void take_said(state &into, state from, const table_choice &said);
+
 // Throws input_error when the snapshot cannot be read, or holds what a record could not carry or the
 // service could not tell apart.
 plan read_plan(const snapshot &from, const plan_options &options);

@@ -49,7 +49,7 @@ private:
     std::uint16_t records_ = 0;
 };
 
-// How records go out, which is no part of what is wanted.
+// How records are sent, which is not part of what is wanted.
 struct sending {
     std::size_t message_bytes = usual_message_bytes;
     std::uint32_t epoch = 0;
@@ -64,7 +64,7 @@ struct sending {
 void send_route_changes(session &client, const std::vector<change<route>> &changes,
                         const sending &how);
 
-// A group that is to be made again has two changes, one to nothing and one from nothing.
+// A group that must be made again has two changes, one to nothing and one from nothing.
 void send_group_changes(session &client, const std::vector<change<group>> &changes,
                         const sending &how);
 

@@ -94,6 +94,12 @@ bool session::start_registration() {
     return awaits_answer_;
 }
 
+void session::give_up_registration() const {
+    throw session_error(fmt::format("no answer to the registration within {} ms; if the switch is "
+                                    "only slow, wait longer with --timeout",
+                                    options_.timeout_ms));
+}
+
 void session::register_client() {
     if (!start_registration()) {
         throw session_error(no_switch());
@@ -101,9 +107,7 @@ void session::register_client() {
     const sim::deadline end = sim::deadline::after_ms(options_.timeout_ms);
     while (!registered_) {
         if (!receive(end.left_ms()) && !registered_ && end.left_ms() == 0) {
-            throw session_error(fmt::format("no answer to the registration within {} ms; if the "
-                                            "switch is only slow, wait longer with --timeout",
-                                            options_.timeout_ms));
+            give_up_registration();
         }
     }
 }

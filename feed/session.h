@@ -58,6 +58,8 @@ public:
     // Sends the registration, and after a loss what the library needs first. False when no switch
     // takes it. Its answer is read by receive().
     bool start_registration();
+    // Throws that the answer did not come in time.
+    [[noreturn]] void give_up_registration() const;
     bool is_registered() const { return registered_; }
 
     // Registers and waits for the answer.

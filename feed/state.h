@@ -119,15 +119,6 @@ struct state {
     friend bool operator==(const state &, const state &) = default;
 };
 
-// Every table, for what is done to each in turn: act(name, member).
-template <typename Act>
-void for_each_table(Act &&act) {
-    act("floods", &state::floods);
-    act("groups", &state::groups);
-    act("ltls", &state::ltls);
-    act("routes", &state::routes);
-}
-
 // "(10.0.0.9, 239.1.1.2) in table 253", "(*, 239.1.1.2) in VLAN 10", "VLAN 10",
 // "LTL of VLAN 10 with tag 0x1a2b3c4d".
 std::string key_text(const route_key &key);

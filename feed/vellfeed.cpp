@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <new>
 
 namespace feed {
@@ -54,21 +55,20 @@ std::pair<std::string, std::uint16_t> parse_vlan(const std::string &text) {
 }
 
 table_choice parse_tables(const std::vector<std::string> &names) {
+    static const std::map<std::string, bool table_choice::*> tables = {
+        {"routes", &table_choice::routes},
+        {"groups", &table_choice::groups},
+        {"floods", &table_choice::floods},
+        {"ltls", &table_choice::ltls}};
     table_choice chosen;
     for (const std::string &name : names) {
-        if (name == "routes") {
-            chosen.routes = true;
-        } else if (name == "groups") {
-            chosen.groups = true;
-        } else if (name == "floods") {
-            chosen.floods = true;
-        } else if (name == "ltls") {
-            chosen.ltls = true;
-        } else {
+        const auto table = tables.find(name);
+        if (table == tables.end()) {
             throw CLI::ValidationError(
                 "--only", fmt::format("{}: the tables are routes, groups, floods and ltls",
                                       sim::printable(name)));
         }
+        chosen.*table->second = true;
     }
     return chosen;
 }

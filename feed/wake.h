@@ -2,7 +2,7 @@
 //
 // What it says is not the state: of many changes some messages are lost, and of some changes none is
 // sent: an interface that is deleted leaves every route without a message about routes. So a wake says
-// only that the state is to be read again.
+// only that the state must be read again.
 #pragma once
 
 #include "sim/base/file_descriptor.h"

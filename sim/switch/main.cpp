@@ -1,5 +1,6 @@
 // vellsim, the simulated switch: every run of it ends with an exit code, and with a message when
 // that is not 0.
+#include "sim/base/file_descriptor.h"
 #include "sim/base/usage.h"
 #include "sim/switch/commands.h"
 #include "sim/wire/run_dir.h"
@@ -10,13 +11,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <iostream>
 #include <map>
 #include <new>
 #include <string>
-#include <unistd.h>
 
 namespace {
 
@@ -63,16 +62,6 @@ int run_command_line(int argc, char **argv) {
         return end_of_parse(app, error);
     }
     return actions.at(app.get_subcommands().front())();
-}
-
-// A descriptor that somebody closed before would otherwise be the next file's, and what is printed
-// would go there. What is in its place cannot be read from or written to.
-void hold_standard_descriptors() {
-    for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        if (fcntl(fd, F_GETFD) < 0) {
-            open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY);
-        }
-    }
 }
 
 // Where an exception cannot be caught, as when a destructor needs memory.
@@ -136,7 +125,7 @@ void add_switch_options(CLI::App &command, switch_call &to) {
 
 int main(int argc, char **argv) {
     std::set_terminate(end_at_once);
-    hold_standard_descriptors();
+    sim::hold_standard_descriptors();
     try {
         return run_command_line(argc, argv);
     } catch (const std::exception &error) {
