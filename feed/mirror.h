@@ -181,6 +181,9 @@ private:
     void send_table(table<Row> state::*member, const char *name, send_function<Row> send,
                     bool &is_pending, bool &in_doubt, sent_counts &counts);
 
+    void send_groups();
+    void send_routes();
+
     void send_floods();
     void doubt_flood(const flood_key &key, const std::vector<std::uint32_t> &guess);
     void overtake_floods(std::uint32_t cookie, const flood_request &answered);

@@ -1,0 +1,106 @@
+// The mirror's routes and groups: sent without an acknowledgment, and confirmed by a request that is
+// answered.
+#include "feed/mirror.h"
+
+#include <vell.h>
+
+#include <algorithm>
+#include <cassert>
+#include <fmt/format.h>
+#include <iterator>
+
+namespace feed {
+
+namespace {
+
+std::string sent_before(const std::exception &error, std::size_t sent, std::size_t of,
+                        const char *table) {
+    return fmt::format("{}; {} of {} changes of {} were sent before", error.what(), sent, of,
+                       table);
+}
+
+} // namespace
+
+// In the order of the keys; what is removed first makes room for what is added.
+template <typename Row>
+void mirror::send_table(table<Row> state::*member, const char *name, send_function<Row> send,
+                        bool &is_pending, bool &in_doubt, sent_counts &counts) {
+    if (!is_pending) {
+        return;
+    }
+    table<Row> &installed = installed_.*member;
+    const table<Row> &wanted = wanted_.*member;
+    static const table<Row> nothing;
+    sending how{.message_bytes = options_.message_bytes};
+    how.download = in_doubt || installed.empty();
+    std::vector<change<Row>> changes = diff(installed, in_doubt ? nothing : wanted);
+    if (in_doubt) {
+        // An add replaces a route, but only adds to the ports of a group.
+        if constexpr (std::same_as<Row, route>) {
+            std::erase_if(changes, [&](const auto &one) { return wanted.contains(*one.key); });
+        }
+        std::ranges::copy(diff(nothing, wanted), std::back_inserter(changes));
+    }
+    std::stable_partition(changes.begin(), changes.end(),
+                          [](const auto &one) { return one.after == nullptr; });
+    is_pending = false;
+    if (changes.empty()) {
+        in_doubt = false;
+        return;
+    }
+    how.epoch = std::same_as<Row, route> ? (epoch_ += how.download ? 1 : 0) : 0;
+    std::size_t adopted = 0;
+    const bool was_in_doubt = in_doubt;
+    how.sent = [&](std::size_t sent) {
+        for (; adopted < sent; ++adopted) {
+            const change<Row> &done = changes[adopted];
+            confirm_pending_ = true;
+            if (done.after == nullptr) {
+                (deleted_.*member).insert_or_assign(*done.key, *done.before);
+                counts.removed += was_in_doubt && wanted.contains(*done.key) ? 0 : 1;
+            } else {
+                ++(done.before == nullptr ? counts.added : counts.changed);
+            }
+            adopt(installed, done);
+        }
+        if (!options_.goes_on(name, sent, changes.size())) {
+            throw interrupted("interrupted");
+        }
+    };
+    try {
+        send(client_, changes, how);
+    } catch (const interrupted &error) {
+        throw interrupted(sent_before(error, adopted, changes.size(), name));
+    } catch (const session_error &error) {
+        throw session_error(sent_before(error, adopted, changes.size(), name));
+    }
+    in_doubt = false;
+    assert(installed == wanted);
+}
+
+void mirror::send_groups() {
+    send_table(&state::groups, "groups", send_group_changes, groups_pending_, groups_in_doubt_,
+               counts_.groups);
+}
+
+void mirror::send_routes() {
+    send_table(&state::routes, "routes", send_route_changes, routes_pending_, routes_in_doubt_,
+               counts_.routes);
+}
+
+void mirror::confirm() {
+    if (!confirm_pending_ || confirm_due_) {
+        return;
+    }
+    confirm_pending_ = false;
+    confirm_cookie_ = client_.new_cookie();
+    ask_to_confirm();
+}
+
+void mirror::ask_to_confirm() {
+    confirm_due_ = answer_due();
+    client_.require_sent(vell_send_v4_mroute_stats_req(confirm_cookie_, 0, 0, 0, 0, 0) == 1,
+                         "statistics request");
+}
+
+} // namespace feed
