@@ -1,5 +1,5 @@
 // `vellfeed ltl`: one request to the LTL manager, and its answer.
-#include "feed/commands.h"
+#include "feed/command_line.h"
 #include "feed/failure.h"
 #include "feed/interfaces.h"
 #include "sim/base/if_name.h"

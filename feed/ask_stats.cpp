@@ -1,5 +1,5 @@
 // `vellfeed stats`: the counters of one route, read or cleared.
-#include "feed/commands.h"
+#include "feed/command_line.h"
 #include "feed/failure.h"
 #include "sim/base/address.h"
 #include "sim/base/number_option.h"

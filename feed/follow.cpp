@@ -5,7 +5,7 @@
 // which notifications came, or were lost, and how often: after the last change there is a reading, and
 // it says what is there. A reading that fails is repeated. What happens to the switch is the mirror's
 // business, which tries again for ever. Nothing is read or sent while nothing changes.
-#include "feed/commands.h"
+#include "feed/command_line.h"
 #include "feed/failure.h"
 #include "feed/installed.h"
 #include "feed/mirror.h"

@@ -1,4 +1,4 @@
-#include "feed/commands.h"
+#include "feed/command_line.h"
 #include "sim/base/file_descriptor.h"
 
 #include <csignal>

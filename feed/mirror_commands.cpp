@@ -1,9 +1,9 @@
 // send, remove, compare, repair and record: a snapshot or several, played through the mirror once.
-#include "feed/commands.h"
+#include "feed/command_line.h"
+#include "feed/differences.h"
 #include "feed/failure.h"
 #include "feed/installed.h"
 #include "feed/mirror.h"
-#include "feed/print.h"
 #include "feed/stop_signals.h"
 #include "sim/base/print.h"
 

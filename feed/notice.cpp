@@ -1,5 +1,5 @@
 // `vellfeed notice`: one message, which nobody answers.
-#include "feed/commands.h"
+#include "feed/command_line.h"
 #include "feed/failure.h"
 #include "sim/base/number_option.h"
 #include "sim/wire/protocol.h"

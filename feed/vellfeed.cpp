@@ -1,5 +1,5 @@
 // Mirrors a kernel's multicast state into the service: the program and its command line.
-#include "feed/commands.h"
+#include "feed/command_line.h"
 #include "feed/failure.h"
 #include "sim/base/number_option.h"
 #include "sim/base/print.h"

@@ -2,12 +2,16 @@
 // command is one source, and a row in main.cpp.
 #pragma once
 
-#include "sim/base/cli_fwd.h"
 #include "sim/switch/question.h"
 
 #include <exception>
 #include <functional>
 #include <string>
+
+// By its name alone: what defines it takes long to compile.
+namespace CLI {
+class App;
+}
 
 namespace sim {
 

@@ -1,9 +1,9 @@
 // The mirror against a switch, and against everything that can go wrong with one: at the end the switch
 // has what was wanted.
+#include "feed/differences.h"
 #include "feed/installed.h"
 #include "feed/interfaces.h"
 #include "feed/mirror.h"
-#include "feed/print.h"
 #include "sim/base/if_name.h"
 #include "tests/feed/random_state.h"
 #include "tests/support/simulator.h"

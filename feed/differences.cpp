@@ -1,4 +1,4 @@
-#include "feed/print.h"
+#include "feed/differences.h"
 
 #include "sim/base/if_name.h"
 #include "sim/base/text.h"

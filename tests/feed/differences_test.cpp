@@ -1,5 +1,5 @@
-#include "feed/commands.h"
-#include "feed/print.h"
+#include "feed/command_line.h"
+#include "feed/differences.h"
 
 #include <gtest/gtest.h>
 #include <sstream>
