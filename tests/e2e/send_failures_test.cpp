@@ -179,7 +179,7 @@ TEST_F(SendFailure, ASwitchThatDiesInMidSendIsAnErrorThatSaysHowFarItGot) {
 }
 
 TEST_F(SendFailure, ASwitchThatDiesInsteadOfAnsweringIsAnError) {
-    start_switch({"--die-after", "2"});
+    start_switch({"--ltl-answer", "never", "--die-after", "2"});
     EXPECT_EQ(send_error("flood-1"),
               "the switch closed the connection; `vellsim show log` may say why");
     EXPECT_EQ(the_switch().wait(), 3);
