@@ -4,44 +4,44 @@
  *
  * A process opens a transport queue, registers as a client of the service with vell_register and
  * passes the service's answer to vell_register_ack. From then on it describes routes and sends
- * them. This header is the whole interface and its reference. It needs only <stdint.h>, and
- * compiles as C99 and as C++, for 32 bits.
+ * them. vell.h is the whole interface and its reference. It needs only <stdint.h>, and compiles as
+ * C99 and as C++, for 32 bits.
  *
  * CONVENTIONS
  *
  * Results: a function that sends or registers returns 1 when it did and 0 when it did not; there
  * are no error codes. 0 from a send leaves the client registered. vell_set_flc_bitmask,
  * vell_find_oiflist_delta and vell_build_nerb_flood_ltl_pyld return 0 when they succeeded, and
- * otherwise the status of the platform function that failed. Each function's comment says what a
- * failure logs; where it says nothing, nothing is logged.
+ * otherwise the status of the platform function that failed. Each function's description says what
+ * a failure logs; where it says nothing, nothing is logged.
  *
- * Threads: the library starts none and locks nothing. Its state, including the variables that this
- * header exports, belongs to the process; call it from one thread at a time. Every function runs to
- * its end in the caller's thread and sends at once: there is no queue inside, no retry and no
+ * Threads: the library starts no thread and locks nothing. Its state, including the variables that
+ * vell.h declares, belongs to the process; call it from one thread at a time. Every function runs
+ * to its end in the caller's thread and sends at once: there is no queue inside, no retry and no
  * timer. A call takes as long as the platform's functions that it calls.
  *
  * Bytes: every multi-byte field of a record or message is in host (little-endian) byte order,
- * unless its own comment says otherwise. The IPv4 addresses of routes and statistics requests are
- * sent as the caller gives them.
+ * unless its own description says otherwise. The IPv4 addresses of routes and statistics requests
+ * are sent as the caller gives them.
  *
- * Records: the records below are wire formats. They may be at any address, odd ones included, and
- * in any buffer of bytes: their types have alignment 1 and may alias others.
+ * Records: the records of vell.h are wire formats. They may be at any address, odd ones included,
+ * and in any buffer of bytes: their types have alignment 1 and may alias others.
  *
- * Reserved bytes: in a record that the caller fills, the library does not write them and sends them
- * as they are. So clear a record's bytes before filling it. Clear the head of a route's TLV array
- * too: a route without lists is sent with the head as the caller left it. In what the library fills
- * itself, reserved bytes are 0: vell_ltl_entry, vell_flood_result, and messages that it builds from
- * a function's arguments.
+ * Reserved bytes: in a record that the caller fills, the library does not write reserved bytes and
+ * sends them as they are. So clear a record's bytes before filling it. Clear the head of a route's
+ * TLV array too: a route without lists is sent with the head as the caller left it. In what the
+ * library fills itself, reserved bytes are 0: vell_ltl_entry, vell_flood_result, and messages that
+ * it builds from a function's arguments.
  *
- * Ownership: buffers remain the caller's. Of them the library keeps only the append position below
- * after a call: an address that it passes to the platform and does not use itself. It allocates
- * memory only where a function's comment says so, with the C library's allocator. It releases that
- * memory before the call returns, whether or not the call succeeds, unless the memory is the call's
- * result.
+ * Ownership: buffers remain the caller's. Of them the library keeps only the append position,
+ * p_current_tlv_addr, after a call: an address that it passes to the platform and does not use
+ * itself. It allocates memory only where a function's description says so, with the C library's
+ * allocator. It releases that memory before the call returns, whether or not the call succeeds,
+ * unless the memory is the call's result.
  *
- * Checks: only what a function's comment names is checked. The caller must avoid a null pointer
- * where no comment allows one, a list that outgrows vell_mrib_buf, and a message that is shorter
- * than its records: the library does not check for them, on purpose.
+ * Checks: only what a function's description names is checked. The caller must avoid a null pointer
+ * where no description allows one, a list that outgrows vell_mrib_buf, and a message that is
+ * shorter than its records: the library does not check for them, on purpose.
  *
  * Registered: the library's queue is the queue handle from vell_register or vell_register_kyt_q.
  * "Needs an acknowledged client" means that the library has a queue and a client id, which comes
@@ -76,7 +76,7 @@
  * the platform's event history and debug console when those accept its level. An error has level
  * 102, a trace 104, and both have module 0x730000. While no uuid is registered, the client's log is
  * that of 384. A message starts with the function's name and, in brackets, a number that identifies
- * the message and is the same in every release; the comments below give this number. "ERROR: " or
+ * the message and is the same in every release; the functions' descriptions give it. "ERROR: " or
  * "TRACE: " follows, except for traces in the client's log. A text is cut to 511 characters, except
  * on the console.
  */
@@ -586,7 +586,7 @@ VELL_API int vell_send_igmp_snoop_update(void);
 /*
  * A layer-2 message is this header and `count` records back to back, built by the caller in host
  * byte order. vell_send_l2_mc_update converts it to network order in place: every field of 16 or 32
- * bits, except the records' lengths and what the comments below exclude.
+ * bits, except the records' lengths and what is excluded below.
  */
 typedef struct VELL_RECORD vell_l2_message {
     uint8_t client_id; /* written by the library: 0 while it has none */
@@ -923,11 +923,10 @@ VELL_API uint32_t vell_handle_l2_mc_update_flood_ltl_resp(const void *rsp, uint8
  * indexes. These functions ask for one, ask to change its interfaces, or ask to release it. They
  * need no client: requests are sent from the library's queue, even when it is 0.
  *
- * Each request has one entry, and its answer must have one too. `key1` and `key2` are the first two
- * words of the entry, in all three requests. `cookie` is passed to the manager's client library
- * unchanged. The two results are words of the answer's entry. The library only carries these
- * values. The manager defines what they mean, for example which result is the allocated index, and
- * which keys change and release it.
+ * Each request has one entry. `key1` and `key2` are the first two words of the entry, in all three
+ * requests. `cookie` is passed to the manager's client library unchanged. The library only carries
+ * these values. The manager defines what they mean, for example which keys change and release an
+ * index.
  * ---------------------------------------------------------------------------------------------- */
 
 /* One multicast LTL index of a request. */
@@ -1012,6 +1011,14 @@ VELL_API int vell_nerb_l2_ltl_dealloc(uint32_t key1, uint32_t key2, uint32_t coo
 VELL_API int vell_nerb_build_mcast_ltl_info(uint32_t key1, uint32_t count,
                                             const uint32_t *if_indexes, uint32_t key2,
                                             vell_ltl_entry *entry);
+
+/* -------------------------------------------------------------------------------------------------
+ * Answers to LTL requests
+ *
+ * The answer to a request for one LTL index must have one entry. The two results are words of this
+ * entry. The manager defines what they mean, for example which one is the allocated index. These
+ * functions need no client.
+ * ---------------------------------------------------------------------------------------------- */
 
 /*
  * vell_nerb_handle_l2_response reads a general answer of the manager, to a modification or a
