@@ -38,7 +38,7 @@ if(VELL_SIM)
   install(TARGETS ${platform_libraries} LIBRARY DESTINATION ${simulator_libdir})
   install(TARGETS vellsim vellfeed RUNTIME)
   list(APPEND installed_targets ${platform_libraries} vellsim vellfeed)
-  list(APPEND installed_targets route_client snooping_client ltl_client)
+  list(APPEND installed_targets ${VELL_EXAMPLES})
   set_target_properties(
     vellfeed PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR};$ORIGIN/../${simulator_libdir}")
   set_target_properties(${platform_libraries} PROPERTIES INSTALL_RPATH "$ORIGIN")

@@ -3,8 +3,9 @@
  * messages, reports that its download is complete, then deletes a port from one group between
  * markers of its own, and deregisters.
  *
+ *     gcc -m32 snooping_client.c $(pkg-config --cflags --libs vell vell-sim) -o snooping_client
  *     vellsim run --detach
- *     snooping_client && vellsim show l2
+ *     ./snooping_client && vellsim show l2
  */
 #include <kyt.h>
 #include <kyt_sim.h>
@@ -13,6 +14,7 @@
 #include <protocol.h>
 #include <stdio.h>
 #include <string.h>
+#include <vell_sim.h>
 
 enum {
     client_uuid = 501,
@@ -35,15 +37,17 @@ static uint32_t ipv4(uint32_t a, uint32_t b, uint32_t c, uint32_t d) {
 /* Registers and waits for the service's answer, which arrives on the queue. Returns NULL, or a text
  * that says what failed. */
 static const char *register_client(uint32_t queue) {
-    kyt_sim_message *answer = NULL;
+    kyt_sim_message *received = NULL;
+    struct vell_sim_registration answer;
     uint32_t accepted = 0;
 
     if (!vell_register(queue, client_uuid, "snooping_client"))
         return "the registration could not be sent; is the simulator running (vellsim run)?";
-    if (kyt_sim_receive(queue, answer_timeout_ms, &answer) != 1)
-        return "the service did not answer the registration";
-    accepted = vell_register_ack(answer);
-    kyt_sim_message_free(answer);
+    if (kyt_sim_receive(queue, answer_timeout_ms, &received) != 1)
+        return "the service did not answer the registration, or went away";
+    if (vell_sim_registration_answer(received, &answer) == VELL_SIM_READ)
+        accepted = vell_register_ack(received);
+    kyt_sim_message_free(received);
     return accepted ? NULL : "the service gave no client id; vellsim show log says why";
 }
 

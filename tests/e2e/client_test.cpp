@@ -338,21 +338,6 @@ TEST_F(Client, AClientThatVanishesIsShownAsLostAndItsRoutesStay) {
     EXPECT_FALSE(route_of("239.1.1.1").is_null());
 }
 
-TEST_F(Client, TheExampleClientRuns) {
-    start_switch();
-    const auto example = run_program({ROUTE_CLIENT_PATH});
-    EXPECT_EQ(example.exit_code, 0) << example.err;
-    EXPECT_EQ(show("routes").size(), 2u);
-    EXPECT_EQ(route_of("239.1.1.1")["oifs"].size(), 2u);
-    EXPECT_EQ(route_of("239.1.1.2")["flags"], json::parse(R"(["download"])"));
-}
-
-TEST_F(Client, TheExampleClientWithoutASwitchSaysWhatToDo) {
-    const auto example = run_program({ROUTE_CLIENT_PATH});
-    EXPECT_EQ(example.exit_code, 1);
-    EXPECT_THAT(example.err, HasSubstr("vellsim run"));
-}
-
 TEST_F(Client, AClientThatIsNoPositionIndependentExecutableSharesTheCursorsWithTheLibrary) {
     // Such a program carries copies of the library's exported variables; the library must use the
     // copies.

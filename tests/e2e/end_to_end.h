@@ -46,6 +46,10 @@ protected:
         switch_->wait();
     }
 
+    static command_result example(const std::string &name) {
+        return run_program({EXAMPLES_PATH "/" + name});
+    }
+
     // What "vellsim show TABLE --json" prints, parsed; the test fails where it does not answer.
     static nlohmann::json show(const std::string &table) {
         const command_result result = vellsim({"show", table, "--json"});

@@ -9,7 +9,7 @@ class SnoopingClient : public end_to_end {};
 
 TEST_F(SnoopingClient, LeavesTheGroupsItAdded) {
     start_switch();
-    const auto run = run_program({SNOOPING_CLIENT_PATH});
+    const auto run = example("snooping_client");
     ASSERT_EQ(run.exit_code, 0) << run.err;
     const json l2 = show("l2");
     ASSERT_EQ(l2["entries"].size(), 3u);
@@ -31,7 +31,7 @@ TEST_F(SnoopingClient, LeavesTheGroupsItAdded) {
 
 TEST_F(SnoopingClient, SendsABatchOfTwoMessagesAndOneBetweenItsOwnMarkers) {
     start_switch();
-    const auto run = run_program({SNOOPING_CLIENT_PATH});
+    const auto run = example("snooping_client");
     ASSERT_EQ(run.exit_code, 0) << run.err;
     const json l2 = show("l2");
     ASSERT_EQ(l2["batches"].size(), 2u);
