@@ -69,6 +69,12 @@ public:
     }
     bool wants_input(const server_limits &limits);
 
+    // Whether a whole message could be handled at once: nothing else will wake the server for it.
+    bool has_work(const server_limits &limits) {
+        return !answer_pending() && !pause_until_ && has_room(limits) &&
+               input_.look() == frame_reader::state::whole;
+    }
+
     // Why the connection should be closed by now, and when its silence will have lasted too long.
     struct closing {
         bool is_error;

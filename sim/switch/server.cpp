@@ -93,6 +93,9 @@ int server::poll_timeout_ms() {
         next = when ? std::min(*when, next) : next;
     };
     for (auto &[id, peer] : peers_) {
+        if (peer.has_work(limits_)) {
+            return 0;
+        }
         consider(peer.next_due());
         consider(peer.closing_time(limits_));
     }

@@ -166,11 +166,16 @@ TEST_F(ServerLimits, LetAPeerThatReadsSlowlyWait) {
     });
     std::this_thread::sleep_for(500ms);
     int answers = 0;
-    while (answers < requests && client.receive_ack() == std::pair(1, 1)) {
-        ++answers;
+    auto longest_wait = 0ns;
+    for (auto asked = std::chrono::steady_clock::now();
+         answers < requests && client.receive_ack() == std::pair(1, 1); ++answers) {
+        const auto got = std::chrono::steady_clock::now();
+        longest_wait = std::max<std::chrono::nanoseconds>(longest_wait, got - asked);
+        asked = got;
     }
     sender.join();
     EXPECT_EQ(answers, requests);
+    EXPECT_LT(longest_wait, 800ms) << "the switch goes on as soon as the peer has read";
     EXPECT_THAT(running.errors(), IsEmpty());
 }
 
