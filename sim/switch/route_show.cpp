@@ -5,7 +5,6 @@
 #include "sim/switch/service.h"
 
 #include <iterator>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -196,34 +195,54 @@ void print_sums(output &out, const route_sums &sums) {
     out.field("oifs", " {:>9}\n", sums.oifs);
 }
 
+// Routes are sorted by table: a table's sums are known where the next one begins. So an answer
+// takes no more memory for many tables than for one.
+struct table_sums {
+    std::optional<std::uint32_t> table{};
+    route_sums sums{};
+    route_sums total{};
+
+    void add(output &out, row_count &rows, std::uint32_t of, const route_sums &more) {
+        if (table != of) {
+            print(out, rows);
+            table = of;
+            sums = {};
+        }
+        sums.add(more);
+        total.add(more);
+    }
+    void print(output &out, row_count &rows) const {
+        if (table && rows.take()) {
+            out.open_object();
+            out.field("table", "{:>10}", *table);
+            print_sums(out, sums);
+            out.close_object();
+        }
+    }
+};
+
 answer show_summary(service &vell, const question &asked) {
     answer made(asked);
-    const auto tables = std::make_shared<std::map<std::uint32_t, route_sums>>();
-    made.each(vell.routes, [filter = route_filter(asked), tables](
-                               output &, row_count &, const route_key &key, const route &held) {
-        if (filter.matches(key, held)) {
-            (*tables)[key.table].add(sums_of(key, held));
-        }
-    });
-    made.once([tables](output &out, row_count &rows) {
+    const auto summed = std::make_shared<table_sums>();
+    made.once([](output &out, row_count &) {
         out.text("{:>10} {:>9} {:>9} {:>9} {:>10} {:>13} {:>9}\n", "Table", "Routes", "(S,G)",
                  "(*,G)", "With OIFs", "Without OIFs", "OIFs");
         out.open_rows("summary");
-        route_sums total;
-        for (const auto &[table, sums] : *tables) {
-            total.add(sums);
-            if (rows.take()) {
-                out.open_object();
-                out.field("table", "{:>10}", table);
-                print_sums(out, sums);
-                out.close_object();
-            }
-        }
+    });
+    made.each(vell.routes,
+              [filter = route_filter(asked), summed](output &out, row_count &rows,
+                                                     const route_key &key, const route &held) {
+                  if (filter.matches(key, held)) {
+                      summed->add(out, rows, key.table, sums_of(key, held));
+                  }
+              });
+    made.once([summed](output &out, row_count &rows) {
+        summed->print(out, rows);
         out.close_list();
         if (!out.is_json()) {
             out.text("{:>10}", "Total");
-            print_sums(out, total);
-            out.text("{} in {}\n", counted(total.routes, "route"),
+            print_sums(out, summed->total);
+            out.text("{} in {}\n", counted(summed->total.routes, "route"),
                      counted_of(rows.shown, rows.matched, "table"));
         }
     });

@@ -206,3 +206,18 @@ TEST(ShowRoutes, IsSummedUpPerTable) {
     EXPECT_THAT(text_of(test.vell, "routes summary=true client=2"),
                 EndsWith("\n2 routes in 2 tables\n"));
 }
+
+TEST(ShowRoutes, SumsUpAnyNumberOfTablesPieceByPiece) {
+    test_service test;
+    sim::session from = test.registered_session();
+    std::vector<test_route> routes(5000);
+    for (std::uint32_t i = 0; i < routes.size(); ++i) {
+        routes[i].table = i;
+    }
+    test.send(from, route_head(), route_payload(1, routes));
+    ASSERT_EQ(test.vell.routes.size(), routes.size());
+    expect_small_pieces(test.vell, "routes summary=true");
+    const json summed = json::parse(answer_of(test.vell, "routes summary=true limit=3"));
+    EXPECT_EQ(summed.at("matched"), 5000);
+    EXPECT_EQ(summed.at("summary").size(), 3u);
+}
