@@ -19,6 +19,15 @@ std::string printable(std::string_view text) {
     return safe;
 }
 
+std::string printable_lines(std::string_view text) {
+    std::string safe;
+    while (!text.empty()) {
+        const char *const end = text.find('\n') == text.npos ? "" : "\n";
+        safe += printable(take_until(text, "\n")) + end;
+    }
+    return safe;
+}
+
 std::optional<std::uint64_t> parse_number(std::string_view text) {
     const bool is_hex = text.starts_with("0x");
     const char *const end = text.data() + text.size();

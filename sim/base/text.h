@@ -14,6 +14,9 @@ inline constexpr std::size_t text_width = 80;
 // Text from elsewhere as printable ASCII; every other byte becomes \xNN.
 std::string printable(std::string_view text);
 
+// The same of text of several lines, which stay lines.
+std::string printable_lines(std::string_view text);
+
 // Decimal digits, or 0x and hexadecimal ones; a leading zero is only a digit.
 std::optional<std::uint64_t> parse_number(std::string_view text);
 

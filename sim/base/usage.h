@@ -21,12 +21,12 @@ inline const CLI::App *chosen_command(const CLI::App *app, std::string &words) {
     return app;
 }
 
-// The failure message of an app.
+// The failure message of an app; what a terminal might obey is escaped.
 inline std::string usage_text(const CLI::App *app, const CLI::Error &error) {
     std::string words;
     chosen_command(app, words);
     return fmt::format("{0}: {1}\nRun `{0} {2}--help` for more information.\n", app->get_name(),
-                       error.what(), words);
+                       printable_lines(error.what()), words);
 }
 
 // A missing command, and words that belong to no option, in full sentences: someone who misspelt a
@@ -44,11 +44,10 @@ inline CLI::Error explained(const CLI::App &app, const CLI::ParseError &error) {
     }
     if (dynamic_cast<const CLI::ExtrasError *>(&error) != nullptr && names.empty() &&
         !unknown.empty()) {
-        return CLI::Error(
-            "ExtrasError",
-            option == unknown.end()
-                ? fmt::format("`{}` takes no \"{}\"", words, printable(unknown.front()))
-                : fmt::format("`{}` has no option {}", words, printable(*option)));
+        return CLI::Error("ExtrasError",
+                          option == unknown.end()
+                              ? fmt::format("`{}` takes no \"{}\"", words, unknown.front())
+                              : fmt::format("`{}` has no option {}", words, *option));
     }
     if (error.get_exit_code() == 0 || names.empty()) {
         return error;
@@ -57,10 +56,9 @@ inline CLI::Error explained(const CLI::App &app, const CLI::ParseError &error) {
         return CLI::Error("RequiredError",
                           fmt::format("`{}` needs a command: {}", words, fmt::join(names, ", ")));
     }
-    return CLI::Error("ExtrasError",
-                      fmt::format("there is no {} \"{}\"; the commands are {}",
-                                  is_option(unknown.front()) ? "option" : "command",
-                                  printable(unknown.front()), fmt::join(names, ", ")));
+    return CLI::Error("ExtrasError", fmt::format("there is no {} \"{}\"; the commands are {}",
+                                                 is_option(unknown.front()) ? "option" : "command",
+                                                 unknown.front(), fmt::join(names, ", ")));
 }
 
 } // namespace sim

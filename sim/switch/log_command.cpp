@@ -187,7 +187,7 @@ command_action add_show_log(CLI::App &command) {
         ->check(CLI::IsMember({"history", "client", "service"}).description(""))
         ->type_name("SINK");
     command.add_option("--limit", query.limit, "Only the latest N lines")
-        ->check(CLI::Range(1u, UINT32_MAX).description(""))
+        ->transform(number_up_to(UINT32_MAX, 1))
         ->type_name("N");
     command
         .add_option("--since", options->since,

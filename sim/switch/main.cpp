@@ -1,6 +1,7 @@
 // vellsim, the simulated switch: every run of it ends with an exit code, and with a message when
 // that is not 0.
 #include "sim/base/file_descriptor.h"
+#include "sim/base/number_option.h"
 #include "sim/base/usage.h"
 #include "sim/switch/commands.h"
 #include "sim/wire/run_dir.h"
@@ -75,7 +76,7 @@ int run_command_line(int argc, char **argv) {
 namespace sim {
 
 void complain(const std::string &text) {
-    std::fputs(fmt::format("vellsim: {}\n", text).c_str(), stderr);
+    std::fputs(fmt::format("vellsim: {}\n", printable(text)).c_str(), stderr);
 }
 
 int fail(const std::string &why) {
@@ -116,7 +117,7 @@ void add_run_directory(CLI::App &command, std::string &run_directory) {
 void add_switch_options(CLI::App &command, switch_call &to) {
     add_run_directory(command, to.run_directory);
     command.add_option("--timeout", to.timeout_s, "Give up after S seconds")
-        ->check(CLI::Range(1, 86'400).description(""))
+        ->transform(number_up_to(86'400, 1))
         ->type_name("S")
         ->capture_default_str();
 }

@@ -9,7 +9,6 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <poll.h>
-#include <string_view>
 #include <sys/file.h>
 #include <utility>
 
@@ -103,10 +102,10 @@ std::string conversation::receive_piece(frame &piece) {
         return not_in_time("does not answer");
     }
     if (got.status != frame_status::done) {
-        return fmt::format("the switch's answer is cut: {}", printable(got.reason));
+        return "the switch's answer is cut: " + got.reason;
     }
     const std::string text(piece.payload.begin(), piece.payload.end());
-    return piece.head.opcode == 0 ? std::string() : printable(text);
+    return piece.head.opcode == 0 ? std::string() : text;
 }
 
 // The end of the connection comes first, then the next switch is let in.
@@ -122,16 +121,6 @@ std::string conversation::wait_for_end() {
     return is_held() ? not_in_time("has not ended") : "";
 }
 
-// The switch answers in lines of plain ASCII; whatever else comes is not from this vellsim.
-std::string safe_lines(std::string_view text) {
-    std::string safe;
-    while (!text.empty()) {
-        const char *const end = text.find('\n') == text.npos ? "" : "\n";
-        safe += printable(take_until(text, "\n")) + end;
-    }
-    return safe;
-}
-
 } // namespace
 
 int print_answer(const switch_call &to, const question &asked) {
@@ -142,7 +131,8 @@ int print_answer(const switch_call &to, const question &asked) {
     while (error.empty() && (piece.head.flags & answer_goes_on) != 0) {
         error = with_switch.receive_piece(piece);
         const std::string text(piece.payload.begin(), piece.payload.end());
-        if (error.empty() && print(safe_lines(text)) != EXIT_SUCCESS) {
+        // The switch answers in lines of plain ASCII; whatever else comes is not from this vellsim.
+        if (error.empty() && print(printable_lines(text)) != EXIT_SUCCESS) {
             return EXIT_FAILURE;
         }
     }

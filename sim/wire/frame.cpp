@@ -1,5 +1,7 @@
 #include "sim/wire/frame.h"
 
+#include "sim/base/text.h"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -174,7 +176,7 @@ frame_result frame_reader::take_front(frame &whole) {
     if (whole.head.kind == frame_kind::closing) {
         return {frame_status::dismissed,
                 fmt::format("{}: {}", peer_has_closed,
-                            std::string(whole.payload.begin(), whole.payload.end()))};
+                            printable(std::string(whole.payload.begin(), whole.payload.end())))};
     }
     return {};
 }

@@ -243,14 +243,14 @@ TEST(FrameReader, IsBrokenByALengthBeforeThePayloadComes) {
 
 TEST(FrameReader, SaysWhyTheSwitchClosesTheConnection) {
     const auto [here, there] = make_stream_pair();
-    const std::string why = "there is no room";
+    const std::string why = "there is no room\x1b[2J";
     write_all(there.get(), message(1, {10}) + closing(why));
     frame_reader reader{frame_kind::message, frame_kind::closing};
     frame whole;
     EXPECT_EQ(reader.read(here.get(), whole).status, frame_status::done);
     const auto result = reader.read(here.get(), whole);
     EXPECT_EQ(result.status, frame_status::dismissed);
-    EXPECT_EQ(result.reason, "the other end has closed the connection: there is no room");
+    EXPECT_EQ(result.reason, "the other end has closed the connection: there is no room\\x1b[2J");
 }
 
 TEST(ReceiveFrame, SaysWhyASocketThatIsNoneFails) {

@@ -31,6 +31,31 @@ TEST(Usage, NamesTheHelpOfTheCommand) {
                        "Run `vellsim show routes --help` for more information.\n");
 }
 
+TEST(Usage, ReadsALeadingZeroAsADigit) {
+    const scratch_directory directory;
+    for (const char *seconds : {"08", "0x1"}) {
+        const command_result stopped =
+            vellsim({"stop", "--run-dir", directory / "run", "--timeout", seconds});
+        EXPECT_EQ(stopped.exit_code, 1) << stopped.err;
+    }
+    expect_usage_error({"stop", "--timeout", "086401"},
+                       "vellsim: --timeout: 086401 is not a number from 1 to 86400\n"
+                       "Run `vellsim stop --help` for more information.\n");
+    expect_usage_error({"show", "log", "--limit", "00"},
+                       "vellsim: --limit: 00 is not a number from 1 to 4294967295\n"
+                       "Run `vellsim show log --help` for more information.\n");
+}
+
+TEST(Usage, ShowsNoTerminalWhatItMightObey) {
+    expect_usage_error({"show", "log", "--sink", "\x1b[2J"},
+                       "vellsim: --sink: \\x1b[2J not in {history,client,service}\n"
+                       "Run `vellsim show log --help` for more information.\n");
+    const command_result stopped = vellsim({"stop", "--run-dir", "/dev/null/\x1b[2J"});
+    EXPECT_EQ(stopped.exit_code, 1);
+    EXPECT_THAT(stopped.err, HasSubstr("/dev/null/\\x1b[2J"));
+    EXPECT_THAT(stopped.err, testing::Not(HasSubstr("\x1b")));
+}
+
 TEST(Usage, CountTakesNumbersThatFit) {
     const std::vector<std::string> count = {"count", "--source", "10.0.0.9", "--group",
                                             "239.1.1.2"};
