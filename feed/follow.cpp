@@ -57,13 +57,13 @@ public:
 
     int run() {
         while (!signals_.arrived()) {
-            if (due_ && clock::now() >= *due_) {
-                read();
-            }
             try {
+                if (due_ && clock::now() >= *due_) {
+                    read();
+                }
                 mirror_.tick();
             } catch (const interrupted &) {
-                break; // by a signal, between two messages
+                break; // by a signal, between two messages or while it waited for a program
             }
             report();
             if (command_.once_in_step && !due_ && mirror_.in_step()) {

@@ -1,6 +1,7 @@
 #include "feed/json_rows.h"
 
 #include "feed/failure.h"
+#include "feed/stop_signals.h"
 
 #include <algorithm>
 #include <array>
@@ -43,6 +44,7 @@ public:
 private:
     bool refill() {
         count_lines();
+        stop_signals::wait_to_read(file_, name_);
         ssize_t size = -1;
         do {
             size = ::read(file_, buffer_.data(), buffer_.size());

@@ -18,6 +18,11 @@ public:
     std::string next_line() { return program_.next_line(); }
     std::string said() const { return read_file(errors_.get()); }
     bool is_idle() const { return program_.is_idle(); }
+    bool has_child() const {
+        const std::string pid = std::to_string(program_.pid());
+        std::ifstream children("/proc/" + pid + "/task/" + pid + "/children");
+        return children.peek() != std::ifstream::traits_type::eof();
+    }
     void signal(int number) const { program_.signal(number); }
     int wait() { return program_.wait(); }
 

@@ -2,6 +2,7 @@
 #include "tests/e2e/end_to_end.h"
 #include "tests/support/wait.h"
 
+#include <chrono>
 #include <csignal>
 #include <gmock/gmock.h>
 #include <map>
@@ -11,6 +12,7 @@ namespace {
 
 using nlohmann::json;
 using testing::HasSubstr;
+using namespace std::chrono_literals;
 
 class FollowReplay : public end_to_end {
 protected:
@@ -173,6 +175,23 @@ TEST_F(FollowReplay, GoesOnInSilenceUntilItIsStopped) {
         EXPECT_EQ(follower.wait(), 0) << follower.said();
         expect_night();
     }
+}
+
+// It asks what the switch has when a table is first spoken of.
+TEST_F(FollowReplay, EndsAtOnceThoughTheSwitchHangs) {
+    start_switch();
+    const std::string routes = snapshot("routes", "routes.json", "[]");
+    background_vellfeed follower(
+        {"follow", "--replay", routes, sample("day/1"), "--every", "1000", "--quiet"});
+    EXPECT_TRUE(wait_until([] { return show("clients").size() == 1; }));
+    the_switch().signal(SIGSTOP);
+    EXPECT_TRUE(wait_until([&] { return follower.has_child(); }));
+    const auto before = std::chrono::steady_clock::now();
+    follower.signal(SIGTERM);
+    EXPECT_EQ(follower.wait(), 0) << follower.said();
+    EXPECT_LT(std::chrono::steady_clock::now() - before, 5s);
+    the_switch().signal(SIGCONT);
+    EXPECT_TRUE(wait_until([] { return show("clients").back()["state"] == "deregistered"; }));
 }
 
 TEST_F(FollowReplay, ASnapshotThatCannotBeReadEndsIt) {
