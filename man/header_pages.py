@@ -168,6 +168,8 @@ class Generator:
         lines, used = [], set()
         for line in self.frame.replace("@VERSION@", self.version).splitlines():
             if line.startswith("@"):
+                if line[1:] not in parts:
+                    raise ValueError(f"man/vell.7.in: vell.h has nothing for {line}")
                 used.add(line[1:])
                 part = parts[line[1:]]
                 lines += without_first_break(part) if lines[-1].startswith(".Sh") else part
