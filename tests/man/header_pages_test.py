@@ -90,7 +90,15 @@ class Declarations(unittest.TestCase):
 
 
 class LogMessages(unittest.TestCase):
-    def rows(self, page):
+    @staticmethod
+    def description(page, function):
+        """What the page says under the function's own heading."""
+        parts = re.split(r"^   (\S.*)\n", page["DESCRIPTION"], flags=re.M)
+        return next(text for heading, text in zip(parts[1::2], parts[2::2])
+                    if function in heading.split(", "))
+
+    @staticmethod
+    def rows(page):
         """Function, number, level and text of each message in a page's list."""
         function = None
         for line in page["LOG MESSAGES"].splitlines():
@@ -111,6 +119,7 @@ class LogMessages(unittest.TestCase):
                         re.search(r"\b%d\b" % number, source) for source in sources),
                     f"{function} {number} {level} {text}")
                 texts.add((level.upper(), text))
+                self.assertRegex(self.description(page, function), r"\b%d\b" % number, function)
         logged = {(level, text.strip()) for source in sources for level, text in
                   re.findall(r'"%s\(%d\):(\w+): (.*?)(?:\\n)?"', source)}
         self.assertGreater(len(logged), 40)
