@@ -24,7 +24,7 @@ PAGES = {
              ["register_client"]),
     "Route records":
         Page("vell_mrib_route", "a multicast route, its flags and fields", "route_client.c",
-             ["ipv4", "fill_route"]),
+             ["fill_route"]),
     "Lists of a route":
         Page("vell_mrib_list", "outgoing interfaces and encapsulations of a multicast route",
              "route_client.c", ["fill_route"]),
