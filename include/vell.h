@@ -731,9 +731,9 @@ VELL_API int vell_send_l2_mc_update(uint8_t *buffer, uint32_t length, uint16_t c
 /* -------------------------------------------------------------------------------------------------
  * Overlay notifications
  *
- * These are sent from the queue that the caller passes, whether or not a client is registered. Each
- * function returns 1 when sent and 0 when not. It logs nothing, and writes nothing, when the queue
- * is 0 or a pointer is null; it logs an error when the send failed.
+ * These messages are sent from the queue that the caller passes, whether or not a client is
+ * registered. Each function returns 1 when sent and 0 when not. It logs nothing, and writes
+ * nothing, when the queue is 0 or a pointer is null; it logs an error when the send failed.
  * ---------------------------------------------------------------------------------------------- */
 
 /* Every overlay message begins with this, in host byte order. `length` is the length of the whole

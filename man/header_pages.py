@@ -46,6 +46,8 @@ PAGES = {
         Page("vell_nerb_handle_l2_response", "read the LTL manager's answers", "", []),
 }
 
+CONVENTIONS = [".Pp", ".Xr vell 7",
+               "has the conventions of all pages, such as what an acknowledged client is."]
 MANY = 3  # functions of one comment: more are named by their pattern
 
 
@@ -88,7 +90,8 @@ class Generator:
                       *(f".Fa {quoted(argument)}" for argument in function.arguments), ".Fc"]
         variables = [variable for item in items for variable in item.variables]
         lines += [".Pp"] * bool(variables) + [f'.Vt "extern {v}" ;' for v in variables]
-        lines += [".Sh DESCRIPTION", *without_first_break(writer.paragraphs(section.paragraphs))]
+        lines += [".Sh DESCRIPTION",
+                  *without_first_break([*writer.paragraphs(section.paragraphs), *CONVENTIONS])]
         lines += self.data([item for item in items if not item.functions], writer)
         for item in section.items:
             if item.functions:
