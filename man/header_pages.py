@@ -6,6 +6,7 @@ Each section of the header becomes a page. A section without a page, a log messa
 not in its function's comment, and an example that does not exist are errors.
 """
 import collections
+import datetime
 import pathlib
 import re
 import shutil
@@ -58,6 +59,12 @@ class Generator:
         self.header = Header((self.root / "include/vell.h").read_text())
         self.frame = (self.root / "man/vell.7.in").read_text()
         self.messages = log_messages(root)
+        release = re.search(r"^## .* (\d{4}-\d\d-\d\d)$", (self.root / "CHANGELOG.md").read_text(),
+                            re.M)
+        if not release:
+            raise ValueError("CHANGELOG.md has no release with a date")
+        date = datetime.date.fromisoformat(release[1])
+        self.date = f"{date:%B} {date.day}, {date.year}"
         titles = [self.title(section) for section in self.header.sections]
         if titles != list(PAGES):
             raise ValueError(f"vell.h has the sections {titles}, and there are pages for "
@@ -79,8 +86,7 @@ class Generator:
         names = [function.name for function in functions] + section.variables()
         names = [name for name in names if name != page.name]
         writer = Writer(self.header, {function.name for function in functions})
-        lines = [re.search(r"^\.Dd .*", self.frame, re.M)[0], f".Dt {page.name.upper()} 3",
-                 f'.Os "libvell {self.version}"',
+        lines = [f".Dd {self.date}", f".Dt {page.name.upper()} 3", f'.Os "libvell {self.version}"',
                  ".Sh NAME", *(f".Nm {name} ," for name in [page.name, *names][:-1]),
                  f".Nm {names[-1]}", f".Nd {page.description}",
                  ".Sh LIBRARY", "libvell", ".Pq Fl l Ns Ar vell",
@@ -169,7 +175,8 @@ class Generator:
         for name, paragraphs in self.header.conventions.items():
             parts[name] = writer.paragraphs(paragraphs)
         lines, used = [], set()
-        for line in self.frame.replace("@VERSION@", self.version).splitlines():
+        frame = self.frame.replace("@VERSION@", self.version).replace("@DATE@", self.date)
+        for line in frame.splitlines():
             if line.startswith("@"):
                 if line[1:] not in parts:
                     raise ValueError(f"man/vell.7.in: vell.h has nothing for {line}")

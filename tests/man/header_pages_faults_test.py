@@ -19,6 +19,7 @@ class Faults(unittest.TestCase):
         self.root = pathlib.Path(folder.name)
         for part in ("include", "src", "examples", "man"):
             shutil.copytree(ROOT / part, self.root / part)
+        shutil.copy(ROOT / "CHANGELOG.md", self.root)
 
     def write_pages(self, tree="tree"):
         return subprocess.run(
@@ -36,14 +37,17 @@ class Faults(unittest.TestCase):
         self.assertEqual(written.returncode, 1, written.stderr)
         self.assertIn(message, written.stderr)
 
-    def test_pages_are_the_same_each_time_and_name_the_version(self):
+    def test_pages_are_the_same_each_time_with_version_and_date_of_the_release(self):
+        self.plant("CHANGELOG.md", "## 1.0.0 - ", "## 1.2.3 - 2027-01-05\n\n## 1.0.0 - ")
         pages = []
         for tree in ("one", "two"):
             self.assertEqual(self.write_pages(tree).returncode, 0)
             pages.append({path.name: path.read_bytes()
                           for path in (self.root / tree).glob("man?/*")})
         self.assertEqual(pages[0], pages[1])
-        self.assertIn(b'.Os "libvell 1.2.3"\n', pages[0]["vell_register.3"])
+        for name in ("vell_register.3", "vell.7"):
+            self.assertIn(b'.Os "libvell 1.2.3"\n', pages[0][name])
+            self.assertIn(b".Dd January 5, 2027\n", pages[0][name])
 
     def test_a_page_that_is_no_longer_made_disappears(self):
         (self.root / "tree/man3").mkdir(parents=True)
