@@ -895,7 +895,7 @@ VELL_API uint32_t vell_send_l2_mc_update_flood_ltl(void *old_buffer, uint32_t ol
 #define VELL_FLOOD_ACKNOWLEDGED 0x01
 typedef struct VELL_RECORD vell_flood_result {
     uint8_t type;          /* 0 */
-    uint8_t flags;         /* VELL_FLOOD_ACKNOWLEDGED */
+    uint8_t flags;         /* VELL_FLOOD_ACKNOWLEDGED when the change was made, otherwise 0 */
     uint8_t reserved1[22]; /* 0 */
     uint32_t vlan;         /* in network order */
     uint8_t reserved2[52]; /* 0 */

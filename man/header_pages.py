@@ -21,17 +21,17 @@ Page = collections.namedtuple("Page", "name description file examples")
 
 PAGES = {
     "Registration":
-        Page("vell_register", "become a client of the vell service", "route_client.c",
+        Page("vell_register", "become a client of the vell service", "first_client.c",
              ["register_client"]),
     "Route records":
         Page("vell_mrib_route", "a multicast route, its flags and fields", "route_client.c",
-             ["fill_route"]),
+             ["fill_head"]),
     "Lists of a route":
         Page("vell_mrib_list", "outgoing interfaces and encapsulations of a multicast route",
-             "route_client.c", ["fill_route"]),
+             "route_client.c", ["add_oifs", "fill_route", "room_for"]),
     "Route messages":
         Page("vell_send_v4_mroute_update", "send multicast routes to the vell service",
-             "route_client.c", ["send_routes"]),
+             "route_client.c", ["send_message", "send_routes"]),
     "Route statistics":
         Page("vell_send_v4_mroute_stats_req", "request or clear the counters of a route", "", []),
     "IGMP snooping and layer-2 multicast":
@@ -40,11 +40,14 @@ PAGES = {
     "Overlay notifications":
         Page("vell_send_zeb_route_update", "notify the vell service of the overlay", "", []),
     "Flood sets":
-        Page("vell_send_l2_mc_update_flood_ltl", "change the flood sets of VLANs", "", []),
+        Page("vell_send_l2_mc_update_flood_ltl", "change the flood sets of VLANs",
+             "flood_client.c", ["fill_vlan", "send_flood_sets", "take_result"]),
     "Multicast LTL indexes":
-        Page("vell_nerb_l2_ltl_alloc", "request, change or release a multicast LTL index", "", []),
+        Page("vell_nerb_l2_ltl_alloc", "request, change or release a multicast LTL index",
+             "ltl_client.c", ["allocate_ltl", "change_ltl", "release_ltl"]),
     "Answers to LTL requests":
-        Page("vell_nerb_handle_l2_response", "read the LTL manager's answers", "", []),
+        Page("vell_nerb_handle_l2_response", "read the LTL manager's answers", "ltl_client.c",
+             ["is_answer", "take_answer"]),
 }
 
 CONVENTIONS = [".Pp", ".Xr vell 7",
