@@ -14,7 +14,7 @@ import sys
 
 from log_calls import log_messages
 from mdoc_text import Writer, escaped, literal, quoted, without_first_break
-from read_header import Header, Paragraph
+from read_header import Header, Paragraph, paragraphs_of
 
 # name: the page's main function or record. examples: functions to show, in their order.
 Page = collections.namedtuple("Page", "name description file examples")
@@ -174,7 +174,11 @@ class Generator:
         first = Paragraph(first.text.replace("libvell: ", "libvell "), None)
         parts = {"introduction": writer.paragraphs([first, *others]),
                  "families": [".Bl -tag -width Ds -compact", *families, ".El"],
-                 "pages": self.references()}
+                 "clients": [], "pages": self.references()}
+        for client in sorted((self.root / "examples").glob("*.c")):
+            comment = client.read_text().split("*/")[0]
+            parts["clients"] += [f".It Pa {client.name}",
+                                 *writer.prose(paragraphs_of(comment)[0].text)]
         for name, paragraphs in self.header.conventions.items():
             parts[name] = writer.paragraphs(paragraphs)
         lines, used = [], set()
