@@ -239,6 +239,10 @@ def check(page, program):
             expect(is_used, f"{heading}: {option} {argument} is not an option of any command")
     if "run" in leaves:
         check_run(page, leaves["run"].help)
+    if "SNAPSHOTS" in page.sections:
+        of_page = [head.replace("Pa ", "") for head, _ in items_of(page.sections["SNAPSHOTS"])]
+        text = leaves["send"].positionals["SNAPSHOT"].text
+        expect_names(of_page, re.findall(r"\w+\.json", text), "SNAPSHOTS")
 
 
 def check_run(page, text):
