@@ -1,13 +1,13 @@
 #!/usr/bin/env python3
-"""Runs the command lines of a page in one shell, in order: each succeeds and prints what the page shows.
+"""Runs the command lines of a page in one shell: each succeeds and prints what the page shows.
 
 Usage: page_examples.py PAGE FOLDER_OF_PROGRAMS SOURCE_FOLDER
 
-A command line is a line of a literal block that begins with "$ "; lines that begin with "> " go on
-with it. What is printed is compared but for white space; "..." stands for anything. A listing that
-begins with a comment "/* NAME.c" becomes a file of that name. The shell starts in an empty folder
-with the samples, and a run directory in it. `ip` and `bridge` print the sample day/1 there, so that
-a page may use them on any machine.
+A command line is a line of a literal block that begins with "$ ". What is printed is compared but
+for white space; "..." is anything. A listing that begins with a comment and a file's name
+becomes this file. The shell starts in an empty folder with the samples, and a run directory in it;
+for a page that builds something, with an installed tree.
+`ip` and `bridge` print the sample day/1 there, so that a page may use them on any machine.
 """
 import contextlib
 import glob
@@ -42,19 +42,17 @@ def literal_blocks(path):
 
 
 def read_page(path):
-    """The listings by file name, and the commands, each with what it prints."""
+    """The listings by file name, and the commands, each with what it should print."""
     listings = {}
     commands = []
     for block in literal_blocks(path):
-        listing = re.match(r"/\* ([\w-]+\.c)\b", block)
+        listing = re.match(r"(?:/\*|#) ([\w-]+\.(?:c|sh))\b", block)
         if listing:
             listings[listing[1]] = block
         elif block.startswith("$ "):
             for part in re.split(r"^\$ ", block, flags=re.MULTILINE)[1:]:
                 lines = part.splitlines()
-                end = next((i for i, line in enumerate(lines[1:], 1) if not line.startswith("> ")), len(lines))
-                command = "\n".join([lines[0], *(line[2:] for line in lines[1:end])])
-                commands.append((command, "\n".join(lines[end:])))
+                commands.append((lines[0], "\n".join(lines[1:])))
     return listings, commands
 
 
@@ -72,7 +70,14 @@ def run(commands, folder):
         "VELLSIM_RUN_DIR": folder + "/run",
         "PATH": ":".join([folder + "/bin", programs, os.environ["PATH"]]),
     }
-    with open(folder + "/printed", "w+", encoding="ascii") as printed:
+    if any("pkg-config" in command for command, _ in commands):
+        prefix = folder + "/prefix"
+        install = ["cmake", "--install", programs, "--prefix", prefix]
+        subprocess.run(install, check=True, stdout=subprocess.DEVNULL)
+        environment["PATH"] = ":".join([prefix + "/bin", os.environ["PATH"]])
+        (package,) = glob.glob(prefix + "/lib/**/vell.pc", recursive=True)
+        environment["PKG_CONFIG_PATH"] = os.path.dirname(package)
+    with open(folder + "/printed", "w+", encoding="utf-8", errors="replace") as printed:
         shell = subprocess.Popen(
             ["bash", "-c", "".join(lines)],
             cwd=folder,

@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
 """Holds the page of a program to what the program prints for --help, in both directions.
 
-Usage: tool_pages.py PAGE PROGRAM
+Usage: tool_pages.py PAGE PROGRAM [PAGE_OF_FAULT_MODES]
 
 Each command of the program has an entry in SYNOPSIS, with exactly the options and arguments of its
 help. Each option is described once, under the command's own heading or under one that several
-commands share, with the same argument and the same default. Limits and environment agree, too.
+commands share, with the same argument and the same default. Limits and environment agree, too. The
+other page has a list of all fault modes.
 """
 import re
 import subprocess
@@ -35,7 +36,7 @@ def expect_names(page, program, what):
         expect(False, f"{what}: {name} is in --help and not in the page")
 
 
-# What --help says -------------------------------------------------------------------------------------
+# What --help says ---------------------------------------------------------------------------------
 
 
 class Option:
@@ -56,7 +57,7 @@ class Option:
 
 
 class Command:
-    """One command as its help has it: options and positional arguments by name, and commands in it."""
+    """One command as its help has it: options and arguments by name, and commands in it."""
 
     def __init__(self, program, words):
         command = [program, *words, "--help"]
@@ -81,7 +82,8 @@ class Command:
             elif entry and line.startswith(" " * 10):
                 entry.text += " " + line.strip()
         usage = re.search(r"^Usage: (.*)$", help_text, re.MULTILINE)[1]
-        self.usage = re.sub(r"^\S+( [a-z0-9-]+)*( \[OPTIONS\])?( SUBCOMMAND)?", "", usage).strip().lower()
+        before = r"^\S+( [a-z0-9-]+)*( \[OPTIONS\])?( SUBCOMMAND)?"
+        self.usage = re.sub(before, "", usage).strip().lower()
         self.commands = [Command(program, [*words, name]) for name in names]
 
     def add(self, name, rest, text):
@@ -93,10 +95,10 @@ class Command:
         return entry
 
     def leaves(self):
-        return [self] if not self.commands else [leaf for one in self.commands for leaf in one.leaves()]
+        return [leaf for one in self.commands for leaf in one.leaves()] or [self]
 
 
-# What the page says -----------------------------------------------------------------------------------
+# What the page says -------------------------------------------------------------------------------
 
 
 def text_of(lines):
@@ -193,7 +195,7 @@ class Page:
         self.entries = {" ".join(one.words): one for one in made if one.words}
 
 
-# What must agree --------------------------------------------------------------------------------------
+# What must agree ----------------------------------------------------------------------------------
 
 
 def check_command(page, command):
@@ -206,7 +208,7 @@ def check_command(page, command):
         program = options[option]
         argument, optional = entry.options[option]
         expect_same(argument.replace(" ...", "..."), program.argument, f"SYNOPSIS, {name} {option}")
-        expect_same(not optional, program.required, f"SYNOPSIS, {name} {option}, whether it is required")
+        expect_same(not optional, program.required, f"SYNOPSIS, {name} {option}, required")
         places = [
             (heading, text)
             for heading in {name, *SHARED}
@@ -218,7 +220,8 @@ def check_command(page, command):
             described = Option(argument, program.required, text)
             expect_same(described.defaults(), program.defaults(), f"{heading}, {option}, default")
             for word in program.words():
-                expect(re.search(rf"\b{word}\b", text), f"{heading}, {option}: the word {word} is missing")
+                has_word = re.search(rf"\b{word}\b", text)
+                expect(has_word, f"{heading}, {option}: the word {word} is missing")
     for option, argument in page.described.get(name, {}):
         expect(option in options, f"{name}: {option} is described, but not an option of it")
 
@@ -231,8 +234,9 @@ def check(page, program):
     expect_names(set(page.described) - SHARED, leaves, "the headings of DESCRIPTION")
     for name in page.entries.keys() & leaves.keys():
         check_command(page, leaves[name])
-    used = {(option, one.argument) for leaf in leaves.values() for option, one in leaf.options.items()}
-    used.add(("--version", ""))
+    used = {("--version", "")}
+    for leaf in leaves.values():
+        used.update((option, one.argument) for option, one in leaf.options.items())
     for heading in SHARED:
         for option, argument in page.described.get(heading, {}):
             is_used = (option, argument) in used
@@ -253,12 +257,23 @@ def check_run(page, text):
     items = items_of(page.sections["LIMITS"])
     of_page = " ".join(f"{head} {text_of(body)}" for head, body in items)
     expect_same(of_page, " ".join(limits.split()), "LIMITS")
-    environment = set(re.findall(r"^  ([A-Z_]+)  ", text, re.MULTILINE)) | set(re.findall(r"\$([A-Z_]+)", text))
+    environment = re.findall(r"^  ([A-Z_]+)  |\$([A-Z_]+)", text, re.MULTILINE)
+    environment = {listed or mentioned for listed, mentioned in environment}
     of_page = [head.replace("Ev ", "") for head, _ in items_of(page.sections["ENVIRONMENT"])]
     expect_names(of_page, environment, "ENVIRONMENT")
 
 
+def check_fault_modes(page, path):
+    with open(path, encoding="ascii") as file:
+        text = sections_of(file.read().splitlines(), ".Ss")["Making the switch misbehave"]
+    of_page = re.findall(r"Fl (-[\w-]+)", " ".join(head for head, _ in items_of(text)))
+    modes = [option[1:] for option, _ in page.described["FAULT MODES"]]
+    expect_names(of_page, modes, f"{path}, fault modes")
+
+
 check(Page(sys.argv[1]), sys.argv[2])
+for other in sys.argv[3:]:
+    check_fault_modes(Page(sys.argv[1]), other)
 for failure in failures:
     print(f"{sys.argv[1]}: {failure}", file=sys.stderr)
 sys.exit(1 if failures else 0)
