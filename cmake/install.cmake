@@ -66,6 +66,11 @@ if(VELL_SIM)
   set(simulator_libdir ${CMAKE_INSTALL_LIBDIR}/vell-sim)
   install(TARGETS ${platform_libraries} LIBRARY DESTINATION ${simulator_libdir} COMPONENT sim)
   install(TARGETS vellsim vellfeed RUNTIME COMPONENT sim)
+  # Bash looks for a file of the program's name.
+  foreach(program vellsim vellfeed)
+    install(FILES completions/vellsim.bash RENAME ${program} COMPONENT sim
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+  endforeach()
   list(APPEND installed_targets ${platform_libraries} vellsim vellfeed)
   list(APPEND installed_targets ${VELL_EXAMPLES})
   set_target_properties(
