@@ -1,4 +1,4 @@
-// The examples that send routes, and what all examples have in common: they say why they failed.
+// The examples of routes and their counters, and what all examples have in common: they say why they failed.
 #include "tests/e2e/end_to_end.h"
 
 #include <gmock/gmock.h>
@@ -53,6 +53,57 @@ TEST_F(ExampleClients, TheRouteClientSendsThreeRoutesWithTheirListsInOneMessage)
     EXPECT_EQ(client["refused"], 0);
 }
 
+class StatsClient : public ExampleClients {
+protected:
+    static void count_traffic() {
+        const auto counted = vellsim({"count", "--source", "10.0.0.9", "--group", "239.1.1.1",
+                                      "--packets", "100", "--bytes", "6400", "--wrong-if", "2"});
+        EXPECT_EQ(counted.exit_code, 0) << counted.err;
+    }
+};
+
+TEST_F(StatsClient, ReadsTheCountersOfTheFirstClientsRouteAndClearsThem) {
+    start_switch();
+    expect_done(example("first_client"));
+    count_traffic();
+    const auto first = example("stats_client");
+    expect_done(first);
+    EXPECT_EQ(first.out, "100 packets, 6400 bytes, 2 RPF failures\n"
+                         "cleared after 100 packets\n");
+    EXPECT_EQ(example("stats_client").out, "0 packets, 0 bytes, 0 RPF failures\n"
+                                           "cleared after 0 packets\n");
+}
+
+class StatsClientAnswers : public StatsClient, public testing::WithParamInterface<const char *> {};
+
+TEST_P(StatsClientAnswers, MayBeLateOrTwice) {
+    start_switch({"--answer", GetParam()});
+    count_traffic();
+    const auto run = example("stats_client");
+    expect_done(run);
+    EXPECT_EQ(run.out, "100 packets, 6400 bytes, 2 RPF failures\n"
+                       "cleared after 100 packets\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(Modes, StatsClientAnswers,
+                         testing::Values("twice", "late:300", "foreign"));
+
+TEST_F(StatsClient, SaysThatTheServiceHasNoSuchRoute) {
+    start_switch();
+    const auto run = example("stats_client");
+    EXPECT_EQ(run.exit_code, 1);
+    EXPECT_EQ(run.err, "stats_client: the service has no such route; first_client sends it\n");
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(show("clients").at(0)["state"], "deregistered");
+}
+
+TEST_F(StatsClient, SaysThatTheSwitchDiedBeforeItAnswered) {
+    start_switch({"--answer", "late:60000", "--die-after", "2"});
+    const auto run = example("stats_client");
+    EXPECT_EQ(run.exit_code, 1);
+    EXPECT_THAT(run.err, HasSubstr("stats_client: the request was not answered\n"));
+}
+
 class RegisteringExample : public ExampleClients, public testing::WithParamInterface<const char *> {
 protected:
     static void expect_failed(const std::string &why) {
@@ -78,8 +129,8 @@ TEST_P(RegisteringExample, DoesNotTakeAnotherMessageForTheAnswer) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Clients, RegisteringExample,
-                         testing::Values("first_client", "route_client", "snooping_client",
-                                         "flood_client", "ltl_client"),
+                         testing::Values("first_client", "route_client", "stats_client",
+                                         "snooping_client", "flood_client", "ltl_client"),
                          [](const auto &client) { return std::string(client.param); });
 
 } // namespace
