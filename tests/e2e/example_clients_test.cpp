@@ -1,4 +1,4 @@
-// The examples of routes and their counters, and what all examples have in common: they say why they failed.
+// The examples of routes, of their counters and of the overlay, and what all examples have in common: they say why they failed.
 #include "tests/e2e/end_to_end.h"
 
 #include <gmock/gmock.h>
@@ -102,6 +102,24 @@ TEST_F(StatsClient, SaysThatTheSwitchDiedBeforeItAnswered) {
     const auto run = example("stats_client");
     EXPECT_EQ(run.exit_code, 1);
     EXPECT_THAT(run.err, HasSubstr("stats_client: the request was not answered\n"));
+}
+
+TEST_F(ExampleClients, TheOverlayClientNotifiesWithoutARegistration) {
+    start_switch();
+    expect_done(example("overlay_client"));
+    const json shown = json::parse(vellsim({"show", "overlay", "--json"}).out);
+    EXPECT_EQ(shown["feature"], "disabled");
+    EXPECT_EQ(shown["vlans_disabled"], json::array({10, 20}));
+    ASSERT_EQ(shown["overlay"].size(), 1u);
+    EXPECT_EQ(shown["overlay"][0]["type"], 7);
+    EXPECT_EQ(shown["overlay"][0]["body"], "010101ef92130000");
+}
+
+TEST_F(ExampleClients, TheOverlayClientWithoutASwitchSaysWhatToDo) {
+    const auto run = example("overlay_client");
+    EXPECT_EQ(run.exit_code, 1);
+    EXPECT_THAT(run.err, HasSubstr("overlay_client: the route could not be sent; is the simulator "
+                                   "running (vellsim run)?\n"));
 }
 
 class RegisteringExample : public ExampleClients, public testing::WithParamInterface<const char *> {
