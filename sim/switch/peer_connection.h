@@ -88,11 +88,12 @@ public:
     void end_output();
     bool output_ended() const { return output_ended_; }
 
-    // By a fault mode: no answer is sent any more, and the connection should be closed.
+    // By a fault mode: nothing more of it is handled or answered, and it should be closed.
     void drop() {
         end_output();
         is_dropped_ = true;
     }
+    bool is_dropped() const { return is_dropped_; }
 
 private:
     session who_;

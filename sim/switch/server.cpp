@@ -196,8 +196,8 @@ void server::take_frames(connection_id id, peer_connection &peer) {
 }
 
 void server::take_requests(peer_connection &peer) {
-    while (!end_ && !peer.answer_pending() && has_whole(peer, frame_kind::request) &&
-           peer.has_room(limits_) &&
+    while (!end_ && !peer.is_dropped() && !peer.answer_pending() &&
+           has_whole(peer, frame_kind::request) && peer.has_room(limits_) &&
            !peer.pauses(std::chrono::milliseconds(vell_.faults.slow_ms))) {
         take_request(peer, peer.input().front());
         peer.input().drop_frame();

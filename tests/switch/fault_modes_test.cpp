@@ -270,6 +270,19 @@ TEST_F(Faults, DropAConnectionAndGoOn) {
     expect_service(run_dir);
 }
 
+TEST_F(Faults, DropWhatAConnectionSentAfterTheLastRequest) {
+    switch_process running(run_dir, {"--drop-after", "2"});
+    raw_peer client(run_dir);
+    message pipelined;
+    pipelined.add(frame_bytes(register_head(), register_payload(500)));
+    for (std::uint32_t table = 1; table <= 5; ++table) {
+        pipelined.add(frame_bytes(route_head(), route_payload(1, {{.table = table}})));
+    }
+    client.send_raw(pipelined);
+    EXPECT_TRUE(client.wait_for_close());
+    EXPECT_EQ(raw_peer(run_dir).ask("routes").at("routes").size(), 1u);
+}
+
 TEST_F(Faults, RefuseChosenVlansAndGroups) {
     test_service test({.refused_vlans = {12},
                        .refused_groups = {*sim::parse_l2_address("239.1.1.2"),
