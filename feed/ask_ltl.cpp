@@ -2,6 +2,7 @@
 #include "feed/command_line.h"
 #include "feed/failure.h"
 #include "feed/interfaces.h"
+#include "feed/records.h"
 #include "sim/base/if_name.h"
 #include "sim/base/number_option.h"
 #include "sim/wire/protocol.h"
@@ -22,19 +23,18 @@ namespace feed {
 namespace {
 
 struct ltl_request {
-    const char *name; // "LTL allocation"
     const char *done; // "allocated"
-    std::uint32_t opcode;
-    std::uint32_t key = 0; // of an allocation the VLAN, else the LTL index
-    std::uint32_t tag = 0;
-    std::vector<std::uint32_t> interfaces{};
+    ltl_change change;
     session_options client{};
     sim::output_form form = sim::output_form::text;
 
-    bool is_allocation() const { return opcode == NERB_SIM_OPCODE_ALLOCATION; }
+    bool is_allocation() const { return change.opcode == NERB_SIM_OPCODE_ALLOCATION; }
+    std::string name() const { return fmt::format("LTL {}", operation_name(change)); }
     std::string text() const {
-        return is_allocation() ? fmt::format("{} for VLAN {} with tag {}", name, key, tag)
-                               : fmt::format("{} of LTL {:#x} with tag {}", name, key, tag);
+        return is_allocation() ? fmt::format("{} for VLAN {} with tag {}", name(), change.key.vlan,
+                                             change.key.tag)
+                               : fmt::format("{} of LTL {:#x} with tag {}", name(),
+                                             change.row.index, change.key.tag);
     }
 };
 
@@ -43,22 +43,9 @@ struct ltl_result {
     std::uint32_t interfaces = 0;
 };
 
-bool send(const ltl_request &request, std::uint32_t cookie) {
-    const auto count = static_cast<std::uint32_t>(request.interfaces.size());
-    const std::uint32_t *interfaces = request.interfaces.data();
-    switch (request.opcode) {
-    case NERB_SIM_OPCODE_ALLOCATION:
-        return vell_nerb_l2_ltl_alloc(request.key, count, interfaces, request.tag, cookie) == 1;
-    case NERB_SIM_OPCODE_MODIFICATION:
-        return vell_nerb_l2_ltl_modify(request.key, count, interfaces, request.tag, cookie) == 1;
-    default:
-        return vell_nerb_l2_ltl_dealloc(request.key, request.tag, cookie) == 1;
-    }
-}
-
 bool is_answer(const received_message &message, const ltl_request &request, std::uint32_t cookie) {
     nerb_sim_answer head{};
-    return message.opcode() == request.opcode &&
+    return message.opcode() == request.change.opcode &&
            nerb_sim_answer_head(message.handle(), &head) == NERB_SIM_READ && head.cookie == cookie;
 }
 
@@ -75,9 +62,9 @@ bool is_answer(const received_message &message, const ltl_request &request, std:
 
 ltl_result ask(session &client, const ltl_request &request) {
     const std::uint32_t cookie = client.new_cookie();
-    client.require_sent(send(request, cookie), request.name);
+    client.require_sent(send_ltl_change(request.change, cookie), request.name());
     const received_message answer =
-        client.await(request.name, [&](const received_message &message) {
+        client.await(request.name(), [&](const received_message &message) {
             return is_answer(message, request, cookie);
         });
     const auto read =
@@ -86,8 +73,8 @@ ltl_result ask(session &client, const ltl_request &request) {
     if (read(answer.handle(), &result.index, &result.interfaces) == 0) {
         refuse(answer, request);
     }
-    if ((!request.is_allocation() && result.index != request.key) ||
-        result.interfaces != request.interfaces.size()) {
+    if ((!request.is_allocation() && result.index != request.change.row.index) ||
+        result.interfaces != request.change.row.interfaces.size()) {
         throw session_error(fmt::format("the LTL manager answered the {} with LTL {:#x} and {}",
                                         request.text(), result.index,
                                         sim::counted(result.interfaces, "interface")));
@@ -105,12 +92,12 @@ int run(const ltl_request &request, std::ostream &to) {
     out.json("done", request.done);
     out.text("{} ", request.done);
     out.field("index", "LTL {:#x}", result.index);
-    if (request.opcode != NERB_SIM_OPCODE_RELEASE) {
+    if (request.change.opcode != NERB_SIM_OPCODE_RELEASE) {
         out.text(" with {}: {}", sim::counted(result.interfaces, "interface"),
-                 interface_names(request.interfaces));
+                 interface_names(request.change.row.interfaces));
     }
     out.open_list("interfaces");
-    for (const std::uint32_t if_index : request.interfaces) {
+    for (const std::uint32_t if_index : request.change.row.interfaces) {
         out.json({}, sim::if_name(if_index));
     }
     out.close_list();
@@ -122,11 +109,14 @@ int run(const ltl_request &request, std::ostream &to) {
 }
 
 void add_tag(CLI::App &app, ltl_request &request, const char *help) {
-    sim::add_number(app, "--tag", request.tag, help)->option_text("N REQUIRED")->required();
+    sim::add_number(app, "--tag", request.change.key.tag, help)
+        ->option_text("N REQUIRED")
+        ->required();
 }
 
 void add_index(CLI::App &app, ltl_request &request) {
-    sim::add_number(app, "INDEX", request.key, "The LTL index, in decimal or as 0x4000")
+    sim::add_number(app, "INDEX", request.change.row.index,
+                    "The LTL index, in decimal or as 0x4000")
         ->option_text("")
         ->required();
     add_tag(app, request, "The tag that it was allocated with");
@@ -150,7 +140,7 @@ void add_ports(CLI::App &app, ltl_request &request) {
                                         "4094), or if12 (any other, by the kernel's index)",
                                         in_quotes(name)));
             }
-            request.interfaces.push_back(*index);
+            request.change.row.interfaces.push_back(*index);
         }
     };
     CLI::Option *ports = app.add_option_function<std::vector<std::string>>(
@@ -176,8 +166,8 @@ action finish(CLI::App &app, command_context &context,
 
 action make_allocation(CLI::App &app, command_context &context) {
     const auto request = std::make_shared<ltl_request>(
-        ltl_request{"LTL allocation", "allocated", NERB_SIM_OPCODE_ALLOCATION});
-    app.add_option("--vlan", request->key, "VLAN of the interfaces, 1 to 4094")
+        ltl_request{"allocated", {NERB_SIM_OPCODE_ALLOCATION, {}, {}}});
+    app.add_option("--vlan", request->change.key.vlan, "VLAN of the interfaces, 1 to 4094")
         ->option_text("N REQUIRED")
         ->required()
         ->transform(sim::number_up_to(VELL_SIM_HIGHEST_VLAN, 1));
@@ -191,7 +181,7 @@ action make_allocation(CLI::App &app, command_context &context) {
 
 action make_modification(CLI::App &app, command_context &context) {
     const auto request = std::make_shared<ltl_request>(
-        ltl_request{"LTL modification", "modified", NERB_SIM_OPCODE_MODIFICATION});
+        ltl_request{"modified", {NERB_SIM_OPCODE_MODIFICATION, {}, {}}});
     add_index(app, *request);
     add_ports(app, *request);
     app.footer("The interfaces replace those that the LTL has.\n"
@@ -200,8 +190,8 @@ action make_modification(CLI::App &app, command_context &context) {
 }
 
 action make_release(CLI::App &app, command_context &context) {
-    const auto request = std::make_shared<ltl_request>(
-        ltl_request{"LTL release", "released", NERB_SIM_OPCODE_RELEASE});
+    const auto request =
+        std::make_shared<ltl_request>(ltl_request{"released", {NERB_SIM_OPCODE_RELEASE, {}, {}}});
     add_index(app, *request);
     app.footer("Example: vellfeed ltl release 0x4000 --tag 7");
     return finish(app, context, request);

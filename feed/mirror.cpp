@@ -1,7 +1,5 @@
 #include "feed/mirror.h"
 
-#include "sim/wire/vell_sim.h"
-
 #include <nerb_sim.h>
 
 #include <algorithm>
@@ -40,7 +38,7 @@ mirror::mirror(mirror_options options)
 void mirror::assume(state installed) {
     for (const auto &[key, row] : installed.ltls) {
         if (row.index == 0) {
-            lost_ltls_.insert(key);
+            ltls_.unknown.insert(key);
         }
     }
     wanted_ = installed;
@@ -53,21 +51,19 @@ void mirror::want(state wanted, const table_choice &said) {
         said_tables_.*table |= said.*table;
         is_pending |= said.*table;
     };
-    note(&table_choice::floods, floods_pending_);
+    note(&table_choice::floods, floods_.is_pending);
     note(&table_choice::groups, groups_pending_);
-    note(&table_choice::ltls, ltls_pending_);
+    note(&table_choice::ltls, ltls_.is_pending);
     note(&table_choice::routes, routes_pending_);
-    if (is_first_ && options_.ask) {
-        for (const auto &[key, row] : wanted_.ltls) {
-            if (!installed_.ltls.contains(key)) {
-                lost_ltls_.insert(key);
-            }
+    for (const auto &[key, row] : wanted_.ltls) {
+        if (is_first_ && !installed_.ltls.contains(key)) {
+            ltls_.unknown.insert(key);
         }
     }
     is_first_ = false;
     // What is refused may be refused for another reason now, or not at all.
-    refused_floods_.clear();
-    refused_ltls_.clear();
+    floods_.refused.clear();
+    ltls_.refused.clear();
 }
 
 void mirror::tick() {
@@ -97,9 +93,9 @@ void mirror::advance() {
         options_.say("registered again");
     }
     connect_pause_.reset();
-    ask_first();
     expire();
-    retry_refused();
+    retry();
+    ask();
     send_floods();
     send_groups();
     send_ltls();
@@ -121,29 +117,59 @@ void mirror::connect() {
     registration_due_ = answer_due();
 }
 
-// Each table once: one that nothing is said about is another's business.
-void mirror::ask_first() {
-    const auto is_due = [this](bool table_choice::*table) {
-        return options_.asks_first && said_tables_.*table && !(asked_tables_.*table);
-    };
-    const table_choice due = {is_due(&table_choice::routes), is_due(&table_choice::groups),
-                              is_due(&table_choice::floods), is_due(&table_choice::ltls)};
+// Each table once when something is first said about it: before that it is another's business. And rows
+// of which nothing else says what the switch has.
+void mirror::ask() {
+    if (could_not_ask_) {
+        return;
+    }
+    const table_choice first = {
+        !asked_first(&table_choice::routes), !asked_first(&table_choice::groups),
+        !asked_first(&table_choice::floods), !asked_first(&table_choice::ltls)};
+    table_choice due = first;
+    due.floods |= floods_.needs_asking();
+    due.ltls |= ltls_.needs_asking();
     if (!due.routes && !due.groups && !due.floods && !due.ltls) {
         return;
     }
-    asked_tables_ = said_tables_;
+    state found;
     try {
-        state found = options_.ask(due);
-        if (due.ltls) {
-            lost_ltls_.clear();
-        }
-        installed_.routes.merge(found.routes);
-        installed_.groups.merge(found.groups);
-        installed_.floods.merge(found.floods);
-        installed_.ltls.merge(found.ltls);
+        found = options_.ask(due);
     } catch (const input_error &error) {
-        say_once(fmt::format("{}; what an earlier client left there is not known", error.what()));
+        if (!options_.keeps_trying) {
+            throw;
+        }
+        say_once(fmt::format("{}; what the switch has is not known until it can be asked",
+                             error.what()));
+        could_not_ask_ = true;
+        retry_later();
+        return;
     }
+    const auto take = [](bool is_due, bool is_first, auto &mine, auto &theirs, auto &table,
+                         auto &doubts) {
+        if (!is_due) {
+            return;
+        }
+        for (const auto &key : table.unknown) {
+            doubts.erase(key);
+            mine.erase(key);
+            if (const auto row = theirs.find(key); row != theirs.end()) {
+                mine.insert(*row);
+            }
+        }
+        table.unknown.clear();
+        table.is_pending = true;
+        if (is_first) {
+            mine.merge(theirs);
+        }
+    };
+    take(due.floods, first.floods, installed_.floods, found.floods, floods_, flood_doubts_);
+    take(due.ltls, first.ltls, installed_.ltls, found.ltls, ltls_, ltl_doubts_);
+    installed_.routes.merge(found.routes);
+    installed_.groups.merge(found.groups);
+    routes_pending_ |= due.routes;
+    groups_pending_ |= due.groups;
+    asked_tables_ = said_tables_;
 }
 
 void mirror::lose(const std::string &why) {
@@ -174,29 +200,19 @@ void mirror::doubt_everything() {
     for (const auto &[key, row] : installed_.floods) {
         doubt_flood(key, row.interfaces);
     }
-    for (const auto &[cookie, request] : flood_requests_) {
-        for (const flood_change &change : request.changes) {
-            doubt_flood(change.key, change.before);
-            doubt_flood(change.key, change.after.interfaces);
-        }
-    }
+    floods_.requests.clear([this](const flood_change &change) { doubt_flood(change); });
     for (auto &[key, guesses] : flood_doubts_) {
         doubt_flood(key, {});
     }
     for (const auto &[key, row] : installed_.ltls) {
         ltl_doubts_.insert(key);
     }
-    for (const auto &[cookie, request] : ltl_requests_) {
-        if (request.operation == ltl_operation::allocate) {
-            lost_ltls_.insert(request.key);
-        }
-    }
-    flood_requests_.clear();
-    ltl_requests_.clear();
-    refused_floods_.clear();
-    refused_ltls_.clear();
+    ltls_.requests.clear([this](const ltl_change &change) { doubt_ltl(change); });
+    floods_.refused.clear();
+    ltls_.refused.clear();
     retry_at_.reset();
-    routes_pending_ = groups_pending_ = floods_pending_ = ltls_pending_ = true;
+    could_not_ask_ = false;
+    routes_pending_ = groups_pending_ = floods_.is_pending = ltls_.is_pending = true;
 }
 
 void mirror::say_once(const std::string &what) {
@@ -209,81 +225,49 @@ void mirror::say_once(const std::string &what) {
     }
 }
 
-template <typename Key>
-void mirror::refuse(std::set<Key> &refused, const Key &key, sent_counts &counts,
-                    const std::string &why) {
+template <typename Change>
+void mirror::refuse(acknowledged<Change> &table, const decltype(Change::key) &key,
+                    sent_counts &counts, const std::string &why) {
     say_once(fmt::format("{}: {}", key_text(key), why));
-    refused.insert(key);
+    table.refused.insert(key);
     ++counts.refused;
-    if (options_.keeps_trying) {
-        retry_later();
-    }
+    retry_later();
 }
-template void mirror::refuse(std::set<flood_key> &, const flood_key &, sent_counts &,
+template void mirror::refuse(acknowledged<flood_change> &, const flood_key &, sent_counts &,
                              const std::string &);
-template void mirror::refuse(std::set<ltl_key> &, const ltl_key &, sent_counts &,
+template void mirror::refuse(acknowledged<ltl_change> &, const ltl_key &, sent_counts &,
                              const std::string &);
 
 void mirror::retry_later() {
-    if (!retry_at_) {
+    if (options_.keeps_trying && !retry_at_) {
         retry_at_ = clock::now() + retry_pause_.take();
     }
 }
 
-void mirror::retry_refused() {
+void mirror::retry() {
     if (!retry_at_ || clock::now() < *retry_at_) {
         return;
     }
     retry_at_.reset();
-    floods_pending_ |= !refused_floods_.empty();
-    ltls_pending_ |= !refused_ltls_.empty();
-    refused_floods_.clear();
-    refused_ltls_.clear();
+    could_not_ask_ = false;
+    floods_.is_pending = ltls_.is_pending = true;
+    floods_.refused.clear();
+    ltls_.refused.clear();
 }
 
 void mirror::take_answers() {
     while (const std::optional<received_message> message = client_.receive(0)) {
-        vell_sim_stats stats{};
-        if (vell_sim_stats_answer(static_cast<const kyt_sim_message *>(message->handle()),
-                                  &stats) == VELL_SIM_READ &&
-            stats.table == confirm_cookie_ && confirm_due_) {
-            confirm_due_.reset();
-            if (!confirm_pending_) {
-                deleted_ = {};
-            }
-        }
+        take_confirmation(*message);
         nerb_sim_answer head{};
-        if (nerb_sim_answer_head(message->handle(), &head) != NERB_SIM_READ) {
-            continue;
-        }
-        const auto flood = flood_requests_.find(head.cookie);
-        if (flood != flood_requests_.end() && head.kind == NERB_SIM_KIND_FLOOD_UPDATE) {
-            const flood_request request = std::move(flood->second);
-            flood_requests_.erase(flood);
-            overtake_floods(head.cookie, request);
-            take_flood_answer(*message, request);
-        }
-        const auto found = ltl_requests_.find(head.cookie);
-        std::uint32_t words[4];
-        if (found != ltl_requests_.end() &&
-            nerb_sim_answer_entry(message->handle(), 0, words) == NERB_SIM_READ) {
-            const ltl_request request = std::move(found->second);
-            ltl_requests_.erase(found);
-            // The manager handles requests in order: a late answer to an earlier change says what
-            // was. One to an allocation still says which index to release.
-            std::erase_if(ltl_requests_, [&](const auto &earlier) {
-                return earlier.first < head.cookie && earlier.second.key == request.key &&
-                       earlier.second.operation != ltl_operation::allocate &&
-                       !earlier.second.is_spare;
-            });
-            const bool is_allocation = request.operation == ltl_operation::allocate;
-            take_ltl_result(request, is_allocation ? words[1] : words[0], words[3]);
+        if (nerb_sim_answer_head(message->handle(), &head) == NERB_SIM_READ) {
+            head.kind == NERB_SIM_KIND_FLOOD_UPDATE ? take_flood_answer(*message, head.cookie)
+                                                    : take_ltl_answer(*message, head.cookie);
         }
     }
 }
 
 // An answer may still come; until then its rows are in doubt.
-void mirror::expire(const std::string &request, const std::function<void()> &doubt) {
+void mirror::expired(const std::string &request) {
     const std::string what =
         fmt::format("no answer to the {} within {} ms", request, client_.timeout_ms());
     if (!options_.keeps_trying) {
@@ -291,90 +275,56 @@ void mirror::expire(const std::string &request, const std::function<void()> &dou
                                    "the same");
     }
     say_once(what);
-    doubt();
     retry_later();
 }
 
 void mirror::expire() {
     const clock::time_point now = clock::now();
-    for (auto &[cookie, request] : flood_requests_) {
-        if (request.expired || now < request.due) {
-            continue;
+    floods_.requests.expire(now, [this](const auto &open, std::size_t asked) {
+        expired(open.size() == asked
+                    ? "flood update"
+                    : fmt::format("flood update for {} of its {} VLANs", open.size(), asked));
+        for (const auto &[key, change] : open) {
+            doubt_flood(change);
+            floods_.refused.insert(key);
         }
-        request.expired = true;
-        expire("flood update", [this, &changes = request.changes] {
-            for (const flood_change &change : changes) {
-                doubt_flood(change.key, change.before);
-                doubt_flood(change.key, change.after.interfaces);
-                refused_floods_.insert(change.key);
-            }
-        });
-    }
-    for (auto &[cookie, request] : ltl_requests_) {
-        if (request.expired || now < request.due) {
-            continue;
-        }
-        request.expired = true;
-        expire("request for the " + key_text(request.key), [this, &late = request] {
-            refused_ltls_.insert(late.key);
-            if (late.operation == ltl_operation::allocate) {
-                lost_ltls_.insert(late.key);
-            } else if (installed_.ltls.contains(late.key)) {
-                ltl_doubts_.insert(late.key);
-            }
-        });
-    }
+    });
+    ltls_.requests.expire(now, [this](const auto &open, std::size_t) {
+        const auto &[key, change] = *open.begin();
+        expired("request for the " + key_text(key));
+        doubt_ltl(change);
+    });
     if (confirm_due_ && now >= *confirm_due_) {
-        expire("statistics request that confirms what was sent", [] {});
+        expired("statistics request that confirms what was sent");
         ask_to_confirm(); // with the same cookie: an answer to any of them counts
-    }
-    // An answer that is later than that many requests does not come any more.
-    constexpr std::size_t most_remembered = 1024;
-    while (flood_requests_.size() > most_remembered) {
-        flood_requests_.erase(flood_requests_.begin());
-    }
-    while (ltl_requests_.size() > most_remembered) {
-        ltl_requests_.erase(ltl_requests_.begin());
     }
 }
 
 bool mirror::in_step() const {
-    return !routes_pending_ && !groups_pending_ && !confirm_pending_ && !confirm_due_ &&
-           flood_doubts_.empty() && ltl_doubts_.empty() && lost_ltls_.empty() &&
-           !is_waited_for(flood_requests_) && !is_waited_for(ltl_requests_) &&
-           installed_.floods == wanted_.floods && installed_.ltls == wanted_.ltls &&
-           client_.is_registered();
+    return done_sending() && flood_doubts_.empty() && ltl_doubts_.empty() &&
+           floods_.unknown.empty() && ltls_.unknown.empty() && spare_ltls_.empty() &&
+           asked_first(&table_choice::routes) && asked_first(&table_choice::groups) &&
+           asked_first(&table_choice::floods) && asked_first(&table_choice::ltls) &&
+           installed_.floods == wanted_.floods && installed_.ltls == wanted_.ltls;
 }
 
 bool mirror::done() const {
     return in_step() ||
-           (!options_.keeps_trying && client_.is_registered() && !routes_pending_ &&
-            !groups_pending_ && !floods_pending_ && !ltls_pending_ && !confirm_pending_ &&
-            !confirm_due_ && !is_waited_for(flood_requests_) && !is_waited_for(ltl_requests_));
+           (!options_.keeps_trying && done_sending() && !floods_.is_pending && !ltls_.is_pending);
 }
 
 int mirror::wait_ms() const {
-    std::optional<clock::time_point> next = retry_at_;
-    const auto sooner = [&next](clock::time_point when) {
-        next = next ? std::min(*next, when) : when;
-    };
     if (!is_connected_) {
         return ms_until(connect_at_);
     }
     if (!client_.is_registered()) {
         return ms_until(registration_due_);
     }
-    if (confirm_due_) {
-        sooner(*confirm_due_);
-    }
-    for (const auto &[cookie, request] : flood_requests_) {
-        if (!request.expired) {
-            sooner(request.due);
-        }
-    }
-    for (const auto &[cookie, request] : ltl_requests_) {
-        if (!request.expired) {
-            sooner(request.due);
+    std::optional<clock::time_point> next;
+    for (const auto &when :
+         {retry_at_, confirm_due_, floods_.requests.next_due(), ltls_.requests.next_due()}) {
+        if (when) {
+            next = next ? std::min(*next, *when) : *when;
         }
     }
     return next ? ms_until(*next) : -1;

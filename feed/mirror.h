@@ -13,8 +13,10 @@
 //    nothing, or it may live on and have all of it, and also what was on its way. So after the next
 //    registration what is in doubt and not wanted is deleted, and everything wanted is sent again; both
 //    change nothing where they are needless. Flood sets are changed by differences that the manager
-//    refuses when they do not fit, so each thing that it may have is tried in turn. LTLs are changed by
-//    the index that is known, and allocated again when that LTL is gone.
+//    refuses when they do not fit, so each thing that it may have is tried in turn; when none fits, the
+//    switch is asked. LTLs are changed by the index that is known, and allocated again when that LTL is
+//    gone.
+//  - What the manager has is none of what was tried: it is asked.
 //  - Routes and groups are not acknowledged. But the service handles its messages in order, so the
 //    answer to a statistics request, of a route that nobody has, says that all before it was handled.
 //    Until then what was deleted is remembered, and in doubt after a loss.
@@ -27,6 +29,7 @@
 // The loop of its user: tick(), then wait until fd() is readable, for at most wait_ms().
 #pragma once
 
+#include "feed/open_requests.h"
 #include "feed/plan.h"
 #include "feed/records.h"
 #include "feed/session.h"
@@ -58,8 +61,8 @@ struct mirror_options {
     // there: tick() throws.
     std::function<bool(const char *table, std::size_t sent, std::size_t of)> goes_on =
         [](const char *, std::size_t, std::size_t) { return true; };
-    // Asks what is installed. Without this function, an LTL that an earlier client allocated is not
-    // found, and one whose allocation is never answered may stay allocated for nobody.
+    // Asks the switch what is installed: LTLs that an earlier client allocated, or whose allocation
+    // was not answered, and flood sets that are none of those that they could be.
     std::function<state(const table_choice &)> ask;
     // Asks for each table when something is first said about it, so that what an earlier client left
     // is followed up. Otherwise nothing is installed but what assume() says.
@@ -133,21 +136,19 @@ private:
         std::chrono::milliseconds next_;
     };
 
-    struct flood_request {
-        std::vector<flood_change> changes;
-        clock::time_point due;
-        bool expired = false;
-        std::set<flood_key> overtaken = {}; // answered for a later request already
-    };
+    // A table whose changes the LTL manager acknowledges, row by row.
+    template <typename Change>
+    struct acknowledged {
+        using key_type = decltype(Change::key);
 
-    enum class ltl_operation { allocate, modify, release };
-    struct ltl_request {
-        ltl_operation operation;
-        ltl_key key;
-        ltl row; // as it will be
-        clock::time_point due;
-        bool expired = false;
-        bool is_spare = false; // releases an index that was allocated besides another one
+        bool is_pending = false;
+        open_requests<Change> requests;
+        std::set<key_type> refused; // left alone until the next try
+        std::set<key_type> unknown; // left alone until the switch was asked what it has
+
+        bool needs_asking() const {
+            return !std::includes(refused.begin(), refused.end(), unknown.begin(), unknown.end());
+        }
     };
 
     template <typename Row>
@@ -155,26 +156,32 @@ private:
 
     void advance();
     void connect();
-    void ask_first();
+    void ask();
+    bool asked_first(bool table_choice::*table) const {
+        return !options_.asks_first || asked_tables_.*table || !(said_tables_.*table);
+    }
     void confirm();
     void ask_to_confirm();
     void lose(const std::string &why);
     void doubt_everything();
     void take_answers();
+    void take_confirmation(const received_message &message);
     void expire();
-    void expire(const std::string &request, const std::function<void()> &doubt);
+    void expired(const std::string &request);
     clock::time_point answer_due() const {
         return clock::now() + std::chrono::milliseconds(client_.timeout_ms());
     }
-    // Of requests by cookie, whether the answer to one may still come in time.
-    static bool is_waited_for(const auto &requests) {
-        return std::ranges::any_of(requests, [](const auto &one) { return !one.second.expired; });
+    // Everything was sent once, and nothing may still be answered in time.
+    bool done_sending() const {
+        return client_.is_registered() && !routes_pending_ && !groups_pending_ &&
+               !confirm_pending_ && !confirm_due_ && floods_.requests.waiting() == 0 &&
+               ltls_.requests.waiting() == 0;
     }
     void retry_later();
-    void retry_refused();
+    void retry();
     void say_once(const std::string &what);
-    template <typename Key>
-    void refuse(std::set<Key> &refused, const Key &key, sent_counts &counts,
+    template <typename Change>
+    void refuse(acknowledged<Change> &table, const decltype(Change::key) &key, sent_counts &counts,
                 const std::string &why);
 
     template <typename Row>
@@ -186,16 +193,16 @@ private:
 
     void send_floods();
     void doubt_flood(const flood_key &key, const std::vector<std::uint32_t> &guess);
-    void overtake_floods(std::uint32_t cookie, const flood_request &answered);
-    void take_flood_answer(const received_message &message, const flood_request &request);
+    void doubt_flood(const flood_change &change);
+    void take_flood_answer(const received_message &message, std::uint32_t cookie);
     void take_flood_result(const flood_change &change, std::uint32_t status);
     std::vector<std::uint32_t> flood_guess(const flood_key &key, const flood_set &after) const;
 
     void send_ltls();
-    void send_ltl(ltl_request request);
-    void find_lost_ltls();
-    void take_ltl_result(const ltl_request &request, std::uint32_t index, std::uint32_t status);
-    bool is_ltl_busy(const ltl_key &key) const;
+    void doubt_ltl(const ltl_change &change);
+    void take_ltl_answer(const received_message &message, std::uint32_t cookie);
+    void take_ltl_result(const ltl_change &change, std::uint32_t index, std::uint32_t status);
+    void take_spare_result(const ltl_change &change, std::uint32_t status);
 
     mirror_options options_;
     session client_;
@@ -225,20 +232,15 @@ private:
     std::optional<clock::time_point> confirm_due_;
     std::uint32_t confirm_cookie_ = 0;
 
-    // Flood sets: what each that is in doubt may be, the next guess first.
-    bool floods_pending_ = false;
-    std::map<flood_key, std::vector<std::vector<std::uint32_t>>> flood_doubts_;
-    std::map<std::uint32_t, flood_request> flood_requests_; // by cookie
-    std::set<flood_key> refused_floods_;
+    acknowledged<flood_change> floods_;
+    std::map<flood_key, std::vector<std::vector<std::uint32_t>>> flood_doubts_; // what each may be
 
-    // LTLs.
-    bool ltls_pending_ = false;
-    std::set<ltl_key> ltl_doubts_; // to be sent even where they seem to be in step
-    std::set<ltl_key> lost_ltls_;  // whose allocation was not answered
-    std::map<std::uint32_t, ltl_request> ltl_requests_;
-    std::set<ltl_key> refused_ltls_;
+    acknowledged<ltl_change> ltls_;
+    std::set<ltl_key> ltl_doubts_;                // to be sent even where they seem to be in step
+    std::map<std::uint32_t, ltl_key> spare_ltls_; // by index: allocated twice, to be released
 
-    // What was refused is tried again.
+    // What was refused, or could not be asked, is tried again.
+    bool could_not_ask_ = false;
     std::optional<clock::time_point> retry_at_;
     growing_pause retry_pause_;
 };

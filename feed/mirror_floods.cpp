@@ -46,10 +46,10 @@ std::vector<std::uint32_t> mirror::flood_guess(const flood_key &key, const flood
 }
 
 void mirror::send_floods() {
-    if (!floods_pending_ || is_waited_for(flood_requests_)) {
+    if (!floods_.is_pending || floods_.requests.waiting() > 0) {
         return;
     }
-    floods_pending_ = false;
+    floods_.is_pending = false;
     std::set<flood_key> differing;
     for (const change<flood_set> &one : diff(installed_.floods, wanted_.floods)) {
         differing.insert(*one.key);
@@ -57,21 +57,20 @@ void mirror::send_floods() {
     for (const auto &[key, guesses] : flood_doubts_) {
         differing.insert(key);
     }
-    flood_request request{{}, answer_due()};
+    std::vector<flood_change> changes;
     for (const flood_key &key : differing) {
-        if (refused_floods_.contains(key)) {
+        if (floods_.refused.contains(key) || floods_.unknown.contains(key)) {
             continue;
         }
         const auto wanted = wanted_.floods.find(key);
         const flood_set after = wanted == wanted_.floods.end() ? flood_set{} : wanted->second;
-        request.changes.push_back({key, flood_guess(key, after), after});
+        changes.push_back({key, flood_guess(key, after), after});
     }
-    if (request.changes.empty()) {
-        return;
+    if (!changes.empty()) {
+        const std::uint32_t cookie = client_.new_cookie();
+        floods_.requests.add(cookie, changes, answer_due());
+        send_flood_update(client_, changes, cookie);
     }
-    const std::uint32_t cookie = client_.new_cookie();
-    const auto &sent = flood_requests_.emplace(cookie, std::move(request)).first->second;
-    send_flood_update(client_, sent.changes, cookie);
 }
 
 // A set that the manager may have, besides those that it may have already.
@@ -82,44 +81,35 @@ void mirror::doubt_flood(const flood_key &key, const std::vector<std::uint32_t> 
     }
 }
 
-// The manager handles requests in order: a late answer to an earlier one says what was, not what is.
-void mirror::overtake_floods(std::uint32_t cookie, const flood_request &answered) {
-    for (auto &[earlier, request] : flood_requests_) {
-        for (const flood_change &change : answered.changes) {
-            if (earlier < cookie) {
-                request.overtaken.insert(change.key);
-            }
-        }
-    }
+void mirror::doubt_flood(const flood_change &change) {
+    doubt_flood(change.key, change.before);
+    doubt_flood(change.key, change.after.interfaces);
 }
 
-// The library says which VLANs are acknowledged; why one is not, only the answer itself does.
-void mirror::take_flood_answer(const received_message &message, const flood_request &request) {
+// The library says which VLANs are acknowledged; why one is not, only the answer itself does. A VLAN
+// that the answer leaves out is not answered.
+void mirror::take_flood_answer(const received_message &message, std::uint32_t cookie) {
     std::uint8_t *result = nullptr;
-    if (vell_handle_l2_mc_update_flood_ltl_resp(message.handle(), &result) != 1) {
-        say_once("the LTL manager's answer to the flood update cannot be read");
+    if (floods_.requests.find(cookie) == nullptr ||
+        vell_handle_l2_mc_update_flood_ltl_resp(message.handle(), &result) != 1) {
         return;
     }
     const std::unique_ptr<std::uint8_t, void (*)(void *)> owned(result, std::free);
     vell_l2_message head;
     std::memcpy(&head, result, sizeof head);
-    const std::size_t count = std::min<std::size_t>(ntohs(head.count), request.changes.size());
-    for (std::size_t i = 0; i < count; ++i) {
+    for (std::uint32_t i = 0; i < ntohs(head.count); ++i) {
         vell_flood_result record;
         std::memcpy(&record, result + sizeof head + i * sizeof record, sizeof record);
-        const flood_change &change = request.changes[i];
-        if (ntohl(record.vlan) != change.key.vlan) {
-            say_once("the LTL manager's answer to the flood update is of other VLANs");
-            return;
-        }
-        if (request.overtaken.contains(change.key)) {
-            continue;
-        }
+        const std::uint32_t vlan = ntohl(record.vlan);
+        const auto change = vlan <= UINT16_MAX
+                                ? floods_.requests.take(cookie, {static_cast<std::uint16_t>(vlan)})
+                                : std::nullopt;
         std::uint32_t words[4] = {};
-        nerb_sim_answer_entry(message.handle(), static_cast<std::uint32_t>(i), words);
-        take_flood_result(change, (record.flags & VELL_FLOOD_ACKNOWLEDGED) != 0
-                                      ? std::uint32_t{NERB_SIM_DONE}
-                                      : words[3]);
+        if (change && nerb_sim_answer_entry(message.handle(), i, words) == NERB_SIM_READ) {
+            take_flood_result(*change, (record.flags & VELL_FLOOD_ACKNOWLEDGED) != 0
+                                           ? std::uint32_t{NERB_SIM_DONE}
+                                           : words[3]);
+        }
     }
 }
 
@@ -138,30 +128,37 @@ void mirror::take_flood_result(const flood_change &change, std::uint32_t status)
             installed_.floods.insert_or_assign(key, change.after);
         }
         flood_doubts_.erase(key);
-        refused_floods_.erase(key);
+        floods_.refused.erase(key);
         retry_pause_.reset();
-        floods_pending_ = true;
+        floods_.is_pending = true;
         return;
     }
     const auto doubts = flood_doubts_.find(key);
-    if (is_mismatch(status) && doubts != flood_doubts_.end()) {
-        std::erase(doubts->second, change.before);
-        floods_pending_ = true;
-        if (!doubts->second.empty()) {
-            return;
+    if (is_mismatch(status)) {
+        floods_.is_pending = true;
+        if (floods_.requests.has(key)) {
+            return; // a later update may have changed it to what it was not
         }
-        flood_doubts_.erase(doubts);
-    } else if (is_mismatch(status) && flood_guess(key, change.after) != change.before) {
-        // An answer that was late says more than the update knew.
-        floods_pending_ = true;
-        return;
+        if (doubts != flood_doubts_.end()) {
+            std::erase(doubts->second, change.before);
+            if (!doubts->second.empty()) {
+                return;
+            }
+            flood_doubts_.erase(doubts);
+        } else if (flood_guess(key, change.after) != change.before) {
+            return; // an answer that was late says more than the update knew
+        }
+        if (options_.keeps_trying) {
+            floods_.unknown.insert(key);
+        }
     }
-    refuse(refused_floods_, key, counts_.floods,
+    refuse(floods_, key, counts_.floods,
            fmt::format("the LTL manager refused the flood set: {} (status {}){}",
                        nerb_sim_status_name(status), status,
-                       is_mismatch(status)
-                           ? "; it has other interfaces than vellfeed knows of: `vellfeed repair`"
-                           : ""));
+                       !is_mismatch(status)    ? ""
+                       : options_.keeps_trying ? "; it is asked what it has"
+                                               : "; it has other interfaces than vellfeed knows "
+                                                 "of: `vellfeed repair`"));
 }
 
 } // namespace feed

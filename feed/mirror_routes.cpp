@@ -1,6 +1,7 @@
 // The mirror's routes and groups: sent without an acknowledgment, and confirmed by a request that is
 // answered.
 #include "feed/mirror.h"
+#include "sim/wire/vell_sim.h"
 
 #include <vell.h>
 
@@ -97,10 +98,24 @@ void mirror::confirm() {
     ask_to_confirm();
 }
 
+// Of a route that nobody has: the cookie is its table.
 void mirror::ask_to_confirm() {
     confirm_due_ = answer_due();
     client_.require_sent(vell_send_v4_mroute_stats_req(confirm_cookie_, 0, 0, 0, 0, 0) == 1,
                          "statistics request");
+}
+
+void mirror::take_confirmation(const received_message &message) {
+    vell_sim_stats stats{};
+    if (confirm_due_ &&
+        vell_sim_stats_answer(static_cast<const kyt_sim_message *>(message.handle()), &stats) ==
+            VELL_SIM_READ &&
+        stats.table == confirm_cookie_) {
+        confirm_due_.reset();
+        if (!confirm_pending_) {
+            deleted_ = {};
+        }
+    }
 }
 
 } // namespace feed

@@ -73,8 +73,22 @@ struct flood_change {
     flood_key key;
     std::vector<std::uint32_t> before;
     flood_set after;
+
+    bool says_more() const { return false; }
 };
 void send_flood_update(session &client, const std::vector<flood_change> &changes,
                        std::uint32_t cookie);
+
+// A request for one LTL.
+struct ltl_change {
+    std::uint32_t opcode; // NERB_SIM_OPCODE_ALLOCATION, _MODIFICATION or _RELEASE
+    ltl_key key;          // whose VLAN only an allocation needs
+    ltl row;              // as it should be; an allocation has no index yet
+
+    // Which index was allocated, so that it can be released.
+    bool says_more() const;
+};
+const char *operation_name(const ltl_change &change); // "allocation"
+bool send_ltl_change(const ltl_change &change, std::uint32_t cookie);
 
 } // namespace feed

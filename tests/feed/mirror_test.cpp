@@ -445,8 +445,8 @@ TEST_F(Mirror, AsksAgainForLtlsWhenItCouldNotAsk) {
     EXPECT_EQ(difference_from(wanted), "");
     EXPECT_EQ(asked, 4);
     EXPECT_THAT(said,
-                ElementsAre("vellsim cannot be run; what an earlier client left there is not known",
-                            "vellsim cannot be run; LTLs whose index is not known wait for it"));
+                ElementsAre("vellsim cannot be run; what the switch has is not known until it can "
+                            "be asked"));
 }
 
 class LateAnswers : public Mirror {

@@ -1,6 +1,8 @@
+// Requests to the LTL manager.
 #include "feed/records.h"
 #include "sim/wire/protocol.h"
 
+#include <nerb_sim.h>
 #include <vell.h>
 
 #include <cstring>
@@ -49,6 +51,30 @@ void send_flood_update(session &client, const std::vector<flood_change> &changes
                             after.data(), static_cast<std::uint32_t>(after.size()), vlans,
                             context) == 1,
                         "flood update");
+}
+
+bool ltl_change::says_more() const {
+    return opcode == NERB_SIM_OPCODE_ALLOCATION;
+}
+
+const char *operation_name(const ltl_change &change) {
+    return change.opcode == NERB_SIM_OPCODE_ALLOCATION     ? "allocation"
+           : change.opcode == NERB_SIM_OPCODE_MODIFICATION ? "modification"
+                                                           : "release";
+}
+
+bool send_ltl_change(const ltl_change &change, std::uint32_t cookie) {
+    const auto count = static_cast<std::uint32_t>(change.row.interfaces.size());
+    const std::uint32_t *const interfaces = change.row.interfaces.data();
+    const auto &[key, row] = std::tie(change.key, change.row);
+    switch (change.opcode) {
+    case NERB_SIM_OPCODE_ALLOCATION:
+        return vell_nerb_l2_ltl_alloc(key.vlan, count, interfaces, key.tag, cookie) == 1;
+    case NERB_SIM_OPCODE_MODIFICATION:
+        return vell_nerb_l2_ltl_modify(row.index, count, interfaces, key.tag, cookie) == 1;
+    default:
+        return vell_nerb_l2_ltl_dealloc(row.index, key.tag, cookie) == 1;
+    }
 }
 
 } // namespace feed
