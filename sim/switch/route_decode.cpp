@@ -133,8 +133,9 @@ std::uint8_t read_prefix_length(byte_reader &reader, std::string_view what) {
 void check_opcode(std::uint8_t opcode, std::size_t offset) {
     if (opcode != VELL_SIM_ROUTE_ADD && opcode != VELL_SIM_ROUTE_DELETE &&
         opcode != VELL_SIM_ROUTE_DUX_ROLE) {
+        // The plus signs: fmt 10 no longer formats enumerators.
         refuse_at(offset, "route opcode {} is not {} (add), {} (delete) or {} (dux role)", opcode,
-                  VELL_SIM_ROUTE_ADD, VELL_SIM_ROUTE_DELETE, VELL_SIM_ROUTE_DUX_ROLE);
+                  +VELL_SIM_ROUTE_ADD, +VELL_SIM_ROUTE_DELETE, +VELL_SIM_ROUTE_DUX_ROLE);
     }
 }
 
