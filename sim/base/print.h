@@ -1,6 +1,6 @@
 // fmt::print() into a stream. The formatting itself, which fmt's own header would compile again for
-// every file that prints, is compiled once, in fmt.cpp. Of fmt other than 9, the build defines
-// FMT_HEADER_ONLY instead.
+// every file that prints, is compiled once, in fmt.cpp. Of fmt other than 9 and 10, the build
+// defines FMT_HEADER_ONLY instead.
 #pragma once
 
 #include <fmt/ostream.h>
