@@ -12,6 +12,7 @@ import re
 import shutil
 import sys
 
+import example_code
 from log_calls import log_messages
 from mdoc_text import Writer, escaped, literal, quoted, without_first_break
 from read_header import Header, Paragraph, paragraphs_of
@@ -159,11 +160,10 @@ class Generator:
         lines = [".Sh EXAMPLES", "From", f".Pa examples/{page.file} :"]
         code = []
         for name in page.examples:
-            found = re.search(r"(?:^/\*(?:(?!\*/).)*\*/\n)?^[\w *]*?\b%s\([^;{]*\{.*?^\}\n" % name,
-                              source, re.M | re.S)
-            if not found:
+            function = example_code.function(source, name)
+            if not function:
                 raise ValueError(f"examples/{page.file} has no function {name}")
-            code += ([""] if code else []) + found[0].rstrip().splitlines()
+            code += [""] * bool(code) + function
         return lines + literal(code)
 
     def overview(self):
