@@ -18,7 +18,7 @@ from mdoc_text import Writer, escaped, literal, quoted, without_first_break
 from read_header import Header, Paragraph, paragraphs_of
 
 # name: the page's main function or record. examples: functions to show, in their order.
-Page = collections.namedtuple("Page", "name description file examples")
+Page = collections.namedtuple("Page", "name description client examples")
 
 PAGES = {
     "Registration":
@@ -34,12 +34,14 @@ PAGES = {
         Page("vell_send_v4_mroute_update", "send multicast routes to the vell service",
              "route_client.c", ["send_message", "send_routes"]),
     "Route statistics":
-        Page("vell_send_v4_mroute_stats_req", "request or clear the counters of a route", "", []),
+        Page("vell_send_v4_mroute_stats_req", "request or clear the counters of a route",
+             "stats_client.c", ["read_counters", "clear_counters"]),
     "IGMP snooping and layer-2 multicast":
         Page("vell_send_l2_mc_update", "layer-2 multicast messages, markers and their records",
              "snooping_client.c", ["fill_record", "send_message"]),
     "Overlay notifications":
-        Page("vell_send_zeb_route_update", "notify the vell service of the overlay", "", []),
+        Page("vell_send_zeb_route_update", "notify the vell service of the overlay",
+             "overlay_client.c", ["send_route", "disable_vlans"]),
     "Flood sets":
         Page("vell_send_l2_mc_update_flood_ltl", "change the flood sets of VLANs",
              "flood_client.c", ["fill_vlan", "send_flood_sets", "take_result"]),
@@ -154,17 +156,16 @@ class Generator:
         return without_first_break(lines) or ["These functions log nothing."]
 
     def examples(self, page):
-        if not page.examples:
-            return []
-        source = (self.root / "examples" / page.file).read_text()
-        lines = [".Sh EXAMPLES", "From", f".Pa examples/{page.file} :"]
         code = []
         for name in page.examples:
-            function = example_code.function(source, name)
-            if not function:
-                raise ValueError(f"examples/{page.file} has no function {name}")
-            code += [""] * bool(code) + function
-        return lines + literal(code)
+            code += [""] * bool(code) + self.example(page.client, name)
+        return [".Sh EXAMPLES", "From", f".Pa examples/{page.client} :", *literal(code)]
+
+    def example(self, client, name):
+        code = example_code.function((self.root / "examples" / client).read_text(), name)
+        if not code:
+            raise ValueError(f"examples/{client} has no function {name}")
+        return code
 
     def overview(self):
         """vell(7): its lines that begin with @ are replaced, and no convention is left out."""
@@ -174,6 +175,7 @@ class Generator:
         first = Paragraph(first.text.replace("libvell: ", "libvell "), None)
         parts = {"introduction": writer.paragraphs([first, *others]),
                  "families": [".Bl -tag -width Ds -compact", *families, ".El"],
+                 "recovery": literal(self.example("recovery_client.c", "register_again")),
                  "clients": [], "pages": self.references()}
         for client in sorted((self.root / "examples").glob("*.c")):
             comment = client.read_text().split("*/")[0]

@@ -42,6 +42,8 @@ def is_link(page):
 PAGES = {page: rendered(page) for page in sorted(TREE.glob("man3/*.3")) if not is_link(page)}
 EXPORTED = set(output_of("nm", "-D", "--defined-only", "--format=posix", LIBRARY).split()[::4])
 HEADER = ROOT / "include/vell.h"
+OVERVIEW = TREE / "man7/vell.7"
+OF_THE_SYSTEM = {"bridge(8)", "ip(8)"}
 
 
 class Names(unittest.TestCase):
@@ -50,6 +52,17 @@ class Names(unittest.TestCase):
         for name in sorted(EXPORTED):
             page = pathlib.Path(output_of("man", "-M", TREE, "-w", "3", name).strip())
             self.assertIn(name, re.findall(r"\w+", PAGES[page]["NAME"]), page)
+
+    def test_every_cross_reference_leads_to_a_page(self):
+        found = 0
+        for page in TREE.glob("man[1-8]/*"):
+            for name, section in re.findall(r"\bXr (\S+) ([1-8])", page.read_text()):
+                found += 1
+                if f"{name}({section})" in OF_THE_SYSTEM:
+                    continue
+                self.assertTrue((TREE / f"man{section}/{name}.{section}").exists(),
+                                f"{page.name} refers to {name}({section})")
+        self.assertGreater(found, 100)
 
 
 class Declarations(unittest.TestCase):
@@ -141,24 +154,26 @@ class Texts(unittest.TestCase):
         # Comments and line breaks may differ: the pages are narrower than the files.
         clients = [tokens(path.read_text()) for path in ROOT.glob("examples/*.c")]
         found = 0
-        for path, page in PAGES.items():
-            code = page.get("EXAMPLES", "").partition(":\n")[2]
+        shown = {path.name: page["EXAMPLES"] for path, page in PAGES.items()}
+        shown["vell.7"] = rendered(OVERVIEW)["RECOVERY"].partition("function")[2]
+        for page, text in shown.items():
+            code = text.partition(":\n")[2]
             functions = re.findall(r"^( {5,7})(\w.*?^)\1\}$", code, re.M | re.S)
-            self.assertEqual(bool(code), bool(functions), path.name)
+            self.assertTrue(functions, page)
             for _, function in functions:
                 found += 1
                 self.assertTrue(any(tokens(function + "}") in client for client in clients),
-                                f"{path.name}:\n{function}")
+                                f"{page}:\n{function}")
         self.assertGreater(found, 10)
 
     def test_lines_fit_a_terminal_of_80_columns(self):
-        for path in [*PAGES, TREE / "man7/vell.7"]:
+        for path in [*PAGES, OVERVIEW]:
             for title, text in rendered(path).items():
                 for line in text.splitlines():
                     self.assertLessEqual(len(line), 80, f"{path.name}, {title}: {line}")
 
     def test_the_limits_of_the_overview_are_those_of_the_header(self):
-        limits = rendered(TREE / "man7/vell.7")["LIMITS"]
+        limits = rendered(OVERVIEW)["LIMITS"]
         numbers = re.findall(r"\b(?<!\()(\d{2,})\b", re.sub(r"\d+ bits", "", limits))
         self.assertIn("15103", numbers)
         for number in numbers:
