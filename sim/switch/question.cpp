@@ -55,19 +55,26 @@ constexpr member fault_members[] = {
     {"clear", truth, option, "Switch off all others"},
 };
 
-// `vellsim fault` without options only asks.
+// `vellsim fault` without options only asks. What is on fits into a question, so that no asker can
+// add to it for ever.
 answer change_faults(service &vell, const question &asked) {
     fault_modes changed = asked.truth("clear") ? fault_modes{} : vell.faults;
     const std::string wanted = asked.text("modes").value_or("");
     if (const std::string error = set_faults(changed, wanted); !error.empty()) {
         throw wrong_question{error};
     }
+    const std::string modes = fault_text(changed);
+    if (modes.size() > longest_question) {
+        throw wrong_question{fmt::format("all fault modes together would be {} bytes long, at most "
+                                         "{} are kept; --clear switches others off",
+                                         modes.size(), longest_question)};
+    }
     vell.faults = changed;
     if (asked.truth("clear") || !wanted.empty()) {
         log_faults(vell);
     }
     answer made(asked);
-    made.once([modes = fault_text(changed)](output &out, row_count &) {
+    made.once([modes](output &out, row_count &) {
         out.json("modes", modes);
         out.text("fault modes: {}\n", modes.empty() ? "none" : modes);
     });

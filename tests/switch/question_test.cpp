@@ -43,6 +43,22 @@ TEST(Question, IsReadUpTo4096Bytes) {
               "refused: the question is 4097 bytes long, at most 4096 are read");
 }
 
+TEST(Question, AddsFaultModesOnlyAsLongAsOneQuestionCouldSayThemAll) {
+    test_service test;
+    const auto refuse = [&test](int vlan) {
+        return answer_to_payload(test.vell, fmt::format("fault\nmodes=--refuse-vlan {}", vlan));
+    };
+    int most = 1000;
+    while (most < 4094 && refuse(most).starts_with("fault modes: ")) {
+        ++most;
+    }
+    EXPECT_EQ(most, 1215) << "215 of 18 characters, and a space between each two";
+    EXPECT_EQ(refuse(most), "refused: all fault modes together would be 4103 bytes long, at most "
+                            "4096 are kept; --clear switches others off");
+    EXPECT_EQ(test.vell.faults.refused_vlans.size(), 215u);
+    EXPECT_TRUE(answer_to_payload(test.vell, "fault\nclear=true").ends_with(": none\n"));
+}
+
 TEST(Question, HasMembersWithinTheirRange) {
     const auto refusal_of = [](std::string_view member) {
         const std::string text = answered("routes\n" + std::string(member));
