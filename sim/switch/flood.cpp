@@ -30,12 +30,12 @@ ltl_outcome check_updates(const std::set<std::uint32_t> &present,
     return {};
 }
 
-// The mask has 32 bits, which the line cards above share. An Ethernet interface of slot 32 or more
-// has a larger index than all others, but for those without a name.
+// The mask has 32 bits, which the line cards above share. The indexes of Ethernet interfaces are
+// sorted by slot, and none of another kind lies between them.
 bool has_shared_bits(const std::set<std::uint32_t> &interfaces) {
     constexpr std::uint32_t first_of_slot_32 = if_type_ethernet << 26 | 32 << 16;
-    return std::any_of(interfaces.lower_bound(first_of_slot_32), interfaces.end(),
-                       [](std::uint32_t if_index) { return ethernet_port_of(if_index); });
+    const auto found = interfaces.lower_bound(first_of_slot_32);
+    return found != interfaces.end() && ethernet_port_of(*found);
 }
 
 void print_line_cards(output &out, const flood_set &shown) {
