@@ -38,8 +38,7 @@ void add_route(service &vell, client &sender, route_record &record) {
     route &held = vell.routes[record.key];
     vell.route_list_bytes += list_bytes(record.lists);
     vell.route_list_bytes -= list_bytes(held.lists);
-    held = {.opcode = record.opcode,
-            .flags = record.flags,
+    held = {.flags = record.flags,
             .epoch = record.epoch,
             .rpf_if = record.rpf_if,
             .df_ordinal = record.df_ordinal,

@@ -48,7 +48,6 @@ struct route_lists {
 };
 
 struct route {
-    std::uint8_t opcode = 0;
     std::uint64_t flags = 0;
     std::uint32_t epoch = 0;
     std::uint32_t rpf_if = 0;

@@ -146,7 +146,6 @@ void print_route(output &out, const route_key &key, const route &shown) {
     if (!out.is_json()) {
         out.text("{}", key_text(key));
     }
-    out.json("opcode", shown.opcode);
     out.json("rpf_if", shown.rpf_if);
     out.field("rpf_if_name", "  RPF {}", if_name(shown.rpf_if));
     out.field("df_ordinal", ", DF {}", shown.df_ordinal);

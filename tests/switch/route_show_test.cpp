@@ -70,7 +70,7 @@ TEST(ShowRoutes, PrintsEveryField) {
     EXPECT_EQ(
         answer_of(test.vell, "routes"),
         R"({"routes":[{"table":1600019804,"source":"10.11.8.9","source_len":24,"group":"239.12.13.14",)"
-        R"("group_len":31,"opcode":1,"rpf_if":1414746705,"rpf_if_name":"0x54535251","df_ordinal":88,)"
+        R"("group_len":31,"rpf_if":1414746705,"rpf_if_name":"0x54535251","df_ordinal":88,)"
         R"("epoch":1296845642,"client":195,)"
         R"("flags":["download","overlay_decap","dux_src_rp_l3","dux_l3src_behind_peer",)"
         R"("dux_forward_none","bit34","bit40","bit42","bit49","bit50","bit56","bit57","bit58"],)"

@@ -29,7 +29,6 @@ TEST(RouteUpdate, AddsARouteWithAllItsFields) {
                                                                .source_length = 24,
                                                                .group_length = 31}));
     const sim::route &held = only_route(test);
-    EXPECT_EQ(held.opcode, 1);
     EXPECT_EQ(held.flags, 0x0706050403201080u);
     EXPECT_EQ(held.epoch, 0x4d4c4b4au);
     EXPECT_EQ(held.rpf_if, 0x54535251u);

@@ -65,7 +65,7 @@ TEST_F(Show, PrintsRoutesAsTextAndAsJson) {
     EXPECT_EQ(
         shown({"routes", "--group", "239.1.1.2", "--json"}),
         R"({"routes":[{"table":253,"source":"10.0.0.9","source_len":32,"group":"239.1.1.2","group_len":32,)"
-        R"("opcode":1,"rpf_if":4,"rpf_if_name":"0x00000004","df_ordinal":0,"epoch":0,"client":1,)"
+        R"("rpf_if":4,"rpf_if_name":"0x00000004","df_ordinal":0,"epoch":0,"client":1,)"
         R"("flags":["download"],"flags_word":"0x80",)"
         R"("oifs":[{"if_index":5,"name":"0x00000005","kind":0}],"mti":[],"glt":[]}],"matched":1,)"
         R"("narrowed":{"group":"239.1.1.2"}})"
