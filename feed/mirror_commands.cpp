@@ -290,12 +290,12 @@ action make_send(CLI::App &app, command_context &context) {
                    "What the switch has already: only what is different is sent")
         ->option_text("DIR");
     app.footer(
-        "Everything is read and checked before anything is sent. Of a table whose file is "
-        "missing, nothing\nis changed. Without --from, nothing is taken to be there: what is, "
-        "and not in the\nsnapshot, stays; `vellfeed repair` removes it. Each further snapshot "
-        "is sent as the difference from\nthe one before. LTL indexes are\nallocated for groups, "
-        "and follow them. What the "
-        "LTL manager refuses is reported, and the exit code is 1.\n"
+        "Everything is read and checked before anything is sent. A table whose file is missing is "
+        "left as\nit is. Without --from, nothing counts as installed: what is installed and not in "
+        "the snapshot\nstays; `vellfeed repair` removes it. Each further snapshot is sent as the "
+        "difference from the one\nbefore. Each group gets an LTL index, which changes and goes "
+        "with "
+        "it. What the LTL manager refuses\nis reported, and the exit code is 1.\n"
         "Examples: vellfeed send samples/campus\n"
         "          vellfeed send samples/day/1 samples/day/2");
     return made_of(run_send, std::move(options), context);
@@ -328,7 +328,7 @@ action make_repair(CLI::App &app, command_context &context) {
 
 action make_record(CLI::App &app, command_context &context) {
     auto directory = std::make_shared<std::string>();
-    app.add_option("SNAPSHOT", *directory, "The directory to write; it is made when it is missing")
+    app.add_option("SNAPSHOT", *directory, "The directory to write; created if it is missing")
         ->option_text("DIR REQUIRED")
         ->required();
     app.footer("Runs `ip` and `bridge`. What `ip` prints of multicast routes needs root.\n"

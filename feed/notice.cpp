@@ -203,9 +203,9 @@ constexpr notice notices[] = {
     {"role", "Send a dux role", " even", add_role},
     {"ipv6", "Send an IPv6 route notice: two words and a 16-bit value", " 1 2 3", add_ipv6},
     {"marker", "Send an out-of-band marker", " 1", add_marker},
-    {"download-complete", "Send that everything was sent", "", add_download_complete},
-    {"overlay-disable", "Send that the overlay is disabled", "", add_overlay_disable, false},
-    {"overlay-vlans", "Send for which VLANs the overlay is disabled", " 10 20", add_overlay_vlans,
+    {"download-complete", "Report that everything was sent", "", add_download_complete},
+    {"overlay-disable", "Report that the overlay is disabled", "", add_overlay_disable, false},
+    {"overlay-vlans", "Report for which VLANs the overlay is disabled", " 10 20", add_overlay_vlans,
      false},
     {"overlay-route", "Send an overlay route message", " 7 0a0b0c0d", add_overlay_route, false},
 };
