@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
 """Runs the command lines of a page in one shell: each succeeds and prints what the page shows.
+The functions that it names exist.
 
 Usage: page_examples.py PAGE FOLDER_OF_PROGRAMS SOURCE_FOLDER
 
@@ -56,6 +57,18 @@ def read_page(path):
     return listings, commands
 
 
+def check_functions(path):
+    """Every function that the page names is declared in a header."""
+    headers = ""
+    for header in glob.glob(source + "/include/*.h") + glob.glob(source + "/sim/*/*.h"):
+        with open(header, encoding="ascii") as file:
+            headers += file.read()
+    with open(path, encoding="ascii") as file:
+        for name in re.findall(r"^\.Fn (\w+)", file.read(), re.MULTILINE):
+            if not re.search(rf"\b{name}\(", headers):
+                fail(f"no header declares {name}")
+
+
 def matches(shown, printed):
     words = [re.escape(" ".join(piece.split())) for piece in shown.split("...")]
     return re.fullmatch(r"\s*" + r"[\s\S]*".join(words).replace(r"\ ", r"\s+") + r"\s*", printed)
@@ -107,6 +120,7 @@ def check(folder):
         with open(f"{folder}/bin/{name}", "w", encoding="ascii") as file:
             file.write(KERNEL)
         os.chmod(file.name, 0o755)
+    check_functions(page)
     listings, commands = read_page(page)
     for name, text in listings.items():
         with open(f"{folder}/{name}", "w", encoding="ascii") as file:
