@@ -78,8 +78,8 @@ static int64_t now_ms(void) {
 
 /* ---- The connection. A result of type const char * is NULL, or what failed. ---- */
 
-/* The library has the queue of the lost connection, and the client id that went with it. It gives
- * the id up once it could send the deregistration, which a service that does not know it ignores. */
+/* The library still has the lost queue and the old client id. It gives up the id once the
+ * deregistration is sent, although a restarted service refuses that: it does not know the client. */
 static int register_again(uint32_t queue) {
     vell_register_kyt_q(queue);
     vell_deregister();
@@ -87,7 +87,7 @@ static int register_again(uint32_t queue) {
     return vell_register(queue, client_uuid, "recovery_client") == 1;
 }
 
-/* A new queue, so that nothing that was meant for the lost connection is taken for an answer. */
+/* A new queue has no messages of the lost connection, such as late answers. */
 static const char *connect_to_service(client *self) {
     if (now_ms() < self->due)
         return NULL;
@@ -105,7 +105,7 @@ static void lose_service(client *self, const char *why) {
     if (self->said != why)
         fprintf(stderr, "recovery_client: %s; trying again\n", why);
     self->said = why;
-    kyt_sim_queue_close(self->queue); /* a further send from it would connect again, unregistered */
+    kyt_sim_queue_close(self->queue); /* another send from it would connect without registering */
     self->queue = 0;
     self->is_registered = 0;
     for (i = 0; i < self->n_routes; i++)
@@ -138,7 +138,7 @@ static int is_in_step(const client *self) {
     return self->is_registered && count_unsent(self) == 0 && self->answered == self->question;
 }
 
-/* What was sent before the question was handled; deleted routes can be forgotten. */
+/* The service has handled what was sent before the question, so deleted routes can be forgotten. */
 static void take_confirmation(client *self, uint32_t question) {
     int n_kept = 0;
     int i;
@@ -157,8 +157,8 @@ static void take_confirmation(client *self, uint32_t question) {
         printf("the service has all %d routes\n", self->n_routes);
 }
 
-/* A client is connected while receiving does not fail: the queue's descriptor is readable when a
- * message has come, and when the connection was lost. */
+/* This is how an idle client notices the loss: the queue's descriptor becomes readable, and
+ * receiving returns -1. */
 static const char *take_messages(client *self) {
     kyt_sim_message *message = NULL;
     struct vell_sim_registration registration;
