@@ -116,10 +116,11 @@ void add_run_directory(CLI::App &command, std::string &run_directory) {
 
 void add_switch_options(CLI::App &command, switch_call &to) {
     add_run_directory(command, to.run_directory);
-    command.add_option("--timeout", to.timeout_s, "Give up after S seconds")
+    command
+        .add_option("--timeout", to.timeout_s,
+                    "Give up after S seconds; default " + std::to_string(to.timeout_s))
         ->transform(number_up_to(86'400, 1))
-        ->type_name("S")
-        ->capture_default_str();
+        ->type_name("S");
 }
 
 } // namespace sim

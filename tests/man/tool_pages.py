@@ -46,7 +46,7 @@ class Option:
         self.text = text
 
     def defaults(self):
-        return re.findall(r"(?:default:? |default is |^=)(\d+|all of it)", self.text, re.IGNORECASE)
+        return re.findall(r"(?:default:? |default is )(\d+|all of it)", self.text, re.IGNORECASE)
 
     def words(self):
         """The words that the option takes, if its text has a list of them: twice, never or once."""
@@ -89,8 +89,7 @@ class Command:
     def add(self, name, rest, text):
         required = "REQUIRED" in rest
         argument = re.sub(r" (REQUIRED|Excludes: \S+)", "", rest).strip()
-        argument, _, value = argument.partition("=") if "=30" in argument else (argument, "", "")
-        entry = Option(argument, required, (f"={value} " if value else "") + (text or ""))
+        entry = Option(argument, required, text or "")
         (self.options if name.startswith("--") else self.positionals)[name] = entry
         return entry
 
