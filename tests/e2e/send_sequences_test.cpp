@@ -225,12 +225,12 @@ TEST_F(SentSequence, OneBridgeLeavesTheOthers) {
 
 TEST_F(SentSequence, WhatOtherClientsSentIsLeftAlone) {
     start_switch();
-    ASSERT_EQ(run_program({ROUTE_CLIENT_PATH}).exit_code, 0);
-    ASSERT_EQ(run_program({SNOOPING_CLIENT_PATH}).exit_code, 0);
-    ASSERT_EQ(run_program({LTL_CLIENT_PATH}).exit_code, 0);
+    ASSERT_EQ(example("route_client").exit_code, 0);
+    ASSERT_EQ(example("snooping_client").exit_code, 0);
+    ASSERT_EQ(example("flood_client").exit_code, 0);
     fed({"ltl", "alloc", "--vlan", "77", "--tag", "9", "Eth3/7"});
     const plain_tables others = installed();
-    EXPECT_EQ(others.routes.size(), 2u);
+    EXPECT_EQ(others.routes.size(), 3u);
     EXPECT_EQ(others.groups.size(), 3u);
     EXPECT_EQ(others.floods.size(), 2u);
     EXPECT_EQ(others.ltls.size(), 1u);
