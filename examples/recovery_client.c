@@ -8,7 +8,7 @@
  *
  * It reads changes from its standard input, also while there is no service: "add 239.1.1.1 5" adds
  * a route to outgoing interface 5 or changes it, "delete 239.1.1.1" deletes it. Restart the
- * simulator meanwhile. At the end of the input it waits until the service has everything,
+ * simulator meanwhile. At the end of the input it waits until the service has handled everything,
  * deregisters and exits. A service that is lost, silent or refuses is no reason to exit: it tries
  * again, after a pause that grows.
  *
@@ -45,8 +45,9 @@ enum {
 };
 
 /* Routes are not acknowledged. But the service handles its messages in order, so the answer to a
- * question that was sent after a route says that the route was handled. A deleted route remains in
- * the table until then: the service may have lost only the connection, and still have the route. */
+ * question that was sent after a route says that the route was handled. (Whether it was refused, only
+ * the service's log says.) A deleted route remains in the table until then: the service may have
+ * lost only the connection, and still have the route. */
 typedef struct route {
     uint32_t group;
     uint32_t oif;
@@ -154,7 +155,7 @@ static void take_confirmation(client *self, uint32_t question) {
     self->pause_ms = first_pause_ms;
     self->said = NULL;
     if (is_in_step(self))
-        printf("the service has all %d routes\n", self->n_routes);
+        printf("the service has handled all %d routes\n", self->n_routes);
 }
 
 /* This is how an idle client notices the loss: the queue's descriptor becomes readable, and

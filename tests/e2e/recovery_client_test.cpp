@@ -32,7 +32,7 @@ public:
         }
     }
     void wait_for_routes(int count) {
-        wait_for("the service has all " + std::to_string(count) + " routes");
+        wait_for("the service has handled all " + std::to_string(count) + " routes");
     }
     void wait_until_said(const std::string &what) {
         EXPECT_TRUE(wait_until([&] { return said().find(what) != std::string::npos; })) << said();
@@ -94,7 +94,7 @@ TEST_F(RecoveryClient, SendsWhatItReadsAndDeregistersAtTheEndOfItsInput) {
                                  adds(1, 40) + "delete 239.1.1.7\nadd 239.1.1.8 9\n");
     EXPECT_EQ(run.exit_code, 0);
     EXPECT_EQ(run.err, "");
-    EXPECT_THAT(run.out, HasSubstr("the service has all 39 routes\n"));
+    EXPECT_THAT(run.out, HasSubstr("the service has handled all 39 routes\n"));
     auto expected = routes(1, 40);
     expected.erase("239.1.1.7 to 7");
     expected.erase("239.1.1.8 to 8");
