@@ -8,8 +8,8 @@ trees=build/trees
 
 debian_mirror() {
     local mirror=${VELL_DEBIAN_MIRROR:-}
-    [[ -n $mirror ]] || mirror=$(apt-get indextargets --format '$(REPO_URI)' 'Label: Debian' | head -n 1)
-    [[ -n $mirror ]] || fail "apt has no source that is Debian's; set VELL_DEBIAN_MIRROR to the URL of a mirror of it"
+    [[ -n $mirror ]] || mirror=$(apt-get indextargets --format '$(REPO_URI)' 'Label: Debian' | awk 'NR == 1')
+    [[ -n $mirror ]] || fail "apt has no source of Debian; apt-get update may help, or VELL_DEBIAN_MIRROR=URL of a mirror"
     echo "$mirror"
 }
 
@@ -31,19 +31,19 @@ apt_in() {
 
 # make_tree TREE ARCHITECTURE PACKAGES...: a minimal Debian 12 with these packages, made once.
 make_tree() {
-    local tree=$trees/$1
+    local tree=$trees/$1 unfinished=$trees/$1.unfinished mirror
     [[ -e $tree ]] && return
     say "Making the tree $tree, once: Debian 12, $2"
-    as_root rm -rf "$tree.new"
+    mirror=$(debian_mirror)
     mkdir -p "$trees"
-    as_root debootstrap --variant=minbase --arch="$2" bookworm "$tree.new" "$(debian_mirror)" >"$tree.log" ||
+    as_root rm -rf "$unfinished"
+    as_root debootstrap --variant=minbase --arch="$2" bookworm "$unfinished" "$mirror" >"$tree.log" ||
         fail "debootstrap failed; see $tree.log"
-    as_root mv "$tree.new" "$tree.unfinished"
     # Only an amd64 machine needs to hear that it can have i386 packages.
-    [[ $2 == i386 ]] || in_tree "$1.unfinished" dpkg --add-architecture i386
-    apt_in "$1.unfinished" update
-    apt_in "$1.unfinished" install "${@:3}"
-    as_root mv "$tree.unfinished" "$tree"
+    [[ $2 == i386 ]] || in_tree "${unfinished##*/}" dpkg --add-architecture i386
+    apt_in "${unfinished##*/}" update
+    apt_in "${unfinished##*/}" install "${@:3}"
+    as_root mv "$unfinished" "$tree"
 }
 
 package_version() { sed -n 's/^project(vell VERSION \([0-9.]*\) .*/\1/p' CMakeLists.txt; }
@@ -101,7 +101,7 @@ check_reproducible() { # FOLDER FOLDER: where the packages were built
 check_lintian() { # FOLDER
     say "Checking the packages with lintian"
     in_tree i386-build sh -c "lintian --fail-on error,warning /build/$1/*.changes" 2>&1 |
-        sed '/^running with root privileges/d' || fail "lintian is not content; an override in packaging/debian needs a reason"
+        sed '/^running with root privileges/d' || fail "lintian warns; mend it, or override it in packaging/debian with a reason"
     echo "it finds nothing to warn of"
 }
 
