@@ -44,8 +44,15 @@ public:
         posix_spawn_file_actions_destroy(&actions_);
     }
 
+    // Debian has iproute2's bridge in /sbin, which is not on the PATH of its users.
     int spawn(pid_t &pid, char **arguments) const {
-        return posix_spawnp(&pid, arguments[0], &actions_, &attributes_, arguments, environ);
+        const int error =
+            posix_spawnp(&pid, arguments[0], &actions_, &attributes_, arguments, environ);
+        if (error != ENOENT) {
+            return error;
+        }
+        const std::string in_sbin = std::string("/sbin/") + arguments[0];
+        return posix_spawn(&pid, in_sbin.c_str(), &actions_, &attributes_, arguments, environ);
     }
 
 private:

@@ -62,6 +62,13 @@ TEST(ProgramInput, AProgramThatSucceedsIsQuotedAsWell) {
     EXPECT_EQ(program.finish().said, "interrupted");
 }
 
+TEST(ProgramInput, AProgramOfTheAdministratorIsFoundFromAUsersPath) {
+    const scoped_environment user{"PATH", "/usr/bin:/bin"};
+    program_input program({"ldconfig", "--version"});
+    EXPECT_NE(read_all(program.output()).find("ldconfig"), std::string::npos);
+    EXPECT_EQ(program.finish().failure, "");
+}
+
 TEST(ProgramInput, AMissingProgramIsNamed) {
     EXPECT_EQ(error_of([] {
                   program_input program({"no-such-program", "x"});

@@ -9,6 +9,8 @@ skip() {
     exit 77
 }
 
+# bridge is in /sbin, which is not on the PATH of Debian's users.
+PATH=$PATH:/sbin
 if [[ ${VELL_LIVE_NAMESPACE:-} != yes ]]; then
     as_user=()
     [[ $EUID -eq 0 ]] || as_user=(--map-root-user)
