@@ -52,11 +52,12 @@ struct Fill {
 using Value = std::variant<std::uint64_t, bytes, Fill>;
 
 // What a case found. `before` is what the caller's buffer held; it is empty where the library builds
-// the bytes itself.
+// the bytes itself. `from` is who else made all of them, if somebody did.
 struct Found {
     bytes sent = {};
     std::map<std::string, Value> values = {};
     bytes before = {};
+    std::string from = {};
 };
 
 // `function` is the one that sends the request, or null where the drawing is not a request.

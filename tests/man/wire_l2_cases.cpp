@@ -52,7 +52,9 @@ struct OneRecord {
     Record record = filled<Record>();
     std::map<std::string, Value> values = {{"reserved", Fill{fill}}, {"entry count", 1u}};
 
-    explicit OneRecord(std::uint8_t type) {
+    // Of one of two types.
+    OneRecord(Numbers &numbers, std::uint8_t first_type, std::uint8_t last_type) {
+        const std::uint8_t type = numbers.byte() % 2 != 0 ? first_type : last_type;
         record.head.type = type;
         record.count = 1;
         values["type"] = type;
@@ -74,18 +76,18 @@ struct OneRecord {
 };
 
 Found pairs_record(Numbers &numbers) {
-    OneRecord<vell_l2_pairs_record> one(9);
+    OneRecord<vell_l2_pairs_record> one(numbers, 8, 9);
     one.record.word0 = one.word(numbers, "word 0");
     one.record.word1 = one.word(numbers, "word 1");
     return one.sent(sizeof(vell_l2_pair));
 }
 
-Found bare_pairs_record(Numbers &) {
-    return OneRecord<vell_l2_bare_pairs_record>(10).sent(sizeof(vell_l2_pair));
+Found bare_pairs_record(Numbers &numbers) {
+    return OneRecord<vell_l2_bare_pairs_record>(numbers, 10, 11).sent(sizeof(vell_l2_pair));
 }
 
 Found lookup_mode_record(Numbers &numbers) {
-    OneRecord<vell_l2_lookup_mode_record> one(18);
+    OneRecord<vell_l2_lookup_mode_record> one(numbers, 18, 18);
     one.record.word = one.word(numbers, "word");
     return one.sent(sizeof(vell_l2_pair));
 }
@@ -108,14 +110,14 @@ void fill_addresses(OneRecord<Record> &one, Numbers &numbers) {
 }
 
 Found vlan_record(Numbers &numbers) {
-    OneRecord<vell_l2_vlan_record> one(12);
+    OneRecord<vell_l2_vlan_record> one(numbers, 12, 15);
     fill_addresses(one, numbers);
     one.record.vlan = one.word(numbers, "VLAN");
     return one.sent(sizeof(vell_l2_oif));
 }
 
 Found mbd_record(Numbers &numbers) {
-    OneRecord<vell_l2_mbd_record> one(21);
+    OneRecord<vell_l2_mbd_record> one(numbers, 21, 22);
     fill_addresses(one, numbers);
     return one.sent(sizeof(vell_l2_oif));
 }

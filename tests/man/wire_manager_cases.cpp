@@ -25,19 +25,26 @@ Call last_call() {
     return {};
 }
 
-// The manager's client library records the address of the list as 0.
 Found ltl_list(Numbers &numbers, int (*send)(std::uint32_t, std::uint32_t, const std::uint32_t *,
                                              std::uint32_t, std::uint32_t)) {
     const std::uint32_t key1 = numbers.word(), key2 = numbers.word(), count = numbers.byte();
     const std::vector<std::uint32_t> if_indexes(count);
+    auto &platform = fake::platform();
+    bytes payload;
+    // As it is during the call: what is recorded lacks the address of the list.
+    const auto look = [&] {
+        payload.assign(platform.payload_address, platform.payload_address + 26);
+    };
+    platform.ltl_alloc.runs(look);
+    platform.ltl_modify.runs(look);
     send(key1, count, if_indexes.data(), key2, numbers.word());
-    return {last_call<fake::LtlList>().payload,
+    return {payload,
             {{"entry count", 1u},
              {"key 1", key1},
              {"key 2", key2},
              {"reserved", Fill{0}},
              {"if index count", count},
-             {"if indexes", 0u}}};
+             {"if indexes", reinterpret_cast<std::uintptr_t>(platform.list_address)}}};
 }
 
 Found ltl_allocation(Numbers &numbers) {
@@ -123,7 +130,9 @@ Found answer_entry(Numbers &numbers) {
     reply.entries = {info};
     EXPECT_EQ(vell_nerb_handle_l2_response(nullptr, &result1, &result2), 1);
     return {bytes_of(info),
-            {{"word 0", result1}, {"word 1", info.word[1]}, {"word 2", result2}, {"status", 0u}}};
+            {{"word 0", result1}, {"word 1", info.word[1]}, {"word 2", result2}, {"status", 0u}},
+            {},
+            "manager"};
 }
 
 Found allocation_answer(Numbers &numbers) {
@@ -134,22 +143,26 @@ Found allocation_answer(Numbers &numbers) {
     reply.alloc_entry_count = 1;
     reply.parm = parm;
     EXPECT_EQ(vell_nerb_handle_l2_alloc_response(nullptr, &result1, &result2), 1);
-    return {bytes_of(parm), {{"word 0", parm.word[0]}, {"word 1", result1}, {"word 2", result2}}};
+    return {bytes_of(parm),
+            {{"word 0", parm.word[0]}, {"word 1", result1}, {"word 2", result2}},
+            {},
+            "manager"};
 }
 
 Found flood_result(Numbers &numbers) {
-    const std::uint32_t vlan = numbers.word();
+    const std::uint32_t status = numbers.byte() % 2, vlan = numbers.word();
     auto &reply = fake::platform().reply;
     reply.status = 0;
     reply.entry_count = 1;
-    reply.entries = {{{vlan, numbers.word(), numbers.word(), 0}}};
+    reply.entries = {{{vlan, numbers.word(), numbers.word(), status}}};
     std::uint8_t *result = nullptr;
     EXPECT_EQ(vell_handle_l2_mc_update_flood_ltl_resp(nullptr, &result), 1U);
     const bytes message(result, result + sizeof(vell_l2_message) + sizeof(vell_flood_result));
     std::free(result);
     EXPECT_EQ(part(message, 0, 8), hex("00 00 00 01 00 00 00 01"));
-    return {part(message, 8, sizeof(vell_flood_result)),
-            {{"type", 0u}, {"flags", 1u}, {"reserved", Fill{0}}, {"VLAN", vlan}}};
+    return {
+        part(message, 8, sizeof(vell_flood_result)),
+        {{"type", 0u}, {"flags", status == 0 ? 1u : 0u}, {"reserved", Fill{0}}, {"VLAN", vlan}}};
 }
 
 } // namespace

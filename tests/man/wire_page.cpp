@@ -34,6 +34,9 @@ public:
             ++line_number_;
             read_line(line);
         }
+        for (const auto &[section, fields] : page_.drawings) {
+            require(!fields.back().from.empty(), section + " has no table");
+        }
         return page_;
     }
 
@@ -51,6 +54,7 @@ private:
         std::smatch match;
         if (std::regex_match(line, match, section)) {
             section_ = match[1];
+            has_columns_ = false;
         } else if (last_ == "The same bytes as" && std::regex_match(line, match, same)) {
             page_.drawings[section_] = page_.drawings.at(match[1]);
         } else if (std::regex_match(line, match, legend)) {
@@ -65,6 +69,7 @@ private:
 
     void read_text(const std::string &line) {
         static const std::regex row(R"( *(\d+)  \|(.*)\|)");
+        static const std::regex columns(R"( +0 +1.*)");
         static const std::regex what_follows(R"( *(\d+)    .* \.\.\.)");
         static const std::regex service(R"(  (\S.*?)  +(\d+)  (\d+) +(\d)  +(vell_\w+))");
         static const std::regex manager(R"(  (\S.*?)  +(vell_\w+))");
@@ -74,7 +79,13 @@ private:
         static const std::regex dump(R"(  (\d{4})  ([0-9a-f ]+))");
         static const std::regex decoded(R"( +(\d+)    ((?:[0-9a-f]{2} )+) *\S.*)");
         std::smatch match;
-        if (std::regex_match(line, match, row)) {
+        if (std::regex_match(line, match, columns)) {
+            require(std::string("      0               1               2               3")
+                        .starts_with(line),
+                    "wrong columns");
+            has_columns_ = true;
+        } else if (std::regex_match(line, match, row)) {
+            require(has_columns_, "the bytes of a row are not numbered");
             read_row(number(match[1]), match[2]);
         } else if (std::regex_match(line, match, what_follows)) {
             require(number(match[1]) == size_of(page_.drawings.at(section_)), "wrong offset");
@@ -163,6 +174,7 @@ private:
     std::string last_;
     std::string manager_request_;
     std::vector<Field> legend_;
+    bool has_columns_ = false;
     std::size_t line_number_ = 0;
 };
 

@@ -49,7 +49,7 @@ Found registration_answer(Numbers &numbers) {
     EXPECT_EQ(vell_register_ack(nullptr), 0U) << "the flag is clear";
     answer[1] = 0x01;
     EXPECT_EQ(vell_register_ack(nullptr), 1U);
-    return {answer, {{"client id", vell_client_id}, {"flags", 0x01u}}};
+    return {answer, {{"client id", vell_client_id}, {"flags", 0x01u}}, {}, "service"};
 }
 
 Found marker(Numbers &numbers) {
@@ -141,9 +141,9 @@ Found ipv6_clear(Numbers &numbers) {
 }
 
 Found overlay_disable(Numbers &numbers) {
+    const bool is_flagged = numbers.byte() % 2 != 0;
     vell_send_zeb_feature_disable(numbers.word(), 0);
     const bytes without_flag = sent_payload();
-    const bool is_flagged = numbers.byte() % 2 != 0;
     vell_send_zeb_feature_disable(numbers.word(), is_flagged);
     EXPECT_EQ(sent_payload() == without_flag, !is_flagged);
     return {sent_payload(),
