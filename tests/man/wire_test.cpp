@@ -1,5 +1,4 @@
 // vell-wire(5) says of every request what the library really sends, byte by byte.
-#include "client/transport.h"
 #include "tests/man/wire_cases.h"
 #include "tests/man/wire_page.h"
 #include "tests/unit/library_test.h"
