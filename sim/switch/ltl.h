@@ -26,16 +26,6 @@ struct ltl_entry {
     std::vector<std::uint32_t> interfaces{};
 };
 
-struct ltl_request {
-    std::uint32_t cookie = 0;
-    std::vector<ltl_entry> entries{};
-};
-
-struct ltl_release_request {
-    std::uint32_t cookie = 0;
-    std::vector<ltl_keys> entries{};
-};
-
 struct interface_update {
     std::uint32_t if_index = 0;
     std::uint32_t operation = 0;
@@ -47,16 +37,17 @@ struct flood_update {
     std::vector<interface_update> updates{};
 };
 
-struct flood_request {
-    std::uint32_t context = 0;
-    std::vector<flood_update> vlans{};
+// Of the LTL manager; a flood update's cookie is called its context.
+template <typename Entry>
+struct ltl_request {
+    std::uint32_t cookie = 0;
+    std::vector<Entry> entries{};
 };
 
-// All throw refusal.
-ltl_request
-decode_ltl_request(std::span<const std::byte> message); // an allocation or a modification
-ltl_release_request decode_ltl_release(std::span<const std::byte> message);
-flood_request decode_flood_request(std::span<const std::byte> message);
+// All throw refusal. The first is of an allocation or a modification.
+ltl_request<ltl_entry> decode_ltl_request(std::span<const std::byte> message);
+ltl_request<ltl_keys> decode_ltl_release(std::span<const std::byte> message);
+ltl_request<flood_update> decode_flood_request(std::span<const std::byte> message);
 
 // How one entry of a request ended.
 struct ltl_result {

@@ -65,6 +65,12 @@ ltl_entry read_ltl_entry(byte_reader &reader) {
     return entry;
 }
 
+ltl_keys read_release(byte_reader &reader) {
+    const ltl_keys keys = read_keys(reader);
+    reader.skip(word_size, "third word");
+    return keys;
+}
+
 flood_update read_flood_update(byte_reader &reader) {
     flood_update update{.vlan = reader.u32("VLAN id")};
     reader.skip(2 * word_size, "reserved");
@@ -80,11 +86,10 @@ flood_update read_flood_update(byte_reader &reader) {
 
 // A cookie or context, and entries of `least` bytes or more to the message's end.
 template <typename Entry>
-std::uint32_t read_request(std::span<const std::byte> message, const list_name &list,
-                           std::size_t least, std::vector<Entry> &to,
-                           Entry (*read)(byte_reader &reader)) {
+ltl_request<Entry> read_request(std::span<const std::byte> message, const list_name &list,
+                                std::size_t least, Entry (*read)(byte_reader &reader)) {
     byte_reader reader(message);
-    const std::uint32_t cookie = reader.u32("cookie or context");
+    ltl_request<Entry> decoded{.cookie = reader.u32("cookie or context")};
     const std::size_t offset = reader.offset();
     const std::uint32_t count = read_count(reader, list, least);
     if (count > most_entries) {
@@ -93,10 +98,10 @@ std::uint32_t read_request(std::span<const std::byte> message, const list_name &
                   count, list.items, most_entries);
     }
     for (std::uint32_t i = 0; i < count; ++i) {
-        to.push_back(read(reader));
+        decoded.entries.push_back(read(reader));
     }
     require_end(reader, count, list);
-    return cookie;
+    return decoded;
 }
 
 std::uint32_t overall_status(const ltl_answer &answer) {
@@ -109,29 +114,16 @@ std::uint32_t overall_status(const ltl_answer &answer) {
 
 } // namespace
 
-ltl_request decode_ltl_request(std::span<const std::byte> message) {
-    ltl_request decoded;
-    decoded.cookie =
-        read_request(message, entries_list, 3 * word_size, decoded.entries, read_ltl_entry);
-    return decoded;
+ltl_request<ltl_entry> decode_ltl_request(std::span<const std::byte> message) {
+    return read_request(message, entries_list, 3 * word_size, read_ltl_entry);
 }
 
-ltl_release_request decode_ltl_release(std::span<const std::byte> message) {
-    ltl_release_request decoded;
-    decoded.cookie = read_request<ltl_keys>(message, entries_list, 3 * word_size, decoded.entries,
-                                            [](byte_reader &reader) {
-                                                const ltl_keys keys = read_keys(reader);
-                                                reader.skip(word_size, "third word");
-                                                return keys;
-                                            });
-    return decoded;
+ltl_request<ltl_keys> decode_ltl_release(std::span<const std::byte> message) {
+    return read_request(message, entries_list, 3 * word_size, read_release);
 }
 
-flood_request decode_flood_request(std::span<const std::byte> message) {
-    flood_request decoded;
-    decoded.context =
-        read_request(message, vlans_list, 6 * word_size, decoded.vlans, read_flood_update);
-    return decoded;
+ltl_request<flood_update> decode_flood_request(std::span<const std::byte> message) {
+    return read_request(message, vlans_list, 6 * word_size, read_flood_update);
 }
 
 std::vector<std::byte> encode_ltl_answer(const ltl_answer &answer) {

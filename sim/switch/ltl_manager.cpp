@@ -94,11 +94,11 @@ void update(ltl_run &run, const flood_update &update) {
 
 // Nothing is applied before everything is decoded.
 template <typename Entry>
-void handle(request &asked, std::uint32_t cookie, const std::vector<Entry> &entries,
+void handle(request &asked, const ltl_request<Entry> &decoded,
             void (*apply)(ltl_run &run, const Entry &entry)) {
-    ltl_run run(asked, cookie);
-    asked.records = entries.size();
-    for (const Entry &entry : entries) {
+    ltl_run run(asked, decoded.cookie);
+    asked.records = decoded.entries.size();
+    for (const Entry &entry : decoded.entries) {
         apply(run, entry);
     }
     run.answer();
@@ -107,23 +107,19 @@ void handle(request &asked, std::uint32_t cookie, const std::vector<Entry> &entr
 } // namespace
 
 void handle_ltl_allocation(request &asked) {
-    const ltl_request decoded = decode_ltl_request(asked.payload);
-    handle(asked, decoded.cookie, decoded.entries, allocate);
+    handle(asked, decode_ltl_request(asked.payload), allocate);
 }
 
 void handle_ltl_modification(request &asked) {
-    const ltl_request decoded = decode_ltl_request(asked.payload);
-    handle(asked, decoded.cookie, decoded.entries, modify);
+    handle(asked, decode_ltl_request(asked.payload), modify);
 }
 
 void handle_ltl_release(request &asked) {
-    const ltl_release_request decoded = decode_ltl_release(asked.payload);
-    handle(asked, decoded.cookie, decoded.entries, release);
+    handle(asked, decode_ltl_release(asked.payload), release);
 }
 
 void handle_flood_update(request &asked) {
-    const flood_request decoded = decode_flood_request(asked.payload);
-    handle(asked, decoded.context, decoded.vlans, update);
+    handle(asked, decode_flood_request(asked.payload), update);
 }
 
 } // namespace sim

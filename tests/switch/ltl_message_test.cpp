@@ -69,7 +69,7 @@ void expect_no_shorter_one(const bytes &whole, Refusal refusal) {
 } // namespace
 
 TEST(LtlMessage, CarriesEntriesWithInterfaces) {
-    const sim::ltl_request decoded = sim::decode_ltl_request(two_entries());
+    const auto decoded = sim::decode_ltl_request(two_entries());
     EXPECT_EQ(decoded.cookie, 0x04030201u);
     ASSERT_EQ(decoded.entries.size(), 2u);
     EXPECT_EQ(decoded.entries[0].keys, sim::ltl_keys(0x14131211, 0x18171615));
@@ -79,33 +79,33 @@ TEST(LtlMessage, CarriesEntriesWithInterfaces) {
 }
 
 TEST(LtlMessage, CarriesReleases) {
-    const sim::ltl_release_request decoded = sim::decode_ltl_release(two_releases());
+    const auto decoded = sim::decode_ltl_release(two_releases());
     EXPECT_EQ(decoded.cookie, 0x04030201u);
     EXPECT_EQ(decoded.entries,
               (std::vector<sim::ltl_keys>{{0x14131211, 0x18171615}, {0x24232221, 0x28272625}}));
 }
 
 TEST(LtlMessage, CarriesFloodUpdates) {
-    const sim::flood_request decoded = sim::decode_flood_request(two_vlans());
-    EXPECT_EQ(decoded.context, 0x04030201u);
-    ASSERT_EQ(decoded.vlans.size(), 2u);
-    EXPECT_EQ(decoded.vlans[0].vlan, 0x14131211u);
-    EXPECT_EQ(decoded.vlans[0].line_card_mask, 0x24232221u);
-    ASSERT_EQ(decoded.vlans[0].updates.size(), 2u);
-    EXPECT_EQ(decoded.vlans[0].updates[0].if_index, 0x34333231u);
-    EXPECT_EQ(decoded.vlans[0].updates[0].operation, 0x38373635u);
-    EXPECT_EQ(decoded.vlans[0].updates[1].if_index, 0x44434241u);
-    EXPECT_EQ(decoded.vlans[0].updates[1].operation, 0x48474645u);
-    EXPECT_EQ(decoded.vlans[1].vlan, 0x54535251u);
-    EXPECT_EQ(decoded.vlans[1].line_card_mask, 0x64636261u);
-    EXPECT_TRUE(decoded.vlans[1].updates.empty());
+    const auto decoded = sim::decode_flood_request(two_vlans());
+    EXPECT_EQ(decoded.cookie, 0x04030201u);
+    ASSERT_EQ(decoded.entries.size(), 2u);
+    EXPECT_EQ(decoded.entries[0].vlan, 0x14131211u);
+    EXPECT_EQ(decoded.entries[0].line_card_mask, 0x24232221u);
+    ASSERT_EQ(decoded.entries[0].updates.size(), 2u);
+    EXPECT_EQ(decoded.entries[0].updates[0].if_index, 0x34333231u);
+    EXPECT_EQ(decoded.entries[0].updates[0].operation, 0x38373635u);
+    EXPECT_EQ(decoded.entries[0].updates[1].if_index, 0x44434241u);
+    EXPECT_EQ(decoded.entries[0].updates[1].operation, 0x48474645u);
+    EXPECT_EQ(decoded.entries[1].vlan, 0x54535251u);
+    EXPECT_EQ(decoded.entries[1].line_card_mask, 0x64636261u);
+    EXPECT_TRUE(decoded.entries[1].updates.empty());
 }
 
 TEST(LtlMessage, MayHaveNoEntries) {
     const bytes none = words({7, 0});
     EXPECT_TRUE(sim::decode_ltl_request(none).entries.empty());
     EXPECT_TRUE(sim::decode_ltl_release(none).entries.empty());
-    EXPECT_TRUE(sim::decode_flood_request(none).vlans.empty());
+    EXPECT_TRUE(sim::decode_flood_request(none).entries.empty());
 }
 
 TEST(LtlMessage, IsRefusedWhenItEndsTooEarly) {
