@@ -41,6 +41,7 @@ private:
     file_descriptor socket_;
     frame_reader reader_{frame_kind::answer, frame_kind::closing};
     std::string pid_text_;
+    bool has_answered_ = false;
 };
 
 std::string conversation::not_in_time(const char *what) const {
@@ -99,8 +100,9 @@ std::string conversation::ask(const question &asked) {
 std::string conversation::receive_piece(frame &piece) {
     const frame_result got = receive_frame(socket_.get(), reader_, until_, piece);
     if (got.status == frame_status::timed_out) {
-        return not_in_time("does not answer");
+        return not_in_time(has_answered_ ? "has not finished its answer" : "does not answer");
     }
+    has_answered_ = true;
     if (got.status != frame_status::done) {
         return "the switch's answer is cut: " + got.reason;
     }

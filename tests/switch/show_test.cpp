@@ -1,11 +1,15 @@
 // `vellsim show` against a running switch.
+#include "sim/switch/listener.h"
+#include "sim/switch/question.h"
 #include "tests/support/simulator.h"
+#include "tests/support/wait.h"
 #include "tests/switch/raw_peer.h"
 #include "tests/switch/test_service.h"
 
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <memory>
@@ -170,6 +174,30 @@ TEST_F(Show, SaysWhyASocketDoesNotAnswer) {
     EXPECT_EQ(show({"clients"}).err,
               "vellsim: no switch answers on " + run_dir +
                   "/vell.sock (Connection refused); `vellsim run` starts one\n");
+}
+
+// A switch that is made of this test, and sends one piece of its answer.
+TEST_F(Show, SaysWhenAnAnswerDoesNotEndInTime) {
+    sim::listener place(run_dir);
+    ASSERT_EQ(place.open(), "");
+    auto asker = std::async(std::launch::async, [this] {
+        return show({"clients", "--timeout", "1"});
+    });
+    sim::file_descriptor asked;
+    ASSERT_TRUE(wait_until([&] {
+        asked = place.accept();
+        return bool{asked};
+    }));
+    sim::frame_head head = sim::new_head(sim::frame_kind::answer, 6);
+    head.flags = sim::answer_goes_on;
+    ASSERT_EQ(sim::send_frame(asked.get(), head, "piece\n", patience_ms).status,
+              sim::frame_status::done);
+    const command_result gave_up = asker.get();
+    EXPECT_EQ(gave_up.exit_code, 1);
+    EXPECT_EQ(gave_up.out, "piece\n");
+    EXPECT_EQ(gave_up.err, fmt::format("vellsim: the switch (pid {}) has not finished its answer "
+                                       "within 1 second (--timeout)\n",
+                                       getpid()));
 }
 
 TEST_F(Show, SaysWhatIsWrongWithItsOptions) {
