@@ -38,8 +38,8 @@ std::uint32_t ipv4_number(const l2_address &address);
 std::string ipv4_text(std::uint32_t number);
 std::optional<std::uint32_t> parse_ipv4(const std::string &text);
 
-// "(10.0.0.9, 239.1.1.2)", "(10.0.0.0/8, 239.1.1.2)", "(*, 239.1.1.2)": a prefix length only when it
-// is not the whole address.
+// "(10.0.0.9, 239.1.1.2)", "(10.0.0.0/8, 239.1.1.2)", "(*, 239.1.1.2)": a prefix length only when
+// it is not the whole address.
 std::string sg_text(const l2_address &source, unsigned source_length, const l2_address &group,
                     unsigned group_length);
 

@@ -40,9 +40,9 @@ inline file_descriptor above_standard(file_descriptor file) {
     return file_descriptor(::fcntl(file.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
 }
 
-// A descriptor of standard input, output or error that somebody closed before would otherwise be the
-// next file's, and what is printed would go there. What is in its place cannot be read from or written
-// to.
+// A descriptor of standard input, output or error that somebody closed before would otherwise be
+// the next file's, and what is printed would go there. What is in its place cannot be read from or
+// written to.
 inline void hold_standard_descriptors() {
     for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (::fcntl(fd, F_GETFD) < 0) {

@@ -1,4 +1,4 @@
-// One printer for both forms of an answer: text for a terminal of 80 columns, and JSON for programs.
+// One printer for both forms of an answer: text for a terminal of 80 columns, JSON for programs.
 //
 // A field is printed by one call, which has its JSON name and its text form, so that neither form
 // can miss what the other shows:
@@ -9,8 +9,8 @@
 //     out.text("\n");
 //     out.close_object();
 //
-// Both forms are ASCII: strings are escaped, formats are not. What is printed collects in the printer
-// until take(), which may be called after any item: a long answer is never in memory whole.
+// Both forms are ASCII: strings are escaped, formats are not. What is printed collects in the
+// printer until take(), which may be called after any item: a long answer is never in memory whole.
 #pragma once
 
 #include "sim/base/text.h"
@@ -45,8 +45,8 @@ public:
 
     bool is_json() const { return form_ == output_form::json; }
 
-    // Objects and lists appear in JSON alone. What is in an object has a name, what is in a list has
-    // none.
+    // Objects and lists appear in JSON alone. What is in an object has a name, what is in a list
+    // has none.
     void open_object(std::string_view name = {}) { open(name, "{", {.end = '}'}); }
     void close_object() { close(); }
     void open_list(std::string_view name = {}) { open(name, "[", {.end = ']'}); }
@@ -60,8 +60,8 @@ public:
     // name, and each object, is an item. Closed by close_list().
     void open_wrapped_list(std::string_view name, std::string_view lead);
 
-    // In both forms. The format takes the value; of an optional without one, JSON says null and text
-    // nothing.
+    // In both forms. The format takes the value; of an optional without one, JSON says null and
+    // text nothing.
     template <typename Value>
     void field(std::string_view name, fmt::format_string<text_value<Value>> format,
                const Value &value) {

@@ -166,8 +166,8 @@ public:
     // The next piece. None is left after the last one.
     piece next();
 
-    // What a part that is printed little by little looks at: how much is enough for a piece, and for
-    // a look at the clock.
+    // What a part that is printed little by little looks at: how much is enough for a piece, and
+    // for a look at the clock.
     static constexpr int rows_at_once = 64;
     static bool is_enough(const output &out) { return out.size() >= answer_piece_size; }
     static bool may_go_on(const output &out, int done) {

@@ -1,5 +1,5 @@
-// Reads a message front to back, never beyond its end, and knows where it is: what is wrong there is
-// thrown as a refusal.
+// Reads a message front to back, never beyond its end, and knows where it is: what is wrong there
+// is thrown as a refusal.
 #pragma once
 
 #include <bit>

@@ -1,8 +1,9 @@
 // Who has registered with the switch, who only has a connection, and who is gone.
 //
-//   register request     248 bytes: u8 client id 0, 3 reserved, u32 uuid, char[240] segment name, NUL-terminated
+//   register request     248 bytes: u8 client id 0, 3 reserved, u32 uuid, char[240] segment name,
+//                        NUL-terminated
 //   deregister request   248 bytes: u8 client id, 247 reserved
-//   acknowledgment       2 bytes: u8 client id, u8 flags, bit 0 set when the registration is accepted
+//   acknowledgment       2 bytes: u8 client id, u8 flags: bit 0 set when it is accepted
 #pragma once
 
 #include <array>

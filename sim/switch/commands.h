@@ -55,8 +55,8 @@ struct switch_call {
 // is escaped. Complains about what is wrong, and returns the exit code.
 int print_answer(const switch_call &to, const question &asked);
 
-// Asks the switch to end, and waits until the next one can start. Complains about what is wrong, and
-// returns the exit code.
+// Asks the switch to end, and waits until the next one can start. Complains about what is wrong,
+// and returns the exit code.
 int end_switch(const switch_call &to);
 
 // Its options.

@@ -1,5 +1,5 @@
-// `vellsim fault`: how the running switch misbehaves, and the same options as those of `vellsim run`
-// to change it.
+// `vellsim fault`: how the running switch misbehaves, and the same options as those of `vellsim
+// run` to change it.
 #include "sim/switch/commands.h"
 #include "sim/switch/fault_modes.h"
 

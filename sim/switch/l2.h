@@ -5,12 +5,14 @@
 // lengths.
 //
 //   message   u8 client id, 1 reserved, u16 number of records, 4 not read, the records back to back
-//   record    at 0 u8 type, 8 u32 length in host byte order, 12 the fields of its type, then its entries; it is as long
-//             as 80 bytes and its entries together, though the entries start before byte 80
+//   record    at 0 u8 type, 8 u32 length in host byte order, 12 the fields of its type, then its
+//             entries; it is as long as 80 bytes and its entries together, though the entries start
+//             before byte 80
 //   entry     of types 8 to 11 and 18: 8 bytes, two u32 words
-//             of types 12 to 15, 21 and 22: 32 bytes, u32 kind, u32 flags, two u32 words, 16 bytes of value: nothing
-//             (kind 0), an IPv6 address (kind 1) or a u32 interface index (kind 2)
-//   address   u32 kind, 16 bytes: an IPv4 address (kind 4), an IPv6 address (kind 8) or a MAC address (kind 2)
+//             of types 12 to 15, 21 and 22: 32 bytes, u32 kind, u32 flags, two u32 words,
+//             16 bytes of value: nothing (kind 0), an IPv6 address (kind 1) or a u32 interface
+//             index (kind 2)
+//   address   u32 family, 16 bytes: an IPv4 (4), an IPv6 (8) or a MAC address (2)
 #pragma once
 
 #include "sim/base/address.h"

@@ -25,7 +25,8 @@ std::string pid_path(const std::string &run_directory) {
     return run_directory + "/" + pid_file;
 }
 
-// Only the run directory itself is made: what to add when there is no place to make it in.
+// What to add to an error when the directory above is missing: the switch makes its run directory,
+// but nothing above it.
 std::string missing_parent(const std::string &run_directory) {
     std::filesystem::path path = run_directory;
     while (!path.has_filename() && path != path.parent_path()) {

@@ -3,7 +3,8 @@
 //
 //   out-of-band marker   4 bytes: u32 marker
 //   download complete    4 bytes: u32 0
-//   IPv6 route notice    16 bytes: u8 client id, 1 reserved, u16 third value, 4 reserved, u32 first value, u32 second value
+//   IPv6 route notice    16 bytes: u8 client id, 1 reserved, u16 third value, 4 reserved,
+//                        u32 first value, u32 second value
 #pragma once
 
 #include "sim/switch/client.h"

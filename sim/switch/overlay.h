@@ -1,9 +1,10 @@
 // The overlay's notifications, all in host byte order.
 //
 //   overlay notification   u16 type, u16 length of the whole message
-//     types 1 and 3        the overlay feature is disabled, without and with the flag: 8 bytes, u32 0 after the head
+//     types 1 and 3        the overlay feature is disabled, without and with the flag: 8 bytes,
+//                          u32 0 after the head
 //     type 2               VLANs are disabled: their ids after the head, u16 each
-//   overlay route update   u16 type, u16 length of the whole message, and a body of the sender's making
+//   overlay route update   u16 type, u16 length of the whole message, a body of the sender's making
 #pragma once
 
 #include "sim/switch/client.h"

@@ -1,5 +1,6 @@
-// `vellsim show`, `vellsim count` and `vellsim stop`: each asks the running switch one question, with
-// the question's members as options. Each table that `vellsim show` prints is a command of its own.
+// `vellsim show`, `vellsim count` and `vellsim stop`: each asks the running switch one question,
+// with the question's members as options. Each table that `vellsim show` prints is a command of its
+// own.
 #include "sim/switch/commands.h"
 
 #include <CLI/CLI.hpp>

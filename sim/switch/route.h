@@ -58,15 +58,17 @@ struct route {
 
 // The message: IPv4 route updates and the dux role update.
 //
-//   message   u8 client id, 1 reserved, u16 number of records, u16 marker, 2 reserved, the records back to back
-//   record    at 0 u8 route opcode, 4 u64 flags, 12 u8 source prefix length, 13 u8 group prefix length, 16 u32 epoch,
-//             20 u32 source, 24 u32 group, 28 u32 RPF interface, 32 u8 DF ordinal, 36 u32 table id, 40 the TLV array
+//   message   u8 client id, 1 reserved, u16 number of records, u16 marker, 2 reserved, the records
+//   record    at 0 u8 route opcode, 4 u64 flags, 12 u8 source prefix length,
+//             13 u8 group prefix length, 16 u32 epoch, 20 u32 source, 24 u32 group,
+//             28 u32 RPF interface, 32 u8 DF ordinal, 36 u32 table id, 40 the TLV array
 //   array   u16 number of TLVs, u16 bytes of TLVs in units of 4 (this head not counted), the TLVs
 //   TLV     u16 type, u16 length, value, padded to a multiple of 4
 //   value   u32 number of entries, the entries back to back
 //   entry   type 0, OIF:   8 bytes, u32 interface index, u32 kind (0, 1, 4, 8 or 12)
 //           type 1, MTI:  16 bytes, four u32 words
-//           type 2, GLT:  60 bytes, four u32 words, 36 bytes of data, u32 data length (36 at most), u32 word
+//           type 2, GLT:  60 bytes, four u32 words, 36 bytes of data, u32 data length (36 at most),
+//                         u32 word
 
 struct route_record {
     std::uint8_t opcode = 0;

@@ -142,8 +142,9 @@ int fail_to_detach(const char *what) {
                             std::strerror(errno)));
 }
 
-// Nothing of the caller's is kept: no session, no descriptor but the standard ones and `reporter`, so
-// that nobody waits for a switch that has no part in what they wait for. Returns false with errno.
+// Nothing of the caller's is kept: no session, no descriptor but the standard ones and `reporter`,
+// so that nobody waits for a switch that has no part in what they wait for. Returns false with
+// errno.
 bool leave_caller(file_descriptor &reporter) {
     constexpr int kept = STDERR_FILENO + 1;
     if (setsid() < 0 || (reporter.get() != kept && dup3(reporter.get(), kept, O_CLOEXEC) < 0)) {

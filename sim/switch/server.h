@@ -1,8 +1,8 @@
 // The switch's loop: one thread, many connections, no call that blocks.
 //
 // A turn of the loop serves every connection that has something to do: reads a little, carries out
-// the requests that are whole, sends what the peer takes. What a connection may cost is in limits.h;
-// at the end of memory or of file descriptors run() throws.
+// the requests that are whole, sends what the peer takes. What a connection may cost is in
+// limits.h; at the end of memory or of file descriptors run() throws.
 #pragma once
 
 #include "sim/switch/limits.h"

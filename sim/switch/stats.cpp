@@ -34,7 +34,8 @@ l2_address read_ipv6(byte_reader &reader, std::string_view what) {
     return address;
 }
 
-// Of an IPv4 request only the statistics request says whether to clear; a clear request always does.
+// Of an IPv4 request only the statistics request says whether to clear; a clear request always
+// does.
 statistics_request decode(const request &asked) {
     const std::uint32_t opcode = asked.head.opcode;
     const bool is_ipv4 =

@@ -1,13 +1,10 @@
 // Counters of multicast routes, and the requests for them.
 //
-//   IPv4 request   u32 table id, u8 source prefix length, u8 group prefix length, 2 reserved, u32 source, u32 group;
-//                  16 bytes, and in a statistics request u32 clear
-//   IPv6 request   40 bytes: u32 table id, u8 source prefix length, u8 group prefix length, 16 bytes of source, 16 bytes of
-//                  group, 2 reserved
-//   answer         72 bytes under the request's opcode: u32 status (0 found, 1 no such route), u32 table id, u8 source
-//                  prefix length, u8 group prefix length, u16 family (4 or 6), 16 bytes of source, 16 bytes of group (an
-//                  IPv4 address as u32 in the first 4), u32 1 when the counters were cleared, u64 packets, u64 bytes,
-//                  u64 RPF failures
+//   IPv4 request   16 bytes: u32 table id, u8 source prefix length, u8 group prefix length,
+//                  2 reserved, u32 source, u32 group; and in a statistics request u32 clear
+//   IPv6 request   40 bytes: u32 table id, u8 source prefix length, u8 group prefix length,
+//                  16 bytes of source, 16 bytes of group, 2 reserved
+//   answer         72 bytes under the request's opcode: struct vell_sim_stats of vell_sim.h
 #pragma once
 
 #include "sim/base/address.h"

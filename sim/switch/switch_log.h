@@ -1,8 +1,8 @@
 // The service's own log: the file log/service in the run directory, and standard error.
 //
 // A peer that repeats a mistake does not fill it: of equal lines in a row the first three are
-// written, the others are counted ("9 more like the line before"). Nobody has to read standard error:
-// what it does not take at once is left out there, and counted.
+// written, the others are counted ("9 more like the line before"). Nobody has to read standard
+// error: what it does not take at once is left out there, and counted.
 #pragma once
 
 #include <cstdint>

@@ -116,8 +116,8 @@ public:
     // Of the stream's end: a text that says how much of a frame has come, if any has.
     std::string end_reason(const std::string &reason) const;
 
-    // For the clients of a switch. Takes what has arrived, but not beyond the end of the frame, and returns without waiting.
-    // What has come of an unfinished frame is kept for the next call.
+    // For the clients of a switch. Takes what has arrived, but not beyond the end of the frame, and
+    // returns without waiting. What has come of an unfinished frame is kept for the next call.
     frame_result read(int fd, frame &whole);
 
 private:

@@ -109,8 +109,9 @@ void move_full_file(const std::string &run_directory, const std::string &path,
     }
 }
 
-// A full disk may have cut the last line. Its end is missing, but it must not take the next with it.
-// Another process may also be writing it: then the line feed makes an empty line, which readers skip.
+// A full disk may have cut the last line. Its end is missing, but it must not take the next with
+// it. Another process may also be writing it: then the line feed makes an empty line, which readers
+// skip.
 bool ends_within_a_line(const opened_log &log) {
     char last = '\n';
     return log.size > 0 && pread(log.file.get(), &last, 1, static_cast<off_t>(log.size - 1)) == 1 &&

@@ -6,8 +6,8 @@
 //   <sink>.previous   the last lines of the run before, kept when a run starts with fresh logs
 //
 // So that no sink ever takes more than three times the limit. Each process that appends a line also
-// moves a full file away. Every file is a regular one: links, FIFOs and the like are refused, not followed
-// and not waited for.
+// moves a full file away. Every file is a regular one: links, FIFOs and the like are refused, not
+// followed and not waited for.
 #pragma once
 
 #include "sim/base/file_descriptor.h"

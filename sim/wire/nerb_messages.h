@@ -3,13 +3,14 @@
 // Requests go to SAP 230 of the switch's node. An answer comes on the client's queue as a message
 // of SAP 230, under its request's opcode. All words are u32 in host byte order.
 //
-//   allocation, modification   cookie, number of entries, and each entry: key word 1, key word 2, number of interfaces
-//                              and as many interface indexes
-//   release                    cookie, number of entries, and each entry: key word 1, key word 2, and a word that is
-//                              not read
-//   flood LTL update           context, number of VLANs, and each VLAN: its id, two words that are not read, line-card
-//                              mask, a word that is not read, number of updates, and each update: interface index,
-//                              operation (1 adds, 2 removes)
+//   allocation, modification   cookie, number of entries, and each entry: key word 1, key word 2,
+//                              number of interfaces and as many interface indexes
+//   release                    cookie, number of entries, and each entry: key word 1, key word 2,
+//                              and a word that is not read
+//   flood LTL update           context, number of VLANs, and each VLAN: its id, two words that are
+//                              not read, line-card mask, a word that is not read, number of
+//                              updates, and each update: interface index, operation (1 adds,
+//                              2 removes)
 //
 // Answers are described in nerb_sim.h: four words, which are struct nerb_sim_answer, and four
 // words per entry.

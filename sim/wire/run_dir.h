@@ -21,8 +21,8 @@ std::string clean_path(std::string_view path);
 // counts as not set, and so does an XDG_RUNTIME_DIR that is not absolute.
 std::string run_dir();
 
-// Makes the directory, but not its parents, and its "log" folder where they are missing, and checks
-// them as check_run_dir does. Returns an empty string, or the path and the reason.
+// Makes the directory and its "log" folder where they are missing, and checks both as check_run_dir
+// does. The directory above must be there. Returns an empty string, or the path and the reason.
 std::string prepare_run_dir(const std::string &path);
 
 // Checks that this is a directory of this user that is closed to others, however it is spelled: a

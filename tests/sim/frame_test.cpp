@@ -136,7 +136,8 @@ TEST(FrameReader, TakesFramesThatArriveTogetherOneByOne) {
     EXPECT_EQ(reader.read(here.get(), whole).status, frame_status::timed_out);
 }
 
-// The peer sends this and is gone. One that leaves bytes unread is reported as a reset, not as an end.
+// The peer sends this and is gone. One that leaves bytes unread is reported as a reset, not as an
+// end.
 auto stream_of_gone_peer(const bytes &sent, bool is_reset) {
     auto [here, there] = make_stream_pair();
     if (is_reset) {

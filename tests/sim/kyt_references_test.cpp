@@ -56,7 +56,7 @@ TEST_F(KytReference, HoldsNothingOfWhatWasInItsPlace) {
     kyt_msg_ref reference;
     std::fill_n(reference.opaque, sizeof reference, std::uint8_t{0x5a});
     ASSERT_EQ(kyt_send(queue, node, 212, 1, "abc", 3, &reference, 0, options.data()), 0);
-    // Behind the bytes that identify the message.
+    // After the bytes that identify the message.
     EXPECT_EQ(part(content(reference), 16, 48), bytes(48, 0));
     kyt_drop(queue, &reference);
 }

@@ -149,7 +149,7 @@ TEST_F(AnswerLimits, HoldUpAConnectionWithManyLateAnswers) {
     EXPECT_THAT(errors(), Not(Contains(EndsWith("connection closed"))));
 }
 
-// Each of these clients leaves 4 MiB of answers behind.
+// Each of these clients leaves 4 MiB of answers unread.
 TEST_F(AnswerLimits, KeepNoLateAnswersOfClientsThatAreGone) {
     const prompt_sanitizer prompt;
     switch_process running(run_dir, {"--ltl-answer", "late:3600000"});

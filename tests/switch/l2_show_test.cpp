@@ -145,7 +145,8 @@ TEST(ShowL2, IsShownUpToALimit) {
     EXPECT_EQ(limited.at("l2").at("flood_matched"), 1);
 }
 
-// A list of OIFs is a vector, the ports of an entry are a map: both are resumed where they were left.
+// A list of OIFs is a vector, the ports of an entry are a map: both are resumed where they were
+// left.
 TEST(ShowL2, PrintsLongListsPieceByPiece) {
     constexpr std::uint32_t count = 5000;
     l2_service test;

@@ -235,7 +235,7 @@ TEST(RouteMessage, IsRefusedWithBytesBehindTheLastRecord) {
               "offset 212: 1 bytes follow the last of 2 route records");
 }
 
-// An OIF list too long for the 16 bits of its TLV's length: the count tells.
+// An OIF list too long for the 16 bits of its TLV's length: its count shows it.
 TEST(RouteMessage, IsRefusedWhenAListsLengthWasCut) {
     const bytes head = cut(patched(two_routes(), 2, {1}), 48);
     const bytes wrapped = message().add(head).u16(1).u16(2).u16(0).u16(4).u32(8192);
