@@ -1,7 +1,7 @@
 // Layer-2 messages written out by hand: one record of each form, every field different.
 #pragma once
 
-#include "tests/switch/bytes.h"
+#include "tests/switch/message_bytes.h"
 
 #include <cstdint>
 #include <vector>

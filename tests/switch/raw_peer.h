@@ -3,7 +3,7 @@
 
 #include "sim/base/file_descriptor.h"
 #include "sim/wire/frame.h"
-#include "tests/switch/bytes.h"
+#include "tests/switch/message_bytes.h"
 
 #include <cstdint>
 #include <nlohmann/json.hpp>

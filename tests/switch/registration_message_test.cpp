@@ -1,5 +1,5 @@
 #include "sim/switch/client.h"
-#include "tests/switch/bytes.h"
+#include "tests/switch/message_bytes.h"
 
 #include <gtest/gtest.h>
 

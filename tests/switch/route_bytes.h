@@ -1,7 +1,7 @@
 // A route message written out by hand: an add with all three lists, and a delete without any.
 #pragma once
 
-#include "tests/switch/bytes.h"
+#include "tests/switch/message_bytes.h"
 
 inline bytes two_routes() {
     // clang-format off

@@ -3,7 +3,7 @@
 
 #include "sim/switch/answer.h"
 #include "sim/switch/service.h"
-#include "tests/switch/bytes.h"
+#include "tests/switch/message_bytes.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
