@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <utility>
 
 namespace feed {
 
@@ -194,6 +195,9 @@ void mirror::doubt_everything() {
         installed_.groups.insert(more->groups.begin(), more->groups.end());
     }
     deleted_ = {};
+    if (std::exchange(forgot_deletions_, false)) {
+        asked_tables_ = {};
+    }
     confirm_due_.reset();
     routes_in_doubt_ = !installed_.routes.empty();
     groups_in_doubt_ = !installed_.groups.empty();

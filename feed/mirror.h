@@ -67,6 +67,9 @@ struct mirror_options {
     // Asks for each table when something is first said about it, so that what an earlier client left
     // is followed up. Otherwise nothing is installed but what assume() says.
     bool asks_first = false;
+    // How many deletions it remembers that are not confirmed. After more of them, a loss is followed by
+    // the question what the switch has.
+    std::size_t most_unconfirmed = 65536;
 };
 
 // How many rows were sent, and acknowledged where there are acknowledgments.
@@ -188,6 +191,9 @@ private:
     void send_table(table<Row> state::*member, const char *name, send_function<Row> send,
                     bool &is_pending, bool &in_doubt, sent_counts &counts);
 
+    template <typename Row>
+    void remember_deletion(const typename Row::key_type &key, const Row &row, table<Row> &deleted);
+
     void send_groups();
     void send_routes();
 
@@ -227,7 +233,8 @@ private:
     bool routes_in_doubt_ = false;
     bool groups_in_doubt_ = false;
     std::uint32_t epoch_ = 0;
-    state deleted_;                // and not confirmed
+    state deleted_; // and not confirmed
+    bool forgot_deletions_ = false;
     bool confirm_pending_ = false; // something was sent after the last request to confirm
     std::optional<clock::time_point> confirm_due_;
     std::uint32_t confirm_cookie_ = 0;

@@ -22,6 +22,17 @@ std::string sent_before(const std::exception &error, std::size_t sent, std::size
 
 } // namespace
 
+// A switch that never confirms would have them grow for ever.
+template <typename Row>
+void mirror::remember_deletion(const typename Row::key_type &key, const Row &row,
+                               table<Row> &deleted) {
+    deleted.insert_or_assign(key, row);
+    if (deleted.size() > options_.most_unconfirmed) {
+        deleted.clear();
+        forgot_deletions_ = true;
+    }
+}
+
 // In the order of the keys; what is removed first makes room for what is added.
 template <typename Row>
 void mirror::send_table(table<Row> state::*member, const char *name, send_function<Row> send,
@@ -57,7 +68,7 @@ void mirror::send_table(table<Row> state::*member, const char *name, send_functi
             const change<Row> &done = changes[adopted];
             confirm_pending_ = true;
             if (done.after == nullptr) {
-                (deleted_.*member).insert_or_assign(*done.key, *done.before);
+                remember_deletion(*done.key, *done.before, deleted_.*member);
                 counts.removed += was_in_doubt && wanted.contains(*done.key) ? 0 : 1;
             } else {
                 ++(done.before == nullptr ? counts.added : counts.changed);
@@ -114,6 +125,7 @@ void mirror::take_confirmation(const received_message &message) {
         confirm_due_.reset();
         if (!confirm_pending_) {
             deleted_ = {};
+            forgot_deletions_ = false;
         }
     }
 }

@@ -241,6 +241,28 @@ TEST_F(Mirror, SurvivesADroppedConnectionBetweenAnyTwoSends) {
     }
 }
 
+// Deletions that it does not remember, of which the switch handled none.
+TEST_F(Mirror, AsksWhatIsThereWhenItForgotWhatItDeleted) {
+    switch_process running(run_dir);
+    mirror_options forgetful = persistent();
+    forgetful.asks_first = true;
+    forgetful.most_unconfirmed = 2;
+    forgetful.client.timeout_ms = 5000;
+    mirror playing(forgetful);
+    state left = random_state(8);
+    ASSERT_GT(left.routes.size(), 4u);
+    play_into_step(playing, left);
+    fault({"--drop-after", "1"});
+    running.signal(SIGSTOP);
+    playing.want({}, {.routes = true});
+    playing.tick();
+    EXPECT_TRUE(playing.installed().routes.empty());
+    running.signal(SIGCONT);
+    play_until(playing, [&] { return !said.empty() && playing.in_step(); });
+    left.routes.clear();
+    EXPECT_EQ(difference_from(left), "");
+}
+
 TEST_F(Mirror, SurvivesARestartOfTheSwitchBetweenAnyTwoSends) {
     const state from = random_state(8);
     const state to = random_state(9);
