@@ -94,7 +94,7 @@ private:
         made.ask = [this](const table_choice &only) {
             state installed = ask_installed(only);
             if (!command_.planning.bridges.empty()) {
-                keep_vlans(installed, mirror_.wanted());
+                keep_vlans(installed, vlans_);
             }
             return installed;
         };
@@ -113,7 +113,9 @@ private:
         due_.reset();
         first_wake_.reset();
         try {
-            plan made = read_plan({directory}, command_.planning);
+            plan made = read_plan({directory}, planning_);
+            planning_.may_lack_bridges = true; // from now on, one that is missing is gone
+            vlans_.merge(made.vlans);
             say_notes(made);
             mirror_.want(std::move(made.wanted), made.said);
             failed_reading_.clear();
@@ -182,6 +184,8 @@ private:
 
     const follow_command &command_;
     command_context &context_;
+    plan_options planning_ = command_.planning;
+    std::set<std::uint16_t> vlans_; // that the bridges have, or had
     stop_signals signals_;
     std::optional<wake> wake_;
     mirror mirror_;

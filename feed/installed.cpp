@@ -13,7 +13,6 @@
 #include <climits>
 #include <fmt/format.h>
 #include <limits>
-#include <set>
 #include <unistd.h>
 #include <utility>
 
@@ -242,16 +241,7 @@ state ask_installed(const table_choice &only, const say_function &say) {
     return installed;
 }
 
-void keep_vlans(state &installed, const state &wanted) {
-    std::set<std::uint16_t> vlans;
-    const auto add = [&](const auto &rows) {
-        for (const auto &row : rows) {
-            vlans.insert(row.first.vlan);
-        }
-    };
-    add(wanted.groups);
-    add(wanted.floods);
-    add(wanted.ltls);
+void keep_vlans(state &installed, const std::set<std::uint16_t> &vlans) {
     const auto keep = [&](auto &rows) {
         std::erase_if(rows, [&](const auto &row) { return !vlans.contains(row.first.vlan); });
     };

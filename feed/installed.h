@@ -20,8 +20,8 @@ using say_function = std::function<void(const std::string &)>;
 state ask_installed(
     const table_choice &only, const say_function &say = [](const std::string &) {});
 
-// Leaves the groups, flood sets and LTLs of those VLANs only that have some in the wanted tables.
-void keep_vlans(state &installed, const state &wanted);
+// Leaves the groups, flood sets and LTLs of those VLANs only.
+void keep_vlans(state &installed, const std::set<std::uint16_t> &vlans);
 
 // Adds what `vellsim show SHOWN --json` printed: flood, l2, ltl or routes. Throws input_error for
 // anything but a whole table.

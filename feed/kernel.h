@@ -99,6 +99,8 @@ struct planning {
     std::set<std::string> bridges = {}; // that some table has, left out or not
     std::vector<group_member> members = {};
     std::vector<bridge_port> ports = {};
+    std::map<std::string, std::set<std::uint16_t>> port_vlans = {}; // and a bridge's own
+    std::set<std::string> aware_bridges = {};                       // of VLANs
     interfaces numbers = interfaces({});
 
     bool plans_groups() const { return options.only.groups || options.only.ltls; }

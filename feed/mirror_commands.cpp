@@ -138,7 +138,7 @@ state ask_for(const plan &made, const mirror_command &command, command_context &
         }
     });
     if (!command.planning.bridges.empty()) {
-        keep_vlans(installed, made.wanted);
+        keep_vlans(installed, made.vlans);
     }
     return installed;
 }

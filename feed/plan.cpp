@@ -24,7 +24,8 @@ void read_links(planning &now) {
 // A bridge that is named and not there is mistyped. One without entries or ports is in the links.
 void check_named_bridges(const planning &now) {
     const auto check = [&](const char *option, const std::string &bridge) {
-        if (!now.bridges.contains(bridge) && !now.tables.indexes().contains(bridge)) {
+        if (!now.options.may_lack_bridges && !now.bridges.contains(bridge) &&
+            !now.tables.indexes().contains(bridge)) {
             throw input_error(fmt::format("{} {}: no such bridge is in {}", option,
                                           in_quotes(bridge), now.tables.name()));
         }
@@ -34,6 +35,38 @@ void check_named_bridges(const planning &now) {
     }
     for (const auto &[bridge, vlan] : now.options.vlans) {
         check("--vlan", bridge);
+    }
+}
+
+template <typename Rows>
+void add_vlans(std::set<std::uint16_t> &vlans, const Rows &rows) {
+    for (const auto &row : rows) {
+        vlans.insert(row.first.vlan);
+    }
+}
+
+// Those that the tables, or the bridges' names, say of the bridges that are looked at.
+void add_all_vlans(planning &now) {
+    std::set<std::uint16_t> &vlans = now.made.vlans;
+    add_vlans(vlans, now.made.wanted.floods);
+    add_vlans(vlans, now.made.wanted.groups);
+    add_vlans(vlans, now.made.wanted.ltls);
+    const auto add_listed = [&](const std::string &interface) {
+        if (const auto listed = now.port_vlans.find(interface); listed != now.port_vlans.end()) {
+            vlans.insert(listed->second.begin(), listed->second.end());
+        }
+    };
+    for (const std::string &bridge : now.options.bridges) {
+        if (now.aware_bridges.contains(bridge)) {
+            add_listed(bridge);
+        } else if (const std::uint16_t vlan = now.vlan_of(bridge); vlan != 0) {
+            vlans.insert(vlan);
+        }
+    }
+    for (const bridge_port &port : now.ports) {
+        if (now.aware_bridges.contains(port.bridge)) {
+            add_listed(port.name);
+        }
     }
 }
 
@@ -117,6 +150,7 @@ plan plan_tables(kernel_tables tables, const plan_options &options) {
     if (options.only.floods) {
         plan_floods(now);
     }
+    add_all_vlans(now);
     now.made.made_numbers = now.numbers.made();
     return std::move(now.made);
 }

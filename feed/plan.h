@@ -26,6 +26,7 @@ struct plan_options {
     std::map<std::string, std::uint16_t>
         vlans;                     // of bridges whose names do not say it, as br10 does
     std::set<std::string> bridges; // only these; empty: all
+    bool may_lack_bridges = false; // of those; otherwise one that is not there is mistyped
 };
 
 // A directory with what the kernel's own tools print, or, without one, this machine. Any of the files
@@ -54,6 +55,7 @@ struct left_out {
 struct plan {
     state wanted;
     table_choice said;
+    std::set<std::uint16_t> vlans; // of the bridges, also those that have no row
     left_out without;
     std::vector<std::pair<std::string, std::uint32_t>> made_numbers; // interfaces.h
 };

@@ -9,9 +9,6 @@ namespace feed {
 
 namespace {
 
-// The VLANs of each port of VLAN-aware bridges.
-using port_vlans = std::map<std::string, std::set<std::uint16_t>>;
-
 bool read_forwarding(const json_view &row) {
     constexpr std::string_view states[] = {"disabled", "listening", "learning", "forwarding",
                                            "blocking"};
@@ -68,14 +65,21 @@ void read_vlans(const json_view &row, std::set<std::uint16_t> &vlans) {
     }
 }
 
-port_vlans read_port_vlans(const kernel_tables &tables) {
-    port_vlans ports;
+void read_port_vlans(planning &now) {
     unique_names names;
-    tables.read("vlans.json", [&](const json_view &row) {
+    now.tables.read("vlans.json", [&](const json_view &row) {
         row.expect_object("a port, an object");
-        read_vlans(row, ports[names.read(row, "the port's name")]);
+        read_vlans(row, now.port_vlans[names.read(row, "the port's name")]);
     });
-    return ports;
+    // A bridge that does not look at VLANs may be listed too: each of its ports with VLAN 1.
+    static const std::set<std::uint16_t> by_default = {1};
+    for (const bridge_port &port : now.ports) {
+        const auto listed = now.port_vlans.find(port.name);
+        if (listed != now.port_vlans.end() && !listed->second.empty() &&
+            listed->second != by_default) {
+            now.aware_bridges.insert(port.bridge);
+        }
+    }
 }
 
 class flood_planner {
@@ -131,24 +135,25 @@ private:
     }
 
     std::set<std::uint16_t> vlans_of(const bridge_port &port) {
-        if (const std::uint16_t vlan = now_.vlan_of(port.bridge); vlan != 0) {
+        const std::uint16_t vlan = now_.vlan_of(port.bridge);
+        const bool is_aware = now_.aware_bridges.contains(port.bridge);
+        if (vlan != 0 && (!is_aware || now_.options.vlans.contains(port.bridge))) {
             return {vlan};
         }
-        if (!port_vlans_) {
-            port_vlans_ = read_port_vlans(now_.tables);
+        const auto listed = now_.port_vlans.find(port.name);
+        if (listed != now_.port_vlans.end()) {
+            return listed->second;
         }
-        const auto found = port_vlans_->find(port.name);
-        if (found == port_vlans_->end()) {
+        if (!is_aware) {
             port.place.fail("/master",
                             fmt::format("the bridge {} has no VLAN in its name, as br10 "
                                         "has; {}",
                                         in_quotes(port.bridge), vlan_remedy(port.bridge)));
         }
-        return found->second;
+        return {};
     }
 
     planning &now_;
-    std::optional<port_vlans> port_vlans_;               // read when it is needed first
     std::map<std::uint16_t, const bridge_port *> first_; // of each VLAN
 };
 
@@ -159,6 +164,9 @@ void read_ports(planning &now) {
     const auto around =
         now.tables.read("ports.json", [&](const json_view &row) { read_port(now, names, row); });
     now.made.said.floods = around && now.options.only.floods;
+    if (now.options.only.floods || !now.options.bridges.empty()) {
+        read_port_vlans(now);
+    }
 }
 
 void plan_floods(planning &now) {

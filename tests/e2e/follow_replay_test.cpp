@@ -177,6 +177,20 @@ TEST_F(FollowReplay, GoesOnInSilenceUntilItIsStopped) {
     }
 }
 
+TEST_F(FollowReplay, ABridgeThatGoesAwayLeavesNothing) {
+    start_switch();
+    fed({"send", sample("day/1"), "--only", "floods", "--bridge", "br20"});
+    const plain_tables others = installed();
+    const std::string there =
+        snapshot("there", "ports.json",
+                 R"([{"ifindex":17,"ifname":"eth1-1","master":"br10","mcast_flood":true}])");
+    const std::string gone = snapshot("gone", "ports.json", "[]");
+    fed({"follow", "--replay", there, gone, "--every", "50", "--once-in-step", "--bridge", "br10"});
+    EXPECT_EQ(installed(), others);
+    EXPECT_THAT(error({"follow", "--replay", gone, "--bridge", "br10"}),
+                HasSubstr("--bridge \"br10\": no such bridge is in "));
+}
+
 // It asks what the switch has when a table is first spoken of.
 TEST_F(FollowReplay, EndsAtOnceThoughTheSwitchHangs) {
     start_switch();

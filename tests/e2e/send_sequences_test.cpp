@@ -202,6 +202,21 @@ TEST_F(SentSequence, OnlyNamesTheTablesThatAreTouched) {
     EXPECT_EQ(installed(), mixed);
 }
 
+TEST_F(SentSequence, ABridgeWhoseRowsAreAllGoneIsRepaired) {
+    start_switch();
+    fed({"send", morning});
+    const std::string empty = snapshot("empty", "links.json", R"([{"ifindex":2,"ifname":"br10"}])");
+    snapshot("empty", "mdb.json", R"([{"mdb":[],"router":{}}])");
+    snapshot("empty", "ports.json", "[]");
+    fed({"repair", empty, "--bridge", "br10"});
+    plain_tables without = recorded("day/1");
+    const auto is_in_vlan_10 = [](const std::string &row) { return row.starts_with("VLAN 10:"); };
+    EXPECT_GT(std::erase_if(without.groups, is_in_vlan_10), 0u);
+    EXPECT_GT(std::erase_if(without.floods, is_in_vlan_10), 0u);
+    EXPECT_GT(std::erase_if(without.ltls, is_in_vlan_10), 0u);
+    EXPECT_EQ(installed(), without);
+}
+
 TEST_F(SentSequence, OneBridgeLeavesTheOthers) {
     start_switch();
     fed({"send", morning});

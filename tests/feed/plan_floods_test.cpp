@@ -107,6 +107,37 @@ TEST(PlanFloods, APortOfAVlanAwareBridgeFloodsInEachOfItsVlans) {
               "VLAN 7: Eth1/1 Eth1/2 Eth1/3; VLAN 11: Eth1/4");
 }
 
+TEST(PlanFloods, TheNameOfAVlanAwareBridgeSaysNoVlan) {
+    const snapshot_text files(
+        {{"ports.json", ports_text({port_text("br10", "eth1-1", 5), port_text("br10", "eth1-2", 6),
+                                    port_text("br10", "eth1-3", 7), port_text("br20", "eth1-4", 8),
+                                    port_text("br20", "eth1-5", 9)})},
+         {"vlans.json",
+          R"([{"ifname":"eth1-1","vlans":[{"vlan":10},{"vlan":30}]},
+              {"ifname":"eth1-2","vlans":[{"vlan":1}]},
+              {"ifname":"eth1-4","vlans":[{"vlan":1}]},{"ifname":"eth1-5","vlans":[]}])"}});
+    EXPECT_EQ(sets_of(files.read()),
+              "VLAN 1: Eth1/2; VLAN 10: Eth1/1; VLAN 20: Eth1/4 Eth1/5; VLAN 30: Eth1/1");
+    EXPECT_EQ(sets_of(files.read(with_vlans({{"br10", 7}}))),
+              "VLAN 7: Eth1/1 Eth1/2 Eth1/3; VLAN 20: Eth1/4 Eth1/5");
+}
+
+TEST(PlanFloods, TheVlansOfABridgeAreKnownWithoutARow) {
+    const snapshot_text files({{"links.json", links_text({{"br10", 2}, {"lan", 3}, {"eth1-1", 4}})},
+                               {"ports.json", ports_text({port_text("lan", "eth1-1", 4, false)})},
+                               {"vlans.json", R"([{"ifname":"lan","vlans":[{"vlan":40}]},
+                            {"ifname":"eth1-1","vlans":[{"vlan":30,"vlanEnd":31}]}])"}});
+    plan_options options;
+    options.bridges = {"br10", "lan"};
+    const plan made = files.read(options);
+    EXPECT_EQ(sets_of(made), "");
+    EXPECT_EQ(made.vlans, (std::set<std::uint16_t>{10, 30, 31, 40}));
+    options.bridges = {"gone"};
+    EXPECT_EQ(files.error(options).substr(0, 34), "--bridge \"gone\": no such bridge is");
+    options.may_lack_bridges = true;
+    EXPECT_EQ(files.error(options), "(no error)");
+}
+
 TEST(PlanFloods, WrongVlansOfPortsAreRefused) {
     const auto error = [](const std::string &vlans) {
         return snapshot_text(

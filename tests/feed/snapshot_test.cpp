@@ -226,8 +226,8 @@ TEST(Machine, IsReadWithTheKernelsOwnTools) {
     const plan made = read_machine();
     EXPECT_EQ(made.wanted.routes.begin()->second.rpf_if, kernel_type + 4);
     EXPECT_TRUE(made.said.routes && made.said.groups && made.said.floods && made.said.ltls);
-    EXPECT_EQ(machine.calls(), "ip -j link show, bridge -j -d mdb show, bridge -j -d link show, ip "
-                               "-j mroute show table all");
+    EXPECT_EQ(machine.calls(), "ip -j link show, bridge -j -d mdb show, bridge -j -d link show, "
+                               "bridge -j vlan show, ip -j mroute show table all");
 }
 
 TEST(Machine, OnlyWhatIsChosenIsRead) {
