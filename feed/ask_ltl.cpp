@@ -27,6 +27,7 @@ struct ltl_request {
     ltl_change change;
     session_options client{};
     sim::output_form form = sim::output_form::text;
+    bool quiet = false;
 
     bool is_allocation() const { return change.opcode == NERB_SIM_OPCODE_ALLOCATION; }
     std::string name() const { return fmt::format("LTL {}", operation_name(change)); }
@@ -82,28 +83,40 @@ ltl_result ask(session &client, const ltl_request &request) {
     return result;
 }
 
+void print(const ltl_request &request, const ltl_result &result, std::ostream &to) {
+    if (request.quiet && !request.is_allocation()) {
+        return;
+    }
+    const std::vector<std::uint32_t> &interfaces = request.change.row.interfaces;
+    sim::output out(request.form);
+    out.open_object();
+    out.json("done", request.done);
+    out.json("index", result.index);
+    if (request.quiet) {
+        out.text("{:#x}\n", result.index);
+    } else {
+        out.text("{} LTL {:#x}", request.done, result.index);
+        if (request.change.opcode != NERB_SIM_OPCODE_RELEASE) {
+            out.text(" with {}: {}", sim::counted(result.interfaces, "interface"),
+                     interface_names(interfaces));
+        }
+        out.text("\n");
+    }
+    out.open_list("interfaces");
+    for (const std::uint32_t if_index : interfaces) {
+        out.json({}, sim::if_name(if_index));
+    }
+    out.close_list();
+    out.close_object();
+    print_result(out, to);
+}
+
 int run(const ltl_request &request, std::ostream &to) {
     session client(request.client);
     client.register_client();
     const ltl_result result = ask(client, request);
     // Before anything else can fail: without its index an LTL cannot be released.
-    sim::output out(request.form);
-    out.open_object();
-    out.json("done", request.done);
-    out.text("{} ", request.done);
-    out.field("index", "LTL {:#x}", result.index);
-    if (request.change.opcode != NERB_SIM_OPCODE_RELEASE) {
-        out.text(" with {}: {}", sim::counted(result.interfaces, "interface"),
-                 interface_names(request.change.row.interfaces));
-    }
-    out.open_list("interfaces");
-    for (const std::uint32_t if_index : request.change.row.interfaces) {
-        out.json({}, sim::if_name(if_index));
-    }
-    out.close_list();
-    out.text("\n");
-    out.close_object();
-    print_result(out, to);
+    print(request, result, to);
     client.close("`vellsim show ltl`");
     return 0;
 }
@@ -161,6 +174,8 @@ action finish(CLI::App &app, command_context &context,
               const std::shared_ptr<ltl_request> &request) {
     add_client_options(app, request->client);
     add_json(app, request->form);
+    add_quiet(app, request->quiet,
+              request->is_allocation() ? "Print the LTL index alone" : "Print nothing but errors");
     return [request, &context] { return run(*request, context.out); };
 }
 

@@ -30,6 +30,7 @@ struct stats_options {
     bool clear_only = false;
     session_options client;
     sim::output_form form = sim::output_form::text;
+    bool quiet = false;
 };
 
 // A route of either family, as requests and answers name it.
@@ -178,9 +179,11 @@ int run(const stats_options &options, std::ostream &to) {
     session client(options.client);
     client.register_client();
     const vell_sim_stats answer = ask(client, route, options);
-    sim::output out(options.form);
-    print(out, route, answer);
-    print_result(out, to);
+    if (!options.quiet) {
+        sim::output out(options.form);
+        print(out, route, answer);
+        print_result(out, to);
+    }
     if ((options.clear || options.clear_only) && answer.cleared == 0) {
         throw session_error("the switch did not clear the counters");
     }
@@ -223,6 +226,7 @@ action make_stats(CLI::App &app, command_context &context) {
     app.parse_complete_callback([options] { route_of(*options); });
     add_client_options(app, options->client);
     add_json(app, options->form);
+    add_quiet(app, options->quiet);
     app.footer("Prints the counters as they were before they were cleared. A (*, G) route is "
                "named with\n--source 0.0.0.0 --source-len 0.\n"
                "Example: vellfeed stats --source 10.0.0.9 --group 239.1.1.2 --clear");

@@ -52,8 +52,8 @@ void add_client_options(CLI::App &app, session_options &options);
 // --only, --vlan and --bridge of every command that reads snapshots.
 void add_plan_options(CLI::App &app, plan_options &options);
 
-void add_quiet(CLI::App &app, bool &quiet);
-void add_json(CLI::App &app, sim::output_form &form);
+void add_quiet(CLI::App &app, bool &quiet, const char *help = "Print nothing but errors");
+void add_json(CLI::App &app, sim::output_form &form, const char *help = "Print JSON");
 
 // Prints a result at once that cannot be asked for again: an LTL index, counters that are cleared.
 // When standard output is full or closed, throws an error that says so and has the result in its text.

@@ -235,7 +235,7 @@ action make_follow(CLI::App &app, command_context &context) {
                  "End when the switch has what the kernel has");
     add_plan_options(app, options->planning);
     add_client_options(app, options->client);
-    add_json(app, options->form);
+    add_json(app, options->form, "Print JSON, an object for each change that is in step");
     add_quiet(app, options->quiet);
     app.footer(
         "Reads the kernel's state again after every change of it, and sends what is "

@@ -213,7 +213,7 @@ private:
         on_path_ += is_on_path ? 1 : 0;
         if (is_on_path && is_in_rows()) {
             rows_pointer_ = pointer_to_rows();
-            row_.entry = 0;
+            row_in_list_ = 0;
         }
         return true;
     }
@@ -228,7 +228,8 @@ private:
     bool finish() {
         if (is_in_rows()) {
             row_.pointer = rows_pointer_ + '/';
-            row_.pointer += fmt::format_int(row_.entry++).c_str();
+            row_.pointer += fmt::format_int(row_in_list_++).c_str();
+            ++row_.entry;
             take_(json_view(row_));
             *row_.value = nullptr;
         }
@@ -251,7 +252,8 @@ private:
     json_part around_;
     json_part row_;
     std::string rows_pointer_;
-    std::string hint_;         // after a syntax error
+    std::size_t row_in_list_ = 0; // of the next row
+    std::string hint_;            // after a syntax error
     std::vector<json *> open_; // the arrays and objects around the next value, the innermost last
     std::size_t on_path_ = 0;  // how many of them are on the way to the rows
     json::object_t::value_type *member_ = nullptr; // where the innermost object's next value goes

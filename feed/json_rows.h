@@ -26,7 +26,7 @@ namespace feed {
 struct json_part {
     std::string name;      // of the input
     std::string pointer;   // to the row, or empty
-    std::size_t entry = 0; // of a row, counted from 1
+    std::size_t entry = 0; // of a row, counted from 1 through all lists of them
     std::unique_ptr<nlohmann::json> value;
 
     explicit json_part(std::string name_of_input);
@@ -40,7 +40,7 @@ class json_view {
 public:
     explicit json_view(const json_part &part) : part_(&part), value_(part.value.get()) {}
 
-    // The row's number in its list, counted from 1; 0 for what is not in a row.
+    // The row's number, counted from 1 through all lists of rows; 0 for what is not in a row.
     std::size_t entry() const { return part_->entry; }
 
     bool is_null() const;

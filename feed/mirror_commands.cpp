@@ -7,6 +7,7 @@
 #include "feed/stop_signals.h"
 #include "sim/base/print.h"
 
+#include <csignal>
 #include <memory>
 #include <poll.h>
 #include <unistd.h>
@@ -145,6 +146,7 @@ state ask_for(const plan &made, const mirror_command &command, command_context &
 
 int print_difference(const state &installed, const plan &made, const mirror_command &command,
                      command_context &context) {
+    std::signal(SIGPIPE, SIG_DFL); // nothing is sent: without a reader it ends, as any tool
     std::ostream silent(nullptr);
     return print_differences(installed, made.wanted, made.said, command.form,
                              command.quiet ? silent : context.out)
@@ -223,12 +225,13 @@ std::shared_ptr<mirror_command> add_mirror_options(CLI::App &app, bool sends) {
     auto options = std::make_shared<mirror_command>();
     add_plan_options(app, options->planning);
     if (sends) {
-        app.add_flag("--dry-run", options->dry_run, "Print what differs, and send nothing");
+        app.add_flag("--dry-run", options->dry_run,
+                     "Print what differs, for each snapshot, and send nothing");
         add_client_options(app, options->client);
     } else {
         add_run_dir(app);
     }
-    add_json(app, options->form);
+    add_json(app, options->form, sends ? "Print JSON, an object for each snapshot" : "Print JSON");
     add_quiet(app, options->quiet);
     return options;
 }
@@ -327,15 +330,29 @@ action make_repair(CLI::App &app, command_context &context) {
 }
 
 action make_record(CLI::App &app, command_context &context) {
-    auto directory = std::make_shared<std::string>();
-    app.add_option("SNAPSHOT", *directory, "The directory to write; created if it is missing")
+    struct record_options {
+        std::string directory;
+        sim::output_form form = sim::output_form::text;
+        bool quiet = false;
+    };
+    auto options = std::make_shared<record_options>();
+    app.add_option("SNAPSHOT", options->directory,
+                   "The directory to write; created if it is missing")
         ->option_text("DIR REQUIRED")
         ->required();
+    add_json(app, options->form);
+    add_quiet(app, options->quiet);
     app.footer("Runs `ip` and `bridge`. What `ip` prints of multicast routes needs root.\n"
                "Example: vellfeed record here && vellfeed send here");
-    return [directory, &context] {
-        record_snapshot(*directory);
-        fmt::print(context.out, "{}\n", sim::printable(*directory));
+    return [options, &context] {
+        record_snapshot(options->directory);
+        if (!options->quiet) {
+            sim::output out(options->form);
+            out.open_object();
+            out.field("snapshot", "{}\n", options->directory);
+            out.close_object();
+            print_result(out, context.out);
+        }
         return 0;
     };
 }

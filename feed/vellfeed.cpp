@@ -51,7 +51,7 @@ std::pair<std::string, std::uint16_t> parse_vlan(const std::string &text) {
     }
     throw CLI::ValidationError("--vlan", fmt::format("{}: expected BRIDGE=N with a VLAN id N from "
                                                      "1 to {}",
-                                                     sim::printable(text), VELL_SIM_HIGHEST_VLAN));
+                                                     in_quotes(text), VELL_SIM_HIGHEST_VLAN));
 }
 
 table_choice parse_tables(const std::vector<std::string> &names) {
@@ -65,19 +65,29 @@ table_choice parse_tables(const std::vector<std::string> &names) {
         const auto table = tables.find(name);
         if (table == tables.end()) {
             throw CLI::ValidationError(
-                "--only", fmt::format("{}: the tables are routes, groups, floods and ltls",
-                                      sim::printable(name)));
+                "--only",
+                fmt::format("{}: the tables are routes, groups, floods and ltls", in_quotes(name)));
         }
         chosen.*table->second = true;
     }
     return chosen;
 }
 
+// The option library speaks of its own types.
+CLI::Error in_plain_words(const CLI::App &app, const CLI::ParseError &error) {
+    const std::string_view what = error.what();
+    const std::size_t colon = what.find(": ");
+    return colon != what.npos && what.ends_with(" missing")
+               ? CLI::Error("ArgumentMismatch",
+                            fmt::format("{} needs a value", what.substr(0, colon)))
+               : sim::explained(app, error);
+}
+
 int run(CLI::App &app, int argc, const char *const *argv, command_context &context) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
-        const int exit_code = app.exit(sim::explained(app, error), context.out, context.err);
+        const int exit_code = app.exit(in_plain_words(app, error), context.out, context.err);
         return exit_code == 0 ? flushed(0, context.out) : exit_usage;
     }
     return flushed(context.chosen(), context.out);
@@ -133,7 +143,7 @@ void add_plan_options(CLI::App &app, plan_options &options) {
                for (const std::string &text : texts) {
                    const auto [bridge, vlan] = parse_vlan(text);
                    if (!options.vlans.emplace(bridge, vlan).second) {
-                       throw CLI::ValidationError("--vlan", sim::printable(text) +
+                       throw CLI::ValidationError("--vlan", in_quotes(text) +
                                                                 ": the bridge has a VLAN already");
                    }
                }
@@ -147,13 +157,13 @@ void add_plan_options(CLI::App &app, plan_options &options) {
         ->allow_extra_args(false);
 }
 
-void add_quiet(CLI::App &app, bool &quiet) {
-    app.add_flag("--quiet", quiet, "Print nothing but errors");
+void add_quiet(CLI::App &app, bool &quiet, const char *help) {
+    app.add_flag("--quiet", quiet, help);
 }
 
-void add_json(CLI::App &app, sim::output_form &form) {
+void add_json(CLI::App &app, sim::output_form &form, const char *help) {
     app.add_flag_callback(
-        "--json", [&form] { form = sim::output_form::json; }, "Print JSON");
+        "--json", [&form] { form = sim::output_form::json; }, help);
 }
 
 void print_result(sim::output &result, std::ostream &out) {

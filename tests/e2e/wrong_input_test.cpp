@@ -44,7 +44,7 @@ TEST_F(WrongInput, SendsNothing) {
          ": /0: expected a member \"mdb\" (an array of entries), found only \"ifindex\", "
          "\"ifname\""},
         {"mdb.json", R"([{"mdb":[)" + member + R"(],"router":{}},{"mdb":[{}]}])",
-         ": entry 1 (/1/mdb/0): expected a member \"dev\" (the bridge's name), found an empty "
+         ": entry 2 (/1/mdb/0): expected a member \"dev\" (the bridge's name), found an empty "
          "object"},
         {"ports.json", R"([{"ifindex":17,"ifname":"eth1-1","master":"br10"}])",
          ": entry 1 (/0): expected a member \"mcast_flood\" (true or false; `bridge` prints it "

@@ -64,6 +64,13 @@ TEST_F(AskLtl, PrintsJson) {
               "\n");
 }
 
+TEST_F(AskLtl, QuietlyAnIndexIsAllThatIsPrinted) {
+    start_switch();
+    EXPECT_EQ(printed(with(alloc, {"--quiet"})), "0x4000\n");
+    EXPECT_EQ(printed(with(modify, {"--quiet"})), "");
+    EXPECT_EQ(printed(with(release, {"--quiet"})), "");
+}
+
 TEST_F(AskLtl, ALeadingZeroIsOnlyADigit) {
     start_switch();
     EXPECT_EQ(printed({"ltl", "alloc", "--vlan", "010", "--tag", "010", "Po1"}),

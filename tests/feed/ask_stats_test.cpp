@@ -74,6 +74,12 @@ TEST_F(AskStats, ClearsTheCountersOnceTheyAreRead) {
 }
 
 // An IPv4 route is read and cleared by one request, an IPv6 route by two.
+TEST_F(AskStats, QuietlyClearsTheCounters) {
+    start_counting();
+    EXPECT_EQ(printed(with(ipv4, {"--clear", "--quiet"})), "");
+    EXPECT_THAT(printed(ipv4), HasSubstr(": 0 packets,"));
+}
+
 TEST_F(AskStats, SendsTheClearRequestAloneWhenAsked) {
     start_counting();
     EXPECT_EQ(printed(with(ipv4, {"--clear-only"})), ipv4_counters + "; cleared\n");

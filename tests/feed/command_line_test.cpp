@@ -1,7 +1,9 @@
 // What all commands have in common: help, wrong usage, and what becomes of their output.
 #include "tests/feed/feed_program.h"
 
+#include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <gmock/gmock.h>
 #include <regex>
 #include <sstream>
@@ -69,6 +71,12 @@ TEST_F(CommandLine, WrongUsageIsExplained) {
               "`vellfeed notice marker` has no option --frob");
     EXPECT_EQ(usage_error({"notice", "marker", "1", "--run-dir", ""}),
               "--run-dir: the directory's path is empty: name one");
+    EXPECT_EQ(usage_error({"follow", "--replay"}), "--replay needs a value");
+    EXPECT_EQ(usage_error({"stats", "--table"}), "--table needs a value");
+    EXPECT_EQ(usage_error({"send", "x", "--only", ""}),
+              "--only: \"\": the tables are routes, groups, floods and ltls");
+    EXPECT_EQ(usage_error({"send", "x", "--only", "routes,route"}),
+              "--only: \"route\": the tables are routes, groups, floods and ltls");
     EXPECT_EQ(usage_error({"notice", "marker", "1", "--uuid", "4294967296"}),
               "--uuid: 4294967296 is not a number from 0 to 4294967295");
     EXPECT_EQ(usage_error({"notice", "marker", "1", "--timeout", "2147483648"}),
@@ -86,6 +94,18 @@ TEST_F(CommandLine, FindsTheSwitchOfARunDirectory) {
     const scoped_environment other("VELLSIM_RUN_DIR", run_dir + "/other");
     EXPECT_EQ(printed({"notice", "marker", "7", "--run-dir", run_dir}),
               "sent the out-of-band marker 7\n");
+}
+
+TEST_F(CommandLine, ARecordSaysWhereItIsUnlessItIsQuiet) {
+    for (const char *program : {"ip", "bridge"}) {
+        std::ofstream(directory / program) << "#!/bin/sh\necho []\n";
+        std::filesystem::permissions(directory / program, std::filesystem::perms::owner_all);
+    }
+    const scoped_environment path("PATH", directory / "" + (":" + std::string(getenv("PATH"))));
+    const std::string here = directory / "here";
+    EXPECT_EQ(printed({"record", here}), here + "\n");
+    EXPECT_EQ(printed({"record", here, "--json"}), R"({"snapshot":")" + here + "\"}\n");
+    EXPECT_EQ(printed({"record", here, "--quiet"}), "");
 }
 
 TEST_F(CommandLine, OutputThatCannotBeWrittenIsAnError) {

@@ -8,6 +8,7 @@
 namespace {
 
 using testing::HasSubstr;
+using testing::Not;
 
 class CompareCommand : public feed_program {
 protected:
@@ -51,6 +52,15 @@ protected:
         return said;
     }
 };
+
+TEST_F(CompareCommand, EndsAsAnyToolWhenItsReaderIsGone) {
+    start_switch();
+    const std::string none = snapshot("none", {{"routes.json", "[]"}});
+    const command_result result =
+        run_shell("{ sleep 0.3; $vellfeed compare " + none + "; echo $? >&2; } | true");
+    EXPECT_THAT(result.err, HasSubstr("141\n"));
+    EXPECT_THAT(result.err, Not(HasSubstr("vellfeed: ")));
+}
 
 TEST_F(CompareCommand, SaysHowEveryRowDiffers) {
     const std::string before = snapshot(

@@ -55,7 +55,7 @@ TEST(JsonRows, MayBeInsideEveryElementOfTheRoot) {
                                  {"mdb":[{}]},{"mdb":{"mdb":[{}]}},[{"mdb":[{}]}]])";
     EXPECT_EQ(places(text, "/*/mdb"),
               (words{"in.json: entry 1 (/0/mdb/0)", "in.json: entry 2 (/0/mdb/1)",
-                     "in.json: entry 1 (/1/mdb/0)"}));
+                     "in.json: entry 3 (/1/mdb/0)"}));
     const json_part rest = read_rows(text, "/*/mdb", [](const json_view &) {});
     EXPECT_EQ(
         rest.value->dump(),
