@@ -86,11 +86,15 @@ private:
         if (!peer_ && !there_.nobody_has_come()) {
             peer_ = there_.accept();
         }
-        while (peer_ && reader_.receive(peer_.get(), 65536) > 0) {
+        ssize_t size = -1;
+        while (peer_ && (size = reader_.receive(peer_.get(), 65536)) > 0) {
             while (reader_.look() == sim::frame_reader::state::whole) {
                 take_frame(reader_.front());
                 reader_.drop_frame();
             }
+        }
+        if (size == 0) { // another client may come
+            peer_.reset();
         }
     }
 
@@ -118,6 +122,7 @@ private:
     }
 
     sim_test::fake_switch there_;
+    scoped_environment no_history_{"TESSEL_HISTORY", "off"};
     sim::file_descriptor peer_;
     sim::frame_reader reader_{sim::frame_kind::request};
     std::deque<request> requests_;
