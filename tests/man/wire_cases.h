@@ -72,6 +72,11 @@ extern const std::vector<Case> route_cases;
 extern const std::vector<Case> l2_cases;
 extern const std::vector<Case> manager_cases;
 
+std::vector<Case> all_cases();
+
+// Runs a case in a fresh client.
+Found run(const Case &one, unsigned seed);
+
 // The client that the cases start from.
 inline constexpr std::uint8_t client_id = 0xe7;
 
