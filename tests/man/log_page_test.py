@@ -55,6 +55,22 @@ class LogPage(unittest.TestCase):
         self.assertGreater(len(named), 10)
         self.assertEqual(named - numbers, set())
 
+    def test_the_functions_named_as_silent_are_those_without_a_message(self):
+        section = PAGE[PAGE.index(".Ss What is not logged"):PAGE.index(".Sh REGISTRATION")]
+        failed_send, not_registered = (
+            set(re.findall(r"^\.Fn (\w+)", part, re.M)) for part in section.split("\nA missing "))
+        wire_page = (ROOT / "man/vell-wire.5").read_text()
+        senders = set(re.findall(r"  21\d  \d+ +\d +(\w+)$", wire_page, re.M))
+        self.assertEqual(failed_send, senders - self.functions_that_say("fail"))
+        own_queue = {"vell_register"} | {name for name in senders if "_zeb_" in name}
+        self.assertEqual(not_registered,
+                         senders - own_queue - self.functions_that_say("regist"))
+
+    @staticmethod
+    def functions_that_say(word):
+        return {message.function for message in MESSAGES
+                if message.level == "error" and word in message.text}
+
     def test_level_module_uuid_and_length_are_those_of_the_code(self):
         sources = "".join((ROOT / "src/client" / name).read_text()
                           for name in ("log.h", "client_state.h"))
