@@ -200,12 +200,11 @@ public:
         out_.open_object();
     }
 
-    // `title` is the table's name in text.
     template <typename Row>
-    void print(const char *name, const char *title, const table<Row> &installed,
+    void print(const table_place<Row> &place, const table<Row> &installed,
                const table<Row> &wanted) {
         difference_counts counts{.wanted = wanted.size()};
-        out_.open_rows(name);
+        out_.open_rows(place.name);
         for (const change<Row> &one : diff(installed, wanted)) {
             ++(one.before == nullptr  ? counts.missing
                : one.after == nullptr ? counts.unexpected
@@ -214,8 +213,8 @@ public:
             to_ << out_.take();
         }
         out_.close_list();
-        out_.text("{}: {}\n", title, counts_text(counts));
-        counts_.emplace_back(name, counts);
+        out_.text("{}: {}\n", place.title, counts_text(counts));
+        counts_.emplace_back(place.name, counts);
     }
 
     difference_counts finish() {
@@ -252,18 +251,11 @@ difference_counts print_differences(const state &installed, const state &wanted,
                                     const table_choice &only, sim::output_form form,
                                     std::ostream &out) {
     difference_printer printer(form, out);
-    if (only.floods) {
-        printer.print("floods", "flood sets", installed.floods, wanted.floods);
-    }
-    if (only.groups) {
-        printer.print("groups", "groups", installed.groups, wanted.groups);
-    }
-    if (only.ltls) {
-        printer.print("ltls", "LTLs", installed.ltls, wanted.ltls);
-    }
-    if (only.routes) {
-        printer.print("routes", "routes", installed.routes, wanted.routes);
-    }
+    for_each_table([&](const auto &one) {
+        if (only.*one.choice) {
+            printer.print(one, installed.*one.rows, wanted.*one.rows);
+        }
+    });
     return printer.finish();
 }
 

@@ -10,7 +10,6 @@
 #include "feed/installed.h"
 #include "feed/mirror.h"
 #include "feed/stop_signals.h"
-#include "feed/wake.h"
 #include "sim/base/number_option.h"
 #include "sim/base/print.h"
 
@@ -45,6 +44,45 @@ struct follow_command {
     std::uint32_t every_ms = 1000;
     bool once_in_step = false;
 };
+
+// The kernel's word that multicast state may have changed: of many changes some messages are lost, and
+// of some changes none is sent, as of an interface that is deleted and leaves every route.
+class wake {
+public:
+    // Throws std::system_error.
+    wake();
+
+    // Readable when something changed.
+    int fd() const { return socket_.get(); }
+
+    // Takes all that has come. Messages that were lost count as one.
+    void drain();
+
+private:
+    sim::file_descriptor socket_;
+};
+
+wake::wake() : socket_(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_ROUTE)) {
+    sockaddr_nl address{};
+    address.nl_family = AF_NETLINK;
+    bool is_ready = socket_ && bind(socket_.get(), reinterpret_cast<const sockaddr *>(&address),
+                                    sizeof address) == 0;
+    for (const int group : {RTNLGRP_LINK, RTNLGRP_MDB, RTNLGRP_IPV4_MROUTE, RTNLGRP_BRVLAN}) {
+        is_ready = is_ready && setsockopt(socket_.get(), SOL_NETLINK, NETLINK_ADD_MEMBERSHIP,
+                                          &group, sizeof group) == 0;
+    }
+    if (!is_ready) {
+        throw std::system_error(errno, std::generic_category(),
+                                "the kernel's notifications cannot be received");
+    }
+}
+
+void wake::drain() {
+    std::array<char, 65536> message;
+    while (recv(socket_.get(), message.data(), message.size(), 0) >= 0 || errno == ENOBUFS ||
+           errno == EINTR) {
+    }
+}
 
 class follower {
 public:
@@ -198,28 +236,6 @@ private:
 };
 
 } // namespace
-
-wake::wake() : socket_(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_ROUTE)) {
-    sockaddr_nl address{};
-    address.nl_family = AF_NETLINK;
-    bool is_ready = socket_ && bind(socket_.get(), reinterpret_cast<const sockaddr *>(&address),
-                                    sizeof address) == 0;
-    for (const int group : {RTNLGRP_LINK, RTNLGRP_MDB, RTNLGRP_IPV4_MROUTE, RTNLGRP_BRVLAN}) {
-        is_ready = is_ready && setsockopt(socket_.get(), SOL_NETLINK, NETLINK_ADD_MEMBERSHIP,
-                                          &group, sizeof group) == 0;
-    }
-    if (!is_ready) {
-        throw std::system_error(errno, std::generic_category(),
-                                "the kernel's notifications cannot be received");
-    }
-}
-
-void wake::drain() {
-    std::array<char, 65536> message;
-    while (recv(socket_.get(), message.data(), message.size(), 0) >= 0 || errno == ENOBUFS ||
-           errno == EINTR) {
-    }
-}
 
 action make_follow(CLI::App &app, command_context &context) {
     auto options = std::make_shared<follow_command>();

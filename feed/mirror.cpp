@@ -48,14 +48,11 @@ void mirror::assume(state installed) {
 
 void mirror::want(state wanted, const table_choice &said) {
     take_said(wanted_, std::move(wanted), said);
-    const auto note = [&said, this](bool table_choice::*table, bool &is_pending) {
-        said_tables_.*table |= said.*table;
-        is_pending |= said.*table;
-    };
-    note(&table_choice::floods, floods_.is_pending);
-    note(&table_choice::groups, groups_pending_);
-    note(&table_choice::ltls, ltls_.is_pending);
-    note(&table_choice::routes, routes_pending_);
+    for_each_table([&](const auto &one) {
+        if (said.*one.choice) {
+            said_tables_.*one.choice = pending_.*one.choice = true;
+        }
+    });
     for (const auto &[key, row] : wanted_.ltls) {
         if (is_first_ && !installed_.ltls.contains(key)) {
             ltls_.unknown.insert(key);
@@ -98,9 +95,9 @@ void mirror::advance() {
     retry();
     ask();
     send_floods();
-    send_groups();
+    send_table(group_table, send_group_changes, counts_.groups);
     send_ltls();
-    send_routes();
+    send_table(route_table, send_route_changes, counts_.routes);
     confirm();
     if (in_step()) {
         said_.clear();
@@ -118,19 +115,27 @@ void mirror::connect() {
     registration_due_ = answer_due();
 }
 
+// The tables that must be asked for, since something was said about them.
+table_choice mirror::not_asked() const {
+    table_choice due;
+    for_each_table([&](const auto &one) {
+        due.*one.choice =
+            options_.asks_first && said_tables_.*one.choice && !(asked_tables_.*one.choice);
+    });
+    return due;
+}
+
 // Each table once when something is first said about it: before that it is another's business. And rows
 // of which nothing else says what the switch has.
 void mirror::ask() {
     if (could_not_ask_) {
         return;
     }
-    const table_choice first = {
-        !asked_first(&table_choice::routes), !asked_first(&table_choice::groups),
-        !asked_first(&table_choice::floods), !asked_first(&table_choice::ltls)};
+    const table_choice first = not_asked();
     table_choice due = first;
     due.floods |= floods_.needs_asking();
     due.ltls |= ltls_.needs_asking();
-    if (!due.routes && !due.groups && !due.floods && !due.ltls) {
+    if (!due.any()) {
         return;
     }
     state found;
@@ -146,30 +151,28 @@ void mirror::ask() {
         retry_later();
         return;
     }
-    const auto take = [](bool is_due, bool is_first, auto &mine, auto &theirs, auto &table,
-                         auto &doubts) {
-        if (!is_due) {
-            return;
-        }
-        for (const auto &key : table.unknown) {
+    const auto settle = [](auto &mine, const auto &theirs, auto &unknown, auto &doubts) {
+        for (const auto &key : unknown) {
             doubts.erase(key);
             mine.erase(key);
             if (const auto row = theirs.find(key); row != theirs.end()) {
                 mine.insert(*row);
             }
         }
-        table.unknown.clear();
-        table.is_pending = true;
-        if (is_first) {
-            mine.merge(theirs);
-        }
+        unknown.clear();
     };
-    take(due.floods, first.floods, installed_.floods, found.floods, floods_, flood_doubts_);
-    take(due.ltls, first.ltls, installed_.ltls, found.ltls, ltls_, ltl_doubts_);
-    installed_.routes.merge(found.routes);
-    installed_.groups.merge(found.groups);
-    routes_pending_ |= due.routes;
-    groups_pending_ |= due.groups;
+    if (due.floods) {
+        settle(installed_.floods, found.floods, floods_.unknown, flood_doubts_);
+    }
+    if (due.ltls) {
+        settle(installed_.ltls, found.ltls, ltls_.unknown, ltl_doubts_);
+    }
+    for_each_table([&](const auto &one) {
+        if (first.*one.choice) {
+            (installed_.*one.rows).merge(found.*one.rows);
+        }
+        pending_.*one.choice |= due.*one.choice;
+    });
     asked_tables_ = said_tables_;
 }
 
@@ -199,8 +202,7 @@ void mirror::doubt_everything() {
         asked_tables_ = {};
     }
     confirm_due_.reset();
-    routes_in_doubt_ = !installed_.routes.empty();
-    groups_in_doubt_ = !installed_.groups.empty();
+    in_doubt_ = {.routes = !installed_.routes.empty(), .groups = !installed_.groups.empty()};
     for (const auto &[key, row] : installed_.floods) {
         doubt_flood(key, row.interfaces);
     }
@@ -216,7 +218,7 @@ void mirror::doubt_everything() {
     ltls_.refused.clear();
     retry_at_.reset();
     could_not_ask_ = false;
-    routes_pending_ = groups_pending_ = floods_.is_pending = ltls_.is_pending = true;
+    pending_ = all_tables;
 }
 
 void mirror::say_once(const std::string &what) {
@@ -254,7 +256,7 @@ void mirror::retry() {
     }
     retry_at_.reset();
     could_not_ask_ = false;
-    floods_.is_pending = ltls_.is_pending = true;
+    pending_.floods = pending_.ltls = true;
     floods_.refused.clear();
     ltls_.refused.clear();
 }
@@ -307,14 +309,12 @@ void mirror::expire() {
 bool mirror::in_step() const {
     return done_sending() && flood_doubts_.empty() && ltl_doubts_.empty() &&
            floods_.unknown.empty() && ltls_.unknown.empty() && spare_ltls_.empty() &&
-           asked_first(&table_choice::routes) && asked_first(&table_choice::groups) &&
-           asked_first(&table_choice::floods) && asked_first(&table_choice::ltls) &&
-           installed_.floods == wanted_.floods && installed_.ltls == wanted_.ltls;
+           !not_asked().any() && installed_.floods == wanted_.floods &&
+           installed_.ltls == wanted_.ltls;
 }
 
 bool mirror::done() const {
-    return in_step() ||
-           (!options_.keeps_trying && done_sending() && !floods_.is_pending && !ltls_.is_pending);
+    return in_step() || (!options_.keeps_trying && done_sending() && !pending_.any());
 }
 
 int mirror::wait_ms() const {

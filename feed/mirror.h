@@ -144,7 +144,6 @@ private:
     struct acknowledged {
         using key_type = decltype(Change::key);
 
-        bool is_pending = false;
         open_requests<Change> requests;
         std::set<key_type> refused; // left alone until the next try
         std::set<key_type> unknown; // left alone until the switch was asked what it has
@@ -160,9 +159,7 @@ private:
     void advance();
     void connect();
     void ask();
-    bool asked_first(bool table_choice::*table) const {
-        return !options_.asks_first || asked_tables_.*table || !(said_tables_.*table);
-    }
+    table_choice not_asked() const;
     void confirm();
     void ask_to_confirm();
     void lose(const std::string &why);
@@ -176,7 +173,7 @@ private:
     }
     // Everything was sent once, and nothing may still be answered in time.
     bool done_sending() const {
-        return client_.is_registered() && !routes_pending_ && !groups_pending_ &&
+        return client_.is_registered() && !pending_.routes && !pending_.groups &&
                !confirm_pending_ && !confirm_due_ && floods_.requests.waiting() == 0 &&
                ltls_.requests.waiting() == 0;
     }
@@ -188,14 +185,10 @@ private:
                 const std::string &why);
 
     template <typename Row>
-    void send_table(table<Row> state::*member, const char *name, send_function<Row> send,
-                    bool &is_pending, bool &in_doubt, sent_counts &counts);
+    void send_table(const table_place<Row> &place, send_function<Row> send, sent_counts &counts);
 
     template <typename Row>
     void remember_deletion(const typename Row::key_type &key, const Row &row, table<Row> &deleted);
-
-    void send_groups();
-    void send_routes();
 
     void send_floods();
     void doubt_flood(const flood_key &key, const std::vector<std::uint32_t> &guess);
@@ -218,6 +211,7 @@ private:
     bool is_first_ = true;     // nothing was wanted yet
     table_choice said_tables_; // that something was wanted of
     table_choice asked_tables_;
+    table_choice pending_;       // to be looked at
     std::set<std::string> said_; // since the last time that everything was in step
 
     // The connection.
@@ -228,10 +222,7 @@ private:
     growing_pause connect_pause_;
 
     // Routes and groups.
-    bool routes_pending_ = false;
-    bool groups_pending_ = false;
-    bool routes_in_doubt_ = false;
-    bool groups_in_doubt_ = false;
+    table_choice in_doubt_;
     std::uint32_t epoch_ = 0;
     state deleted_; // and not confirmed
     bool forgot_deletions_ = false;

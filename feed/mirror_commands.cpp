@@ -251,6 +251,16 @@ action made_of(int (*run)(const mirror_command &, command_context &),
     return [run, options = std::move(options), &context] { return run(*options, context); };
 }
 
+// A command of one snapshot.
+action make_single(CLI::App &app, command_context &context,
+                   int (*run)(const mirror_command &, command_context &), bool sends,
+                   const char *footer) {
+    auto options = add_mirror_options(app, sends);
+    add_snapshot(app, *options)->expected(1);
+    app.footer(footer);
+    return made_of(run, std::move(options), context);
+}
+
 } // namespace
 
 void print_sent(sim::output &out, const mirror::all_counts &now, const mirror::all_counts &before) {
@@ -305,28 +315,20 @@ action make_send(CLI::App &app, command_context &context) {
 }
 
 action make_remove(CLI::App &app, command_context &context) {
-    auto options = add_mirror_options(app, true);
-    add_snapshot(app, *options)->expected(1);
-    app.footer("Example: vellfeed remove samples/campus");
-    return made_of(run_remove, std::move(options), context);
+    return make_single(app, context, run_remove, true, "Example: vellfeed remove samples/campus");
 }
 
 action make_compare(CLI::App &app, command_context &context) {
-    auto options = add_mirror_options(app, false);
-    add_snapshot(app, *options)->expected(1);
-    app.footer("Compares the tables that the snapshot says something about, row by row, with what "
-               "`vellsim show` prints.\nExits with 1 when they are not equal.\n"
-               "Example: vellfeed compare samples/campus");
-    return made_of(run_compare, std::move(options), context);
+    return make_single(app, context, run_compare, false,
+                       "Compares the tables that the snapshot says something about, row by row, "
+                       "with what `vellsim show` prints.\nExits with 1 when they are not equal.\n"
+                       "Example: vellfeed compare samples/campus");
 }
 
 action make_repair(CLI::App &app, command_context &context) {
-    auto options = add_mirror_options(app, true);
-    add_snapshot(app, *options)->expected(1);
-    app.footer(
-        "Asks the switch what it has, as `vellsim show` prints it, and sends the difference.\n"
-        "Example: vellfeed repair samples/campus");
-    return made_of(run_repair, std::move(options), context);
+    return make_single(app, context, run_repair, true,
+                       "Asks the switch what it has, as `vellsim show` prints it, and sends the "
+                       "difference.\nExample: vellfeed repair samples/campus");
 }
 
 action make_record(CLI::App &app, command_context &context) {

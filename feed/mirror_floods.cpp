@@ -46,10 +46,10 @@ std::vector<std::uint32_t> mirror::flood_guess(const flood_key &key, const flood
 }
 
 void mirror::send_floods() {
-    if (!floods_.is_pending || floods_.requests.waiting() > 0) {
+    if (!pending_.floods || floods_.requests.waiting() > 0) {
         return;
     }
-    floods_.is_pending = false;
+    pending_.floods = false;
     std::set<flood_key> differing;
     for (const change<flood_set> &one : diff(installed_.floods, wanted_.floods)) {
         differing.insert(*one.key);
@@ -130,12 +130,12 @@ void mirror::take_flood_result(const flood_change &change, std::uint32_t status)
         flood_doubts_.erase(key);
         floods_.refused.erase(key);
         retry_pause_.reset();
-        floods_.is_pending = true;
+        pending_.floods = true;
         return;
     }
     const auto doubts = flood_doubts_.find(key);
     if (is_mismatch(status)) {
-        floods_.is_pending = true;
+        pending_.floods = true;
         if (floods_.requests.has(key)) {
             return; // a later update may have changed it to what it was not
         }

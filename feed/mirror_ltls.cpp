@@ -27,10 +27,10 @@ std::string refusal(const ltl_change &change, std::uint32_t status) {
 } // namespace
 
 void mirror::send_ltls() {
-    if (!ltls_.is_pending) {
+    if (!pending_.ltls) {
         return;
     }
-    ltls_.is_pending = false;
+    pending_.ltls = false;
     // An index that another row has by now was released before, though nobody said so.
     for (const auto &[key, row] : installed_.ltls) {
         spare_ltls_.erase(row.index);
@@ -73,7 +73,7 @@ void mirror::send_ltls() {
             continue;
         }
         if (waiting++ >= most_waiting) {
-            ltls_.is_pending = true;
+            pending_.ltls = true;
             return;
         }
         // Remembered first: a request that was cut off may have been taken all the same.
@@ -115,7 +115,7 @@ void mirror::take_ltl_answer(const received_message &message, std::uint32_t cook
 
 void mirror::take_ltl_result(const ltl_change &change, std::uint32_t index, std::uint32_t status) {
     const ltl_key &key = change.key;
-    ltls_.is_pending = true;
+    pending_.ltls = true;
     const auto known = installed_.ltls.find(key);
     if (status == NERB_SIM_DONE) {
         retry_pause_.reset();
@@ -153,7 +153,7 @@ void mirror::take_spare_result(const ltl_change &change, std::uint32_t status) {
         return;
     }
     spare_ltls_.erase(change.row.index);
-    ltls_.is_pending = true;
+    pending_.ltls = true;
     // When it was released twice, another row may have got it in between.
     for (const auto &[key, row] : installed_.ltls) {
         if (row.index == change.row.index) {

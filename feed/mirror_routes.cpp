@@ -35,13 +35,14 @@ void mirror::remember_deletion(const typename Row::key_type &key, const Row &row
 
 // In the order of the keys; what is removed first makes room for what is added.
 template <typename Row>
-void mirror::send_table(table<Row> state::*member, const char *name, send_function<Row> send,
-                        bool &is_pending, bool &in_doubt, sent_counts &counts) {
-    if (!is_pending) {
+void mirror::send_table(const table_place<Row> &place, send_function<Row> send,
+                        sent_counts &counts) {
+    if (!(pending_.*place.choice)) {
         return;
     }
-    table<Row> &installed = installed_.*member;
-    const table<Row> &wanted = wanted_.*member;
+    bool &in_doubt = in_doubt_.*place.choice;
+    table<Row> &installed = installed_.*place.rows;
+    const table<Row> &wanted = wanted_.*place.rows;
     static const table<Row> nothing;
     sending how{.message_bytes = options_.message_bytes};
     how.download = in_doubt || installed.empty();
@@ -55,7 +56,7 @@ void mirror::send_table(table<Row> state::*member, const char *name, send_functi
     }
     std::stable_partition(changes.begin(), changes.end(),
                           [](const auto &one) { return one.after == nullptr; });
-    is_pending = false;
+    pending_.*place.choice = false;
     if (changes.empty()) {
         in_doubt = false;
         return;
@@ -68,37 +69,30 @@ void mirror::send_table(table<Row> state::*member, const char *name, send_functi
             const change<Row> &done = changes[adopted];
             confirm_pending_ = true;
             if (done.after == nullptr) {
-                remember_deletion(*done.key, *done.before, deleted_.*member);
+                remember_deletion(*done.key, *done.before, deleted_.*place.rows);
                 counts.removed += was_in_doubt && wanted.contains(*done.key) ? 0 : 1;
             } else {
                 ++(done.before == nullptr ? counts.added : counts.changed);
             }
             adopt(installed, done);
         }
-        if (!options_.goes_on(name, sent, changes.size())) {
+        if (!options_.goes_on(place.name, sent, changes.size())) {
             throw interrupted("interrupted");
         }
     };
     try {
         send(client_, changes, how);
     } catch (const interrupted &error) {
-        throw interrupted(sent_before(error, adopted, changes.size(), name));
+        throw interrupted(sent_before(error, adopted, changes.size(), place.name));
     } catch (const session_error &error) {
-        throw session_error(sent_before(error, adopted, changes.size(), name));
+        throw session_error(sent_before(error, adopted, changes.size(), place.name));
     }
     in_doubt = false;
     assert(installed == wanted);
 }
 
-void mirror::send_groups() {
-    send_table(&state::groups, "groups", send_group_changes, groups_pending_, groups_in_doubt_,
-               counts_.groups);
-}
-
-void mirror::send_routes() {
-    send_table(&state::routes, "routes", send_route_changes, routes_pending_, routes_in_doubt_,
-               counts_.routes);
-}
+template void mirror::send_table(const table_place<group> &, send_function<group>, sent_counts &);
+template void mirror::send_table(const table_place<route> &, send_function<route>, sent_counts &);
 
 void mirror::confirm() {
     if (!confirm_pending_ || confirm_due_) {

@@ -156,15 +156,11 @@ plan plan_tables(kernel_tables tables, const plan_options &options) {
 }
 
 void take_said(state &into, state from, const table_choice &said) {
-    const auto take = [](auto &mine, auto &theirs, bool is_said) {
-        if (is_said) {
-            mine = std::move(theirs);
+    for_each_table([&](const auto &one) {
+        if (said.*one.choice) {
+            into.*one.rows = std::move(from.*one.rows);
         }
-    };
-    take(into.floods, from.floods, said.floods);
-    take(into.groups, from.groups, said.groups);
-    take(into.ltls, from.ltls, said.ltls);
-    take(into.routes, from.routes, said.routes);
+    });
 }
 
 std::vector<std::string> notes(const plan &made) {

@@ -18,8 +18,35 @@ struct table_choice {
     bool groups = false;
     bool floods = false;
     bool ltls = false;
+
+    bool any() const { return routes || groups || floods || ltls; }
 };
 inline constexpr table_choice all_tables = {true, true, true, true};
+
+// Where a table is, and what it is called in options and JSON, and in text.
+template <typename Row>
+struct table_place {
+    const char *name;
+    const char *title;
+    table<Row> state::*rows;
+    bool table_choice::*choice;
+};
+inline constexpr table_place<flood_set> flood_table = {"floods", "flood sets", &state::floods,
+                                                       &table_choice::floods};
+inline constexpr table_place<group> group_table = {"groups", "groups", &state::groups,
+                                                   &table_choice::groups};
+inline constexpr table_place<ltl> ltl_table = {"ltls", "LTLs", &state::ltls, &table_choice::ltls};
+inline constexpr table_place<route> route_table = {"routes", "routes", &state::routes,
+                                                   &table_choice::routes};
+
+// In the order in which they are sent.
+template <typename Visit>
+void for_each_table(Visit visit) {
+    visit(flood_table);
+    visit(group_table);
+    visit(ltl_table);
+    visit(route_table);
+}
 
 struct plan_options {
     table_choice only = all_tables;

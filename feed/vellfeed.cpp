@@ -9,7 +9,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <map>
 #include <new>
 
 namespace feed {
@@ -55,20 +54,19 @@ std::pair<std::string, std::uint16_t> parse_vlan(const std::string &text) {
 }
 
 table_choice parse_tables(const std::vector<std::string> &names) {
-    static const std::map<std::string, bool table_choice::*> tables = {
-        {"routes", &table_choice::routes},
-        {"groups", &table_choice::groups},
-        {"floods", &table_choice::floods},
-        {"ltls", &table_choice::ltls}};
     table_choice chosen;
     for (const std::string &name : names) {
-        const auto table = tables.find(name);
-        if (table == tables.end()) {
+        bool is_table = false;
+        for_each_table([&](const auto &one) {
+            if (name == one.name) {
+                is_table = chosen.*one.choice = true;
+            }
+        });
+        if (!is_table) {
             throw CLI::ValidationError(
                 "--only",
                 fmt::format("{}: the tables are routes, groups, floods and ltls", in_quotes(name)));
         }
-        chosen.*table->second = true;
     }
     return chosen;
 }
