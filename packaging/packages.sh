@@ -57,21 +57,26 @@ debian_changelog() {
         "$(LC_ALL=C date -u -R -d "$(release_date)")"
 }
 
+# What git tracks, as it is now: packages that are compared are made of the same sources, whatever
+# is edited meanwhile.
+pack_sources() {
+    [[ -n $(release_date) ]] ||
+        fail "CHANGELOG.md has no section '## $(package_version) - YYYY-MM-DD' for the version in CMakeLists.txt"
+    git rev-parse --git-dir >/dev/null || fail "packages are built from a git clone: what git tracks is what they hold"
+    mkdir -p build/packages
+    git ls-files -z | tar --create --null --files-from - --mtime="$(release_date) UTC" --file build/packages/sources.tar
+}
+
 # build_packages FOLDER: makes /build/FOLDER in the building tree, with the packages in it.
 build_packages() {
     local version source log=build/packages/build.log
     version=$(package_version)
-    [[ -n $(release_date) ]] ||
-        fail "CHANGELOG.md has no section '## $version - YYYY-MM-DD' for the version in CMakeLists.txt"
-    git rev-parse --git-dir >/dev/null || fail "packages are built from a git clone: what git tracks is what they hold"
     make_tree i386-build i386 build-essential lintian
     source=/build/$1/vell-$version
     say "Building version $version in $trees/i386-build$source; the log is $log"
-    mkdir -p build/packages
     in_tree i386-build rm -rf "/build/$1"
     in_tree i386-build mkdir -p "$source"
-    git ls-files -z | tar --create --null --files-from - --mtime="$(release_date) UTC" |
-        in_tree i386-build tar --extract --no-same-owner --directory "$source"
+    in_tree i386-build tar --extract --no-same-owner --directory "$source" <build/packages/sources.tar
     in_tree i386-build cp -r "$source/packaging/debian" "$source"
     debian_changelog | in_tree i386-build tee "$source/debian/changelog" >/dev/null
     apt_in i386-build update
@@ -144,6 +149,7 @@ try_packages() {
 }
 
 check_packages() {
+    pack_sources
     build_packages package
     take_packages package
     build_packages built-a-second-time
