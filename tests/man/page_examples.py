@@ -113,6 +113,13 @@ def run(commands, folder):
         return re.findall(r"([\s\S]*?)\n@@(\d+)\n", printed.read())
 
 
+def gdb_works():
+    """Some containers let no process trace another."""
+    tried = subprocess.run(["gdb", "-q", "-batch", "-ex", "run", "/bin/true"],
+                           capture_output=True, text=True, check=False)
+    return "exited normally" in tried.stdout
+
+
 def check(folder):
     os.mkdir(folder + "/bin")
     os.symlink(source + "/samples", folder + "/samples")
@@ -127,6 +134,9 @@ def check(folder):
             file.write(text)
     if not commands:
         fail("it has no command line")
+    if any(command.startswith("gdb ") for command, _ in commands) and not gdb_works():
+        print(f"{page}: left out, since nothing can be traced here: gdb", file=sys.stderr)
+        commands = [one for one in commands if not one[0].startswith("gdb ")]
     results = run(commands, folder)
     for (command, shown), (printed, code) in zip(commands, results):
         if code != "0":
