@@ -40,8 +40,9 @@
  * unless the memory is the call's result.
  *
  * Checks: only what a function's description names is checked. The caller must avoid a null pointer
- * where no description allows one, a list that outgrows vell_mrib_buf, and a message that is
- * shorter than its records: the library does not check for them, on purpose.
+ * where no description allows one, a list that outgrows vell_mrib_buf, more than VELL_GLT_DATA_MAX
+ * bytes of GLT data, and a message that is shorter than its records: the library does not check for
+ * them, on purpose.
  *
  * Registered: the library's queue is the queue handle from vell_register or vell_register_kyt_q.
  * "Needs an acknowledged client" means that the library has a queue and a client id, which comes
@@ -445,9 +446,9 @@ typedef struct VELL_RECORD vell_mrib_message {
 /*
  * vell_send_v4_mroute_update sends a message of `length` bytes, head and route records, that the
  * caller has built. The library writes the client id, `route_count` and `marker` into the head and
- * does not look at the rest. `reference` receives the transport's message reference. After a
- * success the caller must release it with kyt_drop on the library's queue; after a failure there is
- * nothing to release.
+ * does not look at the rest. `reference` receives the transport's message reference, which kyt.h
+ * declares. After a success the caller must release it with kyt_drop on the library's queue; after
+ * a failure there is nothing to release.
  *
  * Needs an acknowledged client; without one it changes nothing. Once it has tried to send,
  * p_current_tlv_addr and current_tlv_size are 0, even when the send failed. Returns 1 when sent, 0
@@ -706,9 +707,9 @@ typedef struct VELL_RECORD vell_l2_mbd_record { /* types 21 and 22 */
  * vell_send_l2_mc_update converts the message in `buffer` and sends `length` bytes of it. `count`
  * is the number of its records. `value` is written to its header; the service defines its meaning.
  * The library does not check `length` against the records. `msg_ref` is the address of the caller's
- * message reference, a kyt_msg_ref, as a uint32; it is passed to the transport unchanged. After a
- * success the caller must release the reference with kyt_drop on the library's queue; after a
- * failure there is nothing to release.
+ * message reference, a kyt_msg_ref of kyt.h, as a uint32; it is passed to the transport unchanged.
+ * After a success the caller must release the reference with kyt_drop on the library's queue; after
+ * a failure there is nothing to release.
  *
  * The header's flags ask for out-of-band markers around the message. They are sent and logged as by
  * vell_send_igmp_oob_notification; whether they were sent does not change the result. Traces: the
@@ -759,8 +760,9 @@ VELL_API int vell_send_zeb_vlans_disable(uint32_t queue, void *buffer);
 
 /*
  * vell_send_zeb_route_update sends an overlay route message as it is, with any type. `reply`
- * receives the message reference. After a success the caller must release it with kyt_drop on the
- * same queue; after a failure there is nothing to release. Logs error 281 when the send failed.
+ * receives the transport's message reference, which kyt.h declares. After a success the caller must
+ * release it with kyt_drop on the same queue; after a failure there is nothing to release. Logs
+ * error 281 when the send failed.
  */
 VELL_API int vell_send_zeb_route_update(uint32_t queue, const void *buffer,
                                         struct kyt_msg_ref *reply);
