@@ -1,6 +1,6 @@
 /*
  * A client that sends flood sets: registers, sends the sets of two VLANs, changes one of them, and
- * deregisters. It reads every answer of the LTL manager, also that a VLAN was refused.
+ * deregisters. It reads every answer of the LTL manager, including refused VLANs.
  *
  *     gcc -m32 flood_client.c $(pkg-config --cflags --libs vell vell-sim) -o flood_client
  *     vellsim run --detach

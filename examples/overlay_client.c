@@ -1,6 +1,6 @@
 /*
- * A client of the overlay functions: sends an overlay route, then says that two VLANs left the
- * overlay, and last that the whole overlay is disabled. None of this needs a registration.
+ * A client of the overlay functions: sends an overlay route, reports that two VLANs left the
+ * overlay, and finally that the whole overlay is disabled. None of this needs a registration.
  *
  *     gcc -m32 overlay_client.c $(pkg-config --cflags --libs vell vell-sim) -o overlay_client
  *     vellsim run --detach

@@ -1,16 +1,17 @@
 /*
- * A client that survives its service: it keeps a table of routes, and whenever the service went
- * away it registers again and sends the whole table again.
+ * A client that survives its service: it keeps a table of routes, and whenever the service goes
+ * away, it registers again and sends the whole table again.
  *
  *     gcc -m32 recovery_client.c $(pkg-config --cflags --libs vell vell-sim) -o recovery_client
  *     vellsim run --detach
  *     ./recovery_client
  *
  * It reads changes from its standard input, also while there is no service: "add 239.1.1.1 5" adds
- * a route to outgoing interface 5 or changes it, "delete 239.1.1.1" deletes it. Restart the
- * simulator meanwhile. At the end of the input it waits until the service has handled everything,
- * deregisters and exits. A service that is lost, silent or refuses is no reason to exit: it tries
- * again, after a pause that grows.
+ * a route to outgoing interface 5 or changes it, "delete 239.1.1.1" deletes it. Meanwhile, restart
+ * the simulator from another terminal: vellsim stop, vellsim run --detach, vellsim show routes. At
+ * the end of the input (Ctrl-D) the client waits until the service has handled everything,
+ * deregisters and exits. When the service is lost, does not answer or refuses, it tries again, after
+ * a pause that grows.
  *
  *                     sent                  accepted
  *     away ─────────────────► registering ───────────► registered: send what is unsent,

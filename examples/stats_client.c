@@ -4,7 +4,7 @@
  *
  *     gcc -m32 stats_client.c $(pkg-config --cflags --libs vell vell-sim) -o stats_client
  *     vellsim run --detach
- *     ./first_client
+ *     ./first_client          # built in the same way
  *     vellsim count --source 10.0.0.9 --group 239.1.1.1 --packets 100 --bytes 6400
  *     ./stats_client
  */
