@@ -43,6 +43,10 @@ action make_stats(CLI::App &app, command_context &context);
 action make_ltl(CLI::App &app, command_context &context);
 action make_notice(CLI::App &app, command_context &context);
 
+// A check of CLI11: what is wrong with the name of a directory, or nothing. An empty one, as of a
+// variable that is not set, must not be taken for this machine.
+std::string check_directory(const std::string &path);
+
 // --run-dir of every command that talks to the switch; sets VELLSIM_RUN_DIR.
 void add_run_dir(CLI::App &app);
 

@@ -242,6 +242,7 @@ action make_follow(CLI::App &app, command_context &context) {
     CLI::Option *replay =
         app.add_option("--replay", options->replay,
                        "Play these snapshots, one after the other, instead of this machine's state")
+            ->check(check_directory)
             ->option_text("DIR...");
     sim::add_number(app, "--every", options->every_ms,
                     "How long each snapshot of --replay lasts, in ms (default 1000)")

@@ -243,6 +243,7 @@ CLI::Option *add_snapshot(CLI::App &app, mirror_command &options) {
             "A directory with routes.json, links.json, mdb.json, ports.json and vlans.json, "
             "of which any may be missing")
         ->option_text("DIR REQUIRED")
+        ->check(check_directory)
         ->required();
 }
 
@@ -301,6 +302,7 @@ action make_send(CLI::App &app, command_context &context) {
     add_snapshot(app, *options)->option_text("DIR... REQUIRED");
     app.add_option("--from", options->from,
                    "What the switch has already: only what is different is sent")
+        ->check(check_directory)
         ->option_text("DIR");
     app.footer(
         "Everything is read and checked before anything is sent. A table whose file is missing is "
@@ -344,7 +346,7 @@ action make_record(CLI::App &app, command_context &context) {
         ->required();
     add_json(app, options->form);
     add_quiet(app, options->quiet);
-    app.footer("Runs `ip` and `bridge`. What `ip` prints of multicast routes needs root.\n"
+    app.footer("Runs `ip` and `bridge`.\n"
                "Example: vellfeed record here && vellfeed send here");
     return [options, &context] {
         record_snapshot(options->directory);

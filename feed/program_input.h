@@ -20,8 +20,8 @@ struct program_end {
 // SIGCHLD is not ignored: a process that ignores it never learns how its children ended.
 class program_input {
 public:
-    // The program is looked up on the PATH, then in /sbin. Its output goes into a pipe, or into the file `output`.
-    // Throws input_error when it cannot be run.
+    // The program is looked up on the PATH, then in /sbin. Its output goes into a pipe, or into the
+    // file `output`. Throws input_error when it cannot be run.
     explicit program_input(const std::vector<std::string> &arguments, int output = -1);
     program_input(const program_input &) = delete;
     program_input &operator=(const program_input &) = delete;

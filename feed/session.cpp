@@ -216,9 +216,9 @@ void session::close(std::string_view teller) {
     kyt_sim_counts counts{};
     kyt_sim_get_counts(&counts);
     if (counts.open_references > 0 || counts.wrong_drops > 0) {
-        throw session_error(fmt::format(
-            "the transport counts {} message references left open and {} wrong releases",
-            counts.open_references, counts.wrong_drops));
+        throw session_error(fmt::format("the transport counts message references that were left "
+                                        "open ({}) or released wrongly ({})",
+                                        counts.open_references, counts.wrong_drops));
     }
 }
 

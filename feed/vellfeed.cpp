@@ -103,15 +103,15 @@ void add_commands(CLI::App &parent, std::span<const command> added, command_cont
     }
 }
 
+std::string check_directory(const std::string &path) {
+    return path.empty() ? "the directory's path is empty: name one" : "";
+}
+
 void add_run_dir(CLI::App &app) {
-    const auto set = [](const std::string &path) {
-        if (path.empty()) {
-            throw CLI::ValidationError("--run-dir", "the directory's path is empty: name one");
-        }
-        setenv("VELLSIM_RUN_DIR", path.c_str(), 1);
-    };
+    const auto set = [](const std::string &path) { setenv("VELLSIM_RUN_DIR", path.c_str(), 1); };
     app.add_option_function<std::string>(
            "--run-dir", set, "Where the switch is found (default: as `vellsim run --help` says)")
+        ->check(check_directory)
         ->option_text("DIR");
 }
 

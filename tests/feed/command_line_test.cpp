@@ -71,6 +71,11 @@ TEST_F(CommandLine, WrongUsageIsExplained) {
               "`vellfeed notice marker` has no option --frob");
     EXPECT_EQ(usage_error({"notice", "marker", "1", "--run-dir", ""}),
               "--run-dir: the directory's path is empty: name one");
+    EXPECT_EQ(usage_error({"send", ""}), "SNAPSHOT: the directory's path is empty: name one");
+    EXPECT_EQ(usage_error({"send", "x", "--from", ""}),
+              "--from: the directory's path is empty: name one");
+    EXPECT_EQ(usage_error({"follow", "--replay", "x", ""}),
+              "--replay: the directory's path is empty: name one");
     EXPECT_EQ(usage_error({"follow", "--replay"}), "--replay needs a value");
     EXPECT_EQ(usage_error({"stats", "--table"}), "--table needs a value");
     EXPECT_EQ(usage_error({"send", "x", "--only", ""}),

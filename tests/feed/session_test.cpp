@@ -42,13 +42,14 @@ TEST(Session, ClosesWithoutAWord) {
 }
 
 TEST(Session, CountsTheReferencesThatAreLeftOpen) {
-    EXPECT_TRUE(
-        said_at_close([](played_switch &, session &client) {
-            kyt_msg_ref reference;
-            const std::uint32_t options[KYT_SEND_OPTION_WORDS] = {1};
-            kyt_send(client.queue(), VELL_SIM_NODE, VELL_SIM_SAP_L2, VELL_SIM_OPCODE_MARKER,
-                     options, 4, &reference, 0, options);
-        }).ends_with("\nthe transport counts 1 message references left open and 0 wrong releases"));
+    EXPECT_TRUE(said_at_close([](played_switch &, session &client) {
+                    kyt_msg_ref reference;
+                    const std::uint32_t options[KYT_SEND_OPTION_WORDS] = {1};
+                    kyt_send(client.queue(), VELL_SIM_NODE, VELL_SIM_SAP_L2, VELL_SIM_OPCODE_MARKER,
+                             options, 4, &reference, 0, options);
+                })
+                    .ends_with("\nthe transport counts message references that were left open (1) "
+                               "or released wrongly (0)"));
 }
 
 TEST(Session, SaysThatItCouldNotDeregister) {
