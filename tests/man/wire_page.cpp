@@ -195,8 +195,8 @@ const Page &page() {
     return read;
 }
 
-const Drawing &drawing(const std::string &section) {
-    return page().drawings.at(section);
+const Drawing &drawing(std::string_view section) {
+    return page().drawings.at(std::string(section));
 }
 
 const Field &field(const std::string &section, const std::string &name) {

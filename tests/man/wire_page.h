@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace wire {
@@ -59,7 +60,7 @@ struct Page {
 
 const Page &page();
 
-const Drawing &drawing(const std::string &section);
+const Drawing &drawing(std::string_view section);
 
 // The field of that name that a drawing has once.
 const Field &field(const std::string &section, const std::string &name);
