@@ -16,7 +16,6 @@
 //    refuses when they do not fit, so each thing that it may have is tried in turn; when none fits, the
 //    switch is asked. LTLs are changed by the index that is known, and allocated again when that LTL is
 //    gone.
-//  - What the manager has is none of what was tried: it is asked.
 //  - Routes and groups are not acknowledged. But the service handles its messages in order, so the
 //    answer to a statistics request, of a route that nobody has, says that all before it was handled.
 //    Until then what was deleted is remembered, and in doubt after a loss.

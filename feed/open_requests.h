@@ -34,7 +34,7 @@ public:
         added.due = due;
     }
 
-    // Null when there is no such request.
+    // The changes of a request, or null when it is not open.
     const changes *find(std::uint32_t cookie) const {
         const auto found = requests_.find(cookie);
         return found == requests_.end() ? nullptr : &found->second.open;
@@ -75,7 +75,7 @@ public:
                            [&](const auto &one) { return one.second.open.contains(key); });
     }
 
-    // The next one of those that wait has no time left; none waits.
+    // When the next request expires; nothing when none waits.
     std::optional<clock::time_point> next_due() const {
         std::optional<clock::time_point> next;
         for (const auto &[cookie, request] : requests_) {
@@ -95,7 +95,7 @@ public:
                 take(request.open, request.asked);
             }
         }
-        // An answer that is later than that many requests does not come any more.
+        // An answer does not come any more once 1024 later requests were sent.
         constexpr std::size_t most_remembered = 1024;
         while (requests_.size() > most_remembered) {
             requests_.erase(requests_.begin());

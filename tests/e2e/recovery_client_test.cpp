@@ -173,8 +173,8 @@ TEST_F(RecoveryClient, DeletesAgainWhatAServiceKeptThatLostOnlyTheConnection) {
     EXPECT_EQ(client.finish(), 0);
 }
 
-// While everything is sent again, after so many requests: the old registration is given up, the new
-// one is made, seven messages are sent, and it is asked whether they were handled.
+// The switch dies after N requests of sending everything again. These are: the old registration is
+// given up, the new one is made, seven messages are sent, and it is asked whether they were handled.
 class RecoveryClientResync : public RecoveryClient, public testing::WithParamInterface<int> {};
 
 TEST_P(RecoveryClientResync, StartsAgainWhenTheSwitchDies) {
